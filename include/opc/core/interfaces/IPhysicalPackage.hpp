@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/core/Export.hpp>
+#include <opc/core/interfaces/OpenMode.hpp>
+
+#include <string>
+#include <vector>
+
+namespace opc::interfaces {
+
+class IPhysicalInputStream;
+class IPhysicalOutputStream;
+class IPhysicalPart;
+class IPhysicalPartInfo;
+
+/// A store of named byte streams (ECMA-376-2 §7, the physical package): what the package model works over.
+///
+/// The calling order of one lifetime is `open`; then `hasContentTypeStream`, `getContentTypeInputStream` (not
+/// for a created package) and `getParts`; part and stream operations; on a flush `getContentTypeOutputStream`;
+/// at last `close`. The package owns all that it hands out; pointers stay valid until it is closed or, for a
+/// part and its streams, until the part is deleted. Used by one thread at a time.
+///
+/// Every failure is an `opc::Exception` whose code compares with the generic conditions: the model tells a
+/// missing file at `open` (ENOENT) and a refused permission at `close` (EACCES) from all others.
+class OPCRAFT_API IPhysicalPackage {
+public:
+    virtual ~IPhysicalPackage();
+
+    /// True when the kind of store keeps content types in a content types stream. Does not depend on
+    /// what is stored.
+    virtual bool hasContentTypeStream() const = 0;
+
+    /// The content types stream as it was stored, or as it was last written.
+    virtual IPhysicalInputStream* getContentTypeInputStream() = 0;
+
+    /// Takes a new content types stream.
+    virtual IPhysicalOutputStream* getContentTypeOutputStream() = 0;
+
+    /// Every stored part in the store's order, relationships parts included, the content types stream not.
+    virtual std::vector<IPhysicalPart*> getParts() = 0;
+
+    virtual void open(const OpenMode& mode) = 0;
+
+    /// Saves what changed, or with `discard` forgets it, and closes. A failed close leaves the package open,
+    /// with all changes, so that it can be tried again; what was stored before is as it was.
+    virtual void close(bool discard) = 0;
+
+    /// Creates an empty part.
+    virtual IPhysicalPart* createPart(const std::u16string& name, const std::u16string& contentType, const IPhysicalPartInfo& info) = 0;
+
+    virtual void deletePart(const std::u16string& name) = 0;
+};
+
+} // namespace opc::interfaces

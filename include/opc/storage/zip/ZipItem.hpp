@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace opc::storage {
+
+/// What an item of an open ZIP package is to the package model.
+enum class ZipItemKind {
+    ContentTypes, ///< the content types stream
+    Part,         ///< a part, relationships parts included
+    Other,        ///< no part (ECMA-376-2 §7.3): kept as it is
+};
+
+/// One item of an open ZIP package, as it stands with all changes made so far.
+struct ZipItem {
+    std::string name;                 ///< the ZIP item name, UTF-8
+    std::u16string partName;          ///< the part name; empty unless the kind is Part
+    ZipItemKind kind = ZipItemKind::Other;
+    std::uint64_t size = 0;           ///< bytes, uncompressed
+    std::uint64_t compressedSize = 0; ///< bytes in the file; for content written since the open, its plain size
+};
+
+} // namespace opc::storage
