@@ -1,1 +1,190 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <opc/core/Strings.hpp>
+#include <opc/errors/Errors.hpp>
+#include <opc/model/URI.hpp>
+
+#include "iri/IRI.hpp"
+
+#include <boost/make_shared.hpp>
+
+#include <algorithm>
+
+namespace opc::model {
+
+namespace {
+
+// One fixed form for every component: the text as written.
+constexpr iri::Encoding componentEncoding = iri::Encoding::AsWritten;
+
+void throwIfNotASCII(const std::u16string& text) {
+    if (std::any_of(text.begin(), text.end(), [](char16_t unit) { return unit > 0x7F; }))
+        throw InvalidURI("Could not successfully parse URI string. URI must contain only US-ASCII.");
+}
+
+} // namespace
+
+class URI::Impl {
+public:
+    explicit Impl(const std::u16string& text) : text_(text), iri_(text, iri::Form::Uri) {}
+
+    std::u16string text_;
+    iri::IRI iri_;
+};
+
+const char* const URI::RESERVED = ":/?#[]@!$&'()*+,;=";
+const char* const URI::UNRESERVED = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";
+
+URI::URI(const std::u16string& text) {
+    init(text);
+}
+
+URI::URI(const char16_t* text) {
+    init(text == nullptr ? std::u16string() : std::u16string(text));
+}
+
+void URI::init(const std::u16string& text) {
+    try {
+        throwIfNotASCII(text);
+        impl_ = boost::make_shared<const Impl>(text);
+    } catch (...) {
+        // Whatever the reason, callers see one message.
+        throw InvalidURI("Could not successfully parse URI string.");
+    }
+}
+
+std::u16string URI::toString() const {
+    return impl_->text_;
+}
+
+bool URI::isAbsolute() const noexcept {
+    return impl_->iri_.isAbsolute();
+}
+
+bool URI::isOpaque() const noexcept {
+    return impl_->iri_.isOpaque();
+}
+
+bool URI::hasScheme() const noexcept {
+    return impl_->iri_.hasScheme();
+}
+
+std::u16string URI::getScheme() const {
+    return hasScheme() ? impl_->iri_.getScheme() : std::u16string();
+}
+
+std::u16string URI::getSchemeSpecificPart() const {
+    return impl_->iri_.getSchemeSpecificPart(componentEncoding);
+}
+
+bool URI::hasAuthority() const noexcept {
+    return !isOpaque() && impl_->iri_.hasAuthority();
+}
+
+std::u16string URI::getAuthority() const {
+    return hasAuthority() ? impl_->iri_.getAuthority(componentEncoding) : std::u16string();
+}
+
+bool URI::hasAbsolutePath() const noexcept {
+    return !isOpaque() && impl_->iri_.hasAbsolutePath();
+}
+
+std::u16string URI::getPath() const {
+    return isOpaque() ? std::u16string() : impl_->iri_.getPath(componentEncoding);
+}
+
+bool URI::hasQuery() const noexcept {
+    return !isOpaque() && impl_->iri_.hasQuery();
+}
+
+std::u16string URI::getQuery() const {
+    return hasQuery() ? impl_->iri_.getQuery(componentEncoding) : std::u16string();
+}
+
+bool URI::hasFragment() const noexcept {
+    return impl_->iri_.hasFragment();
+}
+
+std::u16string URI::getFragment() const {
+    return hasFragment() ? impl_->iri_.getFragment(componentEncoding) : std::u16string();
+}
+
+std::u16string URI::percentEncode(const std::u16string& text, const std::string& allowed) {
+    static constexpr char digits[] = "0123456789ABCDEF";
+    std::string encoded;
+    for (const char character : detail::toUTF8String(text, true)) {
+        const auto byte = static_cast<unsigned char>(character);
+        if (byte < 0x80 && allowed.find(character) != std::string::npos) {
+            encoded += character;
+        } else {
+            encoded += {'%', digits[byte >> 4], digits[byte & 0xF]};
+        }
+    }
+    return opc::toString(encoded, true);
+}
+
+std::u16string URI::encodeComponent(const std::u16string& text, std::string extra) {
+    return percentEncode(text, UNRESERVED + extra);
+}
+
+std::u16string URI::encodeIRI(const std::u16string& text) {
+    return percentEncode(text, std::string(UNRESERVED) + RESERVED);
+}
+
+bool URI::operator==(const URI& other) const noexcept {
+    return impl_ == other.impl_ || caselessCompare(impl_->text_, other.impl_->text_) == 0;
+}
+
+bool URI::operator!=(const URI& other) const noexcept {
+    return !(*this == other);
+}
+
+bool URI::operator<(const URI& other) const noexcept {
+    return caselessCompare(impl_->text_, other.impl_->text_) < 0;
+}
+
+int URI::compare(const std::u16string& text) const noexcept {
+    return caselessCompare(impl_->text_, text);
+}
+
+bool operator==(const URI& uri, const std::u16string& text) noexcept {
+    return uri.compare(text) == 0;
+}
+
+bool operator!=(const URI& uri, const std::u16string& text) noexcept {
+    return uri.compare(text) != 0;
+}
+
+bool operator<(const URI& uri, const std::u16string& text) noexcept {
+    return uri.compare(text) < 0;
+}
+
+bool operator==(const std::u16string& text, const URI& uri) noexcept {
+    return uri.compare(text) == 0;
+}
+
+bool operator!=(const std::u16string& text, const URI& uri) noexcept {
+    return uri.compare(text) != 0;
+}
+
+bool operator<(const std::u16string& text, const URI& uri) noexcept {
+    return uri.compare(text) > 0;
+}
+
+URI resolve(const URI& base, const URI& reference) {
+    if (base.isOpaque() || reference.isOpaque())
+        throw UnsupportedResolve("URIs must be hierarchical URIs.");
+    return reference.impl_->iri_.resolveAgainst(base.impl_->iri_).toAsciiString();
+}
+
+URI relativize(const URI& source, const URI& target) {
+    if (source.isOpaque() || target.isOpaque())
+        throw UnsupportedRelativize("URIs must be hierarchical URIs.");
+    const auto isRelativeWithAbsolutePath = [](const URI& uri) { return !uri.isAbsolute() && uri.hasAbsolutePath(); };
+    if (!isRelativeWithAbsolutePath(source) || !isRelativeWithAbsolutePath(target))
+        throw UnsupportedRelativize("URIs must be relative URIs, where the source and target URI have absolute paths.");
+    if (target.getPath() == source.getPath())
+        throw UnsupportedRelativize("URI's paths must be different.");
+    return target.impl_->iri_.makeRelativeTo(source.impl_->iri_).toAsciiString();
+}
+
+} // namespace opc::model

@@ -47,7 +47,8 @@ public:
     virtual void close(bool discard) = 0;
 
     /// Creates an empty part.
-    virtual IPhysicalPart* createPart(const std::u16string& name, const std::u16string& contentType, const IPhysicalPartInfo& info) = 0;
+    virtual IPhysicalPart* createPart(const std::u16string& name, const std::u16string& contentType,
+                                      const IPhysicalPartInfo& info) = 0;
 
     virtual void deletePart(const std::u16string& name) = 0;
 };

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/core/Export.hpp>
+
+#include <map>
+#include <string>
+
+namespace opc::model {
+
+/// A media type (ECMA-376-2 §6.2.3, RFC 2616 §3.7): type, subtype and parameters, with a normalized text.
+///
+/// A plain value: concurrent reads are safe.
+class OPCRAFT_API ContentType {
+public:
+    /// Parses `type "/" subtype *( *SP ";" *SP attribute "=" ( token | quoted-string ) )`. A quoted string is not
+    /// empty and has no escapes. Of a repeated attribute the first spelling and the last value stay.
+    /// @throws InvalidContentType when the whole text does not match.
+    ContentType(const std::u16string& text);
+    /// As above; null is the empty text.
+    ContentType(const char16_t* text);
+
+    /// As written.
+    std::u16string getType() const { return type_; }
+    /// As written.
+    std::u16string getSubType() const { return subType_; }
+
+    /// The normalized text: no spaces, parameters in the order of their attributes, values quoted where needed.
+    std::u16string toString() const { return text_; }
+
+    /// Attributes compare with the ASCII letters folded.
+    bool hasParameter(const std::u16string& attribute) const;
+
+    /// @throws ContentTypeParameterNotFound when there is none.
+    std::u16string getParameterValue(const std::u16string& attribute) const;
+
+    /// Adds a parameter, or replaces its value. A value that holds a double quote is taken, but the text is then
+    /// one that does not parse again.
+    /// @throws InvalidContentTypeParameter when the attribute is no token, or the value is empty or not printable
+    ///         ASCII; nothing is changed then.
+    void addParameter(const std::u16string& attribute, const std::u16string& value);
+
+    /// @throws ContentTypeParameterNotFound when there is none; nothing is changed then.
+    void removeParameter(const std::u16string& attribute);
+
+    // The normalized texts compared with the ASCII letters folded, parameter values included.
+    bool operator==(const ContentType& other) const noexcept;
+    bool operator!=(const ContentType& other) const noexcept;
+    bool operator<(const ContentType& other) const noexcept;
+
+private:
+    struct OPCRAFT_API caselessCompareFcn {
+        bool operator()(const std::u16string& a, const std::u16string& b) const noexcept;
+    };
+
+    void init();
+    void resetStringFromParts();
+
+    std::u16string text_;
+    std::u16string type_;
+    std::u16string subType_;
+    std::map<std::u16string, std::u16string, caselessCompareFcn> parameters_;
+};
+
+} // namespace opc::model

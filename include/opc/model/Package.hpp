@@ -1,0 +1,162 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/core/Export.hpp>
+#include <opc/core/interfaces/OpenMode.hpp>
+#include <opc/model/Part.hpp>
+#include <opc/model/PartName.hpp>
+#include <opc/model/relationships/ExcludeMode.hpp>
+#include <opc/model/relationships/RelationshipSource.hpp>
+
+#include <list>
+#include <map>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+namespace opc::interfaces {
+class IPhysicalPackage;
+class IPhysicalPartInfo;
+} // namespace opc::interfaces
+
+namespace opc::model {
+
+class ContentTypeSource;
+class DataManager;
+class RelationshipSerializer;
+
+/// A package of parts and relationships (ECMA-376-2 §6) over a physical package.
+///
+/// It does not own the physical package, which outlives it. It is the source of the package relationships.
+/// Starts closed, and can be opened and closed any number of times; destroying it while it is open discards
+/// what was not flushed and closed. Used by one thread at a time, together with all that it hands out.
+class OPCRAFT_API Package final : public RelationshipSource {
+public:
+    explicit Package(interfaces::IPhysicalPackage& physicalPackage);
+    /// Closes with discard. Data managers are destroyed before their package.
+    ~Package() override;
+
+    Package(const Package&) = delete;
+    Package& operator=(const Package&) = delete;
+
+    /// Always true.
+    bool isValid() const override;
+    bool isOpen() const override;
+    bool isReadOnly() const override;
+    /// Also true of a package that was never opened.
+    bool isCreateOnly() const override;
+    Package& getPackage() const override;
+
+protected:
+    void doVerifyRelationship(const std::u16string& id, const std::u16string& type,
+                              const std::u16string& target) override;
+
+public:
+    /// Opens the physical package, reads its content types and relationships and lets the data managers load. A
+    /// failed open leaves both closed.
+    /// @throws PackageAlreadyOpen
+    /// @throws PackageNotFound when the physical package reports a missing file (ENOENT).
+    /// @throws PackageOpenFailed for any other physical failure, with its code.
+    /// @throws InvalidXMLDocument, InvalidContentTypeStream, InvalidContentType for a malformed content types stream.
+    /// @throws InvalidURI, InvalidPartName for a stored name that is no part name.
+    /// @throws ContentTypeNotFound for a part without a content type.
+    /// @throws InvalidRelationshipContent for a malformed relationships part.
+    /// @throws InconsistentPackage for a relationships part without its source.
+    /// @throws InvalidCorePropertiesRelationships for more than one core properties relationship.
+    void open(interfaces::OpenMode mode);
+
+    /// Flushes, unless the package is read-only or `discard` is true, and closes. Nothing when it is not open.
+    /// After a failure the package is open still and the close can be tried again.
+    /// @throws PackagePermissionDenied when the physical package was refused permission (EACCES).
+    /// @throws PackageCloseFailed for any other physical failure, with its code; and what `flush` throws.
+    void close(bool discard = false);
+
+    /// Writes what changed to the physical package: the data managers, the content types stream, the package
+    /// relationships, the relationships of the parts, in that order.
+    /// @throws PackageNotOpen, PackageReadOnly
+    /// @throws InvalidContentTypeStream when the content types stream cannot be written.
+    /// @throws InvalidPartContent when a relationships part cannot be written; opc::Exception, with its code, when the
+    ///         physical package refuses one; and what data managers throw.
+    void flush();
+
+    /// Creates an empty part.
+    /// @throws PackageNotOpen, PackageReadOnly
+    /// @throws PartHasRelationshipName for the name of a relationships part.
+    /// @throws PartAlreadyExists when an equivalent name exists.
+    /// @throws PartIsDerivedFromExistingPartName when one of the two names contains the other as a path.
+    /// @throws InvalidPartName for the package root.
+    /// @throws InvalidContentType when the content type's text could not be read back.
+    /// @throws PartCreateFailed when the physical package refuses.
+    Part createPart(const PartName& name, const ContentType& contentType, const interfaces::IPhysicalPartInfo& info);
+
+    /// Deletes a part and its relationships part. Relationships that point at the part stay.
+    /// @throws PackageNotOpen, PackageReadOnly, PackageCreateOnly, PartNotFound
+    /// @throws PartDeleteFailed when the physical package refuses. Once the part itself is gone, the deletion of its
+    ///         relationships part is tried again by every later deletion and flush.
+    void deletePart(const PartName& name);
+
+    /// @throws PackageNotOpen, PartNotFound
+    Part getPart(const PartName& name) const;
+    /// @throws PackageNotOpen
+    bool hasPart(const PartName& name) const;
+    /// In the order of their names, relationships parts left out.
+    /// @param mode ExcludeManaged leaves out the parts that a data manager owns.
+    /// @throws PackageNotOpen
+    std::vector<Part> getParts(ExcludeMode mode = ExcludeMode::IncludeAll) const;
+
+    /// Called by a data manager's constructor. Managers are not owned.
+    /// @throws PackageAlreadyOpen
+    void addDataManager(DataManager* manager);
+    /// Called by a data manager's destructor; nothing when it is not registered.
+    void removeDataManager(DataManager* manager) noexcept;
+    /// What all data managers own.
+    std::unordered_set<std::u16string> getManagedPartNames() const;
+    std::unordered_set<std::u16string> getManagedRelationshipTypes() const;
+
+private:
+    friend class RelationshipSource;
+
+    using PartMap = std::map<PartName, Part>;
+    using PhysicalPartMap = std::map<PartName, interfaces::IPhysicalPart*>;
+
+    RelationshipSerializer& getRelationshipSerializer() const noexcept { return *relationshipSerializer_; }
+
+    void openPhysicalPackage(interfaces::OpenMode mode);
+    void initializeParts();
+    static void attachRelationships(RelationshipSource& source, const PartName& name, PhysicalPartMap& pending);
+    ContentType lookUpContentType(const PartName& name, const interfaces::IPhysicalPart& physicalPart);
+    void abandon() noexcept;
+    void clear() noexcept;
+
+    interfaces::IPhysicalPart* createPartInternal(const PartName& name, const ContentType& contentType,
+                                                  const interfaces::IPhysicalPartInfo& info);
+    void deletePartInternal(const PartName& name);
+    void deleteOrphans();
+    const Part& findPart(const PartName& name) const;
+    void flushPackage();
+    void flushParts();
+    void clearParts() noexcept;
+
+    void populatePrefixes(const PartName& name);
+    void removePrefixes(const PartName& name);
+    bool isPartDerivedFromExistingPartName(const PartName& name, std::u16string& conflict) const;
+
+    void throwIfRelationshipName(const PartName& name) const;
+    void throwIfPartAlreadyExists(const PartName& name) const;
+    void throwIfDerivedFromExistingPartName(const PartName& name) const;
+    void throwIfTooManyCorePropertiesRelationships(unsigned long allowed) const;
+
+    interfaces::IPhysicalPackage& physicalPackage_;
+    bool isOpen_ = false;
+    interfaces::OpenMode mode_ = interfaces::OpenMode::CreateOnly;
+    PartMap parts_;
+    std::vector<PartName> orphans_; // relationships parts of deleted parts, until they are deleted too
+    std::unordered_map<std::u16string, unsigned long> prefixes_;
+    std::unique_ptr<ContentTypeSource> contentTypeSource_;
+    std::unique_ptr<RelationshipSerializer> relationshipSerializer_;
+    std::list<DataManager*> dataManagers_;
+};
+
+} // namespace opc::model

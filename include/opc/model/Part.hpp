@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/core/Export.hpp>
+#include <opc/core/interfaces/OpenMode.hpp>
+#include <opc/model/ContentType.hpp>
+#include <opc/model/PartName.hpp>
+#include <opc/model/relationships/RelationshipSource.hpp>
+
+#include <boost/shared_ptr.hpp>
+
+namespace opc {
+class InputStream;
+class OutputStream;
+} // namespace opc
+
+namespace opc::model {
+
+/// A part of an open package (ECMA-376-2 §6.2): its name, content type, bytes and relationships.
+///
+/// A handle that only packages make; copies are handles on the same part. When the part is deleted or the package
+/// closed, all of them become invalid for ever: then only name, content type, validity and mode can be asked
+/// for, and everything else throws `InvalidObject`. Used by one thread at a time, together with its package;
+/// handles may be copied and destroyed on any thread.
+class OPCRAFT_API Part final : public RelationshipSource {
+public:
+    ~Part() override;
+    Part(const Part&) = default;
+    Part& operator=(const Part&) = default;
+
+    bool isValid() const override;
+    /// Always true: whether a part can be used is a matter of its validity.
+    bool isOpen() const override;
+    bool isReadOnly() const override;
+    bool isCreateOnly() const override;
+    Package& getPackage() const override;
+
+    PartName getName() const;
+    ContentType getContentType() const;
+
+    /// The bytes of the part. The same stream at every call, owned by the part, never deleted by the caller; `open` it
+    /// before reading. A part that was written reads back its new content. Reading a part of a created package fails
+    /// when it is tried, by the rules of the physical package.
+    /// @throws InvalidObject
+    /// @throws InvalidPartStream when the physical package does not give the stream.
+    InputStream* getInputStream() const;
+
+    /// Takes new bytes for the part. The same stream at every call, owned by the part. The first write, and the
+    /// first after a `close`, starts new content.
+    /// @throws InvalidObject
+    /// @throws PackageReadOnly
+    /// @throws InvalidPartStream when the physical package does not give the stream.
+    OutputStream* getOutputStream() const;
+
+    /// Writes the relationships part of this part when it changed.
+    /// @throws InvalidObject
+    void flush();
+
+private:
+    friend class Package;
+    class Impl;
+
+    Part(Package* package, interfaces::IPhysicalPart* physicalPart, const PartName& name,
+         const ContentType& contentType, interfaces::OpenMode mode);
+
+    interfaces::IPhysicalPart* getPhysicalPart() const noexcept;
+    void markAsInvalid() noexcept;
+
+    boost::shared_ptr<Impl> impl_;
+};
+
+} // namespace opc::model

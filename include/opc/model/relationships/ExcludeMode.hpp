@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+
+namespace opc::model {
+
+/// What a listing of parts or relationships leaves out.
+enum class ExcludeMode : std::int32_t {
+    IncludeAll = 0,     ///< nothing
+    ExcludeManaged = 1, ///< what belongs to a data manager
+};
+
+} // namespace opc::model

@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/core/Export.hpp>
+#include <opc/model/URI.hpp>
+#include <opc/model/relationships/ExcludeMode.hpp>
+#include <opc/model/relationships/Relationship.hpp>
+
+#include <boost/shared_ptr.hpp>
+
+#include <string>
+#include <vector>
+
+namespace opc::interfaces {
+class IPhysicalPart;
+}
+
+namespace opc::model {
+
+class Package;
+class RelationshipManager;
+
+/// What can own relationships (ECMA-376-2 §6.5): a package or a part.
+///
+/// A handle: copies share the relationships. Used by one thread at a time, together with its package.
+///
+/// Every query throws `InvalidObject` when the part was deleted or its package closed, and `PackageNotOpen` when the
+/// package is not open. Every change throws these and `PackageReadOnly`. All checks come before any change: a
+/// refused call changes nothing, but that the number of a generated ID is used up when the package itself refuses
+/// the relationship at last.
+class OPCRAFT_API RelationshipSource {
+public:
+    RelationshipSource(const RelationshipSource& other);
+    RelationshipSource& operator=(const RelationshipSource& other);
+
+    virtual ~RelationshipSource();
+
+    /// False once the part was deleted or its package closed.
+    virtual bool isValid() const = 0;
+    virtual bool isOpen() const = 0;
+    virtual bool isReadOnly() const = 0;
+    virtual bool isCreateOnly() const = 0;
+    /// The package that this is, or belongs to. For a part, only while it is valid.
+    virtual Package& getPackage() const = 0;
+
+protected:
+    /// Called at last, before a relationship is added; throws to refuse it.
+    /// @param target the target as it will be stored.
+    virtual void doVerifyRelationship(const std::u16string& id, const std::u16string& type,
+                                      const std::u16string& target);
+
+public:
+    /// The part name of the source, "/" for a package.
+    URI getSourceURI() const;
+
+    /// In ascending order of IDs (code units), as all listings.
+    /// @param mode ExcludeManaged leaves out the types that a data manager owns.
+    std::vector<Relationship> getRelationships(ExcludeMode mode = ExcludeMode::IncludeAll) const;
+    /// Those whose type is exactly the given one; the case counts.
+    std::vector<Relationship> getRelationshipsByType(const std::u16string& type) const;
+    /// @throws RelationshipNotFound
+    Relationship getRelationshipByID(const std::u16string& id) const;
+    bool hasRelationship(const std::u16string& id) const;
+
+    /// Relates this source to a part, which need not exist. The target is stored relative to the source, with
+    /// its query and fragment.
+    /// @param target a part name, or a reference relative to the source.
+    /// @param id empty for a generated one: "rId" and the next free number, never one that was used before.
+    /// @throws InvalidRelationshipTarget when the target has a scheme, is no part name, is the name of a relationships
+    ///         part, or is the source.
+    /// @throws UnsupportedRelativize when the target's path is that of the source.
+    /// @throws InvalidRelationshipType when the type is empty or no URI.
+    /// @throws InvalidRelationshipID when the ID is no xsd:ID.
+    /// @throws RelationshipAlreadyExists when the ID is in use.
+    /// @throws InvalidCorePropertiesRelationships when it would be a package's second core properties relationship.
+    /// @throws PartCreateFailed when the relationships part of a first relationship cannot be created.
+    Relationship createInternalRelationship(const std::u16string& type, const URI& target,
+                                            const std::u16string& id = std::u16string());
+
+    /// Relates this source to something outside the package. The target is stored as it is.
+    /// @throws InvalidRelationshipTarget when the target, its backslashes read as slashes, is no LEIRI.
+    /// @throws InvalidRelationshipType, InvalidRelationshipID, RelationshipAlreadyExists,
+    ///         InvalidCorePropertiesRelationships, PartCreateFailed as for an internal relationship.
+    Relationship createExternalRelationship(const std::u16string& type, const std::u16string& target,
+                                            const std::u16string& id = std::u16string());
+
+    /// Deletes a relationship, and with the last one the relationships part.
+    /// @throws PackageCreateOnly when the package is open for creation.
+    /// @throws RelationshipNotFound
+    /// @throws PartDeleteFailed when the relationships part cannot be deleted.
+    void deleteRelationship(const std::u16string& id);
+
+    /// True for an xsd:ID, but that an ID starts with none of U+037F to U+1FFF, and surrogate pairs are refused.
+    static bool isValidID(const std::u16string& id) noexcept;
+    /// True for a LEIRI (RFC 3987 §7.3 of the revision draft; W3C Note LEIRI), backslashes read as slashes.
+    static bool isValidTarget(const std::u16string& target);
+
+protected:
+    explicit RelationshipSource(const URI& source);
+
+    /// Forgets the relationships, the relationships part and the number of the next ID.
+    void reset() noexcept;
+    /// Writes the relationships part when it changed.
+    void flush();
+
+    void throwIfInvalid() const;
+    void throwIfNotOpen() const;
+    void throwIfReadOnly() const;
+    void throwIfCreateOnly() const;
+
+private:
+    friend class Package;
+    class Impl;
+
+    interfaces::IPhysicalPart* getPhysicalRelationshipPart() const noexcept;
+    RelationshipManager& getRelationshipManager() const noexcept;
+
+    void throwIfNotChangeable() const;
+    void verifyRelationship(std::u16string& id, const std::u16string& type, const std::u16string& target);
+    std::u16string generateID();
+    Relationship addRelationship(const Relationship& relationship);
+    void createRelationshipPartIfNeeded();
+    /// Takes a relationships part (or null for none), and reads it unless it is new.
+    void setPhysicalRelationshipPart(interfaces::IPhysicalPart* part, bool isNew);
+
+    boost::shared_ptr<Impl> impl_;
+};
+
+} // namespace opc::model

@@ -1,0 +1,202 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/core/Export.hpp>
+#include <opc/core/InputStream.hpp>
+#include <opc/core/OutputStream.hpp>
+#include <opc/xml/XercesString.hpp>
+
+#include <xercesc/dom/DOMDocument.hpp>
+#include <xercesc/dom/DOMElement.hpp>
+#include <xercesc/dom/DOMLSParser.hpp>
+#include <xercesc/dom/DOMLSSerializer.hpp>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace opc::model {
+
+/// Whether a written document starts with an XML declaration.
+enum class XmlDeclaration : std::int32_t {
+    Omit = 0,
+    Include = 1,
+};
+
+/// Disposes of a Xerces object the way Xerces asks for.
+struct XercesRelease {
+    template <class T>
+    void operator()(T* object) const noexcept {
+        object->release();
+    }
+};
+
+/// Owns a parser, its grammar cache, and every document it has read.
+using ParserHandle = std::unique_ptr<xercesc::DOMLSParser, XercesRelease>;
+using WriterHandle = std::unique_ptr<xercesc::DOMLSSerializer, XercesRelease>;
+using DocumentHandle = std::unique_ptr<xercesc::DOMDocument, XercesRelease>;
+
+/// The one way to read and write XML.
+///
+/// Reading trusts nothing: a document type, any encoding but UTF-8 and UTF-16, an input without measure and a nesting
+/// without measure are refused, and nothing that a document says opens a file or a connection. What Xerces reports
+/// arrives as `InvalidXMLDocument` with its message.
+///
+/// The functions hold no state and may be called from any thread; each parser, writer and document is used by one
+/// thread at a time. Each call holds a `XercesGuard` for its own duration where it needs one; a caller that keeps what
+/// the factories return holds a guard of its own for that time, made before and destroyed after it.
+class OPCRAFT_API XercesHelper {
+public:
+    /// The byte encoding forced on a read or a write.
+    enum class XercesEncoding : std::int32_t {
+        Default = 0, ///< detected on reading, UTF-8 on writing
+        UTF16 = 1,   ///< UTF-16 in the order of this machine
+    };
+
+    /// The longest input that is read, in bytes.
+    static constexpr std::uint64_t MAX_XML_SIZE = 64ULL * 1024 * 1024;
+
+    /// The deepest nesting of elements that is read or written, the document element counting 1.
+    static constexpr std::uint32_t MAX_XML_DEPTH = 1000;
+
+    XercesHelper() = delete;
+
+    /// @name Factories
+    /// @throws InvalidXMLDocument when Xerces fails.
+    /// @{
+
+    /// A parser without settings, which each read makes. It may read any number of documents one after another and
+    /// keeps the grammars that were loaded into it.
+    static ParserHandle createParser();
+
+    /// A writer that adds no white space.
+    static WriterHandle createWriter();
+
+    /// A writer that breaks lines and indents. It adds no white space inside an element that holds text.
+    static WriterHandle createPrettyPrintingWriter();
+
+    /// A document without a root.
+    static DocumentHandle createDocument();
+    /// @}
+
+    /// @name Reading
+    /// The document belongs to the parser; it lives until the parser reads again or goes.
+    ///
+    /// With `validate`, the document is checked against the grammars in the parser's cache; a parser that has validated
+    /// once stays so configured. A schema location that is not empty is handed to Xerces, as the location for the
+    /// namespace when that is not empty, else for documents without a namespace; since nothing is ever fetched, it
+    /// helps only as the name of a grammar that is in the cache.
+    /// @throws InvalidXMLDocument with Xerces' message when the document is malformed, invalid or holds a document
+    /// type;
+    ///         with one of ours when its declared encoding is not UTF-8 or UTF-16, when it is longer than
+    ///         `MAX_XML_SIZE` or nested deeper than `MAX_XML_DEPTH`.
+    /// @throws whatever the stream throws, unchanged and before any other error.
+    /// @{
+    static xercesc::DOMDocument* readDocumentFromStream(xercesc::DOMLSParser& parser, InputStream& stream,
+                                                        bool validate, const std::u16string& schemaLocation,
+                                                        const std::u16string& schemaNamespace);
+
+    /// As `readDocumentFromStream`; the text is taken as UTF-16 whatever its declaration names.
+    static xercesc::DOMDocument* readDocumentFromString(xercesc::DOMLSParser& parser, const std::u16string& text,
+                                                        bool validate, const std::u16string& schemaLocation,
+                                                        const std::u16string& schemaNamespace);
+
+    static xercesc::DOMDocument* readDocumentHelper(xercesc::DOMLSParser& parser, InputStream& stream, bool validate,
+                                                    const std::u16string& schemaLocation,
+                                                    const std::u16string& schemaNamespace,
+                                                    const XercesEncoding& encoding);
+    /// @}
+
+    /// @name Writing
+    /// The document is serialised into memory first, so that a refused write leaves the stream untouched. The stream
+    /// is neither flushed nor closed.
+    /// @throws InvalidXMLDocument with one of our messages when the document holds a document type, a character that
+    /// XML
+    ///         1.0 §2.2 excludes, or is nested deeper than `MAX_XML_DEPTH`; with Xerces' message when it fails.
+    /// @throws whatever the stream throws.
+    /// @{
+
+    /// Writes UTF-8 with an XML declaration.
+    static void writeDocumentToStream(xercesc::DOMLSSerializer& serializer, const xercesc::DOMDocument* document,
+                                      OutputStream& stream);
+
+    /// Replaces `out` by the text; a declaration names UTF-16.
+    static void writeDocumentToString(xercesc::DOMLSSerializer& serializer, const xercesc::DOMDocument* document,
+                                      std::u16string& out, const XmlDeclaration& declaration);
+
+    static void writeDocumentHelper(xercesc::DOMLSSerializer& serializer, const xercesc::DOMDocument* document,
+                                    OutputStream& stream, const XercesEncoding& encoding,
+                                    const XmlDeclaration& declaration);
+    /// @}
+
+    /// @name Checks
+    /// @{
+
+    /// @throws InvalidXMLDocument "XML content can not contain a DTD".
+    static void throwIfDTDIsPresent(const xercesc::DOMDocument* document);
+
+    /// Accepts a missing encoding and exactly "", "UTF-8", "utf-8", "UTF-16" and "utf-16".
+    /// @throws InvalidXMLDocument "XML content must be UTF-8 or UTF-16 or empty (i.e., absent XML declaration)".
+    static void throwIfUnsupportedEncoding(const xercesc::DOMDocument* document);
+    /// @}
+
+    /// @name Finding elements
+    /// Among all descendants, in document order; "*" stands for any name or namespace. The forms without a namespace
+    /// compare the name as it is written, prefix included, and so miss what is written with another prefix.
+    /// A null element has no descendants.
+    /// @{
+
+    /// @return null when there is none.
+    static xercesc::DOMElement* getElement(const xercesc::DOMElement* element, const XercesString& name);
+    static xercesc::DOMElement* getElementNS(const xercesc::DOMElement* element, const XercesString& namespaceURI,
+                                             const XercesString& localName);
+
+    static std::vector<xercesc::DOMElement*> getElements(const xercesc::DOMElement* element, const XercesString& name);
+    static std::vector<xercesc::DOMElement*>
+    getElementsNS(const xercesc::DOMElement* element, const XercesString& namespaceURI, const XercesString& localName);
+    /// @}
+
+    /// @name Reading elements
+    /// `out` is replaced; it is empty where the answer is false.
+    /// @{
+
+    /// The value of the first child alone, be it a text, a comment or a CDATA section; empty when there is none or when
+    /// it is an element.
+    /// @return false when the element is null.
+    static bool getElementText(const xercesc::DOMElement* element, std::u16string& out);
+
+    /// As `getElementText`, without white space at the end; that at the start is kept.
+    static bool getTrimmedElementText(const xercesc::DOMElement* element, std::u16string& out);
+
+    /// @return false when the attribute is absent.
+    static bool getElementAttribute(const xercesc::DOMElement* element, const XercesString& name, std::u16string& out);
+
+    /// @return true with an empty value when the attribute is absent, unlike the form without a namespace.
+    static bool getElementAttributeNS(const xercesc::DOMElement* element, const XercesString& namespaceURI,
+                                      const XercesString& localName, std::u16string& out);
+    /// @}
+
+    /// @name Building documents
+    /// The new element, owned by the document, is the last child of what it is appended to. A document is built either
+    /// with the namespace forms throughout or without them: mixed, its namespace declarations are written twice.
+    /// @throws InvalidXMLDocument with Xerces' message when the DOM refuses the change; with one of ours, naming the
+    ///         character, when a text or value holds one that XML 1.0 §2.2 excludes.
+    /// @{
+    static xercesc::DOMElement* appendElement(xercesc::DOMDocument* document, const XercesString& name);
+    static xercesc::DOMElement* appendElementNS(xercesc::DOMDocument* document, const XercesString& namespaceURI,
+                                                const XercesString& qualifiedName);
+    static xercesc::DOMElement* appendElement(xercesc::DOMElement* parent, const XercesString& name);
+    static xercesc::DOMElement* appendElementNS(xercesc::DOMElement* parent, const XercesString& namespaceURI,
+                                                const XercesString& qualifiedName);
+
+    /// Replaces all children of the element by the text.
+    static void setElementText(xercesc::DOMElement* element, const std::u16string& text);
+    static void setElementAttribute(xercesc::DOMElement* element, const XercesString& name,
+                                    const std::u16string& value);
+    static void setElementAttributeNS(xercesc::DOMElement* element, const XercesString& namespaceURI,
+                                      const XercesString& qualifiedName, const std::u16string& value);
+    /// @}
+};
+
+} // namespace opc::model

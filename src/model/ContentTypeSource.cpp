@@ -1,0 +1,229 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <opc/core/ByteArrayInAdaptor.hpp>
+#include <opc/core/ByteArrayOutAdaptor.hpp>
+#include <opc/core/Strings.hpp>
+#include <opc/core/interfaces/IPhysicalPackage.hpp>
+#include <opc/errors/Errors.hpp>
+#include <opc/xml/XercesGuard.hpp>
+#include <opc/xml/XercesHelper.hpp>
+
+#include "model/ContentTypeSource.hpp"
+#include "model/PhysicalBytes.hpp"
+#include "model/WellKnown.hpp"
+#include "xml/ContentTypePattern.hpp"
+#include "xml/SchemaValidation.hpp"
+
+#include <xercesc/util/XMLUni.hpp>
+
+#include <algorithm>
+#include <string_view>
+
+namespace opc::model {
+
+namespace {
+
+/// The names of the content types vocabulary; made while a XercesGuard is held.
+struct Vocabulary {
+    XercesString ns{wellknown::contentTypesNamespace};
+    XercesString types{u"Types"};
+    XercesString defaultEntry{u"Default"};
+    XercesString overrideEntry{u"Override"};
+    XercesString extension{u"Extension"};
+    XercesString partName{u"PartName"};
+    XercesString contentType{u"ContentType"};
+};
+
+std::u16string lowerExtension(const PartName& name) {
+    return toLowerASCIIString(name.getExtension());
+}
+
+bool isHexDigit(char16_t unit) noexcept {
+    return (unit >= u'0' && unit <= u'9') || (unit >= u'a' && unit <= u'f') || (unit >= u'A' && unit <= u'F');
+}
+
+/// The language of ST_Extension in the published schema, which is narrower than what a part name may end with (it
+/// has no ";"). An entry outside it could not be read back.
+bool canBeDefault(const std::u16string& extension) {
+    static constexpr std::u16string_view others = u"!$&'()*+,:=@-_~";
+    for (std::size_t i = 0; i < extension.size(); ++i) {
+        const char16_t unit = extension[i];
+        if (unit == u'%') {
+            if (i + 2 >= extension.size() || !isHexDigit(extension[i + 1]) || !isHexDigit(extension[i + 2]))
+                return false;
+            i += 2;
+        } else if (!(unit >= u'a' && unit <= u'z') && !(unit >= u'A' && unit <= u'Z') &&
+                   !(unit >= u'0' && unit <= u'9') && others.find(unit) == std::u16string_view::npos) {
+            return false;
+        }
+    }
+    return !extension.empty();
+}
+
+/// The content type of an entry. The schema as it is loaded leaves the pattern of ST_ContentType to be matched here,
+/// in linear time.
+ContentType readContentType(const xercesc::DOMElement* entry, const Vocabulary& names) {
+    std::u16string text;
+    XercesHelper::getElementAttribute(entry, names.contentType, text);
+    if (!matchesContentTypePattern(text))
+        throw InvalidXMLDocument("value '" + detail::toUTF8String(text, false) +
+                                 "' of attribute 'ContentType' does not match the pattern of ST_ContentType");
+    if (text.empty())
+        throw InvalidPartContent("ContentType is empty");
+    return text;
+}
+
+PartName readPartName(const xercesc::DOMElement* entry, const Vocabulary& names) {
+    std::u16string text;
+    XercesHelper::getElementAttribute(entry, names.partName, text);
+    try {
+        return text;
+    } catch (const Exception&) {
+        throw InvalidPartContent("PartName is not a valid part name");
+    }
+}
+
+std::u16string readExtension(const xercesc::DOMElement* entry, const Vocabulary& names) {
+    std::u16string text;
+    XercesHelper::getElementAttribute(entry, names.extension, text);
+    if (text.empty())
+        throw InvalidPartContent("Extension is empty");
+    return toLowerASCIIString(text);
+}
+
+void appendEntry(xercesc::DOMElement* root, const Vocabulary& names, const XercesString& element,
+                 const XercesString& key, const std::u16string& value, const ContentType& contentType) {
+    xercesc::DOMElement* entry = XercesHelper::appendElementNS(root, names.ns, element);
+    XercesHelper::setElementAttribute(entry, key, value);
+    XercesHelper::setElementAttribute(entry, names.contentType, contentType.toString());
+}
+
+} // namespace
+
+ContentTypeSource::ContentTypeSource(interfaces::IPhysicalPackage& physicalPackage, bool createOnly)
+    : physicalPackage_(physicalPackage) {
+    if (!physicalPackage.hasContentTypeStream())
+        return;
+    if (createOnly) {
+        // Dirty from the start, so that a package without a single part gets its content types stream too.
+        present_ = dirty_ = true;
+        return;
+    }
+    interfaces::IPhysicalInputStream* stream = nullptr;
+    try {
+        stream = physicalPackage.getContentTypeInputStream();
+    } catch (const Exception& e) {
+        throw PackageOpenFailed(e.what(), e.code());
+    }
+    load(*stream);
+    present_ = true;
+}
+
+ContentType ContentTypeSource::getContentType(const PartName& name, bool takeReference) {
+    if (!present_)
+        throw ContentTypeNotFound("No content type stream.");
+    const auto named = overrides_.find(name);
+    if (named != overrides_.end())
+        return named->second;
+    const auto entry = defaults_.find(lowerExtension(name));
+    if (entry == defaults_.end())
+        throw ContentTypeNotFound("No content type was found for part:" + toASCIIString(name.toString()));
+    if (takeReference)
+        ++entry->second.useCount;
+    return entry->second.contentType;
+}
+
+void ContentTypeSource::addContentType(const PartName& name, const ContentType& type) {
+    if (!present_)
+        return;
+    overrides_.erase(name); // left behind by a part that was deleted elsewhere
+    const std::u16string extension = lowerExtension(name);
+    const auto entry = defaults_.find(extension);
+    if (!canBeDefault(extension)) {
+        overrides_.emplace(name, type);
+    } else if (entry == defaults_.end()) {
+        defaults_.emplace(extension, Default{type, 1});
+    } else if (entry->second.contentType.toString() != type.toString()) {
+        // Stricter than the equality of content types: what differs in case alone is kept as it was given.
+        overrides_.emplace(name, type);
+    } else {
+        ++entry->second.useCount;
+    }
+    dirty_ = true;
+}
+
+void ContentTypeSource::removeContentType(const PartName& name) {
+    if (overrides_.erase(name) == 0) {
+        const auto entry = defaults_.find(lowerExtension(name));
+        if (entry == defaults_.end())
+            return;
+        if (entry->second.useCount <= 1)
+            defaults_.erase(entry);
+        else
+            --entry->second.useCount;
+    }
+    dirty_ = true;
+}
+
+void ContentTypeSource::load(interfaces::IPhysicalInputStream& stream) {
+    std::vector<unsigned char> bytes;
+    try {
+        bytes = readXmlItem(stream);
+    } catch (const Exception& e) {
+        throw PackageOpenFailed(e.what(), e.code());
+    }
+    ByteArrayInAdaptor adaptor(bytes);
+    try {
+        readDocument(adaptor);
+    } catch (const InvalidPartContent& e) {
+        throw InvalidContentTypeStream(e.what());
+    }
+}
+
+void ContentTypeSource::readDocument(InputStream& stream) {
+    const XercesGuard guard;
+    const Vocabulary names;
+    const ParserHandle parser = XercesHelper::createParser();
+    parser->getDomConfig()->setParameter(xercesc::XMLUni::fgXercesUseCachedGrammarInParse, true);
+    loadEmbeddedSchema(*parser, embedded::opc_contentTypes);
+    const xercesc::DOMDocument* document = XercesHelper::readDocumentFromStream(*parser, stream, true, u"", u"");
+    const xercesc::DOMElement* root = document->getDocumentElement();
+    // The first of two entries for the same extension or part name wins.
+    for (const xercesc::DOMElement* entry : XercesHelper::getElementsNS(root, names.ns, names.defaultEntry)) {
+        const std::u16string extension = readExtension(entry, names);
+        defaults_.emplace(extension, Default{readContentType(entry, names), 0});
+    }
+    for (const xercesc::DOMElement* entry : XercesHelper::getElementsNS(root, names.ns, names.overrideEntry)) {
+        const PartName name = readPartName(entry, names);
+        overrides_.emplace(name, readContentType(entry, names));
+    }
+}
+
+void ContentTypeSource::save() {
+    if (!present_ || !dirty_)
+        return;
+    try {
+        replaceItem(*physicalPackage_.getContentTypeOutputStream(), writeDocument());
+    } catch (const Exception& e) {
+        throw InvalidContentTypeStream(std::string("In content type stream: ") + e.what());
+    }
+    dirty_ = false;
+}
+
+std::vector<unsigned char> ContentTypeSource::writeDocument() const {
+    const XercesGuard guard;
+    const Vocabulary names;
+    const DocumentHandle document = XercesHelper::createDocument();
+    xercesc::DOMElement* root = XercesHelper::appendElementNS(document.get(), names.ns, names.types);
+    for (const auto& [extension, entry] : defaults_)
+        if (entry.useCount != 0)
+            appendEntry(root, names, names.defaultEntry, names.extension, extension, entry.contentType);
+    for (const auto& [name, contentType] : overrides_)
+        appendEntry(root, names, names.overrideEntry, names.partName, name.toString(), contentType);
+    const WriterHandle writer = XercesHelper::createPrettyPrintingWriter();
+    std::vector<unsigned char> bytes;
+    ByteArrayOutAdaptor out(bytes);
+    XercesHelper::writeDocumentToStream(*writer, document.get(), out);
+    return bytes;
+}
+
+} // namespace opc::model

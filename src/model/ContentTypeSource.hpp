@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/model/ContentType.hpp>
+#include <opc/model/PartName.hpp>
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace opc {
+class InputStream;
+}
+namespace opc::interfaces {
+class IPhysicalInputStream;
+class IPhysicalPackage;
+} // namespace opc::interfaces
+
+namespace opc::model {
+
+/// The content types of an open package and the content types stream that holds them (ECMA-376-2 §7.2.3).
+///
+/// A Default lives as long as parts use it: one that no part used when the package was opened is not written back.
+class ContentTypeSource {
+public:
+    /// Reads the content types stream, if the package keeps one and was not created just now.
+    /// @throws PackageOpenFailed when the store fails to give it.
+    /// @throws InvalidXMLDocument, InvalidContentTypeStream, InvalidContentType when it is malformed.
+    ContentTypeSource(interfaces::IPhysicalPackage& physicalPackage, bool createOnly);
+
+    /// @param takeReference true: the part is counted as a user of the entry.
+    /// @throws ContentTypeNotFound
+    ContentType getContentType(const PartName& name, bool takeReference);
+    void addContentType(const PartName& name, const ContentType& type);
+    void removeContentType(const PartName& name);
+
+    /// Writes the stream when it changed.
+    /// @throws InvalidContentTypeStream
+    void save();
+
+private:
+    struct Default {
+        ContentType contentType;
+        unsigned long useCount;
+    };
+
+    void load(interfaces::IPhysicalInputStream& stream);
+    void readDocument(InputStream& stream);
+    std::vector<unsigned char> writeDocument() const;
+
+    interfaces::IPhysicalPackage& physicalPackage_;
+    bool dirty_ = false;
+    bool present_ = false;
+    std::map<std::u16string, Default> defaults_;
+    std::map<PartName, ContentType> overrides_;
+};
+
+} // namespace opc::model

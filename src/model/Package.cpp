@@ -1,0 +1,411 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <opc/core/Strings.hpp>
+#include <opc/core/interfaces/IPhysicalPackage.hpp>
+#include <opc/core/interfaces/IPhysicalPart.hpp>
+#include <opc/errors/Errors.hpp>
+#include <opc/model/ContentType.hpp>
+#include <opc/model/DataManager.hpp>
+#include <opc/model/Package.hpp>
+
+#include "model/ContentTypeSource.hpp"
+#include "model/WellKnown.hpp"
+#include "model/relationships/RelationshipSerializer.hpp"
+
+#include <boost/system/error_code.hpp>
+
+#include <algorithm>
+#include <utility>
+
+namespace opc::model {
+
+namespace {
+
+namespace errc = boost::system::errc;
+
+std::string withName(const char* message, const PartName& name) {
+    return message + toASCIIString(name.toString());
+}
+
+/// Calls an action with every directory of a part name's key: what ends just behind a "/", but for the leading one.
+template <class Action>
+void forEachDirectory(const std::u16string& key, Action action) {
+    for (std::size_t slash = key.find(URI::getSlash(), 1); slash != std::u16string::npos;
+         slash = key.find(URI::getSlash(), slash + 1))
+        action(key.substr(0, slash + 1));
+}
+
+std::u16string prefixKey(const PartName& name) {
+    return toLowerASCIIString(name.toString());
+}
+
+void throwIfPackageRoot(const PartName& name) {
+    if (PartName::isPackageRootUri(name.getURI()))
+        throw InvalidPartName("The package root is not the name of a part");
+}
+
+/// A media type takes values that it cannot print in a form that parses; such a part could not be opened again.
+void throwIfNotReadable(const ContentType& contentType) {
+    const ContentType checked(contentType.toString());
+}
+
+} // namespace
+
+Package::Package(interfaces::IPhysicalPackage& physicalPackage)
+    : RelationshipSource(URI(PartName::FORWARD_SLASH_STRING)), physicalPackage_(physicalPackage) {}
+
+Package::~Package() {
+    try {
+        close(true);
+    } catch (...) {
+        clear();
+    }
+}
+
+bool Package::isValid() const {
+    return true;
+}
+
+bool Package::isOpen() const {
+    return isOpen_;
+}
+
+bool Package::isReadOnly() const {
+    return mode_ == interfaces::OpenMode::ReadOnly;
+}
+
+bool Package::isCreateOnly() const {
+    return mode_ == interfaces::OpenMode::CreateOnly;
+}
+
+Package& Package::getPackage() const {
+    return const_cast<Package&>(*this);
+}
+
+void Package::doVerifyRelationship(const std::u16string& /*id*/, const std::u16string& type,
+                                   const std::u16string& /*target*/) {
+    if (type == wellknown::corePropertiesRelationshipType)
+        throwIfTooManyCorePropertiesRelationships(0);
+}
+
+void Package::open(interfaces::OpenMode mode) {
+    if (isOpen_)
+        throw PackageAlreadyOpen("Package is already open");
+    openPhysicalPackage(mode);
+    try {
+        relationshipSerializer_ = std::make_unique<RelationshipSerializer>();
+        contentTypeSource_ = std::make_unique<ContentTypeSource>(physicalPackage_, isCreateOnly());
+        initializeParts();
+        isOpen_ = true;
+        throwIfTooManyCorePropertiesRelationships(1);
+        for (DataManager* manager : dataManagers_)
+            manager->open(isCreateOnly());
+    } catch (...) {
+        abandon();
+        throw;
+    }
+}
+
+void Package::openPhysicalPackage(interfaces::OpenMode mode) {
+    mode_ = mode;
+    try {
+        physicalPackage_.open(mode);
+    } catch (const Exception& e) {
+        if (e.code() == errc::no_such_file_or_directory)
+            throw PackageNotFound(e.what());
+        throw PackageOpenFailed(e.what(), e.code());
+    }
+}
+
+void Package::initializeParts() {
+    std::vector<interfaces::IPhysicalPart*> physicalParts;
+    try {
+        physicalParts = physicalPackage_.getParts();
+    } catch (const Exception& e) {
+        throw PackageOpenFailed(e.what(), e.code());
+    }
+    PhysicalPartMap pending; // relationships parts whose source was not met yet
+    PhysicalPartMap regular;
+    for (interfaces::IPhysicalPart* physicalPart : physicalParts) {
+        const PartName name(physicalPart->getName());
+        throwIfPackageRoot(name);
+        if (name.isRelationshipName()) {
+            lookUpContentType(name, *physicalPart);
+            pending[name] = physicalPart;
+        } else {
+            regular[name] = physicalPart;
+        }
+    }
+
+    PartMap parts;
+    for (const auto& [name, physicalPart] : regular) {
+        const auto added = parts.emplace_hint(
+            parts.end(), name, Part(this, physicalPart, name, lookUpContentType(name, *physicalPart), mode_));
+        attachRelationships(added->second, name, pending);
+    }
+    attachRelationships(*this, PartName(PartName::FORWARD_SLASH_STRING), pending);
+
+    parts_.swap(parts);
+    for (const auto& entry : parts_)
+        populatePrefixes(entry.first);
+    if (!pending.empty())
+        throw InconsistentPackage("Not all relationship parts were matched with regular parts");
+}
+
+void Package::attachRelationships(RelationshipSource& source, const PartName& name, PhysicalPartMap& pending) {
+    const auto found = pending.find(PartName(name.getRelationshipPartName(), true));
+    if (found == pending.end())
+        return;
+    source.setPhysicalRelationshipPart(found->second, false);
+    pending.erase(found);
+}
+
+ContentType Package::lookUpContentType(const PartName& name, const interfaces::IPhysicalPart& physicalPart) {
+    if (physicalPackage_.hasContentTypeStream())
+        return contentTypeSource_->getContentType(name, true);
+    return physicalPart.getContentType();
+}
+
+void Package::close(bool discard) {
+    if (!isOpen_)
+        return;
+    if (!isReadOnly() && !discard)
+        flush();
+    try {
+        physicalPackage_.close(discard);
+    } catch (const Exception& e) {
+        if (e.code() == errc::permission_denied)
+            throw PackagePermissionDenied(e.what());
+        throw PackageCloseFailed(e.what(), e.code());
+    }
+    clear();
+}
+
+void Package::abandon() noexcept {
+    try {
+        physicalPackage_.close(true);
+    } catch (...) { // NOLINT(bugprone-empty-catch): the error that led here is the one that is reported
+    }
+    clear();
+}
+
+void Package::clear() noexcept {
+    clearParts();
+    orphans_.clear();
+    reset();
+    contentTypeSource_.reset();
+    relationshipSerializer_.reset();
+    isOpen_ = false;
+}
+
+void Package::clearParts() noexcept {
+    for (auto& entry : parts_)
+        entry.second.markAsInvalid();
+    parts_.clear();
+    prefixes_.clear();
+}
+
+void Package::flush() {
+    throwIfNotOpen();
+    throwIfReadOnly();
+    flushPackage();
+    flushParts();
+}
+
+void Package::flushPackage() {
+    for (DataManager* manager : dataManagers_)
+        manager->flush();
+    deleteOrphans();
+    contentTypeSource_->save();
+    RelationshipSource::flush();
+}
+
+void Package::flushParts() {
+    for (auto& entry : parts_)
+        entry.second.flush();
+}
+
+Part Package::createPart(const PartName& name, const ContentType& contentType,
+                         const interfaces::IPhysicalPartInfo& info) {
+    throwIfNotOpen();
+    throwIfReadOnly();
+    throwIfRelationshipName(name);
+    throwIfPartAlreadyExists(name);
+    throwIfDerivedFromExistingPartName(name);
+    throwIfPackageRoot(name);
+    throwIfNotReadable(contentType);
+    interfaces::IPhysicalPart* physicalPart = createPartInternal(name, contentType, info);
+    const Part part(this, physicalPart, name, contentType, mode_);
+    parts_.emplace(name, part);
+    populatePrefixes(name);
+    return part;
+}
+
+interfaces::IPhysicalPart* Package::createPartInternal(const PartName& name, const ContentType& contentType,
+                                                       const interfaces::IPhysicalPartInfo& info) {
+    interfaces::IPhysicalPart* physicalPart = nullptr;
+    try {
+        physicalPart = physicalPackage_.createPart(name.toString(), contentType.toString(), info);
+    } catch (const Exception& e) {
+        throw PartCreateFailed(e.what());
+    }
+    contentTypeSource_->addContentType(name, contentType);
+    return physicalPart;
+}
+
+void Package::deletePart(const PartName& name) {
+    throwIfNotOpen();
+    throwIfReadOnly();
+    throwIfCreateOnly();
+    Part part = findPart(name);
+    const interfaces::IPhysicalPart* relationships = part.getPhysicalRelationshipPart();
+    if (relationships != nullptr)
+        orphans_.emplace_back(relationships->getName());
+    try {
+        deletePartInternal(PartName(part.getPhysicalPart()->getName()));
+    } catch (...) {
+        if (relationships != nullptr)
+            orphans_.pop_back();
+        throw;
+    }
+    part.markAsInvalid();
+    parts_.erase(part.getName());
+    removePrefixes(part.getName());
+    deleteOrphans();
+}
+
+void Package::deleteOrphans() {
+    while (!orphans_.empty()) {
+        deletePartInternal(orphans_.back());
+        orphans_.pop_back();
+    }
+}
+
+void Package::deletePartInternal(const PartName& name) {
+    try {
+        physicalPackage_.deletePart(name.toString());
+    } catch (const Exception& e) {
+        throw PartDeleteFailed(e.what());
+    }
+    contentTypeSource_->removeContentType(name);
+}
+
+const Part& Package::findPart(const PartName& name) const {
+    const auto found = parts_.find(name);
+    if (found == parts_.end())
+        throw PartNotFound(withName("No part found with the name:", name));
+    return found->second;
+}
+
+Part Package::getPart(const PartName& name) const {
+    throwIfNotOpen();
+    return findPart(name);
+}
+
+bool Package::hasPart(const PartName& name) const {
+    throwIfNotOpen();
+    return parts_.count(name) != 0;
+}
+
+std::vector<Part> Package::getParts(ExcludeMode mode) const {
+    throwIfNotOpen();
+    std::unordered_set<std::u16string> managed; // lower-cased, as part names compare
+    if (mode == ExcludeMode::ExcludeManaged)
+        for (const std::u16string& name : getManagedPartNames())
+            managed.insert(toLowerASCIIString(name));
+    std::vector<Part> parts;
+    parts.reserve(parts_.size());
+    for (const auto& [name, part] : parts_)
+        if (managed.empty() || managed.count(prefixKey(name)) == 0)
+            parts.push_back(part);
+    return parts;
+}
+
+void Package::addDataManager(DataManager* manager) {
+    if (isOpen_)
+        throw PackageAlreadyOpen("Can't add a data manager when package is already open");
+    dataManagers_.push_back(manager);
+}
+
+void Package::removeDataManager(DataManager* manager) noexcept {
+    dataManagers_.remove(manager);
+}
+
+std::unordered_set<std::u16string> Package::getManagedPartNames() const {
+    std::unordered_set<std::u16string> names;
+    for (const DataManager* manager : dataManagers_)
+        for (std::u16string& name : manager->getManagedPartNames())
+            names.insert(std::move(name));
+    return names;
+}
+
+std::unordered_set<std::u16string> Package::getManagedRelationshipTypes() const {
+    std::unordered_set<std::u16string> types;
+    for (const DataManager* manager : dataManagers_)
+        for (std::u16string& type : manager->getManagedRelationshipTypes())
+            types.insert(std::move(type));
+    return types;
+}
+
+void Package::populatePrefixes(const PartName& name) {
+    const std::u16string key = prefixKey(name);
+    ++prefixes_[key];
+    forEachDirectory(key, [this](const std::u16string& directory) { ++prefixes_[directory]; });
+}
+
+void Package::removePrefixes(const PartName& name) {
+    const std::u16string key = prefixKey(name);
+    if (prefixes_.erase(key) == 0)
+        throw PartDeleteFailed("Internal Error: Prefix map inconsistent with part map. Part name not present.");
+    forEachDirectory(key, [this](const std::u16string& directory) {
+        const auto found = prefixes_.find(directory);
+        if (found == prefixes_.end())
+            throw PartDeleteFailed(
+                "Internal Error: Prefix map inconsistent with part map. Expected prefix not present.");
+        if (--found->second == 0)
+            prefixes_.erase(found);
+    });
+}
+
+bool Package::isPartDerivedFromExistingPartName(const PartName& name, std::u16string& conflict) const {
+    const std::u16string key = prefixKey(name);
+    if (prefixes_.count(key + URI::getSlash()) != 0) {
+        conflict = key;
+        return true;
+    }
+    for (std::size_t slash = key.rfind(URI::getSlash()); slash != std::u16string::npos && slash != 0;
+         slash = key.rfind(URI::getSlash(), slash - 1)) {
+        conflict = key.substr(0, slash);
+        if (prefixes_.count(conflict) != 0)
+            return true;
+    }
+    return false;
+}
+
+void Package::throwIfRelationshipName(const PartName& name) const {
+    if (name.isRelationshipName())
+        throw PartHasRelationshipName(withName("Cannot use a part name that is a relationship name: ", name));
+}
+
+void Package::throwIfPartAlreadyExists(const PartName& name) const {
+    if (parts_.count(name) != 0)
+        throw PartAlreadyExists(withName("Cannot use a part name that already exists: ", name));
+}
+
+void Package::throwIfDerivedFromExistingPartName(const PartName& name) const {
+    std::u16string conflict;
+    if (!isPartDerivedFromExistingPartName(name, conflict))
+        return;
+    const bool isSubset = name.toString().size() <= conflict.size();
+    throw PartIsDerivedFromExistingPartName(
+        withName(isSubset ? "Cannot use a part name that is a subset of an existing name: "
+                          : "Cannot use a part name that is a superset of an existing name: ",
+                 name));
+}
+
+void Package::throwIfTooManyCorePropertiesRelationships(unsigned long allowed) const {
+    if (getRelationshipsByType(wellknown::corePropertiesRelationshipType).size() > allowed)
+        throw InvalidCorePropertiesRelationships(
+            "No more than one core properties relationship can exist in a package");
+}
+
+} // namespace opc::model

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <opc/core/interfaces/IPhysicalOutputStream.hpp>
+#include <opc/model/PhysicalOutputStream.hpp>
+
+namespace opc::model {
+
+PhysicalOutputStream::PhysicalOutputStream(interfaces::IPhysicalOutputStream* stream) : stream_(stream) {}
+
+PhysicalOutputStream::~PhysicalOutputStream() = default;
+
+void PhysicalOutputStream::write(const unsigned char* data, unsigned long size) {
+    stream_->write(data, size);
+}
+
+bool PhysicalOutputStream::isDone() const {
+    return stream_->isDone();
+}
+
+void PhysicalOutputStream::flush() {
+    stream_->flush();
+}
+
+void PhysicalOutputStream::close() {
+    stream_->close();
+}
+
+} // namespace opc::model

@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+/// Identifiers that ECMA-376-2 Annex E fixes.
+namespace opc::model::wellknown {
+
+inline constexpr char16_t contentTypesNamespace[] = u"http://schemas.openxmlformats.org/package/2006/content-types";
+inline constexpr char16_t relationshipsNamespace[] = u"http://schemas.openxmlformats.org/package/2006/relationships";
+inline constexpr char16_t relationshipsContentType[] = u"application/vnd.openxmlformats-package.relationships+xml";
+inline constexpr char16_t corePropertiesRelationshipType[] =
+    u"http://schemas.openxmlformats.org/package/2006/relationships/metadata/core-properties";
+
+} // namespace opc::model::wellknown

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <opc/core/ByteArrayOutAdaptor.hpp>
+#include <opc/errors/Errors.hpp>
+#include <opc/model/relationships/RelationshipSource.hpp>
+
+#include "model/WellKnown.hpp"
+#include "model/relationships/RelationshipManager.hpp"
+#include "model/relationships/RelationshipSerializer.hpp"
+#include "xml/SchemaValidation.hpp"
+
+#include <xercesc/util/XMLUni.hpp>
+
+namespace opc::model {
+
+namespace {
+
+/// A URI out of an attribute.
+URI readURI(const std::u16string& text, const char* message) {
+    try {
+        return text;
+    } catch (const InvalidURI&) {
+        throw InvalidPartContent(message);
+    }
+}
+
+} // namespace
+
+RelationshipSerializer::RelationshipSerializer()
+    : parser_(XercesHelper::createParser()), writer_(XercesHelper::createPrettyPrintingWriter()),
+      namespace_(wellknown::relationshipsNamespace), relationships_(u"Relationships"), relationship_(u"Relationship"),
+      id_(u"Id"), type_(u"Type"), target_(u"Target"), targetMode_(u"TargetMode"), external_(u"External") {
+    parser_->getDomConfig()->setParameter(xercesc::XMLUni::fgXercesUseCachedGrammarInParse, true);
+    loadEmbeddedSchema(*parser_, embedded::opc_relationships);
+}
+
+void RelationshipSerializer::load(InputStream& stream, RelationshipManager& manager) {
+    manager.clear();
+    manager.setModified(true);
+    const xercesc::DOMDocument* document = nullptr;
+    try {
+        document = XercesHelper::readDocumentFromStream(*parser_, stream, true, u"", u"");
+    } catch (const InvalidXMLDocument& e) {
+        throw InvalidPartContent(e.what());
+    }
+    readDocument(*document, manager);
+    manager.setModified(false);
+}
+
+void RelationshipSerializer::readDocument(const xercesc::DOMDocument& document, RelationshipManager& manager) const {
+    const xercesc::DOMElement* root = document.getDocumentElement();
+    for (const xercesc::DOMElement* element : XercesHelper::getElementsNS(root, namespace_, relationship_))
+        manager.add(readRelationship(element, manager.getSourceURI()));
+}
+
+Relationship RelationshipSerializer::readRelationship(const xercesc::DOMElement* element, const URI& source) const {
+    std::u16string type;
+    std::u16string id;
+    std::u16string targetMode;
+    std::u16string target;
+    XercesHelper::getElementAttribute(element, type_, type);
+    XercesHelper::getElementAttribute(element, id_, id);
+    XercesHelper::getElementAttribute(element, targetMode_, targetMode);
+    XercesHelper::getElementAttribute(element, target_, target);
+
+    if (type.empty())
+        throw InvalidPartContent("Type is empty");
+    readURI(type, "Type is not a valid URI");
+    if (target.empty())
+        throw InvalidPartContent("Target is empty");
+    if (targetMode == external_) {
+        if (!RelationshipSource::isValidTarget(target))
+            throw InvalidPartContent("Target is not a valid IRI for an external relationship");
+        return Relationship(id, type, source, target);
+    }
+    const URI targetURI = readURI(target, "Target is not a valid URI for an internal relationship");
+    if (targetURI.isOpaque())
+        throw InvalidPartContent("Target of an internal relationship cannot be an opaque URI");
+    return Relationship(id, type, source, targetURI);
+}
+
+std::vector<unsigned char> RelationshipSerializer::save(const RelationshipManager& manager) {
+    std::vector<unsigned char> bytes;
+    try {
+        const DocumentHandle document = XercesHelper::createDocument();
+        document->setXmlStandalone(true);
+        xercesc::DOMElement* root = XercesHelper::appendElementNS(document.get(), namespace_, relationships_);
+        for (const auto& entry : manager.getRelationships())
+            appendRelationship(root, entry.second);
+        ByteArrayOutAdaptor out(bytes);
+        XercesHelper::writeDocumentToStream(*writer_, document.get(), out);
+    } catch (const InvalidXMLDocument& e) {
+        throw InvalidPartContent(e.what());
+    }
+    return bytes;
+}
+
+void RelationshipSerializer::appendRelationship(xercesc::DOMElement* root, const Relationship& relationship) const {
+    xercesc::DOMElement* element = XercesHelper::appendElementNS(root, namespace_, relationship_);
+    XercesHelper::setElementAttribute(element, id_, relationship.getID());
+    XercesHelper::setElementAttribute(element, type_, relationship.getType());
+    XercesHelper::setElementAttribute(element, target_, relationship.getTarget());
+    if (relationship.getTargetMode() == TargetMode::External)
+        XercesHelper::setElementAttribute(element, targetMode_, external_);
+}
+
+} // namespace opc::model

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/core/InputStream.hpp>
+#include <opc/model/relationships/Relationship.hpp>
+#include <opc/xml/XercesGuard.hpp>
+#include <opc/xml/XercesHelper.hpp>
+
+#include <vector>
+
+namespace opc::model {
+
+class RelationshipManager;
+
+/// Reads and writes relationships parts (ECMA-376-2 §6.5.2). One serves all sources of a package, so that the schema
+/// is loaded once; its guard also keeps the XML runtime alive while the package is open.
+class RelationshipSerializer {
+public:
+    RelationshipSerializer();
+
+    /// Replaces the relationships by those of a relationships part; they count as not modified then.
+    /// @throws InvalidPartContent
+    void load(InputStream& stream, RelationshipManager& manager);
+
+    /// The bytes of a relationships part.
+    /// @throws InvalidPartContent
+    std::vector<unsigned char> save(const RelationshipManager& manager);
+
+private:
+    void readDocument(const xercesc::DOMDocument& document, RelationshipManager& manager) const;
+    Relationship readRelationship(const xercesc::DOMElement* element, const URI& source) const;
+    void appendRelationship(xercesc::DOMElement* root, const Relationship& relationship) const;
+
+    XercesGuard guard_;
+    ParserHandle parser_;
+    WriterHandle writer_;
+    XercesString namespace_;
+    XercesString relationships_;
+    XercesString relationship_;
+    XercesString id_;
+    XercesString type_;
+    XercesString target_;
+    XercesString targetMode_;
+    std::u16string external_;
+};
+
+} // namespace opc::model

@@ -1,0 +1,302 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <opc/core/ByteArrayInAdaptor.hpp>
+#include <opc/core/Strings.hpp>
+#include <opc/core/interfaces/IPhysicalPart.hpp>
+#include <opc/errors/Errors.hpp>
+#include <opc/model/ContentType.hpp>
+#include <opc/model/Package.hpp>
+#include <opc/model/StandardPartInfo.hpp>
+#include <opc/model/relationships/RelationshipSource.hpp>
+
+#include "iri/IRI.hpp"
+#include "model/PhysicalBytes.hpp"
+#include "model/WellKnown.hpp"
+#include "model/relationships/ExternalTarget.hpp"
+#include "model/relationships/RelationshipManager.hpp"
+#include "model/relationships/RelationshipSerializer.hpp"
+
+#include <boost/make_shared.hpp>
+
+#include <algorithm>
+#include <cstdint>
+
+namespace opc::model {
+
+namespace {
+
+struct UnitRange {
+    char16_t first;
+    char16_t last;
+};
+
+template <std::size_t N>
+bool isInRanges(char16_t unit, const UnitRange (&ranges)[N]) noexcept {
+    return std::any_of(ranges, ranges + N,
+                       [unit](const UnitRange& range) { return unit >= range.first && unit <= range.last; });
+}
+
+/// As NameStartChar of XML, but for U+037F to U+1FFF, ":" and what takes a surrogate pair.
+bool isIDStart(char16_t unit) noexcept {
+    static constexpr UnitRange ranges[] = {
+        {u'A', u'Z'},     {u'a', u'z'},     {u'_', u'_'},     {0x00C0, 0x00D6}, {0x00D8, 0x00F6},
+        {0x00F8, 0x02FF}, {0x0370, 0x037D}, {0x200C, 0x200D}, {0x2070, 0x218F}, {0x2C00, 0x2FEF},
+        {0x3001, 0xD7FF}, {0xF900, 0xFDCF}, {0xFDF0, 0xFFFD},
+    };
+    return isInRanges(unit, ranges);
+}
+
+bool isIDUnit(char16_t unit) noexcept {
+    static constexpr UnitRange ranges[] = {
+        {u'-', u'-'}, {u'.', u'.'}, {u'0', u'9'}, {0x00B7, 0x00B7}, {0x0300, 0x036F}, {0x203F, 0x2040},
+    };
+    return isIDStart(unit) || isInRanges(unit, ranges);
+}
+
+std::u16string idOfNumber(std::uint64_t number) {
+    const std::string digits = std::to_string(number);
+    return u"rId" + std::u16string(digits.begin(), digits.end());
+}
+
+void throwIfNotAllowedTarget(const URI& absolute, const URI& source) {
+    try {
+        if (PartName(absolute).isRelationshipName())
+            throw InvalidRelationshipTarget("Relationship target cannot be a relationship part name.");
+    } catch (const InvalidPartName& e) {
+        throw InvalidRelationshipTarget(e.what());
+    }
+    if (absolute == source)
+        throw InvalidRelationshipTarget("Relationship target cannot be the same as the source.");
+}
+
+} // namespace
+
+class RelationshipSource::Impl {
+public:
+    explicit Impl(const URI& source) : source_(source), relationships_(source) {}
+
+    URI source_;
+    interfaces::IPhysicalPart* physicalPart_ = nullptr;
+    RelationshipManager relationships_;
+    std::uint64_t nextIDNumber_ = 1;
+};
+
+RelationshipSource::RelationshipSource(const URI& source) : impl_(boost::make_shared<Impl>(source)) {}
+
+RelationshipSource::RelationshipSource(const RelationshipSource& other) = default;
+
+RelationshipSource& RelationshipSource::operator=(const RelationshipSource& other) = default;
+
+RelationshipSource::~RelationshipSource() = default;
+
+void RelationshipSource::doVerifyRelationship(const std::u16string& /*id*/, const std::u16string& /*type*/,
+                                              const std::u16string& /*target*/) {}
+
+URI RelationshipSource::getSourceURI() const {
+    return impl_->source_;
+}
+
+interfaces::IPhysicalPart* RelationshipSource::getPhysicalRelationshipPart() const noexcept {
+    return impl_->physicalPart_;
+}
+
+RelationshipManager& RelationshipSource::getRelationshipManager() const noexcept {
+    return impl_->relationships_;
+}
+
+void RelationshipSource::reset() noexcept {
+    impl_->physicalPart_ = nullptr;
+    impl_->relationships_.clear();
+    impl_->relationships_.setModified(true);
+    impl_->nextIDNumber_ = 1;
+}
+
+std::vector<Relationship> RelationshipSource::getRelationships(ExcludeMode mode) const {
+    throwIfInvalid();
+    throwIfNotOpen();
+    std::unordered_set<std::u16string> managed;
+    if (mode == ExcludeMode::ExcludeManaged)
+        managed = getPackage().getManagedRelationshipTypes();
+    std::vector<Relationship> relationships;
+    for (const auto& entry : impl_->relationships_.getRelationships())
+        if (managed.empty() || managed.count(entry.second.getType()) == 0)
+            relationships.push_back(entry.second);
+    return relationships;
+}
+
+std::vector<Relationship> RelationshipSource::getRelationshipsByType(const std::u16string& type) const {
+    throwIfInvalid();
+    throwIfNotOpen();
+    std::vector<Relationship> relationships;
+    for (const auto& entry : impl_->relationships_.getRelationships())
+        if (entry.second.getType() == type)
+            relationships.push_back(entry.second);
+    return relationships;
+}
+
+Relationship RelationshipSource::getRelationshipByID(const std::u16string& id) const {
+    throwIfInvalid();
+    throwIfNotOpen();
+    const auto& relationships = impl_->relationships_.getRelationships();
+    const auto found = relationships.find(id);
+    if (found == relationships.end())
+        throw RelationshipNotFound("Relationship ID does not exist");
+    return found->second;
+}
+
+bool RelationshipSource::hasRelationship(const std::u16string& id) const {
+    throwIfInvalid();
+    throwIfNotOpen();
+    return impl_->relationships_.getRelationships().count(id) != 0;
+}
+
+Relationship RelationshipSource::createInternalRelationship(const std::u16string& type, const URI& target,
+                                                            const std::u16string& id) {
+    throwIfNotChangeable();
+    if (target.isAbsolute())
+        throw InvalidRelationshipTarget("Relationship target cannot be an absolute URI for an internal relationship");
+    const URI& source = impl_->source_;
+    const bool isPath = target.hasAbsolutePath();
+    const URI relative = isPath ? relativize(source, target) : target;
+    throwIfNotAllowedTarget(isPath ? target : resolve(source, target), source);
+    std::u16string verifiedID = id;
+    verifyRelationship(verifiedID, type, relative.toString());
+    return addRelationship(Relationship(verifiedID, type, source, relative));
+}
+
+Relationship RelationshipSource::createExternalRelationship(const std::u16string& type, const std::u16string& target,
+                                                            const std::u16string& id) {
+    throwIfNotChangeable();
+    if (!isValidTarget(target))
+        throw InvalidRelationshipTarget("External relationship target is not a valid xsd::anyURI. See "
+                                        "http://www.w3.org/TR/leiri/.");
+    std::u16string verifiedID = id;
+    verifyRelationship(verifiedID, type, target);
+    return addRelationship(Relationship(verifiedID, type, impl_->source_, target));
+}
+
+Relationship RelationshipSource::addRelationship(const Relationship& relationship) {
+    createRelationshipPartIfNeeded();
+    impl_->relationships_.add(relationship);
+    impl_->relationships_.setModified(true);
+    return relationship;
+}
+
+void RelationshipSource::verifyRelationship(std::u16string& id, const std::u16string& type,
+                                            const std::u16string& target) {
+    if (type.empty())
+        throw InvalidRelationshipType("Relationship type must not be empty.");
+    try {
+        const URI checked(type);
+    } catch (const InvalidURI&) {
+        throw InvalidRelationshipType("Relationship type is not a valid xsd::anyURI");
+    }
+    if (id.empty()) {
+        id = generateID();
+    } else {
+        if (!isValidID(id))
+            throw InvalidRelationshipID("Relationship ID is not a valid xsd::ID");
+        if (impl_->relationships_.getRelationships().count(id) != 0)
+            throw RelationshipAlreadyExists("Relationship ID already exists");
+    }
+    doVerifyRelationship(id, type, target);
+}
+
+std::u16string RelationshipSource::generateID() {
+    std::u16string candidate;
+    do {
+        candidate = idOfNumber(impl_->nextIDNumber_++);
+    } while (impl_->relationships_.getRelationships().count(candidate) != 0);
+    return candidate;
+}
+
+void RelationshipSource::createRelationshipPartIfNeeded() {
+    // An empty relationships part that was read serves as well as a new one.
+    if (!impl_->relationships_.getRelationships().empty() || impl_->physicalPart_ != nullptr)
+        return;
+    const PartName name(PartName(impl_->source_).getRelationshipPartName());
+    setPhysicalRelationshipPart(
+        getPackage().createPartInternal(name, wellknown::relationshipsContentType, StandardPartInfo()), true);
+}
+
+void RelationshipSource::deleteRelationship(const std::u16string& id) {
+    throwIfNotChangeable();
+    throwIfCreateOnly();
+    const auto& relationships = impl_->relationships_.getRelationships();
+    if (relationships.count(id) == 0)
+        throw RelationshipNotFound("Relationship ID does not exist");
+    if (relationships.size() == 1) {
+        // First what may fail, so that a refused deletion changes nothing.
+        getPackage().deletePartInternal(PartName(impl_->physicalPart_->getName()));
+        setPhysicalRelationshipPart(nullptr, false);
+    }
+    impl_->relationships_.erase(id);
+    impl_->relationships_.setModified(true);
+}
+
+void RelationshipSource::setPhysicalRelationshipPart(interfaces::IPhysicalPart* part, bool isNew) {
+    impl_->physicalPart_ = part;
+    if (part == nullptr || isNew)
+        return;
+    std::vector<unsigned char> bytes;
+    try {
+        bytes = readXmlItem(*part->getInputStream());
+    } catch (const Exception& e) {
+        throw PackageOpenFailed(e.what(), e.code());
+    }
+    ByteArrayInAdaptor stream(bytes);
+    try {
+        getPackage().getRelationshipSerializer().load(stream, impl_->relationships_);
+    } catch (const InvalidPartContent& e) {
+        throw InvalidRelationshipContent("In " + toASCIIString(part->getName()) + ": " + e.what());
+    }
+}
+
+void RelationshipSource::flush() {
+    RelationshipManager& relationships = impl_->relationships_;
+    if (relationships.getRelationships().empty() || !relationships.isModified())
+        return;
+    const auto bytes = getPackage().getRelationshipSerializer().save(relationships);
+    replaceItem(*impl_->physicalPart_->getOutputStream(), bytes);
+    relationships.setModified(false);
+}
+
+bool RelationshipSource::isValidID(const std::u16string& id) noexcept {
+    return !id.empty() && isIDStart(id.front()) && std::all_of(id.begin(), id.end(), isIDUnit);
+}
+
+bool RelationshipSource::isValidTarget(const std::u16string& target) {
+    try {
+        const iri::IRI parsed(withSlashes(target));
+        return true;
+    } catch (const Exception&) {
+        return false;
+    }
+}
+
+void RelationshipSource::throwIfNotChangeable() const {
+    throwIfInvalid();
+    throwIfNotOpen();
+    throwIfReadOnly();
+}
+
+void RelationshipSource::throwIfInvalid() const {
+    if (!isValid())
+        throw InvalidObject("Object is no longer valid");
+}
+
+void RelationshipSource::throwIfNotOpen() const {
+    if (!isOpen())
+        throw PackageNotOpen("Package is not open");
+}
+
+void RelationshipSource::throwIfReadOnly() const {
+    if (isReadOnly())
+        throw PackageReadOnly("Package is read-only");
+}
+
+void RelationshipSource::throwIfCreateOnly() const {
+    if (isCreateOnly())
+        throw PackageCreateOnly("Package is open only for create");
+}
+
+} // namespace opc::model
