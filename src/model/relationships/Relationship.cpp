@@ -17,7 +17,7 @@ Relationship::Relationship(const std::u16string& id, const std::u16string& type,
 
 URI Relationship::getTargetURI() const {
     if (mode_ == TargetMode::External) {
-        if (targetURI_ == u"")
+        if (targetURI_.toString().empty())
             try {
                 targetURI_ = URI(iri::IRI(withSlashes(target_)).toAsciiString());
             } catch (const Exception&) {
