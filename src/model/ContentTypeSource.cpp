@@ -4,11 +4,13 @@
 #include <opc/core/Strings.hpp>
 #include <opc/core/interfaces/IPhysicalPackage.hpp>
 #include <opc/errors/Errors.hpp>
+#include <opc/model/PhysicalInputStream.hpp>
+#include <opc/model/PhysicalOutputStream.hpp>
 #include <opc/xml/XercesGuard.hpp>
 #include <opc/xml/XercesHelper.hpp>
 
 #include "model/ContentTypeSource.hpp"
-#include "model/PhysicalBytes.hpp"
+#include "model/ItemBytes.hpp"
 #include "model/WellKnown.hpp"
 #include "xml/ContentTypePattern.hpp"
 #include "xml/SchemaValidation.hpp"
@@ -167,7 +169,8 @@ void ContentTypeSource::removeContentType(const PartName& name) {
 void ContentTypeSource::load(interfaces::IPhysicalInputStream& stream) {
     std::vector<unsigned char> bytes;
     try {
-        bytes = readXmlItem(stream);
+        PhysicalInputStream input(&stream);
+        bytes = readXmlItem(input);
     } catch (const Exception& e) {
         throw PackageOpenFailed(e.what(), e.code());
     }
@@ -202,7 +205,8 @@ void ContentTypeSource::save() {
     if (!present_ || !dirty_)
         return;
     try {
-        replaceItem(*physicalPackage_.getContentTypeOutputStream(), writeDocument());
+        PhysicalOutputStream stream(physicalPackage_.getContentTypeOutputStream());
+        replaceItem(stream, writeDocument());
     } catch (const Exception& e) {
         throw InvalidContentTypeStream(std::string("In content type stream: ") + e.what());
     }

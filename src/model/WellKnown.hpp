@@ -7,7 +7,10 @@ namespace opc::model::wellknown {
 inline constexpr char16_t contentTypesNamespace[] = u"http://schemas.openxmlformats.org/package/2006/content-types";
 inline constexpr char16_t relationshipsNamespace[] = u"http://schemas.openxmlformats.org/package/2006/relationships";
 inline constexpr char16_t relationshipsContentType[] = u"application/vnd.openxmlformats-package.relationships+xml";
+inline constexpr char16_t corePropertiesContentType[] = u"application/vnd.openxmlformats-package.core-properties+xml";
 inline constexpr char16_t corePropertiesRelationshipType[] =
     u"http://schemas.openxmlformats.org/package/2006/relationships/metadata/core-properties";
+inline constexpr char16_t thumbnailRelationshipType[] =
+    u"http://schemas.openxmlformats.org/package/2006/relationships/metadata/thumbnail";
 
 } // namespace opc::model::wellknown

@@ -5,11 +5,13 @@
 #include <opc/errors/Errors.hpp>
 #include <opc/model/ContentType.hpp>
 #include <opc/model/Package.hpp>
+#include <opc/model/PhysicalInputStream.hpp>
+#include <opc/model/PhysicalOutputStream.hpp>
 #include <opc/model/StandardPartInfo.hpp>
 #include <opc/model/relationships/RelationshipSource.hpp>
 
 #include "iri/IRI.hpp"
-#include "model/PhysicalBytes.hpp"
+#include "model/ItemBytes.hpp"
 #include "model/WellKnown.hpp"
 #include "model/relationships/ExternalTarget.hpp"
 #include "model/relationships/RelationshipManager.hpp"
@@ -239,7 +241,8 @@ void RelationshipSource::setPhysicalRelationshipPart(interfaces::IPhysicalPart* 
         return;
     std::vector<unsigned char> bytes;
     try {
-        bytes = readXmlItem(*part->getInputStream());
+        PhysicalInputStream input(part->getInputStream());
+        bytes = readXmlItem(input);
     } catch (const Exception& e) {
         throw PackageOpenFailed(e.what(), e.code());
     }
@@ -256,7 +259,8 @@ void RelationshipSource::flush() {
     if (relationships.getRelationships().empty() || !relationships.isModified())
         return;
     const auto bytes = getPackage().getRelationshipSerializer().save(relationships);
-    replaceItem(*impl_->physicalPart_->getOutputStream(), bytes);
+    PhysicalOutputStream stream(impl_->physicalPart_->getOutputStream());
+    replaceItem(stream, bytes);
     relationships.setModified(false);
 }
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <opc/core/interfaces/IPhysicalInputStream.hpp>
-#include <opc/core/interfaces/IPhysicalOutputStream.hpp>
+#include <opc/core/InputStream.hpp>
+#include <opc/core/OutputStream.hpp>
 #include <opc/xml/XercesHelper.hpp>
 
-#include "model/PhysicalBytes.hpp"
+#include "model/ItemBytes.hpp"
 
 #include <algorithm>
 
@@ -30,7 +30,7 @@ void withClosing(Stream& stream, Action action) {
 
 } // namespace
 
-std::vector<unsigned char> readXmlItem(interfaces::IPhysicalInputStream& stream) {
+std::vector<unsigned char> readXmlItem(InputStream& stream) {
     std::vector<unsigned char> bytes;
     withClosing(stream, [&] {
         stream.open();
@@ -46,7 +46,7 @@ std::vector<unsigned char> readXmlItem(interfaces::IPhysicalInputStream& stream)
     return bytes;
 }
 
-void replaceItem(interfaces::IPhysicalOutputStream& stream, const std::vector<unsigned char>& bytes) {
+void replaceItem(OutputStream& stream, const std::vector<unsigned char>& bytes) {
     withClosing(stream, [&] { stream.write(bytes.data(), bytes.size()); });
 }
 

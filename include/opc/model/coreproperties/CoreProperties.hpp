@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/core/Export.hpp>
+
+#include <boost/date_time/posix_time/posix_time_types.hpp>
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace opc::model {
+
+/// The core properties of a package (ECMA-376-2 §8): fifteen properties, each present or absent. A present text may be
+/// empty. A plain value; times are UTC.
+class OPCRAFT_API CoreProperties {
+public:
+    using Text = std::optional<std::u16string>;
+    using Time = std::optional<boost::posix_time::ptime>;
+    /// Keyword and language tag; an empty tag is none.
+    using Keyword = std::pair<std::u16string, std::u16string>;
+    using Keywords = std::optional<std::vector<Keyword>>;
+
+    Text getCategory() const { return category_; }
+    void setCategory(const std::u16string& value) { category_ = value; }
+    Text getContentStatus() const { return contentStatus_; }
+    void setContentStatus(const std::u16string& value) { contentStatus_ = value; }
+    Time getCreated() const { return created_; }
+    void setCreated(const boost::posix_time::ptime& value) { created_ = value; }
+    Text getCreator() const { return creator_; }
+    void setCreator(const std::u16string& value) { creator_ = value; }
+    Text getDescription() const { return description_; }
+    void setDescription(const std::u16string& value) { description_ = value; }
+    Text getIdentifier() const { return identifier_; }
+    void setIdentifier(const std::u16string& value) { identifier_ = value; }
+    /// The first keyword stands in the part before all others, as the text of their element.
+    Keywords getKeywords() const { return keywords_; }
+    /// An empty list is present, but a part cannot hold one: it is absent when it is read back.
+    void setKeywords(const std::vector<Keyword>& value) { keywords_ = value; }
+    Text getLanguage() const { return language_; }
+    void setLanguage(const std::u16string& value) { language_ = value; }
+    Text getLastModifiedBy() const { return lastModifiedBy_; }
+    void setLastModifiedBy(const std::u16string& value) { lastModifiedBy_ = value; }
+    Time getLastPrinted() const { return lastPrinted_; }
+    void setLastPrinted(const boost::posix_time::ptime& value) { lastPrinted_ = value; }
+    Time getModified() const { return modified_; }
+    void setModified(const boost::posix_time::ptime& value) { modified_ = value; }
+    Text getRevision() const { return revision_; }
+    void setRevision(const std::u16string& value) { revision_ = value; }
+    Text getSubject() const { return subject_; }
+    void setSubject(const std::u16string& value) { subject_ = value; }
+    Text getTitle() const { return title_; }
+    void setTitle(const std::u16string& value) { title_ = value; }
+    Text getVersion() const { return version_; }
+    void setVersion(const std::u16string& value) { version_ = value; }
+
+    /// Makes every property absent.
+    void clear();
+    /// True when every property is absent; a present empty text is not absent.
+    bool isEmpty() const;
+
+private:
+    Text category_;
+    Text contentStatus_;
+    Time created_;
+    Text creator_;
+    Text description_;
+    Text identifier_;
+    Keywords keywords_;
+    Text language_;
+    Text lastModifiedBy_;
+    Time lastPrinted_;
+    Time modified_;
+    Text revision_;
+    Text subject_;
+    Text title_;
+    Text version_;
+};
+
+} // namespace opc::model

@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/core/Export.hpp>
+#include <opc/model/ContentType.hpp>
+#include <opc/model/URI.hpp>
+#include <opc/model/coreproperties/CoreProperties.hpp>
+
+#include <string>
+
+namespace opc::model {
+
+class Package;
+class Part;
+
+/// Well-known names, and the edits that touch a relationship and its target together. It has no state; what the
+/// functions throw beyond what is said here are the errors of `Package`, `Part` and `RelationshipSource`, unchanged.
+class OPCRAFT_API PackageHelper {
+public:
+    PackageHelper() = delete;
+
+    /// "/"
+    static URI getPackageRootURI();
+    /// The name that new core properties get.
+    static URI getCorePropertiesURI();
+    /// The usual name of a thumbnail.
+    /// @param extension with or without its dot; may be empty.
+    /// @throws InvalidURI when the extension cannot stand in a URI.
+    static URI getThumbnailURI(const std::u16string& extension);
+    static ContentType getRelationshipContentType();
+    static ContentType getCorePropertiesContentType();
+    static std::u16string getCorePropertiesRelationshipType();
+    static std::u16string getThumbnailRelationshipType();
+
+    /// The core properties of an open package; empty when it has none.
+    /// @throws InvalidPartContent when the part is not valid XML by its schema or breaks a rule of ECMA-376-2 §8.
+    /// @throws PartNotFound when the relationship leads to no part.
+    static CoreProperties getCoreProperties(const Package& package);
+
+    /// Writes the core properties into the part that has them, or into a new part that is related to the package.
+    /// @throws InvalidPartContent when a text holds a character that XML cannot carry, or a time is special (an
+    ///         infinity or no time at all). The package is as it was then.
+    static void createOrUpdateCoreProperties(Package& package, const CoreProperties& properties);
+
+    /// Deletes the core properties and the relationship to them; nothing when there are none.
+    static void deleteCoreProperties(Package& package);
+
+    /// Deletes every relationship of a type of the package, in the order of their IDs, and with each the part it leads
+    /// to. An error stops half-way: the relationship is deleted before its target is looked for.
+    static void deleteRelationshipsAndTargets(Package& package, const std::u16string& type);
+    /// As above, for the relationships of a part.
+    static void deleteRelationshipsAndTargets(Package& package, Part& part, const std::u16string& type);
+};
+
+} // namespace opc::model

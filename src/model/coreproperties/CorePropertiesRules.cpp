@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <opc/errors/Errors.hpp>
+#include <opc/xml/XercesHelper.hpp>
+
+#include "model/coreproperties/CorePropertiesRules.hpp"
+#include "model/coreproperties/CorePropertiesVocabulary.hpp"
+
+#include <string_view>
+
+namespace opc::model {
+
+namespace {
+
+namespace vocabulary = coreproperties;
+using xercesc::DOMElement;
+
+bool isOneOf(const DOMElement* element, std::u16string_view first, std::u16string_view second) {
+    const std::u16string_view name = element->getLocalName();
+    return name == first || name == second;
+}
+
+void throwIfMarkupCompatibilityIsUsed(const DOMElement* root) {
+    // The second call asks for a prefix that is spelt like the namespace, so a declaration with a prefix passes: only a
+    // default namespace is refused.
+    if (root->isDefaultNamespace(vocabulary::markupCompatibility) ||
+        root->lookupNamespaceURI(vocabulary::markupCompatibility) != nullptr)
+        throw InvalidPartContent("Core properties shall not use the Markup Compatibility namespace. [M4.2]");
+}
+
+void throwIfRefined(const DOMElement* root) {
+    for (const DOMElement* element :
+         XercesHelper::getElementsNS(root, XercesString(vocabulary::dcterms), XercesString(u"*")))
+        if (!isOneOf(element, u"created", u"modified"))
+            throw InvalidPartContent("Core properties shall not use refinements to the Dublin Core except for the "
+                                     "\"created\" and \"modified\" elements. [M4.3]");
+}
+
+/// The names of elements are judged whatever their namespace.
+void throwIfAttributesAreMisplaced(const DOMElement* element) {
+    if (element->hasAttributeNS(vocabulary::xml, u"lang") && !isOneOf(element, u"keywords", u"value"))
+        throw InvalidPartContent("Core properties shall not use the xml:lang attribute except on the \"keywords\" and "
+                                 "\"value\" elements. [M4.4]");
+    const bool isDated = isOneOf(element, u"created", u"modified");
+    const bool isTyped = element->hasAttributeNS(vocabulary::xsi, u"type");
+    if (!isTyped && isDated)
+        throw InvalidPartContent("Core properties must use the xsi:type attribute on the \"created\" and \"modified\" "
+                                 "elements. [M4.5]");
+    // The text of the attribute counts, so another prefix for the namespace is refused.
+    if (isTyped &&
+        (!isDated || std::u16string_view(element->getAttributeNS(vocabulary::xsi, u"type")) != vocabulary::w3cdtf))
+        throw InvalidPartContent("Core properties shall not use the xsi:type attribute except on the \"created\" and "
+                                 "\"modified\" elements. [M4.5]");
+    for (const DOMElement* child = element->getFirstElementChild(); child != nullptr;
+         child = child->getNextElementSibling())
+        throwIfAttributesAreMisplaced(child);
+}
+
+} // namespace
+
+void throwIfRuleIsBroken(const DOMElement* root) {
+    throwIfMarkupCompatibilityIsUsed(root);
+    throwIfRefined(root);
+    throwIfAttributesAreMisplaced(root);
+}
+
+} // namespace opc::model

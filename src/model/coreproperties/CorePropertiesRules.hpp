@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <xercesc/dom/DOMElement.hpp>
+
+namespace opc::model {
+
+/// Enforces the rules that the schema of core properties does not, [M4.2] to [M4.5], in that order.
+/// @throws InvalidPartContent
+void throwIfRuleIsBroken(const xercesc::DOMElement* root);
+
+} // namespace opc::model

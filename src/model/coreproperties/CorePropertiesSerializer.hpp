@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/core/InputStream.hpp>
+#include <opc/core/OutputStream.hpp>
+#include <opc/model/coreproperties/CoreProperties.hpp>
+#include <opc/xml/XercesGuard.hpp>
+#include <opc/xml/XercesHelper.hpp>
+
+namespace opc::model {
+
+/// Reads and writes a core properties part (ECMA-376-2 §8) and enforces its rules [M4.2] to [M4.5]. Made for one use.
+class CorePropertiesSerializer {
+public:
+    /// @throws InvalidXMLSchema when an embedded schema does not load.
+    CorePropertiesSerializer();
+
+    /// Replaces the properties. They are left cleared when the part is valid by its schema but breaks a rule.
+    /// @throws InvalidPartContent
+    void load(InputStream& stream, CoreProperties& properties);
+
+    /// Nothing is written when this throws.
+    /// @throws InvalidPartContent
+    void save(const CoreProperties& properties, OutputStream& stream);
+
+private:
+    XercesGuard guard_;
+    ParserHandle parser_;
+    WriterHandle writer_;
+};
+
+} // namespace opc::model

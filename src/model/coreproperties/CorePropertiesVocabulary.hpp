@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <xercesc/dom/DOMElement.hpp>
+
+#include <string_view>
+#include <vector>
+
+/// The vocabulary of core properties parts (ECMA-376-2 §8 and Annex E).
+namespace opc::model::coreproperties {
+
+inline constexpr char16_t cp[] = u"http://schemas.openxmlformats.org/package/2006/metadata/core-properties";
+inline constexpr char16_t dc[] = u"http://purl.org/dc/elements/1.1/";
+inline constexpr char16_t dcterms[] = u"http://purl.org/dc/terms/";
+inline constexpr char16_t dcmitype[] = u"http://purl.org/dc/dcmitype/";
+inline constexpr char16_t xsi[] = u"http://www.w3.org/2001/XMLSchema-instance";
+inline constexpr char16_t xml[] = u"http://www.w3.org/XML/1998/namespace";
+inline constexpr char16_t xmlns[] = u"http://www.w3.org/2000/xmlns/";
+inline constexpr char16_t markupCompatibility[] = u"http://schemas.openxmlformats.org/markup-compatibility/2006";
+inline constexpr char16_t w3cdtf[] = u"dcterms:W3CDTF";
+
+/// The child elements of that name, in document order.
+inline std::vector<xercesc::DOMElement*> children(const xercesc::DOMElement* parent, std::u16string_view namespaceURI,
+                                                  std::u16string_view localName) {
+    std::vector<xercesc::DOMElement*> found;
+    for (xercesc::DOMElement* child = parent->getFirstElementChild(); child != nullptr;
+         child = child->getNextElementSibling())
+        if (child->getNamespaceURI() != nullptr && namespaceURI == child->getNamespaceURI() &&
+            localName == child->getLocalName())
+            found.push_back(child);
+    return found;
+}
+
+/// Null when there is none.
+inline xercesc::DOMElement* firstChild(const xercesc::DOMElement* parent, std::u16string_view namespaceURI,
+                                       std::u16string_view localName) {
+    const auto found = children(parent, namespaceURI, localName);
+    return found.empty() ? nullptr : found.front();
+}
+
+} // namespace opc::model::coreproperties

@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <opc/core/ByteArrayInAdaptor.hpp>
+#include <opc/core/ByteArrayOutAdaptor.hpp>
+#include <opc/model/Package.hpp>
+#include <opc/model/StandardPartInfo.hpp>
+#include <opc/model/coreproperties/PackageHelper.hpp>
+
+#include "model/ItemBytes.hpp"
+#include "model/WellKnown.hpp"
+#include "model/coreproperties/CorePropertiesSerializer.hpp"
+
+#include <optional>
+
+namespace opc::model {
+
+namespace {
+
+Part targetOf(const Package& package, const Relationship& relationship) {
+    return package.getPart(PartName(relationship.getTargetURI()));
+}
+
+/// The part of the first core properties relationship.
+std::optional<Part> findCoreProperties(const Package& package) {
+    const auto relationships = package.getRelationshipsByType(wellknown::corePropertiesRelationshipType);
+    if (relationships.empty())
+        return std::nullopt;
+    return targetOf(package, relationships.front());
+}
+
+Part createCoreProperties(Package& package) {
+    const Part part = package.createPart(PackageHelper::getCorePropertiesURI(),
+                                         PackageHelper::getCorePropertiesContentType(), StandardPartInfo());
+    package.createInternalRelationship(wellknown::corePropertiesRelationshipType,
+                                       PackageHelper::getCorePropertiesURI());
+    return part;
+}
+
+void deleteFrom(RelationshipSource& source, Package& package, const std::u16string& type) {
+    for (const Relationship& relationship : source.getRelationshipsByType(type)) {
+        source.deleteRelationship(relationship.getID());
+        package.deletePart(PartName(relationship.getTargetURI()));
+    }
+}
+
+} // namespace
+
+URI PackageHelper::getPackageRootURI() {
+    return u"/";
+}
+
+URI PackageHelper::getCorePropertiesURI() {
+    return u"/metadata/coreProperties.xml";
+}
+
+URI PackageHelper::getThumbnailURI(const std::u16string& extension) {
+    std::u16string name = u"/metadata/thumbnail";
+    if (!extension.empty() && extension.front() != URI::getDot())
+        name += URI::getDot();
+    return name + extension;
+}
+
+ContentType PackageHelper::getRelationshipContentType() {
+    return wellknown::relationshipsContentType;
+}
+
+ContentType PackageHelper::getCorePropertiesContentType() {
+    return wellknown::corePropertiesContentType;
+}
+
+std::u16string PackageHelper::getCorePropertiesRelationshipType() {
+    return wellknown::corePropertiesRelationshipType;
+}
+
+std::u16string PackageHelper::getThumbnailRelationshipType() {
+    return wellknown::thumbnailRelationshipType;
+}
+
+CoreProperties PackageHelper::getCoreProperties(const Package& package) {
+    CoreProperties properties;
+    if (const auto part = findCoreProperties(package)) {
+        const auto bytes = readXmlItem(*part->getInputStream());
+        ByteArrayInAdaptor stream(bytes);
+        CorePropertiesSerializer().load(stream, properties);
+    }
+    return properties;
+}
+
+void PackageHelper::createOrUpdateCoreProperties(Package& package, const CoreProperties& properties) {
+    std::vector<unsigned char> bytes;
+    ByteArrayOutAdaptor stream(bytes);
+    CorePropertiesSerializer().save(properties, stream);
+    const auto existing = findCoreProperties(package);
+    const Part part = existing ? *existing : createCoreProperties(package);
+    replaceItem(*part.getOutputStream(), bytes);
+}
+
+void PackageHelper::deleteCoreProperties(Package& package) {
+    deleteRelationshipsAndTargets(package, wellknown::corePropertiesRelationshipType);
+}
+
+void PackageHelper::deleteRelationshipsAndTargets(Package& package, const std::u16string& type) {
+    deleteFrom(package, package, type);
+}
+
+void PackageHelper::deleteRelationshipsAndTargets(Package& package, Part& part, const std::u16string& type) {
+    deleteFrom(part, package, type);
+}
+
+} // namespace opc::model
