@@ -11,7 +11,8 @@
 namespace opc::detail {
 
 /// True when the text is a part name by the rules of ECMA-376-2 §6.2.2 that `opc::model::PartName` enforces:
-/// exactly the texts that it accepts, but for the package root "/", which is no part.
+/// exactly the texts that it accepts, but for those that it takes for the package root, which is no part. A query or
+/// a fragment is accepted ("/a?b#c").
 OPCRAFT_API bool isPartName(std::u16string_view name) noexcept;
 
 /// True when the path of the part name holds "/_rels/" and, behind it, ends with ".rels"; the case counts.

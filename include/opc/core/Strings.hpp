@@ -34,7 +34,7 @@ OPCRAFT_API std::u16string toString(std::string_view utf8, bool strict = true);
 OPCRAFT_API std::u16string toString(std::wstring_view text);
 
 /// The text in the user's default encoding (the character encoding of the current C locale), for display.
-/// What that encoding cannot carry becomes "?".
+/// What that encoding cannot carry becomes "?". No other thread may set the locale meanwhile.
 OPCRAFT_API std::string toUDEString(std::u16string_view text);
 
 namespace detail {

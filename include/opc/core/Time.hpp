@@ -25,7 +25,8 @@ enum class TimeForm {
 ///         its content.
 OPCRAFT_API boost::posix_time::ptime convertStringToTime(std::u16string_view text);
 
-/// Writes a UTC time in W3CDTF. What the seconds form writes reads back equal.
+/// Writes a UTC time in W3CDTF. What the seconds form writes reads back equal, to the microsecond; a fraction has
+/// no trailing zeros.
 /// @throws opc::Exception when the time is special (not-a-date-time or an infinity).
 OPCRAFT_API std::u16string convertTimeToString(const boost::posix_time::ptime& time, TimeForm form = TimeForm::Seconds);
 

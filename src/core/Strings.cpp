@@ -1,0 +1,218 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <opc/core/Exception.hpp>
+#include <opc/core/Strings.hpp>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <cwchar>
+#include <string>
+#include <vector>
+
+namespace opc {
+
+static_assert(sizeof(wchar_t) == sizeof(char32_t), "a wide character holds any Unicode code point");
+
+namespace {
+
+constexpr char32_t replacement = 0xFFFD;
+// What the decoders give for a malformed sequence; no code point has this value.
+constexpr char32_t malformed = 0xFFFFFFFF;
+
+constexpr char16_t toLowerASCII(char16_t unit) noexcept {
+    return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + (u'a' - u'A')) : unit;
+}
+
+constexpr bool isLeadSurrogate(char32_t value) noexcept {
+    return value >= 0xD800 && value <= 0xDBFF;
+}
+
+constexpr bool isTrailSurrogate(char32_t value) noexcept {
+    return value >= 0xDC00 && value <= 0xDFFF;
+}
+
+constexpr bool isScalarValue(char32_t value) noexcept {
+    return value <= 0x10FFFF && !isLeadSurrogate(value) && !isTrailSurrogate(value);
+}
+
+[[noreturn]] void throwMalformed(const char* what, std::size_t position) {
+    throw Exception(std::string(what) + " at position " + std::to_string(position) + ".");
+}
+
+// The code point at `position`, which moves behind it; malformed for an unpaired surrogate.
+char32_t decodeUTF16(std::u16string_view text, std::size_t& position) noexcept {
+    const char32_t unit = text[position++];
+    if (!isLeadSurrogate(unit) && !isTrailSurrogate(unit))
+        return unit;
+    if (isTrailSurrogate(unit) || position == text.size() || !isTrailSurrogate(text[position]))
+        return malformed;
+    return 0x10000 + ((unit - 0xD800) << 10) + (text[position++] - 0xDC00);
+}
+
+// What a first byte of UTF-8 announces (Unicode, table 3-7): the number of further bytes, and the range of the second
+// one, which shuts out overlong forms, surrogates and what lies above U+10FFFF.
+struct LeadByte {
+    int further; // -1 for a byte that starts nothing
+    unsigned char low = 0x80;
+    unsigned char high = 0xBF;
+};
+
+LeadByte describeLeadByte(unsigned char lead) noexcept {
+    if (lead < 0x80)
+        return {0};
+    if (lead < 0xC2 || lead > 0xF4)
+        return {-1};
+    if (lead < 0xE0)
+        return {1};
+    if (lead < 0xF0)
+        return {2, static_cast<unsigned char>(lead == 0xE0 ? 0xA0 : 0x80),
+                static_cast<unsigned char>(lead == 0xED ? 0x9F : 0xBF)};
+    return {3, static_cast<unsigned char>(lead == 0xF0 ? 0x90 : 0x80),
+            static_cast<unsigned char>(lead == 0xF4 ? 0x8F : 0xBF)};
+}
+
+// The code point at `position`, which moves behind it; malformed for a sequence that breaks off, and then `position`
+// is behind the bytes that still fitted, so that each maximal wrong part counts once.
+char32_t decodeUTF8(std::string_view text, std::size_t& position) noexcept {
+    const auto lead = static_cast<unsigned char>(text[position++]);
+    auto [further, low, high] = describeLeadByte(lead);
+    if (further < 0)
+        return malformed;
+    char32_t value = further == 0 ? lead : lead & (0x3FU >> further);
+    for (; further > 0; --further, low = 0x80, high = 0xBF) {
+        const unsigned char byte = position < text.size() ? static_cast<unsigned char>(text[position]) : 0;
+        if (byte < low || byte > high)
+            return malformed;
+        value = (value << 6) | (byte & 0x3FU);
+        ++position;
+    }
+    return value;
+}
+
+void appendUTF16(std::u16string& text, char32_t value) {
+    if (value < 0x10000) {
+        text += static_cast<char16_t>(value);
+    } else {
+        text += static_cast<char16_t>(0xD800 + ((value - 0x10000) >> 10));
+        text += static_cast<char16_t>(0xDC00 + ((value - 0x10000) & 0x3FF));
+    }
+}
+
+void appendUTF8(std::string& text, char32_t value) {
+    if (value < 0x80) {
+        text += static_cast<char>(value);
+        return;
+    }
+    const int further = value < 0x800 ? 1 : value < 0x10000 ? 2 : 3;
+    text += static_cast<char>(((0xFF00U >> (further + 1)) & 0xFFU) | (value >> (6 * further)));
+    for (int shift = 6 * (further - 1); shift >= 0; shift -= 6)
+        text += static_cast<char>(0x80 | ((value >> shift) & 0x3F));
+}
+
+} // namespace
+
+int caselessCompare(std::u16string_view a, std::u16string_view b) noexcept {
+    const std::size_t common = std::min(a.size(), b.size());
+    for (std::size_t i = 0; i < common; ++i) {
+        const int difference = toLowerASCII(a[i]) - toLowerASCII(b[i]);
+        if (difference != 0)
+            return difference;
+    }
+    return a.size() == b.size() ? 0 : a.size() < b.size() ? -1 : 1;
+}
+
+std::u16string toLowerASCIIString(std::u16string_view text) {
+    std::u16string result(text);
+    std::transform(result.begin(), result.end(), result.begin(), toLowerASCII);
+    return result;
+}
+
+std::string toASCIIString(std::u16string_view text) {
+    std::string result(text.size(), '\0');
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] > 0x7F)
+            throwMalformed("The text is not US-ASCII: a character above U+007F", i);
+        result[i] = static_cast<char>(text[i]);
+    }
+    return result;
+}
+
+std::wstring toWideString(std::u16string_view text) {
+    std::wstring result;
+    result.reserve(text.size());
+    for (std::size_t position = 0; position < text.size();) {
+        const std::size_t start = position;
+        const char32_t value = decodeUTF16(text, position);
+        if (value == malformed)
+            throwMalformed("The text is not valid UTF-16: an unpaired surrogate", start);
+        result += static_cast<wchar_t>(value);
+    }
+    return result;
+}
+
+std::u16string toString(std::string_view utf8, bool strict) {
+    std::u16string result;
+    result.reserve(utf8.size());
+    for (std::size_t position = 0; position < utf8.size();) {
+        const std::size_t start = position;
+        const char32_t value = decodeUTF8(utf8, position);
+        if (value == malformed && strict)
+            throwMalformed("The text is not valid UTF-8: a malformed sequence", start);
+        appendUTF16(result, value == malformed ? replacement : value);
+    }
+    return result;
+}
+
+std::u16string toString(std::wstring_view text) {
+    std::u16string result;
+    result.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto value = static_cast<char32_t>(text[i]);
+        if (!isScalarValue(value))
+            throwMalformed("The wide text holds a value that is no Unicode character", i);
+        appendUTF16(result, value);
+    }
+    return result;
+}
+
+std::string toUDEString(std::u16string_view text) {
+    std::string result;
+    std::vector<char> encoded(MB_CUR_MAX);
+    std::mbstate_t state{};
+    for (std::size_t position = 0; position < text.size();) {
+        const char32_t value = decodeUTF16(text, position);
+        const std::mbstate_t before = state;
+        auto count = std::wcrtomb(encoded.data(), static_cast<wchar_t>(value), &state);
+        if (count == static_cast<std::size_t>(-1)) {
+            state = before;
+            count = std::wcrtomb(encoded.data(), L'?', &state);
+        }
+        result.append(encoded.data(), count);
+    }
+    // A stateful encoding goes back to its initial state in front of the closing NUL, which is not part of the text.
+    return result.append(encoded.data(), std::wcrtomb(encoded.data(), L'\0', &state) - 1);
+}
+
+namespace detail {
+
+std::string toUTF8String(std::u16string_view text, bool strict) {
+    std::string result;
+    result.reserve(text.size());
+    for (std::size_t position = 0; position < text.size();) {
+        const std::size_t start = position;
+        const char32_t value = decodeUTF16(text, position);
+        if (value == malformed && strict)
+            throwMalformed("The text is not valid UTF-16: an unpaired surrogate", start);
+        appendUTF8(result, value == malformed ? replacement : value);
+    }
+    return result;
+}
+
+std::u16string getExtension(std::u16string_view path) {
+    const std::u16string_view segment = path.substr(path.rfind(u'/') + 1); // npos + 1 is the start
+    const std::size_t dot = segment.rfind(u'.');
+    return dot == std::u16string_view::npos ? std::u16string() : std::u16string(segment.substr(dot + 1));
+}
+
+} // namespace detail
+} // namespace opc

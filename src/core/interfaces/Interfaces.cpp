@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <opc/core/interfaces/IPhysicalInputStream.hpp>
+#include <opc/core/interfaces/IPhysicalOutputStream.hpp>
+#include <opc/core/interfaces/IPhysicalPackage.hpp>
+#include <opc/core/interfaces/IPhysicalPart.hpp>
+#include <opc/core/interfaces/IPhysicalPartInfo.hpp>
+
+namespace opc::interfaces {
+
+// The destructors stand here so that each interface has one type information for all shared libraries.
+IPhysicalInputStream::~IPhysicalInputStream() = default;
+IPhysicalOutputStream::~IPhysicalOutputStream() = default;
+IPhysicalPackage::~IPhysicalPackage() = default;
+IPhysicalPart::~IPhysicalPart() = default;
+IPhysicalPartInfo::~IPhysicalPartInfo() = default;
+
+} // namespace opc::interfaces
