@@ -1,1 +1,102 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <opc/storage/zip/ZipPackage.hpp>
+
+#include "storage/zip/OpenZipPackage.hpp"
+
+#include "storage/Failure.hpp"
+
+#include <opc/core/interfaces/IPhysicalPartInfo.hpp>
+
+#include <optional>
+#include <utility>
+
+namespace opc::storage {
+
+using interfaces::OpenMode;
+
+class ZipPackage::Impl {
+public:
+    explicit Impl(ZipPlace where) : place(std::move(where)) {}
+
+    ZipPlace place;
+    std::optional<OpenZipPackage> current;
+
+    OpenZipPackage& opened() {
+        if (!current) {
+            fail(Errc::bad_file_descriptor, place.label + ": the package is not open");
+        }
+        return *current;
+    }
+};
+
+ZipPackage::ZipPackage(std::filesystem::path file)
+    : impl_(std::make_unique<Impl>(ZipPlace{file.string(), std::move(file), nullptr})) {}
+
+ZipPackage::ZipPackage(std::vector<unsigned char>& bytes)
+    : impl_(std::make_unique<Impl>(ZipPlace{"ZIP package in memory", {}, &bytes})) {}
+
+ZipPackage::~ZipPackage() = default;
+
+void ZipPackage::setOutput(const std::filesystem::path& file) {
+    impl_->opened().setOutput(file);
+}
+
+std::vector<ZipItem> ZipPackage::getItems() const {
+    return impl_->opened().getItems();
+}
+
+std::vector<std::string> ZipPackage::getOtherItems() const {
+    std::vector<std::string> names;
+    for (ZipItem& item : getItems()) {
+        if (item.kind == ZipItemKind::Other) {
+            names.push_back(std::move(item.name));
+        }
+    }
+    return names;
+}
+
+interfaces::IPhysicalInputStream* ZipPackage::getItemInputStream(const std::string& name) {
+    return impl_->opened().getItemInputStream(name);
+}
+
+bool ZipPackage::hasContentTypeStream() const {
+    return true;
+}
+
+interfaces::IPhysicalInputStream* ZipPackage::getContentTypeInputStream() {
+    return impl_->opened().getContentTypeInputStream();
+}
+
+interfaces::IPhysicalOutputStream* ZipPackage::getContentTypeOutputStream() {
+    return impl_->opened().getContentTypeOutputStream();
+}
+
+std::vector<interfaces::IPhysicalPart*> ZipPackage::getParts() {
+    return impl_->opened().getParts();
+}
+
+void ZipPackage::open(const OpenMode& mode) {
+    if (impl_->current) {
+        fail(Errc::bad_file_descriptor, impl_->place.label + ": the package is already open");
+    }
+    impl_->current.emplace(impl_->place, mode);
+}
+
+void ZipPackage::close(bool discard) {
+    OpenZipPackage& package = impl_->opened();
+    if (!discard) {
+        package.save();
+    }
+    impl_->current.reset();
+}
+
+interfaces::IPhysicalPart* ZipPackage::createPart(const std::u16string& name, const std::u16string& contentType,
+                                                  const interfaces::IPhysicalPartInfo& info) {
+    return impl_->opened().createPart(name, contentType, info.getCompressionType());
+}
+
+void ZipPackage::deletePart(const std::u16string& name) {
+    impl_->opened().deletePart(name);
+}
+
+} // namespace opc::storage

@@ -17,9 +17,11 @@ namespace opc::storage {
 /// ENOENT. Owns everything; not copyable. Used by one thread at a time.
 ///
 /// The rules of `IPhysicalPackage` hold; the codes are those of the generic category:
-/// operation_not_permitted for a change in a read-only package or a read in a created one, invalid_argument for
-/// a name that is no part name, file_exists for a part name that is taken, no_such_file_or_directory for a
-/// part that is not there, bad_file_descriptor for a use while closed.
+/// operation_not_permitted for a change in a read-only package, a read or a deletion in a created one,
+/// invalid_argument for a name that is no part name, file_exists for a part name that is taken,
+/// no_such_file_or_directory for a part that is not there or a content types stream that was never written,
+/// operation_not_supported for the content types stream of a package without one, bad_file_descriptor for a use while
+/// closed, a second open, a read from a stream that is not open.
 class OPCRAFT_API MemoryPackage final : public interfaces::IPhysicalPackage {
 public:
     /// @param contentTypeStream true: the package keeps content types in a content types stream; false: every

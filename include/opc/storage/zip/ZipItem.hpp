@@ -15,8 +15,8 @@ enum class ZipItemKind {
 
 /// One item of an open ZIP package, as it stands with all changes made so far.
 struct ZipItem {
-    std::string name;                 ///< the ZIP item name, UTF-8
-    std::u16string partName;          ///< the part name; empty unless the kind is Part
+    std::string name;        ///< the ZIP item name, UTF-8
+    std::u16string partName; ///< the part name; empty unless the kind is Part
     ZipItemKind kind = ZipItemKind::Other;
     std::uint64_t size = 0;           ///< bytes, uncompressed
     std::uint64_t compressedSize = 0; ///< bytes in the file; for content written since the open, its plain size

@@ -16,21 +16,28 @@ namespace opc::storage {
 ///
 /// An item whose name maps to no part name, or that the content types stream gives no content type, is no
 /// part; it stays in the file as it is (`getOtherItems`). Items that are not changed keep their compressed
-/// bytes and their order. The same calls give the same bytes: times are fixed.
+/// bytes and their order; an item that is written anew keeps its name and place and is deflated. A created package
+/// starts with the content types stream and the relationships of the package. The same calls give the same bytes:
+/// what is written bears the time 1980-01-01 00:00.
 ///
 /// A save writes a temporary file in the folder of the target, syncs it, renames it over the target (through a
 /// symbolic link, with the mode of the file that was there) and syncs the folder: whatever fails, the file is
-/// the old one or the new one. A read-write package without changes writes nothing.
+/// the old one or the new one, and no temporary file stays. A read-write package without changes writes nothing.
 ///
 /// Owns everything it hands out; not copyable. Used by one thread at a time.
 ///
 /// The rules of `IPhysicalPackage` hold. Messages name the file and the item. Codes compare with the generic
-/// conditions: bad_message for what is no ZIP or damaged (a wrong CRC included) and for two items that are the
-/// same part, not_supported for an encrypted item or an unknown compression (when it is read),
-/// no_such_file_or_directory for a missing file (at open only), operation_not_permitted for a
-/// change in a read-only package or a read in a created one, invalid_argument for a part name that would not map
-/// back from its item name, file_exists for a part name or item name that is taken, bad_file_descriptor for a use
-/// while closed, and the system's own (permission_denied, no_space_on_device, …) for what the system refuses.
+/// conditions:
+/// - bad_message: no ZIP file, no or two content types streams, two items that are the same part; damaged content
+///   (a wrong checksum or length), when it is read;
+/// - not_supported: an encrypted item or an unknown compression method, when it is read;
+/// - operation_not_permitted: a change in a read-only package, a read or a deletion in a created one;
+/// - invalid_argument: a part name that would not map back from its item name, an output that is no regular file;
+/// - file_exists: a part name that a part or another item takes; no_such_file_or_directory: a part that is not there;
+/// - device_or_resource_busy: another program wrote to the file since it was opened, when it is saved;
+/// - bad_file_descriptor: a use while closed, a second open, a read from a stream that is not open;
+/// - the system's own for what the system refuses: no_such_file_or_directory (at open the file, at a save the folder),
+///   permission_denied (at open also for a file that read-write mode may not write), no_space_on_device, ….
 class OPCRAFT_API ZipPackage final : public interfaces::IPhysicalPackage {
 public:
     /// A package in a file. Nothing is touched before `open`.
@@ -50,7 +57,7 @@ public:
     /// is closed. Also the way out after a close that failed.
     /// @throws opc::Exception bad_file_descriptor when the package is closed, operation_not_permitted when it is
     ///         read-only.
-    void setOutput(std::filesystem::path file);
+    void setOutput(const std::filesystem::path& file);
 
     /// Every item in the order of the file, new ones behind, deleted ones left out.
     /// @throws opc::Exception bad_file_descriptor when the package is closed.

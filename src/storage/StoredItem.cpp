@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "storage/StoredItem.hpp"
+
+#include "storage/Failure.hpp"
+
+#include <utility>
+
+namespace opc::storage {
+
+using interfaces::OpenMode;
+
+namespace {
+
+class ContentReader final : public ItemReader {
+public:
+    explicit ContentReader(std::shared_ptr<const Content> content) : content_(std::move(content)) {}
+
+    std::size_t read(unsigned char* buffer, std::size_t size) override {
+        const std::size_t count = content_->readAt(position_, buffer, size);
+        position_ += count;
+        return count;
+    }
+
+private:
+    std::shared_ptr<const Content> content_;
+    std::uint64_t position_ = 0;
+};
+
+} // namespace
+
+void ItemInputStream::open() {
+    reader_.reset();
+    done_ = false;
+    reader_ = item_.startReading();
+}
+
+unsigned long ItemInputStream::read(unsigned char* buffer, unsigned long size) {
+    if (!reader_) {
+        fail(Errc::bad_file_descriptor, item_.getLabel() + ": the stream is not open");
+    }
+    if (size == 0) {
+        return 0;
+    }
+    const std::size_t count = reader_->read(buffer, size);
+    done_ = count == 0;
+    return count;
+}
+
+void ItemOutputStream::write(const unsigned char* data, unsigned long size) {
+    if (content_) {
+        content_->append(data, size);
+        return;
+    }
+    auto content = std::make_shared<Content>();
+    content->append(data, size);
+    item_.setContent(content);
+    content_ = std::move(content);
+}
+
+StoredItem::StoredItem(Facts facts, std::function<std::unique_ptr<ItemReader>()> original)
+    : facts_(std::move(facts)), original_(std::move(original)) {}
+
+StoredItem::StoredItem(Facts facts, std::shared_ptr<const Content> content)
+    : facts_(std::move(facts)), content_(std::move(content)) {}
+
+interfaces::IPhysicalOutputStream* StoredItem::getOutputStream() {
+    if (facts_.mode == OpenMode::ReadOnly) {
+        fail(Errc::operation_not_permitted, facts_.label + ": the package is open for reading only");
+    }
+    return &output_;
+}
+
+std::unique_ptr<ItemReader> StoredItem::startReading() const {
+    if (facts_.mode == OpenMode::CreateOnly) {
+        fail(Errc::operation_not_permitted, facts_.label + ": nothing can be read while the package is created");
+    }
+    return content_ ? std::make_unique<ContentReader>(content_) : original_();
+}
+
+} // namespace opc::storage

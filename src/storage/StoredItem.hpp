@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "storage/Content.hpp"
+
+#include <opc/core/interfaces/IPhysicalInputStream.hpp>
+#include <opc/core/interfaces/IPhysicalOutputStream.hpp>
+#include <opc/core/interfaces/IPhysicalPart.hpp>
+#include <opc/core/interfaces/OpenMode.hpp>
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace opc::storage {
+
+/// One pass over the bytes of an item.
+class ItemReader {
+public:
+    virtual ~ItemReader() = default;
+
+    /// @return the bytes delivered; 0 at the end.
+    virtual std::size_t read(unsigned char* buffer, std::size_t size) = 0;
+};
+
+class StoredItem;
+
+class ItemInputStream final : public interfaces::IPhysicalInputStream {
+public:
+    explicit ItemInputStream(const StoredItem& item) : item_(item) {}
+    void open() override;
+    unsigned long read(unsigned char* buffer, unsigned long size) override;
+    bool isDone() const override { return done_; }
+    void close() override { reader_.reset(); }
+
+private:
+    const StoredItem& item_;
+    std::unique_ptr<ItemReader> reader_;
+    bool done_ = false;
+};
+
+class ItemOutputStream final : public interfaces::IPhysicalOutputStream {
+public:
+    explicit ItemOutputStream(StoredItem& item) : item_(item) {}
+    void write(const unsigned char* data, unsigned long size) override;
+    bool isDone() const override { return !content_; }
+    void flush() override {}
+    void close() override { content_.reset(); }
+
+private:
+    StoredItem& item_;
+    std::shared_ptr<Content> content_; ///< what is being written; null when nothing is
+};
+
+/// One item of an open package of either store, with its two streams: what is stored, until something is written.
+class StoredItem final : public interfaces::IPhysicalPart {
+public:
+    struct Facts {
+        std::u16string name;        ///< the part name; empty for what is no part
+        std::u16string contentType; ///< empty where it is not known
+        std::string label;          ///< package and item, to start messages with
+        interfaces::OpenMode mode = interfaces::OpenMode::ReadOnly;
+    };
+
+    /// An item whose stored bytes `original` reads, each call from their start.
+    StoredItem(Facts facts, std::function<std::unique_ptr<ItemReader>()> original);
+
+    /// An item with this content.
+    StoredItem(Facts facts, std::shared_ptr<const Content> content);
+
+    StoredItem(const StoredItem&) = delete;
+    StoredItem& operator=(const StoredItem&) = delete;
+
+    std::u16string getName() const override { return facts_.name; }
+    std::u16string getContentType() const override { return facts_.contentType; }
+    interfaces::IPhysicalInputStream* getInputStream() override { return &input_; }
+    interfaces::IPhysicalOutputStream* getOutputStream() override;
+
+    /// The content, once it is in memory; null while the item is as it was stored.
+    const std::shared_ptr<const Content>& getContent() const { return content_; }
+    void setContent(std::shared_ptr<const Content> content) { content_ = std::move(content); }
+
+    /// @throws opc::Exception operation_not_permitted in a package that is being created.
+    std::unique_ptr<ItemReader> startReading() const;
+
+    const std::string& getLabel() const { return facts_.label; }
+
+private:
+    Facts facts_;
+    std::function<std::unique_ptr<ItemReader>()> original_;
+    std::shared_ptr<const Content> content_;
+    ItemInputStream input_{*this};
+    ItemOutputStream output_{*this};
+};
+
+} // namespace opc::storage

@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <opc/storage/memory/MemoryPackage.hpp>
+
+#include "storage/CaselessLess.hpp"
+#include "storage/Failure.hpp"
+#include "storage/StoredItem.hpp"
+
+#include <opc/core/PartNames.hpp>
+#include <opc/core/interfaces/IPhysicalPartInfo.hpp>
+
+#include <list>
+#include <map>
+#include <optional>
+#include <utility>
+
+namespace opc::storage {
+
+using interfaces::OpenMode;
+
+namespace {
+
+struct SavedPart {
+    std::u16string name;
+    std::u16string contentType;
+    std::shared_ptr<const Content> content;
+};
+
+/// What a close saved.
+struct SavedPackage {
+    std::shared_ptr<const Content> contentTypes; ///< null when the stream was never written
+    std::vector<SavedPart> parts;
+};
+
+std::string label(std::u16string_view item) {
+    return "package in memory: " + inQuotes(detail::toUTF8String(item, false));
+}
+
+/// A package while it is open.
+struct OpenPackage {
+    OpenMode mode;
+    StoredItem contentTypes;
+    std::list<StoredItem> parts;
+    std::map<std::u16string, std::list<StoredItem>::iterator, CaselessLess> byName;
+
+    OpenPackage(OpenMode openMode, const SavedPackage& saved)
+        : mode(openMode), contentTypes({u"", u"", label(u"[Content_Types].xml"), mode}, saved.contentTypes) {
+        for (const SavedPart& part : saved.parts) {
+            add(part.name, part.contentType, part.content);
+        }
+    }
+
+    StoredItem* add(const std::u16string& name, const std::u16string& type, std::shared_ptr<const Content> content) {
+        const auto place = byName.emplace(name, parts.end()).first;
+        try {
+            StoredItem::Facts facts{name, type, label(name), mode};
+            place->second = parts.emplace(parts.end(), std::move(facts), std::move(content));
+        } catch (...) {
+            byName.erase(place);
+            throw;
+        }
+        return &parts.back();
+    }
+
+    SavedPackage save() const {
+        SavedPackage saved{contentTypes.getContent(), {}};
+        for (const StoredItem& part : parts) {
+            saved.parts.push_back({part.getName(), part.getContentType(), part.getContent()});
+        }
+        return saved;
+    }
+};
+
+} // namespace
+
+class MemoryPackage::Impl {
+public:
+    explicit Impl(bool contentTypeStream) : hasContentTypes(contentTypeStream) {}
+
+    const bool hasContentTypes;
+    std::optional<SavedPackage> saved;
+    std::optional<OpenPackage> current;
+
+    OpenPackage& opened() {
+        if (!current) {
+            fail(Errc::bad_file_descriptor, "package in memory: the package is not open");
+        }
+        return *current;
+    }
+
+    OpenPackage& changeable() {
+        if (opened().mode == OpenMode::ReadOnly) {
+            fail(Errc::operation_not_permitted, "package in memory: the package is open for reading only");
+        }
+        return *current;
+    }
+
+    void needContentTypes() const {
+        if (!hasContentTypes) {
+            fail(Errc::operation_not_supported, "package in memory: there is no content types stream");
+        }
+    }
+};
+
+MemoryPackage::MemoryPackage(bool contentTypeStream) : impl_(std::make_unique<Impl>(contentTypeStream)) {}
+
+MemoryPackage::~MemoryPackage() = default;
+
+bool MemoryPackage::hasContentTypeStream() const {
+    return impl_->hasContentTypes;
+}
+
+interfaces::IPhysicalInputStream* MemoryPackage::getContentTypeInputStream() {
+    OpenPackage& package = impl_->opened();
+    impl_->needContentTypes();
+    if (package.mode == OpenMode::CreateOnly) {
+        fail(Errc::operation_not_permitted, "package in memory: nothing can be read while the package is created");
+    }
+    if (!package.contentTypes.getContent()) {
+        fail(Errc::no_such_file_or_directory, "package in memory: no content types stream was written");
+    }
+    return package.contentTypes.getInputStream();
+}
+
+interfaces::IPhysicalOutputStream* MemoryPackage::getContentTypeOutputStream() {
+    OpenPackage& package = impl_->changeable();
+    impl_->needContentTypes();
+    return package.contentTypes.getOutputStream();
+}
+
+std::vector<interfaces::IPhysicalPart*> MemoryPackage::getParts() {
+    std::vector<interfaces::IPhysicalPart*> result;
+    for (StoredItem& part : impl_->opened().parts) {
+        result.push_back(&part);
+    }
+    return result;
+}
+
+void MemoryPackage::open(const OpenMode& mode) {
+    if (impl_->current) {
+        fail(Errc::bad_file_descriptor, "package in memory: the package is already open");
+    }
+    if (mode == OpenMode::CreateOnly) {
+        impl_->current.emplace(mode, SavedPackage{});
+        return;
+    }
+    if (!impl_->saved) {
+        fail(Errc::no_such_file_or_directory, "package in memory: nothing was saved yet");
+    }
+    impl_->current.emplace(mode, *impl_->saved);
+}
+
+void MemoryPackage::close(bool discard) {
+    const OpenPackage& package = impl_->opened();
+    if (!discard && package.mode != OpenMode::ReadOnly) {
+        impl_->saved = package.save();
+    }
+    impl_->current.reset();
+}
+
+interfaces::IPhysicalPart* MemoryPackage::createPart(const std::u16string& name, const std::u16string& contentType,
+                                                     const interfaces::IPhysicalPartInfo& /*info*/) {
+    OpenPackage& package = impl_->changeable();
+    if (!detail::isPartName(name)) {
+        fail(Errc::invalid_argument, label(name) + ": this is no part name");
+    }
+    if (package.byName.contains(name)) {
+        fail(Errc::file_exists, label(name) + ": the part exists already");
+    }
+    return package.add(name, contentType, std::make_shared<const Content>());
+}
+
+void MemoryPackage::deletePart(const std::u16string& name) {
+    OpenPackage& package = impl_->changeable();
+    if (package.mode == OpenMode::CreateOnly) {
+        fail(Errc::operation_not_permitted, label(name) + ": nothing can be deleted while the package is created");
+    }
+    const auto place = package.byName.find(name);
+    if (place == package.byName.end()) {
+        fail(Errc::no_such_file_or_directory, label(name) + ": there is no such part");
+    }
+    package.parts.erase(place->second);
+    package.byName.erase(place);
+}
+
+} // namespace opc::storage

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "storage/StoredItem.hpp"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+namespace opc::storage {
+
+/// What a content types stream says (ECMA-376-2 §7.2.3), read leniently: to find out which items are parts, not to
+/// judge the stream.
+class ContentTypes {
+public:
+    /// @return nothing when the stream gives the part no content type.
+    std::optional<std::u16string> find(std::u16string_view partName) const;
+
+    /// The first of two entries that are equal without regard to ASCII case stays.
+    void addDefault(std::u16string_view extension, std::u16string_view contentType);
+    void addOverride(std::u16string_view partName, std::u16string_view contentType);
+
+private:
+    using Map = std::unordered_map<std::u16string, std::u16string>; ///< by the key in lower case
+    Map defaults_;
+    Map overrides_;
+};
+
+/// Reads a content types stream to its end.
+/// @return nothing when it cannot be read or is no well-formed XML without a document type declaration.
+std::optional<ContentTypes> readContentTypes(ItemReader& stream);
+
+} // namespace opc::storage

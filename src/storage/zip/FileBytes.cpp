@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "storage/zip/FileBytes.hpp"
+
+#include "storage/Failure.hpp"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+namespace opc::storage {
+
+FileBytes::FileBytes(const std::filesystem::path& file, std::string label) : label_(std::move(label)) {
+    // Without O_NONBLOCK a named pipe would hold us up until somebody writes to it.
+    file_ = FileDescriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+    if (!file_.isOpen() || ::fstat(file_.get(), &status_) != 0) {
+        failWithErrno(errno, label_ + ": cannot be opened");
+    }
+    if (S_ISDIR(status_.st_mode)) {
+        failWithErrno(EISDIR, label_ + ": cannot be opened");
+    }
+    if (!S_ISREG(status_.st_mode)) {
+        fail(Errc::bad_message, label_ + ": this is no regular file");
+    }
+}
+
+std::size_t FileBytes::readAt(std::uint64_t offset, unsigned char* buffer, std::size_t size) const {
+    std::size_t done = 0;
+    while (done < size) {
+        const ssize_t count = ::pread(file_.get(), buffer + done, size - done, static_cast<off_t>(offset + done));
+        if (count == 0) {
+            break;
+        }
+        if (count < 0 && errno != EINTR) {
+            failWithErrno(errno, label_ + ": cannot be read");
+        }
+        done += count < 0 ? 0 : static_cast<std::size_t>(count);
+    }
+    return done;
+}
+
+void FileBytes::throwIfChanged() const {
+    struct stat now = {};
+    if (::fstat(file_.get(), &now) != 0) {
+        failWithErrno(errno, label_ + ": cannot be read");
+    }
+    if (now.st_size != status_.st_size || now.st_mtim.tv_sec != status_.st_mtim.tv_sec ||
+        now.st_mtim.tv_nsec != status_.st_mtim.tv_nsec) {
+        fail(Errc::device_or_resource_busy, label_ + ": another program wrote to the file since it was opened");
+    }
+}
+
+std::size_t VectorBytes::readAt(std::uint64_t offset, unsigned char* buffer, std::size_t size) const {
+    if (offset >= bytes_.size()) {
+        return 0;
+    }
+    const std::size_t count = std::min<std::uint64_t>(size, bytes_.size() - offset);
+    std::copy_n(bytes_.begin() + static_cast<std::ptrdiff_t>(offset), count, buffer);
+    return count;
+}
+
+} // namespace opc::storage

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "storage/Bytes.hpp"
+#include "storage/zip/FileDescriptor.hpp"
+
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace opc::storage {
+
+/// The bytes of an input package.
+class PackageBytes : public Bytes {
+public:
+    /// Refuses to go on when another program wrote to the bytes since they were opened.
+    virtual void throwIfChanged() const = 0;
+};
+
+/// The bytes of a file that stays open: who replaces the file by another does not disturb.
+class FileBytes final : public PackageBytes {
+public:
+    /// @param label starts the messages.
+    FileBytes(const std::filesystem::path& file, std::string label);
+
+    std::uint64_t size() const override { return static_cast<std::uint64_t>(status_.st_size); }
+    std::size_t readAt(std::uint64_t offset, unsigned char* buffer, std::size_t size) const override;
+    void throwIfChanged() const override;
+
+private:
+    std::string label_;
+    FileDescriptor file_;
+    struct stat status_ = {};
+};
+
+/// The bytes of a vector, which is not owned.
+class VectorBytes final : public PackageBytes {
+public:
+    explicit VectorBytes(const std::vector<unsigned char>& bytes) : bytes_(bytes) {}
+
+    std::uint64_t size() const override { return bytes_.size(); }
+    std::size_t readAt(std::uint64_t offset, unsigned char* buffer, std::size_t size) const override;
+    void throwIfChanged() const override {}
+
+private:
+    const std::vector<unsigned char>& bytes_;
+};
+
+} // namespace opc::storage

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "storage/zip/ItemNames.hpp"
+
+#include <opc/core/PartNames.hpp>
+#include <opc/core/Strings.hpp>
+
+namespace opc::storage {
+
+namespace {
+
+constexpr bool isHexDigit(char16_t c) {
+    return (c >= u'0' && c <= u'9') || (c >= u'A' && c <= u'F') || (c >= u'a' && c <= u'f');
+}
+
+/// The characters that stand for themselves in the path of a URI: pchar of RFC 3986 §3.3, and the "/".
+constexpr bool isPathCharacter(char16_t c) {
+    return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9') ||
+           (c != 0 && std::u16string_view(u"-._~!$&'()*+,;=:@/").find(c) != std::u16string_view::npos);
+}
+
+constexpr bool isEscape(std::string_view text) {
+    return text.size() >= 3 && text[0] == '%' && isHexDigit(static_cast<unsigned char>(text[1])) &&
+           isHexDigit(static_cast<unsigned char>(text[2]));
+}
+
+} // namespace
+
+bool isContentTypesItem(std::string_view itemName) {
+    constexpr std::u16string_view name = u"[Content_Types].xml";
+    const std::u16string wide(itemName.begin(), itemName.end());
+    return itemName.size() == name.size() && caselessCompare(wide, name) == 0;
+}
+
+std::optional<std::u16string> toPartName(std::string_view itemName) {
+    constexpr std::u16string_view hex = u"0123456789ABCDEF";
+    std::u16string name = u"/";
+    for (std::size_t i = 0; i < itemName.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(itemName[i]);
+        if (isPathCharacter(byte) || isEscape(itemName.substr(i))) {
+            name += byte;
+        } else {
+            name += {u'%', hex[byte >> 4], hex[byte & 15]};
+        }
+    }
+    return detail::isPartName(name) ? std::optional(name) : std::nullopt;
+}
+
+std::optional<std::string> toItemName(std::u16string_view partName) {
+    if (!detail::isPartName(partName)) {
+        return std::nullopt;
+    }
+    const std::string name = detail::toUTF8String(partName.substr(1));
+    return toPartName(name) == partName ? std::optional(name) : std::nullopt;
+}
+
+} // namespace opc::storage

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+/// How the names of ZIP items and part names map to each other (ECMA-376-2 §7.3.4). Pure functions.
+namespace opc::storage {
+
+/// True for the item that holds the content types stream, in whatever case it is written.
+bool isContentTypesItem(std::string_view itemName);
+
+/// The part name of an item: a "/" before the item name, and percent-encoded what a part name cannot hold.
+/// @param itemName UTF-8.
+/// @return nothing for an item that can be no part.
+std::optional<std::u16string> toPartName(std::string_view itemName);
+
+/// The item name of a new part.
+/// @return nothing when that item would not be this part again.
+std::optional<std::string> toItemName(std::u16string_view partName);
+
+} // namespace opc::storage

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "storage/zip/ZipArchive.hpp"
+#include "storage/zip/ZipItems.hpp"
+#include "storage/zip/ZipWriter.hpp"
+
+#include <opc/core/interfaces/OpenMode.hpp>
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace opc::storage {
+
+/// Where a ZIP package is kept: in a file, or in bytes.
+struct ZipPlace {
+    std::string label; ///< starts the messages
+    std::filesystem::path file;
+    std::vector<unsigned char>* bytes = nullptr;
+};
+
+/// A ZIP package from its open to its close. The operations are those of `ZipPackage`.
+class OpenZipPackage {
+public:
+    OpenZipPackage(const ZipPlace& place, interfaces::OpenMode mode);
+
+    void setOutput(const std::filesystem::path& file);
+    std::vector<ZipItem> getItems() const;
+    interfaces::IPhysicalInputStream* getItemInputStream(const std::string& name);
+    interfaces::IPhysicalInputStream* getContentTypeInputStream();
+    interfaces::IPhysicalOutputStream* getContentTypeOutputStream();
+    std::vector<interfaces::IPhysicalPart*> getParts();
+    interfaces::IPhysicalPart* createPart(const std::u16string& name, const std::u16string& contentType,
+                                          interfaces::CompressionType compression);
+    void deletePart(const std::u16string& name);
+
+    /// Writes the changes, if there are any, to where they belong.
+    void save() const;
+
+private:
+    void readItems();
+    void readContentTypes();
+    ZipEntry& addNew(ZipEntry entry);
+    std::string labelOf(std::string_view itemName) const;
+    void throwIfReadOnly(const std::string& label) const;
+    void throwIfCreateOnly(const std::string& label) const;
+    ZipChanges collectChanges() const;
+    std::unique_ptr<Target> makeTarget() const;
+
+    ZipPlace place_;
+    interfaces::OpenMode mode_;
+    std::optional<std::filesystem::path> output_;
+    std::unique_ptr<ZipArchive> archive_; ///< null in a created package
+    ZipItems items_;                      ///< its readers end before the archive
+    std::vector<std::uint64_t> deleted_;  ///< places in the archive
+};
+
+} // namespace opc::storage

@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "storage/Bytes.hpp"
+#include "storage/zip/FileDescriptor.hpp"
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace opc::storage {
+
+/// Throws permission_denied when the file exists and the user may not write to it.
+void throwIfNotWritable(const std::filesystem::path& file, const std::string& label);
+
+/// Replaces a file: writes a temporary one beside it, which takes its place at the end. A symbolic link stays, the
+/// file behind it is replaced, with its mode and, where the system allows it, its owner.
+class FileTarget final : public Target {
+public:
+    /// @param label starts the messages.
+    FileTarget(const std::filesystem::path& file, std::string label);
+    ~FileTarget() override;
+
+    FileTarget(const FileTarget&) = delete;
+    FileTarget& operator=(const FileTarget&) = delete;
+
+    void writeAt(std::uint64_t offset, const unsigned char* data, std::size_t size) override;
+    void commit() override;
+
+private:
+    void createTemporary();
+    void keepOwnerAndMode();
+    void syncFolder();
+
+    struct Owner {
+        uid_t user;
+        gid_t group;
+        mode_t mode;
+    };
+
+    std::string label_;
+    std::filesystem::path file_;
+    std::filesystem::path temporary_; ///< empty when there is nothing to remove
+    std::optional<Owner> old_;        ///< of the file that is replaced
+    FileDescriptor output_;
+};
+
+/// Replaces the content of a vector, which is not owned.
+class VectorTarget final : public Target {
+public:
+    explicit VectorTarget(std::vector<unsigned char>& bytes) : bytes_(bytes) {}
+    void writeAt(std::uint64_t offset, const unsigned char* data, std::size_t size) override;
+    void commit() override { bytes_ = std::move(written_); }
+
+private:
+    std::vector<unsigned char>& bytes_;
+    std::vector<unsigned char> written_;
+};
+
+} // namespace opc::storage

@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "storage/zip/ZipSource.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <new>
+#include <utility>
+
+namespace opc::storage {
+
+ZipSource::ZipSource(const Bytes* input, Target* output) : input_(input), output_(output) {
+    zip_error_init(&error_);
+}
+
+zip_source_t* ZipSource::makeSource() {
+    zip_source_t* source = zip_source_function_create(onCommand, this, nullptr);
+    if (!source) {
+        throw std::bad_alloc();
+    }
+    return source;
+}
+
+void ZipSource::rethrow() {
+    if (thrown_) {
+        std::rethrow_exception(std::exchange(thrown_, nullptr));
+    }
+}
+
+zip_int64_t ZipSource::onCommand(void* self, void* data, zip_uint64_t size, zip_source_cmd_t command) noexcept {
+    ZipSource& source = *static_cast<ZipSource*>(self);
+    try {
+        return source.perform(data, size, command);
+    } catch (...) {
+        source.thrown_ = std::current_exception();
+        zip_error_set(&source.error_, command == ZIP_SOURCE_WRITE ? ZIP_ER_WRITE : ZIP_ER_READ, EIO);
+        return -1;
+    }
+}
+
+zip_int64_t ZipSource::perform(void* data, zip_uint64_t size, zip_source_cmd_t command) {
+    switch (command) {
+    case ZIP_SOURCE_OPEN:
+        readPosition_ = 0;
+        return 0;
+    case ZIP_SOURCE_READ:
+        return read(data, size);
+    case ZIP_SOURCE_SEEK:
+        return seek(readPosition_, input_ ? input_->size() : 0, data, size);
+    case ZIP_SOURCE_TELL:
+        return static_cast<zip_int64_t>(readPosition_);
+    case ZIP_SOURCE_STAT:
+        return describe(data, size);
+    case ZIP_SOURCE_ERROR:
+        return zip_error_to_data(&error_, data, size);
+    case ZIP_SOURCE_BEGIN_WRITE:
+        writePosition_ = written_ = 0;
+        return 0;
+    case ZIP_SOURCE_WRITE:
+        return write(data, size);
+    case ZIP_SOURCE_SEEK_WRITE:
+        return seek(writePosition_, written_, data, size);
+    case ZIP_SOURCE_TELL_WRITE:
+        return static_cast<zip_int64_t>(writePosition_);
+    case ZIP_SOURCE_SUPPORTS:
+        return supported();
+    case ZIP_SOURCE_CLOSE:
+    case ZIP_SOURCE_FREE:
+    case ZIP_SOURCE_COMMIT_WRITE: // the target is committed when libzip reports success on the whole
+    case ZIP_SOURCE_ROLLBACK_WRITE:
+    case ZIP_SOURCE_REMOVE:
+        return 0;
+    default:
+        zip_error_set(&error_, ZIP_ER_OPNOTSUPP, 0);
+        return -1;
+    }
+}
+
+zip_int64_t ZipSource::read(void* data, zip_uint64_t size) {
+    const std::size_t count = input_ ? input_->readAt(readPosition_, static_cast<unsigned char*>(data), size) : 0;
+    readPosition_ += count;
+    return static_cast<zip_int64_t>(count);
+}
+
+zip_int64_t ZipSource::write(const void* data, zip_uint64_t size) {
+    output_->writeAt(writePosition_, static_cast<const unsigned char*>(data), size);
+    writePosition_ += size;
+    written_ = std::max(written_, writePosition_);
+    return static_cast<zip_int64_t>(size);
+}
+
+zip_int64_t ZipSource::seek(zip_uint64_t& position, zip_uint64_t end, void* data, zip_uint64_t size) {
+    const zip_int64_t offset = zip_source_seek_compute_offset(position, end, data, size, &error_);
+    if (offset < 0) {
+        return -1;
+    }
+    position = static_cast<zip_uint64_t>(offset);
+    return 0;
+}
+
+zip_int64_t ZipSource::describe(void* data, zip_uint64_t size) {
+    if (!input_) {
+        zip_error_set(&error_, ZIP_ER_READ, ENOENT); // how libzip learns that there is no such archive yet
+        return -1;
+    }
+    auto* status = ZIP_SOURCE_GET_ARGS(zip_stat_t, data, size, &error_);
+    if (!status) {
+        return -1;
+    }
+    zip_stat_init(status);
+    status->size = input_->size();
+    status->valid = ZIP_STAT_SIZE;
+    return sizeof(*status);
+}
+
+zip_int64_t ZipSource::supported() const {
+    zip_int64_t commands = ZIP_SOURCE_SUPPORTS_SEEKABLE;
+    if (output_) {
+        commands |= ZIP_SOURCE_SUPPORTS_WRITABLE;
+    }
+    return commands;
+}
+
+} // namespace opc::storage

@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/core/Exception.hpp>
+#include <opc/core/Strings.hpp>
+#include <opc/core/interfaces/IPhysicalInputStream.hpp>
+#include <opc/core/interfaces/IPhysicalOutputStream.hpp>
+#include <opc/core/interfaces/IPhysicalPackage.hpp>
+#include <opc/core/interfaces/IPhysicalPart.hpp>
+#include <opc/core/interfaces/IPhysicalPartInfo.hpp>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+/// Short forms for what tests do with a physical package.
+namespace opc::test {
+
+using interfaces::OpenMode;
+using Errc = boost::system::errc::errc_t;
+
+class PartInfo final : public interfaces::IPhysicalPartInfo {
+public:
+    explicit PartInfo(interfaces::CompressionType type = interfaces::CompressionType::Normal, std::uint64_t hint = 0)
+        : type_(type), hint_(hint) {}
+    interfaces::CompressionType getCompressionType() const override { return type_; }
+    std::uint64_t getGrowthHint() const override { return hint_; }
+    void* getExtraInfo(const std::u16string&) const override { return nullptr; }
+
+private:
+    interfaces::CompressionType type_;
+    std::uint64_t hint_;
+};
+
+/// Reads from where the stream stands to its end.
+inline std::string readOn(interfaces::IPhysicalInputStream& stream, std::size_t chunk = 4096) {
+    std::string bytes;
+    std::vector<unsigned char> buffer(chunk);
+    while (const unsigned long count = stream.read(buffer.data(), chunk))
+        bytes.append(buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(count));
+    return bytes;
+}
+
+inline std::string readAll(interfaces::IPhysicalInputStream& stream) {
+    stream.open();
+    std::string bytes = readOn(stream);
+    stream.close();
+    return bytes;
+}
+
+inline void write(interfaces::IPhysicalOutputStream& stream, const std::string& bytes) {
+    stream.write(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
+}
+
+inline void writeAll(interfaces::IPhysicalOutputStream& stream, const std::string& bytes) {
+    write(stream, bytes);
+    stream.close();
+}
+
+inline interfaces::IPhysicalPart* findPart(interfaces::IPhysicalPackage& package, const std::u16string& name) {
+    for (interfaces::IPhysicalPart* part : package.getParts())
+        if (part->getName() == name)
+            return part;
+    return nullptr;
+}
+
+/// Reads a part; throws when it is not there.
+inline std::string readPart(interfaces::IPhysicalPackage& package, const std::u16string& name) {
+    interfaces::IPhysicalPart* part = findPart(package, name);
+    if (!part)
+        throw std::runtime_error("there is no part " + detail::toUTF8String(name));
+    return readAll(*part->getInputStream());
+}
+
+inline interfaces::IPhysicalPart* createPart(interfaces::IPhysicalPackage& package, const std::u16string& name,
+                                             const std::string& bytes, const PartInfo& info = PartInfo()) {
+    interfaces::IPhysicalPart* part = package.createPart(name, u"application/octet-stream", info);
+    if (!bytes.empty())
+        writeAll(*part->getOutputStream(), bytes);
+    return part;
+}
+
+inline std::vector<std::string> partNames(interfaces::IPhysicalPackage& package) {
+    std::vector<std::string> names;
+    for (const interfaces::IPhysicalPart* part : package.getParts())
+        names.push_back(detail::toUTF8String(part->getName()));
+    return names;
+}
+
+/// A content types stream of these elements.
+inline std::string contentTypes(const std::string& elements) {
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+           "<Types xmlns=\"http://schemas.openxmlformats.org/package/2006/content-types\">" +
+           elements + "</Types>";
+}
+
+/// Writes a content types stream that names every part there is.
+inline void writeContentTypes(interfaces::IPhysicalPackage& package) {
+    if (!package.hasContentTypeStream())
+        return;
+    std::string elements;
+    for (const std::string& name : partNames(package))
+        elements += "<Override PartName=\"" + name + "\" ContentType=\"application/octet-stream\"/>";
+    writeAll(*package.getContentTypeOutputStream(), contentTypes(elements));
+}
+
+/// Succeeds when the action throws an `opc::Exception` with this code and a message that holds the text.
+template <class Action>
+testing::AssertionResult failsWith(Errc code, const std::string& text, Action action) {
+    try {
+        action();
+    } catch (const Exception& e) {
+        if (e.code() != make_error_condition(code))
+            return testing::AssertionFailure() << "code " << e.code().message() << ": " << e.what();
+        if (std::string(e.what()).find(text) == std::string::npos)
+            return testing::AssertionFailure() << "said \"" << e.what() << "\", without \"" << text << '"';
+        return testing::AssertionSuccess();
+    } catch (const std::exception& e) {
+        return testing::AssertionFailure() << "threw no opc::Exception: " << e.what();
+    }
+    return testing::AssertionFailure() << "did not throw";
+}
+
+template <class Action>
+testing::AssertionResult failsWith(Errc code, Action action) {
+    return failsWith(code, std::string(), action);
+}
+
+} // namespace opc::test

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace opc::test {
+
+/// What a program's standard output is.
+enum class Output {
+    Captured,
+    Full,   ///< a device on which nothing can be written
+    Closed, ///< no stream at all
+    Broken, ///< a pipe that nobody reads
+};
+
+struct ProcessOptions {
+    std::string input{};            ///< the standard input, through a pipe
+    std::filesystem::path folder{}; ///< where it runs; empty: here
+    Output output = Output::Captured;
+    bool terminal = false;   ///< the standard error stream is a terminal
+    unsigned inputDelay = 0; ///< milliseconds before the input is given
+    unsigned user = 0;       ///< runs as this user when it is not 0; only root may ask for it
+};
+
+struct ProcessResult {
+    int exitCode = -1; ///< -1 when a signal ended the program
+    int signal = 0;
+    std::string out;
+    std::string err;
+};
+
+/// Runs a program and waits for its end. There is no shell in between, so every argument arrives as it is.
+/// @throws std::runtime_error when it cannot be run.
+ProcessResult runProcess(const std::filesystem::path& program, const std::vector<std::string>& arguments,
+                         const ProcessOptions& options = {});
+
+} // namespace opc::test
