@@ -61,14 +61,18 @@ bool canBeDefault(const std::u16string& extension) {
     return !extension.empty();
 }
 
-/// The content type of an entry. The schema as it is loaded leaves the pattern of ST_ContentType to be matched here,
-/// in linear time.
-ContentType readContentType(const xercesc::DOMElement* entry, const Vocabulary& names) {
+/// The schema as it is loaded leaves the pattern of ST_ContentType to be matched here, in linear time.
+void throwIfPatternIsBroken(const xercesc::DOMElement* entry, const Vocabulary& names) {
     std::u16string text;
     XercesHelper::getElementAttribute(entry, names.contentType, text);
     if (!matchesContentTypePattern(text))
         throw InvalidXMLDocument("value '" + detail::toUTF8String(text, false) +
                                  "' of attribute 'ContentType' does not match the pattern of ST_ContentType");
+}
+
+ContentType readContentType(const xercesc::DOMElement* entry, const Vocabulary& names) {
+    std::u16string text;
+    XercesHelper::getElementAttribute(entry, names.contentType, text);
     if (text.empty())
         throw InvalidPartContent("ContentType is empty");
     return text;
@@ -135,27 +139,44 @@ ContentType ContentTypeSource::getContentType(const PartName& name, bool takeRef
 }
 
 void ContentTypeSource::addContentType(const PartName& name, const ContentType& type) {
+    add(prepareAddition(name, type));
+}
+
+ContentTypeSource::Addition ContentTypeSource::prepareAddition(const PartName& name, const ContentType& type) const {
+    Addition addition{name, lowerExtension(name)};
+    const auto entry = defaults_.find(addition.extension);
+    if (!canBeDefault(addition.extension))
+        addition.newOverride.emplace(name, type);
+    else if (entry == defaults_.end())
+        addition.newDefault.emplace(addition.extension, Default{type, 1});
+    else if (entry->second.contentType.toString() != type.toString())
+        // Stricter than the equality of content types: what differs in case alone is kept as it was given.
+        addition.newOverride.emplace(name, type);
+    return addition;
+}
+
+void ContentTypeSource::add(Addition&& addition) noexcept {
     if (!present_)
         return;
-    overrides_.erase(name); // left behind by a part that was deleted elsewhere
-    const std::u16string extension = lowerExtension(name);
-    const auto entry = defaults_.find(extension);
-    if (!canBeDefault(extension)) {
-        overrides_.emplace(name, type);
-    } else if (entry == defaults_.end()) {
-        defaults_.emplace(extension, Default{type, 1});
-    } else if (entry->second.contentType.toString() != type.toString()) {
-        // Stricter than the equality of content types: what differs in case alone is kept as it was given.
-        overrides_.emplace(name, type);
-    } else {
-        ++entry->second.useCount;
-    }
+    overrides_.erase(addition.name); // left behind by a part that was deleted elsewhere
+    if (addition.newDefault.empty() && addition.newOverride.empty())
+        ++defaults_.find(addition.extension)->second.useCount;
+    defaults_.merge(addition.newDefault);
+    overrides_.merge(addition.newOverride);
     dirty_ = true;
 }
 
 void ContentTypeSource::removeContentType(const PartName& name) {
-    if (overrides_.erase(name) == 0) {
-        const auto entry = defaults_.find(lowerExtension(name));
+    remove(prepareRemoval(name));
+}
+
+ContentTypeSource::Removal ContentTypeSource::prepareRemoval(const PartName& name) {
+    return {name, lowerExtension(name)};
+}
+
+void ContentTypeSource::remove(const Removal& removal) noexcept {
+    if (overrides_.erase(removal.name) == 0) {
+        const auto entry = defaults_.find(removal.extension);
         if (entry == defaults_.end())
             return;
         if (entry->second.useCount <= 1)
@@ -190,12 +211,20 @@ void ContentTypeSource::readDocument(InputStream& stream) {
     loadEmbeddedSchema(*parser, embedded::opc_contentTypes);
     const xercesc::DOMDocument* document = XercesHelper::readDocumentFromStream(*parser, stream, true, u"", u"");
     const xercesc::DOMElement* root = document->getDocumentElement();
+    const auto defaults = XercesHelper::getElementsNS(root, names.ns, names.defaultEntry);
+    const auto overrides = XercesHelper::getElementsNS(root, names.ns, names.overrideEntry);
+    for (const auto* entries : {&defaults, &overrides})
+        for (const xercesc::DOMElement* entry : *entries)
+            throwIfPatternIsBroken(entry, names);
+    if (names.types != root->getLocalName())
+        throw InvalidPartContent("The root element is not Types"); // the schema knows the others as roots too
+
     // The first of two entries for the same extension or part name wins.
-    for (const xercesc::DOMElement* entry : XercesHelper::getElementsNS(root, names.ns, names.defaultEntry)) {
+    for (const xercesc::DOMElement* entry : defaults) {
         const std::u16string extension = readExtension(entry, names);
         defaults_.emplace(extension, Default{readContentType(entry, names), 0});
     }
-    for (const xercesc::DOMElement* entry : XercesHelper::getElementsNS(root, names.ns, names.overrideEntry)) {
+    for (const xercesc::DOMElement* entry : overrides) {
         const PartName name = readPartName(entry, names);
         overrides_.emplace(name, readContentType(entry, names));
     }

@@ -34,6 +34,14 @@ public:
     void addContentType(const PartName& name, const ContentType& type);
     void removeContentType(const PartName& name);
 
+    /// A change in two steps: what may fail for lack of memory is prepared, and done when the store has done its part.
+    struct Addition;
+    Addition prepareAddition(const PartName& name, const ContentType& type) const;
+    void add(Addition&& addition) noexcept;
+    struct Removal;
+    static Removal prepareRemoval(const PartName& name);
+    void remove(const Removal& removal) noexcept;
+
     /// Writes the stream when it changed.
     /// @throws InvalidContentTypeStream
     void save();
@@ -43,6 +51,8 @@ private:
         ContentType contentType;
         unsigned long useCount;
     };
+    using Defaults = std::map<std::u16string, Default>;
+    using Overrides = std::map<PartName, ContentType>;
 
     void load(interfaces::IPhysicalInputStream& stream);
     void readDocument(InputStream& stream);
@@ -51,8 +61,22 @@ private:
     interfaces::IPhysicalPackage& physicalPackage_;
     bool dirty_ = false;
     bool present_ = false;
-    std::map<std::u16string, Default> defaults_;
-    std::map<PartName, ContentType> overrides_;
+    Defaults defaults_;
+    Overrides overrides_;
+};
+
+/// What becomes of the entries when a part is added: one new entry, or one more user of a Default.
+struct ContentTypeSource::Addition {
+    PartName name;
+    std::u16string extension;
+    Defaults newDefault{};
+    Overrides newOverride{};
+};
+
+/// Whose entry loses a user when a part is deleted.
+struct ContentTypeSource::Removal {
+    PartName name;
+    std::u16string extension;
 };
 
 } // namespace opc::model

@@ -8,6 +8,7 @@
 #include <opc/model/Package.hpp>
 
 #include "model/ContentTypeSource.hpp"
+#include "model/PartNameTree.hpp"
 #include "model/WellKnown.hpp"
 #include "model/relationships/RelationshipSerializer.hpp"
 
@@ -26,32 +27,23 @@ std::string withName(const char* message, const PartName& name) {
     return message + toASCIIString(name.toString());
 }
 
-/// Calls an action with every directory of a part name's key: what ends just behind a "/", but for the leading one.
-template <class Action>
-void forEachDirectory(const std::u16string& key, Action action) {
-    for (std::size_t slash = key.find(URI::getSlash(), 1); slash != std::u16string::npos;
-         slash = key.find(URI::getSlash(), slash + 1))
-        action(key.substr(0, slash + 1));
-}
-
-std::u16string prefixKey(const PartName& name) {
-    return toLowerASCIIString(name.toString());
-}
-
 void throwIfPackageRoot(const PartName& name) {
     if (PartName::isPackageRootUri(name.getURI()))
         throw InvalidPartName("The package root is not the name of a part");
 }
 
-/// A media type takes values that it cannot print in a form that parses; such a part could not be opened again.
+/// A media type takes values that it cannot print in a form that parses, or parses to the same; the part would not be
+/// opened again, or with another type.
 void throwIfNotReadable(const ContentType& contentType) {
-    const ContentType checked(contentType.toString());
+    if (ContentType(contentType.toString()).toString() != contentType.toString())
+        throw InvalidContentType("Could not successfully parse content type string");
 }
 
 } // namespace
 
 Package::Package(interfaces::IPhysicalPackage& physicalPackage)
-    : RelationshipSource(URI(PartName::FORWARD_SLASH_STRING)), physicalPackage_(physicalPackage) {}
+    : RelationshipSource(URI(PartName::FORWARD_SLASH_STRING)), physicalPackage_(physicalPackage),
+      prefixes_(std::make_unique<PartNameTree>()) {}
 
 Package::~Package() {
     try {
@@ -87,6 +79,12 @@ void Package::doVerifyRelationship(const std::u16string& /*id*/, const std::u16s
         throwIfTooManyCorePropertiesRelationships(0);
 }
 
+template <class Action>
+void Package::forEachDataManager(Action action) {
+    for (auto next = dataManagers_.begin(); next != dataManagers_.end();)
+        action(**next++); // which may take itself off the list
+}
+
 void Package::open(interfaces::OpenMode mode) {
     if (isOpen_)
         throw PackageAlreadyOpen("Package is already open");
@@ -97,8 +95,7 @@ void Package::open(interfaces::OpenMode mode) {
         initializeParts();
         isOpen_ = true;
         throwIfTooManyCorePropertiesRelationships(1);
-        for (DataManager* manager : dataManagers_)
-            manager->open(isCreateOnly());
+        forEachDataManager([this](DataManager& manager) { manager.open(isCreateOnly()); });
     } catch (...) {
         abandon();
         throw;
@@ -146,7 +143,7 @@ void Package::initializeParts() {
 
     parts_.swap(parts);
     for (const auto& entry : parts_)
-        populatePrefixes(entry.first);
+        prefixes_->add(PartNameTree::keyOf(entry.first));
     if (!pending.empty())
         throw InconsistentPackage("Not all relationship parts were matched with regular parts");
 }
@@ -201,7 +198,7 @@ void Package::clearParts() noexcept {
     for (auto& entry : parts_)
         entry.second.markAsInvalid();
     parts_.clear();
-    prefixes_.clear();
+    prefixes_->clear();
 }
 
 void Package::flush() {
@@ -212,8 +209,7 @@ void Package::flush() {
 }
 
 void Package::flushPackage() {
-    for (DataManager* manager : dataManagers_)
-        manager->flush();
+    forEachDataManager([](DataManager& manager) { manager.flush(); });
     deleteOrphans();
     contentTypeSource_->save();
     RelationshipSource::flush();
@@ -233,22 +229,32 @@ Part Package::createPart(const PartName& name, const ContentType& contentType,
     throwIfDerivedFromExistingPartName(name);
     throwIfPackageRoot(name);
     throwIfNotReadable(contentType);
-    interfaces::IPhysicalPart* physicalPart = createPartInternal(name, contentType, info);
-    const Part part(this, physicalPart, name, contentType, mode_);
-    parts_.emplace(name, part);
-    populatePrefixes(name);
+    // All that may fail for lack of memory comes before the store is asked, so that it holds no part that is not here.
+    const std::u16string key = PartNameTree::keyOf(name);
+    Part part(this, nullptr, name, contentType, mode_);
+    PartMap node;
+    node.emplace(name, part);
+    prefixes_->add(key);
+    try {
+        part.setPhysicalPart(createPartInternal(name, contentType, info));
+    } catch (...) {
+        prefixes_->remove(key);
+        throw;
+    }
+    parts_.merge(node);
     return part;
 }
 
 interfaces::IPhysicalPart* Package::createPartInternal(const PartName& name, const ContentType& contentType,
                                                        const interfaces::IPhysicalPartInfo& info) {
+    ContentTypeSource::Addition addition = contentTypeSource_->prepareAddition(name, contentType);
     interfaces::IPhysicalPart* physicalPart = nullptr;
     try {
         physicalPart = physicalPackage_.createPart(name.toString(), contentType.toString(), info);
     } catch (const Exception& e) {
         throw PartCreateFailed(e.what());
     }
-    contentTypeSource_->addContentType(name, contentType);
+    contentTypeSource_->add(std::move(addition));
     return physicalPart;
 }
 
@@ -257,6 +263,7 @@ void Package::deletePart(const PartName& name) {
     throwIfReadOnly();
     throwIfCreateOnly();
     Part part = findPart(name);
+    const std::u16string key = PartNameTree::keyOf(part.getName());
     const interfaces::IPhysicalPart* relationships = part.getPhysicalRelationshipPart();
     if (relationships != nullptr)
         orphans_.emplace_back(relationships->getName());
@@ -269,7 +276,7 @@ void Package::deletePart(const PartName& name) {
     }
     part.markAsInvalid();
     parts_.erase(part.getName());
-    removePrefixes(part.getName());
+    prefixes_->remove(key);
     deleteOrphans();
 }
 
@@ -281,12 +288,13 @@ void Package::deleteOrphans() {
 }
 
 void Package::deletePartInternal(const PartName& name) {
+    const ContentTypeSource::Removal removal = ContentTypeSource::prepareRemoval(name);
     try {
         physicalPackage_.deletePart(name.toString());
     } catch (const Exception& e) {
         throw PartDeleteFailed(e.what());
     }
-    contentTypeSource_->removeContentType(name);
+    contentTypeSource_->remove(removal);
 }
 
 const Part& Package::findPart(const PartName& name) const {
@@ -315,7 +323,7 @@ std::vector<Part> Package::getParts(ExcludeMode mode) const {
     std::vector<Part> parts;
     parts.reserve(parts_.size());
     for (const auto& [name, part] : parts_)
-        if (managed.empty() || managed.count(prefixKey(name)) == 0)
+        if (managed.empty() || managed.count(PartNameTree::keyOf(name)) == 0)
             parts.push_back(part);
     return parts;
 }
@@ -346,41 +354,6 @@ std::unordered_set<std::u16string> Package::getManagedRelationshipTypes() const 
     return types;
 }
 
-void Package::populatePrefixes(const PartName& name) {
-    const std::u16string key = prefixKey(name);
-    ++prefixes_[key];
-    forEachDirectory(key, [this](const std::u16string& directory) { ++prefixes_[directory]; });
-}
-
-void Package::removePrefixes(const PartName& name) {
-    const std::u16string key = prefixKey(name);
-    if (prefixes_.erase(key) == 0)
-        throw PartDeleteFailed("Internal Error: Prefix map inconsistent with part map. Part name not present.");
-    forEachDirectory(key, [this](const std::u16string& directory) {
-        const auto found = prefixes_.find(directory);
-        if (found == prefixes_.end())
-            throw PartDeleteFailed(
-                "Internal Error: Prefix map inconsistent with part map. Expected prefix not present.");
-        if (--found->second == 0)
-            prefixes_.erase(found);
-    });
-}
-
-bool Package::isPartDerivedFromExistingPartName(const PartName& name, std::u16string& conflict) const {
-    const std::u16string key = prefixKey(name);
-    if (prefixes_.count(key + URI::getSlash()) != 0) {
-        conflict = key;
-        return true;
-    }
-    for (std::size_t slash = key.rfind(URI::getSlash()); slash != std::u16string::npos && slash != 0;
-         slash = key.rfind(URI::getSlash(), slash - 1)) {
-        conflict = key.substr(0, slash);
-        if (prefixes_.count(conflict) != 0)
-            return true;
-    }
-    return false;
-}
-
 void Package::throwIfRelationshipName(const PartName& name) const {
     if (name.isRelationshipName())
         throw PartHasRelationshipName(withName("Cannot use a part name that is a relationship name: ", name));
@@ -392,14 +365,16 @@ void Package::throwIfPartAlreadyExists(const PartName& name) const {
 }
 
 void Package::throwIfDerivedFromExistingPartName(const PartName& name) const {
-    std::u16string conflict;
-    if (!isPartDerivedFromExistingPartName(name, conflict))
-        return;
-    const bool isSubset = name.toString().size() <= conflict.size();
-    throw PartIsDerivedFromExistingPartName(
-        withName(isSubset ? "Cannot use a part name that is a subset of an existing name: "
-                          : "Cannot use a part name that is a superset of an existing name: ",
-                 name));
+    switch (prefixes_->getDerivation(PartNameTree::keyOf(name))) {
+    case PartNameTree::Derivation::Subset:
+        throw PartIsDerivedFromExistingPartName(
+            withName("Cannot use a part name that is a subset of an existing name: ", name));
+    case PartNameTree::Derivation::Superset:
+        throw PartIsDerivedFromExistingPartName(
+            withName("Cannot use a part name that is a superset of an existing name: ", name));
+    case PartNameTree::Derivation::None:
+        break;
+    }
 }
 
 void Package::throwIfTooManyCorePropertiesRelationships(unsigned long allowed) const {

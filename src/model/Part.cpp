@@ -99,6 +99,10 @@ interfaces::IPhysicalPart* Part::getPhysicalPart() const noexcept {
     return impl_->physicalPart_;
 }
 
+void Part::setPhysicalPart(interfaces::IPhysicalPart* physicalPart) noexcept {
+    impl_->physicalPart_ = physicalPart;
+}
+
 void Part::markAsInvalid() noexcept {
     impl_->valid_ = false;
 }

@@ -122,7 +122,15 @@ TEST(ContentTypeSource, SaysWhatIsWrongWithAStream) {
     EXPECT_TRUE(
         throws<InvalidContentType>(doesNotParse, reading(entry("PartName='/a' ContentType='a/b;c=\"\xC3\xA9\"'"))));
 
+    EXPECT_TRUE(throws<InvalidContentTypeStream>(
+        "The root element is not Types",
+        reading("<Default xmlns='http://schemas.openxmlformats.org/package/2006/content-types' Extension='a' "
+                "ContentType='a/b'/>")));
+
     const std::pair<std::string, const char*> invalid[] = {
+        // The verdict of the schema comes before anything else.
+        {contentTypesXml("<Override PartName='bad' ContentType='a/b'/><Override PartName='/x' ContentType='x'/>"),
+         "ST_ContentType"},
         {contentTypesXml("<Default ContentType='a/b'/>"), "Extension"},
         {contentTypesXml("<Default Extension='' ContentType='a/b'/>"), "regular expression facet"},
         {contentTypesXml("<Default Extension='.js' ContentType='a/b'/>"), "regular expression facet"},

@@ -201,6 +201,9 @@ TEST(CoreProperties, BreakNoRule) {
          m45Not},
         {document("<dcterms:created xsi:type='t:W3CDTF'>2026</dcterms:created>", "xmlns:t='http://purl.org/dc/terms/'"),
          m45Not}, // by its text, not by its name
+        {"<dcterms:abstract xmlns:dcterms='http://purl.org/dc/terms/'>a</dcterms:abstract>", m43},
+        {"<dc:title xmlns:dc='http://purl.org/dc/elements/1.1/'>a</dc:title>",
+         "The root element is not coreProperties"},
     };
     for (const auto& row : refused) {
         CoreProperties properties = allProperties();
@@ -224,7 +227,7 @@ TEST(CoreProperties, AreInvalidByTheirSchemaBeforeAnyRuleAndLeaveTheOldOnes) {
     }
 }
 
-TEST(CoreProperties, RefuseToWriteWhatXMLCannotCarryAndWriteNothingThen) {
+TEST(CoreProperties, RefuseToWriteWhatCannotBeReadAndWriteNothingThen) {
     CoreProperties control;
     control.setTitle(u"a\u0001");
     CoreProperties nul;
@@ -233,7 +236,11 @@ TEST(CoreProperties, RefuseToWriteWhatXMLCannotCarryAndWriteNothingThen) {
     surrogate.setKeywords({{u"a", u""}, {std::u16string(1, u'\xD800'), u""}});
     CoreProperties noTime;
     noTime.setCreated(boost::posix_time::not_a_date_time);
-    for (const auto& properties : {control, nul, surrogate, noTime}) {
+    CoreProperties noLanguage;
+    noLanguage.setKeywords({{u"a", u"en"}, {u"b", u"en_US"}});
+    CoreProperties longLanguage;
+    longLanguage.setKeywords({{u"a", u"en-123456789"}});
+    for (const auto& properties : {control, nul, surrogate, noTime, noLanguage, longLanguage}) {
         std::vector<unsigned char> bytes;
         ByteArrayOutAdaptor stream(bytes);
         EXPECT_THROW(CorePropertiesSerializer().save(properties, stream), InvalidPartContent);

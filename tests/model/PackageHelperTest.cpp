@@ -74,9 +74,19 @@ TEST_F(PackageHelperTest, RefusedCorePropertiesLeaveThePackageAsItWas) {
     EXPECT_THROW(PackageHelper::createOrUpdateCoreProperties(package_, titled(u"\u0001")), InvalidPartContent);
     EXPECT_THAT(package_.getParts(), IsEmpty());
     EXPECT_THAT(package_.getRelationships(), IsEmpty());
+    package_.createExternalRelationship(PackageHelper::getCorePropertiesRelationshipType(), u"x", u"taken");
+    EXPECT_THROW(PackageHelper::createOrUpdateCoreProperties(package_, titled(u"a")), opc::Exception);
+    package_.deleteRelationship(u"taken");
     PackageHelper::createOrUpdateCoreProperties(package_, titled(u"a"));
     EXPECT_THROW(PackageHelper::createOrUpdateCoreProperties(package_, titled(u"\uFFFF")), InvalidPartContent);
     EXPECT_EQ(PackageHelper::getCoreProperties(package_).getTitle(), u"a");
+}
+
+TEST_F(PackageHelperTest, TheStateOfThePackageIsJudgedBeforeTheProperties) {
+    package_.close();
+    EXPECT_THROW(PackageHelper::createOrUpdateCoreProperties(package_, titled(u"\u0001")), PackageNotOpen);
+    package_.open(OpenMode::ReadOnly);
+    EXPECT_THROW(PackageHelper::createOrUpdateCoreProperties(package_, titled(u"\u0001")), PackageReadOnly);
 }
 
 TEST_F(PackageHelperTest, SaysWhenCorePropertiesAreMissingOrMalformed) {

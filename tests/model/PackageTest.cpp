@@ -265,6 +265,22 @@ TEST(Package, ADeletedPartFreesItsName) {
     EXPECT_EQ(package.getPart(u"/A").getContentType().toString(), u"a/b");
 }
 
+TEST(Package, TakesRoomLinearInTheDepthOfNames) {
+    ScriptedPackage store;
+    std::u16string name;
+    for (int i = 0; i < 30'000; ++i)
+        name += u"/a";
+    store.add(name + u"/b").add(name + u"/c");
+    Package package(store);
+    package.open(OpenMode::ReadWrite);
+    EXPECT_THROW(create(package, name), PartIsDerivedFromExistingPartName);
+    EXPECT_THROW(create(package, name + u"/b/d"), PartIsDerivedFromExistingPartName);
+    package.deletePart(name + u"/b");
+    EXPECT_THROW(create(package, name), PartIsDerivedFromExistingPartName);
+    package.deletePart(name + u"/c");
+    create(package, name);
+}
+
 TEST(Package, DeletesAPartWithItsRelationshipsAndNotThoseThatPointAtIt) {
     ScriptedPackage store;
     store.add(u"/a.xml").add(u"/_rels/a.xml.rels", relationshipsXml("<Relationship Id='x' Type='t' Target='b'/>"));
@@ -367,6 +383,10 @@ TEST(Package, RefusesAContentTypeThatCouldNotBeReadBack) {
     contentType.addParameter(u"q", u"a\"b");
     EXPECT_TRUE(throws<InvalidContentType>("Could not successfully parse content type string",
                                            [&] { package.createPart(u"/a", contentType, StandardPartInfo()); }));
+    ContentType injected(u"x/y"); // parses, but to two parameters
+    injected.addParameter(u"q", u"a\";b=\"c");
+    EXPECT_TRUE(throws<InvalidContentType>("Could not successfully parse content type string",
+                                           [&] { package.createPart(u"/a", injected, StandardPartInfo()); }));
     EXPECT_THAT(store.calls, Not(Contains("createPart")));
 }
 
@@ -410,7 +430,7 @@ TEST(Package, AFlushThatFailedCanBeTriedAgain) {
     EXPECT_TRUE(throws<InvalidContentTypeStream>("In content type stream: refused write", [&] { package.close(); }));
     store.failures.clear();
     store.failures["getOutputStream"] = errc::no_space_on_device;
-    EXPECT_TRUE(throws<opc::Exception>("refused getOutputStream", [&] { package.close(); }));
+    EXPECT_TRUE(throws<InvalidPartStream>("refused getOutputStream", [&] { package.close(); }));
     store.failures.clear();
     package.close();
     package.open(OpenMode::ReadOnly); // whole content, not the half of an earlier try and then all of it

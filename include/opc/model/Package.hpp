@@ -12,7 +12,6 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -25,6 +24,7 @@ namespace opc::model {
 
 class ContentTypeSource;
 class DataManager;
+class PartNameTree;
 class RelationshipSerializer;
 
 /// A package of parts and relationships (ECMA-376-2 §6) over a physical package.
@@ -77,8 +77,10 @@ public:
     /// relationships, the relationships of the parts, in that order.
     /// @throws PackageNotOpen, PackageReadOnly
     /// @throws InvalidContentTypeStream when the content types stream cannot be written.
-    /// @throws InvalidPartContent when a relationships part cannot be written; opc::Exception, with its code, when the
-    ///         physical package refuses one; and what data managers throw.
+    /// @throws InvalidPartContent when relationships cannot be written; InvalidPartStream when the physical package
+    /// does
+    ///         not give the stream of a relationships part; opc::Exception, with its code, when it refuses the bytes;
+    ///         and what data managers throw.
     void flush();
 
     /// Creates an empty part.
@@ -135,13 +137,11 @@ private:
     void deletePartInternal(const PartName& name);
     void deleteOrphans();
     const Part& findPart(const PartName& name) const;
+    template <class Action>
+    void forEachDataManager(Action action);
     void flushPackage();
     void flushParts();
     void clearParts() noexcept;
-
-    void populatePrefixes(const PartName& name);
-    void removePrefixes(const PartName& name);
-    bool isPartDerivedFromExistingPartName(const PartName& name, std::u16string& conflict) const;
 
     void throwIfRelationshipName(const PartName& name) const;
     void throwIfPartAlreadyExists(const PartName& name) const;
@@ -153,7 +153,7 @@ private:
     interfaces::OpenMode mode_ = interfaces::OpenMode::CreateOnly;
     PartMap parts_;
     std::vector<PartName> orphans_; // relationships parts of deleted parts, until they are deleted too
-    std::unordered_map<std::u16string, unsigned long> prefixes_;
+    std::unique_ptr<PartNameTree> prefixes_;
     std::unique_ptr<ContentTypeSource> contentTypeSource_;
     std::unique_ptr<RelationshipSerializer> relationshipSerializer_;
     std::list<DataManager*> dataManagers_;

@@ -38,15 +38,16 @@ public:
     PartName getName() const;
     ContentType getContentType() const;
 
-    /// The bytes of the part. The same stream at every call, owned by the part, never deleted by the caller; `open` it
-    /// before reading. A part that was written reads back its new content. Reading a part of a created package fails
-    /// when it is tried, by the rules of the physical package.
+    /// The bytes of the part. The same stream at every call, owned by the part, never deleted by the caller, and not to
+    /// be used once the part is deleted or the package closed; `open` it before reading. A part that was written reads
+    /// back its new content. Reading a part of a created package fails when it is tried, by the rules of the physical
+    /// package.
     /// @throws InvalidObject
     /// @throws InvalidPartStream when the physical package does not give the stream.
     InputStream* getInputStream() const;
 
-    /// Takes new bytes for the part. The same stream at every call, owned by the part. The first write, and the
-    /// first after a `close`, starts new content.
+    /// Takes new bytes for the part. The same stream at every call, owned by the part, and not to be used once the part
+    /// is deleted or the package closed. The first write, and the first after a `close`, starts new content.
     /// @throws InvalidObject
     /// @throws PackageReadOnly
     /// @throws InvalidPartStream when the physical package does not give the stream.
@@ -64,6 +65,7 @@ private:
          const ContentType& contentType, interfaces::OpenMode mode);
 
     interfaces::IPhysicalPart* getPhysicalPart() const noexcept;
+    void setPhysicalPart(interfaces::IPhysicalPart* physicalPart) noexcept;
     void markAsInvalid() noexcept;
 
     boost::shared_ptr<Impl> impl_;

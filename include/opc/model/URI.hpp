@@ -30,6 +30,10 @@ public:
     /// As above; null is the empty text.
     URI(const char16_t* text);
 
+    // Only copies: a moved-from URI would be none.
+    URI(const URI&) = default;
+    URI& operator=(const URI&) = default;
+
     /// The text as it was given.
     std::u16string toString() const;
 

@@ -28,8 +28,10 @@ void throwIfMarkupCompatibilityIsUsed(const DOMElement* root) {
 }
 
 void throwIfRefined(const DOMElement* root) {
-    for (const DOMElement* element :
-         XercesHelper::getElementsNS(root, XercesString(vocabulary::dcterms), XercesString(u"*")))
+    auto elements = XercesHelper::getElementsNS(root, XercesString(vocabulary::dcterms), XercesString(u"*"));
+    if (std::u16string_view(root->getNamespaceURI()) == vocabulary::dcterms)
+        elements.insert(elements.begin(), const_cast<DOMElement*>(root));
+    for (const DOMElement* element : elements)
         if (!isOneOf(element, u"created", u"modified"))
             throw InvalidPartContent("Core properties shall not use refinements to the Dublin Core except for the "
                                      "\"created\" and \"modified\" elements. [M4.3]");
@@ -61,6 +63,9 @@ void throwIfRuleIsBroken(const DOMElement* root) {
     throwIfMarkupCompatibilityIsUsed(root);
     throwIfRefined(root);
     throwIfAttributesAreMisplaced(root);
+    // The schemas know other elements as roots too; nothing of them would be read.
+    if (!isOneOf(root, u"coreProperties", u"coreProperties"))
+        throw InvalidPartContent("The root element is not coreProperties");
 }
 
 } // namespace opc::model

@@ -59,6 +59,23 @@ void forEachProperty(Action action) {
     action(TextProperty{cp, u"cp:version", &P::getVersion, &P::setVersion});
 }
 
+/// The language of xs:language: up to eight letters, then groups of up to eight letters and digits behind hyphens.
+bool isLanguage(std::u16string_view tag) noexcept {
+    std::size_t length = 0;
+    bool isFirstGroup = true;
+    for (const char16_t unit : tag) {
+        const bool isLetter = (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z');
+        const bool isDigit = unit >= u'0' && unit <= u'9';
+        if (unit == u'-' && length != 0) {
+            length = 0;
+            isFirstGroup = false;
+        } else if (!(isLetter || (isDigit && !isFirstGroup)) || ++length > 8) {
+            return false;
+        }
+    }
+    return length != 0;
+}
+
 class Reader {
 public:
     Reader(const DOMElement* root, CoreProperties& properties) : root_(root), properties_(properties) {}
@@ -144,9 +161,13 @@ private:
 
     static void writeKeyword(DOMElement* element, const CoreProperties::Keyword& keyword) {
         XercesHelper::setElementText(element, keyword.first);
-        if (!keyword.second.empty())
-            XercesHelper::setElementAttributeNS(element, XercesString(vocabulary::xml), XercesString(u"xml:lang"),
-                                                keyword.second);
+        if (keyword.second.empty())
+            return;
+        if (!isLanguage(keyword.second))
+            throw InvalidPartContent("The language of a keyword is no language tag: " +
+                                     detail::toUTF8String(keyword.second, false));
+        XercesHelper::setElementAttributeNS(element, XercesString(vocabulary::xml), XercesString(u"xml:lang"),
+                                            keyword.second);
     }
 
     DOMElement* root_;

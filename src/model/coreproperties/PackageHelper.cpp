@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <opc/core/ByteArrayInAdaptor.hpp>
 #include <opc/core/ByteArrayOutAdaptor.hpp>
+#include <opc/errors/Errors.hpp>
 #include <opc/model/Package.hpp>
 #include <opc/model/StandardPartInfo.hpp>
 #include <opc/model/coreproperties/PackageHelper.hpp>
@@ -28,10 +29,16 @@ std::optional<Part> findCoreProperties(const Package& package) {
 }
 
 Part createCoreProperties(Package& package) {
-    const Part part = package.createPart(PackageHelper::getCorePropertiesURI(),
-                                         PackageHelper::getCorePropertiesContentType(), StandardPartInfo());
-    package.createInternalRelationship(wellknown::corePropertiesRelationshipType,
-                                       PackageHelper::getCorePropertiesURI());
+    const PartName name(PackageHelper::getCorePropertiesURI());
+    Part part = package.createPart(name, PackageHelper::getCorePropertiesContentType(), StandardPartInfo());
+    try {
+        package.createInternalRelationship(wellknown::corePropertiesRelationshipType, name.getURI());
+    } catch (...) {
+        // Without its relationship the part would be in the way of the next try.
+        if (!package.isCreateOnly())
+            package.deletePart(name);
+        throw;
+    }
     return part;
 }
 
@@ -86,10 +93,13 @@ CoreProperties PackageHelper::getCoreProperties(const Package& package) {
 }
 
 void PackageHelper::createOrUpdateCoreProperties(Package& package, const CoreProperties& properties) {
+    const auto existing = findCoreProperties(package);
+    if (package.isReadOnly())
+        throw PackageReadOnly("Package is read-only");
+    // The bytes come first, so that properties that cannot be written create nothing.
     std::vector<unsigned char> bytes;
     ByteArrayOutAdaptor stream(bytes);
     CorePropertiesSerializer().save(properties, stream);
-    const auto existing = findCoreProperties(package);
     const Part part = existing ? *existing : createCoreProperties(package);
     replaceItem(*part.getOutputStream(), bytes);
 }

@@ -24,7 +24,7 @@ public:
 
     /// An ID that is there already keeps its relationship.
     void add(const Relationship& relationship) { relationships_.emplace(relationship.getID(), relationship); }
-    void erase(const std::u16string& id) { relationships_.erase(id); }
+    void erase(const std::u16string& id) noexcept { relationships_.erase(id); }
     void clear() noexcept { relationships_.clear(); }
 
 private:

@@ -48,6 +48,9 @@ void RelationshipSerializer::load(InputStream& stream, RelationshipManager& mana
 
 void RelationshipSerializer::readDocument(const xercesc::DOMDocument& document, RelationshipManager& manager) const {
     const xercesc::DOMElement* root = document.getDocumentElement();
+    if (relationships_ != root->getLocalName())
+        throw InvalidPartContent(
+            "The root element is not Relationships"); // the schema knows Relationship as a root too
     for (const xercesc::DOMElement* element : XercesHelper::getElementsNS(root, namespace_, relationship_))
         manager.add(readRelationship(element, manager.getSourceURI()));
 }

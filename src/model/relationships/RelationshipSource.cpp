@@ -16,6 +16,7 @@
 #include "model/relationships/ExternalTarget.hpp"
 #include "model/relationships/RelationshipManager.hpp"
 #include "model/relationships/RelationshipSerializer.hpp"
+#include "xml/AnyURI.hpp"
 
 #include <boost/make_shared.hpp>
 
@@ -57,6 +58,26 @@ bool isIDUnit(char16_t unit) noexcept {
 std::u16string idOfNumber(std::uint64_t number) {
     const std::string digits = std::to_string(number);
     return u"rId" + std::u16string(digits.begin(), digits.end());
+}
+
+interfaces::IPhysicalOutputStream* getPhysicalOutputStream(interfaces::IPhysicalPart& part) {
+    try {
+        return part.getOutputStream();
+    } catch (const Exception& e) {
+        throw InvalidPartStream(e.what());
+    }
+}
+
+/// What the XML parser gives back as it was: it judges xsd:anyURI more narrowly than a LEIRI, and collapses its white
+/// space. A relationships part with another target could not be read again, or not as it was written.
+bool isReadBack(const std::u16string& target) {
+    const auto isSpace = [](char16_t unit) { return unit == u' ' || unit == u'\t' || unit == u'\n' || unit == u'\r'; };
+    if (target.empty() || isSpace(target.front()) || isSpace(target.back()))
+        return false;
+    for (std::size_t i = 0; i + 1 < target.size(); ++i)
+        if (isSpace(target[i]) && (target[i] != u' ' || isSpace(target[i + 1])))
+            return false;
+    return isAnyURI(target);
 }
 
 void throwIfNotAllowedTarget(const URI& absolute, const URI& source) {
@@ -168,7 +189,7 @@ Relationship RelationshipSource::createInternalRelationship(const std::u16string
 Relationship RelationshipSource::createExternalRelationship(const std::u16string& type, const std::u16string& target,
                                                             const std::u16string& id) {
     throwIfNotChangeable();
-    if (!isValidTarget(target))
+    if (!isValidTarget(target) || !isReadBack(target))
         throw InvalidRelationshipTarget("External relationship target is not a valid xsd::anyURI. See "
                                         "http://www.w3.org/TR/leiri/.");
     std::u16string verifiedID = id;
@@ -177,10 +198,18 @@ Relationship RelationshipSource::createExternalRelationship(const std::u16string
 }
 
 Relationship RelationshipSource::addRelationship(const Relationship& relationship) {
-    createRelationshipPartIfNeeded();
+    Relationship added = relationship;
+    const bool isFirst = impl_->relationships_.getRelationships().empty();
     impl_->relationships_.add(relationship);
+    try {
+        if (isFirst)
+            createRelationshipPartIfNeeded();
+    } catch (...) {
+        impl_->relationships_.erase(added.getID());
+        throw;
+    }
     impl_->relationships_.setModified(true);
-    return relationship;
+    return added;
 }
 
 void RelationshipSource::verifyRelationship(std::u16string& id, const std::u16string& type,
@@ -189,6 +218,8 @@ void RelationshipSource::verifyRelationship(std::u16string& id, const std::u16st
         throw InvalidRelationshipType("Relationship type must not be empty.");
     try {
         const URI checked(type);
+        if (!isAnyURI(type))
+            throw InvalidURI("not for the XML parser");
     } catch (const InvalidURI&) {
         throw InvalidRelationshipType("Relationship type is not a valid xsd::anyURI");
     }
@@ -213,7 +244,7 @@ std::u16string RelationshipSource::generateID() {
 
 void RelationshipSource::createRelationshipPartIfNeeded() {
     // An empty relationships part that was read serves as well as a new one.
-    if (!impl_->relationships_.getRelationships().empty() || impl_->physicalPart_ != nullptr)
+    if (impl_->physicalPart_ != nullptr)
         return;
     const PartName name(PartName(impl_->source_).getRelationshipPartName());
     setPhysicalRelationshipPart(
@@ -259,7 +290,7 @@ void RelationshipSource::flush() {
     if (relationships.getRelationships().empty() || !relationships.isModified())
         return;
     const auto bytes = getPackage().getRelationshipSerializer().save(relationships);
-    PhysicalOutputStream stream(impl_->physicalPart_->getOutputStream());
+    PhysicalOutputStream stream(getPhysicalOutputStream(*impl_->physicalPart_));
     replaceItem(stream, bytes);
     relationships.setModified(false);
 }

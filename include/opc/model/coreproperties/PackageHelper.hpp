@@ -38,8 +38,9 @@ public:
     static CoreProperties getCoreProperties(const Package& package);
 
     /// Writes the core properties into the part that has them, or into a new part that is related to the package.
-    /// @throws InvalidPartContent when a text holds a character that XML cannot carry, or a time is special (an
-    ///         infinity or no time at all). The package is as it was then.
+    /// @throws PackageNotOpen, PackageReadOnly
+    /// @throws InvalidPartContent when a text holds a character that XML cannot carry, a keyword's language is no
+    ///         language tag, or a time is special (an infinity or no time at all). The package is as it was then.
     static void createOrUpdateCoreProperties(Package& package, const CoreProperties& properties);
 
     /// Deletes the core properties and the relationship to them; nothing when there are none.

@@ -31,7 +31,6 @@ class RelationshipManager;
 class OPCRAFT_API RelationshipSource {
 public:
     RelationshipSource(const RelationshipSource& other);
-    RelationshipSource& operator=(const RelationshipSource& other);
 
     virtual ~RelationshipSource();
 
@@ -78,7 +77,10 @@ public:
                                             const std::u16string& id = std::u16string());
 
     /// Relates this source to something outside the package. The target is stored as it is.
-    /// @throws InvalidRelationshipTarget when the target, its backslashes read as slashes, is no LEIRI.
+    /// @throws InvalidRelationshipTarget when the target, its backslashes read as slashes, is no LEIRI; and when a
+    /// reader
+    ///         would not get it back: when it is empty, no xsd:anyURI for the XML parser, or holds white space that
+    ///         xsd:anyURI collapses.
     /// @throws InvalidRelationshipType, InvalidRelationshipID, RelationshipAlreadyExists,
     ///         InvalidCorePropertiesRelationships, PartCreateFailed as for an internal relationship.
     Relationship createExternalRelationship(const std::u16string& type, const std::u16string& target,
@@ -97,6 +99,7 @@ public:
 
 protected:
     explicit RelationshipSource(const URI& source);
+    RelationshipSource& operator=(const RelationshipSource& other);
 
     /// Forgets the relationships, the relationships part and the number of the next ID.
     void reset() noexcept;
