@@ -13,7 +13,6 @@ namespace opc::model {
 /// May be made and destroyed on any thread: initialising and terminating is serialised by one process-wide mutex.
 class OPCRAFT_API XercesGuard {
 public:
-    /// @throws opc::Exception when Xerces cannot be initialised.
     /// @throws boost::lock_error when the mutex cannot be locked.
     XercesGuard();
     ~XercesGuard();

@@ -39,9 +39,9 @@ using DocumentHandle = std::unique_ptr<xercesc::DOMDocument, XercesRelease>;
 
 /// The one way to read and write XML.
 ///
-/// Reading trusts nothing: a document type, any encoding but UTF-8 and UTF-16, an input without measure and a nesting
-/// without measure are refused, and nothing that a document says opens a file or a connection. What Xerces reports
-/// arrives as `InvalidXMLDocument` with its message.
+/// Reading trusts nothing: a document type, any encoding but UTF-8 and UTF-16, and what breaks the bounds below are
+/// refused, and nothing that a document says opens a file or a connection. What Xerces reports arrives as
+/// `InvalidXMLDocument` with its message; a lack of memory as `std::bad_alloc`.
 ///
 /// The functions hold no state and may be called from any thread; each parser, writer and document is used by one
 /// thread at a time. Each call holds a `XercesGuard` for its own duration where it needs one; a caller that keeps what
@@ -58,7 +58,17 @@ public:
     static constexpr std::uint64_t MAX_XML_SIZE = 64ULL * 1024 * 1024;
 
     /// The deepest nesting of elements that is read or written, the document element counting 1.
-    static constexpr std::uint32_t MAX_XML_DEPTH = 1000;
+    static constexpr std::uint32_t MAX_XML_DEPTH = 128;
+
+    /// The most attributes that an element may have, its namespace declarations included.
+    static constexpr std::uint32_t MAX_XML_ATTRIBUTES = 128;
+
+    /// The most nodes that are read or written: elements, attributes, comments, processing instructions and CDATA
+    /// sections, but not texts.
+    static constexpr std::uint32_t MAX_XML_NODES = 1'000'000;
+
+    /// The most different names of elements and attributes, and of namespaces, that are read.
+    static constexpr std::uint32_t MAX_XML_NAMES = 10'000;
 
     XercesHelper() = delete;
 
@@ -73,7 +83,8 @@ public:
     /// A writer that adds no white space.
     static WriterHandle createWriter();
 
-    /// A writer that breaks lines and indents. It adds no white space inside an element that holds text.
+    /// A writer that breaks lines and indents. It adds no white space inside an element that holds
+    /// text alone; around an element beside a text it does.
     static WriterHandle createPrettyPrintingWriter();
 
     /// A document without a root.
@@ -84,13 +95,14 @@ public:
     /// The document belongs to the parser; it lives until the parser reads again or goes.
     ///
     /// With `validate`, the document is checked against the grammars in the parser's cache; a parser that has validated
-    /// once stays so configured. A schema location that is not empty is handed to Xerces, as the location for the
-    /// namespace when that is not empty, else for documents without a namespace; since nothing is ever fetched, it
-    /// helps only as the name of a grammar that is in the cache.
-    /// @throws InvalidXMLDocument with Xerces' message when the document is malformed, invalid or holds a document
-    /// type;
-    ///         with one of ours when its declared encoding is not UTF-8 or UTF-16, when it is longer than
-    ///         `MAX_XML_SIZE` or nested deeper than `MAX_XML_DEPTH`.
+    /// once stays so configured. A schema location that is not empty is handed to Xerces, for the namespace when that
+    /// is not empty, else for documents without a namespace; what lies there is loaded, since the caller itself names
+    /// it. What a document or such a schema names is never opened.
+    ///
+    /// The parser is one of `createParser`: it keeps the bounds above but `MAX_XML_SIZE`, which holds for any.
+    /// @throws InvalidXMLDocument with Xerces' message when the document is malformed or invalid or holds a document
+    ///         type; with one of ours when its declared encoding is not UTF-8 or UTF-16, when it breaks a bound, or
+    ///         when a schema that the caller located names another one.
     /// @throws whatever the stream throws, unchanged and before any other error.
     /// @{
     static xercesc::DOMDocument* readDocumentFromStream(xercesc::DOMLSParser& parser, InputStream& stream,
@@ -111,9 +123,10 @@ public:
     /// @name Writing
     /// The document is serialised into memory first, so that a refused write leaves the stream untouched. The stream
     /// is neither flushed nor closed.
-    /// @throws InvalidXMLDocument with one of our messages when the document holds a document type, a character that
-    /// XML
-    ///         1.0 §2.2 excludes, or is nested deeper than `MAX_XML_DEPTH`; with Xerces' message when it fails.
+    /// @throws InvalidXMLDocument with one of our messages when the document holds a document type, a reference to an
+    ///         entity, a character that XML 1.0 §2.2 excludes, or a comment, processing instruction or CDATA section
+    ///         that holds its own end, or when its size, depth, attributes or nodes would keep it from being read
+    ///         again; with Xerces' message when that fails.
     /// @throws whatever the stream throws.
     /// @{
 

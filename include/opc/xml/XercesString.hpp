@@ -18,7 +18,7 @@ static_assert(std::is_same_v<XMLCh, char16_t>, "Xerces-C must be built with char
 /// embedded NUL is copied whole, but Xerces sees only what stands before the NUL.
 class OPCRAFT_API XercesString {
 public:
-    /// @throws xercesc::OutOfMemoryException when memory ends, as Xerces' memory manager does.
+    /// @throws std::bad_alloc when memory ends.
     explicit XercesString(const std::u16string& text);
 
     /// A null pointer makes a null string.

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "xml/BoundedParser.hpp"
+
+#include "xml/XmlBounds.hpp"
+
+#include <xercesc/framework/XMLAttr.hpp>
+#include <xercesc/framework/XMLElementDecl.hpp>
+
+namespace opc::model {
+
+using xercesc::DOMLSParserImpl;
+
+BoundedParser::BoundedParser() : DOMLSParserImpl(nullptr, xercesc::XMLPlatformUtils::fgMemoryManager, nullptr) {}
+
+void BoundedParser::startDocument() {
+    depth_ = 0;
+    nodes_ = 0;
+    names_.clear();
+    DOMLSParserImpl::startDocument();
+}
+
+void BoundedParser::startElement(const xercesc::XMLElementDecl& declaration, unsigned int uriId, const XMLCh* prefix,
+                                 const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, XMLSize_t attributeCount,
+                                 bool isEmpty, bool isRoot) {
+    throwIfTooManyAttributes(attributeCount);
+    throwIfTooDeep(++depth_);
+    countNodes(1 + attributeCount);
+    countNames(declaration, prefix);
+    for (XMLSize_t i = 0; i < attributeCount; ++i) {
+        countNames(*attributes.elementAt(i));
+    }
+    DOMLSParserImpl::startElement(declaration, uriId, prefix, attributes, attributeCount, isEmpty, isRoot);
+}
+
+void BoundedParser::endElement(const xercesc::XMLElementDecl& declaration, unsigned int uriId, bool isRoot,
+                               const XMLCh* prefix) {
+    --depth_;
+    DOMLSParserImpl::endElement(declaration, uriId, isRoot, prefix);
+}
+
+void BoundedParser::docCharacters(const XMLCh* text, XMLSize_t length, bool isCDATASection) {
+    countNodes(isCDATASection ? 1 : 0);
+    DOMLSParserImpl::docCharacters(text, length, isCDATASection);
+}
+
+void BoundedParser::docComment(const XMLCh* text) {
+    countNodes(1);
+    DOMLSParserImpl::docComment(text);
+}
+
+void BoundedParser::docPI(const XMLCh* target, const XMLCh* data) {
+    countNodes(1);
+    DOMLSParserImpl::docPI(target, data);
+}
+
+void BoundedParser::countNodes(std::uint64_t count) {
+    nodes_ += count;
+    throwIfTooManyNodes(nodes_);
+}
+
+void BoundedParser::countName(std::u16string_view name) {
+    if (names_.find(name) == names_.end()) {
+        names_.emplace(name);
+        throwIfTooManyNames(names_.size());
+    }
+}
+
+void BoundedParser::countNames(const xercesc::XMLElementDecl& declaration, const XMLCh* prefix) {
+    elementName_ = prefix == nullptr ? u"" : prefix;
+    elementName_ += u':';
+    elementName_ += declaration.getBaseName();
+    countName(elementName_);
+}
+
+void BoundedParser::countNames(const xercesc::XMLAttr& attribute) {
+    const std::u16string_view name = attribute.getQName();
+    countName(name);
+    if (name.starts_with(u"xmlns")) {
+        countName(attribute.getValue());
+    }
+}
+
+} // namespace opc::model

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <xercesc/parsers/DOMLSParserImpl.hpp>
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+
+namespace opc::model {
+
+/// The parser of Xerces, with bounds on what costs it time out of proportion to the length of a document.
+///
+/// It searches all declarations of all open elements for the meaning of a prefix, all attributes of an element for the
+/// place of one more, and a table of fixed size for a name, so a short document made for it would keep it busy for
+/// hours; and what walks a document by recursion would leave the stack. The bounds are those of `XercesHelper`; what
+/// breaks one leaves the parse as `InvalidXMLDocument`.
+class BoundedParser final : public xercesc::DOMLSParserImpl {
+public:
+    BoundedParser();
+
+    void startDocument() override;
+    void startElement(const xercesc::XMLElementDecl& declaration, unsigned int uriId, const XMLCh* prefix,
+                      const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, XMLSize_t attributeCount, bool isEmpty,
+                      bool isRoot) override;
+    void endElement(const xercesc::XMLElementDecl& declaration, unsigned int uriId, bool isRoot,
+                    const XMLCh* prefix) override;
+    void docCharacters(const XMLCh* text, XMLSize_t length, bool isCDATASection) override;
+    void docComment(const XMLCh* text) override;
+    void docPI(const XMLCh* target, const XMLCh* data) override;
+
+private:
+    struct NameHash {
+        using is_transparent = void;
+        std::size_t operator()(std::u16string_view name) const { return std::hash<std::u16string_view>()(name); }
+    };
+
+    void countNodes(std::uint64_t count);
+    void countName(std::u16string_view name);
+    void countNames(const xercesc::XMLElementDecl& declaration, const XMLCh* prefix);
+    void countNames(const xercesc::XMLAttr& attribute);
+
+    std::uint64_t depth_ = 0;
+    std::uint64_t nodes_ = 0;
+    std::unordered_set<std::u16string, NameHash, std::equal_to<>> names_;
+    std::u16string elementName_; ///< kept for its memory alone
+};
+
+} // namespace opc::model

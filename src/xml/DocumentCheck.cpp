@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "xml/DocumentCheck.hpp"
+
+#include <opc/errors/Errors.hpp>
+
+#include "xml/TreeWalk.hpp"
+#include "xml/XmlBounds.hpp"
+#include "xml/XmlCharacters.hpp"
+
+#include <xercesc/dom/DOMNamedNodeMap.hpp>
+
+namespace opc::model {
+
+using xercesc::DOMNode;
+
+namespace {
+
+std::u16string_view valueOf(const DOMNode& node) {
+    const XMLCh* value = node.getNodeValue();
+    return value == nullptr ? std::u16string_view() : value;
+}
+
+void throwIfHolds(const DOMNode& node, std::u16string_view delimiter, const char* message) {
+    if (valueOf(node).find(delimiter) != std::u16string_view::npos) {
+        throw InvalidXMLDocument(message);
+    }
+}
+
+void throwIfEndsWithHyphen(const DOMNode& comment) {
+    if (valueOf(comment).ends_with(u'-')) {
+        throw InvalidXMLDocument("XML content can not contain a comment with \"-\" at its end");
+    }
+}
+
+/// @return the number of its attributes.
+XMLSize_t checkElement(const DOMNode& element, std::uint32_t depth) {
+    throwIfTooDeep(depth);
+    const xercesc::DOMNamedNodeMap& attributes = *element.getAttributes();
+    const XMLSize_t count = attributes.getLength();
+    throwIfTooManyAttributes(count);
+    for (XMLSize_t i = 0; i < count; ++i) {
+        throwIfNotXmlText(valueOf(*attributes.item(i)));
+    }
+    return count;
+}
+
+/// The serializer writes a comment or an instruction as it is, whatever it holds, and loses what ends a CDATA section.
+void checkSyntax(const DOMNode& node) {
+    switch (node.getNodeType()) {
+    case DOMNode::COMMENT_NODE:
+        throwIfHolds(node, u"--", "XML content can not contain a comment with \"--\" in it");
+        throwIfEndsWithHyphen(node);
+        break;
+    case DOMNode::PROCESSING_INSTRUCTION_NODE:
+        throwIfHolds(node, u"?>", "XML content can not contain a processing instruction with \"?>\" in it");
+        break;
+    case DOMNode::CDATA_SECTION_NODE:
+        throwIfHolds(node, u"]]>", "XML content can not contain a CDATA section with \"]]>\" in it");
+        break;
+    case DOMNode::ENTITY_REFERENCE_NODE:
+        throw InvalidXMLDocument("XML content can not contain a reference to an entity");
+    default:
+        break;
+    }
+}
+
+/// @return how many nodes it counts as.
+XMLSize_t checkNode(const DOMNode& node, std::uint32_t depth) {
+    if (node.getNodeType() == DOMNode::ELEMENT_NODE) {
+        return 1 + checkElement(node, depth);
+    }
+    checkSyntax(node);
+    throwIfNotXmlText(valueOf(node));
+    return node.getNodeType() == DOMNode::TEXT_NODE ? 0 : 1;
+}
+
+} // namespace
+
+void throwIfNotWritable(const xercesc::DOMDocument& document) {
+    TreeWalk walk(&document);
+    std::uint64_t nodes = 0;
+    while (const DOMNode* node = walk.next()) {
+        nodes += checkNode(*node, walk.depth());
+        throwIfTooManyNodes(nodes);
+    }
+}
+
+} // namespace opc::model

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/core/InputStream.hpp>
+
+#include <xercesc/sax/InputSource.hpp>
+#include <xercesc/util/BinInputStream.hpp>
+
+#include <exception>
+
+namespace opc::model {
+
+/// The bytes of an input stream for one parse, and why they ended early, if they did.
+///
+/// An exception that left `readBytes` would leak memory of the parser. So it is kept here, the parser sees the end of
+/// the input, and who started the parse asks for the exception afterwards.
+struct XmlInput {
+    InputStream& stream;
+    std::exception_ptr failure;
+};
+
+/// Hands the parser no more than `XercesHelper::MAX_XML_SIZE` bytes; a longer input is a failure.
+class InputStreamBinInputStream final : public xercesc::BinInputStream {
+public:
+    explicit InputStreamBinInputStream(XmlInput& input) : input_(input) {}
+
+    XMLFilePos curPos() const override { return position_; }
+
+    /// Fills the buffer unless the input ends: the parser detects the encoding by what the first call delivers.
+    XMLSize_t readBytes(XMLByte* buffer, XMLSize_t max) override;
+
+    const XMLCh* getContentType() const override { return nullptr; }
+
+private:
+    XMLSize_t fill(XMLByte* buffer, XMLSize_t max);
+
+    XmlInput& input_;
+    XMLFilePos position_ = 0;
+};
+
+/// Gives a parser the input under the system id "istream". The input outlives the source and its streams.
+class InputStreamXercesSource final : public xercesc::InputSource {
+public:
+    explicit InputStreamXercesSource(XmlInput& input);
+
+    xercesc::BinInputStream* makeStream() const override;
+
+private:
+    XmlInput& input_;
+};
+
+} // namespace opc::model

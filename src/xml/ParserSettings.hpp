@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/xml/XercesErrorHandler.hpp>
+
+#include "xml/ResourceRefuser.hpp"
+
+#include <xercesc/dom/DOMConfiguration.hpp>
+#include <xercesc/dom/DOMLSParser.hpp>
+
+#include <string>
+
+namespace opc::model {
+
+/// The settings of a parser that point to objects of one read, for as long as that lasts.
+class ParserSettings {
+public:
+    /// Errors and what the content refers to go to the given objects, and nothing is loaded that a document names.
+    ParserSettings(xercesc::DOMLSParser& parser, XercesErrorHandler& errors, ResourceRefuser& refuser);
+    ~ParserSettings();
+
+    ParserSettings(const ParserSettings&) = delete;
+    ParserSettings& operator=(const ParserSettings&) = delete;
+
+    /// Changes a parameter that the parser lets be changed; it stays so after the read.
+    void setIfSettable(const XMLCh* parameter, bool value);
+
+    /// Hands the parser the location of schemas; `parameter` outlives the read.
+    void setLocation(const XMLCh* parameter, const std::u16string& location);
+
+private:
+    void setPointer(const XMLCh* parameter, const void* value);
+
+    xercesc::DOMConfiguration& configuration_;
+    const XMLCh* locationParameter_ = nullptr;
+};
+
+} // namespace opc::model

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "xml/XmlBounds.hpp"
+
+#include <opc/errors/Errors.hpp>
+#include <opc/xml/XercesHelper.hpp>
+
+namespace opc::model {
+
+namespace {
+
+void throwIfMore(std::uint64_t count, std::uint64_t bound, const char* before, const char* after) {
+    if (count > bound) {
+        throw InvalidXMLDocument(before + std::to_string(bound) + after);
+    }
+}
+
+} // namespace
+
+void throwIfTooLarge(std::uint64_t bytes) {
+    constexpr std::uint64_t MEBIBYTE = 1024ULL * 1024;
+    static_assert(XercesHelper::MAX_XML_SIZE % MEBIBYTE == 0);
+    throwIfMore((bytes + MEBIBYTE - 1) / MEBIBYTE, XercesHelper::MAX_XML_SIZE / MEBIBYTE, "XML content is larger than ",
+                " MiB");
+}
+
+void throwIfTooDeep(std::uint64_t depth) {
+    throwIfMore(depth, XercesHelper::MAX_XML_DEPTH, "XML content is nested deeper than ", " elements");
+}
+
+void throwIfTooManyAttributes(std::uint64_t count) {
+    throwIfMore(count, XercesHelper::MAX_XML_ATTRIBUTES, "XML content has an element with more than ", " attributes");
+}
+
+void throwIfTooManyNodes(std::uint64_t count) {
+    throwIfMore(count, XercesHelper::MAX_XML_NODES, "XML content has more than ", " nodes");
+}
+
+void throwIfTooManyNames(std::uint64_t count) {
+    throwIfMore(count, XercesHelper::MAX_XML_NAMES, "XML content has more than ", " different names");
+}
+
+} // namespace opc::model

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+
+/// The bounds of `XercesHelper`, in force for what is read and, so that it can be read again, for what is written.
+namespace opc::model {
+
+/// @throws InvalidXMLDocument for more bytes than `XercesHelper::MAX_XML_SIZE`.
+void throwIfTooLarge(std::uint64_t bytes);
+
+/// @throws InvalidXMLDocument for an element deeper than `XercesHelper::MAX_XML_DEPTH`.
+void throwIfTooDeep(std::uint64_t depth);
+
+/// @throws InvalidXMLDocument for more attributes than `XercesHelper::MAX_XML_ATTRIBUTES`.
+void throwIfTooManyAttributes(std::uint64_t count);
+
+/// @throws InvalidXMLDocument for more nodes than `XercesHelper::MAX_XML_NODES`.
+void throwIfTooManyNodes(std::uint64_t count);
+
+/// @throws InvalidXMLDocument for more names than `XercesHelper::MAX_XML_NAMES`.
+void throwIfTooManyNames(std::uint64_t count);
+
+} // namespace opc::model
