@@ -35,6 +35,10 @@ struct Sample {
     const char* why;
 };
 
+void PrintTo(const Sample& sample, std::ostream* out) {
+    *out << sample.file;
+}
+
 template <class Error>
 bool is(const std::exception& e) {
     return typeid(e) == typeid(Error);

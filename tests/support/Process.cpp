@@ -185,7 +185,10 @@ ProcessResult runProcess(const std::filesystem::path& program, const std::vector
     Capture err;
     Terminal terminal;
     FileActions actions;
-    actions.use(input.reading.get(), STDIN_FILENO);
+    if (options.closedInput)
+        ::posix_spawn_file_actions_addclose(actions.get(), STDIN_FILENO);
+    else
+        actions.use(input.reading.get(), STDIN_FILENO);
     directOutput(actions, options.output, out, broken);
     actions.use(options.terminal ? terminal.theirs.get() : err.get(), STDERR_FILENO);
     if (!options.folder.empty())

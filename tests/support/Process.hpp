@@ -17,6 +17,7 @@ enum class Output {
 
 struct ProcessOptions {
     std::string input{};            ///< the standard input, through a pipe
+    bool closedInput = false;       ///< no standard input at all
     std::filesystem::path folder{}; ///< where it runs; empty: here
     Output output = Output::Captured;
     bool terminal = false;   ///< the standard error stream is a terminal

@@ -1,0 +1,142 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "opcraft/CorePropertiesXml.hpp"
+
+#include "opcraft/Text.hpp"
+
+#include <opc/core/ByteArrayInAdaptor.hpp>
+#include <opc/core/ByteArrayOutAdaptor.hpp>
+#include <opc/core/Exception.hpp>
+#include <opc/core/OutputStream.hpp>
+#include <opc/core/Strings.hpp>
+#include <opc/core/Time.hpp>
+#include <opc/model/Package.hpp>
+#include <opc/model/StandardPartInfo.hpp>
+#include <opc/model/coreproperties/PackageHelper.hpp>
+#include <opc/storage/memory/MemoryPackage.hpp>
+
+#include <algorithm>
+#include <optional>
+
+namespace opcraft {
+
+namespace {
+
+using opc::model::CoreProperties;
+using opc::model::PackageHelper;
+using opc::model::XercesHelper;
+using xercesc::DOMElement;
+using xercesc::DOMNode;
+
+/// More than the standard has properties; each is tried on its own.
+constexpr std::size_t maximumSuspects = 50;
+
+std::u16string trimmedEnd(std::u16string text) {
+    text.erase(text.find_last_not_of(u" \t\r\n") + 1);
+    return text;
+}
+
+std::u16string trimmed(const std::u16string& text) {
+    return trimmedEnd(text.substr(std::min(text.find_first_not_of(u" \t\r\n"), text.size())));
+}
+
+/// The text without that of child elements, comments and processing instructions.
+std::u16string ownText(const DOMElement* element) {
+    std::u16string text;
+    for (const DOMNode* child = element->getFirstChild(); child != nullptr; child = child->getNextSibling())
+        if (child->getNodeType() == DOMNode::TEXT_NODE || child->getNodeType() == DOMNode::CDATA_SECTION_NODE)
+            text += child->getNodeValue();
+    return text;
+}
+
+/// Whether the value that was read is all that an element holds.
+struct IsWhole {
+    const DOMElement* element;
+    const CoreProperties& values;
+
+    bool operator()(const TextAccess& access) const { return (values.*access.get)() == ownText(element); }
+
+    bool operator()(const TimeAccess& access) const {
+        const auto time = opc::convertStringToTime(trimmed(ownText(element)));
+        return !time.is_special() && (values.*access.get)() == time;
+    }
+
+    bool operator()(const KeywordsAccess& access) const {
+        std::vector<std::u16string> stored{trimmedEnd(ownText(element))};
+        for (const DOMElement* child = element->getFirstElementChild(); child != nullptr;
+             child = child->getNextElementSibling())
+            stored.push_back(trimmedEnd(ownText(child)));
+        std::vector<std::u16string> read;
+        for (const auto& [text, language] : (values.*access.get)().value_or(KeywordsAccess::Type()))
+            read.push_back(text);
+        return stored == read;
+    }
+};
+
+/// The message with which core properties fail to be read; none when they are fine.
+std::optional<std::string> messageFor(const std::vector<unsigned char>& bytes) {
+    opc::storage::MemoryPackage store;
+    opc::model::Package package(store);
+    package.open(opc::interfaces::OpenMode::CreateOnly);
+    const auto part = package.createPart(PackageHelper::getCorePropertiesURI(),
+                                         PackageHelper::getCorePropertiesContentType(), opc::model::StandardPartInfo());
+    part.getOutputStream()->write(bytes.data(), bytes.size());
+    part.getOutputStream()->close();
+    package.createInternalRelationship(PackageHelper::getCorePropertiesRelationshipType(),
+                                       PackageHelper::getCorePropertiesURI());
+    package.close();
+    package.open(opc::interfaces::OpenMode::ReadOnly);
+    try {
+        PackageHelper::getCoreProperties(package);
+        return std::nullopt;
+    } catch (const opc::Exception& e) {
+        return e.what();
+    }
+}
+
+std::optional<std::string> messageFor(const xercesc::DOMDocument* document) {
+    const auto writer = XercesHelper::createWriter();
+    std::vector<unsigned char> bytes;
+    opc::ByteArrayOutAdaptor stream(bytes);
+    XercesHelper::writeDocumentToStream(*writer, document, stream);
+    return messageFor(bytes);
+}
+
+} // namespace
+
+CorePropertiesXml::CorePropertiesXml(const std::vector<unsigned char>& bytes) : parser_(XercesHelper::createParser()) {
+    opc::ByteArrayInAdaptor stream(bytes);
+    root_ = XercesHelper::readDocumentFromStream(*parser_, stream, false, u"", u"")->getDocumentElement();
+}
+
+std::vector<UnreadText> CorePropertiesXml::findUnread(const CoreProperties& values) const {
+    std::vector<UnreadText> unread;
+    for (const DOMElement* element = root_->getFirstElementChild(); element != nullptr;
+         element = element->getNextElementSibling()) {
+        const Property* property = findProperty(toUtf8(element->getLocalName()));
+        if (property != nullptr && !std::visit(IsWhole{element, values}, property->access))
+            unread.push_back({property, element->getTextContent()});
+    }
+    return unread;
+}
+
+std::string CorePropertiesXml::findCulprit(const std::string& message) {
+    std::vector<DOMElement*> suspects;
+    for (DOMElement* element = root_->getFirstElementChild(); element != nullptr;
+         element = element->getNextElementSibling())
+        suspects.push_back(element);
+    if (suspects.size() > maximumSuspects)
+        return {};
+    while (DOMNode* child = root_->getFirstChild())
+        root_->removeChild(child);
+    if (messageFor(root_->getOwnerDocument()) == message)
+        return toUtf8(root_->getNodeName());
+    for (DOMElement* suspect : suspects) {
+        root_->appendChild(suspect);
+        if (messageFor(root_->getOwnerDocument()) == message)
+            return toUtf8(suspect->getNodeName());
+        root_->removeChild(suspect);
+    }
+    return {};
+}
+
+} // namespace opcraft

@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "opcraft/Failure.hpp"
+
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+namespace opcraft {
+
+namespace {
+
+bool startsWith(std::string_view text, std::string_view start) {
+    return text.substr(0, start.size()) == start;
+}
+
+void cutStart(std::string& text, const std::string& start) {
+    if (!start.empty() && startsWith(text, start))
+        text.erase(0, start.size());
+}
+
+/// Takes a name off the end, with the colon and the space that lead to it.
+void cutEnd(std::string& text, const std::string& name) {
+    if (name.empty() || text.size() <= name.size() || text.substr(text.size() - name.size()) != name)
+        return;
+    std::string rest = text.substr(0, text.size() - name.size());
+    while (!rest.empty() && rest.back() == ' ')
+        rest.pop_back();
+    if (rest.empty() || rest.back() != ':')
+        return;
+    rest.pop_back();
+    text = std::move(rest);
+}
+
+} // namespace
+
+Failure::Failure(ExitCode exitCode, std::string file, std::string part, std::string reason)
+    : exitCode_(exitCode), file_(std::move(file)), part_(std::move(part)), reason_(std::move(reason)) {}
+
+std::string Failure::getLine(const std::string& defaultFile, const std::string& defaultPart) const {
+    std::string line;
+    // The part is one of the command's own file only.
+    const std::string& part = !part_.empty() || !file_.empty() ? part_ : defaultPart;
+    for (const std::string& piece : {file_.empty() ? defaultFile : file_, part})
+        if (!piece.empty())
+            line += piece + ": ";
+    return line + reason_;
+}
+
+Failure toFailure(const opc::Exception& error, const std::string& file, const std::string& part, ExitCode exitCode) {
+    std::string reason = error.what();
+    cutStart(reason, "ZIP package in memory: ");
+    cutStart(reason, file + ": ");
+    cutStart(reason, '"' + file + "\": ");
+    if (!part.empty()) {
+        cutStart(reason, part + ": ");
+        cutStart(reason, '"' + part + "\": ");
+        cutEnd(reason, part);
+    }
+    return Failure(exitCode, file, part, reason);
+}
+
+Failure wrongArgument(const std::string& argument, const std::string& reason) {
+    return Failure(ExitCode::WrongUsage, "", "", '"' + argument + "\": " + reason);
+}
+
+std::string systemReason(int number) {
+    return std::system_category().message(number);
+}
+
+} // namespace opcraft

@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "opcraft/FileInput.hpp"
+
+#include "opcraft/Failure.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+namespace opcraft {
+
+namespace {
+
+constexpr std::size_t blockSize = 64 * 1024;
+
+} // namespace
+
+FileInput::FileInput(std::string name)
+    : name_(std::move(name)),
+      descriptor_(name_ == "-" ? STDIN_FILENO : ::open(name_.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY)) {
+    if (descriptor_ < 0)
+        throw Failure(ExitCode::NotProcessed, name_, "", "cannot be opened: " + systemReason(errno));
+    struct stat status = {};
+    if (::fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode))
+        size_ = static_cast<std::uint64_t>(status.st_size);
+}
+
+FileInput::~FileInput() {
+    if (descriptor_ != STDIN_FILENO)
+        ::close(descriptor_);
+}
+
+std::size_t FileInput::read(unsigned char* buffer, std::size_t size) {
+    ssize_t count = 0;
+    do {
+        count = ::read(descriptor_, buffer, size);
+    } while (count < 0 && errno == EINTR);
+    if (count < 0)
+        throw Failure(ExitCode::NotProcessed, name_, "", "cannot be read: " + systemReason(errno));
+    return static_cast<std::size_t>(count);
+}
+
+std::vector<unsigned char> FileInput::readAll() {
+    std::vector<unsigned char> bytes;
+    std::size_t count = 0;
+    do {
+        const std::size_t filled = bytes.size();
+        bytes.resize(filled + blockSize);
+        count = read(bytes.data() + filled, blockSize);
+        bytes.resize(filled + count);
+    } while (count != 0);
+    return bytes;
+}
+
+bool isStream(const std::string& name) {
+    struct stat status = {};
+    return name == "-" || (::stat(name.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode));
+}
+
+} // namespace opcraft

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace opcraft {
+
+/// Reads a file, or for "-" the standard input, from its start to its end.
+class FileInput {
+public:
+    /// @throws Failure naming the file when it cannot be opened.
+    explicit FileInput(std::string name);
+    ~FileInput();
+
+    FileInput(const FileInput&) = delete;
+    FileInput& operator=(const FileInput&) = delete;
+
+    /// The size in bytes; 0 when it is not known.
+    std::uint64_t getSize() const noexcept { return size_; }
+
+    /// @return the bytes delivered; 0 at the end.
+    /// @throws Failure naming the file when it cannot be read.
+    std::size_t read(unsigned char* buffer, std::size_t size);
+
+    std::vector<unsigned char> readAll();
+
+private:
+    std::string name_;
+    int descriptor_;
+    std::uint64_t size_ = 0;
+};
+
+/// True for what can be read once only: the standard input ("-"), a pipe, a device.
+bool isStream(const std::string& name);
+
+} // namespace opcraft

@@ -1,0 +1,142 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "opcraft/Names.hpp"
+
+#include "opcraft/Failure.hpp"
+#include "opcraft/Text.hpp"
+
+#include <opc/core/Exception.hpp>
+#include <opc/core/Strings.hpp>
+
+#include <algorithm>
+#include <functional>
+#include <iterator>
+
+namespace opcraft {
+
+namespace {
+
+using opc::model::PartName;
+using opc::model::URI;
+using opc::storage::ZipItem;
+using opc::storage::ZipItemKind;
+
+// What may stand unescaped besides letters, digits and "-._~" (RFC 3986 §2.2, §3.3).
+const std::string inPartName = "/:@!$&'()*+,;=%";
+const std::string inTarget = "/:@!$&'()*+,;=%?#[]";
+
+int hexValue(char16_t digit) {
+    if (digit >= u'0' && digit <= u'9')
+        return digit - u'0';
+    if (digit >= u'a' && digit <= u'f')
+        return digit - u'a' + 10;
+    return digit >= u'A' && digit <= u'F' ? digit - u'A' + 10 : -1;
+}
+
+bool isEscape(const std::u16string& text, std::size_t at) {
+    return text[at] == u'%' && at + 2 < text.size() && hexValue(text[at + 1]) >= 0 && hexValue(text[at + 2]) >= 0;
+}
+
+/// A "%" that starts no escape stands for itself.
+std::u16string withLonePercentEncoded(const std::u16string& text) {
+    std::u16string result;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        result += text[i];
+        if (text[i] == u'%' && !isEscape(text, i))
+            result += u"25";
+    }
+    return result;
+}
+
+std::u16string encoded(const std::string& argument, const std::string& allowed) {
+    return URI::encodeComponent(withLonePercentEncoded(toUtf16(argument)), allowed);
+}
+
+/// What two spellings of one part name have in common: the bytes behind the escapes, in lower case.
+std::string decoded(const std::u16string& text) {
+    std::string bytes;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (isEscape(text, i)) {
+            bytes += static_cast<char>(16 * hexValue(text[i + 1]) + hexValue(text[i + 2]));
+            i += 2;
+        } else {
+            bytes += toUtf8(std::u16string_view(text).substr(i, 1));
+        }
+    }
+    return bytes;
+}
+
+std::string withoutSlash(const std::string& name) {
+    return name.empty() || name.front() != '/' ? name : name.substr(1);
+}
+
+std::u16string keyOf(const ZipItem& item) {
+    return opc::toLowerASCIIString(item.kind == ZipItemKind::Part ? item.partName
+                                                                  : u'/' + opc::toString(item.name, false));
+}
+
+using ItemTest = std::function<bool(const ZipItem&)>;
+
+/// The tests in the order in which they decide.
+std::vector<ItemTest> testsFor(const std::string& argument) {
+    const std::u16string name = encoded('/' + withoutSlash(argument), inPartName);
+    const std::u16string key = opc::toLowerASCIIString(name);
+    return {
+        [=](const ZipItem& item) { return item.name == argument; },
+        [=](const ZipItem& item) { return item.name == withoutSlash(argument); },
+        [=](const ZipItem& item) {
+            return item.kind == ZipItemKind::ContentTypes &&
+                   opc::caselessCompare(name, u"/%5BContent_Types%5D.xml") == 0;
+        },
+        [=](const ZipItem& item) { return opc::caselessCompare(item.partName, name) == 0; },
+        [=](const ZipItem& item) { return decoded(keyOf(item)) == decoded(key); },
+    };
+}
+
+} // namespace
+
+const char* const PART_NAME_HELP = "What a part name cannot hold, such as spaces and letters outside of ASCII, is\n"
+                                   "percent-encoded for you: \"/a b.xml\" is the part \"/a%20b.xml\".";
+
+std::u16string toUtf16(const std::string& argument) {
+    try {
+        return opc::toString(argument);
+    } catch (const opc::Exception&) {
+        throw wrongArgument(argument, "this is not UTF-8");
+    }
+}
+
+PartName toPartName(const std::string& argument) {
+    const std::u16string name = encoded('/' + withoutSlash(argument), inPartName);
+    try {
+        return PartName(name);
+    } catch (const opc::Exception& e) {
+        throw toFailure(e, "", toUtf8(name), ExitCode::WrongUsage);
+    }
+}
+
+PartName toPartNameOfPart(const std::string& argument) {
+    const PartName name = toPartName(argument);
+    if (PartName::isPackageRootUri(name.getURI()))
+        throw wrongArgument(argument, "this names the package, not a part");
+    return name;
+}
+
+URI toTarget(const std::string& argument) {
+    try {
+        return URI(encoded(argument, inTarget));
+    } catch (const opc::Exception& e) {
+        throw wrongArgument(argument, e.what());
+    }
+}
+
+std::vector<ZipItem> findItems(const std::vector<ZipItem>& items, const std::string& argument) {
+    std::vector<ZipItem> found;
+    for (const ItemTest& test : testsFor(argument)) {
+        std::copy_if(items.begin(), items.end(), std::back_inserter(found), test);
+        if (!found.empty())
+            break;
+    }
+    return found;
+}
+
+} // namespace opcraft

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "opcraft/FileInput.hpp"
+
+#include <opc/core/interfaces/OpenMode.hpp>
+#include <opc/model/Package.hpp>
+#include <opc/storage/zip/ZipPackage.hpp>
+
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace opcraft {
+
+/// A name on the command line and the ZIP package behind it; what is a stream is held in memory.
+class ZipInput {
+public:
+    /// @param inMemory true: read the file at once, so that a save changes the bytes and not the file.
+    /// @throws Failure when a stream cannot be read.
+    explicit ZipInput(std::string name, bool inMemory = false);
+
+    const std::string& getName() const noexcept { return name_; }
+    opc::storage::ZipPackage& getZip() const noexcept { return *zip_; }
+    /// The whole file; empty unless it is held in memory.
+    const std::vector<unsigned char>& getBytes() const noexcept { return bytes_; }
+    /// Bytes of the whole file.
+    std::uint64_t getSize() const;
+
+private:
+    std::string name_;
+    std::vector<unsigned char> bytes_;
+    std::unique_ptr<opc::storage::ZipPackage> zip_;
+};
+
+/// An open package and the ZIP file it is in.
+class OpenPackage {
+public:
+    /// @throws Failure naming the part that is wrong, as far as it can be told.
+    explicit OpenPackage(const std::string& name, opc::interfaces::OpenMode mode = opc::interfaces::OpenMode::ReadOnly,
+                         bool inMemory = false);
+
+    const ZipInput& getInput() const noexcept { return input_; }
+    const std::string& getName() const noexcept { return input_.getName(); }
+    opc::model::Package& getModel() noexcept { return model_; }
+
+    /// @throws Failure, with advice, when there is no such part.
+    opc::model::Part getPart(const opc::model::PartName& name) const;
+
+    /// Calls an action with a relationship source: a part, or for "/" the package.
+    template <class Action>
+    void withSource(const opc::model::PartName& name, Action action) {
+        if (opc::model::PartName::isPackageRootUri(name.getURI()))
+            return action(model_);
+        opc::model::Part part = getPart(name);
+        action(part);
+    }
+
+    /// Calls an action with the package and then with every part, in the order of their names.
+    template <class Action>
+    void forEachSource(Action action) {
+        action(model_);
+        for (opc::model::Part& part : model_.getParts())
+            action(part);
+    }
+
+    /// The names of all parts, relationships parts included, in lower case.
+    std::set<std::u16string> getPartKeys() const;
+
+private:
+    ZipInput input_;
+    opc::model::Package model_;
+};
+
+} // namespace opcraft

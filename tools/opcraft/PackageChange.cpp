@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "opcraft/PackageChange.hpp"
+
+#include "opcraft/Signatures.hpp"
+
+#include <opc/core/Exception.hpp>
+
+#include <unistd.h>
+
+#include <sstream>
+
+namespace opcraft {
+
+namespace {
+
+/// The store opens for a change only what it may write; what is saved elsewhere may well be read-only.
+bool mustBeInMemory(const ChangeOptions& options) {
+    return options.output == "-" || (!options.output.empty() && ::access(options.file.c_str(), W_OK) != 0);
+}
+
+const std::string& checkedInput(const ChangeOptions& options) {
+    if (options.output.empty() && isStream(options.file))
+        throw Failure(ExitCode::WrongUsage, options.file, "", "this cannot be changed in place; name a file with -o");
+    return options.file;
+}
+
+} // namespace
+
+PackageChange::PackageChange(const ChangeOptions& options)
+    : output_(options.output),
+      package_(checkedInput(options), opc::interfaces::OpenMode::ReadWrite, mustBeInMemory(options)),
+      wasSigned_(findSignatures(package_).isSigned()) {}
+
+void PackageChange::save(Console& console, bool isChanged) {
+    close();
+    if (goesToStandardOutput()) {
+        const auto& bytes = package_.getInput().getBytes();
+        console.write({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    }
+    if (wasSigned_ && isChanged)
+        console.note(package_.getName() +
+                     ": warning: the package was signed, and its signatures may not hold any longer");
+}
+
+void PackageChange::close() {
+    const bool isElsewhere = !output_.empty() && !goesToStandardOutput();
+    try {
+        if (isElsewhere)
+            package_.getInput().getZip().setOutput(output_);
+        package_.getModel().close();
+    } catch (const opc::Exception& e) {
+        throw toFailure(e, isElsewhere ? output_ : package_.getName(), "");
+    }
+}
+
+void PackageChange::report(Console& console, const std::string& lines) const {
+    if (!goesToStandardOutput())
+        return console.write(lines);
+    std::istringstream stream(lines);
+    for (std::string line; std::getline(stream, line);)
+        console.note(line);
+}
+
+} // namespace opcraft

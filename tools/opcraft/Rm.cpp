@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "opcraft/Names.hpp"
+#include "opcraft/PackageChange.hpp"
+#include "opcraft/Relationships.hpp"
+#include "opcraft/Text.hpp"
+
+#include <opc/core/Strings.hpp>
+
+#include <memory>
+#include <vector>
+
+namespace opcraft {
+
+namespace {
+
+struct RmOptions : ChangeOptions {
+    std::string part;
+    bool force = false;
+};
+
+ExitCode refuse(const PackageChange& change, const std::vector<RelationshipEntry>& entries, const RmOptions& options,
+                const opc::model::PartName& name, Console& console) {
+    change.report(console, toTable(entries, true));
+    const bool isOne = entries.size() == 1;
+    console.note(options.file + ": " + toUtf8(name.toString()) + ": " + countText(entries.size(), "relationship") +
+                 (isOne ? " points" : " point") + " at this part; --force removes " + (isOne ? "it" : "them") + " too");
+    return ExitCode::Findings;
+}
+
+void removeRelationships(OpenPackage& package, const std::vector<RelationshipEntry>& entries) {
+    for (const RelationshipEntry& entry : entries)
+        package.withSource(opc::toString(entry.source), [&](opc::model::RelationshipSource& source) {
+            source.deleteRelationship(opc::toString(entry.id));
+        });
+}
+
+ExitCode rm(const RmOptions& options, Console& console) {
+    const opc::model::PartName name = toPartNameOfPart(options.part);
+    PackageChange change(options);
+    change.getPackage().getPart(name);
+    const std::vector<RelationshipEntry> entries = entriesLeadingTo(name, change.getPackage());
+    if (!entries.empty() && !options.force)
+        return refuse(change, entries, options, name, console);
+    removeRelationships(change.getPackage(), entries);
+    change.getPackage().getModel().deletePart(name);
+    change.save(console);
+    return ExitCode::Fine;
+}
+
+} // namespace
+
+void addRmCommand(Tool& tool) {
+    const auto options = std::make_shared<RmOptions>();
+    CLI::App* command = addCommand(
+        tool, "rm", "Remove a part and its own relationships",
+        std::string("While relationships of the package or of other parts point at the part, nothing is changed: they\n"
+                    "are listed, and the exit code is 1.\n\n") +
+            PART_NAME_HELP + "\n\nExample:\n  opcraft rm letter.docx /customXml/note.xml --force");
+    addChangeOptions(*command, *options);
+    command->add_option("PART", options->part, "The part")->required();
+    command->add_flag("--force", options->force, "Remove the relationships that point at the part too")
+        ->disable_flag_override();
+    command->callback([&tool, options] {
+        tool.action = {options->file, options->part, [options](Console& console) { return rm(*options, console); }};
+    });
+}
+
+} // namespace opcraft

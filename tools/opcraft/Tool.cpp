@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "opcraft/Tool.hpp"
+
+namespace opcraft {
+
+namespace {
+
+/// Raised when the JSON reports change in a way that a reader of the old ones would notice.
+constexpr int jsonVersion = 1;
+
+CLI::Option* addJsonFlag(CLI::App& command, bool& json) {
+    return command.add_flag("--json", json, "Report as JSON, for programs (docs/json.md)")->disable_flag_override();
+}
+
+void addOutputOption(CLI::App& command, std::string& output) {
+    command.add_option("-o,--output", output, "Save to this file and leave FILE as it is; - is the standard output")
+        ->type_name("FILE");
+}
+
+} // namespace
+
+CLI::App* addCommand(Tool& tool, const std::string& name, const std::string& description, const std::string& help) {
+    CLI::App* command = tool.app.add_subcommand(name, description);
+    command->group("Commands");
+    command->footer(help);
+    return command;
+}
+
+void addReadOptions(CLI::App& command, ReadOptions& options) {
+    command.add_option("FILE", options.file, "The package; - is the standard input")->required();
+    addJsonFlag(command, options.json);
+}
+
+void addChangeOptions(CLI::App& command, ChangeOptions& options) {
+    command.add_option("FILE", options.file, "The package; - is the standard input, and needs -o")->required();
+    addOutputOption(command, options.output);
+}
+
+CLI::Option* addReadOrChangeOptions(CLI::App& command, ReadOrChangeOptions& options) {
+    command.add_option("FILE", options.file, "The package; - is the standard input, and a change of it needs -o")
+        ->required();
+    addOutputOption(command, options.output);
+    return addJsonFlag(command, options.json);
+}
+
+CLI::Option* addTexts(CLI::App& command, const std::string& name, std::vector<std::string>& texts,
+                      const std::string& description) {
+    // Bound to a vector itself, the option would read "[a,b]" as two texts and "{}" as none.
+    const auto take = [&texts](const CLI::results_t& results) {
+        texts = results;
+        return true;
+    };
+    return command.add_option(name, take, description)
+        ->type_size(1)
+        ->expected(1, CLI::detail::expected_max_vector_size)
+        ->allow_extra_args(false);
+}
+
+std::string toJsonText(const nlohmann::ordered_json& report) {
+    return report.dump(2, ' ', true, nlohmann::ordered_json::error_handler_t::replace) + '\n';
+}
+
+nlohmann::ordered_json makeJsonReport(const std::string& command, const std::string& file) {
+    nlohmann::ordered_json report;
+    report["version"] = jsonVersion;
+    report["command"] = command;
+    report["file"] = file;
+    return report;
+}
+
+} // namespace opcraft

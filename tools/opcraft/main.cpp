@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "opcraft/Tool.hpp"
+
+#include <opc/core/Exception.hpp>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <new>
+
+namespace opcraft {
+namespace {
+
+void addCommands(Tool& tool) {
+    tool.app.name("opcraft");
+    tool.app.set_version_flag("--version", "opcraft " OPCRAFT_VERSION, "Print the version and exit");
+    tool.app.require_subcommand(1);
+    tool.app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    tool.app.get_formatter()->label("REQUIRED", "(required)");
+    tool.app.get_formatter()->label("TEXT", "");
+    tool.app.footer("'opcraft COMMAND --help' explains a command and shows an example.\n\n"
+                    "Exit codes: 0 fine, 1 findings, 2 the input could not be processed, 64 wrong usage.");
+    addInfoCommand(tool);
+    addListCommand(tool);
+    addRelsCommand(tool);
+    addCatCommand(tool);
+    addNewCommand(tool);
+    addAddCommand(tool);
+    addRmCommand(tool);
+    addRelateCommand(tool);
+    addUnrelateCommand(tool);
+    addPropsCommand(tool);
+    addThumbnailCommand(tool);
+}
+
+/// Runs the action, and tells every error in one line.
+ExitCode run(const Action& action, Console& console) {
+    try {
+        return action.run(console);
+    } catch (const Failure& e) {
+        console.note(e.getLine(action.file, action.part));
+        return e.getExitCode();
+    } catch (const opc::Exception& e) {
+        console.note(toFailure(e, action.file, action.part).getLine("", ""));
+    } catch (const std::bad_alloc&) {
+        console.note(action.file + ": there is not enough memory");
+    } catch (const std::exception& e) {
+        console.note(action.file + ": " + e.what());
+    }
+    return ExitCode::NotProcessed;
+}
+
+ExitCode wrongUsage(const Tool& tool, const CLI::ParseError& error) {
+    std::string reason = error.what();
+    std::string command = "opcraft";
+    const auto chosen = tool.app.get_subcommands();
+    if (!chosen.empty())
+        command += ' ' + chosen.front()->get_name();
+    else if (const auto rest = tool.app.remaining(); !rest.empty())
+        reason = rest.front() + ": there is no such command or option";
+    else
+        reason = "a command is required";
+    Console("").note(reason + "; '" + command + " --help' explains");
+    return ExitCode::WrongUsage;
+}
+
+ExitCode runCommandLine(Tool& tool, int count, char** arguments) {
+    std::string answer;
+    try {
+        tool.app.parse(count, arguments);
+    } catch (const CLI::CallForVersion& version) {
+        answer = std::string(version.what()) + '\n';
+    } catch (const CLI::Success&) {
+        answer = tool.app.help();
+    } catch (const CLI::ParseError& e) {
+        return wrongUsage(tool, e);
+    }
+    Console console(tool.action.file);
+    if (!answer.empty())
+        tool.action.run = [&answer](Console& out) {
+            out.write(answer);
+            return ExitCode::Fine;
+        };
+    return run(tool.action, console);
+}
+
+/// A file that is opened never gets the number of a standard stream that is closed: it would be taken for the input, or
+/// get the result. What stands there instead fails when it is read or written, as the closed stream would.
+void occupyStandardStreams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        if (::fcntl(stream, F_GETFD) == -1)
+            ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+}
+
+} // namespace
+} // namespace opcraft
+
+int main(int count, char** arguments) {
+    opcraft::occupyStandardStreams();
+    std::signal(SIGPIPE, SIG_IGN); // NOLINT(cert-err33-c): a closed pipe is then an error of the write, which is told
+    try {
+        opcraft::Tool tool;
+        opcraft::addCommands(tool);
+        return static_cast<int>(opcraft::runCommandLine(tool, count, arguments));
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "opcraft: %s\n", e.what());
+        return static_cast<int>(opcraft::ExitCode::NotProcessed);
+    }
+}
