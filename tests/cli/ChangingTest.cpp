@@ -181,6 +181,7 @@ const std::vector<Arguments> changes = {
     {"rm", "letter.docx", "/word/styles.xml", "--force"},
     {"relate", "letter.docx", "/", "--type", "http://t", "--target", "/word/styles.xml"},
     {"unrelate", "letter.docx", "/word/document.xml", "rId10"},
+    {"props", "letter.docx", "--set", "title=A letter"},
 };
 
 const std::string signedWarning =

@@ -18,7 +18,8 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-const char* const commands[] = {"info", "list", "rels", "cat", "new", "add", "rm", "relate", "unrelate"};
+const char* const commands[] = {"info", "list",   "rels",     "cat",   "new",      "add",
+                                "rm",   "relate", "unrelate", "props", "thumbnail"};
 
 class Errors : public CommandLine {
 protected:

@@ -62,6 +62,8 @@ TEST(Time, GivesNotADateTimeForAnythingElse) {
         {"", "nothing"},
         {"202", "three digits"},
         {"20266", "five digits"},
+        {"202/", "the character before 0"},
+        {"202:", "the character behind 9"},
         {"+2026", "a sign"},
         {"2026-", "an open end"},
         {"2026-1", "one digit"},

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <ostream>
 
 namespace opc::model::test {
 namespace {
@@ -17,6 +18,10 @@ struct Case {
     const EmbeddedSchema* schema;
     Schemas before; ///< what has to be loaded before it, and no more
 };
+
+void PrintTo(const Case& test, std::ostream* out) {
+    *out << test.schema->systemId;
+}
 
 class SchemaText : public ::testing::TestWithParam<Case> {};
 
@@ -38,9 +43,7 @@ TEST_P(SchemaText, names_no_location_and_no_document_type) {
 TEST_P(SchemaText, compiles_in_another_validator_without_a_network) {
     Schemas schemas = GetParam().before;
     schemas.push_back(GetParam().schema);
-    const std::string said = compileWithXmllint(schemas, *GetParam().schema);
-    EXPECT_EQ(said, "document:1: element a: Schemas validity error : Element 'a': No matching global declaration "
-                    "available for the validation root.\ndocument fails to validate\n");
+    EXPECT_EQ(complaintOfXmllint(schemas, *GetParam().schema), "");
 }
 
 using namespace embedded;

@@ -34,7 +34,7 @@ std::string declared(const std::string& text);
 /// Checks every verdict of the library and, in one run for all documents, of xmllint.
 void expectVerdicts(const Schemas& schemas, const std::vector<Document>& documents);
 
-/// What xmllint says of the schema alone, compiled with the others at its side and without a network.
-std::string compileWithXmllint(const Schemas& schemas, const EmbeddedSchema& schema);
+/// What xmllint says against the schema when it compiles it, with the others at its side and without a network.
+std::string complaintOfXmllint(const Schemas& schemas, const EmbeddedSchema& schema);
 
 } // namespace opc::model::test

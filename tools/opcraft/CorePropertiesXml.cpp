@@ -9,10 +9,13 @@
 #include <opc/core/OutputStream.hpp>
 #include <opc/core/Strings.hpp>
 #include <opc/core/Time.hpp>
+#include <opc/errors/Errors.hpp>
 #include <opc/model/Package.hpp>
 #include <opc/model/StandardPartInfo.hpp>
 #include <opc/model/coreproperties/PackageHelper.hpp>
 #include <opc/storage/memory/MemoryPackage.hpp>
+#include <opc/xml/XercesGuard.hpp>
+#include <opc/xml/XercesHelper.hpp>
 
 #include <algorithm>
 #include <optional>
@@ -39,6 +42,13 @@ std::u16string trimmed(const std::u16string& text) {
     return trimmedEnd(text.substr(std::min(text.find_first_not_of(u" \t\r\n"), text.size())));
 }
 
+std::vector<DOMElement*> childElements(const DOMElement* parent) {
+    std::vector<DOMElement*> children;
+    for (DOMElement* child = parent->getFirstElementChild(); child != nullptr; child = child->getNextElementSibling())
+        children.push_back(child);
+    return children;
+}
+
 /// The text without that of child elements, comments and processing instructions.
 std::u16string ownText(const DOMElement* element) {
     std::u16string text;
@@ -62,8 +72,7 @@ struct IsWhole {
 
     bool operator()(const KeywordsAccess& access) const {
         std::vector<std::u16string> stored{trimmedEnd(ownText(element))};
-        for (const DOMElement* child = element->getFirstElementChild(); child != nullptr;
-             child = child->getNextElementSibling())
+        for (const DOMElement* child : childElements(element))
             stored.push_back(trimmedEnd(ownText(child)));
         std::vector<std::u16string> read;
         for (const auto& [text, language] : (values.*access.get)().value_or(KeywordsAccess::Type()))
@@ -72,7 +81,7 @@ struct IsWhole {
     }
 };
 
-/// The message with which core properties fail to be read; none when they are fine.
+/// The message with which a part of these bytes fails to be read; none when it is fine.
 std::optional<std::string> messageFor(const std::vector<unsigned char>& bytes) {
     opc::storage::MemoryPackage store;
     opc::model::Package package(store);
@@ -101,17 +110,50 @@ std::optional<std::string> messageFor(const xercesc::DOMDocument* document) {
     return messageFor(bytes);
 }
 
-} // namespace
+/// The XML of a part, and what it needs to live.
+class Document {
+public:
+    /// @throws InvalidXMLDocument when the bytes are no XML.
+    explicit Document(const std::vector<unsigned char>& bytes) : parser_(XercesHelper::createParser()) {
+        opc::ByteArrayInAdaptor stream(bytes);
+        document_ = XercesHelper::readDocumentFromStream(*parser_, stream, false, u"", u"");
+    }
 
-CorePropertiesXml::CorePropertiesXml(const std::vector<unsigned char>& bytes) : parser_(XercesHelper::createParser()) {
-    opc::ByteArrayInAdaptor stream(bytes);
-    root_ = XercesHelper::readDocumentFromStream(*parser_, stream, false, u"", u"")->getDocumentElement();
+    DOMElement* getRoot() const { return document_->getDocumentElement(); }
+    /// The message with which the document fails to be read as it is now; none when it is fine.
+    std::optional<std::string> getMessage() const { return messageFor(document_); }
+
+private:
+    opc::model::XercesGuard guard_;
+    opc::model::ParserHandle parser_;
+    const xercesc::DOMDocument* document_;
+};
+
+/// Tries each child of the root on its own, and the root without any.
+std::string findCulprit(const Document& document, const std::string& message) {
+    DOMElement* root = document.getRoot();
+    const std::vector<DOMElement*> suspects = childElements(root);
+    if (suspects.size() > maximumSuspects)
+        return {};
+    while (DOMNode* child = root->getFirstChild())
+        root->removeChild(child);
+    if (document.getMessage() == message)
+        return toUtf8(root->getNodeName());
+    for (DOMElement* suspect : suspects) {
+        root->appendChild(suspect);
+        if (document.getMessage() == message)
+            return toUtf8(suspect->getNodeName());
+        root->removeChild(suspect);
+    }
+    return {};
 }
 
-std::vector<UnreadText> CorePropertiesXml::findUnread(const CoreProperties& values) const {
+} // namespace
+
+std::vector<UnreadText> findUnread(const std::vector<unsigned char>& part, const CoreProperties& values) {
+    const Document document(part);
     std::vector<UnreadText> unread;
-    for (const DOMElement* element = root_->getFirstElementChild(); element != nullptr;
-         element = element->getNextElementSibling()) {
+    for (const DOMElement* element : childElements(document.getRoot())) {
         const Property* property = findProperty(toUtf8(element->getLocalName()));
         if (property != nullptr && !std::visit(IsWhole{element, values}, property->access))
             unread.push_back({property, element->getTextContent()});
@@ -119,24 +161,12 @@ std::vector<UnreadText> CorePropertiesXml::findUnread(const CoreProperties& valu
     return unread;
 }
 
-std::string CorePropertiesXml::findCulprit(const std::string& message) {
-    std::vector<DOMElement*> suspects;
-    for (DOMElement* element = root_->getFirstElementChild(); element != nullptr;
-         element = element->getNextElementSibling())
-        suspects.push_back(element);
-    if (suspects.size() > maximumSuspects)
+std::string findCulprit(const std::vector<unsigned char>& part, const std::string& message) {
+    try {
+        return findCulprit(Document(part), message);
+    } catch (const opc::model::InvalidXMLDocument&) {
         return {};
-    while (DOMNode* child = root_->getFirstChild())
-        root_->removeChild(child);
-    if (messageFor(root_->getOwnerDocument()) == message)
-        return toUtf8(root_->getNodeName());
-    for (DOMElement* suspect : suspects) {
-        root_->appendChild(suspect);
-        if (messageFor(root_->getOwnerDocument()) == message)
-            return toUtf8(suspect->getNodeName());
-        root_->removeChild(suspect);
     }
-    return {};
 }
 
 } // namespace opcraft

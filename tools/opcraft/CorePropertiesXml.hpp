@@ -3,9 +3,6 @@
 
 #include "opcraft/Properties.hpp"
 
-#include <opc/xml/XercesGuard.hpp>
-#include <opc/xml/XercesHelper.hpp>
-
 #include <string>
 #include <vector>
 
@@ -18,23 +15,13 @@ struct UnreadText {
     std::u16string text; ///< all text of the element
 };
 
-/// The XML of a core properties part, for what the library's values do not tell.
-class CorePropertiesXml {
-public:
-    /// @throws InvalidXMLDocument when the bytes are no XML.
-    explicit CorePropertiesXml(const std::vector<unsigned char>& bytes);
+/// What would be lost if a part were written anew from the values that were read from it.
+/// @param part the bytes of the part, which could be read.
+std::vector<UnreadText> findUnread(const std::vector<unsigned char>& part, const opc::model::CoreProperties& values);
 
-    /// What would be lost if the part were written anew from the values that were read from it.
-    std::vector<UnreadText> findUnread(const opc::model::CoreProperties& values) const;
-
-    /// The name of the element for which reading the part fails with a message; empty when no element alone is to
-    /// blame. Takes the document apart.
-    std::string findCulprit(const std::string& message);
-
-private:
-    opc::model::XercesGuard guard_;
-    opc::model::ParserHandle parser_;
-    xercesc::DOMElement* root_;
-};
+/// The name of the element for which reading a part fails.
+/// @param message the reason why it fails.
+/// @return empty when no element alone is to blame, or the part is no XML.
+std::string findCulprit(const std::vector<unsigned char>& part, const std::string& message);
 
 } // namespace opcraft

@@ -95,7 +95,7 @@ struct Setter {
 
 } // namespace
 
-void PropertyEdits::name(const Property& property, const std::string& argument) {
+void PropertyEdits::claim(const Property& property, const std::string& argument) {
     if (!named_.insert(&property).second)
         throw wrongArgument(argument, std::string("the property \"") + property.name + "\" is named twice");
 }
@@ -105,20 +105,20 @@ void PropertyEdits::set(const std::string& assignment) {
     if (equals == std::string::npos)
         throw wrongArgument(assignment, "a property is set with NAME=VALUE");
     const Property& property = toProperty(assignment.substr(0, equals), assignment);
-    name(property, assignment);
+    claim(property, assignment);
     const std::string value = assignment.substr(equals + 1);
     std::visit(Setter{value, assignment, values_}, property.access);
 }
 
 void PropertyEdits::unset(const std::string& name) {
-    this->name(toProperty(name, name), name);
+    claim(toProperty(name, name), name);
 }
 
 void PropertyEdits::setKeywords(const std::vector<std::string>& arguments) {
     std::vector<CoreProperties::Keyword> keywords;
     for (const std::string& argument : arguments)
         keywords.push_back(splitKeyword(toText(argument, argument)));
-    name(*findProperty(keywordsName), arguments.front());
+    claim(*findProperty(keywordsName), arguments.front());
     values_.setKeywords(keywords);
 }
 

@@ -26,7 +26,7 @@ public:
     opc::model::CoreProperties applyTo(const opc::model::CoreProperties& properties) const;
 
 private:
-    void name(const Property& property, const std::string& argument);
+    void claim(const Property& property, const std::string& argument);
 
     std::set<const Property*> named_;
     opc::model::CoreProperties values_; // of those that are set; what is named and not here is unset

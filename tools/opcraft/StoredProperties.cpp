@@ -8,6 +8,7 @@
 
 #include <opc/errors/Errors.hpp>
 #include <opc/model/coreproperties/PackageHelper.hpp>
+#include <opc/xml/XercesHelper.hpp>
 
 namespace opcraft {
 
@@ -15,24 +16,18 @@ namespace {
 
 using opc::model::PackageHelper;
 
+/// Not much more than what may be read as XML.
 std::vector<unsigned char> readBytes(const opc::model::Part& part) {
     std::vector<unsigned char> bytes;
-    forEachBlock(part,
-                 [&](const unsigned char* data, std::size_t size) { bytes.insert(bytes.end(), data, data + size); });
+    forEachBlock(part, [&](const unsigned char* data, std::size_t size) {
+        if (bytes.size() <= opc::model::XercesHelper::MAX_XML_SIZE)
+            bytes.insert(bytes.end(), data, data + size);
+    });
     return bytes;
 }
 
-/// Empty when it cannot be told.
-std::string findCulprit(const opc::model::Part& part, const std::string& reason) {
-    try {
-        return CorePropertiesXml(readBytes(part)).findCulprit(reason);
-    } catch (const opc::model::InvalidXMLDocument&) {
-        return {};
-    }
-}
-
 Failure brokenPart(const OpenPackage& package, const opc::model::Part& part, const std::string& reason) {
-    const std::string culprit = findCulprit(part, reason);
+    const std::string culprit = findCulprit(readBytes(part), reason);
     return {ExitCode::NotProcessed, package.getName(), toUtf8(part.getName().toString()),
             (culprit.empty() ? "" : '<' + culprit + ">: ") + reason};
 }
@@ -57,7 +52,7 @@ StoredProperties readProperties(OpenPackage& package) {
     stored.part = toUtf8(part->getName().toString());
     try {
         stored.values = PackageHelper::getCoreProperties(model);
-        stored.unread = CorePropertiesXml(readBytes(*part)).findUnread(stored.values);
+        stored.unread = findUnread(readBytes(*part), stored.values);
     } catch (const opc::model::InvalidPartContent& e) {
         throw brokenPart(package, *part, e.what());
     } catch (const opc::Exception& e) {
