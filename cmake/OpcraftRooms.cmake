@@ -53,7 +53,8 @@ function(opcraft_library target)
   add_library(${target} ${objects})
   add_library(Opcraft::${LIB_COMPONENT} ALIAS ${target})
   set_target_properties(${target} PROPERTIES OUTPUT_NAME ${LIB_OUTPUT} EXPORT_NAME ${LIB_COMPONENT}
-    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR} LINKER_LANGUAGE CXX)
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR} LINKER_LANGUAGE CXX
+    INSTALL_RPATH "$ORIGIN") # where they find one another, wherever they are installed
   target_compile_features(${target} INTERFACE cxx_std_17)
   target_include_directories(${target} INTERFACE
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)

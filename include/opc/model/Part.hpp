@@ -2,17 +2,14 @@
 #pragma once
 
 #include <opc/core/Export.hpp>
+#include <opc/core/InputStream.hpp>
+#include <opc/core/OutputStream.hpp>
 #include <opc/core/interfaces/OpenMode.hpp>
 #include <opc/model/ContentType.hpp>
 #include <opc/model/PartName.hpp>
 #include <opc/model/relationships/RelationshipSource.hpp>
 
 #include <boost/shared_ptr.hpp>
-
-namespace opc {
-class InputStream;
-class OutputStream;
-} // namespace opc
 
 namespace opc::model {
 
