@@ -108,7 +108,7 @@ TEST_F(Thumbnail, IsListedForEveryRelationshipToOne) {
 
 TEST_F(Thumbnail, IsExtractedIntoANewFileOrToTheStandardOutput) {
     std::string large;
-    for (int i = 0; i < 300000; ++i)
+    for (std::uint32_t i = 0; i < 300000; ++i)
         large += static_cast<char>(i * i >> 3);
     std::vector<RawItem> items = document({{"rId2", thumbnailType, "gone.png"}, {"rId3", thumbnailType, usual.target}});
     items[3].content = large;
