@@ -1,24 +1,52 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "storage/Bytes.hpp"
+#include "storage/ItemReader.hpp"
+#include "storage/SpilledContent.hpp"
 
+#include <memory>
 #include <vector>
 
 namespace opc::storage {
 
 /// The content that was written to one item. It only grows: new content is a new object, so that who reads
 /// the old one goes on with it.
-class Content final : public Bytes {
+class Content final {
 public:
-    /// Takes all bytes, or throws and takes none.
+    /// Content that stays in memory.
+    Content() = default;
+
+    /// Content that goes to the area's file when its memory does not suffice.
+    Content(std::shared_ptr<SpillArea> area, interfaces::CompressionType compression);
+    ~Content();
+
+    Content(const Content&) = delete;
+    Content& operator=(const Content&) = delete;
+
+    /// Takes all bytes, or throws. In memory, it takes none then; spilled, the content is lost and cannot be saved.
     void append(const unsigned char* data, std::size_t size);
 
-    std::uint64_t size() const override { return bytes_.size(); }
-    std::size_t readAt(std::uint64_t offset, unsigned char* buffer, std::size_t size) const override;
+    /// Says that nothing more is appended.
+    void finish();
+
+    std::uint64_t size() const;
+
+    /// The bytes while they are in memory.
+    const std::vector<unsigned char>& inMemory() const { return bytes_; }
+
+    /// Null while the content is in memory.
+    SpilledContent* spilled() const { return spilled_.get(); }
 
 private:
+    void spill(const unsigned char* data, std::size_t size);
+
+    std::shared_ptr<SpillArea> area_;
+    interfaces::CompressionType compression_ = interfaces::CompressionType::Normal;
     std::vector<unsigned char> bytes_;
+    std::unique_ptr<SpilledContent> spilled_;
 };
+
+/// Reads content from its start, also while it grows.
+std::unique_ptr<ItemReader> readContent(std::shared_ptr<const Content> content);
 
 } // namespace opc::storage

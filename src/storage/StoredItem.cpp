@@ -9,25 +9,6 @@ namespace opc::storage {
 
 using interfaces::OpenMode;
 
-namespace {
-
-class ContentReader final : public ItemReader {
-public:
-    explicit ContentReader(std::shared_ptr<const Content> content) : content_(std::move(content)) {}
-
-    std::size_t read(unsigned char* buffer, std::size_t size) override {
-        const std::size_t count = content_->readAt(position_, buffer, size);
-        position_ += count;
-        return count;
-    }
-
-private:
-    std::shared_ptr<const Content> content_;
-    std::uint64_t position_ = 0;
-};
-
-} // namespace
-
 void ItemInputStream::open() {
     reader_.reset();
     done_ = false;
@@ -51,10 +32,16 @@ void ItemOutputStream::write(const unsigned char* data, unsigned long size) {
         content_->append(data, size);
         return;
     }
-    auto content = std::make_shared<Content>();
+    auto content = item_.makeContent();
     content->append(data, size);
     item_.setContent(content);
     content_ = std::move(content);
+}
+
+void ItemOutputStream::close() {
+    if (const auto content = std::exchange(content_, nullptr)) {
+        content->finish();
+    }
 }
 
 StoredItem::StoredItem(Facts facts, std::function<std::unique_ptr<ItemReader>()> original)
@@ -70,11 +57,15 @@ interfaces::IPhysicalOutputStream* StoredItem::getOutputStream() {
     return &output_;
 }
 
+std::shared_ptr<Content> StoredItem::makeContent() const {
+    return facts_.area ? std::make_shared<Content>(facts_.area, facts_.compression) : std::make_shared<Content>();
+}
+
 std::unique_ptr<ItemReader> StoredItem::startReading() const {
     if (facts_.mode == OpenMode::CreateOnly) {
         fail(Errc::operation_not_permitted, facts_.label + ": nothing can be read while the package is created");
     }
-    return content_ ? std::make_unique<ContentReader>(content_) : original_();
+    return content_ ? readContent(content_) : original_();
 }
 
 } // namespace opc::storage

@@ -2,7 +2,9 @@
 #pragma once
 
 #include "storage/Content.hpp"
+#include "storage/ItemReader.hpp"
 
+#include <opc/core/interfaces/CompressionType.hpp>
 #include <opc/core/interfaces/IPhysicalInputStream.hpp>
 #include <opc/core/interfaces/IPhysicalOutputStream.hpp>
 #include <opc/core/interfaces/IPhysicalPart.hpp>
@@ -13,15 +15,6 @@
 #include <string>
 
 namespace opc::storage {
-
-/// One pass over the bytes of an item.
-class ItemReader {
-public:
-    virtual ~ItemReader() = default;
-
-    /// @return the bytes delivered; 0 at the end.
-    virtual std::size_t read(unsigned char* buffer, std::size_t size) = 0;
-};
 
 class StoredItem;
 
@@ -45,7 +38,7 @@ public:
     void write(const unsigned char* data, unsigned long size) override;
     bool isDone() const override { return !content_; }
     void flush() override {}
-    void close() override { content_.reset(); }
+    void close() override;
 
 private:
     StoredItem& item_;
@@ -60,6 +53,8 @@ public:
         std::u16string contentType; ///< empty where it is not known
         std::string label;          ///< package and item, to start messages with
         interfaces::OpenMode mode = interfaces::OpenMode::ReadOnly;
+        std::shared_ptr<SpillArea> area{}; ///< where new content may go; null: it stays in memory
+        interfaces::CompressionType compression = interfaces::CompressionType::Normal; ///< of new content
     };
 
     /// An item whose stored bytes `original` reads, each call from their start.
@@ -76,9 +71,12 @@ public:
     interfaces::IPhysicalInputStream* getInputStream() override { return &input_; }
     interfaces::IPhysicalOutputStream* getOutputStream() override;
 
-    /// The content, once it is in memory; null while the item is as it was stored.
-    const std::shared_ptr<const Content>& getContent() const { return content_; }
+    /// Content for this item, which `setContent` puts in the place of what it holds.
+    std::shared_ptr<Content> makeContent() const;
     void setContent(std::shared_ptr<const Content> content) { content_ = std::move(content); }
+
+    /// The content that was written; null while the item is as it was stored.
+    const std::shared_ptr<const Content>& getContent() const { return content_; }
 
     /// @throws opc::Exception operation_not_permitted in a package that is being created.
     std::unique_ptr<ItemReader> startReading() const;

@@ -31,7 +31,7 @@ private:
 
 std::optional<ContentTypes> parse(const std::string& text, bool failsAtEnd = false) {
     TextReader reader(text, failsAtEnd);
-    return readContentTypes(reader);
+    return readContentTypes(reader, text.size());
 }
 
 std::string utf16(const std::string& text, bool bigEndian) {

@@ -71,7 +71,7 @@ int failEverywhere(Action action) {
 /// Long enough that no buffer holds it all.
 std::string longText() {
     std::string text;
-    for (unsigned i = 0, random = 1; i < 100000; ++i, random = random * 1103515245 + 12345)
+    for (unsigned i = 0, random = 1; i < 300000; ++i, random = random * 1103515245 + 12345)
         text += static_cast<char>(random >> 16);
     return text;
 }

@@ -45,10 +45,18 @@ struct Plain final : Store {
 };
 
 struct ZipFile final : Store {
+    explicit ZipFile(storage::ZipOptions options = {}) : package_(folder_ / "package.zip", std::move(options)) {}
     interfaces::IPhysicalPackage& package() override { return package_; }
     TemporaryFolder folder_;
-    storage::ZipPackage package_{folder_ / "package.zip"};
+    storage::ZipPackage package_;
 };
+
+/// All that is written goes to the temporary file.
+inline std::unique_ptr<Store> makeSpillingZipFile() {
+    storage::ZipOptions options;
+    options.memory = 0;
+    return std::make_unique<ZipFile>(std::move(options));
+}
 
 struct ZipBytes final : Store {
     interfaces::IPhysicalPackage& package() override { return package_; }
@@ -64,6 +72,7 @@ inline std::vector<StoreKind> allStores() {
         {"Memory", [] { return std::make_unique<Memory>(true); }, Errc::no_such_file_or_directory},
         {"MemoryWithoutContentTypes", [] { return std::make_unique<Memory>(false); }, Errc::no_such_file_or_directory},
         {"ZipFile", [] { return std::make_unique<stores::ZipFile>(); }, Errc::no_such_file_or_directory},
+        {"SpillingZipFile", stores::makeSpillingZipFile, Errc::no_such_file_or_directory},
         {"ZipBytes", [] { return std::make_unique<stores::ZipBytes>(); }, Errc::bad_message},
         {"Own", [] { return std::make_unique<stores::Plain<OwnPackage>>(); }, Errc::no_such_file_or_directory},
     };

@@ -60,10 +60,14 @@ void XMLCALL startDoctype(void* data, const XML_Char* /*name*/, const XML_Char* 
 }
 
 /// @return false when the stream is no XML that can be used.
-bool feed(XML_Parser parser, ItemReader& stream) {
+bool feed(XML_Parser parser, ItemReader& stream, std::uint64_t left) {
     std::array<unsigned char, 16384> buffer;
     for (;;) {
         const std::size_t count = stream.read(buffer.data(), buffer.size());
+        if (count > left) {
+            return false;
+        }
+        left -= count;
         const auto* text = reinterpret_cast<const char*>(buffer.data());
         if (XML_Parse(parser, text, static_cast<int>(count), count == 0) != XML_STATUS_OK) {
             return false;
@@ -93,7 +97,7 @@ void ContentTypes::addOverride(std::u16string_view partName, std::u16string_view
     overrides_.try_emplace(toLowerASCIIString(partName), contentType);
 }
 
-std::optional<ContentTypes> readContentTypes(ItemReader& stream) {
+std::optional<ContentTypes> readContentTypes(ItemReader& stream, std::uint64_t maximumSize) {
     const ParserHandle parser(XML_ParserCreateNS(nullptr, SEPARATOR));
     if (!parser) {
         throw std::bad_alloc();
@@ -103,7 +107,7 @@ std::optional<ContentTypes> readContentTypes(ItemReader& stream) {
     XML_SetStartElementHandler(parser.get(), startElement);
     XML_SetStartDoctypeDeclHandler(parser.get(), startDoctype);
     try {
-        const bool complete = feed(parser.get(), stream);
+        const bool complete = feed(parser.get(), stream, maximumSize);
         if (parse.error) {
             std::rethrow_exception(parse.error);
         }

@@ -3,6 +3,7 @@
 
 #include "storage/StoredItem.hpp"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -27,8 +28,8 @@ private:
     Map overrides_;
 };
 
-/// Reads a content types stream to its end.
-/// @return nothing when it cannot be read or is no well-formed XML without a document type declaration.
-std::optional<ContentTypes> readContentTypes(ItemReader& stream);
+/// Reads a content types stream to its end, if that comes before so many bytes.
+/// @return nothing when it cannot be read, is longer or is no well-formed XML without a document type declaration.
+std::optional<ContentTypes> readContentTypes(ItemReader& stream, std::uint64_t maximumSize);
 
 } // namespace opc::storage

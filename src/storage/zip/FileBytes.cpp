@@ -2,6 +2,7 @@
 #include "storage/zip/FileBytes.hpp"
 
 #include "storage/Failure.hpp"
+#include "storage/FileAccess.hpp"
 
 #include <fcntl.h>
 
@@ -26,18 +27,7 @@ FileBytes::FileBytes(const std::filesystem::path& file, std::string label) : lab
 }
 
 std::size_t FileBytes::readAt(std::uint64_t offset, unsigned char* buffer, std::size_t size) const {
-    std::size_t done = 0;
-    while (done < size) {
-        const ssize_t count = ::pread(file_.get(), buffer + done, size - done, static_cast<off_t>(offset + done));
-        if (count == 0) {
-            break;
-        }
-        if (count < 0 && errno != EINTR) {
-            failWithErrno(errno, label_ + ": cannot be read");
-        }
-        done += count < 0 ? 0 : static_cast<std::size_t>(count);
-    }
-    return done;
+    return readFileAt(file_.get(), offset, buffer, size, label_);
 }
 
 void FileBytes::throwIfChanged() const {

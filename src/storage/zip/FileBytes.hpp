@@ -2,7 +2,7 @@
 #pragma once
 
 #include "storage/Bytes.hpp"
-#include "storage/zip/FileDescriptor.hpp"
+#include "storage/FileDescriptor.hpp"
 
 #include <sys/stat.h>
 

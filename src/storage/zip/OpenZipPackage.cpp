@@ -4,10 +4,12 @@
 #include "storage/Failure.hpp"
 #include "storage/zip/ContentTypesReader.hpp"
 #include "storage/zip/ItemNames.hpp"
+#include "storage/zip/Pieces.hpp"
 #include "storage/zip/Targets.hpp"
 
 #include <opc/core/Exception.hpp>
 
+#include <algorithm>
 #include <array>
 #include <iterator>
 #include <utility>
@@ -29,6 +31,32 @@ std::filesystem::path absolutePath(const std::filesystem::path& file, const std:
     return result;
 }
 
+/// Reads the pieces of an interleaved part one after another.
+class PiecesReader final : public ItemReader {
+public:
+    PiecesReader(const ZipArchive& archive, const ZipEntry& entry) : archive_(archive), entry_(entry) {}
+
+    std::size_t read(unsigned char* buffer, std::size_t size) override {
+        while (size > 0) {
+            const std::size_t count = current_ ? current_->read(buffer, size) : 0;
+            if (count > 0) {
+                return count;
+            }
+            if (next_ == entry_.pieces.size()) {
+                return 0;
+            }
+            current_ = archive_.read(entry_.pieces[next_++], entry_.label);
+        }
+        return 0;
+    }
+
+private:
+    const ZipArchive& archive_;
+    const ZipEntry& entry_;
+    std::size_t next_ = 0;
+    std::unique_ptr<ItemReader> current_;
+};
+
 void copy(const Bytes& source, Target& target) {
     std::array<unsigned char, 65536> buffer;
     std::uint64_t done = 0;
@@ -40,64 +68,114 @@ void copy(const Bytes& source, Target& target) {
 
 } // namespace
 
-OpenZipPackage::OpenZipPackage(const ZipPlace& place, OpenMode mode) : place_(place), mode_(mode) {
+OpenZipPackage::OpenZipPackage(const ZipPlace& place, OpenMode mode, const std::optional<std::filesystem::path>& output)
+    : place_(place), mode_(mode), limits_(place.options.limits) {
     if (!place_.bytes) {
         place_.file = absolutePath(place.file, place_.label);
+        area_ = std::make_shared<SpillArea>(place_.label, place_.options.memory, place_.options.temporaryFolder);
     }
-    if (mode_ == OpenMode::CreateOnly) {
-        return;
+    if (output) {
+        setOutput(*output);
     }
+    if (mode_ != OpenMode::CreateOnly) {
+        openArchive();
+        readItems();
+        readContentTypes();
+    }
+}
+
+void OpenZipPackage::openArchive() {
     std::unique_ptr<PackageBytes> bytes;
     if (place_.bytes) {
         bytes = std::make_unique<VectorBytes>(*place_.bytes);
     } else {
         bytes = std::make_unique<FileBytes>(place_.file, place_.label);
     }
-    if (mode_ == OpenMode::ReadWrite && !place_.bytes) {
+    if (mode_ == OpenMode::ReadWrite && !place_.bytes && !output_) {
         throwIfNotWritable(place_.file, place_.label);
     }
     archive_ = std::make_unique<ZipArchive>(std::move(bytes), place_.label);
-    readItems();
-    readContentTypes();
+    limits_.checkItems(archive_->count(), place_.label);
+    archive_->throwIfOverlapping();
 }
 
 void OpenZipPackage::readItems() {
-    const std::uint64_t count = archive_->count();
-    for (std::uint64_t index = 0; index < count; ++index) {
-        const ZipArchive::Item item = archive_->item(index);
-        ZipEntry entry{.name = item.name, .label = labelOf(item.name), .index = index};
-        entry.size = item.size;
-        entry.compressedSize = item.compressedSize;
-        if (isContentTypesItem(item.name)) {
-            if (items_.contentTypes()) {
-                fail(Errc::bad_message, place_.label + ": there are two content types streams, " +
-                                            inQuotes(items_.contentTypes()->name) + " and " + inQuotes(item.name));
-            }
-            entry.kind = ZipItemKind::ContentTypes;
-        } else {
-            entry.partName = toPartName(item.name).value_or(u"");
+    PieceGroups groups;
+    std::vector<ZipArchive::Item> items;
+    for (std::uint64_t index = 0; index < archive_->count(); ++index) {
+        items.push_back(archive_->item(index));
+        const std::string& name = items.back().name;
+        limits_.checkName(name, place_.label);
+        const auto piece = parsePieceName(name);
+        if (piece && !groups.add(*piece, index)) {
+            fail(Errc::bad_message, place_.label + ": there are two items " + inQuotes(name));
         }
-        items_.add(std::move(entry));
+    }
+    for (std::uint64_t index = 0; index < items.size(); ++index) {
+        const auto piece = parsePieceName(items[index].name);
+        std::vector<std::uint64_t> pieces = piece ? groups.findComplete(piece->prefix) : std::vector<std::uint64_t>();
+        if (pieces.empty()) {
+            addItem(index, items[index], {});
+        } else if (pieces.front() == index) {
+            ZipArchive::Item whole{std::string(piece->prefix)};
+            for (const std::uint64_t place : pieces) {
+                whole.size += items[place].size;
+                whole.compressedSize += items[place].compressedSize;
+            }
+            addItem(index, whole, std::move(pieces));
+        }
     }
     if (!items_.contentTypes()) {
         fail(Errc::bad_message, place_.label + ": this is no package: there is no item \"[Content_Types].xml\"");
     }
 }
 
+/// @param pieces of an interleaved item; a lone piece is no part (ECMA-376-2 §7.2.4).
+void OpenZipPackage::addItem(std::uint64_t index, const ZipArchive::Item& item, std::vector<std::uint64_t> pieces) {
+    ZipEntry entry{.name = item.name, .label = labelOf(item.name), .index = index, .pieces = std::move(pieces)};
+    entry.size = item.size;
+    entry.compressedSize = item.compressedSize;
+    // The directory may say what it likes: more bytes than the file has are not there.
+    const std::uint64_t compressed = std::min(entry.compressedSize, archive_->getBytes().size());
+    entry.count = std::make_unique<ReadCount>(ReadCount{entry.label, compressed});
+    if (isContentTypesItem(item.name)) {
+        if (items_.contentTypes()) {
+            fail(Errc::bad_message, place_.label + ": there are two content types streams, " +
+                                        inQuotes(items_.contentTypes()->name) + " and " + inQuotes(item.name));
+        }
+        entry.kind = ZipItemKind::ContentTypes;
+    } else if (!parsePieceName(item.name)) {
+        entry.partName = toPartName(item.name).value_or(u"");
+    }
+    items_.add(std::move(entry));
+}
+
+/// Reads what was stored when the package was opened.
+std::unique_ptr<ItemReader> OpenZipPackage::readOriginal(ZipEntry& entry) {
+    std::unique_ptr<ItemReader> reader;
+    if (entry.pieces.empty()) {
+        reader = archive_->read(*entry.index, entry.label);
+    } else {
+        reader = std::make_unique<PiecesReader>(*archive_, entry);
+    }
+    return limits_.watch(std::move(reader), *entry.count);
+}
+
+StoredItem::Facts OpenZipPackage::factsOf(const ZipEntry& entry) const {
+    return {entry.partName, entry.contentType, entry.label, mode_, area_, entry.compression};
+}
+
 void OpenZipPackage::readContentTypes() {
     std::optional<ContentTypes> types;
-    const ZipEntry& stream = *items_.contentTypes();
+    ZipEntry& stream = *items_.contentTypes();
     try {
-        const auto reader = archive_->read(*stream.index, stream.label);
-        types = storage::readContentTypes(*reader);
+        types = storage::readContentTypes(*readOriginal(stream), limits_.get().xmlSize);
     } catch (const Exception&) {
         // Whoever reads the stream meets the same failure; here it says that nothing is known of the types.
     }
     findParts(items_, types ? &*types : nullptr, place_.label);
     for (ZipEntry& entry : items_.all()) {
-        StoredItem::Facts facts{entry.partName, entry.contentType, entry.label, mode_};
-        entry.bytes = std::make_unique<StoredItem>(
-            std::move(facts), [this, &entry] { return archive_->read(*entry.index, entry.label); });
+        entry.bytes = std::make_unique<StoredItem>(factsOf(entry), [this, &entry] { return readOriginal(entry); });
     }
 }
 
@@ -113,12 +191,13 @@ std::vector<ZipItem> OpenZipPackage::getItems() const {
         if (!content && !entry.index) {
             continue;
         }
-        ZipItem item{entry.name, {}, entry.kind, entry.size, entry.compressedSize};
+        ZipItem item{entry.name, {}, entry.kind, entry.pieces.size(), entry.size, entry.compressedSize};
         if (entry.kind == ZipItemKind::Part) {
             item.partName = entry.partName;
         }
         if (content) {
             item.size = item.compressedSize = content->size();
+            item.pieces = 0;
         }
         result.push_back(std::move(item));
     }
@@ -178,10 +257,9 @@ interfaces::IPhysicalPart* OpenZipPackage::createPart(const std::u16string& name
 
 /// A created package starts with the content types and the relationships of the package, for readers of streams.
 ZipEntry& OpenZipPackage::addNew(ZipEntry entry) {
-    StoredItem::Facts facts{entry.partName, entry.contentType, entry.label, mode_};
     // A part exists once it is created, a content types stream once it is written.
     const bool exists = entry.kind == ZipItemKind::Part;
-    entry.bytes = std::make_unique<StoredItem>(std::move(facts), exists ? std::make_shared<const Content>() : nullptr);
+    entry.bytes = std::make_unique<StoredItem>(factsOf(entry), exists ? std::make_shared<const Content>() : nullptr);
     ZipItems::Entries& all = items_.all();
     std::optional<ZipItems::Entries::iterator> before;
     if (mode_ == OpenMode::CreateOnly && entry.kind == ZipItemKind::ContentTypes) {
@@ -201,7 +279,9 @@ void OpenZipPackage::deletePart(const std::u16string& name) {
         fail(Errc::no_such_file_or_directory, label + ": there is no such part");
     }
     if (part->index) {
-        deleted_.push_back(*part->index);
+        const std::vector<std::uint64_t> whole{*part->index};
+        const auto& places = part->pieces.empty() ? whole : part->pieces;
+        deleted_.insert(deleted_.end(), places.begin(), places.end());
     }
     items_.removePart(*part);
 }
@@ -211,7 +291,11 @@ ZipChanges OpenZipPackage::collectChanges() const {
     changes.deleted = deleted_;
     for (const ZipEntry& entry : items_.all()) {
         const auto& content = entry.bytes->getContent();
-        if (content && entry.index) {
+        if (content && !entry.pieces.empty()) {
+            // In one piece from now on, in the place and with the name of the whole.
+            changes.replaced.push_back({*entry.index, content, entry.label, entry.name});
+            changes.deleted.insert(changes.deleted.end(), std::next(entry.pieces.begin()), entry.pieces.end());
+        } else if (content && entry.index) {
             changes.replaced.push_back({*entry.index, content, entry.label});
         } else if (content) {
             changes.added.push_back({entry.name, content, entry.compression, entry.label});

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "storage/zip/ReadLimits.hpp"
 #include "storage/zip/ZipArchive.hpp"
 #include "storage/zip/ZipItems.hpp"
 #include "storage/zip/ZipWriter.hpp"
 
 #include <opc/core/interfaces/OpenMode.hpp>
+#include <opc/storage/zip/ZipOptions.hpp>
 
 #include <filesystem>
 #include <memory>
@@ -20,12 +22,15 @@ struct ZipPlace {
     std::string label; ///< starts the messages
     std::filesystem::path file;
     std::vector<unsigned char>* bytes = nullptr;
+    ZipOptions options{};
 };
 
 /// A ZIP package from its open to its close. The operations are those of `ZipPackage`.
 class OpenZipPackage {
 public:
-    OpenZipPackage(const ZipPlace& place, interfaces::OpenMode mode);
+    /// @param output as for `setOutput`; nothing: where the package is kept.
+    OpenZipPackage(const ZipPlace& place, interfaces::OpenMode mode,
+                   const std::optional<std::filesystem::path>& output = std::nullopt);
 
     void setOutput(const std::filesystem::path& file);
     std::vector<ZipItem> getItems() const;
@@ -41,8 +46,12 @@ public:
     void save() const;
 
 private:
+    void openArchive();
     void readItems();
+    void addItem(std::uint64_t index, const ZipArchive::Item& item, std::vector<std::uint64_t> pieces);
     void readContentTypes();
+    std::unique_ptr<ItemReader> readOriginal(ZipEntry& entry);
+    StoredItem::Facts factsOf(const ZipEntry& entry) const;
     ZipEntry& addNew(ZipEntry entry);
     std::string labelOf(std::string_view itemName) const;
     void throwIfReadOnly(const std::string& label) const;
@@ -53,6 +62,8 @@ private:
     ZipPlace place_;
     interfaces::OpenMode mode_;
     std::optional<std::filesystem::path> output_;
+    std::shared_ptr<SpillArea> area_; ///< null for a package in bytes
+    ReadLimits limits_;
     std::unique_ptr<ZipArchive> archive_; ///< null in a created package
     ZipItems items_;                      ///< its readers end before the archive
     std::vector<std::uint64_t> deleted_;  ///< places in the archive

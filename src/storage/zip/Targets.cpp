@@ -2,8 +2,10 @@
 #include "storage/zip/Targets.hpp"
 
 #include "storage/Failure.hpp"
+#include "storage/FileAccess.hpp"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -44,15 +46,38 @@ fs::path folderOf(const fs::path& file) {
     return file.has_parent_path() ? file.parent_path() : fs::path(".");
 }
 
+constexpr std::string_view MARK_DIGITS = "0123456789abcdefghijklmnopqrstuvwxyz";
+constexpr std::size_t MARK_LENGTH = 12;
+constexpr std::string_view ENDING = ".opcraft-tmp";
+
+/// What the names of all temporary files for a file start with.
+std::string temporaryStart(const fs::path& file) {
+    return "." + file.filename().string().substr(0, MAXIMUM_NAME_PART) + ".";
+}
+
 fs::path temporaryName(const fs::path& file) {
-    constexpr std::string_view digits = "0123456789abcdefghijklmnopqrstuvwxyz";
     std::random_device random;
     std::string mark;
-    for (int i = 0; i < 12; ++i) {
-        mark += digits[random() % digits.size()];
+    for (std::size_t i = 0; i < MARK_LENGTH; ++i) {
+        mark += MARK_DIGITS[random() % MARK_DIGITS.size()];
     }
-    const std::string name = file.filename().string().substr(0, MAXIMUM_NAME_PART);
-    return folderOf(file) / ("." + name + "." + mark + ".opcraft-tmp");
+    return folderOf(file) / (temporaryStart(file) + mark + std::string(ENDING));
+}
+
+bool isTemporaryName(std::string_view name, std::string_view start) {
+    return name.size() == start.size() + MARK_LENGTH + ENDING.size() && name.starts_with(start) &&
+           name.ends_with(ENDING) &&
+           name.substr(start.size(), MARK_LENGTH).find_first_not_of(MARK_DIGITS) == std::string_view::npos;
+}
+
+/// Who writes a temporary file holds a lock on it, which the system takes back when it dies.
+void removeUnlessLocked(const fs::path& name) {
+    const FileDescriptor file(::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
+    struct stat status = {};
+    if (file.isOpen() && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
+        ::flock(file.get(), LOCK_EX | LOCK_NB) == 0) {
+        ::unlink(name.c_str());
+    }
 }
 
 } // namespace
@@ -63,7 +88,10 @@ void throwIfNotWritable(const fs::path& file, const std::string& label) {
     }
 }
 
-FileTarget::FileTarget(const fs::path& file, std::string label) : label_(std::move(label)) {
+FileTarget::FileTarget(const fs::path& file, std::string label)
+    : label_(std::move(label)), window_([this](std::uint64_t offset, const unsigned char* data, std::size_t size) {
+          writeFileAt(output_.get(), offset, data, size, label_);
+      }) {
     file_ = followLinks(file, label_);
     struct stat status = {};
     if (::stat(file_.c_str(), &status) == 0) {
@@ -87,14 +115,9 @@ FileTarget::~FileTarget() {
 }
 
 void FileTarget::createTemporary() {
-    const int flags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
-    // What replaces a file is nobody else's to read before it has the mode of that file.
-    const mode_t mode = old_ ? 0600 : 0666;
+    removeLeftBehind();
     for (int i = 0; i < MAXIMUM_ATTEMPTS; ++i) {
-        fs::path name = temporaryName(file_);
-        output_ = FileDescriptor(::open(name.c_str(), flags, mode));
-        if (output_.isOpen()) {
-            temporary_ = std::move(name);
+        if (createTemporary(temporaryName(file_))) {
             return;
         }
         if (errno != EEXIST && errno != EINTR) {
@@ -104,19 +127,40 @@ void FileTarget::createTemporary() {
     failWithErrno(errno, label_ + ": no temporary file can be created in " + inQuotes(folderOf(file_).string()));
 }
 
-void FileTarget::writeAt(std::uint64_t offset, const unsigned char* data, std::size_t size) {
-    while (size > 0) {
-        const ssize_t count = ::pwrite(output_.get(), data, size, static_cast<off_t>(offset));
-        if (count < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            failWithErrno(errno, label_ + ": cannot be written");
-        }
-        data += count;
-        size -= static_cast<std::size_t>(count);
-        offset += static_cast<std::uint64_t>(count);
+/// @return false when there is none, with the reason in `errno`.
+bool FileTarget::createTemporary(fs::path name) {
+    const int flags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
+    // What replaces a file is nobody else's to read before it has the mode of that file.
+    output_ = FileDescriptor(::open(name.c_str(), flags, old_ ? 0600 : 0666));
+    if (!output_.isOpen()) {
+        return false;
     }
+    temporary_ = std::move(name);
+    // Before it was locked, another save may have taken it for one that was left behind. Where there are no locks,
+    // nobody does.
+    struct stat status = {};
+    const bool isLocked = ::flock(output_.get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+    if (isLocked && ::fstat(output_.get(), &status) == 0 && status.st_nlink > 0) {
+        return true;
+    }
+    ::unlink(temporary_.c_str());
+    temporary_.clear();
+    errno = EEXIST;
+    return false;
+}
+
+void FileTarget::removeLeftBehind() const {
+    const std::string start = temporaryStart(file_);
+    std::error_code ignored;
+    for (fs::directory_iterator place(folderOf(file_), ignored), end; place != end; place.increment(ignored)) {
+        if (isTemporaryName(place->path().filename().native(), start)) {
+            removeUnlessLocked(place->path());
+        }
+    }
+}
+
+void FileTarget::writeAt(std::uint64_t offset, const unsigned char* data, std::size_t size) {
+    window_.writeAt(offset, data, size);
 }
 
 void FileTarget::keepOwnerAndMode() {
@@ -136,6 +180,7 @@ void FileTarget::keepOwnerAndMode() {
 }
 
 void FileTarget::commit() {
+    window_.flush();
     keepOwnerAndMode();
     if (::fsync(output_.get()) != 0 || output_.close() != 0) {
         failWithErrno(errno, label_ + ": cannot be written");

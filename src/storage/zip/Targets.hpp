@@ -2,7 +2,8 @@
 #pragma once
 
 #include "storage/Bytes.hpp"
-#include "storage/zip/FileDescriptor.hpp"
+#include "storage/FileDescriptor.hpp"
+#include "storage/zip/WriteWindow.hpp"
 
 #include <sys/types.h>
 
@@ -17,7 +18,8 @@ namespace opc::storage {
 void throwIfNotWritable(const std::filesystem::path& file, const std::string& label);
 
 /// Replaces a file: writes a temporary one beside it, which takes its place at the end. A symbolic link stays, the
-/// file behind it is replaced, with its mode and, where the system allows it, its owner.
+/// file behind it is replaced, with its mode and, where the system allows it, its owner. Temporary files that others
+/// left behind when they were killed are removed.
 class FileTarget final : public Target {
 public:
     /// @param label starts the messages.
@@ -31,7 +33,9 @@ public:
     void commit() override;
 
 private:
+    bool createTemporary(std::filesystem::path name);
     void createTemporary();
+    void removeLeftBehind() const;
     void keepOwnerAndMode();
     void syncFolder();
 
@@ -46,6 +50,7 @@ private:
     std::filesystem::path temporary_; ///< empty when there is nothing to remove
     std::optional<Owner> old_;        ///< of the file that is replaced
     FileDescriptor output_;
+    WriteWindow window_;
 };
 
 /// Replaces the content of a vector, which is not owned.

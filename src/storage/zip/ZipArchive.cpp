@@ -5,7 +5,11 @@
 #include "storage/zip/ZipErrors.hpp"
 
 #include <algorithm>
+#include <array>
+#include <iterator>
+#include <tuple>
 #include <utility>
+#include <vector>
 
 namespace opc::storage {
 
@@ -13,6 +17,9 @@ namespace {
 
 /// What one call of libzip is asked for at most: it counts in signed numbers.
 constexpr std::size_t MAXIMUM_READ = 1U << 30;
+
+/// The part of a local header of fixed length, which ends with the lengths of the rest (APPNOTE §4.3.7).
+constexpr std::size_t LOCAL_HEADER_SIZE = 30;
 
 struct FileCloser {
     void operator()(zip_file_t* file) const { zip_fclose(file); }
@@ -94,6 +101,43 @@ ZipArchive::Item ZipArchive::item(std::uint64_t index) const {
 
 std::unique_ptr<ItemReader> ZipArchive::read(std::uint64_t index, const std::string& itemLabel) const {
     return std::make_unique<ZipItemReader>(zip_.get(), index, item(index).size, *source_, itemLabel);
+}
+
+/// libzip does not tell where an item is, but it seeks there when it opens one.
+std::optional<ZipArchive::Extent> ZipArchive::findExtent(std::uint64_t index) const {
+    source_->forgetSeeks();
+    const std::unique_ptr<zip_file_t, FileCloser> file(zip_fopen_index(zip_.get(), index, ZIP_FL_COMPRESSED));
+    if (!file) {
+        source_->rethrow();
+        return std::nullopt; // who reads the item finds out why
+    }
+    if (!source_->firstSeek()) {
+        return std::nullopt; // nothing is read of an empty item
+    }
+    const std::uint64_t start = *source_->firstSeek();
+    std::array<unsigned char, LOCAL_HEADER_SIZE> header{};
+    bytes_->readAt(start, header.data(), header.size());
+    const std::uint64_t content =
+        start + LOCAL_HEADER_SIZE + header[26] + (header[27] << 8) + header[28] + (header[29] << 8);
+    const std::uint64_t rest = bytes_->size() - std::min(bytes_->size(), content);
+    return Extent{start, content + std::min(rest, item(index).compressedSize), index};
+}
+
+void ZipArchive::throwIfOverlapping() const {
+    std::vector<Extent> extents;
+    for (std::uint64_t index = 0; index < count(); ++index) {
+        if (const auto extent = findExtent(index)) {
+            extents.push_back(*extent);
+        }
+    }
+    std::sort(extents.begin(), extents.end(),
+              [](const Extent& a, const Extent& b) { return std::tie(a.start, a.index) < std::tie(b.start, b.index); });
+    const auto found = std::adjacent_find(extents.begin(), extents.end(),
+                                          [](const Extent& a, const Extent& b) { return a.end > b.start; });
+    if (found != extents.end()) {
+        fail(Errc::bad_message, label_ + ": the items " + inQuotes(item(found->index).name) + " and " +
+                                    inQuotes(item(std::next(found)->index).name) + " overlap in the file");
+    }
 }
 
 } // namespace opc::storage

@@ -8,6 +8,7 @@
 #include <zip.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace opc::storage {
@@ -44,9 +45,21 @@ public:
     ///         reader, bad_message for damaged content.
     std::unique_ptr<ItemReader> read(std::uint64_t index, const std::string& itemLabel) const;
 
+    /// Refuses a file in which two items share bytes, so that a short file could stand for endless content.
+    /// @throws opc::Exception bad_message
+    void throwIfOverlapping() const;
+
     const PackageBytes& getBytes() const { return *bytes_; }
 
 private:
+    /// The bytes of the file that an item takes.
+    struct Extent {
+        std::uint64_t start;
+        std::uint64_t end;
+        std::uint64_t index;
+    };
+    std::optional<Extent> findExtent(std::uint64_t index) const;
+
     std::string label_;
     std::unique_ptr<PackageBytes> bytes_;
     std::unique_ptr<ZipSource> source_;

@@ -3,6 +3,7 @@
 
 #include "storage/CaselessLess.hpp"
 #include "storage/StoredItem.hpp"
+#include "storage/zip/ReadLimits.hpp"
 
 #include <opc/core/interfaces/CompressionType.hpp>
 #include <opc/storage/zip/ZipItem.hpp>
@@ -15,6 +16,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 namespace opc::storage {
 
@@ -28,9 +30,11 @@ struct ZipEntry {
     std::u16string contentType{}; ///< empty when it is not known
     ZipItemKind kind = ZipItemKind::Other;
     std::optional<std::uint64_t> index{}; ///< place in the file that was opened; none for a new item
+    std::vector<std::uint64_t> pieces{};  ///< places of all pieces in their order; empty for an item in one
     std::uint64_t size = 0;               ///< as stored
     std::uint64_t compressedSize = 0;
     interfaces::CompressionType compression = interfaces::CompressionType::Normal; ///< of a new item
+    std::unique_ptr<ReadCount> count{};
     std::unique_ptr<StoredItem> bytes{};
 };
 

@@ -19,6 +19,7 @@ public:
     explicit Impl(ZipPlace where) : place(std::move(where)) {}
 
     ZipPlace place;
+    std::optional<std::filesystem::path> output; ///< for the next open
     std::optional<OpenZipPackage> current;
 
     OpenZipPackage& opened() {
@@ -29,16 +30,20 @@ public:
     }
 };
 
-ZipPackage::ZipPackage(std::filesystem::path file)
-    : impl_(std::make_unique<Impl>(ZipPlace{file.string(), std::move(file), nullptr})) {}
+ZipPackage::ZipPackage(std::filesystem::path file, ZipOptions options)
+    : impl_(std::make_unique<Impl>(ZipPlace{file.string(), std::move(file), nullptr, std::move(options)})) {}
 
-ZipPackage::ZipPackage(std::vector<unsigned char>& bytes)
-    : impl_(std::make_unique<Impl>(ZipPlace{"ZIP package in memory", {}, &bytes})) {}
+ZipPackage::ZipPackage(std::vector<unsigned char>& bytes, ZipOptions options)
+    : impl_(std::make_unique<Impl>(ZipPlace{"ZIP package in memory", {}, &bytes, std::move(options)})) {}
 
 ZipPackage::~ZipPackage() = default;
 
 void ZipPackage::setOutput(const std::filesystem::path& file) {
-    impl_->opened().setOutput(file);
+    if (impl_->current) {
+        impl_->current->setOutput(file);
+    } else {
+        impl_->output = file;
+    }
 }
 
 std::vector<ZipItem> ZipPackage::getItems() const {
@@ -79,7 +84,7 @@ void ZipPackage::open(const OpenMode& mode) {
     if (impl_->current) {
         fail(Errc::bad_file_descriptor, impl_->place.label + ": the package is already open");
     }
-    impl_->current.emplace(impl_->place, mode);
+    impl_->current.emplace(impl_->place, mode, impl_->output);
 }
 
 void ZipPackage::close(bool discard) {
@@ -88,6 +93,7 @@ void ZipPackage::close(bool discard) {
         package.save();
     }
     impl_->current.reset();
+    impl_->output.reset();
 }
 
 interfaces::IPhysicalPart* ZipPackage::createPart(const std::u16string& name, const std::u16string& contentType,

@@ -8,8 +8,19 @@
 
 namespace opc::storage {
 
+namespace {
+
+constexpr std::size_t MINIMUM_AHEAD = 4 * 1024;
+constexpr std::size_t MAXIMUM_AHEAD = 256 * 1024;
+
+} // namespace
+
 ZipSource::ZipSource(const Bytes* input, Target* output) : input_(input), output_(output) {
     zip_error_init(&error_);
+}
+
+ZipSource::ZipSource(const Bytes& input, std::optional<DeflatedForm> deflated) : ZipSource(&input, nullptr) {
+    deflated_ = deflated;
 }
 
 zip_source_t* ZipSource::makeSource() {
@@ -44,8 +55,11 @@ zip_int64_t ZipSource::perform(void* data, zip_uint64_t size, zip_source_cmd_t c
         return 0;
     case ZIP_SOURCE_READ:
         return read(data, size);
-    case ZIP_SOURCE_SEEK:
-        return seek(readPosition_, input_ ? input_->size() : 0, data, size);
+    case ZIP_SOURCE_SEEK: {
+        const zip_int64_t result = seek(readPosition_, input_ ? input_->size() : 0, data, size);
+        firstSeek_ = firstSeek_.value_or(readPosition_);
+        return result;
+    }
     case ZIP_SOURCE_TELL:
         return static_cast<zip_int64_t>(readPosition_);
     case ZIP_SOURCE_STAT:
@@ -76,9 +90,40 @@ zip_int64_t ZipSource::perform(void* data, zip_uint64_t size, zip_source_cmd_t c
 }
 
 zip_int64_t ZipSource::read(void* data, zip_uint64_t size) {
-    const std::size_t count = input_ ? input_->readAt(readPosition_, static_cast<unsigned char*>(data), size) : 0;
+    auto* buffer = static_cast<unsigned char*>(data);
+    std::size_t count = 0;
+    if (refillAhead(size)) {
+        const std::size_t skipped = readPosition_ - aheadStart_;
+        count = std::min<std::size_t>(size, ahead_.size() - skipped);
+        std::copy_n(ahead_.begin() + static_cast<std::ptrdiff_t>(skipped), count, buffer);
+    } else if (input_) {
+        count = input_->readAt(readPosition_, buffer, size);
+    }
     readPosition_ += count;
+    lastEnd_ = readPosition_;
     return static_cast<zip_int64_t>(count);
+}
+
+/// libzip reads in small pieces. Where one follows on another, more and more is read ahead.
+/// @return false when the bytes at the place are not there and are better read for themselves.
+bool ZipSource::refillAhead(zip_uint64_t size) {
+    if (readPosition_ >= aheadStart_ && readPosition_ < aheadStart_ + ahead_.size()) {
+        return true;
+    }
+    if (!input_ || size >= MAXIMUM_AHEAD || readPosition_ != lastEnd_) {
+        aheadSize_ = 0;
+        return false;
+    }
+    aheadSize_ = std::clamp(aheadSize_ * 2, MINIMUM_AHEAD, MAXIMUM_AHEAD);
+    ahead_.resize(aheadSize_);
+    aheadStart_ = readPosition_;
+    try {
+        ahead_.resize(input_->readAt(readPosition_, ahead_.data(), aheadSize_));
+    } catch (...) {
+        ahead_.clear();
+        throw;
+    }
+    return !ahead_.empty();
 }
 
 zip_int64_t ZipSource::write(const void* data, zip_uint64_t size) {
@@ -109,6 +154,13 @@ zip_int64_t ZipSource::describe(void* data, zip_uint64_t size) {
     zip_stat_init(status);
     status->size = input_->size();
     status->valid = ZIP_STAT_SIZE;
+    if (deflated_) {
+        status->comp_size = status->size;
+        status->size = deflated_->plainSize;
+        status->crc = deflated_->checksum;
+        status->comp_method = ZIP_CM_DEFLATE;
+        status->valid |= ZIP_STAT_COMP_SIZE | ZIP_STAT_CRC | ZIP_STAT_COMP_METHOD;
+    }
     return sizeof(*status);
 }
 

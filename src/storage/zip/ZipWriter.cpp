@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "storage/zip/ZipWriter.hpp"
 
+#include "storage/Compression.hpp"
+#include "storage/zip/FileBytes.hpp"
 #include "storage/zip/ZipArchive.hpp"
 #include "storage/zip/ZipErrors.hpp"
 #include "storage/zip/ZipSource.hpp"
@@ -23,27 +25,6 @@ constexpr zip_uint16_t FIXED_TIME = 0;
 /// Extra fields that hold times: NTFS, extended timestamp, old Unix.
 constexpr std::array<zip_uint16_t, 3> TIME_FIELDS = {0x000A, 0x5455, 0x5855};
 
-struct Compression {
-    zip_int32_t method;
-    zip_uint32_t level;
-};
-
-Compression compressionFor(CompressionType type) {
-    switch (type) {
-    case CompressionType::None:
-        return {ZIP_CM_STORE, 0};
-    case CompressionType::Maximum:
-        return {ZIP_CM_DEFLATE, 9};
-    case CompressionType::Fast:
-        return {ZIP_CM_DEFLATE, 3};
-    case CompressionType::SuperFast:
-        return {ZIP_CM_DEFLATE, 1};
-    case CompressionType::Normal:
-        break;
-    }
-    return {ZIP_CM_DEFLATE, 6};
-}
-
 class Writer {
 public:
     Writer(const Bytes* original, Target& target, const std::string& label)
@@ -59,6 +40,9 @@ public:
             zip_source_free(source);
         }
         check(result, item.label);
+        if (!item.newName.empty()) {
+            check(zip_file_rename(zip_.get(), item.index, item.newName.c_str(), ZIP_FL_ENC_UTF_8), item.label);
+        }
         check(zip_file_set_encryption(zip_.get(), item.index, ZIP_EM_NONE, nullptr), item.label);
         for (const zip_uint16_t field : TIME_FIELDS) {
             zip_file_extra_field_delete_by_id(zip_.get(), item.index, field, ZIP_EXTRA_FIELD_ALL,
@@ -90,12 +74,25 @@ public:
     }
 
 private:
-    zip_source_t* sourceOf(const Content& content) { return contents_.emplace_back(&content, nullptr).makeSource(); }
+    /// What went to the spill area is taken over as it lies there.
+    zip_source_t* sourceOf(const Content& content) {
+        std::optional<DeflatedForm> deflated;
+        if (SpilledContent* spilled = content.spilled()) {
+            spilled->synchronize();
+            if (spilled->isDeflated()) {
+                deflated = DeflatedForm{spilled->plainSize(), spilled->checksum()};
+            }
+            return contents_.emplace_back(*spilled, deflated).makeSource();
+        }
+        const Bytes& bytes = bytes_.emplace_back(content.inMemory());
+        return contents_.emplace_back(bytes, deflated).makeSource();
+    }
 
     /// Where the method is the one of a replaced item, libzip takes its own idea of the level.
     void finish(std::uint64_t index, CompressionType type, const std::string& label) {
-        const Compression compression = compressionFor(type);
-        check(zip_set_file_compression(zip_.get(), index, compression.method, compression.level), label);
+        const int level = compressionLevel(type);
+        const zip_int32_t method = level == 0 ? ZIP_CM_STORE : ZIP_CM_DEFLATE;
+        check(zip_set_file_compression(zip_.get(), index, method, static_cast<zip_uint32_t>(level)), label);
         check(zip_file_set_dostime(zip_.get(), index, FIXED_TIME, FIXED_DATE, 0), label);
     }
 
@@ -107,6 +104,7 @@ private:
 
     const std::string& label_;
     ZipSource archive_;
+    std::list<VectorBytes> bytes_;
     std::list<ZipSource> contents_;
     ZipHandle zip_;
 };

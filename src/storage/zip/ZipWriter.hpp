@@ -18,6 +18,7 @@ struct ZipChanges {
         std::uint64_t index;
         std::shared_ptr<const Content> content;
         std::string label;
+        std::string newName{}; ///< empty: the name stays
     };
     struct Added {
         std::string name; ///< US-ASCII

@@ -13,11 +13,13 @@ enum class ZipItemKind {
     Other,        ///< no part (ECMA-376-2 §7.3): kept as it is
 };
 
-/// One item of an open ZIP package, as it stands with all changes made so far.
+/// One item of an open ZIP package, as it stands with all changes made so far. The pieces of an interleaved part
+/// (ECMA-376-2 §7.2.4) are one item.
 struct ZipItem {
-    std::string name;        ///< the ZIP item name, UTF-8
+    std::string name;        ///< the ZIP item name, UTF-8; of an interleaved part, what stands before "/[0].piece"
     std::u16string partName; ///< the part name; empty unless the kind is Part
     ZipItemKind kind = ZipItemKind::Other;
+    std::uint64_t pieces = 0;         ///< items that the bytes are spread over, for an interleaved part; else 0
     std::uint64_t size = 0;           ///< bytes, uncompressed
     std::uint64_t compressedSize = 0; ///< bytes in the file; for content written since the open, its plain size
 };

@@ -4,6 +4,7 @@
 #include <opc/core/Export.hpp>
 #include <opc/core/interfaces/IPhysicalPackage.hpp>
 #include <opc/storage/zip/ZipItem.hpp>
+#include <opc/storage/zip/ZipOptions.hpp>
 
 #include <filesystem>
 #include <memory>
@@ -15,21 +16,27 @@ namespace opc::storage {
 /// A physical package in a ZIP file, or in the bytes of one (ECMA-376-2 §7.3).
 ///
 /// An item whose name maps to no part name, or that the content types stream gives no content type, is no
-/// part; it stays in the file as it is (`getOtherItems`). Items that are not changed keep their compressed
-/// bytes and their order; an item that is written anew keeps its name and place and is deflated. A created package
-/// starts with the content types stream and the relationships of the package. The same calls give the same bytes:
-/// what is written bears the time 1980-01-01 00:00.
+/// part; it stays in the file as it is (`getOtherItems`). Interleaved items (ECMA-376-2 §7.2.4) are read as one part
+/// and stay as they are until it is written anew, in one piece; a piece of an incomplete row is no part. Items that are
+/// not changed keep their compressed bytes and their order; an item that is written anew keeps its name and place and
+/// is deflated. A created package starts with the content types stream and the relationships of the package. The same
+/// calls give the same bytes: what is written bears the time 1980-01-01 00:00.
 ///
 /// A save writes a temporary file in the folder of the target, syncs it, renames it over the target (through a
 /// symbolic link, with the mode of the file that was there) and syncs the folder: whatever fails, the file is
-/// the old one or the new one, and no temporary file stays. A read-write package without changes writes nothing.
+/// the old one or the new one, and no temporary file stays; one that a killed process left behind goes with the next
+/// save. A read-write package without changes writes nothing.
+///
+/// Parts of any size are read and written in constant memory (`ZipOptions::memory`); ZIP64 is used where sizes or
+/// counts need it, and nowhere else.
 ///
 /// Owns everything it hands out; not copyable. Used by one thread at a time.
 ///
 /// The rules of `IPhysicalPackage` hold. Messages name the file and the item. Codes compare with the generic
 /// conditions:
-/// - bad_message: no ZIP file, no or two content types streams, two items that are the same part; damaged content
-///   (a wrong checksum or length), when it is read;
+/// - bad_message: no ZIP file, no or two content types streams, two items that are the same part, items that overlap;
+///   damaged content (a wrong checksum or length), when it is read;
+/// - file_too_large: a limit of `ZipOptions::limits` is reached, at open or when content is read;
 /// - not_supported: an encrypted item or an unknown compression method, when it is read;
 /// - operation_not_permitted: a change in a read-only package, a read or a deletion in a created one;
 /// - invalid_argument: a part name that would not map back from its item name, an output that is no regular file;
@@ -37,15 +44,16 @@ namespace opc::storage {
 /// - device_or_resource_busy: another program wrote to the file since it was opened, when it is saved;
 /// - bad_file_descriptor: a use while closed, a second open, a read from a stream that is not open;
 /// - the system's own for what the system refuses: no_such_file_or_directory (at open the file, at a save the folder),
-///   permission_denied (at open also for a file that read-write mode may not write), no_space_on_device, ….
+///   permission_denied (at open also for a file that read-write mode may not write), no_space_on_device, …. Content
+///   that could not be kept until the save makes every save fail, until it is written anew or its part is deleted.
 class OPCRAFT_API ZipPackage final : public interfaces::IPhysicalPackage {
 public:
     /// A package in a file. Nothing is touched before `open`.
-    explicit ZipPackage(std::filesystem::path file);
+    explicit ZipPackage(std::filesystem::path file, ZipOptions options = {});
 
     /// A package in the bytes of a ZIP file. Not owned: the vector outlives the package, is read while the package
     /// is open and must not be changed then; a save replaces its content.
-    explicit ZipPackage(std::vector<unsigned char>& bytes);
+    explicit ZipPackage(std::vector<unsigned char>& bytes, ZipOptions options = {});
 
     ~ZipPackage() override;
 
@@ -54,9 +62,9 @@ public:
 
     /// Lets the next save of a package that is open in read-write or create-only mode go to another file, which
     /// is written even when nothing was changed; the file that was opened stays as it is. Holds until the package
-    /// is closed. Also the way out after a close that failed.
-    /// @throws opc::Exception bad_file_descriptor when the package is closed, operation_not_permitted when it is
-    ///         read-only.
+    /// is closed. Also the way out after a close that failed. Said before the open, which may be for read-write of a
+    /// file that may not be written then, it holds for that one.
+    /// @throws opc::Exception operation_not_permitted when the package is read-only; said before, the open throws.
     void setOutput(const std::filesystem::path& file);
 
     /// Every item in the order of the file, new ones behind, deleted ones left out.

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+
+namespace opc {
+
+/// How much a package that is opened may cost. Who made the package may have made it to do harm: a few kilobytes of a
+/// ZIP file can stand for terabytes. Counted is what really comes out of the package, whatever it says of itself.
+///
+/// A value without invariants; a store takes it for what it reads itself, `model::Package` for XML. The defaults suit a
+/// program that opens files of unknown origin; the documents of office programs stay far below them.
+struct Limits {
+    static constexpr std::uint64_t GIBIBYTE = 1024ULL * 1024 * 1024;
+
+    /// Beyond this many inflated bytes, the ratio of an item counts.
+    static constexpr std::uint64_t RATIO_FLOOR = 1024ULL * 1024;
+
+    std::uint64_t items = 250'000;               ///< items of a ZIP file, folders and what is no part included
+    std::uint64_t itemSize = 4 * GIBIBYTE;       ///< bytes of one item or part, inflated
+    std::uint64_t totalSize = 16 * GIBIBYTE;     ///< bytes of all items that are read, inflated, each counted once
+    std::uint64_t ratio = 250;                   ///< inflated bytes for one compressed byte; DEFLATE can reach 1,032
+    std::uint64_t nameLength = 4096;             ///< bytes of the name of an item
+    std::uint64_t xmlSize = 64ULL * 1024 * 1024; ///< bytes of an XML part or stream
+    std::uint64_t xmlDepth = 128; ///< elements nested in one another, the outermost counting 1; each one takes stack
+};
+
+} // namespace opc

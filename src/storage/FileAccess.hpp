@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+/// Reading and writing at a place of an open file, to the last byte. Pure functions.
+namespace opc::storage {
+
+/// @param label starts the messages.
+/// @return the bytes delivered; fewer than asked for at the end of the file only.
+/// @throws opc::Exception what the system reports.
+std::size_t readFileAt(int file, std::uint64_t offset, unsigned char* buffer, std::size_t size,
+                       const std::string& label);
+
+/// @throws opc::Exception what the system reports.
+void writeFileAt(int file, std::uint64_t offset, const unsigned char* data, std::size_t size, const std::string& label);
+
+} // namespace opc::storage

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+
+namespace opc::storage {
+
+/// One pass over the bytes of an item.
+class ItemReader {
+public:
+    virtual ~ItemReader() = default;
+
+    /// @return the bytes delivered; 0 at the end.
+    virtual std::size_t read(unsigned char* buffer, std::size_t size) = 0;
+};
+
+} // namespace opc::storage

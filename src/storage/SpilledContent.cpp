@@ -1,0 +1,256 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "storage/SpilledContent.hpp"
+
+#include "storage/Compression.hpp"
+#include "storage/Failure.hpp"
+
+#include <zlib.h>
+
+#include <algorithm>
+#include <array>
+#include <new>
+#include <utility>
+
+namespace opc::storage {
+
+namespace {
+
+/// What is deflated waits for so many bytes before it is written.
+constexpr std::size_t WRITE_SIZE = 256 * 1024;
+constexpr std::size_t READ_SIZE = 64 * 1024;
+/// What zlib, which counts in 32 bits, is handed at most.
+constexpr std::size_t MAXIMUM_CHUNK = 1024 * 1024;
+/// Negative: a bare deflate stream, as in a ZIP file.
+constexpr int WINDOW_BITS = -15;
+constexpr int MEMORY_LEVEL = 8;
+
+/// The end of a deflate stream: a last block of fixed codes with nothing but its end (RFC 1951 §3.2.6).
+constexpr std::array<unsigned char, 2> STREAM_END = {3, 0};
+
+/// @return the bytes copied; fewer than asked for at the end only.
+template <class Source>
+std::size_t copyFrom(const Source& source, std::uint64_t offset, unsigned char* buffer, std::size_t size) {
+    const std::size_t count = offset < source.size() ? std::min<std::uint64_t>(size, source.size() - offset) : 0;
+    std::copy_n(source.begin() + static_cast<std::ptrdiff_t>(count == 0 ? 0 : offset), count, buffer);
+    return count;
+}
+
+} // namespace
+
+struct SpilledContent::Deflater {
+    explicit Deflater(int level) {
+        if (deflateInit2(&stream, level, Z_DEFLATED, WINDOW_BITS, MEMORY_LEVEL, Z_DEFAULT_STRATEGY) != Z_OK) {
+            throw std::bad_alloc();
+        }
+    }
+    ~Deflater() { deflateEnd(&stream); }
+    Deflater(const Deflater&) = delete;
+    Deflater& operator=(const Deflater&) = delete;
+
+    z_stream stream = {};
+    std::array<unsigned char, 16 * 1024> buffer;
+};
+
+SpilledContent::SpilledContent(std::shared_ptr<SpillArea> area, interfaces::CompressionType compression)
+    : area_(std::move(area)), level_(compressionLevel(compression)) {
+    if (isDeflated()) {
+        deflater_ = std::make_unique<Deflater>(level_);
+    }
+}
+
+SpilledContent::~SpilledContent() {
+    for (const Extent& extent : extents_) {
+        area_->discard(extent.offset, extent.size);
+    }
+}
+
+/// What fails half-way leaves nothing that could be continued.
+template <class Action>
+void SpilledContent::change(Action action) {
+    if (failure_) {
+        std::rethrow_exception(failure_);
+    }
+    try {
+        action();
+    } catch (...) {
+        failure_ = std::current_exception();
+        throw;
+    }
+}
+
+void SpilledContent::append(const unsigned char* data, std::size_t size) {
+    change([&] {
+        for (std::size_t done = 0; done < size; done += MAXIMUM_CHUNK) {
+            appendChunk(data + done, std::min(size - done, MAXIMUM_CHUNK));
+        }
+    });
+}
+
+void SpilledContent::appendChunk(const unsigned char* data, std::size_t size) {
+    if (isDeflated()) {
+        deflate(data, size, Z_NO_FLUSH);
+    } else {
+        pending_.insert(pending_.end(), data, data + size);
+    }
+    checksum_ = static_cast<std::uint32_t>(crc32_z(checksum_, data, size));
+    plainSize_ += size;
+    if (pending_.size() >= WRITE_SIZE) {
+        writePending();
+    }
+}
+
+void SpilledContent::synchronize() {
+    change([&] {
+        if (!isSynchronized_) {
+            deflate(nullptr, 0, Z_SYNC_FLUSH);
+        }
+    });
+}
+
+void SpilledContent::finish() {
+    synchronize();
+    change([&] { writePending(); });
+    deflater_.reset();
+    pending_.shrink_to_fit();
+}
+
+void SpilledContent::deflate(const unsigned char* data, std::size_t size, int flush) {
+    z_stream& stream = deflater_->stream;
+    auto& buffer = deflater_->buffer;
+    stream.next_in = const_cast<unsigned char*>(data);
+    stream.avail_in = static_cast<uInt>(size);
+    do {
+        stream.next_out = buffer.data();
+        stream.avail_out = buffer.size();
+        ::deflate(&stream, flush);
+        pending_.insert(pending_.end(), buffer.data(), stream.next_out);
+    } while (stream.avail_out == 0);
+    isSynchronized_ = flush == Z_SYNC_FLUSH;
+}
+
+void SpilledContent::writePending() {
+    if (pending_.empty()) {
+        return;
+    }
+    const bool isFirst = extents_.empty();
+    extents_.reserve(extents_.size() + 1);
+    const std::uint64_t offset = area_->write(pending_.data(), pending_.size());
+    if (!isFirst && extents_.back().offset + extents_.back().size == offset) {
+        extents_.back().size += pending_.size();
+    } else {
+        extents_.push_back({written_, offset, pending_.size()});
+    }
+    written_ += pending_.size();
+    pending_.clear();
+}
+
+std::uint64_t SpilledContent::size() const {
+    return bodySize() + (isDeflated() ? STREAM_END.size() : 0);
+}
+
+std::size_t SpilledContent::readAt(std::uint64_t offset, unsigned char* buffer, std::size_t size) const {
+    std::size_t done = 0;
+    while (done < size && offset + done < written_) {
+        done += readExtent(offset + done, buffer + done, size - done);
+    }
+    if (done < size) {
+        done += copyFrom(pending_, offset + done - written_, buffer + done, size - done);
+    }
+    if (done < size && isDeflated()) {
+        done += copyFrom(STREAM_END, offset + done - bodySize(), buffer + done, size - done);
+    }
+    return done;
+}
+
+std::size_t SpilledContent::readExtent(std::uint64_t offset, unsigned char* buffer, std::size_t size) const {
+    const auto next = std::upper_bound(extents_.begin(), extents_.end(), offset,
+                                       [](std::uint64_t place, const Extent& extent) { return place < extent.start; });
+    const Extent& extent = *std::prev(next);
+    const std::uint64_t skipped = offset - extent.start;
+    const std::size_t wanted = std::min<std::uint64_t>(size, extent.size - skipped);
+    if (area_->read(extent.offset + skipped, buffer, wanted) != wanted) {
+        fail(Errc::io_error, "the temporary file was cut short");
+    }
+    return wanted;
+}
+
+/// Reads plain bytes that are stored as they are.
+class PlainReader final : public ItemReader {
+public:
+    explicit PlainReader(const SpilledContent& content) : content_(content) {}
+
+    std::size_t read(unsigned char* buffer, std::size_t size) override {
+        const std::size_t count = content_.readAt(position_, buffer, size);
+        position_ += count;
+        return count;
+    }
+
+private:
+    const SpilledContent& content_;
+    std::uint64_t position_ = 0;
+};
+
+class InflatingReader final : public ItemReader {
+public:
+    explicit InflatingReader(SpilledContent& content) : content_(content), input_(READ_SIZE) {
+        if (inflateInit2(&stream_, WINDOW_BITS) != Z_OK) {
+            throw std::bad_alloc();
+        }
+    }
+    ~InflatingReader() override { inflateEnd(&stream_); }
+    InflatingReader(const InflatingReader&) = delete;
+    InflatingReader& operator=(const InflatingReader&) = delete;
+
+    std::size_t read(unsigned char* buffer, std::size_t size) override {
+        if (read_ == content_.plainSize()) {
+            return 0;
+        }
+        const auto room = static_cast<uInt>(std::min(size, MAXIMUM_CHUNK));
+        stream_.next_out = buffer;
+        stream_.avail_out = room;
+        // Bytes may be waiting inside zlib, so the input is refilled only after nothing came out.
+        for (inflateSome(); stream_.avail_out == room; inflateSome()) {
+            refill();
+        }
+        read_ += room - stream_.avail_out;
+        return room - stream_.avail_out;
+    }
+
+private:
+    void inflateSome() {
+        const int result = inflate(&stream_, Z_NO_FLUSH);
+        if (result != Z_OK && result != Z_BUF_ERROR) {
+            fail(Errc::io_error, "the temporary file was changed");
+        }
+    }
+
+    void refill() {
+        if (position_ == content_.bodySize()) {
+            content_.synchronize();
+        }
+        const std::uint64_t left = content_.bodySize() - position_;
+        if (left == 0) {
+            fail(Errc::io_error, "the temporary file was changed");
+        }
+        const std::size_t count =
+            content_.readAt(position_, input_.data(), std::min<std::uint64_t>(input_.size(), left));
+        position_ += count;
+        stream_.next_in = input_.data();
+        stream_.avail_in = static_cast<uInt>(count);
+    }
+
+    SpilledContent& content_;
+    std::vector<unsigned char> input_;
+    z_stream stream_ = {};
+    std::uint64_t position_ = 0; ///< in the stored form
+    std::uint64_t read_ = 0;
+};
+
+std::unique_ptr<ItemReader> readPlain(SpilledContent& content) {
+    if (content.isDeflated()) {
+        return std::make_unique<InflatingReader>(content);
+    }
+    return std::make_unique<PlainReader>(content);
+}
+
+} // namespace opc::storage

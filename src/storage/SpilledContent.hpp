@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "storage/Bytes.hpp"
+#include "storage/ItemReader.hpp"
+#include "storage/SpillArea.hpp"
+
+#include <opc/core/interfaces/CompressionType.hpp>
+
+#include <exception>
+#include <memory>
+#include <vector>
+
+namespace opc::storage {
+
+/// Content that went to the spill area in the form in which a ZIP file will hold it, so that it is compressed once. As
+/// `Bytes` it is that form, complete at any time: a deflate stream with its end (RFC 1951), or the plain bytes.
+class SpilledContent final : public Bytes {
+public:
+    SpilledContent(std::shared_ptr<SpillArea> area, interfaces::CompressionType compression);
+    ~SpilledContent() override;
+
+    SpilledContent(const SpilledContent&) = delete;
+    SpilledContent& operator=(const SpilledContent&) = delete;
+
+    /// Appends; when that or one of the next two fails, the content is lost, and all three throw the same ever after.
+    void append(const unsigned char* data, std::size_t size);
+
+    /// Frees what only appending needs.
+    void finish();
+
+    /// Brings all that was appended into the stored form.
+    void synchronize();
+
+    bool isDeflated() const { return level_ != 0; }
+    std::uint64_t plainSize() const { return plainSize_; }
+    std::uint32_t checksum() const { return checksum_; } ///< CRC-32
+
+    std::uint64_t size() const override;
+    std::size_t readAt(std::uint64_t offset, unsigned char* buffer, std::size_t size) const override;
+
+private:
+    friend class InflatingReader;
+
+    struct Extent {
+        std::uint64_t start; ///< in the stored form
+        std::uint64_t offset;
+        std::uint64_t size;
+    };
+    struct Deflater;
+
+    template <class Action>
+    void change(Action action);
+    void appendChunk(const unsigned char* data, std::size_t size);
+    void deflate(const unsigned char* data, std::size_t size, int flush);
+    void writePending();
+    std::uint64_t bodySize() const { return written_ + pending_.size(); }
+    std::size_t readExtent(std::uint64_t offset, unsigned char* buffer, std::size_t size) const;
+
+    std::shared_ptr<SpillArea> area_;
+    int level_;
+    std::vector<Extent> extents_;
+    std::uint64_t written_ = 0; ///< bytes of all extents
+    std::uint64_t plainSize_ = 0;
+    std::uint32_t checksum_ = 0;
+    std::exception_ptr failure_;
+    std::vector<unsigned char> pending_; ///< of the stored form, behind the extents
+    std::unique_ptr<Deflater> deflater_; ///< null once finished, and for plain bytes
+    bool isSynchronized_ = true;
+};
+
+/// Reads the plain bytes of content, also while it grows.
+std::unique_ptr<ItemReader> readPlain(SpilledContent& content);
+
+} // namespace opc::storage

@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "storage/zip/Pieces.hpp"
+
+#include <algorithm>
+#include <charconv>
+
+namespace opc::storage {
+
+namespace {
+
+std::string toLower(std::string_view text) {
+    std::string lower(text);
+    for (char& c : lower) {
+        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    }
+    return lower;
+}
+
+/// Takes an ending off, in whatever case it is written.
+bool takeOff(std::string_view& text, std::string_view ending) {
+    if (text.size() < ending.size() || toLower(text.substr(text.size() - ending.size())) != ending) {
+        return false;
+    }
+    text.remove_suffix(ending.size());
+    return true;
+}
+
+/// A number as it is written in piece names: without zeros before it.
+std::optional<std::uint64_t> parseNumber(std::string_view digits) {
+    std::uint64_t number = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    const bool isNumber = error == std::errc() && end == digits.data() + digits.size();
+    return isNumber && (digits.size() == 1 || digits.front() != '0') ? std::optional(number) : std::nullopt;
+}
+
+} // namespace
+
+std::optional<PieceName> parsePieceName(std::string_view itemName) {
+    std::string_view rest = itemName;
+    if (!takeOff(rest, ".piece")) {
+        return std::nullopt;
+    }
+    const bool isLast = takeOff(rest, ".last");
+    const std::size_t start = rest.rfind("/[");
+    if (start == std::string_view::npos || start == 0 || rest.back() != ']') {
+        return std::nullopt;
+    }
+    const auto number = parseNumber(rest.substr(start + 2, rest.size() - start - 3));
+    return number ? std::optional(PieceName{rest.substr(0, start), *number, isLast}) : std::nullopt;
+}
+
+bool PieceGroups::add(const PieceName& name, std::uint64_t place) {
+    Group& group = groups_[toLower(name.prefix)];
+    if (name.isLast) {
+        group.hasTwoLast = group.last.has_value();
+        group.last = name.number;
+    }
+    return group.places.emplace(name.number, place).second;
+}
+
+std::vector<std::uint64_t> PieceGroups::findComplete(std::string_view prefix) const {
+    std::vector<std::uint64_t> places;
+    const auto found = groups_.find(toLower(prefix));
+    if (found == groups_.end()) {
+        return places;
+    }
+    const Group& group = found->second;
+    // As many pieces as the last number says, with the last as the highest, are all of them.
+    const bool isComplete = group.last && !group.hasTwoLast && group.places.size() == *group.last + 1 &&
+                            group.places.rbegin()->first == *group.last;
+    if (isComplete) {
+        std::transform(group.places.begin(), group.places.end(), std::back_inserter(places),
+                       [](const auto& piece) { return piece.second; });
+    }
+    return places;
+}
+
+} // namespace opc::storage

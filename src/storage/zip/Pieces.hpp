@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Interleaved items: a part whose bytes are spread over items "name/[0].piece", "name/[1].piece", … up to
+/// "name/[n].last.piece" (ECMA-376-2 §7.2.4, §7.3.4).
+namespace opc::storage {
+
+struct PieceName {
+    std::string_view prefix; ///< the name of the whole
+    std::uint64_t number;
+    bool isLast;
+};
+
+/// @return nothing for an item that is no piece by its name.
+std::optional<PieceName> parsePieceName(std::string_view itemName);
+
+/// The pieces of a package, sorted by what they are pieces of.
+class PieceGroups {
+public:
+    /// @param place any number that tells the items apart.
+    /// @return false when there is a piece of that name already.
+    bool add(const PieceName& name, std::uint64_t place);
+
+    /// The places of all pieces in their order; empty when one is missing, or when there is more than the last one.
+    std::vector<std::uint64_t> findComplete(std::string_view prefix) const;
+
+private:
+    struct Group {
+        std::map<std::uint64_t, std::uint64_t> places; ///< by number
+        std::optional<std::uint64_t> last;             ///< number
+        bool hasTwoLast = false;
+    };
+    std::map<std::string, Group> groups_; ///< by prefix in lower case
+};
+
+} // namespace opc::storage

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "storage/ItemReader.hpp"
+
+#include <opc/core/Limits.hpp>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace opc::storage {
+
+/// What the readers of one item have in common.
+struct ReadCount {
+    std::string label;                ///< starts the messages
+    std::uint64_t compressedSize = 0; ///< bytes in the file
+    std::uint64_t inflated = 0;       ///< the most that one reader has got
+};
+
+/// Keeps the limits of a package that is read, by what really comes out of it. Outlives its readers.
+class ReadLimits {
+public:
+    explicit ReadLimits(const Limits& limits) : limits_(limits) {}
+
+    const Limits& get() const { return limits_; }
+
+    /// @throws opc::Exception file_too_large
+    void checkItems(std::uint64_t count, const std::string& label) const;
+    void checkName(std::string_view name, const std::string& label) const;
+
+    /// A reader that stops with file_too_large where a limit is reached.
+    /// @param count outlives the reader.
+    std::unique_ptr<ItemReader> watch(std::unique_ptr<ItemReader> reader, ReadCount& count);
+
+    /// Counts what one reader has got of an item so far.
+    void count(std::uint64_t size, ReadCount& item);
+
+private:
+    Limits limits_;
+    std::uint64_t total_ = 0;
+};
+
+} // namespace opc::storage
