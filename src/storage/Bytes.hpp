@@ -19,12 +19,12 @@ public:
     virtual std::size_t readAt(std::uint64_t offset, unsigned char* buffer, std::size_t size) const = 0;
 };
 
-/// Takes the bytes of a whole file, in any order of places. What was there before is replaced by `commit`, all
-/// at once; destroyed without it, the target leaves everything as it was.
+/// Takes the bytes of a whole file, one after another. What was there before is replaced by `commit`, all at once;
+/// destroyed without it, the target leaves everything as it was.
 class Target {
 public:
     virtual ~Target() = default;
-    virtual void writeAt(std::uint64_t offset, const unsigned char* data, std::size_t size) = 0;
+    virtual void write(const unsigned char* data, std::size_t size) = 0;
     virtual void commit() = 0;
 };
 

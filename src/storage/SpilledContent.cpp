@@ -18,11 +18,10 @@ namespace {
 /// What is deflated waits for so many bytes before it is written.
 constexpr std::size_t WRITE_SIZE = 256 * 1024;
 constexpr std::size_t READ_SIZE = 64 * 1024;
-/// What zlib, which counts in 32 bits, is handed at most.
+/// What is taken at a time.
 constexpr std::size_t MAXIMUM_CHUNK = 1024 * 1024;
 /// Negative: a bare deflate stream, as in a ZIP file.
 constexpr int WINDOW_BITS = -15;
-constexpr int MEMORY_LEVEL = 8;
 
 /// The end of a deflate stream: a last block of fixed codes with nothing but its end (RFC 1951 §3.2.6).
 constexpr std::array<unsigned char, 2> STREAM_END = {3, 0};
@@ -36,20 +35,6 @@ std::size_t copyFrom(const Source& source, std::uint64_t offset, unsigned char* 
 }
 
 } // namespace
-
-struct SpilledContent::Deflater {
-    explicit Deflater(int level) {
-        if (deflateInit2(&stream, level, Z_DEFLATED, WINDOW_BITS, MEMORY_LEVEL, Z_DEFAULT_STRATEGY) != Z_OK) {
-            throw std::bad_alloc();
-        }
-    }
-    ~Deflater() { deflateEnd(&stream); }
-    Deflater(const Deflater&) = delete;
-    Deflater& operator=(const Deflater&) = delete;
-
-    z_stream stream = {};
-    std::array<unsigned char, 16 * 1024> buffer;
-};
 
 SpilledContent::SpilledContent(std::shared_ptr<SpillArea> area, interfaces::CompressionType compression)
     : area_(std::move(area)), level_(compressionLevel(compression)) {
@@ -88,7 +73,8 @@ void SpilledContent::append(const unsigned char* data, std::size_t size) {
 
 void SpilledContent::appendChunk(const unsigned char* data, std::size_t size) {
     if (isDeflated()) {
-        deflate(data, size, Z_NO_FLUSH);
+        deflater_->deflate(data, size, Deflater::Ending::Open, pending_);
+        isSynchronized_ = false;
     } else {
         pending_.insert(pending_.end(), data, data + size);
     }
@@ -102,7 +88,8 @@ void SpilledContent::appendChunk(const unsigned char* data, std::size_t size) {
 void SpilledContent::synchronize() {
     change([&] {
         if (!isSynchronized_) {
-            deflate(nullptr, 0, Z_SYNC_FLUSH);
+            deflater_->deflate(nullptr, 0, Deflater::Ending::Synchronize, pending_);
+            isSynchronized_ = true;
         }
     });
 }
@@ -112,20 +99,6 @@ void SpilledContent::finish() {
     change([&] { writePending(); });
     deflater_.reset();
     pending_.shrink_to_fit();
-}
-
-void SpilledContent::deflate(const unsigned char* data, std::size_t size, int flush) {
-    z_stream& stream = deflater_->stream;
-    auto& buffer = deflater_->buffer;
-    stream.next_in = const_cast<unsigned char*>(data);
-    stream.avail_in = static_cast<uInt>(size);
-    do {
-        stream.next_out = buffer.data();
-        stream.avail_out = buffer.size();
-        ::deflate(&stream, flush);
-        pending_.insert(pending_.end(), buffer.data(), stream.next_out);
-    } while (stream.avail_out == 0);
-    isSynchronized_ = flush == Z_SYNC_FLUSH;
 }
 
 void SpilledContent::writePending() {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "storage/Bytes.hpp"
+#include "storage/Deflater.hpp"
 #include "storage/ItemReader.hpp"
 #include "storage/SpillArea.hpp"
 
@@ -47,12 +48,9 @@ private:
         std::uint64_t offset;
         std::uint64_t size;
     };
-    struct Deflater;
-
     template <class Action>
     void change(Action action);
     void appendChunk(const unsigned char* data, std::size_t size);
-    void deflate(const unsigned char* data, std::size_t size, int flush);
     void writePending();
     std::uint64_t bodySize() const { return written_ + pending_.size(); }
     std::size_t readExtent(std::uint64_t offset, unsigned char* buffer, std::size_t size) const;

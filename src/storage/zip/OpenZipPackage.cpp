@@ -57,15 +57,6 @@ private:
     std::unique_ptr<ItemReader> current_;
 };
 
-void copy(const Bytes& source, Target& target) {
-    std::array<unsigned char, 65536> buffer;
-    std::uint64_t done = 0;
-    while (const std::size_t count = source.readAt(done, buffer.data(), buffer.size())) {
-        target.writeAt(done, buffer.data(), count);
-        done += count;
-    }
-}
-
 } // namespace
 
 OpenZipPackage::OpenZipPackage(const ZipPlace& place, OpenMode mode, const std::optional<std::filesystem::path>& output)
@@ -96,7 +87,6 @@ void OpenZipPackage::openArchive() {
     }
     archive_ = std::make_unique<ZipArchive>(std::move(bytes), place_.label);
     limits_.checkItems(archive_->count(), place_.label);
-    archive_->throwIfOverlapping();
 }
 
 void OpenZipPackage::readItems() {
@@ -328,9 +318,9 @@ void OpenZipPackage::save() const {
     }
     const std::unique_ptr<Target> target = makeTarget();
     if (changed) {
-        writeZip(archive_ ? &archive_->getBytes() : nullptr, changes, *target, place_.label);
+        writeZip(archive_.get(), changes, *target);
     } else {
-        copy(archive_->getBytes(), *target);
+        copyBytes(archive_->getBytes(), 0, archive_->getBytes().size(), *target);
     }
     target->commit();
 }

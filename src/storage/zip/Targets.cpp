@@ -88,10 +88,7 @@ void throwIfNotWritable(const fs::path& file, const std::string& label) {
     }
 }
 
-FileTarget::FileTarget(const fs::path& file, std::string label)
-    : label_(std::move(label)), window_([this](std::uint64_t offset, const unsigned char* data, std::size_t size) {
-          writeFileAt(output_.get(), offset, data, size, label_);
-      }) {
+FileTarget::FileTarget(const fs::path& file, std::string label) : label_(std::move(label)) {
     file_ = followLinks(file, label_);
     struct stat status = {};
     if (::stat(file_.c_str(), &status) == 0) {
@@ -159,8 +156,9 @@ void FileTarget::removeLeftBehind() const {
     }
 }
 
-void FileTarget::writeAt(std::uint64_t offset, const unsigned char* data, std::size_t size) {
-    window_.writeAt(offset, data, size);
+void FileTarget::write(const unsigned char* data, std::size_t size) {
+    writeFileAt(output_.get(), position_, data, size, label_);
+    position_ += size;
 }
 
 void FileTarget::keepOwnerAndMode() {
@@ -180,7 +178,6 @@ void FileTarget::keepOwnerAndMode() {
 }
 
 void FileTarget::commit() {
-    window_.flush();
     keepOwnerAndMode();
     if (::fsync(output_.get()) != 0 || output_.close() != 0) {
         failWithErrno(errno, label_ + ": cannot be written");
@@ -198,13 +195,6 @@ void FileTarget::syncFolder() {
     if (folder.isOpen() && ::fsync(folder.get()) != 0 && errno != EINVAL && errno != EROFS) {
         failWithErrno(errno, label_ + ": the folder cannot be synced");
     }
-}
-
-void VectorTarget::writeAt(std::uint64_t offset, const unsigned char* data, std::size_t size) {
-    if (written_.size() < offset + size) {
-        written_.resize(offset + size);
-    }
-    std::copy_n(data, size, written_.begin() + static_cast<std::ptrdiff_t>(offset));
 }
 
 } // namespace opc::storage

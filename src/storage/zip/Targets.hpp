@@ -3,7 +3,6 @@
 
 #include "storage/Bytes.hpp"
 #include "storage/FileDescriptor.hpp"
-#include "storage/zip/WriteWindow.hpp"
 
 #include <sys/types.h>
 
@@ -29,7 +28,7 @@ public:
     FileTarget(const FileTarget&) = delete;
     FileTarget& operator=(const FileTarget&) = delete;
 
-    void writeAt(std::uint64_t offset, const unsigned char* data, std::size_t size) override;
+    void write(const unsigned char* data, std::size_t size) override;
     void commit() override;
 
 private:
@@ -50,14 +49,16 @@ private:
     std::filesystem::path temporary_; ///< empty when there is nothing to remove
     std::optional<Owner> old_;        ///< of the file that is replaced
     FileDescriptor output_;
-    WriteWindow window_;
+    std::uint64_t position_ = 0;
 };
 
 /// Replaces the content of a vector, which is not owned.
 class VectorTarget final : public Target {
 public:
     explicit VectorTarget(std::vector<unsigned char>& bytes) : bytes_(bytes) {}
-    void writeAt(std::uint64_t offset, const unsigned char* data, std::size_t size) override;
+    void write(const unsigned char* data, std::size_t size) override {
+        written_.insert(written_.end(), data, data + size);
+    }
     void commit() override { bytes_ = std::move(written_); }
 
 private:

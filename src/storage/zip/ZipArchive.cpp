@@ -6,10 +6,8 @@
 
 #include <algorithm>
 #include <array>
-#include <iterator>
-#include <tuple>
+#include <cstring>
 #include <utility>
-#include <vector>
 
 namespace opc::storage {
 
@@ -17,9 +15,6 @@ namespace {
 
 /// What one call of libzip is asked for at most: it counts in signed numbers.
 constexpr std::size_t MAXIMUM_READ = 1U << 30;
-
-/// The part of a local header of fixed length, which ends with the lengths of the rest (APPNOTE §4.3.7).
-constexpr std::size_t LOCAL_HEADER_SIZE = 30;
 
 struct FileCloser {
     void operator()(zip_file_t* file) const { zip_fclose(file); }
@@ -63,13 +58,11 @@ private:
     std::unique_ptr<zip_file_t, FileCloser> file_;
 };
 
-} // namespace
-
-ZipHandle openZip(ZipSource& source, int flags, const std::string& label) {
+ZipHandle openZip(ZipSource& source, const std::string& label) {
     zip_source_t* raw = source.makeSource();
     zip_error_t error;
     zip_error_init(&error);
-    ZipHandle zip(zip_open_from_source(raw, flags, &error));
+    ZipHandle zip(zip_open_from_source(raw, ZIP_RDONLY, &error));
     if (!zip) {
         zip_source_free(raw);
         source.rethrow();
@@ -78,13 +71,18 @@ ZipHandle openZip(ZipSource& source, int flags, const std::string& label) {
     return zip;
 }
 
+} // namespace
+
 ZipArchive::ZipArchive(std::unique_ptr<PackageBytes> bytes, std::string label)
     : label_(std::move(label)), bytes_(std::move(bytes)) {
     if (bytes_->size() == 0) {
         fail(Errc::bad_message, label_ + ": this is no ZIP file: it is empty");
     }
-    source_ = std::make_unique<ZipSource>(bytes_.get(), nullptr);
-    zip_ = openZip(*source_, ZIP_RDONLY, label_);
+    source_ = std::make_unique<ZipSource>(*bytes_);
+    zip_ = openZip(*source_, label_);
+    directory_ = ZipDirectory::find(
+        *bytes_, [this](const ZipDirectory& found) { return isMine(found); }, label_);
+    directory_.throwIfOverlapping(label_);
 }
 
 std::uint64_t ZipArchive::count() const {
@@ -100,43 +98,41 @@ ZipArchive::Item ZipArchive::item(std::uint64_t index) const {
 }
 
 std::unique_ptr<ItemReader> ZipArchive::read(std::uint64_t index, const std::string& itemLabel) const {
-    return std::make_unique<ZipItemReader>(zip_.get(), index, item(index).size, *source_, itemLabel);
+    auto reader = std::make_unique<ZipItemReader>(zip_.get(), index, item(index).size, *source_, itemLabel);
+    throwIfOverlapping(index, itemLabel);
+    return reader;
 }
 
-/// libzip does not tell where an item is, but it seeks there when it opens one.
-std::optional<ZipArchive::Extent> ZipArchive::findExtent(std::uint64_t index) const {
-    source_->forgetSeeks();
-    const std::unique_ptr<zip_file_t, FileCloser> file(zip_fopen_index(zip_.get(), index, ZIP_FL_COMPRESSED));
-    if (!file) {
-        source_->rethrow();
-        return std::nullopt; // who reads the item finds out why
+/// libzip does not tell where the directory is that it took, so its items are compared.
+bool ZipArchive::isMine(const ZipDirectory& directory) const {
+    const auto& records = directory.records();
+    if (records.size() != count()) {
+        return false;
     }
-    if (!source_->firstSeek()) {
-        return std::nullopt; // nothing is read of an empty item
-    }
-    const std::uint64_t start = *source_->firstSeek();
-    std::array<unsigned char, LOCAL_HEADER_SIZE> header{};
-    bytes_->readAt(start, header.data(), header.size());
-    const std::uint64_t content =
-        start + LOCAL_HEADER_SIZE + header[26] + (header[27] << 8) + header[28] + (header[29] << 8);
-    const std::uint64_t rest = bytes_->size() - std::min(bytes_->size(), content);
-    return Extent{start, content + std::min(rest, item(index).compressedSize), index};
-}
-
-void ZipArchive::throwIfOverlapping() const {
-    std::vector<Extent> extents;
-    for (std::uint64_t index = 0; index < count(); ++index) {
-        if (const auto extent = findExtent(index)) {
-            extents.push_back(*extent);
+    for (std::uint64_t index = 0; index < records.size(); ++index) {
+        const DirectoryRecord& record = records[index];
+        zip_stat_t status;
+        const char* name = zip_get_name(zip_.get(), index, ZIP_FL_ENC_RAW);
+        if (!name || zip_stat_index(zip_.get(), index, 0, &status) != 0 || status.size != record.size ||
+            status.comp_size != record.compressedSize || status.crc != record.checksum ||
+            !std::ranges::equal(record.name().first(std::min(record.name().size(), std::strlen(name))),
+                                std::string_view(name), {}, {}, [](char c) { return static_cast<unsigned char>(c); })) {
+            return false;
         }
     }
-    std::sort(extents.begin(), extents.end(),
-              [](const Extent& a, const Extent& b) { return std::tie(a.start, a.index) < std::tie(b.start, b.index); });
-    const auto found = std::adjacent_find(extents.begin(), extents.end(),
-                                          [](const Extent& a, const Extent& b) { return a.end > b.start; });
-    if (found != extents.end()) {
-        fail(Errc::bad_message, label_ + ": the items " + inQuotes(item(found->index).name) + " and " +
-                                    inQuotes(item(std::next(found)->index).name) + " overlap in the file");
+    return true;
+}
+
+/// The check at open knew no lengths of local headers.
+void ZipArchive::throwIfOverlapping(std::uint64_t index, const std::string& itemLabel) const {
+    const DirectoryRecord& record = directory_.records()[index];
+    std::array<unsigned char, zipformat::LOCAL_HEADER_SIZE> header{};
+    bytes_->readAt(record.localHeader, header.data(), header.size());
+    const std::uint64_t headerSize =
+        header.size() + zipformat::number(header, 26, 2) + zipformat::number(header, 28, 2);
+    const std::uint64_t room = directory_.findNext(record.localHeader) - record.localHeader;
+    if (record.compressedSize > 0 && (room < headerSize || room - headerSize < record.compressedSize)) {
+        fail(Errc::bad_message, itemLabel + ": the content overlaps what comes next in the file");
     }
 }
 

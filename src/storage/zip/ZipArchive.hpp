@@ -3,12 +3,12 @@
 
 #include "storage/StoredItem.hpp"
 #include "storage/zip/FileBytes.hpp"
+#include "storage/zip/ZipDirectory.hpp"
 #include "storage/zip/ZipSource.hpp"
 
 #include <zip.h>
 
 #include <memory>
-#include <optional>
 #include <string>
 
 namespace opc::storage {
@@ -17,10 +17,6 @@ struct ZipDiscarder {
     void operator()(zip_t* archive) const { zip_discard(archive); }
 };
 using ZipHandle = std::unique_ptr<zip_t, ZipDiscarder>;
-
-/// Opens an archive over a source; the flags are those of libzip.
-/// @param label starts the messages.
-ZipHandle openZip(ZipSource& source, int flags, const std::string& label);
 
 /// A ZIP file that is open for reading. Items are known by their place in the central directory.
 class ZipArchive {
@@ -32,7 +28,7 @@ public:
     };
 
     /// @param label starts the messages.
-    /// @throws opc::Exception bad_message for what is no ZIP file.
+    /// @throws opc::Exception bad_message for what is no ZIP file, or could be taken for two.
     ZipArchive(std::unique_ptr<PackageBytes> bytes, std::string label);
 
     std::uint64_t count() const;
@@ -45,25 +41,18 @@ public:
     ///         reader, bad_message for damaged content.
     std::unique_ptr<ItemReader> read(std::uint64_t index, const std::string& itemLabel) const;
 
-    /// Refuses a file in which two items share bytes, so that a short file could stand for endless content.
-    /// @throws opc::Exception bad_message
-    void throwIfOverlapping() const;
-
+    const ZipDirectory& getDirectory() const { return directory_; }
     const PackageBytes& getBytes() const { return *bytes_; }
 
 private:
-    /// The bytes of the file that an item takes.
-    struct Extent {
-        std::uint64_t start;
-        std::uint64_t end;
-        std::uint64_t index;
-    };
-    std::optional<Extent> findExtent(std::uint64_t index) const;
+    bool isMine(const ZipDirectory& directory) const;
+    void throwIfOverlapping(std::uint64_t index, const std::string& itemLabel) const;
 
     std::string label_;
     std::unique_ptr<PackageBytes> bytes_;
     std::unique_ptr<ZipSource> source_;
     ZipHandle zip_;
+    ZipDirectory directory_;
 };
 
 } // namespace opc::storage

@@ -15,12 +15,8 @@ constexpr std::size_t MAXIMUM_AHEAD = 256 * 1024;
 
 } // namespace
 
-ZipSource::ZipSource(const Bytes* input, Target* output) : input_(input), output_(output) {
+ZipSource::ZipSource(const Bytes& input) : input_(input) {
     zip_error_init(&error_);
-}
-
-ZipSource::ZipSource(const Bytes& input, std::optional<DeflatedForm> deflated) : ZipSource(&input, nullptr) {
-    deflated_ = deflated;
 }
 
 zip_source_t* ZipSource::makeSource() {
@@ -43,7 +39,7 @@ zip_int64_t ZipSource::onCommand(void* self, void* data, zip_uint64_t size, zip_
         return source.perform(data, size, command);
     } catch (...) {
         source.thrown_ = std::current_exception();
-        zip_error_set(&source.error_, command == ZIP_SOURCE_WRITE ? ZIP_ER_WRITE : ZIP_ER_READ, EIO);
+        zip_error_set(&source.error_, ZIP_ER_READ, EIO);
         return -1;
     }
 }
@@ -55,33 +51,18 @@ zip_int64_t ZipSource::perform(void* data, zip_uint64_t size, zip_source_cmd_t c
         return 0;
     case ZIP_SOURCE_READ:
         return read(data, size);
-    case ZIP_SOURCE_SEEK: {
-        const zip_int64_t result = seek(readPosition_, input_ ? input_->size() : 0, data, size);
-        firstSeek_ = firstSeek_.value_or(readPosition_);
-        return result;
-    }
+    case ZIP_SOURCE_SEEK:
+        return seek(data, size);
     case ZIP_SOURCE_TELL:
         return static_cast<zip_int64_t>(readPosition_);
     case ZIP_SOURCE_STAT:
         return describe(data, size);
     case ZIP_SOURCE_ERROR:
         return zip_error_to_data(&error_, data, size);
-    case ZIP_SOURCE_BEGIN_WRITE:
-        writePosition_ = written_ = 0;
-        return 0;
-    case ZIP_SOURCE_WRITE:
-        return write(data, size);
-    case ZIP_SOURCE_SEEK_WRITE:
-        return seek(writePosition_, written_, data, size);
-    case ZIP_SOURCE_TELL_WRITE:
-        return static_cast<zip_int64_t>(writePosition_);
     case ZIP_SOURCE_SUPPORTS:
-        return supported();
+        return ZIP_SOURCE_SUPPORTS_SEEKABLE;
     case ZIP_SOURCE_CLOSE:
     case ZIP_SOURCE_FREE:
-    case ZIP_SOURCE_COMMIT_WRITE: // the target is committed when libzip reports success on the whole
-    case ZIP_SOURCE_ROLLBACK_WRITE:
-    case ZIP_SOURCE_REMOVE:
         return 0;
     default:
         zip_error_set(&error_, ZIP_ER_OPNOTSUPP, 0);
@@ -96,8 +77,8 @@ zip_int64_t ZipSource::read(void* data, zip_uint64_t size) {
         const std::size_t skipped = readPosition_ - aheadStart_;
         count = std::min<std::size_t>(size, ahead_.size() - skipped);
         std::copy_n(ahead_.begin() + static_cast<std::ptrdiff_t>(skipped), count, buffer);
-    } else if (input_) {
-        count = input_->readAt(readPosition_, buffer, size);
+    } else {
+        count = input_.readAt(readPosition_, buffer, size);
     }
     readPosition_ += count;
     lastEnd_ = readPosition_;
@@ -110,7 +91,7 @@ bool ZipSource::refillAhead(zip_uint64_t size) {
     if (readPosition_ >= aheadStart_ && readPosition_ < aheadStart_ + ahead_.size()) {
         return true;
     }
-    if (!input_ || size >= MAXIMUM_AHEAD || readPosition_ != lastEnd_) {
+    if (size >= MAXIMUM_AHEAD || readPosition_ != lastEnd_) {
         aheadSize_ = 0;
         return false;
     }
@@ -118,7 +99,7 @@ bool ZipSource::refillAhead(zip_uint64_t size) {
     ahead_.resize(aheadSize_);
     aheadStart_ = readPosition_;
     try {
-        ahead_.resize(input_->readAt(readPosition_, ahead_.data(), aheadSize_));
+        ahead_.resize(input_.readAt(readPosition_, ahead_.data(), aheadSize_));
     } catch (...) {
         ahead_.clear();
         throw;
@@ -126,50 +107,24 @@ bool ZipSource::refillAhead(zip_uint64_t size) {
     return !ahead_.empty();
 }
 
-zip_int64_t ZipSource::write(const void* data, zip_uint64_t size) {
-    output_->writeAt(writePosition_, static_cast<const unsigned char*>(data), size);
-    writePosition_ += size;
-    written_ = std::max(written_, writePosition_);
-    return static_cast<zip_int64_t>(size);
-}
-
-zip_int64_t ZipSource::seek(zip_uint64_t& position, zip_uint64_t end, void* data, zip_uint64_t size) {
-    const zip_int64_t offset = zip_source_seek_compute_offset(position, end, data, size, &error_);
+zip_int64_t ZipSource::seek(void* data, zip_uint64_t size) {
+    const zip_int64_t offset = zip_source_seek_compute_offset(readPosition_, input_.size(), data, size, &error_);
     if (offset < 0) {
         return -1;
     }
-    position = static_cast<zip_uint64_t>(offset);
+    readPosition_ = static_cast<zip_uint64_t>(offset);
     return 0;
 }
 
 zip_int64_t ZipSource::describe(void* data, zip_uint64_t size) {
-    if (!input_) {
-        zip_error_set(&error_, ZIP_ER_READ, ENOENT); // how libzip learns that there is no such archive yet
-        return -1;
-    }
     auto* status = ZIP_SOURCE_GET_ARGS(zip_stat_t, data, size, &error_);
     if (!status) {
         return -1;
     }
     zip_stat_init(status);
-    status->size = input_->size();
+    status->size = input_.size();
     status->valid = ZIP_STAT_SIZE;
-    if (deflated_) {
-        status->comp_size = status->size;
-        status->size = deflated_->plainSize;
-        status->crc = deflated_->checksum;
-        status->comp_method = ZIP_CM_DEFLATE;
-        status->valid |= ZIP_STAT_COMP_SIZE | ZIP_STAT_CRC | ZIP_STAT_COMP_METHOD;
-    }
     return sizeof(*status);
-}
-
-zip_int64_t ZipSource::supported() const {
-    zip_int64_t commands = ZIP_SOURCE_SUPPORTS_SEEKABLE;
-    if (output_) {
-        commands |= ZIP_SOURCE_SUPPORTS_WRITABLE;
-    }
-    return commands;
 }
 
 } // namespace opc::storage

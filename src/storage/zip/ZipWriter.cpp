@@ -2,137 +2,435 @@
 #include "storage/zip/ZipWriter.hpp"
 
 #include "storage/Compression.hpp"
-#include "storage/zip/FileBytes.hpp"
+#include "storage/Deflater.hpp"
+#include "storage/Failure.hpp"
 #include "storage/zip/ZipArchive.hpp"
-#include "storage/zip/ZipErrors.hpp"
-#include "storage/zip/ZipSource.hpp"
+#include "storage/zip/ZipFormat.hpp"
 
-#include <zip.h>
+#include <zlib.h>
 
+#include <algorithm>
 #include <array>
-#include <list>
+#include <map>
+#include <set>
 
 namespace opc::storage {
 
 using interfaces::CompressionType;
+using namespace zipformat;
 
 namespace {
 
-/// 1980-01-01 00:00:00 in the date form of ZIP: the same calls give the same bytes.
-constexpr zip_uint16_t FIXED_DATE = 1 << 5 | 1;
-constexpr zip_uint16_t FIXED_TIME = 0;
+/// 1980-01-01 00:00:00 in the form of ZIP: the same calls give the same bytes.
+constexpr unsigned FIXED_DATE = 1 << 5 | 1;
+constexpr unsigned FIXED_TIME = 0;
 
-/// Extra fields that hold times: NTFS, extended timestamp, old Unix.
-constexpr std::array<zip_uint16_t, 3> TIME_FIELDS = {0x000A, 0x5455, 0x5855};
+/// Unix, by the version of APPNOTE that knows ZIP64.
+constexpr unsigned MADE_BY = 3 << 8 | ZIP64_VERSION;
+/// A regular file that everybody may read, in the upper half as Unix keeps it.
+constexpr std::uint64_t FILE_ATTRIBUTES = std::uint64_t(0100644) << 16;
+
+constexpr std::size_t BLOCK_SIZE = 256 * 1024;
+
+ByteSpan spanOf(const std::string& text) {
+    return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
+}
+
+bool isASCII(ByteSpan text) {
+    return std::all_of(text.begin(), text.end(), [](unsigned char byte) { return byte < 0x80; });
+}
+
+/// What stays of the extra fields of an item whose content is new: what tells of times, sizes or encryption is not true
+/// any more.
+ByteVector keptFields(ByteSpan extra) {
+    constexpr std::array<unsigned, 5> dropped = {ZIP64_FIELD, NTFS_TIMES_FIELD, UNIX_TIMES_FIELD, OLD_UNIX_FIELD,
+                                                 AES_FIELD};
+    ByteVector kept;
+    forEachExtraField(extra, [&](unsigned header, ByteSpan field) {
+        if (std::find(dropped.begin(), dropped.end(), header) == dropped.end()) {
+            append(kept, field);
+        }
+    });
+    return kept;
+}
+
+/// An extra field of ZIP64 with these numbers; nothing without numbers.
+ByteVector zip64Field(const std::vector<std::uint64_t>& numbers) {
+    ByteVector field;
+    if (!numbers.empty()) {
+        put(field, ZIP64_FIELD, 2);
+        put(field, numbers.size() * 8, 2);
+    }
+    for (const std::uint64_t value : numbers) {
+        put(field, value, 8);
+    }
+    return field;
+}
+
+std::size_t checkedLength(std::size_t length, const std::string& label) {
+    if (length > FULL_16) {
+        fail(Errc::value_too_large, label + ": a name or an extra field is too long for a ZIP file");
+    }
+    return length;
+}
+
+/// The bytes of an item as they go into the file.
+struct Payload {
+    unsigned method = STORED;
+    std::uint32_t checksum = 0;
+    std::uint64_t plainSize = 0;
+    std::uint64_t size = 0;
+    ByteVector deflated{};                ///< what was compressed just now
+    const unsigned char* bytes = nullptr; ///< null: in the spilled content
+    const SpilledContent* spilled = nullptr;
+};
+
+Payload makePayload(const Content& content, CompressionType type) {
+    Payload payload;
+    payload.plainSize = content.size();
+    if (SpilledContent* spilled = content.spilled()) {
+        spilled->synchronize();
+        payload.method = spilled->isDeflated() ? DEFLATED : STORED;
+        payload.checksum = spilled->checksum();
+        payload.size = spilled->size();
+        payload.spilled = spilled;
+        return payload;
+    }
+    const auto& plain = content.inMemory();
+    payload.checksum = static_cast<std::uint32_t>(crc32_z(0, plain.data(), plain.size()));
+    payload.bytes = plain.data();
+    payload.size = plain.size();
+    const int level = compressionLevel(type);
+    if (level != 0 && !plain.empty()) {
+        payload.method = DEFLATED;
+        Deflater(level).deflate(plain.data(), plain.size(), Deflater::Ending::Finish, payload.deflated);
+        payload.bytes = payload.deflated.data();
+        payload.size = payload.deflated.size();
+    }
+    return payload;
+}
+
+/// What the headers of a new item say beside its content.
+struct Facts {
+    unsigned flags = 0;
+    unsigned madeBy = MADE_BY;
+    std::uint64_t internalAttributes = 0;
+    std::uint64_t externalAttributes = FILE_ATTRIBUTES;
+    ByteSpan name{};
+    ByteVector localExtra{};
+    ByteVector extra{};
+    ByteSpan comment{};
+};
 
 class Writer {
 public:
-    Writer(const Bytes* original, Target& target, const std::string& label)
-        : label_(label), archive_(original, &target),
-          zip_(openZip(archive_, original ? 0 : ZIP_CREATE | ZIP_TRUNCATE, label)) {}
+    Writer(const ZipArchive* original, Target& target) : original_(original), target_(target) {}
 
-    void remove(std::uint64_t index) { check(zip_delete(zip_.get(), index), label_); }
+    void keepStart() {
+        if (!original_->getDirectory().records().empty()) {
+            const auto& records = original_->getDirectory().records();
+            const auto first = std::min_element(records.begin(), records.end(), [](const auto& a, const auto& b) {
+                return a.localHeader < b.localHeader;
+            });
+            copy(original_->getBytes(), 0, first->localHeader);
+        }
+    }
 
-    void replace(const ZipChanges::Replaced& item) {
-        zip_source_t* source = sourceOf(*item.content);
-        const int result = zip_file_replace(zip_.get(), item.index, source, 0);
-        if (result != 0) {
-            zip_source_free(source);
+    /// Takes an item over, with its headers, and what may follow its content.
+    void keep(const DirectoryRecord& record) {
+        const Bytes& file = original_->getBytes();
+        LocalHeader header = readLocalHeader(record);
+        const std::uint64_t start = position_;
+        const std::uint64_t content = header.size() + number(header, 26, 2) + number(header, 28, 2);
+        const std::uint64_t size = content + record.compressedSize + descriptorSize(record, content);
+        if (start >= FULL_32) {
+            set(header, 4, std::max<std::uint64_t>(number(header, 4, 2), ZIP64_VERSION), 2);
         }
-        check(result, item.label);
-        if (!item.newName.empty()) {
-            check(zip_file_rename(zip_.get(), item.index, item.newName.c_str(), ZIP_FL_ENC_UTF_8), item.label);
+        put(header);
+        copy(file, record.localHeader + header.size(), size - header.size());
+        if (position_ - start != size) {
+            failToKeep(record);
         }
-        check(zip_file_set_encryption(zip_.get(), item.index, ZIP_EM_NONE, nullptr), item.label);
-        for (const zip_uint16_t field : TIME_FIELDS) {
-            zip_file_extra_field_delete_by_id(zip_.get(), item.index, field, ZIP_EXTRA_FIELD_ALL,
-                                              ZIP_FL_LOCAL | ZIP_FL_CENTRAL);
+        keepRecord(record, start);
+    }
+
+    void replace(const DirectoryRecord& record, const ZipChanges::Replaced& item) {
+        Facts facts;
+        facts.name = item.newName.empty() ? record.name() : spanOf(item.newName);
+        facts.flags = record.flags & IS_UTF8;
+        if (!item.newName.empty() && !isASCII(facts.name)) {
+            facts.flags = IS_UTF8;
         }
-        finish(item.index, CompressionType::Normal, item.label);
+        facts.madeBy = static_cast<unsigned>(number(record.bytes, 4, 2));
+        facts.internalAttributes = number(record.bytes, 36, 2);
+        facts.externalAttributes = number(record.bytes, 38, 4);
+        facts.localExtra = keptFields(localExtra(record));
+        facts.extra = keptFields(record.extra());
+        facts.comment = record.comment();
+        write(facts, makePayload(*item.content, CompressionType::Normal), item.label);
     }
 
     void add(const ZipChanges::Added& item) {
-        zip_source_t* source = sourceOf(*item.content);
-        const zip_int64_t index = zip_file_add(zip_.get(), item.name.c_str(), source, ZIP_FL_ENC_UTF_8);
-        if (index < 0) {
-            zip_source_free(source);
-        }
-        check(index < 0 ? -1 : 0, item.label);
-        finish(static_cast<zip_uint64_t>(index), item.compression, item.label);
+        Facts facts;
+        facts.name = spanOf(item.name);
+        facts.flags = isASCII(facts.name) ? 0 : IS_UTF8;
+        write(facts, makePayload(*item.content, item.compression), item.label);
     }
 
-    void close() {
-        if (zip_close(zip_.get()) == 0) {
-            static_cast<void>(zip_.release());
-            return;
+    void finish() {
+        const ByteSpan comment = original_ ? original_->getDirectory().comment() : ByteSpan();
+        const std::uint64_t start = position_;
+        put(directory_);
+        const std::uint64_t size = position_ - start;
+        ByteVector end;
+        if (count_ >= FULL_16 || size >= FULL_32 || start >= FULL_32) {
+            putEnd64(end, start, size);
         }
-        archive_.rethrow();
-        for (ZipSource& content : contents_) {
-            content.rethrow();
-        }
-        failWithZipError(*zip_get_error(zip_.get()), label_);
+        zipformat::put(end, END_RECORD, 4);
+        zipformat::put(end, 0, 4);
+        zipformat::put(end, std::min(count_, FULL_16), 2);
+        zipformat::put(end, std::min(count_, FULL_16), 2);
+        zipformat::put(end, std::min(size, FULL_32), 4);
+        zipformat::put(end, std::min(start, FULL_32), 4);
+        zipformat::put(end, comment.size(), 2);
+        append(end, comment);
+        put(end);
+        flush();
     }
 
 private:
-    /// What went to the spill area is taken over as it lies there.
-    zip_source_t* sourceOf(const Content& content) {
-        std::optional<DeflatedForm> deflated;
-        if (SpilledContent* spilled = content.spilled()) {
-            spilled->synchronize();
-            if (spilled->isDeflated()) {
-                deflated = DeflatedForm{spilled->plainSize(), spilled->checksum()};
+    using LocalHeader = std::array<unsigned char, LOCAL_HEADER_SIZE>;
+
+    [[noreturn]] static void failToKeep(const DirectoryRecord& record) {
+        const ByteSpan name = record.name();
+        fail(Errc::bad_message, "the item " + inQuotes({reinterpret_cast<const char*>(name.data()), name.size()}) +
+                                    " is damaged, and cannot be taken over: it is not where the directory says");
+    }
+
+    LocalHeader readLocalHeader(const DirectoryRecord& record) const {
+        LocalHeader header{};
+        const std::size_t count = original_->getBytes().readAt(record.localHeader, header.data(), header.size());
+        if (count != header.size() || number(header, 0, 4) != LOCAL_HEADER) {
+            failToKeep(record);
+        }
+        return header;
+    }
+
+    /// The size of what a bit announces behind the content: checksum and sizes, in one of four forms (APPNOTE §4.3.9).
+    std::uint64_t descriptorSize(const DirectoryRecord& record, std::uint64_t content) const {
+        if (!(record.flags & HAS_DESCRIPTOR)) {
+            return 0;
+        }
+        std::array<unsigned char, 24> found{};
+        original_->getBytes().readAt(record.localHeader + content + record.compressedSize, found.data(), found.size());
+        for (const std::size_t signature : {std::size_t(4), std::size_t(0)}) {
+            for (const std::size_t width : {std::size_t(8), std::size_t(4)}) {
+                if ((signature == 0 || number(found, 0, 4) == DESCRIPTOR) &&
+                    number(found, signature, 4) == record.checksum &&
+                    number(found, signature + 4, width) == record.compressedSize &&
+                    number(found, signature + 4 + width, width) == record.size) {
+                    return signature + 4 + 2 * width;
+                }
             }
-            return contents_.emplace_back(*spilled, deflated).makeSource();
         }
-        const Bytes& bytes = bytes_.emplace_back(content.inMemory());
-        return contents_.emplace_back(bytes, deflated).makeSource();
+        return 0;
     }
 
-    /// Where the method is the one of a replaced item, libzip takes its own idea of the level.
-    void finish(std::uint64_t index, CompressionType type, const std::string& label) {
-        const int level = compressionLevel(type);
-        const zip_int32_t method = level == 0 ? ZIP_CM_STORE : ZIP_CM_DEFLATE;
-        check(zip_set_file_compression(zip_.get(), index, method, static_cast<zip_uint32_t>(level)), label);
-        check(zip_file_set_dostime(zip_.get(), index, FIXED_TIME, FIXED_DATE, 0), label);
+    ByteVector localExtra(const DirectoryRecord& record) const {
+        const LocalHeader header = readLocalHeader(record);
+        ByteVector extra(number(header, 28, 2));
+        const std::uint64_t place = record.localHeader + header.size() + number(header, 26, 2);
+        extra.resize(original_->getBytes().readAt(place, extra.data(), extra.size()));
+        return extra;
     }
 
-    void check(int result, const std::string& label) const {
-        if (result != 0) {
-            failWithZipError(*zip_get_error(zip_.get()), label);
+    /// The record of an item that is somewhere else now.
+    void keepRecord(const DirectoryRecord& record, std::uint64_t start) {
+        std::vector<std::uint64_t> numbers;
+        for (const auto& [value, place] : {std::pair(record.size, 24), std::pair(record.compressedSize, 20)}) {
+            if (number(record.bytes, static_cast<std::size_t>(place), 4) == FULL_32) {
+                numbers.push_back(value);
+            }
+        }
+        if (start >= FULL_32) {
+            numbers.push_back(start);
+        }
+        ByteVector extra = zip64Field(numbers);
+        forEachExtraField(record.extra(), [&](unsigned header, ByteSpan field) {
+            if (header != ZIP64_FIELD) {
+                append(extra, field);
+            }
+        });
+        ByteVector bytes;
+        append(bytes, record.bytes.first(DIRECTORY_RECORD_SIZE));
+        if (start >= FULL_32) {
+            set(bytes, 6, std::max<std::uint64_t>(number(bytes, 6, 2), ZIP64_VERSION), 2);
+        }
+        set(bytes, 30, checkedLength(extra.size(), "a ZIP item"), 2);
+        set(bytes, 42, std::min(start, FULL_32), 4);
+        append(directory_, bytes);
+        append(directory_, record.name());
+        append(directory_, extra);
+        append(directory_, record.comment());
+        ++count_;
+    }
+
+    void write(const Facts& facts, const Payload& payload, const std::string& label) {
+        const std::uint64_t start = position_;
+        const bool isLarge = payload.plainSize >= FULL_32 || payload.size >= FULL_32;
+        std::vector<std::uint64_t> numbers;
+        if (isLarge) {
+            numbers = {payload.plainSize, payload.size};
+        }
+        ByteVector localExtra = zip64Field(numbers);
+        append(localExtra, facts.localExtra);
+        if (start >= FULL_32) {
+            numbers.push_back(start);
+        }
+        ByteVector extra = zip64Field(numbers);
+        append(extra, facts.extra);
+
+        ByteVector common; // of both headers
+        zipformat::put(common, numbers.empty() ? PLAIN_VERSION : ZIP64_VERSION, 2);
+        zipformat::put(common, facts.flags, 2);
+        zipformat::put(common, payload.method, 2);
+        zipformat::put(common, FIXED_TIME, 2);
+        zipformat::put(common, FIXED_DATE, 2);
+        zipformat::put(common, payload.checksum, 4);
+        zipformat::put(common, isLarge ? FULL_32 : payload.size, 4);
+        zipformat::put(common, isLarge ? FULL_32 : payload.plainSize, 4);
+        zipformat::put(common, checkedLength(facts.name.size(), label), 2);
+
+        ByteVector header;
+        zipformat::put(header, LOCAL_HEADER, 4);
+        append(header, common);
+        zipformat::put(header, checkedLength(localExtra.size(), label), 2);
+        append(header, facts.name);
+        append(header, localExtra);
+        put(header);
+        putPayload(payload);
+
+        zipformat::put(directory_, DIRECTORY_RECORD, 4);
+        zipformat::put(directory_, facts.madeBy, 2);
+        append(directory_, common);
+        zipformat::put(directory_, checkedLength(extra.size(), label), 2);
+        zipformat::put(directory_, facts.comment.size(), 2);
+        zipformat::put(directory_, 0, 2);
+        zipformat::put(directory_, facts.internalAttributes, 2);
+        zipformat::put(directory_, facts.externalAttributes, 4);
+        zipformat::put(directory_, std::min(start, FULL_32), 4);
+        append(directory_, facts.name);
+        append(directory_, extra);
+        append(directory_, facts.comment);
+        ++count_;
+    }
+
+    void putPayload(const Payload& payload) {
+        if (payload.spilled) {
+            copy(*payload.spilled, 0, payload.size);
+        } else {
+            put({payload.bytes, static_cast<std::size_t>(payload.size)});
         }
     }
 
-    const std::string& label_;
-    ZipSource archive_;
-    std::list<VectorBytes> bytes_;
-    std::list<ZipSource> contents_;
-    ZipHandle zip_;
+    void putEnd64(ByteVector& end, std::uint64_t start, std::uint64_t size) const {
+        zipformat::put(end, END_RECORD_64, 4);
+        zipformat::put(end, END_RECORD_64_SIZE - 12, 8);
+        zipformat::put(end, MADE_BY, 2);
+        zipformat::put(end, ZIP64_VERSION, 2);
+        zipformat::put(end, 0, 8);
+        zipformat::put(end, count_, 8);
+        zipformat::put(end, count_, 8);
+        zipformat::put(end, size, 8);
+        zipformat::put(end, start, 8);
+        zipformat::put(end, END_LOCATOR_64, 4);
+        zipformat::put(end, 0, 4);
+        zipformat::put(end, position_, 8);
+        zipformat::put(end, 1, 4);
+    }
+
+    /// Small pieces are gathered.
+    void put(ByteSpan bytes) {
+        if (buffer_.size() + bytes.size() > BLOCK_SIZE) {
+            flush();
+        }
+        if (bytes.size() > BLOCK_SIZE) {
+            target_.write(bytes.data(), bytes.size());
+        } else {
+            append(buffer_, bytes);
+        }
+        position_ += bytes.size();
+    }
+
+    void flush() {
+        target_.write(buffer_.data(), buffer_.size());
+        buffer_.clear();
+    }
+
+    void copy(const Bytes& source, std::uint64_t start, std::uint64_t size) {
+        if (size > BLOCK_SIZE) {
+            flush();
+            position_ += copyBytes(source, start, size, target_);
+            return;
+        }
+        if (buffer_.size() + size > BLOCK_SIZE) {
+            flush();
+        }
+        const std::size_t filled = buffer_.size();
+        buffer_.resize(filled + size);
+        const std::size_t count = source.readAt(start, buffer_.data() + filled, size);
+        buffer_.resize(filled + count);
+        position_ += count;
+    }
+
+    const ZipArchive* original_;
+    Target& target_;
+    ByteVector buffer_;
+    ByteVector directory_;
+    std::uint64_t position_ = 0;
+    std::uint64_t count_ = 0;
 };
-
-/// libzip removes an archive that holds no items; ours is then an end record alone (APPNOTE §4.3.16).
-void writeEmptyZip(Target& target) {
-    constexpr std::array<unsigned char, 22> endRecord = {'P', 'K', 5, 6};
-    target.writeAt(0, endRecord.data(), endRecord.size());
-}
 
 } // namespace
 
-void writeZip(const Bytes* original, const ZipChanges& changes, Target& target, const std::string& label) {
-    if (!original && changes.added.empty()) {
-        writeEmptyZip(target);
-        return;
+std::uint64_t copyBytes(const Bytes& source, std::uint64_t start, std::uint64_t size, Target& target) {
+    ByteVector buffer(std::min<std::uint64_t>(size, BLOCK_SIZE));
+    std::uint64_t done = 0;
+    while (done < size) {
+        const std::size_t wanted = std::min<std::uint64_t>(size - done, buffer.size());
+        const std::size_t count = source.readAt(start + done, buffer.data(), wanted);
+        if (count == 0) {
+            break;
+        }
+        target.write(buffer.data(), count);
+        done += count;
     }
-    Writer writer(original, target, label);
-    for (const std::uint64_t index : changes.deleted) {
-        writer.remove(index);
-    }
-    for (const ZipChanges::Replaced& item : changes.replaced) {
-        writer.replace(item);
+    return done;
+}
+
+void writeZip(const ZipArchive* original, const ZipChanges& changes, Target& target) {
+    Writer writer(original, target);
+    if (original) {
+        const std::set<std::uint64_t> deleted(changes.deleted.begin(), changes.deleted.end());
+        std::map<std::uint64_t, const ZipChanges::Replaced*> replaced;
+        for (const ZipChanges::Replaced& item : changes.replaced) {
+            replaced.emplace(item.index, &item);
+        }
+        writer.keepStart();
+        const auto& records = original->getDirectory().records();
+        for (std::uint64_t index = 0; index < records.size(); ++index) {
+            const auto change = replaced.find(index);
+            if (change != replaced.end()) {
+                writer.replace(records[index], *change->second);
+            } else if (!deleted.contains(index)) {
+                writer.keep(records[index]);
+            }
+        }
     }
     for (const ZipChanges::Added& item : changes.added) {
         writer.add(item);
     }
-    writer.close();
+    writer.finish();
 }
 
 } // namespace opc::storage

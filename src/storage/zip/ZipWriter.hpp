@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "storage/Bytes.hpp"
 #include "storage/Content.hpp"
 
 #include <opc/core/interfaces/CompressionType.hpp>
@@ -12,6 +13,8 @@
 
 namespace opc::storage {
 
+class ZipArchive;
+
 /// How a new ZIP file differs from the one it comes from.
 struct ZipChanges {
     struct Replaced {
@@ -21,7 +24,7 @@ struct ZipChanges {
         std::string newName{}; ///< empty: the name stays
     };
     struct Added {
-        std::string name; ///< US-ASCII
+        std::string name; ///< UTF-8
         std::shared_ptr<const Content> content;
         interfaces::CompressionType compression;
         std::string label;
@@ -34,9 +37,16 @@ struct ZipChanges {
     bool empty() const { return deleted.empty() && replaced.empty() && added.empty(); }
 };
 
-/// Writes a whole ZIP file. The target is not committed.
-/// @param original what the changes apply to; null for none. Items without a change keep their compressed bytes.
-/// @param label starts the messages.
-void writeZip(const Bytes* original, const ZipChanges& changes, Target& target, const std::string& label);
+/// Writes a whole ZIP file, in which ZIP64 is used where a number needs it and nowhere else. The target is not
+/// committed.
+/// @param original what the changes apply to; null for none. Items without a change are taken over as they stand, and
+///        so is what comes before the first and behind the last one.
+/// @throws opc::Exception what reading and writing throw; value_too_large when a name or an extra field outgrows what a
+///         ZIP file can hold.
+void writeZip(const ZipArchive* original, const ZipChanges& changes, Target& target);
+
+/// Copies bytes of a file.
+/// @return how many; fewer than asked for at the end only.
+std::uint64_t copyBytes(const Bytes& source, std::uint64_t start, std::uint64_t size, Target& target);
 
 } // namespace opc::storage

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "storage/Deflater.hpp"
+
+#include <zlib.h>
+
+#include <algorithm>
+#include <array>
+#include <new>
+
+namespace opc::storage {
+
+namespace {
+
+/// zlib counts in 32 bits.
+constexpr std::size_t MAXIMUM_CHUNK = 1U << 30;
+/// Negative: without header and checksum.
+constexpr int WINDOW_BITS = -15;
+constexpr int MEMORY_LEVEL = 8;
+
+int flushFor(Deflater::Ending ending) {
+    switch (ending) {
+    case Deflater::Ending::Synchronize:
+        return Z_SYNC_FLUSH;
+    case Deflater::Ending::Finish:
+        return Z_FINISH;
+    case Deflater::Ending::Open:
+        break;
+    }
+    return Z_NO_FLUSH;
+}
+
+} // namespace
+
+struct Deflater::State {
+    z_stream stream = {};
+    std::array<unsigned char, 16 * 1024> buffer;
+};
+
+Deflater::Deflater(int level) : state_(std::make_unique<State>()) {
+    if (deflateInit2(&state_->stream, level, Z_DEFLATED, WINDOW_BITS, MEMORY_LEVEL, Z_DEFAULT_STRATEGY) != Z_OK) {
+        throw std::bad_alloc();
+    }
+}
+
+Deflater::~Deflater() {
+    deflateEnd(&state_->stream);
+}
+
+void Deflater::deflate(const unsigned char* data, std::size_t size, Ending ending, std::vector<unsigned char>& out) {
+    for (; size > MAXIMUM_CHUNK; size -= MAXIMUM_CHUNK, data += MAXIMUM_CHUNK) {
+        deflateChunk(data, MAXIMUM_CHUNK, Z_NO_FLUSH, out);
+    }
+    deflateChunk(data, size, flushFor(ending), out);
+}
+
+void Deflater::deflateChunk(const unsigned char* data, std::size_t size, int flush, std::vector<unsigned char>& out) {
+    z_stream& stream = state_->stream;
+    stream.next_in = const_cast<unsigned char*>(data);
+    stream.avail_in = static_cast<uInt>(size);
+    do {
+        stream.next_out = state_->buffer.data();
+        stream.avail_out = static_cast<uInt>(state_->buffer.size());
+        ::deflate(&stream, flush);
+        out.insert(out.end(), state_->buffer.data(), stream.next_out);
+    } while (stream.avail_out == 0);
+}
+
+} // namespace opc::storage

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "storage/Bytes.hpp"
+#include "storage/zip/ZipFormat.hpp"
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace opc::storage {
+
+/// What the central directory of a ZIP file says of one item.
+struct DirectoryRecord {
+    zipformat::ByteSpan bytes; ///< the whole record; owned by the directory
+    unsigned flags;
+    std::uint32_t checksum;
+    std::uint64_t compressedSize;
+    std::uint64_t size;
+    std::uint64_t localHeader; ///< place in the file
+
+    zipformat::ByteSpan name() const;
+    zipformat::ByteSpan extra() const;
+    zipformat::ByteSpan comment() const;
+};
+
+/// The central directory of a ZIP file as it stands there (APPNOTE §4.3.12), to take over what is not changed.
+class ZipDirectory {
+public:
+    /// Looks for the directory that another reader found, so that both speak of the same items.
+    /// @param isWanted tells whether it is that one.
+    /// @throws opc::Exception bad_message when there is none, or a second one: who reads the file could not be sure.
+    static ZipDirectory find(const Bytes& file, const std::function<bool(const ZipDirectory&)>& isWanted,
+                             const std::string& label);
+
+    ZipDirectory() = default;
+    ZipDirectory(ZipDirectory&&) = default;
+    ZipDirectory& operator=(ZipDirectory&&) = default;
+
+    const std::vector<DirectoryRecord>& records() const { return records_; }
+    std::uint64_t start() const { return start_; } ///< place in the file
+    zipformat::ByteSpan comment() const { return comment_; }
+
+    /// Refuses a file in which two items share bytes, so that a short file could stand for endless content.
+    /// @throws opc::Exception bad_message
+    void throwIfOverlapping(const std::string& label) const;
+
+    /// The place of the first thing behind a local header.
+    std::uint64_t findNext(std::uint64_t localHeader) const;
+
+private:
+    struct End {
+        std::uint64_t count;
+        std::uint64_t start;
+        std::uint64_t size;
+    };
+    static std::vector<End> readEnds(const Bytes& file, zipformat::ByteSpan tail, std::size_t place);
+
+    /// @return false when there is no directory at that place.
+    bool read(const Bytes& file, const End& end);
+    bool readRecord(std::size_t& place);
+
+    std::uint64_t start_ = 0;
+    zipformat::ByteVector bytes_;
+    zipformat::ByteVector comment_;
+    std::vector<DirectoryRecord> records_;
+    std::vector<std::uint64_t> places_; ///< of all local headers, sorted
+};
+
+} // namespace opc::storage
