@@ -179,7 +179,9 @@ void FileTarget::keepOwnerAndMode() {
 
 void FileTarget::commit() {
     keepOwnerAndMode();
-    if (::fsync(output_.get()) != 0 || output_.close() != 0) {
+    // A second descriptor keeps the lock until the file has its name.
+    const FileDescriptor lock(::fcntl(output_.get(), F_DUPFD_CLOEXEC, 0));
+    if (!lock.isOpen() || ::fsync(output_.get()) != 0 || output_.close() != 0) {
         failWithErrno(errno, label_ + ": cannot be written");
     }
     if (::rename(temporary_.c_str(), file_.c_str()) != 0) {
