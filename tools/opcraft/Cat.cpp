@@ -13,8 +13,7 @@ namespace opcraft {
 
 namespace {
 
-struct CatOptions {
-    std::string file;
+struct CatOptions : InputOptions {
     std::string item;
 };
 
@@ -55,7 +54,7 @@ void copy(const ZipInput& input, const opc::storage::ZipItem& item, Console& con
 
 /// Only the ZIP file is opened, so that an item can be looked at although the package around it is damaged.
 ExitCode cat(const CatOptions& options, Console& console) {
-    const ZipInput input(options.file);
+    const ZipInput input(options);
     open(input);
     copy(input, findItem(options, input.getZip()), console);
     return ExitCode::Fine;
@@ -71,7 +70,7 @@ void addCatCommand(Tool& tool) {
         "ZIP file, with or without its leading slash, with its percent-escapes or without. An item can be read\n"
         "even when other items are damaged.\n\n"
         "Example:\n  opcraft cat letter.docx /word/document.xml");
-    command->add_option("FILE", options->file, "The package; - is the standard input")->required();
+    addInputOptions(*command, *options, "The package; - is the standard input");
     command->add_option("ITEM", options->item, "The item")->required();
     command->callback([&tool, options] {
         tool.action = {options->file, options->item, [options](Console& console) { return cat(*options, console); }};

@@ -126,7 +126,7 @@ nlohmann::ordered_json toJson(const InfoReport& report) {
 }
 
 ExitCode info(const ReadOptions& options, Console& console) {
-    OpenPackage package(options.file);
+    OpenPackage package(options);
     const InfoReport report = makeReport(package);
     console.write(options.json ? toJsonText(toJson(report)) : toText(report));
     return ExitCode::Fine;

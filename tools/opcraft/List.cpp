@@ -107,7 +107,7 @@ nlohmann::ordered_json toJson(const ListReport& report) {
 }
 
 ExitCode list(const ReadOptions& options, Console& console) {
-    OpenPackage package(options.file);
+    OpenPackage package(options);
     const ListReport report = makeReport(package);
     console.write(options.json ? toJsonText(toJson(report)) : toText(report));
     return ExitCode::Fine;

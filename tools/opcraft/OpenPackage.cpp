@@ -107,14 +107,15 @@ Failure missingPart(const ZipInput& input, const opc::model::PartName& name) {
 
 } // namespace
 
-ZipInput::ZipInput(std::string name, bool inMemory) : name_(std::move(name)) {
+ZipInput::ZipInput(const InputOptions& options, bool inMemory) : name_(options.file) {
     if (name_.empty())
         throw wrongArgument(name_, "this names no file");
     if (inMemory || isStream(name_)) {
         bytes_ = FileInput(name_).readAll();
-        zip_ = std::make_unique<opc::storage::ZipPackage>(bytes_);
+        zip_ = std::make_unique<opc::storage::ZipPackage>(bytes_, opc::storage::ZipOptions{options.limits});
     } else {
-        zip_ = std::make_unique<opc::storage::ZipPackage>(std::filesystem::path(name_));
+        zip_ = std::make_unique<opc::storage::ZipPackage>(std::filesystem::path(name_),
+                                                          opc::storage::ZipOptions{options.limits});
     }
 }
 
@@ -123,9 +124,16 @@ std::uint64_t ZipInput::getSize() const {
     return bytes_.empty() ? std::filesystem::file_size(name_, ignored) : bytes_.size();
 }
 
-OpenPackage::OpenPackage(const std::string& name, OpenMode mode, bool inMemory)
-    : input_(name, inMemory), model_(input_.getZip()) {
+OpenPackage::OpenPackage(const InputOptions& options) : OpenPackage(options, "", OpenMode::ReadOnly) {}
+
+OpenPackage::OpenPackage(const InputOptions& options, const std::string& output)
+    : OpenPackage(options, output, OpenMode::ReadWrite) {}
+
+OpenPackage::OpenPackage(const InputOptions& options, const std::string& output, OpenMode mode)
+    : input_(options, output == "-"), model_(input_.getZip(), options.limits) {
     try {
+        if (!output.empty() && output != "-")
+            input_.getZip().setOutput(output);
         model_.open(mode);
     } catch (const opc::Exception&) {
         throw openFailure(input_);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "opcraft/FileInput.hpp"
+#include "opcraft/Tool.hpp"
 
 #include <opc/core/interfaces/OpenMode.hpp>
 #include <opc/model/Package.hpp>
@@ -20,7 +21,7 @@ class ZipInput {
 public:
     /// @param inMemory true: read the file at once, so that a save changes the bytes and not the file.
     /// @throws Failure when a stream cannot be read.
-    explicit ZipInput(std::string name, bool inMemory = false);
+    explicit ZipInput(const InputOptions& options, bool inMemory = false);
 
     const std::string& getName() const noexcept { return name_; }
     opc::storage::ZipPackage& getZip() const noexcept { return *zip_; }
@@ -39,8 +40,11 @@ private:
 class OpenPackage {
 public:
     /// @throws Failure naming the part that is wrong, as far as it can be told.
-    explicit OpenPackage(const std::string& name, opc::interfaces::OpenMode mode = opc::interfaces::OpenMode::ReadOnly,
-                         bool inMemory = false);
+    explicit OpenPackage(const InputOptions& options);
+
+    /// A package that is to be changed, and saved at another place than its own when one is named.
+    /// @param output the name of a file; empty: in place; "-": the standard output, for which all is held in memory.
+    OpenPackage(const InputOptions& options, const std::string& output);
 
     const ZipInput& getInput() const noexcept { return input_; }
     const std::string& getName() const noexcept { return input_.getName(); }
@@ -70,6 +74,8 @@ public:
     std::set<std::u16string> getPartKeys() const;
 
 private:
+    OpenPackage(const InputOptions& options, const std::string& output, opc::interfaces::OpenMode mode);
+
     ZipInput input_;
     opc::model::Package model_;
 };

@@ -5,30 +5,22 @@
 
 #include <opc/core/Exception.hpp>
 
-#include <unistd.h>
-
 #include <sstream>
 
 namespace opcraft {
 
 namespace {
 
-/// The store opens for a change only what it may write; what is saved elsewhere may well be read-only.
-bool mustBeInMemory(const ChangeOptions& options) {
-    return options.output == "-" || (!options.output.empty() && ::access(options.file.c_str(), W_OK) != 0);
-}
-
-const std::string& checkedInput(const ChangeOptions& options) {
+const ChangeOptions& checked(const ChangeOptions& options) {
     if (options.output.empty() && isStream(options.file))
         throw Failure(ExitCode::WrongUsage, options.file, "", "this cannot be changed in place; name a file with -o");
-    return options.file;
+    return options;
 }
 
 } // namespace
 
 PackageChange::PackageChange(const ChangeOptions& options)
-    : output_(options.output),
-      package_(checkedInput(options), opc::interfaces::OpenMode::ReadWrite, mustBeInMemory(options)),
+    : output_(options.output), package_(checked(options), options.output),
       wasSigned_(findSignatures(package_).isSigned()) {}
 
 void PackageChange::save(Console& console, bool isChanged) {
@@ -45,8 +37,6 @@ void PackageChange::save(Console& console, bool isChanged) {
 void PackageChange::close() {
     const bool isElsewhere = !output_.empty() && !goesToStandardOutput();
     try {
-        if (isElsewhere)
-            package_.getInput().getZip().setOutput(output_);
         package_.getModel().close();
     } catch (const opc::Exception& e) {
         throw toFailure(e, isElsewhere ? output_ : package_.getName(), "");

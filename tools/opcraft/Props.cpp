@@ -40,7 +40,7 @@ std::string quoted(const UnreadText& unread) {
 }
 
 ExitCode read(const PropsOptions& options, Console& console) {
-    OpenPackage package(options.file);
+    OpenPackage package(options);
     const StoredProperties stored = readProperties(package);
     console.write(options.json ? toJsonText(toJson(stored, options.file)) : toText(stored));
     for (const UnreadText& unread : stored.unread)

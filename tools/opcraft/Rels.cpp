@@ -24,7 +24,7 @@ struct RelsReport {
 
 RelsReport makeReport(const RelsOptions& options) {
     const opc::model::PartName name = toPartName(options.part);
-    OpenPackage package(options.file);
+    OpenPackage package(options);
     RelsReport report{options.file, options.all, {}};
     const std::set<std::u16string> partKeys = package.getPartKeys();
     const auto add = [&](const opc::model::RelationshipSource& source) {

@@ -22,7 +22,7 @@ struct ThumbnailOptions : ReadOrChangeOptions {
 };
 
 ExitCode show(const ThumbnailOptions& options, Console& console) {
-    OpenPackage package(options.file);
+    OpenPackage package(options);
     const std::vector<ThumbnailEntry> thumbnails = findThumbnails(package);
     console.write(options.json ? toJsonText(toJson(thumbnails, options.file)) : toText(thumbnails));
     return ExitCode::Fine;
@@ -52,7 +52,7 @@ void copyTo(const std::string& output, const opc::model::Part& part, Console& co
 }
 
 ExitCode extract(const ThumbnailOptions& options, Console& console) {
-    OpenPackage package(options.file);
+    OpenPackage package(options);
     const opc::model::Part part = findFirst(package);
     try {
         copyTo(*options.extract, part, console);

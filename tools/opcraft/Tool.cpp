@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opcraft/Tool.hpp"
 
+#include "opcraft/Limit.hpp"
+
 namespace opcraft {
 
 namespace {
@@ -26,19 +28,34 @@ CLI::App* addCommand(Tool& tool, const std::string& name, const std::string& des
     return command;
 }
 
+void addInputOptions(CLI::App& command, InputOptions& options, const std::string& description) {
+    command.add_option("FILE", options.file, description)->required();
+    const auto take = [&options](const CLI::results_t& results) {
+        for (const std::string& text : results)
+            setLimit(options.limits, text);
+        return true;
+    };
+    command
+        .add_option("--limit", take,
+                    "Bound what a package may cost; NAME is " + limitNames() + "; VALUE may end in K, M, G or T")
+        ->type_name("NAME=VALUE")
+        ->type_size(1)
+        ->expected(1, CLI::detail::expected_max_vector_size)
+        ->allow_extra_args(false);
+}
+
 void addReadOptions(CLI::App& command, ReadOptions& options) {
-    command.add_option("FILE", options.file, "The package; - is the standard input")->required();
+    addInputOptions(command, options, "The package; - is the standard input");
     addJsonFlag(command, options.json);
 }
 
 void addChangeOptions(CLI::App& command, ChangeOptions& options) {
-    command.add_option("FILE", options.file, "The package; - is the standard input, and needs -o")->required();
+    addInputOptions(command, options, "The package; - is the standard input, and needs -o");
     addOutputOption(command, options.output);
 }
 
 CLI::Option* addReadOrChangeOptions(CLI::App& command, ReadOrChangeOptions& options) {
-    command.add_option("FILE", options.file, "The package; - is the standard input, and a change of it needs -o")
-        ->required();
+    addInputOptions(command, options, "The package; - is the standard input, and a change of it needs -o");
     addOutputOption(command, options.output);
     return addJsonFlag(command, options.json);
 }

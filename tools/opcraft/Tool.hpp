@@ -4,6 +4,8 @@
 #include "opcraft/Console.hpp"
 #include "opcraft/Failure.hpp"
 
+#include <opc/core/Limits.hpp>
+
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
@@ -26,16 +28,20 @@ struct Tool {
     Action action;
 };
 
-/// The options of a command that reads.
-struct ReadOptions {
+/// The options of a command that opens a package.
+struct InputOptions {
     std::string file;
+    opc::Limits limits{};
+};
+
+/// The options of a command that reads.
+struct ReadOptions : InputOptions {
     bool json = false;
 };
 
 /// The options of a command that changes.
-struct ChangeOptions {
-    std::string file;
-    std::string output; ///< empty: in place
+struct ChangeOptions : InputOptions {
+    std::string output{}; ///< empty: in place
 };
 
 /// The options of a command that reads, and changes when it is told what.
@@ -44,6 +50,7 @@ struct ReadOrChangeOptions : ChangeOptions {
 };
 
 CLI::App* addCommand(Tool& tool, const std::string& name, const std::string& description, const std::string& help);
+void addInputOptions(CLI::App& command, InputOptions& options, const std::string& description);
 void addReadOptions(CLI::App& command, ReadOptions& options);
 void addChangeOptions(CLI::App& command, ChangeOptions& options);
 /// @return the one for JSON, which only reading takes.
