@@ -2,19 +2,32 @@
 #include <opc/core/PartNames.hpp>
 
 #include <algorithm>
+#include <array>
 
 namespace opc::detail {
 
 namespace {
 
 constexpr std::u16string_view packageRoot = u"/";
-constexpr std::u16string_view pathSymbols = u"-._~!$&'()*+,;=:@/";
 constexpr std::u16string_view packageRelationships = u"/_rels/.rels";
 constexpr std::u16string_view relationshipsFolder = u"/_rels/";
 constexpr std::u16string_view relationshipsExtension = u".rels";
 
-bool isAlphanumeric(char16_t unit) noexcept {
+constexpr bool isAlphanumeric(char16_t unit) noexcept {
     return (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z') || (unit >= u'0' && unit <= u'9');
+}
+
+/// Which characters stand for themselves in a path: those of RFC 3986 §3.3, and the "/".
+constexpr auto pathCharacters = [] {
+    constexpr std::u16string_view symbols = u"-._~!$&'()*+,;=:@/";
+    std::array<bool, 0x80> table{};
+    for (char16_t unit = 0; unit < table.size(); ++unit)
+        table[unit] = isAlphanumeric(unit) || symbols.find(unit) != std::u16string_view::npos;
+    return table;
+}();
+
+bool isPathCharacter(char16_t unit) noexcept {
+    return unit < pathCharacters.size() && pathCharacters[unit];
 }
 
 bool isUnreserved(char16_t unit) noexcept {
@@ -37,9 +50,7 @@ bool isEscape(std::u16string_view text, std::size_t at) noexcept {
 /// True for the characters of a path, and with "?" those of a query or a fragment (RFC 3986 §3.3 to §3.5).
 bool isMadeOfPathCharacters(std::u16string_view text, bool questionMarkToo) noexcept {
     for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == u'%' ? !isEscape(text, i)
-                            : !isAlphanumeric(text[i]) && pathSymbols.find(text[i]) == std::u16string_view::npos &&
-                                  !(questionMarkToo && text[i] == u'?'))
+        if (text[i] == u'%' ? !isEscape(text, i) : !isPathCharacter(text[i]) && !(questionMarkToo && text[i] == u'?'))
             return false;
     }
     return true;
@@ -80,7 +91,8 @@ bool hasPartNameSegments(std::u16string_view name) noexcept {
 }
 
 std::u16string_view getPath(std::u16string_view name) noexcept {
-    return name.substr(0, name.find_first_of(u"?#"));
+    const auto end = std::find_if(name.begin(), name.end(), [](char16_t unit) { return unit == u'?' || unit == u'#'; });
+    return name.substr(0, static_cast<std::size_t>(end - name.begin()));
 }
 
 } // namespace
@@ -96,6 +108,8 @@ bool isPartName(std::u16string_view name) noexcept {
 
 bool isRelationshipsPartName(std::u16string_view name) noexcept {
     const std::u16string_view path = getPath(name);
+    if (!path.ends_with(relationshipsExtension)) // which most names tell at once
+        return false;
     const std::size_t folder = path.find(relationshipsFolder);
     return folder != std::u16string_view::npos &&
            path.substr(folder + relationshipsFolder.size()).ends_with(relationshipsExtension);

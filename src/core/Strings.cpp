@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
+#include <cstring>
 #include <cwchar>
 #include <string>
 #include <vector>
@@ -33,6 +34,17 @@ constexpr bool isTrailSurrogate(char32_t value) noexcept {
 
 constexpr bool isScalarValue(char32_t value) noexcept {
     return value <= 0x10FFFF && !isLeadSurrogate(value) && !isTrailSurrogate(value);
+}
+
+// How many units two texts share from their start, four at a time: most of two names is the same.
+std::size_t countEqual(const char16_t* a, const char16_t* b, std::size_t size) noexcept {
+    constexpr std::size_t step = 4;
+    std::size_t i = 0;
+    while (i + step <= size && std::memcmp(a + i, b + i, step * sizeof(char16_t)) == 0)
+        i += step;
+    while (i < size && a[i] == b[i])
+        ++i;
+    return i;
 }
 
 [[noreturn]] void throwMalformed(const char* what, std::size_t position) {
@@ -113,7 +125,7 @@ void appendUTF8(std::string& text, char32_t value) {
 
 int caselessCompare(std::u16string_view a, std::u16string_view b) noexcept {
     const std::size_t common = std::min(a.size(), b.size());
-    for (std::size_t i = 0; i < common; ++i) {
+    for (std::size_t i = countEqual(a.data(), b.data(), common); i < common; ++i) {
         const int difference = toLowerASCII(a[i]) - toLowerASCII(b[i]);
         if (difference != 0)
             return difference;
@@ -196,9 +208,9 @@ std::string toUDEString(std::u16string_view text) {
 namespace detail {
 
 std::string toUTF8String(std::u16string_view text, bool strict) {
-    std::string result;
-    result.reserve(text.size());
-    for (std::size_t position = 0; position < text.size();) {
+    const auto ascii = std::find_if(text.begin(), text.end(), [](char16_t unit) { return unit > 0x7F; });
+    std::string result(text.begin(), ascii);
+    for (std::size_t position = result.size(); position < text.size();) {
         const std::size_t start = position;
         const char32_t value = decodeUTF16(text, position);
         if (value == malformed && strict)

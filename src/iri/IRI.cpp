@@ -41,7 +41,7 @@ std::string mapToURI(std::string_view utf8) {
 }
 
 std::string toURIForm(std::u16string_view text, Form form) {
-    const auto found = std::find_if_not(text.begin(), text.end(), isXMLCharacter);
+    const auto found = std::find_if(text.begin(), text.end(), [](char16_t unit) { return !isXMLCharacter(unit); });
     if (found != text.end())
         throw Exception("The text is no IRI: XML does not allow the character at position " +
                         std::to_string(found - text.begin()) + ".");
@@ -49,7 +49,18 @@ std::string toURIForm(std::u16string_view text, Form form) {
     return form == Form::Leiri ? mapToURI(utf8) : utf8;
 }
 
+/// Most names of parts and most targets are made of unreserved characters and slashes; these are always a URI
+/// reference.
+bool isPlainPath(const std::string& text) noexcept {
+    return std::all_of(text.begin(), text.end(), [](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '/' || c == '.' ||
+               c == '-' || c == '_' || c == '~';
+    });
+}
+
 void throwIfNotURIReference(const std::string& text) {
+    if (isPlainPath(text))
+        return;
     UriUriA uri{};
     const char* error = nullptr;
     const int code = uriParseSingleUriExA(&uri, text.data(), text.data() + text.size(), &error);

@@ -3,9 +3,14 @@
 #include <opc/errors/Errors.hpp>
 #include <opc/model/ContentType.hpp>
 
+#include <boost/make_shared.hpp>
+
 #include <algorithm>
+#include <array>
+#include <map>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 namespace opc::model {
 
@@ -13,16 +18,23 @@ namespace {
 
 constexpr std::u16string_view separators = u"()<>@,;:\\\"/[]?={} \t";
 
-bool isPrintable(char16_t unit) noexcept {
+constexpr bool isPrintable(char16_t unit) noexcept {
     return unit >= 0x20 && unit <= 0x7E;
 }
 
-bool isSeparator(char16_t unit) noexcept {
+constexpr bool isSeparator(char16_t unit) noexcept {
     return separators.find(unit) != std::u16string_view::npos;
 }
 
+constexpr auto tokenCharacters = [] {
+    std::array<bool, 0x80> table{};
+    for (char16_t unit = 0; unit < table.size(); ++unit)
+        table[unit] = isPrintable(unit) && !isSeparator(unit);
+    return table;
+}();
+
 bool isTokenCharacter(char16_t unit) noexcept {
-    return isPrintable(unit) && !isSeparator(unit);
+    return unit < tokenCharacters.size() && tokenCharacters[unit];
 }
 
 /// Reads the grammar from left to right. It needs no backtracking: what may follow a rule never starts with what the
@@ -83,50 +95,71 @@ bool ContentType::caselessCompareFcn::operator()(const std::u16string& a, const 
     return caselessCompare(a, b) < 0;
 }
 
-ContentType::ContentType(const std::u16string& text) : text_(text) {
-    init();
+struct ContentType::Value {
+    std::u16string text;
+    std::u16string type;
+    std::u16string subType;
+    std::map<std::u16string, std::u16string, caselessCompareFcn> parameters;
+};
+
+ContentType::ContentType(const std::u16string& text) {
+    init(text);
 }
 
-ContentType::ContentType(const char16_t* text) : text_(text == nullptr ? std::u16string() : std::u16string(text)) {
-    init();
+ContentType::ContentType(const char16_t* text) {
+    init(text == nullptr ? std::u16string() : std::u16string(text));
 }
 
-void ContentType::init() {
-    Scanner scanner(text_);
-    type_ = scanner.takeToken();
-    throwIf(type_.empty() || !scanner.accept(u'/'));
-    subType_ = scanner.takeToken();
-    throwIf(subType_.empty());
+void ContentType::init(const std::u16string& text) {
+    Scanner scanner(text);
+    Value value;
+    value.type = scanner.takeToken();
+    throwIf(value.type.empty() || !scanner.accept(u'/'));
+    value.subType = scanner.takeToken();
+    throwIf(value.subType.empty());
     while (!scanner.atEnd()) {
         scanner.skipSpaces();
         throwIf(!scanner.accept(u';'));
         scanner.skipSpaces();
         const std::u16string attribute(scanner.takeToken());
         throwIf(attribute.empty() || !scanner.accept(u'='));
-        const auto value = scanner.takeValue();
-        throwIf(!value);
-        parameters_[attribute] = *value;
+        const auto parameter = scanner.takeValue();
+        throwIf(!parameter);
+        value.parameters[attribute] = *parameter;
     }
-    resetStringFromParts();
+    setValue(std::move(value));
 }
 
-void ContentType::resetStringFromParts() {
-    std::u16string text = type_ + u'/' + subType_;
-    for (const auto& [attribute, value] : parameters_) {
+void ContentType::setValue(Value value) {
+    std::u16string text = value.type + u'/' + value.subType;
+    for (const auto& [attribute, parameter] : value.parameters) {
         text += u';' + attribute + u'=';
-        const bool quoted = std::any_of(value.begin(), value.end(), isSeparator);
-        text += quoted ? u'"' + value + u'"' : value;
+        const bool quoted = std::any_of(parameter.begin(), parameter.end(), isSeparator);
+        text += quoted ? u'"' + parameter + u'"' : parameter;
     }
-    text_ = std::move(text);
+    value.text = std::move(text);
+    value_ = boost::make_shared<const Value>(std::move(value));
+}
+
+std::u16string ContentType::getType() const {
+    return value_->type;
+}
+
+std::u16string ContentType::getSubType() const {
+    return value_->subType;
+}
+
+std::u16string ContentType::toString() const {
+    return value_->text;
 }
 
 bool ContentType::hasParameter(const std::u16string& attribute) const {
-    return parameters_.count(attribute) != 0;
+    return value_->parameters.count(attribute) != 0;
 }
 
 std::u16string ContentType::getParameterValue(const std::u16string& attribute) const {
-    const auto found = parameters_.find(attribute);
-    if (found == parameters_.end())
+    const auto found = value_->parameters.find(attribute);
+    if (found == value_->parameters.end())
         throw ContentTypeParameterNotFound("No parameter exists for the given attribute");
     return found->second;
 }
@@ -136,18 +169,20 @@ void ContentType::addParameter(const std::u16string& attribute, const std::u16st
         throw InvalidContentTypeParameter("Invalid parameter attribute name");
     if (value.empty() || !std::all_of(value.begin(), value.end(), isPrintable))
         throw InvalidContentTypeParameter("Invalid parameter attribute value");
-    parameters_[attribute] = value;
-    resetStringFromParts();
+    Value changed = *value_;
+    changed.parameters[attribute] = value;
+    setValue(std::move(changed));
 }
 
 void ContentType::removeParameter(const std::u16string& attribute) {
-    if (parameters_.erase(attribute) == 0)
+    Value changed = *value_;
+    if (changed.parameters.erase(attribute) == 0)
         throw ContentTypeParameterNotFound("No parameter exists for the given attribute");
-    resetStringFromParts();
+    setValue(std::move(changed));
 }
 
 bool ContentType::operator==(const ContentType& other) const noexcept {
-    return caselessCompare(text_, other.text_) == 0;
+    return caselessCompare(value_->text, other.value_->text) == 0;
 }
 
 bool ContentType::operator!=(const ContentType& other) const noexcept {
@@ -155,7 +190,7 @@ bool ContentType::operator!=(const ContentType& other) const noexcept {
 }
 
 bool ContentType::operator<(const ContentType& other) const noexcept {
-    return caselessCompare(text_, other.text_) < 0;
+    return caselessCompare(value_->text, other.value_->text) < 0;
 }
 
 } // namespace opc::model

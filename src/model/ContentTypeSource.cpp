@@ -18,6 +18,9 @@
 #include <xercesc/util/XMLUni.hpp>
 
 #include <algorithm>
+#include <iterator>
+#include <map>
+#include <optional>
 #include <string_view>
 
 namespace opc::model {
@@ -61,21 +64,30 @@ bool canBeDefault(const std::u16string& extension) {
     return !extension.empty();
 }
 
+/// The content types of a stream by their texts. There are few, so each is judged and parsed once; not parsed yet, it
+/// has no value.
+using ContentTypes = std::map<std::u16string, std::optional<ContentType>>;
+
 /// The schema as it is loaded leaves the pattern of ST_ContentType to be matched here, in linear time.
-void throwIfPatternIsBroken(const xercesc::DOMElement* entry, const Vocabulary& names) {
+void throwIfPatternIsBroken(const xercesc::DOMElement* entry, const Vocabulary& names, ContentTypes& types) {
     std::u16string text;
     XercesHelper::getElementAttribute(entry, names.contentType, text);
+    if (!types.try_emplace(text).second)
+        return;
     if (!matchesContentTypePattern(text))
         throw InvalidXMLDocument("value '" + detail::toUTF8String(text, false) +
                                  "' of attribute 'ContentType' does not match the pattern of ST_ContentType");
 }
 
-ContentType readContentType(const xercesc::DOMElement* entry, const Vocabulary& names) {
+const ContentType& readContentType(const xercesc::DOMElement* entry, const Vocabulary& names, ContentTypes& types) {
     std::u16string text;
     XercesHelper::getElementAttribute(entry, names.contentType, text);
     if (text.empty())
         throw InvalidPartContent("ContentType is empty");
-    return text;
+    std::optional<ContentType>& type = types[text];
+    if (!type)
+        type.emplace(text);
+    return *type;
 }
 
 PartName readPartName(const xercesc::DOMElement* entry, const Vocabulary& names) {
@@ -105,8 +117,9 @@ void appendEntry(xercesc::DOMElement* root, const Vocabulary& names, const Xerce
 
 } // namespace
 
-ContentTypeSource::ContentTypeSource(interfaces::IPhysicalPackage& physicalPackage, bool createOnly)
-    : physicalPackage_(physicalPackage) {
+ContentTypeSource::ContentTypeSource(interfaces::IPhysicalPackage& physicalPackage, bool createOnly,
+                                     const Limits& limits)
+    : physicalPackage_(physicalPackage), limits_(limits) {
     if (!physicalPackage.hasContentTypeStream())
         return;
     if (createOnly) {
@@ -127,7 +140,7 @@ ContentTypeSource::ContentTypeSource(interfaces::IPhysicalPackage& physicalPacka
 ContentType ContentTypeSource::getContentType(const PartName& name, bool takeReference) {
     if (!present_)
         throw ContentTypeNotFound("No content type stream.");
-    const auto named = overrides_.find(name);
+    const auto named = findOverride(name);
     if (named != overrides_.end())
         return named->second;
     const auto entry = defaults_.find(lowerExtension(name));
@@ -136,6 +149,16 @@ ContentType ContentTypeSource::getContentType(const PartName& name, bool takeRef
     if (takeReference)
         ++entry->second.useCount;
     return entry->second.contentType;
+}
+
+/// While a package is opened its parts come in the order of their names, so each is found behind the one before.
+ContentTypeSource::Overrides::const_iterator ContentTypeSource::findOverride(const PartName& name) {
+    const bool isPlace = (next_ == overrides_.end() || !(next_->first < name)) &&
+                         (next_ == overrides_.begin() || std::prev(next_)->first < name);
+    const auto place = isPlace ? next_ : overrides_.lower_bound(name);
+    const bool found = place != overrides_.end() && !(name < place->first);
+    next_ = found ? std::next(place) : place;
+    return found ? place : overrides_.end();
 }
 
 void ContentTypeSource::addContentType(const PartName& name, const ContentType& type) {
@@ -158,6 +181,7 @@ ContentTypeSource::Addition ContentTypeSource::prepareAddition(const PartName& n
 void ContentTypeSource::add(Addition&& addition) noexcept {
     if (!present_)
         return;
+    next_ = overrides_.end();
     overrides_.erase(addition.name); // left behind by a part that was deleted elsewhere
     if (addition.newDefault.empty() && addition.newOverride.empty())
         ++defaults_.find(addition.extension)->second.useCount;
@@ -175,6 +199,7 @@ ContentTypeSource::Removal ContentTypeSource::prepareRemoval(const PartName& nam
 }
 
 void ContentTypeSource::remove(const Removal& removal) noexcept {
+    next_ = overrides_.end();
     if (overrides_.erase(removal.name) == 0) {
         const auto entry = defaults_.find(removal.extension);
         if (entry == defaults_.end())
@@ -191,7 +216,7 @@ void ContentTypeSource::load(interfaces::IPhysicalInputStream& stream) {
     std::vector<unsigned char> bytes;
     try {
         PhysicalInputStream input(&stream);
-        bytes = readXmlItem(input);
+        bytes = readXmlItem(input, limits_.xmlSize);
     } catch (const Exception& e) {
         throw PackageOpenFailed(e.what(), e.code());
     }
@@ -206,27 +231,29 @@ void ContentTypeSource::load(interfaces::IPhysicalInputStream& stream) {
 void ContentTypeSource::readDocument(InputStream& stream) {
     const XercesGuard guard;
     const Vocabulary names;
-    const ParserHandle parser = XercesHelper::createParser();
+    const ParserHandle parser = XercesHelper::createParser(limits_);
     parser->getDomConfig()->setParameter(xercesc::XMLUni::fgXercesUseCachedGrammarInParse, true);
     loadEmbeddedSchema(*parser, embedded::opc_contentTypes);
     const xercesc::DOMDocument* document = XercesHelper::readDocumentFromStream(*parser, stream, true, u"", u"");
     const xercesc::DOMElement* root = document->getDocumentElement();
     const auto defaults = XercesHelper::getElementsNS(root, names.ns, names.defaultEntry);
     const auto overrides = XercesHelper::getElementsNS(root, names.ns, names.overrideEntry);
+    ContentTypes types;
     for (const auto* entries : {&defaults, &overrides})
         for (const xercesc::DOMElement* entry : *entries)
-            throwIfPatternIsBroken(entry, names);
+            throwIfPatternIsBroken(entry, names, types);
     if (names.types != root->getLocalName())
         throw InvalidPartContent("The root element is not Types"); // the schema knows the others as roots too
 
     // The first of two entries for the same extension or part name wins.
     for (const xercesc::DOMElement* entry : defaults) {
         const std::u16string extension = readExtension(entry, names);
-        defaults_.emplace(extension, Default{readContentType(entry, names), 0});
+        defaults_.emplace(extension, Default{readContentType(entry, names, types), 0});
     }
     for (const xercesc::DOMElement* entry : overrides) {
         const PartName name = readPartName(entry, names);
-        overrides_.emplace(name, readContentType(entry, names));
+        // This library writes them in the order of their names.
+        overrides_.emplace_hint(overrides_.end(), name, readContentType(entry, names, types));
     }
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <opc/core/Limits.hpp>
 #include <opc/model/ContentType.hpp>
 #include <opc/model/PartName.hpp>
 
@@ -26,7 +27,8 @@ public:
     /// Reads the content types stream, if the package keeps one and was not created just now.
     /// @throws PackageOpenFailed when the store fails to give it.
     /// @throws InvalidXMLDocument, InvalidContentTypeStream, InvalidContentType when it is malformed.
-    ContentTypeSource(interfaces::IPhysicalPackage& physicalPackage, bool createOnly);
+    /// @param limits those for XML count.
+    ContentTypeSource(interfaces::IPhysicalPackage& physicalPackage, bool createOnly, const Limits& limits = {});
 
     /// @param takeReference true: the part is counted as a user of the entry.
     /// @throws ContentTypeNotFound
@@ -54,15 +56,18 @@ private:
     using Defaults = std::map<std::u16string, Default>;
     using Overrides = std::map<PartName, ContentType>;
 
+    Overrides::const_iterator findOverride(const PartName& name);
     void load(interfaces::IPhysicalInputStream& stream);
     void readDocument(InputStream& stream);
     std::vector<unsigned char> writeDocument() const;
 
     interfaces::IPhysicalPackage& physicalPackage_;
+    const Limits limits_;
     bool dirty_ = false;
     bool present_ = false;
     Defaults defaults_;
     Overrides overrides_;
+    Overrides::const_iterator next_ = overrides_.end(); ///< where the next search may end, too: an entry or the end
 };
 
 /// What becomes of the entries when a part is added: one new entry, or one more user of a Default.

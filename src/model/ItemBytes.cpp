@@ -1,17 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <opc/core/InputStream.hpp>
 #include <opc/core/OutputStream.hpp>
-#include <opc/xml/XercesHelper.hpp>
 
 #include "model/ItemBytes.hpp"
 
-#include <algorithm>
+#include <array>
 
 namespace opc::model {
 
 namespace {
-
-constexpr std::size_t chunkSize = 16 * 1024;
 
 /// Closes a stream whatever happens; while an error is under way, one of closing is not reported over it.
 template <class Stream, class Action>
@@ -30,23 +27,23 @@ void withClosing(Stream& stream, Action action) {
 
 } // namespace
 
-std::vector<unsigned char> readXmlItem(InputStream& stream) {
+std::vector<unsigned char> readXmlItem(InputStream& stream, std::uint64_t maximumSize) {
     std::vector<unsigned char> bytes;
     withClosing(stream, [&] {
         stream.open();
-        std::size_t size = 0;
+        std::array<unsigned char, 16 * 1024> chunk;
         unsigned long count = 0;
         do {
-            bytes.resize(std::max(bytes.size(), size + chunkSize));
-            count = stream.read(bytes.data() + size, chunkSize);
-            size += count;
-        } while (count != 0 && size <= XercesHelper::MAX_XML_SIZE);
-        bytes.resize(size);
+            count = stream.read(chunk.data(), chunk.size());
+            bytes.insert(bytes.end(), chunk.data(), chunk.data() + count);
+        } while (count != 0 && bytes.size() <= maximumSize);
     });
     return bytes;
 }
 
 void replaceItem(OutputStream& stream, const std::vector<unsigned char>& bytes) {
+    if (!stream.isDone())
+        stream.close(); // or the bytes would follow those of an attempt whose close failed
     withClosing(stream, [&] { stream.write(bytes.data(), bytes.size()); });
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <vector>
 
 namespace opc {
@@ -11,9 +12,9 @@ class OutputStream;
 namespace opc::model {
 
 /// Reads a stored XML item whole, so that a failure of the store is told from one of the content. Of an item that is
-/// longer than any XML that is accepted, only as much is read as shows it.
+/// longer than the maximum, only as much is read as shows it.
 /// @throws opc::Exception what the store throws.
-std::vector<unsigned char> readXmlItem(InputStream& stream);
+std::vector<unsigned char> readXmlItem(InputStream& stream, std::uint64_t maximumSize);
 
 /// Replaces what is stored by the bytes. After a failure the next write starts afresh.
 /// @throws opc::Exception what the store throws.

@@ -15,6 +15,7 @@
 #include <boost/system/error_code.hpp>
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace opc::model {
@@ -35,14 +36,26 @@ void throwIfPackageRoot(const PartName& name) {
 /// A media type takes values that it cannot print in a form that parses, or parses to the same; the part would not be
 /// opened again, or with another type.
 void throwIfNotReadable(const ContentType& contentType) {
-    if (ContentType(contentType.toString()).toString() != contentType.toString())
+    const std::u16string text = contentType.toString();
+    const bool hasParameters = text.find(u';') != std::u16string::npos; // type and subtype are always read back
+    if (hasParameters && ContentType(text).toString() != text)
         throw InvalidContentType("Could not successfully parse content type string");
+}
+
+/// Asks the physical package for something while it is opened.
+template <class Question>
+auto askWhileOpening(Question question) -> decltype(question()) {
+    try {
+        return question();
+    } catch (const Exception& e) {
+        throw PackageOpenFailed(e.what(), e.code());
+    }
 }
 
 } // namespace
 
-Package::Package(interfaces::IPhysicalPackage& physicalPackage)
-    : RelationshipSource(URI(PartName::FORWARD_SLASH_STRING)), physicalPackage_(physicalPackage),
+Package::Package(interfaces::IPhysicalPackage& physicalPackage, const Limits& limits)
+    : RelationshipSource(URI(PartName::FORWARD_SLASH_STRING)), physicalPackage_(physicalPackage), limits_(limits),
       prefixes_(std::make_unique<PartNameTree>()) {}
 
 Package::~Package() {
@@ -90,8 +103,8 @@ void Package::open(interfaces::OpenMode mode) {
         throw PackageAlreadyOpen("Package is already open");
     openPhysicalPackage(mode);
     try {
-        relationshipSerializer_ = std::make_unique<RelationshipSerializer>();
-        contentTypeSource_ = std::make_unique<ContentTypeSource>(physicalPackage_, isCreateOnly());
+        relationshipSerializer_ = std::make_unique<RelationshipSerializer>(limits_);
+        contentTypeSource_ = std::make_unique<ContentTypeSource>(physicalPackage_, isCreateOnly(), limits_);
         initializeParts();
         isOpen_ = true;
         throwIfTooManyCorePropertiesRelationships(1);
@@ -114,22 +127,17 @@ void Package::openPhysicalPackage(interfaces::OpenMode mode) {
 }
 
 void Package::initializeParts() {
-    std::vector<interfaces::IPhysicalPart*> physicalParts;
-    try {
-        physicalParts = physicalPackage_.getParts();
-    } catch (const Exception& e) {
-        throw PackageOpenFailed(e.what(), e.code());
-    }
     PhysicalPartMap pending; // relationships parts whose source was not met yet
     PhysicalPartMap regular;
-    for (interfaces::IPhysicalPart* physicalPart : physicalParts) {
-        const PartName name(physicalPart->getName());
+    auto place = regular.end(); // behind the last: items that follow one another often have names that do, too
+    for (interfaces::IPhysicalPart* physicalPart : askWhileOpening([this] { return physicalPackage_.getParts(); })) {
+        const PartName name(askWhileOpening([physicalPart] { return physicalPart->getName(); }));
         throwIfPackageRoot(name);
         if (name.isRelationshipName()) {
             lookUpContentType(name, *physicalPart);
             pending[name] = physicalPart;
         } else {
-            regular[name] = physicalPart;
+            place = std::next(regular.insert_or_assign(place, name, physicalPart));
         }
     }
 
@@ -142,14 +150,15 @@ void Package::initializeParts() {
     attachRelationships(*this, PartName(PartName::FORWARD_SLASH_STRING), pending);
 
     parts_.swap(parts);
-    for (const auto& entry : parts_)
-        prefixes_->add(PartNameTree::keyOf(entry.first));
+    if (!isReadOnly()) // where no part can be created
+        for (const auto& entry : parts_)
+            prefixes_->add(PartNameTree::keyOf(entry.first));
     if (!pending.empty())
         throw InconsistentPackage("Not all relationship parts were matched with regular parts");
 }
 
 void Package::attachRelationships(RelationshipSource& source, const PartName& name, PhysicalPartMap& pending) {
-    const auto found = pending.find(PartName(name.getRelationshipPartName(), true));
+    const auto found = pending.find(name.getRelationshipPartName());
     if (found == pending.end())
         return;
     source.setPhysicalRelationshipPart(found->second, false);
@@ -159,7 +168,7 @@ void Package::attachRelationships(RelationshipSource& source, const PartName& na
 ContentType Package::lookUpContentType(const PartName& name, const interfaces::IPhysicalPart& physicalPart) {
     if (physicalPackage_.hasContentTypeStream())
         return contentTypeSource_->getContentType(name, true);
-    return physicalPart.getContentType();
+    return askWhileOpening([&physicalPart] { return physicalPart.getContentType(); });
 }
 
 void Package::close(bool discard) {
@@ -266,9 +275,9 @@ void Package::deletePart(const PartName& name) {
     const std::u16string key = PartNameTree::keyOf(part.getName());
     const interfaces::IPhysicalPart* relationships = part.getPhysicalRelationshipPart();
     if (relationships != nullptr)
-        orphans_.emplace_back(relationships->getName());
+        orphans_.push_back(storedNameOf(*relationships));
     try {
-        deletePartInternal(PartName(part.getPhysicalPart()->getName()));
+        deletePartInternal(storedNameOf(*part.getPhysicalPart()));
     } catch (...) {
         if (relationships != nullptr)
             orphans_.pop_back();
@@ -285,6 +294,16 @@ void Package::deleteOrphans() {
         deletePartInternal(orphans_.back());
         orphans_.pop_back();
     }
+}
+
+PartName Package::storedNameOf(const interfaces::IPhysicalPart& physicalPart) {
+    std::u16string name;
+    try {
+        name = physicalPart.getName();
+    } catch (const Exception& e) {
+        throw PartDeleteFailed(e.what());
+    }
+    return name;
 }
 
 void Package::deletePartInternal(const PartName& name) {

@@ -8,14 +8,16 @@
 #include <boost/make_shared.hpp>
 
 #include <memory>
+#include <utility>
 
 namespace opc::model {
 
 class Part::Impl {
 public:
-    Impl(Package* package, interfaces::IPhysicalPart* physicalPart, const PartName& name,
-         const ContentType& contentType, interfaces::OpenMode mode)
-        : package_(package), physicalPart_(physicalPart), name_(name), contentType_(contentType), mode_(mode) {}
+    Impl(Package* package, interfaces::IPhysicalPart* physicalPart, const PartName& name, ContentType&& contentType,
+         interfaces::OpenMode mode)
+        : package_(package), physicalPart_(physicalPart), name_(name), contentType_(std::move(contentType)),
+          mode_(mode) {}
 
     Package* package_;
     interfaces::IPhysicalPart* physicalPart_;
@@ -27,10 +29,10 @@ public:
     bool valid_ = true;
 };
 
-Part::Part(Package* package, interfaces::IPhysicalPart* physicalPart, const PartName& name,
-           const ContentType& contentType, interfaces::OpenMode mode)
+Part::Part(Package* package, interfaces::IPhysicalPart* physicalPart, const PartName& name, ContentType contentType,
+           interfaces::OpenMode mode)
     : RelationshipSource(name.getURI()),
-      impl_(boost::make_shared<Impl>(package, physicalPart, name, contentType, mode)) {}
+      impl_(boost::make_shared<Impl>(package, physicalPart, name, std::move(contentType), mode)) {}
 
 Part::~Part() = default;
 

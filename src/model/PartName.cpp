@@ -24,7 +24,7 @@ int hexValue(char16_t digit) noexcept {
     return 0x1000;
 }
 
-int escapedValue(const std::u16string& segment, std::size_t percent) noexcept {
+int escapedValue(std::u16string_view segment, std::size_t percent) noexcept {
     const auto digit = [&](std::size_t at) { return at < segment.size() ? hexValue(segment[at]) : 0x1000; };
     return 16 * digit(percent + 1) + digit(percent + 2);
 }
@@ -34,15 +34,37 @@ bool isUnreserved(int value) noexcept {
            value == '-' || value == '.' || value == '_' || value == '~';
 }
 
-void throwIfInvalidSegment(const std::u16string& segment) {
+void throwIfForbiddenEscape(std::u16string_view segment) {
+    for (std::size_t at = segment.find(u'%'); at != std::u16string_view::npos; at = segment.find(u'%', at + 3)) {
+        const int value = escapedValue(segment, at);
+        if (value == '/' || value == '\\')
+            throw InvalidPartName("A segment shall not contain percent-encoded forward slash ('/'), or backward "
+                                  "slash ('') characters. [M1.7]");
+        if (isUnreserved(value))
+            throw InvalidPartName("A segment shall not contain percent-encoded unreserved characters. [M1.8]");
+    }
+}
+
+void throwIfInvalidSegment(std::u16string_view segment) {
     if (segment.empty())
         throw InvalidPartName("A part name shall not have empty segments [M1.3]");
     if (segment.back() == URI::getDot()) {
-        if (segment.find_first_not_of(URI::getDot()) == std::u16string::npos)
+        if (segment.find_first_not_of(URI::getDot()) == std::u16string_view::npos)
             throw InvalidPartName("A segment shall include at least one non-dot character. [M1.10]");
         throw InvalidPartName("A segment shall not end with a dot ('.') character [M1.9]");
     }
-    PartName::checkPCharCompliance(segment);
+    throwIfForbiddenEscape(segment);
+}
+
+/// Calls `action` for the segments behind the first slash, empty ones included.
+template <class Action>
+void forEachSegment(std::u16string_view text, Action action) {
+    std::size_t slash = text.find(URI::getSlash());
+    while (slash != std::u16string_view::npos) {
+        const std::size_t next = text.find(URI::getSlash(), slash + 1);
+        action(text.substr(slash + 1, next == std::u16string_view::npos ? next : next - slash - 1));
+        slash = next;
+    }
 }
 
 } // namespace
@@ -78,7 +100,7 @@ void PartName::init(bool validate) {
 }
 
 std::u16string PartName::getExtension() const {
-    return detail::getExtension(uri_.getPath());
+    return detail::getExtension(uri_.pathView());
 }
 
 std::u16string PartName::getRelationshipPartName() const {
@@ -86,10 +108,15 @@ std::u16string PartName::getRelationshipPartName() const {
         return PACKAGE_RELATIONSHIPS_ROOT_NAME;
     if (isRelationship_)
         throw InvalidPartName("Relationship part can't have an associated relationship part name");
-    const std::u16string path = uri_.getPath();
+    const std::u16string_view path = uri_.pathView();
     const std::size_t file = path.rfind(URI::getSlash()) + 1;
-    return path.substr(0, file) + RELATIONSHIP_PART_SEGMENT_NAME + FORWARD_SLASH_STRING + path.substr(file) +
-           RELATIONSHIP_PART_EXTENSION_NAME;
+    std::u16string name;
+    name.reserve(path.size() + std::size(u"_rels/.rels"));
+    name += path.substr(0, file);
+    name += RELATIONSHIP_PART_SEGMENT_NAME;
+    name += FORWARD_SLASH_STRING;
+    name += path.substr(file);
+    return name += RELATIONSHIP_PART_EXTENSION_NAME;
 }
 
 std::u16string PartName::getSourcePartName() const {
@@ -107,7 +134,7 @@ std::u16string PartName::getSourcePartName() const {
 }
 
 void PartName::throwExceptionIfEmptyURI(const URI& uri) {
-    if (uri.toString().empty())
+    if (uri.view().empty())
         throw InvalidPartName("A part name shall not be empty [M1.1]");
 }
 
@@ -122,14 +149,12 @@ void PartName::throwExceptionIfPartNameDoesNotStartWithForwardSlash(const URI& u
 }
 
 void PartName::throwExceptionIfPartNameEndsWithForwardSlash(const URI& uri) {
-    const std::u16string text = uri.toString();
-    if (!text.empty() && text.back() == URI::getSlash())
+    if (uri.view().ends_with(URI::getSlash()))
         throw InvalidPartName("A part name shall not have a forward slash as the last character [M1.5]");
 }
 
 void PartName::throwExceptionIfPartNameHasInvalidSegments(const URI& uri) {
-    for (const std::u16string& segment : splitWithEmptySegments(uri.toString()))
-        throwIfInvalidSegment(segment);
+    forEachSegment(uri.view(), throwIfInvalidSegment);
 }
 
 void PartName::throwExceptionIfInvalidPartUri(const URI& uri) {
@@ -141,33 +166,21 @@ void PartName::throwExceptionIfInvalidPartUri(const URI& uri) {
 }
 
 void PartName::checkPCharCompliance(const std::u16string& segment) {
-    for (std::size_t at = segment.find(u'%'); at != std::u16string::npos; at = segment.find(u'%', at + 3)) {
-        const int value = escapedValue(segment, at);
-        if (value == '/' || value == '\\')
-            throw InvalidPartName("A segment shall not contain percent-encoded forward slash ('/'), or backward "
-                                  "slash ('') characters. [M1.7]");
-        if (isUnreserved(value))
-            throw InvalidPartName("A segment shall not contain percent-encoded unreserved characters. [M1.8]");
-    }
+    throwIfForbiddenEscape(segment);
 }
 
 std::vector<std::u16string> PartName::splitWithEmptySegments(const std::u16string& text) {
     std::vector<std::u16string> segments;
-    std::size_t slash = text.find(URI::getSlash());
-    while (slash != std::u16string::npos) {
-        const std::size_t next = text.find(URI::getSlash(), slash + 1);
-        segments.push_back(text.substr(slash + 1, next == std::u16string::npos ? next : next - slash - 1));
-        slash = next;
-    }
+    forEachSegment(text, [&](std::u16string_view segment) { segments.emplace_back(segment); });
     return segments;
 }
 
 bool PartName::isPackageRootUri(const URI& uri) {
-    return uri.getPath() == FORWARD_SLASH_STRING;
+    return uri.pathView() == FORWARD_SLASH_STRING;
 }
 
 bool PartName::isRelationshipUri(const URI& uri) {
-    return detail::isRelationshipsPartName(uri.getPath());
+    return detail::isRelationshipsPartName(uri.pathView());
 }
 
 int compare(const PartName& name, const std::u16string& text) noexcept {

@@ -46,7 +46,7 @@ void URI::init(const std::u16string& text) {
     try {
         throwIfNotASCII(text);
         impl_ = boost::make_shared<const Impl>(text);
-    } catch (...) {
+    } catch (const Exception&) {
         // Whatever the reason, callers see one message.
         throw InvalidURI("Could not successfully parse URI string.");
     }
@@ -54,6 +54,16 @@ void URI::init(const std::u16string& text) {
 
 std::u16string URI::toString() const {
     return impl_->text_;
+}
+
+std::u16string_view URI::view() const noexcept {
+    return impl_->text_;
+}
+
+// What is taken is ASCII and mapped to itself, so that the parsed text has every component at the same place.
+std::u16string_view URI::pathView() const noexcept {
+    const iri::IRI& iri = impl_->iri_;
+    return isOpaque() ? std::u16string_view() : view().substr(iri.pathBegin(), iri.pathEnd() - iri.pathBegin());
 }
 
 bool URI::isAbsolute() const noexcept {
@@ -89,7 +99,7 @@ bool URI::hasAbsolutePath() const noexcept {
 }
 
 std::u16string URI::getPath() const {
-    return isOpaque() ? std::u16string() : impl_->iri_.getPath(componentEncoding);
+    return std::u16string(pathView());
 }
 
 bool URI::hasQuery() const noexcept {

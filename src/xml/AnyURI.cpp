@@ -2,9 +2,9 @@
 #include <opc/xml/XercesGuard.hpp>
 
 #include "xml/AnyURI.hpp"
+#include "xml/XercesErrors.hpp"
 
 #include <xercesc/util/PlatformUtils.hpp>
-#include <xercesc/util/XMLException.hpp>
 #include <xercesc/validators/datatype/DatatypeValidator.hpp>
 #include <xercesc/validators/datatype/DatatypeValidatorFactory.hpp>
 #include <xercesc/validators/schema/SchemaSymbols.hpp>
@@ -14,11 +14,13 @@ namespace opc::model {
 bool isAnyURI(const std::u16string& text) {
     const XercesGuard guard;
     try {
-        xercesc::DatatypeValidatorFactory factory;
-        factory.getDatatypeValidator(xercesc::SchemaSymbols::fgDT_ANYURI)
-            ->validate(text.c_str(), nullptr, xercesc::XMLPlatformUtils::fgMemoryManager);
+        translatingXercesErrors([&] {
+            xercesc::DatatypeValidatorFactory factory;
+            factory.getDatatypeValidator(xercesc::SchemaSymbols::fgDT_ANYURI)
+                ->validate(text.c_str(), nullptr, xercesc::XMLPlatformUtils::fgMemoryManager);
+        });
         return true;
-    } catch (const xercesc::XMLException&) {
+    } catch (const InvalidXMLDocument&) {
         return false;
     }
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "xml/BoundedParser.hpp"
 
+#include "xml/XercesMemory.hpp"
 #include "xml/XmlBounds.hpp"
 
 #include <xercesc/framework/XMLAttr.hpp>
@@ -10,7 +11,8 @@ namespace opc::model {
 
 using xercesc::DOMLSParserImpl;
 
-BoundedParser::BoundedParser() : DOMLSParserImpl(nullptr, xercesc::XMLPlatformUtils::fgMemoryManager, nullptr) {}
+BoundedParser::BoundedParser(const Limits& limits)
+    : DOMLSParserImpl(nullptr, xercesc::XMLPlatformUtils::fgMemoryManager, nullptr), limits_(limits) {}
 
 void BoundedParser::startDocument() {
     depth_ = 0;
@@ -23,7 +25,7 @@ void BoundedParser::startElement(const xercesc::XMLElementDecl& declaration, uns
                                  const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, XMLSize_t attributeCount,
                                  bool isEmpty, bool isRoot) {
     throwIfTooManyAttributes(attributeCount);
-    throwIfTooDeep(++depth_);
+    throwIfTooDeep(++depth_, limits_.xmlDepth);
     countNodes(1 + attributeCount);
     countNames(declaration, prefix);
     for (XMLSize_t i = 0; i < attributeCount; ++i) {
@@ -54,6 +56,7 @@ void BoundedParser::docPI(const XMLCh* target, const XMLCh* data) {
 }
 
 void BoundedParser::countNodes(std::uint64_t count) {
+    ReserveUse::throwIfDrawnOn();
     nodes_ += count;
     throwIfTooManyNodes(nodes_);
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <opc/core/Limits.hpp>
+
 #include <xercesc/parsers/DOMLSParserImpl.hpp>
 
 #include <cstdint>
@@ -15,11 +17,15 @@ namespace opc::model {
 ///
 /// It searches all declarations of all open elements for the meaning of a prefix, all attributes of an element for the
 /// place of one more, and a table of fixed size for a name, so a short document made for it would keep it busy for
-/// hours; and what walks a document by recursion would leave the stack. The bounds are those of `XercesHelper`; what
-/// breaks one leaves the parse as `InvalidXMLDocument`.
+/// hours; and what walks a document by recursion would leave the stack. The bounds are the limits and those of
+/// `XercesHelper`; what breaks one leaves the parse as `InvalidXMLDocument`. A parse that draws on the reserve of memory
+/// is left, too.
 class BoundedParser final : public xercesc::DOMLSParserImpl {
 public:
-    BoundedParser();
+    /// @param limits those for XML count.
+    explicit BoundedParser(const Limits& limits);
+
+    const Limits& getLimits() const { return limits_; }
 
     void startDocument() override;
     void startElement(const xercesc::XMLElementDecl& declaration, unsigned int uriId, const XMLCh* prefix,
@@ -42,6 +48,7 @@ private:
     void countNames(const xercesc::XMLElementDecl& declaration, const XMLCh* prefix);
     void countNames(const xercesc::XMLAttr& attribute);
 
+    const Limits limits_;
     std::uint64_t depth_ = 0;
     std::uint64_t nodes_ = 0;
     std::unordered_set<std::u16string, NameHash, std::equal_to<>> names_;

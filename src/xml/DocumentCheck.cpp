@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "xml/DocumentCheck.hpp"
 
+#include <opc/xml/XercesHelper.hpp>
+
 #include <opc/errors/Errors.hpp>
 
 #include "xml/TreeWalk.hpp"
@@ -34,7 +36,7 @@ void throwIfEndsWithHyphen(const DOMNode& comment) {
 
 /// @return the number of its attributes.
 XMLSize_t checkElement(const DOMNode& element, std::uint32_t depth) {
-    throwIfTooDeep(depth);
+    throwIfTooDeep(depth, XercesHelper::MAX_XML_DEPTH);
     const xercesc::DOMNamedNodeMap& attributes = *element.getAttributes();
     const XMLSize_t count = attributes.getLength();
     throwIfTooManyAttributes(count);

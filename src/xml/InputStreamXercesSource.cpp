@@ -27,7 +27,7 @@ XMLSize_t InputStreamBinInputStream::fill(XMLByte* buffer, XMLSize_t max) {
         filled += count;
     }
     position_ += filled;
-    throwIfTooLarge(position_);
+    throwIfTooLarge(position_, input_.maximumSize);
     return filled;
 }
 

@@ -6,6 +6,7 @@
 #include <xercesc/sax/InputSource.hpp>
 #include <xercesc/util/BinInputStream.hpp>
 
+#include <cstdint>
 #include <exception>
 
 namespace opc::model {
@@ -16,10 +17,11 @@ namespace opc::model {
 /// the input, and who started the parse asks for the exception afterwards.
 struct XmlInput {
     InputStream& stream;
+    std::uint64_t maximumSize; ///< bytes
     std::exception_ptr failure;
 };
 
-/// Hands the parser no more than `XercesHelper::MAX_XML_SIZE` bytes; a longer input is a failure.
+/// Hands the parser no more than the maximum size; a longer input is a failure.
 class InputStreamBinInputStream final : public xercesc::BinInputStream {
 public:
     explicit InputStreamBinInputStream(XmlInput& input) : input_(input) {}

@@ -12,6 +12,7 @@
 #include "xml/ParserSettings.hpp"
 #include "xml/TreeWalk.hpp"
 #include "xml/XercesErrors.hpp"
+#include "xml/XercesMemory.hpp"
 #include "xml/XmlBounds.hpp"
 #include "xml/XmlCharacters.hpp"
 
@@ -41,7 +42,16 @@ using xercesc::XMLUni;
 
 namespace {
 
-using OutputHandle = std::unique_ptr<xercesc::DOMLSOutput, XercesRelease>;
+template <class T>
+void release(T* object) noexcept {
+    const ReserveUse reserve;
+    object->release();
+}
+
+struct OutputRelease {
+    void operator()(xercesc::DOMLSOutput* output) const noexcept { release(output); }
+};
+using OutputHandle = std::unique_ptr<xercesc::DOMLSOutput, OutputRelease>;
 
 constexpr const char16_t* UTF16_NAME = u"UTF-16";
 
@@ -220,9 +230,22 @@ DOMElement* append(DOMNode* parent, DOMElement* element) {
 
 } // namespace
 
-ParserHandle XercesHelper::createParser() {
+void XercesRelease::operator()(xercesc::DOMLSParser* parser) const noexcept {
+    release(parser);
+}
+
+void XercesRelease::operator()(xercesc::DOMLSSerializer* writer) const noexcept {
+    release(writer);
+}
+
+void XercesRelease::operator()(DOMDocument* document) const noexcept {
+    release(document);
+}
+
+ParserHandle XercesHelper::createParser(const Limits& limits) {
     const XercesGuard guard;
-    return translatingXercesErrors([] { return ParserHandle(new (XMLPlatformUtils::fgMemoryManager) BoundedParser); });
+    return translatingXercesErrors(
+        [&] { return ParserHandle(new (XMLPlatformUtils::fgMemoryManager) BoundedParser(limits)); });
 }
 
 WriterHandle XercesHelper::createWriter() {
@@ -269,7 +292,8 @@ DOMDocument* XercesHelper::readDocumentHelper(xercesc::DOMLSParser& parser, Inpu
     return translatingXercesErrors([&] {
         // Otherwise each document stays until the parser goes.
         parser.resetDocumentPool();
-        XmlInput input{stream, nullptr};
+        const auto* bounded = dynamic_cast<const BoundedParser*>(&parser);
+        XmlInput input{stream, bounded == nullptr ? MAX_XML_SIZE : bounded->getLimits().xmlSize, nullptr};
         XercesErrorHandler errors;
         ResourceRefuser refuser(schemaLocation);
         DOMDocument* document = nullptr;
@@ -310,7 +334,7 @@ void XercesHelper::writeDocumentHelper(xercesc::DOMLSSerializer& serializer, con
         throwIfNotWritable(*document);
         xercesc::MemBufFormatTarget target;
         serialize(serializer, document, target, encoding, declaration);
-        throwIfTooLarge(target.getLen());
+        throwIfTooLarge(target.getLen(), MAX_XML_SIZE);
         const std::size_t unitSize = encoding == XercesEncoding::UTF16 ? sizeof(char16_t) : 1;
         const std::size_t start = lineBreaksAtStart(target.getRawBuffer(), target.getLen(), unitSize);
         stream.write(target.getRawBuffer() + start, static_cast<unsigned long>(target.getLen() - start));

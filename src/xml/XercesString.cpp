@@ -7,6 +7,7 @@
 #include <xercesc/util/XMLString.hpp>
 
 #include <algorithm>
+#include <memory>
 #include <stdexcept>
 #include <utility>
 
@@ -14,13 +15,18 @@ namespace opc::model {
 
 namespace {
 
+struct Deallocation {
+    void operator()(void* memory) const noexcept { xercesc::XMLPlatformUtils::fgMemoryManager->deallocate(memory); }
+};
+
 char16_t* duplicate(const char16_t* text, std::size_t length) {
-    return translatingXercesErrors([&] {
+    const auto allocate = [length] {
         void* memory = xercesc::XMLPlatformUtils::fgMemoryManager->allocate((length + 1) * sizeof(char16_t));
-        auto* copy = static_cast<char16_t*>(memory);
-        *std::copy_n(text, length, copy) = u'\0';
-        return copy;
-    });
+        return std::unique_ptr<char16_t, Deallocation>(static_cast<char16_t*>(memory));
+    };
+    char16_t* copy = translatingXercesErrors(allocate).release();
+    *std::copy_n(text, length, copy) = u'\0';
+    return copy;
 }
 
 char16_t* duplicate(const char16_t* text) {

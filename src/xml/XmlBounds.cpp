@@ -16,15 +16,18 @@ void throwIfMore(std::uint64_t count, std::uint64_t bound, const char* before, c
 
 } // namespace
 
-void throwIfTooLarge(std::uint64_t bytes) {
+void throwIfTooLarge(std::uint64_t bytes, std::uint64_t maximum) {
     constexpr std::uint64_t MEBIBYTE = 1024ULL * 1024;
-    static_assert(XercesHelper::MAX_XML_SIZE % MEBIBYTE == 0);
-    throwIfMore((bytes + MEBIBYTE - 1) / MEBIBYTE, XercesHelper::MAX_XML_SIZE / MEBIBYTE, "XML content is larger than ",
-                " MiB");
+    const char* before = "XML content is larger than ";
+    if (maximum % MEBIBYTE == 0) {
+        throwIfMore((bytes + MEBIBYTE - 1) / MEBIBYTE, maximum / MEBIBYTE, before, " MiB");
+    } else {
+        throwIfMore(bytes, maximum, before, " bytes");
+    }
 }
 
-void throwIfTooDeep(std::uint64_t depth) {
-    throwIfMore(depth, XercesHelper::MAX_XML_DEPTH, "XML content is nested deeper than ", " elements");
+void throwIfTooDeep(std::uint64_t depth, std::uint64_t maximum) {
+    throwIfMore(depth, maximum, "XML content is nested deeper than ", " elements");
 }
 
 void throwIfTooManyAttributes(std::uint64_t count) {

@@ -6,11 +6,11 @@
 /// The bounds of `XercesHelper`, in force for what is read and, so that it can be read again, for what is written.
 namespace opc::model {
 
-/// @throws InvalidXMLDocument for more bytes than `XercesHelper::MAX_XML_SIZE`.
-void throwIfTooLarge(std::uint64_t bytes);
+/// @throws InvalidXMLDocument for more bytes than the maximum.
+void throwIfTooLarge(std::uint64_t bytes, std::uint64_t maximum);
 
-/// @throws InvalidXMLDocument for an element deeper than `XercesHelper::MAX_XML_DEPTH`.
-void throwIfTooDeep(std::uint64_t depth);
+/// @throws InvalidXMLDocument for an element deeper than the maximum.
+void throwIfTooDeep(std::uint64_t depth, std::uint64_t maximum);
 
 /// @throws InvalidXMLDocument for more attributes than `XercesHelper::MAX_XML_ATTRIBUTES`.
 void throwIfTooManyAttributes(std::uint64_t count);

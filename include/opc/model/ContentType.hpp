@@ -3,7 +3,8 @@
 
 #include <opc/core/Export.hpp>
 
-#include <map>
+#include <boost/shared_ptr.hpp>
+
 #include <string>
 
 namespace opc::model {
@@ -20,13 +21,17 @@ public:
     /// As above; null is the empty text.
     ContentType(const char16_t* text);
 
+    // Only copies, which share what they have until one is changed: a moved-from content type would be none.
+    ContentType(const ContentType&) = default;
+    ContentType& operator=(const ContentType&) = default;
+
     /// As written.
-    std::u16string getType() const { return type_; }
+    std::u16string getType() const;
     /// As written.
-    std::u16string getSubType() const { return subType_; }
+    std::u16string getSubType() const;
 
     /// The normalized text: no spaces, parameters in the order of their attributes, values quoted where needed.
-    std::u16string toString() const { return text_; }
+    std::u16string toString() const;
 
     /// Attributes compare with the ASCII letters folded.
     bool hasParameter(const std::u16string& attribute) const;
@@ -53,13 +58,12 @@ private:
         bool operator()(const std::u16string& a, const std::u16string& b) const noexcept;
     };
 
-    void init();
-    void resetStringFromParts();
+    struct Value;
 
-    std::u16string text_;
-    std::u16string type_;
-    std::u16string subType_;
-    std::map<std::u16string, std::u16string, caselessCompareFcn> parameters_;
+    void init(const std::u16string& text);
+    void setValue(Value value);
+
+    boost::shared_ptr<const Value> value_;
 };
 
 } // namespace opc::model

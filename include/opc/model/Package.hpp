@@ -2,6 +2,7 @@
 #pragma once
 
 #include <opc/core/Export.hpp>
+#include <opc/core/Limits.hpp>
 #include <opc/core/interfaces/OpenMode.hpp>
 #include <opc/model/Part.hpp>
 #include <opc/model/PartName.hpp>
@@ -34,7 +35,9 @@ class RelationshipSerializer;
 /// what was not flushed and closed. Used by one thread at a time, together with all that it hands out.
 class OPCRAFT_API Package final : public RelationshipSource {
 public:
-    explicit Package(interfaces::IPhysicalPackage& physicalPackage);
+    /// @param limits those for XML count: they bound the content types, relationships and core properties that are
+    ///        read. A document that breaks one is refused as one that is malformed.
+    explicit Package(interfaces::IPhysicalPackage& physicalPackage, const Limits& limits = {});
     /// Closes with discard. Data managers are destroyed before their package.
     ~Package() override;
 
@@ -44,6 +47,7 @@ public:
     /// Always true.
     bool isValid() const override;
     bool isOpen() const override;
+    const Limits& getLimits() const noexcept { return limits_; }
     bool isReadOnly() const override;
     /// Also true of a package that was never opened.
     bool isCreateOnly() const override;
@@ -121,7 +125,7 @@ private:
     friend class RelationshipSource;
 
     using PartMap = std::map<PartName, Part>;
-    using PhysicalPartMap = std::map<PartName, interfaces::IPhysicalPart*>;
+    using PhysicalPartMap = std::map<PartName, interfaces::IPhysicalPart*, std::less<>>;
 
     RelationshipSerializer& getRelationshipSerializer() const noexcept { return *relationshipSerializer_; }
 
@@ -134,6 +138,8 @@ private:
 
     interfaces::IPhysicalPart* createPartInternal(const PartName& name, const ContentType& contentType,
                                                   const interfaces::IPhysicalPartInfo& info);
+    /// The name that the store knows a part by, to delete it.
+    static PartName storedNameOf(const interfaces::IPhysicalPart& physicalPart);
     void deletePartInternal(const PartName& name);
     void deleteOrphans();
     const Part& findPart(const PartName& name) const;
@@ -149,6 +155,7 @@ private:
     void throwIfTooManyCorePropertiesRelationships(unsigned long allowed) const;
 
     interfaces::IPhysicalPackage& physicalPackage_;
+    Limits limits_;
     bool isOpen_ = false;
     interfaces::OpenMode mode_ = interfaces::OpenMode::CreateOnly;
     PartMap parts_;

@@ -52,14 +52,15 @@ public:
 
     /// Writes the relationships part of this part when it changed.
     /// @throws InvalidObject
+    /// @throws InvalidPartContent, InvalidPartStream, opc::Exception as `Package::flush`, for relationships.
     void flush();
 
 private:
     friend class Package;
     class Impl;
 
-    Part(Package* package, interfaces::IPhysicalPart* physicalPart, const PartName& name,
-         const ContentType& contentType, interfaces::OpenMode mode);
+    Part(Package* package, interfaces::IPhysicalPart* physicalPart, const PartName& name, ContentType contentType,
+         interfaces::OpenMode mode);
 
     interfaces::IPhysicalPart* getPhysicalPart() const noexcept;
     void setPhysicalPart(interfaces::IPhysicalPart* physicalPart) noexcept;

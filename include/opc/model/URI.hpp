@@ -6,6 +6,7 @@
 #include <boost/shared_ptr.hpp>
 
 #include <string>
+#include <string_view>
 
 namespace opc::model {
 
@@ -81,8 +82,13 @@ private:
 
     void init(const std::u16string& text);
 
+    // As toString() and getPath(), without a copy; valid as long as this URI or a copy of it.
+    std::u16string_view view() const noexcept;
+    std::u16string_view pathView() const noexcept;
+
     boost::shared_ptr<const Impl> impl_;
 
+    friend class PartName;
     friend OPCRAFT_API URI resolve(const URI& base, const URI& reference);
     friend OPCRAFT_API URI relativize(const URI& source, const URI& target);
 };

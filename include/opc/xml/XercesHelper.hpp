@@ -3,6 +3,7 @@
 
 #include <opc/core/Export.hpp>
 #include <opc/core/InputStream.hpp>
+#include <opc/core/Limits.hpp>
 #include <opc/core/OutputStream.hpp>
 #include <opc/xml/XercesString.hpp>
 
@@ -24,12 +25,11 @@ enum class XmlDeclaration : std::int32_t {
     Include = 1,
 };
 
-/// Disposes of a Xerces object the way Xerces asks for.
-struct XercesRelease {
-    template <class T>
-    void operator()(T* object) const noexcept {
-        object->release();
-    }
+/// Disposes of a Xerces object the way Xerces asks for. That takes memory, of which there is enough always.
+struct OPCRAFT_API XercesRelease {
+    void operator()(xercesc::DOMLSParser* parser) const noexcept;
+    void operator()(xercesc::DOMLSSerializer* writer) const noexcept;
+    void operator()(xercesc::DOMDocument* document) const noexcept;
 };
 
 /// Owns a parser, its grammar cache, and every document it has read.
@@ -54,11 +54,12 @@ public:
         UTF16 = 1,   ///< UTF-16 in the order of this machine
     };
 
-    /// The longest input that is read, in bytes.
-    static constexpr std::uint64_t MAX_XML_SIZE = 64ULL * 1024 * 1024;
+    /// The longest input that is read unless the parser has other limits, and the longest that is written, in bytes.
+    static constexpr std::uint64_t MAX_XML_SIZE = Limits{}.xmlSize;
 
-    /// The deepest nesting of elements that is read or written, the document element counting 1.
-    static constexpr std::uint32_t MAX_XML_DEPTH = 128;
+    /// The deepest nesting of elements that is read unless the parser has other limits, and the deepest that is
+    /// written, the document element counting 1.
+    static constexpr std::uint64_t MAX_XML_DEPTH = Limits{}.xmlDepth;
 
     /// The most attributes that an element may have, its namespace declarations included.
     static constexpr std::uint32_t MAX_XML_ATTRIBUTES = 128;
@@ -78,7 +79,8 @@ public:
 
     /// A parser without settings, which each read makes. It may read any number of documents one after another and
     /// keeps the grammars that were loaded into it.
-    static ParserHandle createParser();
+    /// @param limits those for XML count.
+    static ParserHandle createParser(const Limits& limits = {});
 
     /// A writer that adds no white space.
     static WriterHandle createWriter();
@@ -99,7 +101,7 @@ public:
     /// is not empty, else for documents without a namespace; what lies there is loaded, since the caller itself names
     /// it. What a document or such a schema names is never opened.
     ///
-    /// The parser is one of `createParser`: it keeps the bounds above but `MAX_XML_SIZE`, which holds for any.
+    /// The parser is one of `createParser`: it keeps the bounds above. One of Xerces keeps `MAX_XML_SIZE` alone.
     /// @throws InvalidXMLDocument with Xerces' message when the document is malformed or invalid or holds a document
     ///         type; with one of ours when its declared encoding is not UTF-8 or UTF-16, when it breaks a bound, or
     ///         when a schema that the caller located names another one.

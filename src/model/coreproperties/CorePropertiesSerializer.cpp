@@ -194,8 +194,8 @@ DocumentHandle makeDocument(const CoreProperties& properties) {
 
 } // namespace
 
-CorePropertiesSerializer::CorePropertiesSerializer()
-    : parser_(XercesHelper::createParser()), writer_(XercesHelper::createPrettyPrintingWriter()) {
+CorePropertiesSerializer::CorePropertiesSerializer(const Limits& limits)
+    : parser_(XercesHelper::createParser(limits)), writer_(XercesHelper::createPrettyPrintingWriter()) {
     parser_->getDomConfig()->setParameter(xercesc::XMLUni::fgXercesUseCachedGrammarInParse, true);
     for (const EmbeddedSchema* schema :
          {&embedded::xml, &embedded::dc, &embedded::dcmitype, &embedded::dcterms, &embedded::opc_coreProperties})

@@ -13,7 +13,7 @@ namespace opc::model {
 class CorePropertiesSerializer {
 public:
     /// @throws InvalidXMLSchema when an embedded schema does not load.
-    CorePropertiesSerializer();
+    explicit CorePropertiesSerializer(const Limits& limits = {});
 
     /// Replaces the properties. They are left cleared when the part is valid by its schema but breaks a rule.
     /// @throws InvalidPartContent

@@ -28,15 +28,27 @@ std::optional<Part> findCoreProperties(const Package& package) {
     return targetOf(package, relationships.front());
 }
 
+/// Deletes a new part, which without its relationship would be in the way of the next try. The error that led here is
+/// the one that is reported.
+void takeBack(Package& package, const PartName& name) noexcept {
+    try {
+        if (!package.isCreateOnly())
+            package.deletePart(name);
+    } catch (...) { // NOLINT(bugprone-empty-catch)
+    }
+}
+
 Part createCoreProperties(Package& package) {
     const PartName name(PackageHelper::getCorePropertiesURI());
-    Part part = package.createPart(name, PackageHelper::getCorePropertiesContentType(), StandardPartInfo());
+    const ContentType contentType = PackageHelper::getCorePropertiesContentType();
+    // A created package deletes nothing: the part of an attempt whose relationship failed is there still.
+    const bool isLeft = package.isCreateOnly() && package.hasPart(name) &&
+                        package.getPart(name).getContentType() == contentType;
+    Part part = isLeft ? package.getPart(name) : package.createPart(name, contentType, StandardPartInfo());
     try {
         package.createInternalRelationship(wellknown::corePropertiesRelationshipType, name.getURI());
     } catch (...) {
-        // Without its relationship the part would be in the way of the next try.
-        if (!package.isCreateOnly())
-            package.deletePart(name);
+        takeBack(package, name);
         throw;
     }
     return part;
@@ -85,9 +97,9 @@ std::u16string PackageHelper::getThumbnailRelationshipType() {
 CoreProperties PackageHelper::getCoreProperties(const Package& package) {
     CoreProperties properties;
     if (const auto part = findCoreProperties(package)) {
-        const auto bytes = readXmlItem(*part->getInputStream());
+        const auto bytes = readXmlItem(*part->getInputStream(), package.getLimits().xmlSize);
         ByteArrayInAdaptor stream(bytes);
-        CorePropertiesSerializer().load(stream, properties);
+        CorePropertiesSerializer(package.getLimits()).load(stream, properties);
     }
     return properties;
 }

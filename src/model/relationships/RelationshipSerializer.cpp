@@ -25,8 +25,8 @@ URI readURI(const std::u16string& text, const char* message) {
 
 } // namespace
 
-RelationshipSerializer::RelationshipSerializer()
-    : parser_(XercesHelper::createParser()), writer_(XercesHelper::createPrettyPrintingWriter()),
+RelationshipSerializer::RelationshipSerializer(const Limits& limits)
+    : parser_(XercesHelper::createParser(limits)), writer_(XercesHelper::createPrettyPrintingWriter()),
       namespace_(wellknown::relationshipsNamespace), relationships_(u"Relationships"), relationship_(u"Relationship"),
       id_(u"Id"), type_(u"Type"), target_(u"Target"), targetMode_(u"TargetMode"), external_(u"External") {
     parser_->getDomConfig()->setParameter(xercesc::XMLUni::fgXercesUseCachedGrammarInParse, true);
@@ -46,7 +46,7 @@ void RelationshipSerializer::load(InputStream& stream, RelationshipManager& mana
     manager.setModified(false);
 }
 
-void RelationshipSerializer::readDocument(const xercesc::DOMDocument& document, RelationshipManager& manager) const {
+void RelationshipSerializer::readDocument(const xercesc::DOMDocument& document, RelationshipManager& manager) {
     const xercesc::DOMElement* root = document.getDocumentElement();
     if (relationships_ != root->getLocalName())
         throw InvalidPartContent(
@@ -55,7 +55,7 @@ void RelationshipSerializer::readDocument(const xercesc::DOMDocument& document, 
         manager.add(readRelationship(element, manager.getSourceURI()));
 }
 
-Relationship RelationshipSerializer::readRelationship(const xercesc::DOMElement* element, const URI& source) const {
+Relationship RelationshipSerializer::readRelationship(const xercesc::DOMElement* element, const URI& source) {
     std::u16string type;
     std::u16string id;
     std::u16string targetMode;
@@ -67,7 +67,10 @@ Relationship RelationshipSerializer::readRelationship(const xercesc::DOMElement*
 
     if (type.empty())
         throw InvalidPartContent("Type is empty");
-    readURI(type, "Type is not a valid URI");
+    if (types_.count(type) == 0) {
+        readURI(type, "Type is not a valid URI");
+        types_.insert(type);
+    }
     if (target.empty())
         throw InvalidPartContent("Target is empty");
     if (targetMode == external_) {

@@ -6,6 +6,8 @@
 #include <opc/xml/XercesGuard.hpp>
 #include <opc/xml/XercesHelper.hpp>
 
+#include <set>
+#include <string>
 #include <vector>
 
 namespace opc::model {
@@ -16,7 +18,7 @@ class RelationshipManager;
 /// is loaded once; its guard also keeps the XML runtime alive while the package is open.
 class RelationshipSerializer {
 public:
-    RelationshipSerializer();
+    explicit RelationshipSerializer(const Limits& limits = {});
 
     /// Replaces the relationships by those of a relationships part; they count as not modified then.
     /// @throws InvalidPartContent
@@ -27,8 +29,8 @@ public:
     std::vector<unsigned char> save(const RelationshipManager& manager);
 
 private:
-    void readDocument(const xercesc::DOMDocument& document, RelationshipManager& manager) const;
-    Relationship readRelationship(const xercesc::DOMElement* element, const URI& source) const;
+    void readDocument(const xercesc::DOMDocument& document, RelationshipManager& manager);
+    Relationship readRelationship(const xercesc::DOMElement* element, const URI& source);
     void appendRelationship(xercesc::DOMElement* root, const Relationship& relationship) const;
 
     XercesGuard guard_;
@@ -42,6 +44,7 @@ private:
     XercesString target_;
     XercesString targetMode_;
     std::u16string external_;
+    std::set<std::u16string> types_; ///< that were read and are URIs: the parts of a package have few between them
 };
 
 } // namespace opc::model

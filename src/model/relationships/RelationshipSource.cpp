@@ -259,7 +259,7 @@ void RelationshipSource::deleteRelationship(const std::u16string& id) {
         throw RelationshipNotFound("Relationship ID does not exist");
     if (relationships.size() == 1) {
         // First what may fail, so that a refused deletion changes nothing.
-        getPackage().deletePartInternal(PartName(impl_->physicalPart_->getName()));
+        getPackage().deletePartInternal(Package::storedNameOf(*impl_->physicalPart_));
         setPhysicalRelationshipPart(nullptr, false);
     }
     impl_->relationships_.erase(id);
@@ -273,7 +273,7 @@ void RelationshipSource::setPhysicalRelationshipPart(interfaces::IPhysicalPart* 
     std::vector<unsigned char> bytes;
     try {
         PhysicalInputStream input(part->getInputStream());
-        bytes = readXmlItem(input);
+        bytes = readXmlItem(input, getPackage().getLimits().xmlSize);
     } catch (const Exception& e) {
         throw PackageOpenFailed(e.what(), e.code());
     }

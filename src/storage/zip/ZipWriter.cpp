@@ -277,45 +277,62 @@ private:
 
     void write(const Facts& facts, const Payload& payload, const std::string& label) {
         const std::uint64_t start = position_;
-        const bool isLarge = payload.plainSize >= FULL_32 || payload.size >= FULL_32;
         std::vector<std::uint64_t> numbers;
-        if (isLarge) {
+        if (isLarge(payload)) {
             numbers = {payload.plainSize, payload.size};
         }
-        ByteVector localExtra = zip64Field(numbers);
-        append(localExtra, facts.localExtra);
+        const ByteVector localExtra = joined(zip64Field(numbers), facts.localExtra, label);
         if (start >= FULL_32) {
             numbers.push_back(start);
         }
-        ByteVector extra = zip64Field(numbers);
-        append(extra, facts.extra);
+        const ByteVector extra = joined(zip64Field(numbers), facts.extra, label);
+        const ByteVector common = commonFields(facts, payload, numbers.empty() ? PLAIN_VERSION : ZIP64_VERSION, label);
+        putLocalHeader(facts, common, localExtra);
+        putPayload(payload);
+        addRecord(facts, common, extra, start);
+    }
 
-        ByteVector common; // of both headers
-        zipformat::put(common, numbers.empty() ? PLAIN_VERSION : ZIP64_VERSION, 2);
+    static bool isLarge(const Payload& payload) { return payload.plainSize >= FULL_32 || payload.size >= FULL_32; }
+
+    static ByteVector joined(ByteVector fields, const ByteVector& more, const std::string& label) {
+        append(fields, more);
+        checkedLength(fields.size(), label);
+        return fields;
+    }
+
+    /// What stands in both headers of an item.
+    static ByteVector commonFields(const Facts& facts, const Payload& payload, unsigned version,
+                                   const std::string& label) {
+        ByteVector common;
+        zipformat::put(common, version, 2);
         zipformat::put(common, facts.flags, 2);
         zipformat::put(common, payload.method, 2);
         zipformat::put(common, FIXED_TIME, 2);
         zipformat::put(common, FIXED_DATE, 2);
         zipformat::put(common, payload.checksum, 4);
-        zipformat::put(common, isLarge ? FULL_32 : payload.size, 4);
-        zipformat::put(common, isLarge ? FULL_32 : payload.plainSize, 4);
+        zipformat::put(common, isLarge(payload) ? FULL_32 : payload.size, 4);
+        zipformat::put(common, isLarge(payload) ? FULL_32 : payload.plainSize, 4);
         zipformat::put(common, checkedLength(facts.name.size(), label), 2);
+        return common;
+    }
 
+    void putLocalHeader(const Facts& facts, const ByteVector& common, const ByteVector& extra) {
         ByteVector header;
         zipformat::put(header, LOCAL_HEADER, 4);
         append(header, common);
-        zipformat::put(header, checkedLength(localExtra.size(), label), 2);
+        zipformat::put(header, extra.size(), 2);
         append(header, facts.name);
-        append(header, localExtra);
+        append(header, extra);
         put(header);
-        putPayload(payload);
+    }
 
+    void addRecord(const Facts& facts, const ByteVector& common, const ByteVector& extra, std::uint64_t start) {
         zipformat::put(directory_, DIRECTORY_RECORD, 4);
         zipformat::put(directory_, facts.madeBy, 2);
         append(directory_, common);
-        zipformat::put(directory_, checkedLength(extra.size(), label), 2);
+        zipformat::put(directory_, extra.size(), 2);
         zipformat::put(directory_, facts.comment.size(), 2);
-        zipformat::put(directory_, 0, 2);
+        zipformat::put(directory_, 0, 2); // the number of the disk
         zipformat::put(directory_, facts.internalAttributes, 2);
         zipformat::put(directory_, facts.externalAttributes, 4);
         zipformat::put(directory_, std::min(start, FULL_32), 4);

@@ -37,7 +37,8 @@ public:
     /// @throws PartNotFound when the relationship leads to no part.
     static CoreProperties getCoreProperties(const Package& package);
 
-    /// Writes the core properties into the part that has them, or into a new part that is related to the package.
+    /// Writes the core properties into the part that has them, or into a new part that is related to the package. In a
+    /// package that is open for creation, where nothing can be deleted, the part that a failed call left is used.
     /// @throws PackageNotOpen, PackageReadOnly
     /// @throws InvalidPartContent when a text holds a character that XML cannot carry, a keyword's language is no
     ///         language tag, or a time is special (an infinity or no time at all). The package is as it was then.
