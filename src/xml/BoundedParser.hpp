@@ -18,8 +18,8 @@ namespace opc::model {
 /// It searches all declarations of all open elements for the meaning of a prefix, all attributes of an element for the
 /// place of one more, and a table of fixed size for a name, so a short document made for it would keep it busy for
 /// hours; and what walks a document by recursion would leave the stack. The bounds are the limits and those of
-/// `XercesHelper`; what breaks one leaves the parse as `InvalidXMLDocument`. A parse that draws on the reserve of memory
-/// is left, too.
+/// `XercesHelper`; what breaks one leaves the parse as `InvalidXMLDocument`. A parse that draws on the reserve of
+/// memory is left, too.
 class BoundedParser final : public xercesc::DOMLSParserImpl {
 public:
     /// @param limits those for XML count.

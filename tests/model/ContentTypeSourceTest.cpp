@@ -58,6 +58,33 @@ TEST(ContentTypeSource, LooksUpOverridesBeforeDefaultsWithoutRegardToCase) {
     EXPECT_TRUE(throws<ContentTypeNotFound>("No content type stream.", [&] { none.getContentType(u"/x", false); }));
 }
 
+TEST(ContentTypeSource, FindsOverridesInWhateverOrderTheyAreAskedForWhileTheyComeAndGo) {
+    ContentTypes types(contentTypesXml("<Default Extension='xml' ContentType='d/d'/>"));
+    const std::u16string names = u"bdfhj"; // the letters between them stay with the Default
+    const auto nameOf = [](char16_t letter) { return PartName(std::u16string(u"/") + letter + u".xml"); };
+    for (const char16_t letter : names)
+        types->addContentType(nameOf(letter), u"o/o");
+
+    const auto areFound = [&](std::u16string_view present) {
+        for (const std::u16string_view order : {u"abcdefghijk", u"kjihgfedcba", u"bbjjaakkffdh", u"cedhbkaj"})
+            for (const char16_t letter : order) {
+                const bool isOverride = present.find(letter) != std::u16string_view::npos;
+                if (types->getContentType(nameOf(letter), false).toString() != (isOverride ? u"o/o" : u"d/d"))
+                    return false;
+            }
+        return true;
+    };
+    EXPECT_TRUE(areFound(u"bdfhj"));
+    types->removeContentType(nameOf(u'f'));
+    types->removeContentType(nameOf(u'j'));
+    EXPECT_TRUE(areFound(u"bdh"));
+    types->addContentType(nameOf(u'a'), u"o/o");
+    EXPECT_TRUE(areFound(u"abdh"));
+    for (const char16_t letter : {u'a', u'b', u'd', u'h'})
+        types->removeContentType(nameOf(letter));
+    EXPECT_TRUE(areFound(u""));
+}
+
 TEST(ContentTypeSource, RecordsADefaultForANewExtensionAndAnOverrideForAnotherType) {
     ContentTypes types("");
     types->addContentType(u"/a.XML", u"text/xml");

@@ -42,8 +42,8 @@ Part createCoreProperties(Package& package) {
     const PartName name(PackageHelper::getCorePropertiesURI());
     const ContentType contentType = PackageHelper::getCorePropertiesContentType();
     // A created package deletes nothing: the part of an attempt whose relationship failed is there still.
-    const bool isLeft = package.isCreateOnly() && package.hasPart(name) &&
-                        package.getPart(name).getContentType() == contentType;
+    const bool isLeft =
+        package.isCreateOnly() && package.hasPart(name) && package.getPart(name).getContentType() == contentType;
     Part part = isLeft ? package.getPart(name) : package.createPart(name, contentType, StandardPartInfo());
     try {
         package.createInternalRelationship(wellknown::corePropertiesRelationshipType, name.getURI());

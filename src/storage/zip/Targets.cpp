@@ -4,6 +4,7 @@
 #include "storage/Failure.hpp"
 #include "storage/FileAccess.hpp"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -148,10 +149,15 @@ bool FileTarget::createTemporary(fs::path name) {
 
 void FileTarget::removeLeftBehind() const {
     const std::string start = temporaryStart(file_);
-    std::error_code ignored;
-    for (fs::directory_iterator place(folderOf(file_), ignored), end; place != end; place.increment(ignored)) {
-        if (isTemporaryName(place->path().filename().native(), start)) {
-            removeUnlessLocked(place->path());
+    struct Closing {
+        void operator()(DIR* folder) const noexcept { ::closedir(folder); }
+    };
+    // Not a directory_iterator: GNU's ends the process when it gets no memory.
+    const fs::path place = folderOf(file_);
+    const std::unique_ptr<DIR, Closing> folder(::opendir(place.c_str()));
+    while (const dirent* entry = folder ? ::readdir(folder.get()) : nullptr) {
+        if (isTemporaryName(entry->d_name, start)) {
+            removeUnlessLocked(place / entry->d_name);
         }
     }
 }
@@ -184,15 +190,12 @@ void FileTarget::commit() {
     if (!lock.isOpen() || ::fsync(output_.get()) != 0 || output_.close() != 0) {
         failWithErrno(errno, label_ + ": cannot be written");
     }
+    // Before the rename, since nothing may fail for lack of memory behind it.
+    const FileDescriptor folder(::open(folderOf(file_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (::rename(temporary_.c_str(), file_.c_str()) != 0) {
         failWithErrno(errno, label_ + ": cannot be replaced");
     }
     temporary_.clear();
-    syncFolder();
-}
-
-void FileTarget::syncFolder() {
-    const FileDescriptor folder(::open(folderOf(file_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     // A folder that may be written but not read, or a file system that cannot sync folders, is no failure.
     if (folder.isOpen() && ::fsync(folder.get()) != 0 && errno != EINVAL && errno != EROFS) {
         failWithErrno(errno, label_ + ": the folder cannot be synced");

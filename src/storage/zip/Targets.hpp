@@ -36,7 +36,6 @@ private:
     void createTemporary();
     void removeLeftBehind() const;
     void keepOwnerAndMode();
-    void syncFolder();
 
     struct Owner {
         uid_t user;
