@@ -35,6 +35,8 @@ public:
     /// @return the bytes delivered; fewer than asked for at the end only.
     std::size_t read(std::uint64_t offset, unsigned char* buffer, std::size_t size) const;
 
+    int getFile() const { return file_.get(); }
+
     /// Gives the room that bytes take back to the disk, where the file system can do that.
     void discard(std::uint64_t offset, std::uint64_t size) noexcept;
 

@@ -123,8 +123,15 @@ std::uint64_t SpilledContent::size() const {
 
 std::size_t SpilledContent::readAt(std::uint64_t offset, unsigned char* buffer, std::size_t size) const {
     std::size_t done = 0;
-    while (done < size && offset + done < written_) {
-        done += readExtent(offset + done, buffer + done, size - done);
+    while (done < size) {
+        const auto piece = findInFile(offset + done, size - done);
+        if (!piece) {
+            break;
+        }
+        if (area_->read(piece->offset, buffer + done, piece->size) != piece->size) {
+            fail(Errc::io_error, "the temporary file was cut short");
+        }
+        done += piece->size;
     }
     if (done < size) {
         done += copyFrom(pending_, offset + done - written_, buffer + done, size - done);
@@ -135,16 +142,15 @@ std::size_t SpilledContent::readAt(std::uint64_t offset, unsigned char* buffer, 
     return done;
 }
 
-std::size_t SpilledContent::readExtent(std::uint64_t offset, unsigned char* buffer, std::size_t size) const {
+std::optional<FilePiece> SpilledContent::findInFile(std::uint64_t offset, std::uint64_t size) const {
+    if (offset >= written_) {
+        return std::nullopt;
+    }
     const auto next = std::upper_bound(extents_.begin(), extents_.end(), offset,
                                        [](std::uint64_t place, const Extent& extent) { return place < extent.start; });
     const Extent& extent = *std::prev(next);
     const std::uint64_t skipped = offset - extent.start;
-    const std::size_t wanted = std::min<std::uint64_t>(size, extent.size - skipped);
-    if (area_->read(extent.offset + skipped, buffer, wanted) != wanted) {
-        fail(Errc::io_error, "the temporary file was cut short");
-    }
-    return wanted;
+    return FilePiece{area_->getFile(), extent.offset + skipped, std::min(size, extent.size - skipped)};
 }
 
 /// Reads plain bytes that are stored as they are.

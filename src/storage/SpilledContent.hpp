@@ -39,6 +39,7 @@ public:
 
     std::uint64_t size() const override;
     std::size_t readAt(std::uint64_t offset, unsigned char* buffer, std::size_t size) const override;
+    std::optional<FilePiece> findInFile(std::uint64_t offset, std::uint64_t size) const override;
 
 private:
     friend class InflatingReader;
@@ -53,7 +54,6 @@ private:
     void appendChunk(const unsigned char* data, std::size_t size);
     void writePending();
     std::uint64_t bodySize() const { return written_ + pending_.size(); }
-    std::size_t readExtent(std::uint64_t offset, unsigned char* buffer, std::size_t size) const;
 
     std::shared_ptr<SpillArea> area_;
     int level_;

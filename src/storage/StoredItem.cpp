@@ -44,28 +44,26 @@ void ItemOutputStream::close() {
     }
 }
 
-StoredItem::StoredItem(Facts facts, std::function<std::unique_ptr<ItemReader>()> original)
-    : facts_(std::move(facts)), original_(std::move(original)) {}
-
-StoredItem::StoredItem(Facts facts, std::shared_ptr<const Content> content)
-    : facts_(std::move(facts)), content_(std::move(content)) {}
+StoredItem::StoredItem(ItemOrigin& origin, const Opening& opening, std::u16string name,
+                       interfaces::CompressionType compression)
+    : origin_(origin), opening_(opening), name_(std::move(name)), compression_(compression) {}
 
 interfaces::IPhysicalOutputStream* StoredItem::getOutputStream() {
-    if (facts_.mode == OpenMode::ReadOnly) {
-        fail(Errc::operation_not_permitted, facts_.label + ": the package is open for reading only");
+    if (opening_.mode == OpenMode::ReadOnly) {
+        fail(Errc::operation_not_permitted, getLabel() + ": the package is open for reading only");
     }
     return &output_;
 }
 
 std::shared_ptr<Content> StoredItem::makeContent() const {
-    return facts_.area ? std::make_shared<Content>(facts_.area, facts_.compression) : std::make_shared<Content>();
+    return opening_.area ? std::make_shared<Content>(opening_.area, compression_) : std::make_shared<Content>();
 }
 
 std::unique_ptr<ItemReader> StoredItem::startReading() const {
-    if (facts_.mode == OpenMode::CreateOnly) {
-        fail(Errc::operation_not_permitted, facts_.label + ": nothing can be read while the package is created");
+    if (opening_.mode == OpenMode::CreateOnly) {
+        fail(Errc::operation_not_permitted, getLabel() + ": nothing can be read while the package is created");
     }
-    return content_ ? readContent(content_) : original_();
+    return content_ ? readContent(content_) : origin_.readOriginal();
 }
 
 } // namespace opc::storage

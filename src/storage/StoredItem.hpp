@@ -10,11 +10,23 @@
 #include <opc/core/interfaces/IPhysicalPart.hpp>
 #include <opc/core/interfaces/OpenMode.hpp>
 
-#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 
 namespace opc::storage {
+
+/// Whose bytes a stored item is.
+class ItemOrigin {
+public:
+    virtual ~ItemOrigin() = default;
+
+    /// Package and item, to start messages with.
+    virtual std::string getLabel() const = 0;
+
+    /// Reads what was stored when the package was opened, each call from its start.
+    virtual std::unique_ptr<ItemReader> readOriginal() = 0;
+};
 
 class StoredItem;
 
@@ -48,28 +60,28 @@ private:
 /// One item of an open package of either store, with its two streams: what is stored, until something is written.
 class StoredItem final : public interfaces::IPhysicalPart {
 public:
-    struct Facts {
-        std::u16string name;        ///< the part name; empty for what is no part
-        std::u16string contentType; ///< empty where it is not known
-        std::string label;          ///< package and item, to start messages with
+    /// How the package that holds the item is open.
+    struct Opening {
         interfaces::OpenMode mode = interfaces::OpenMode::ReadOnly;
         std::shared_ptr<SpillArea> area{}; ///< where new content may go; null: it stays in memory
-        interfaces::CompressionType compression = interfaces::CompressionType::Normal; ///< of new content
     };
 
-    /// An item whose stored bytes `original` reads, each call from their start.
-    StoredItem(Facts facts, std::function<std::unique_ptr<ItemReader>()> original);
-
-    /// An item with this content.
-    StoredItem(Facts facts, std::shared_ptr<const Content> content);
+    /// @param origin not owned, and neither is the opening; both outlive the item.
+    /// @param name the part name; empty for what is no part.
+    StoredItem(ItemOrigin& origin, const Opening& opening, std::u16string name,
+               interfaces::CompressionType compression = interfaces::CompressionType::Normal);
 
     StoredItem(const StoredItem&) = delete;
     StoredItem& operator=(const StoredItem&) = delete;
 
-    std::u16string getName() const override { return facts_.name; }
-    std::u16string getContentType() const override { return facts_.contentType; }
+    std::u16string getName() const override { return name_; }
+    std::u16string getContentType() const override { return contentType_; }
     interfaces::IPhysicalInputStream* getInputStream() override { return &input_; }
     interfaces::IPhysicalOutputStream* getOutputStream() override;
+
+    const std::u16string& name() const { return name_; }
+    void setContentType(std::u16string contentType) { contentType_ = std::move(contentType); }
+    interfaces::CompressionType compression() const { return compression_; } ///< of new content
 
     /// Content for this item, which `setContent` puts in the place of what it holds.
     std::shared_ptr<Content> makeContent() const;
@@ -81,11 +93,14 @@ public:
     /// @throws opc::Exception operation_not_permitted in a package that is being created.
     std::unique_ptr<ItemReader> startReading() const;
 
-    const std::string& getLabel() const { return facts_.label; }
+    std::string getLabel() const { return origin_.getLabel(); }
 
 private:
-    Facts facts_;
-    std::function<std::unique_ptr<ItemReader>()> original_;
+    ItemOrigin& origin_;
+    const Opening& opening_;
+    std::u16string name_;
+    std::u16string contentType_; ///< empty where it is not known
+    interfaces::CompressionType compression_;
     std::shared_ptr<const Content> content_;
     ItemInputStream input_{*this};
     ItemOutputStream output_{*this};

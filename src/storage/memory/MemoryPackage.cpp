@@ -35,15 +35,34 @@ std::string label(std::u16string_view item) {
     return "package in memory: " + inQuotes(detail::toUTF8String(item, false));
 }
 
+/// A part, or the content types stream.
+struct MemoryItem final : ItemOrigin {
+    MemoryItem(const StoredItem::Opening& opening, const std::u16string& name, std::shared_ptr<const Content> content)
+        : bytes(*this, opening, name) {
+        bytes.setContent(std::move(content));
+    }
+
+    std::string getLabel() const override {
+        return label(bytes.name().empty() ? std::u16string_view(u"[Content_Types].xml") : bytes.name());
+    }
+    std::unique_ptr<ItemReader> readOriginal() override {
+        return readContent(std::make_shared<const Content>()); // nothing was ever written
+    }
+
+    StoredItem bytes;
+};
+
 /// A package while it is open.
 struct OpenPackage {
-    OpenMode mode;
-    StoredItem contentTypes;
-    std::list<StoredItem> parts;
-    std::map<std::u16string, std::list<StoredItem>::iterator, CaselessLess> byName;
+    using Parts = std::list<MemoryItem>;
+
+    StoredItem::Opening opening;
+    MemoryItem contentTypes;
+    Parts parts;
+    std::map<std::u16string, Parts::iterator, CaselessLess> byName;
 
     OpenPackage(OpenMode openMode, const SavedPackage& saved)
-        : mode(openMode), contentTypes({u"", u"", label(u"[Content_Types].xml"), mode}, saved.contentTypes) {
+        : opening{openMode}, contentTypes(opening, u"", saved.contentTypes) {
         for (const SavedPart& part : saved.parts) {
             add(part.name, part.contentType, part.content);
         }
@@ -52,19 +71,20 @@ struct OpenPackage {
     StoredItem* add(const std::u16string& name, const std::u16string& type, std::shared_ptr<const Content> content) {
         const auto place = byName.emplace(name, parts.end()).first;
         try {
-            StoredItem::Facts facts{name, type, label(name), mode};
-            place->second = parts.emplace(parts.end(), std::move(facts), std::move(content));
+            std::u16string contentType = type;
+            place->second = parts.emplace(parts.end(), opening, name, std::move(content));
+            parts.back().bytes.setContentType(std::move(contentType));
         } catch (...) {
             byName.erase(place);
             throw;
         }
-        return &parts.back();
+        return &parts.back().bytes;
     }
 
     SavedPackage save() const {
-        SavedPackage saved{contentTypes.getContent(), {}};
-        for (const StoredItem& part : parts) {
-            saved.parts.push_back({part.getName(), part.getContentType(), part.getContent()});
+        SavedPackage saved{contentTypes.bytes.getContent(), {}};
+        for (const MemoryItem& part : parts) {
+            saved.parts.push_back({part.bytes.getName(), part.bytes.getContentType(), part.bytes.getContent()});
         }
         return saved;
     }
@@ -88,7 +108,7 @@ public:
     }
 
     OpenPackage& changeable() {
-        if (opened().mode == OpenMode::ReadOnly) {
+        if (opened().opening.mode == OpenMode::ReadOnly) {
             fail(Errc::operation_not_permitted, "package in memory: the package is open for reading only");
         }
         return *current;
@@ -112,25 +132,25 @@ bool MemoryPackage::hasContentTypeStream() const {
 interfaces::IPhysicalInputStream* MemoryPackage::getContentTypeInputStream() {
     OpenPackage& package = impl_->opened();
     impl_->needContentTypes();
-    if (package.mode == OpenMode::CreateOnly) {
+    if (package.opening.mode == OpenMode::CreateOnly) {
         fail(Errc::operation_not_permitted, "package in memory: nothing can be read while the package is created");
     }
-    if (!package.contentTypes.getContent()) {
+    if (!package.contentTypes.bytes.getContent()) {
         fail(Errc::no_such_file_or_directory, "package in memory: no content types stream was written");
     }
-    return package.contentTypes.getInputStream();
+    return package.contentTypes.bytes.getInputStream();
 }
 
 interfaces::IPhysicalOutputStream* MemoryPackage::getContentTypeOutputStream() {
     OpenPackage& package = impl_->changeable();
     impl_->needContentTypes();
-    return package.contentTypes.getOutputStream();
+    return package.contentTypes.bytes.getOutputStream();
 }
 
 std::vector<interfaces::IPhysicalPart*> MemoryPackage::getParts() {
     std::vector<interfaces::IPhysicalPart*> result;
-    for (StoredItem& part : impl_->opened().parts) {
-        result.push_back(&part);
+    for (MemoryItem& part : impl_->opened().parts) {
+        result.push_back(&part.bytes);
     }
     return result;
 }
@@ -151,7 +171,7 @@ void MemoryPackage::open(const OpenMode& mode) {
 
 void MemoryPackage::close(bool discard) {
     const OpenPackage& package = impl_->opened();
-    if (!discard && package.mode != OpenMode::ReadOnly) {
+    if (!discard && package.opening.mode != OpenMode::ReadOnly) {
         impl_->saved = package.save();
     }
     impl_->current.reset();
@@ -171,7 +191,7 @@ interfaces::IPhysicalPart* MemoryPackage::createPart(const std::u16string& name,
 
 void MemoryPackage::deletePart(const std::u16string& name) {
     OpenPackage& package = impl_->changeable();
-    if (package.mode == OpenMode::CreateOnly) {
+    if (package.opening.mode == OpenMode::CreateOnly) {
         fail(Errc::operation_not_permitted, label(name) + ": nothing can be deleted while the package is created");
     }
     const auto place = package.byName.find(name);

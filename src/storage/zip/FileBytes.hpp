@@ -27,6 +27,9 @@ public:
 
     std::uint64_t size() const override { return static_cast<std::uint64_t>(status_.st_size); }
     std::size_t readAt(std::uint64_t offset, unsigned char* buffer, std::size_t size) const override;
+    std::optional<FilePiece> findInFile(std::uint64_t offset, std::uint64_t size) const override {
+        return FilePiece{file_.get(), offset, size};
+    }
     void throwIfChanged() const override;
 
 private:

@@ -4,6 +4,9 @@
 #include <opc/core/PartNames.hpp>
 #include <opc/core/Strings.hpp>
 
+#include <algorithm>
+#include <array>
+
 namespace opc::storage {
 
 namespace {
@@ -13,9 +16,17 @@ constexpr bool isHexDigit(char16_t c) {
 }
 
 /// The characters that stand for themselves in the path of a URI: pchar of RFC 3986 §3.3, and the "/".
-constexpr bool isPathCharacter(char16_t c) {
-    return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9') ||
-           (c != 0 && std::u16string_view(u"-._~!$&'()*+,;=:@/").find(c) != std::u16string_view::npos);
+constexpr auto PATH_CHARACTERS = [] {
+    std::array<bool, 256> table{};
+    for (const char c : std::string_view("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789"
+                                         "-._~!$&'()*+,;=:@/")) {
+        table[static_cast<unsigned char>(c)] = true;
+    }
+    return table;
+}();
+
+bool isPlainPath(std::u16string_view name) {
+    return std::all_of(name.begin(), name.end(), [](char16_t c) { return c < 256 && PATH_CHARACTERS[c]; });
 }
 
 constexpr bool isEscape(std::string_view text) {
@@ -27,16 +38,20 @@ constexpr bool isEscape(std::string_view text) {
 
 bool isContentTypesItem(std::string_view itemName) {
     constexpr std::u16string_view name = u"[Content_Types].xml";
+    if (itemName.size() != name.size()) {
+        return false;
+    }
     const std::u16string wide(itemName.begin(), itemName.end());
-    return itemName.size() == name.size() && caselessCompare(wide, name) == 0;
+    return caselessCompare(wide, name) == 0;
 }
 
 std::optional<std::u16string> toPartName(std::string_view itemName) {
     constexpr std::u16string_view hex = u"0123456789ABCDEF";
     std::u16string name = u"/";
+    name.reserve(1 + itemName.size());
     for (std::size_t i = 0; i < itemName.size(); ++i) {
         const auto byte = static_cast<unsigned char>(itemName[i]);
-        if (isPathCharacter(byte) || isEscape(itemName.substr(i))) {
+        if (PATH_CHARACTERS[byte] || isEscape(itemName.substr(i))) {
             name += byte;
         } else {
             name += {u'%', hex[byte >> 4], hex[byte & 15]};
@@ -50,7 +65,7 @@ std::optional<std::string> toItemName(std::u16string_view partName) {
         return std::nullopt;
     }
     const std::string name = detail::toUTF8String(partName.substr(1));
-    return toPartName(name) == partName ? std::optional(name) : std::nullopt;
+    return isPlainPath(partName) || toPartName(name) == partName ? std::optional(name) : std::nullopt;
 }
 
 } // namespace opc::storage

@@ -45,7 +45,7 @@ public:
             if (next_ == entry_.pieces.size()) {
                 return 0;
             }
-            current_ = archive_.read(entry_.pieces[next_++], entry_.label);
+            current_ = archive_.read(entry_.pieces[next_++], entry_.getLabel());
         }
         return 0;
     }
@@ -60,15 +60,16 @@ private:
 } // namespace
 
 OpenZipPackage::OpenZipPackage(const ZipPlace& place, OpenMode mode, const std::optional<std::filesystem::path>& output)
-    : place_(place), mode_(mode), limits_(place.options.limits) {
+    : place_(place), opening_{mode}, limits_(place.options.limits) {
     if (!place_.bytes) {
         place_.file = absolutePath(place.file, place_.label);
-        area_ = std::make_shared<SpillArea>(place_.label, place_.options.memory, place_.options.temporaryFolder);
+        opening_.area =
+            std::make_shared<SpillArea>(place_.label, place_.options.memory, place_.options.temporaryFolder);
     }
     if (output) {
         setOutput(*output);
     }
-    if (mode_ != OpenMode::CreateOnly) {
+    if (opening_.mode != OpenMode::CreateOnly) {
         openArchive();
         readItems();
         readContentTypes();
@@ -82,7 +83,7 @@ void OpenZipPackage::openArchive() {
     } else {
         bytes = std::make_unique<FileBytes>(place_.file, place_.label);
     }
-    if (mode_ == OpenMode::ReadWrite && !place_.bytes && !output_) {
+    if (opening_.mode == OpenMode::ReadWrite && !place_.bytes && !output_) {
         throwIfNotWritable(place_.file, place_.label);
     }
     archive_ = std::make_unique<ZipArchive>(std::move(bytes), place_.label);
@@ -122,37 +123,35 @@ void OpenZipPackage::readItems() {
 
 /// @param pieces of an interleaved item; a lone piece is no part (ECMA-376-2 §7.2.4).
 void OpenZipPackage::addItem(std::uint64_t index, const ZipArchive::Item& item, std::vector<std::uint64_t> pieces) {
-    ZipEntry entry{.name = item.name, .label = labelOf(item.name), .index = index, .pieces = std::move(pieces)};
+    const bool isContentTypes = isContentTypesItem(item.name);
+    if (isContentTypes && items_.contentTypes()) {
+        fail(Errc::bad_message, place_.label + ": there are two content types streams, " +
+                                    inQuotes(items_.contentTypes()->name) + " and " + inQuotes(item.name));
+    }
+    std::optional<std::u16string> partName;
+    if (!isContentTypes && !parsePieceName(item.name)) {
+        partName = toPartName(item.name);
+    }
+    ZipEntry& entry = items_.add(items_.all().end(), *this, opening_, item.name, std::move(partName).value_or(u""));
+    if (isContentTypes) {
+        items_.setContentTypes(entry);
+    }
+    entry.index = index;
+    entry.pieces = std::move(pieces);
     entry.size = item.size;
     entry.compressedSize = item.compressedSize;
     // The directory may say what it likes: more bytes than the file has are not there.
-    const std::uint64_t compressed = std::min(entry.compressedSize, archive_->getBytes().size());
-    entry.count = std::make_unique<ReadCount>(ReadCount{entry.label, compressed});
-    if (isContentTypesItem(item.name)) {
-        if (items_.contentTypes()) {
-            fail(Errc::bad_message, place_.label + ": there are two content types streams, " +
-                                        inQuotes(items_.contentTypes()->name) + " and " + inQuotes(item.name));
-        }
-        entry.kind = ZipItemKind::ContentTypes;
-    } else if (!parsePieceName(item.name)) {
-        entry.partName = toPartName(item.name).value_or(u"");
-    }
-    items_.add(std::move(entry));
+    entry.count.compressedSize = std::min(entry.compressedSize, archive_->getBytes().size());
 }
 
-/// Reads what was stored when the package was opened.
 std::unique_ptr<ItemReader> OpenZipPackage::readOriginal(ZipEntry& entry) {
     std::unique_ptr<ItemReader> reader;
     if (entry.pieces.empty()) {
-        reader = archive_->read(*entry.index, entry.label);
+        reader = archive_->read(*entry.index, entry.getLabel());
     } else {
         reader = std::make_unique<PiecesReader>(*archive_, entry);
     }
-    return limits_.watch(std::move(reader), *entry.count);
-}
-
-StoredItem::Facts OpenZipPackage::factsOf(const ZipEntry& entry) const {
-    return {entry.partName, entry.contentType, entry.label, mode_, area_, entry.compression};
+    return limits_.watch(std::move(reader), entry.count, entry);
 }
 
 void OpenZipPackage::readContentTypes() {
@@ -163,27 +162,24 @@ void OpenZipPackage::readContentTypes() {
     } catch (const Exception&) {
         // Whoever reads the stream meets the same failure; here it says that nothing is known of the types.
     }
-    findParts(items_, types ? &*types : nullptr, place_.label);
-    for (ZipEntry& entry : items_.all()) {
-        entry.bytes = std::make_unique<StoredItem>(factsOf(entry), [this, &entry] { return readOriginal(entry); });
-    }
+    items_.findParts(types ? &*types : nullptr, place_.label);
 }
 
 void OpenZipPackage::setOutput(const std::filesystem::path& file) {
-    throwIfReadOnly(place_.label);
+    throwIfReadOnly();
     output_ = absolutePath(file, place_.label);
 }
 
 std::vector<ZipItem> OpenZipPackage::getItems() const {
     std::vector<ZipItem> result;
     for (const ZipEntry& entry : items_.all()) {
-        const auto& content = entry.bytes->getContent();
+        const auto& content = entry.bytes.getContent();
         if (!content && !entry.index) {
             continue;
         }
         ZipItem item{entry.name, {}, entry.kind, entry.pieces.size(), entry.size, entry.compressedSize};
         if (entry.kind == ZipItemKind::Part) {
-            item.partName = entry.partName;
+            item.partName = entry.partName();
         }
         if (content) {
             item.size = item.compressedSize = content->size();
@@ -200,29 +196,29 @@ interfaces::IPhysicalInputStream* OpenZipPackage::getItemInputStream(const std::
     if (!entry) {
         fail(Errc::no_such_file_or_directory, labelOf(name) + ": there is no such item");
     }
-    return entry->bytes->getInputStream();
+    return entry->bytes.getInputStream();
 }
 
 interfaces::IPhysicalInputStream* OpenZipPackage::getContentTypeInputStream() {
     throwIfCreateOnly(place_.label);
-    return items_.contentTypes()->bytes->getInputStream();
+    return items_.contentTypes()->bytes.getInputStream();
 }
 
 interfaces::IPhysicalOutputStream* OpenZipPackage::getContentTypeOutputStream() {
-    throwIfReadOnly(place_.label);
+    throwIfReadOnly();
     ZipEntry* entry = items_.contentTypes();
     if (!entry) {
-        const std::string name = "[Content_Types].xml";
-        entry = &addNew({.name = name, .label = labelOf(name), .kind = ZipItemKind::ContentTypes});
+        entry = &items_.add(items_.all().begin(), *this, opening_, "[Content_Types].xml", std::u16string());
+        items_.setContentTypes(*entry);
     }
-    return entry->bytes->getOutputStream();
+    return entry->bytes.getOutputStream();
 }
 
 std::vector<interfaces::IPhysicalPart*> OpenZipPackage::getParts() {
     std::vector<interfaces::IPhysicalPart*> parts;
     for (ZipEntry& entry : items_.all()) {
         if (entry.kind == ZipItemKind::Part) {
-            parts.push_back(entry.bytes.get());
+            parts.push_back(&entry.bytes);
         }
     }
     return parts;
@@ -230,43 +226,38 @@ std::vector<interfaces::IPhysicalPart*> OpenZipPackage::getParts() {
 
 interfaces::IPhysicalPart* OpenZipPackage::createPart(const std::u16string& name, const std::u16string& contentType,
                                                       CompressionType compression) {
-    const std::string shownName = detail::toUTF8String(name, false);
-    throwIfReadOnly(labelOf(shownName));
-    const std::optional<std::string> itemName = toItemName(name);
+    throwIfReadOnly(name);
+    std::optional<std::string> itemName = toItemName(name);
     if (!itemName) {
-        fail(Errc::invalid_argument, labelOf(shownName) + ": no item of a ZIP file can be a part of this name");
+        fail(Errc::invalid_argument, labelOf(name) + ": no item of a ZIP file can be a part of this name");
     }
     if (const ZipEntry* taken = items_.findPlace(name)) {
-        fail(Errc::file_exists, labelOf(shownName) + ": the item " + inQuotes(taken->name) + " exists already");
+        fail(Errc::file_exists, labelOf(name) + ": the item " + inQuotes(taken->name) + " exists already");
     }
-    ZipEntry entry{.name = *itemName, .label = labelOf(*itemName), .partName = name, .contentType = contentType};
+    std::u16string type = contentType;
+    auto content = std::make_shared<const Content>(); // a part exists once it is created
+    ZipEntry& entry = items_.add(placeForNew(name), *this, opening_, std::move(*itemName), name, compression);
     entry.kind = ZipItemKind::Part;
-    entry.compression = compression;
-    return addNew(std::move(entry)).bytes.get();
+    entry.bytes.setContentType(std::move(type));
+    entry.bytes.setContent(std::move(content));
+    return &entry.bytes;
 }
 
 /// A created package starts with the content types and the relationships of the package, for readers of streams.
-ZipEntry& OpenZipPackage::addNew(ZipEntry entry) {
-    // A part exists once it is created, a content types stream once it is written.
-    const bool exists = entry.kind == ZipItemKind::Part;
-    entry.bytes = std::make_unique<StoredItem>(factsOf(entry), exists ? std::make_shared<const Content>() : nullptr);
+ZipItems::Entries::iterator OpenZipPackage::placeForNew(std::u16string_view partName) {
     ZipItems::Entries& all = items_.all();
-    std::optional<ZipItems::Entries::iterator> before;
-    if (mode_ == OpenMode::CreateOnly && entry.kind == ZipItemKind::ContentTypes) {
-        before = all.begin();
-    } else if (mode_ == OpenMode::CreateOnly && entry.partName == u"/_rels/.rels") {
-        before = items_.contentTypes() ? std::next(all.begin()) : all.begin();
+    if (opening_.mode != OpenMode::CreateOnly || partName != u"/_rels/.rels") {
+        return all.end();
     }
-    return items_.add(std::move(entry), before);
+    return items_.contentTypes() ? std::next(all.begin()) : all.begin();
 }
 
 void OpenZipPackage::deletePart(const std::u16string& name) {
-    const std::string label = labelOf(detail::toUTF8String(name, false));
-    throwIfReadOnly(label);
-    throwIfCreateOnly(label);
+    throwIfReadOnly(name);
+    throwIfCreateOnly(labelOf(name));
     ZipEntry* part = items_.findPart(name);
     if (!part) {
-        fail(Errc::no_such_file_or_directory, label + ": there is no such part");
+        fail(Errc::no_such_file_or_directory, labelOf(name) + ": there is no such part");
     }
     if (part->index) {
         const std::vector<std::uint64_t> whole{*part->index};
@@ -280,15 +271,15 @@ ZipChanges OpenZipPackage::collectChanges() const {
     ZipChanges changes;
     changes.deleted = deleted_;
     for (const ZipEntry& entry : items_.all()) {
-        const auto& content = entry.bytes->getContent();
+        const auto& content = entry.bytes.getContent();
         if (content && !entry.pieces.empty()) {
             // In one piece from now on, in the place and with the name of the whole.
-            changes.replaced.push_back({*entry.index, content, entry.label, entry.name});
+            changes.replaced.push_back({*entry.index, content, entry.getLabel(), entry.name});
             changes.deleted.insert(changes.deleted.end(), std::next(entry.pieces.begin()), entry.pieces.end());
         } else if (content && entry.index) {
-            changes.replaced.push_back({*entry.index, content, entry.label});
+            changes.replaced.push_back({*entry.index, content, entry.getLabel()});
         } else if (content) {
-            changes.added.push_back({entry.name, content, entry.compression, entry.label});
+            changes.added.push_back({entry.name, content, entry.bytes.compression(), entry.getLabel()});
         }
     }
     return changes;
@@ -305,11 +296,11 @@ std::unique_ptr<Target> OpenZipPackage::makeTarget() const {
 }
 
 void OpenZipPackage::save() const {
-    if (mode_ == OpenMode::ReadOnly) {
+    if (opening_.mode == OpenMode::ReadOnly) {
         return;
     }
     const ZipChanges changes = collectChanges();
-    const bool changed = !changes.empty() || mode_ == OpenMode::CreateOnly;
+    const bool changed = !changes.empty() || opening_.mode == OpenMode::CreateOnly;
     if (!changed && !output_) {
         return;
     }
@@ -329,14 +320,20 @@ std::string OpenZipPackage::labelOf(std::string_view itemName) const {
     return place_.label + ": " + inQuotes(itemName);
 }
 
-void OpenZipPackage::throwIfReadOnly(const std::string& label) const {
-    if (mode_ == OpenMode::ReadOnly) {
+std::string OpenZipPackage::labelOf(std::u16string_view partName) const {
+    return labelOf(detail::toUTF8String(partName, false));
+}
+
+/// @param partName of what is concerned; empty for the package.
+void OpenZipPackage::throwIfReadOnly(std::u16string_view partName) const {
+    if (opening_.mode == OpenMode::ReadOnly) {
+        const std::string label = partName.empty() ? place_.label : labelOf(partName);
         fail(Errc::operation_not_permitted, label + ": the package is open for reading only");
     }
 }
 
 void OpenZipPackage::throwIfCreateOnly(const std::string& label) const {
-    if (mode_ == OpenMode::CreateOnly) {
+    if (opening_.mode == OpenMode::CreateOnly) {
         fail(Errc::operation_not_permitted, label + ": the package is being created and cannot be read");
     }
 }

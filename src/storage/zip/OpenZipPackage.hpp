@@ -26,7 +26,7 @@ struct ZipPlace {
 };
 
 /// A ZIP package from its open to its close. The operations are those of `ZipPackage`.
-class OpenZipPackage {
+class OpenZipPackage final : public ZipItemOwner {
 public:
     /// @param output as for `setOutput`; nothing: where the package is kept.
     OpenZipPackage(const ZipPlace& place, interfaces::OpenMode mode,
@@ -50,19 +50,18 @@ private:
     void readItems();
     void addItem(std::uint64_t index, const ZipArchive::Item& item, std::vector<std::uint64_t> pieces);
     void readContentTypes();
-    std::unique_ptr<ItemReader> readOriginal(ZipEntry& entry);
-    StoredItem::Facts factsOf(const ZipEntry& entry) const;
-    ZipEntry& addNew(ZipEntry entry);
-    std::string labelOf(std::string_view itemName) const;
-    void throwIfReadOnly(const std::string& label) const;
+    std::unique_ptr<ItemReader> readOriginal(ZipEntry& entry) override;
+    ZipItems::Entries::iterator placeForNew(std::u16string_view partName);
+    std::string labelOf(std::string_view itemName) const override;
+    std::string labelOf(std::u16string_view partName) const;
+    void throwIfReadOnly(std::u16string_view partName = {}) const;
     void throwIfCreateOnly(const std::string& label) const;
     ZipChanges collectChanges() const;
     std::unique_ptr<Target> makeTarget() const;
 
     ZipPlace place_;
-    interfaces::OpenMode mode_;
+    StoredItem::Opening opening_; ///< without an area for a package in bytes
     std::optional<std::filesystem::path> output_;
-    std::shared_ptr<SpillArea> area_; ///< null for a package in bytes
     ReadLimits limits_;
     std::unique_ptr<ZipArchive> archive_; ///< null in a created package
     ZipItems items_;                      ///< its readers end before the archive

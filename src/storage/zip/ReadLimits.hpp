@@ -2,6 +2,7 @@
 #pragma once
 
 #include "storage/ItemReader.hpp"
+#include "storage/StoredItem.hpp"
 
 #include <opc/core/Limits.hpp>
 
@@ -14,7 +15,6 @@ namespace opc::storage {
 
 /// What the readers of one item have in common.
 struct ReadCount {
-    std::string label;                ///< starts the messages
     std::uint64_t compressedSize = 0; ///< bytes in the file
     std::uint64_t inflated = 0;       ///< the most that one reader has got
 };
@@ -31,11 +31,11 @@ public:
     void checkName(std::string_view name, const std::string& label) const;
 
     /// A reader that stops with file_too_large where a limit is reached.
-    /// @param count outlives the reader.
-    std::unique_ptr<ItemReader> watch(std::unique_ptr<ItemReader> reader, ReadCount& count);
+    /// @param origin whose bytes they are. It and the count outlive the reader.
+    std::unique_ptr<ItemReader> watch(std::unique_ptr<ItemReader> reader, ReadCount& count, const ItemOrigin& origin);
 
     /// Counts what one reader has got of an item so far.
-    void count(std::uint64_t size, ReadCount& item);
+    void count(std::uint64_t size, ReadCount& item, const ItemOrigin& origin);
 
 private:
     Limits limits_;

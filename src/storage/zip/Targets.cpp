@@ -167,6 +167,21 @@ void FileTarget::write(const unsigned char* data, std::size_t size) {
     position_ += size;
 }
 
+/// A file system that can share blocks between files need not copy anything.
+std::uint64_t FileTarget::writeFrom(const FilePiece& piece) {
+    auto from = static_cast<off_t>(piece.offset);
+    auto to = static_cast<off_t>(position_);
+    const ssize_t count = ::copy_file_range(piece.file, &from, output_.get(), &to, piece.size, 0);
+    if (count > 0) {
+        position_ += static_cast<std::uint64_t>(count);
+        return static_cast<std::uint64_t>(count);
+    }
+    if (count < 0 && (errno == ENOSPC || errno == EDQUOT || errno == EFBIG || errno == EIO)) {
+        failWithErrno(errno, label_ + ": cannot be written");
+    }
+    return 0; // not between these two files
+}
+
 void FileTarget::keepOwnerAndMode() {
     if (!old_) {
         return;

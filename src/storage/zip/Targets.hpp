@@ -29,6 +29,7 @@ public:
     FileTarget& operator=(const FileTarget&) = delete;
 
     void write(const unsigned char* data, std::size_t size) override;
+    std::uint64_t writeFrom(const FilePiece& piece) override;
     void commit() override;
 
 private:

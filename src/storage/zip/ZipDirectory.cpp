@@ -112,13 +112,16 @@ bool ZipDirectory::read(const Bytes& file, const End& end) {
     }
     std::size_t place = 0;
     records_.reserve(end.count);
+    places_.reserve(end.count);
     for (std::uint64_t i = 0; i < end.count; ++i) {
         if (!readRecord(place)) {
             return false;
         }
         places_.push_back(records_.back().localHeader);
     }
-    std::sort(places_.begin(), places_.end());
+    if (!std::is_sorted(places_.begin(), places_.end())) {
+        std::sort(places_.begin(), places_.end());
+    }
     return true;
 }
 
@@ -158,8 +161,10 @@ void ZipDirectory::throwIfOverlapping(const std::string& label) const {
     for (const DirectoryRecord& record : records_) {
         order.push_back(&record);
     }
-    std::stable_sort(order.begin(), order.end(),
-                     [](const auto* a, const auto* b) { return a->localHeader < b->localHeader; });
+    const auto isBefore = [](const auto* a, const auto* b) { return a->localHeader < b->localHeader; };
+    if (!std::is_sorted(order.begin(), order.end(), isBefore)) {
+        std::stable_sort(order.begin(), order.end(), isBefore);
+    }
     for (std::size_t i = 1; i < order.size(); ++i) {
         const DirectoryRecord& record = *order[i - 1];
         const std::uint64_t room = order[i]->localHeader - record.localHeader;

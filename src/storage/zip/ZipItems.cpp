@@ -23,47 +23,24 @@ void erase(Map& map, const typename Map::key_type& name, ZipItems::Entries::iter
     }
 }
 
-void throwIfSamePart(ZipItems& items, const std::string& label) {
-    std::map<std::u16string_view, const ZipEntry*, CaselessLess> parts;
-    for (const ZipEntry& entry : items.all()) {
-        if (entry.kind != ZipItemKind::Part) {
-            continue;
-        }
-        const auto [place, added] = parts.try_emplace(entry.partName, &entry);
-        if (!added) {
-            fail(Errc::bad_message, label + ": the items " + inQuotes(place->second->name) + " and " +
-                                        inQuotes(entry.name) + " are the same part");
-        }
-    }
-}
-
-/// Relationships are judged by the model, unless what they belong to is kept from it.
-bool isRelationshipsOfOther(ZipItems& items, const ZipEntry& entry) {
-    const std::u16string source = detail::getSourcePartName(entry.partName);
-    return items.findPlace(source) && !items.findPart(source);
-}
-
 } // namespace
 
-ZipEntry& ZipItems::add(ZipEntry entry, std::optional<Entries::iterator> before) {
-    const auto place = entries_.insert(before.value_or(entries_.end()), std::move(entry));
+/// Lets an entry be found by its names, or takes it out again.
+void ZipItems::index(Entries::iterator place) {
     try {
         byItemName_.emplace(place->name, place);
-        if (!place->partName.empty()) {
-            byPartName_.emplace(place->partName, place);
+        if (!place->partName().empty()) {
+            // Items often come in the order of their names.
+            byPartName_.emplace_hint(byPartName_.end(), place->partName(), place);
         }
     } catch (...) {
         erase(byItemName_, place->name, place);
         entries_.erase(place);
         throw;
     }
-    if (place->kind == ZipItemKind::ContentTypes) {
-        contentTypes_ = &*place;
-    }
-    return *place;
 }
 
-ZipEntry* ZipItems::findItem(const std::string& name) {
+ZipEntry* ZipItems::findItem(std::string_view name) {
     const auto [first, last] = byItemName_.equal_range(name);
     ZipEntry* found = nullptr;
     for (auto place = first; place != last; ++place) {
@@ -74,19 +51,19 @@ ZipEntry* ZipItems::findItem(const std::string& name) {
 }
 
 ZipEntry* ZipItems::findPart(std::u16string_view name) {
-    const auto [first, last] = byPartName_.equal_range(std::u16string(name));
+    const auto [first, last] = byPartName_.equal_range(name);
     const auto found =
         std::find_if(first, last, [](const auto& entry) { return entry.second->kind == ZipItemKind::Part; });
     return found == last ? nullptr : &*found->second;
 }
 
 ZipEntry* ZipItems::findPlace(std::u16string_view partName) {
-    const auto found = byPartName_.find(std::u16string(partName));
+    const auto found = byPartName_.find(partName);
     return found == byPartName_.end() ? nullptr : &*found->second;
 }
 
 void ZipItems::removePart(ZipEntry& part) {
-    const auto [first, last] = byPartName_.equal_range(part.partName);
+    const auto [first, last] = byPartName_.equal_range(part.partName());
     const auto found = std::find_if(first, last, [&](const auto& entry) { return &*entry.second == &part; });
     const auto place = found->second;
     erase(byItemName_, place->name, place);
@@ -94,26 +71,49 @@ void ZipItems::removePart(ZipEntry& part) {
     entries_.erase(place);
 }
 
-void findParts(ZipItems& items, const ContentTypes* types, const std::string& label) {
-    for (ZipEntry& entry : items.all()) {
-        if (entry.partName.empty()) {
+void ZipItems::findParts(const ContentTypes* types, const std::string& label) {
+    for (ZipEntry& entry : entries_) {
+        if (entry.partName().empty()) {
             continue;
         }
-        const auto type = types ? types->find(entry.partName) : std::nullopt;
-        entry.contentType = type.value_or(u"");
-        entry.kind =
-            type || !types || detail::isRelationshipsPartName(entry.partName) ? ZipItemKind::Part : ZipItemKind::Other;
+        auto type = types ? types->find(entry.partName()) : std::nullopt;
+        const bool isPart = type || !types || detail::isRelationshipsPartName(entry.partName());
+        entry.kind = isPart ? ZipItemKind::Part : ZipItemKind::Other;
+        if (type) {
+            entry.bytes.setContentType(std::move(*type));
+        }
     }
     if (!types) {
         return;
     }
-    for (ZipEntry& entry : items.all()) {
-        if (entry.kind == ZipItemKind::Part && detail::isRelationshipsPartName(entry.partName) &&
-            isRelationshipsOfOther(items, entry)) {
+    for (ZipEntry& entry : entries_) {
+        if (entry.kind == ZipItemKind::Part && detail::isRelationshipsPartName(entry.partName()) &&
+            isRelationshipsOfOther(entry)) {
             entry.kind = ZipItemKind::Other;
         }
     }
-    throwIfSamePart(items, label);
+    throwIfSamePart(label);
+}
+
+/// Relationships are judged by the model, unless what they belong to is kept from it.
+bool ZipItems::isRelationshipsOfOther(const ZipEntry& entry) {
+    const std::u16string source = detail::getSourcePartName(entry.partName());
+    return findPlace(source) && !findPart(source);
+}
+
+/// Equal names are neighbours.
+void ZipItems::throwIfSamePart(const std::string& label) const {
+    const ZipEntry* last = nullptr;
+    for (const auto& [name, place] : byPartName_) {
+        if (place->kind != ZipItemKind::Part) {
+            continue;
+        }
+        if (last && caselessCompare(last->partName(), name) == 0) {
+            fail(Errc::bad_message, label + ": the items " + inQuotes(last->name) + " and " + inQuotes(place->name) +
+                                        " are the same part");
+        }
+        last = &*place;
+    }
 }
 
 } // namespace opc::storage

@@ -16,26 +16,47 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace opc::storage {
 
 class ContentTypes;
 
+struct ZipEntry;
+
+/// The package that items are in.
+class ZipItemOwner {
+public:
+    virtual ~ZipItemOwner() = default;
+
+    /// Package and item, to start messages with.
+    virtual std::string labelOf(std::string_view itemName) const = 0;
+
+    virtual std::unique_ptr<ItemReader> readOriginal(ZipEntry& entry) = 0;
+};
+
 /// One item of an open ZIP package.
-struct ZipEntry {
-    std::string name{};           ///< item name, UTF-8
-    std::string label{};          ///< package and item, to start messages with
-    std::u16string partName{};    ///< the part that the item would be by its name; empty for none
-    std::u16string contentType{}; ///< empty when it is not known
+struct ZipEntry final : ItemOrigin {
+    /// @param itemName UTF-8.
+    /// @param partName the part that the item would be by its name; empty for none.
+    ZipEntry(ZipItemOwner& itsOwner, const StoredItem::Opening& opening, std::string itemName, std::u16string partName,
+             interfaces::CompressionType compression = interfaces::CompressionType::Normal)
+        : owner(itsOwner), name(std::move(itemName)), bytes(*this, opening, std::move(partName), compression) {}
+
+    std::string getLabel() const override { return owner.labelOf(name); }
+    std::unique_ptr<ItemReader> readOriginal() override { return owner.readOriginal(*this); }
+    const std::u16string& partName() const { return bytes.name(); }
+
+    ZipItemOwner& owner;
+    const std::string name;
     ZipItemKind kind = ZipItemKind::Other;
     std::optional<std::uint64_t> index{}; ///< place in the file that was opened; none for a new item
     std::vector<std::uint64_t> pieces{};  ///< places of all pieces in their order; empty for an item in one
     std::uint64_t size = 0;               ///< as stored
     std::uint64_t compressedSize = 0;
-    interfaces::CompressionType compression = interfaces::CompressionType::Normal; ///< of a new item
-    std::unique_ptr<ReadCount> count{};
-    std::unique_ptr<StoredItem> bytes{};
+    ReadCount count{};
+    StoredItem bytes;
 };
 
 /// The items of an open ZIP package in their order, found by name.
@@ -46,14 +67,23 @@ public:
     const Entries& all() const { return entries_; }
     Entries& all() { return entries_; }
 
-    /// Puts an item behind all others, or before a given one.
-    ZipEntry& add(ZipEntry entry, std::optional<Entries::iterator> before = std::nullopt);
+    /// Makes an item behind all others, or before a given one.
+    template <class... Arguments>
+    ZipEntry& add(Entries::iterator before, Arguments&&... arguments) {
+        const auto place = entries_.emplace(before, std::forward<Arguments>(arguments)...);
+        index(place);
+        return *place;
+    }
 
     /// The content types stream; null when there is none.
     ZipEntry* contentTypes() { return contentTypes_; }
+    void setContentTypes(ZipEntry& entry) {
+        entry.kind = ZipItemKind::ContentTypes;
+        contentTypes_ = &entry;
+    }
 
     /// The first item of exactly this name; null for none.
-    ZipEntry* findItem(const std::string& name);
+    ZipEntry* findItem(std::string_view name);
 
     /// The part of this name; null for none.
     ZipEntry* findPart(std::u16string_view name);
@@ -64,18 +94,22 @@ public:
     /// Takes a part out.
     void removePart(ZipEntry& part);
 
+    /// Finds out which of the items are parts (ECMA-376-2 §7.3.4), and their content types.
+    /// @param types what the content types stream says; null when it cannot be read: then every item that has a part
+    ///        name is handed on as a part, and the reader of the stream finds out why.
+    /// @param label starts the messages.
+    /// @throws opc::Exception bad_message when two items are the same part.
+    void findParts(const ContentTypes* types, const std::string& label);
+
 private:
+    void index(Entries::iterator place);
+    bool isRelationshipsOfOther(const ZipEntry& entry);
+    void throwIfSamePart(const std::string& label) const;
+
     Entries entries_;
-    std::multimap<std::u16string, Entries::iterator, CaselessLess> byPartName_;
-    std::unordered_multimap<std::string, Entries::iterator> byItemName_;
+    std::multimap<std::u16string_view, Entries::iterator, CaselessLess> byPartName_; ///< of the entries' own names
+    std::unordered_multimap<std::string_view, Entries::iterator> byItemName_;        ///< of the entries' own names
     ZipEntry* contentTypes_ = nullptr;
 };
-
-/// Finds out which of the items are parts (ECMA-376-2 §7.3.4), and their content types.
-/// @param types what the content types stream says; null when it cannot be read: then every item that has a part
-///        name is handed on as a part, and the reader of the stream finds out why.
-/// @param label starts the messages.
-/// @throws opc::Exception bad_message when two items are the same part.
-void findParts(ZipItems& items, const ContentTypes* types, const std::string& label);
 
 } // namespace opc::storage

@@ -413,7 +413,14 @@ private:
 std::uint64_t copyBytes(const Bytes& source, std::uint64_t start, std::uint64_t size, Target& target) {
     ByteVector buffer(std::min<std::uint64_t>(size, BLOCK_SIZE));
     std::uint64_t done = 0;
+    bool isFile = true;
     while (done < size) {
+        const auto piece = isFile ? source.findInFile(start + done, size - done) : std::nullopt;
+        if (const std::uint64_t copied = piece ? target.writeFrom(*piece) : 0) {
+            done += copied;
+            continue;
+        }
+        isFile = false;
         const std::size_t wanted = std::min<std::uint64_t>(size - done, buffer.size());
         const std::size_t count = source.readAt(start + done, buffer.data(), wanted);
         if (count == 0) {
