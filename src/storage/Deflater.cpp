@@ -13,9 +13,29 @@ namespace {
 
 /// zlib counts in 32 bits.
 constexpr std::size_t MAXIMUM_CHUNK = 1U << 30;
-/// Negative: without header and checksum.
-constexpr int WINDOW_BITS = -15;
-constexpr int MEMORY_LEVEL = 8;
+constexpr int MINIMUM_WINDOW_BITS = 9;
+constexpr int MAXIMUM_WINDOW_BITS = 15;
+constexpr int MAXIMUM_MEMORY_LEVEL = 8;
+/// zlib holds in its window what it looks ahead at, too.
+constexpr std::uint64_t LOOK_AHEAD = 262;
+
+/// The least window that holds all that comes.
+int windowBitsFor(std::uint64_t size) {
+    int bits = MINIMUM_WINDOW_BITS;
+    while (bits < MAXIMUM_WINDOW_BITS && (std::uint64_t(1) << bits) - LOOK_AHEAD < size) {
+        ++bits;
+    }
+    return bits;
+}
+
+/// The least level at which all that comes is one block, and the hash table has room for every place in it.
+int memoryLevelFor(std::uint64_t size) {
+    int level = 1;
+    while (level < MAXIMUM_MEMORY_LEVEL && std::uint64_t(64) << level < size) {
+        ++level;
+    }
+    return level;
+}
 
 int flushFor(Deflater::Ending ending) {
     switch (ending) {
@@ -36,8 +56,10 @@ struct Deflater::State {
     std::array<unsigned char, 16 * 1024> buffer;
 };
 
-Deflater::Deflater(int level) : state_(std::make_unique<State>()) {
-    if (deflateInit2(&state_->stream, level, Z_DEFLATED, WINDOW_BITS, MEMORY_LEVEL, Z_DEFAULT_STRATEGY) != Z_OK) {
+Deflater::Deflater(int level, std::uint64_t size) : state_(std::make_unique_for_overwrite<State>()) {
+    // Negative bits: without header and checksum.
+    if (deflateInit2(&state_->stream, level, Z_DEFLATED, -windowBitsFor(size), memoryLevelFor(size),
+                     Z_DEFAULT_STRATEGY) != Z_OK) {
         throw std::bad_alloc();
     }
 }

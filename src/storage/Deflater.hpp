@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -17,7 +19,8 @@ public:
     };
 
     /// @param level of zlib.
-    explicit Deflater(int level);
+    /// @param size what comes at most, in bytes: for little, little is set up, which is most of the work then.
+    explicit Deflater(int level, std::uint64_t size = std::numeric_limits<std::uint64_t>::max());
     ~Deflater();
 
     Deflater(const Deflater&) = delete;

@@ -18,7 +18,10 @@ std::string toLower(std::string_view text) {
 
 /// Takes an ending off, in whatever case it is written.
 bool takeOff(std::string_view& text, std::string_view ending) {
-    if (text.size() < ending.size() || toLower(text.substr(text.size() - ending.size())) != ending) {
+    const auto isSame = [](char a, char b) { return a == b || (a >= 'A' && a <= 'Z' && a - 'A' + 'a' == b); };
+    if (text.size() < ending.size() ||
+        !std::equal(ending.begin(), ending.end(), text.end() - static_cast<std::ptrdiff_t>(ending.size()),
+                    [&](char wanted, char found) { return isSame(found, wanted); })) {
         return false;
     }
     text.remove_suffix(ending.size());

@@ -103,7 +103,7 @@ Payload makePayload(const Content& content, CompressionType type) {
     const int level = compressionLevel(type);
     if (level != 0 && !plain.empty()) {
         payload.method = DEFLATED;
-        Deflater(level).deflate(plain.data(), plain.size(), Deflater::Ending::Finish, payload.deflated);
+        Deflater(level, plain.size()).deflate(plain.data(), plain.size(), Deflater::Ending::Finish, payload.deflated);
         payload.bytes = payload.deflated.data();
         payload.size = payload.deflated.size();
     }
