@@ -10,6 +10,7 @@
 #include <exception>
 #include <memory>
 #include <new>
+#include <utility>
 
 namespace opc::storage {
 
@@ -80,21 +81,21 @@ bool feed(XML_Parser parser, ItemReader& stream, std::uint64_t left) {
 
 } // namespace
 
-std::optional<std::u16string> ContentTypes::find(std::u16string_view partName) const {
-    const auto override = overrides_.find(toLowerASCIIString(partName));
+const std::u16string* ContentTypes::find(std::u16string_view partName) const {
+    const auto override = overrides_.find(partName);
     if (override != overrides_.end()) {
-        return override->second;
+        return &override->second;
     }
-    const auto entry = defaults_.find(toLowerASCIIString(detail::getExtension(partName)));
-    return entry == defaults_.end() ? std::nullopt : std::optional(entry->second);
+    const auto entry = defaults_.find(detail::getExtension(partName));
+    return entry == defaults_.end() ? nullptr : &entry->second;
 }
 
-void ContentTypes::addDefault(std::u16string_view extension, std::u16string_view contentType) {
-    defaults_.try_emplace(toLowerASCIIString(extension), contentType);
+void ContentTypes::addDefault(std::u16string extension, std::u16string contentType) {
+    defaults_.try_emplace(std::move(extension), std::move(contentType));
 }
 
-void ContentTypes::addOverride(std::u16string_view partName, std::u16string_view contentType) {
-    overrides_.try_emplace(toLowerASCIIString(partName), contentType);
+void ContentTypes::addOverride(std::u16string partName, std::u16string contentType) {
+    overrides_.try_emplace(std::move(partName), std::move(contentType));
 }
 
 std::optional<ContentTypes> readContentTypes(ItemReader& stream, std::uint64_t maximumSize) {

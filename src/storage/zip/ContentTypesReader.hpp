@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "storage/StoredItem.hpp"
+#include "storage/CaselessLess.hpp"
+#include "storage/ItemReader.hpp"
 
 #include <cstdint>
 #include <optional>
@@ -15,15 +16,15 @@ namespace opc::storage {
 /// judge the stream.
 class ContentTypes {
 public:
-    /// @return nothing when the stream gives the part no content type.
-    std::optional<std::u16string> find(std::u16string_view partName) const;
+    /// @return null when the stream gives the part no content type.
+    const std::u16string* find(std::u16string_view partName) const;
 
     /// The first of two entries that are equal without regard to ASCII case stays.
-    void addDefault(std::u16string_view extension, std::u16string_view contentType);
-    void addOverride(std::u16string_view partName, std::u16string_view contentType);
+    void addDefault(std::u16string extension, std::u16string contentType);
+    void addOverride(std::u16string partName, std::u16string contentType);
 
 private:
-    using Map = std::unordered_map<std::u16string, std::u16string>; ///< by the key in lower case
+    using Map = std::unordered_map<std::u16string, std::u16string, CaselessHash, CaselessEqual>;
     Map defaults_;
     Map overrides_;
 };

@@ -93,6 +93,7 @@ void OpenZipPackage::openArchive() {
 void OpenZipPackage::readItems() {
     PieceGroups groups;
     std::vector<ZipArchive::Item> items;
+    items.reserve(archive_->count());
     for (std::uint64_t index = 0; index < archive_->count(); ++index) {
         items.push_back(archive_->item(index));
         const std::string& name = items.back().name;
@@ -102,6 +103,7 @@ void OpenZipPackage::readItems() {
             fail(Errc::bad_message, place_.label + ": there are two items " + inQuotes(name));
         }
     }
+    items_.reserve(items.size());
     for (std::uint64_t index = 0; index < items.size(); ++index) {
         const auto piece = parsePieceName(items[index].name);
         std::vector<std::uint64_t> pieces = piece ? groups.findComplete(piece->prefix) : std::vector<std::uint64_t>();

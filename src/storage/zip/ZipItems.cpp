@@ -76,11 +76,11 @@ void ZipItems::findParts(const ContentTypes* types, const std::string& label) {
         if (entry.partName().empty()) {
             continue;
         }
-        auto type = types ? types->find(entry.partName()) : std::nullopt;
+        const std::u16string* type = types ? types->find(entry.partName()) : nullptr;
         const bool isPart = type || !types || detail::isRelationshipsPartName(entry.partName());
         entry.kind = isPart ? ZipItemKind::Part : ZipItemKind::Other;
         if (type) {
-            entry.bytes.setContentType(std::move(*type));
+            entry.bytes.setContentType(*type);
         }
     }
     if (!types) {

@@ -75,6 +75,9 @@ public:
         return *place;
     }
 
+    /// Says how many items will come.
+    void reserve(std::size_t count) { byItemName_.reserve(count); }
+
     /// The content types stream; null when there is none.
     ZipEntry* contentTypes() { return contentTypes_; }
     void setContentTypes(ZipEntry& entry) {
