@@ -1,0 +1,145 @@
+// SPDX-License-Identifier: Apache-2.0
+// URIs, part names and external targets. The input is three lines of text: a base, a reference, another name.
+#include <opc/core/PartNames.hpp>
+#include <opc/errors/Errors.hpp>
+#include <opc/model/PartName.hpp>
+#include <opc/model/URI.hpp>
+#include <opc/model/relationships/Relationship.hpp>
+#include <opc/model/relationships/RelationshipSource.hpp>
+
+#include "Fuzz.hpp"
+#include "model/PartNameTree.hpp"
+
+#include <optional>
+
+namespace {
+
+using namespace opc::model;
+using opc::fuzz::accepted;
+
+/// @throws only what the constructor may throw for a text.
+template <class Value>
+std::optional<Value> tryMake(const std::u16string& text) {
+    std::optional<Value> value;
+    accepted([&] { value.emplace(text); });
+    return value;
+}
+
+std::u16string percentDecoded(const std::u16string& text) {
+    std::string bytes;
+    const std::string ascii = opc::toASCIIString(text);
+    for (std::size_t i = 0; i < ascii.size(); ++i) {
+        const bool isEscape = ascii[i] == '%';
+        bytes += isEscape ? static_cast<char>(std::stoi(ascii.substr(i + 1, 2), nullptr, 16)) : ascii[i];
+        i += isEscape ? 2 : 0;
+    }
+    return opc::toString(bytes);
+}
+
+std::u16string assembled(const URI& uri) {
+    std::u16string text = uri.hasScheme() ? uri.getScheme() + u":" : u"";
+    if (uri.isOpaque())
+        text += uri.getSchemeSpecificPart();
+    text += uri.hasAuthority() ? u"//" + uri.getAuthority() : u"";
+    text += uri.getPath();
+    text += uri.hasQuery() ? u"?" + uri.getQuery() : u"";
+    return text + (uri.hasFragment() ? u"#" + uri.getFragment() : u"");
+}
+
+void checkText(const std::u16string& text) {
+    const std::u16string encoded = URI::encodeComponent(text, "");
+    OPCRAFT_REQUIRE(percentDecoded(encoded) == text);
+    OPCRAFT_REQUIRE(encoded.empty() || tryMake<URI>(u"/" + encoded));
+    // What counts as an external target can be followed as a URI.
+    if (RelationshipSource::isValidTarget(text))
+        static_cast<void>(Relationship(u"a", u"b", URI(u"/"), text).getTargetURI());
+}
+
+void checkURI(const URI& uri, const std::u16string& text) {
+    OPCRAFT_REQUIRE(uri.toString() == text);
+    OPCRAFT_REQUIRE(assembled(uri) == text);
+    OPCRAFT_REQUIRE(uri == URI(text) && !(uri < uri));
+    OPCRAFT_REQUIRE(uri.isAbsolute() == uri.hasScheme() && (!uri.isOpaque() || uri.isAbsolute()));
+    OPCRAFT_REQUIRE(RelationshipSource::isValidTarget(text));
+}
+
+void checkReferences(const URI& base, const URI& reference) {
+    OPCRAFT_REQUIRE((base < reference) + (reference < base) + (base == reference) == 1);
+    if (base.isOpaque() || reference.isOpaque()) {
+        OPCRAFT_REQUIRE(!accepted([&] { resolve(base, reference); }));
+        return;
+    }
+    const URI target = resolve(base, reference);
+    // A reference without a path takes that of the base with its dot segments (RFC 3986 §5.2.2).
+    if (!reference.getPath().empty() && (target.isAbsolute() || target.hasAbsolutePath()))
+        OPCRAFT_REQUIRE(target.isOpaque() || resolve(base, target).toString() == target.toString());
+    try {
+        OPCRAFT_REQUIRE(resolve(base, relativize(base, reference)).toString() == target.toString());
+    } catch (const UnsupportedRelativize&) {
+        // Documented: neither has a scheme, both have an absolute path, and the paths differ.
+        OPCRAFT_REQUIRE(base.isAbsolute() || reference.isAbsolute() || !base.hasAbsolutePath() ||
+                        !reference.hasAbsolutePath() || base.getPath() == reference.getPath());
+    }
+}
+
+void checkPartName(const PartName& name) {
+    const std::u16string text = name.toString();
+    OPCRAFT_REQUIRE(PartName(text) == name && compare(name, text) == 0);
+    if (PartName::isPackageRootUri(name.getURI()))
+        return;
+    if (name.isRelationshipName()) {
+        OPCRAFT_REQUIRE(opc::detail::isRelationshipsPartName(text));
+        const std::u16string source = name.getSourcePartName();
+        OPCRAFT_REQUIRE(opc::detail::getSourcePartName(text) == source);
+        OPCRAFT_REQUIRE(!accepted([&] { name.getRelationshipPartName(); }));
+    } else if (!name.getURI().hasQuery() && !name.getURI().hasFragment()) {
+        const PartName relationships(name.getRelationshipPartName());
+        OPCRAFT_REQUIRE(relationships.isRelationshipName());
+        // Documented: the first ".rels" of the file name ends the name of the source.
+        OPCRAFT_REQUIRE(text.find(u".rels") != std::u16string::npos || relationships.getSourcePartName() == text);
+    }
+}
+
+/// The tree of names against the plain definition.
+void checkDerivation(const PartName& a, const PartName& b) {
+    const std::u16string keyA = PartNameTree::keyOf(a);
+    const std::u16string keyB = PartNameTree::keyOf(b);
+    PartNameTree tree;
+    tree.add(keyA);
+    const auto derivation = tree.getDerivation(keyB);
+    OPCRAFT_REQUIRE((derivation == PartNameTree::Derivation::Subset) == (keyA.rfind(keyB + u"/", 0) == 0));
+    OPCRAFT_REQUIRE((derivation == PartNameTree::Derivation::Superset) == (keyB.rfind(keyA + u"/", 0) == 0));
+    tree.add(keyB);
+    tree.remove(keyA);
+    tree.remove(keyB);
+    OPCRAFT_REQUIRE(tree.getDerivation(keyA) == PartNameTree::Derivation::None);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    opc::fuzz::Input input(data, size);
+    std::optional<URI> base;
+    std::optional<PartName> first;
+    for (int i = 0; i < 3; ++i) {
+        const std::u16string text = input.text();
+        checkText(text);
+        const auto uri = tryMake<URI>(text);
+        const auto name = tryMake<PartName>(text);
+        OPCRAFT_REQUIRE(uri || !name);
+        OPCRAFT_REQUIRE(opc::detail::isPartName(text) == (name && !PartName::isPackageRootUri(name->getURI())));
+        if (uri) {
+            checkURI(*uri, text);
+            if (base)
+                checkReferences(*base, *uri);
+            base = uri;
+        }
+        if (name) {
+            checkPartName(*name);
+            if (first && !PartName::isPackageRootUri(first->getURI()) && !PartName::isPackageRootUri(name->getURI()))
+                checkDerivation(*first, *name);
+            first = name;
+        }
+    }
+    return 0;
+}
