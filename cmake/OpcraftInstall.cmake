@@ -1,19 +1,19 @@
 # SPDX-License-Identifier: Apache-2.0
-# One export per component, so that a user of the model alone is asked for nothing that only storage needs.
+# What is installed, in three components: `libraries`, what programs need to run; `development`, what they need to be
+# built; `tool`.
 include(CMakePackageConfigHelpers)
 
+# One export per component of find_package, so that a user of the model alone is asked for nothing that only storage
+# needs.
 set(config_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Opcraft)
 foreach(component core model storage)
   install(TARGETS opcraft_${component} EXPORT Opcraft-${component}
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-  install(EXPORT Opcraft-${component} NAMESPACE Opcraft:: DESTINATION ${config_folder})
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libraries NAMELINK_COMPONENT development
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT libraries)
+  install(EXPORT Opcraft-${component} NAMESPACE Opcraft:: DESTINATION ${config_folder} COMPONENT development)
 endforeach()
-install(DIRECTORY include/opc DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-if(OPCRAFT_BUILD_TOOL)
-  install(TARGETS opcraft RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-endif()
+install(DIRECTORY include/opc DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 
 if(BUILD_SHARED_LIBS)
   set(OPCRAFT_STATIC FALSE)
@@ -24,4 +24,39 @@ configure_package_config_file(cmake/OpcraftConfig.cmake.in ${PROJECT_BINARY_DIR}
   INSTALL_DESTINATION ${config_folder})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/OpcraftConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/OpcraftConfig.cmake ${PROJECT_BINARY_DIR}/OpcraftConfigVersion.cmake
-  DESTINATION ${config_folder})
+  DESTINATION ${config_folder} COMPONENT development)
+
+# pkg-config files find their folder from where they lie themselves. What the libraries are made with stands in them
+# when they are static, for every program then links it; not as private, which would ask for all that those libraries
+# are made with in turn. A program that links shared ones needs none of it.
+set(pc_folder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH OPCRAFT_PC_PREFIX "/root/${pc_folder}" "/root")
+string(REGEX REPLACE "/$" "" OPCRAFT_PC_PREFIX "${OPCRAFT_PC_PREFIX}")
+if(OPCRAFT_STATIC)
+  set(OPCRAFT_PC_MODEL_REQUIRES ", xerces-c, liburiparser")
+  set(OPCRAFT_PC_MODEL_LIBS " -lboost_thread -pthread")
+  set(OPCRAFT_PC_STORAGE_REQUIRES ", libzip, zlib, expat")
+endif()
+foreach(name opcraft-core opcraft opcraft-storage)
+  configure_file(cmake/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${pc_folder} COMPONENT development)
+endforeach()
+
+# The manual pages and the completions are made from the help of the tool that was built.
+if(OPCRAFT_BUILD_TOOL)
+  set(manual ${PROJECT_BINARY_DIR}/manual)
+  file(GLOB manual_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/* ${PROJECT_SOURCE_DIR}/tools/opcraft/completion/*)
+  add_custom_command(OUTPUT ${manual}/help.tsv
+    COMMAND ${PROJECT_SOURCE_DIR}/docs/man/generate $<TARGET_FILE:opcraft> ${PROJECT_VERSION} ${manual}
+    DEPENDS opcraft ${manual_sources} COMMENT "Making manual pages and completions" VERBATIM)
+  add_custom_target(opcraft_manual ALL DEPENDS ${manual}/help.tsv)
+
+  install(TARGETS opcraft RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
+  install(DIRECTORY ${manual}/man1 DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT tool)
+  install(FILES ${manual}/completion/opcraft
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tool)
+  install(FILES ${manual}/completion/_opcraft DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions COMPONENT tool)
+  install(FILES ${manual}/completion/opcraft.fish
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT tool)
+  install(FILES docs/json.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/opcraft COMPONENT tool)
+endif()

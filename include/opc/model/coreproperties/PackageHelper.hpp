@@ -45,6 +45,7 @@ public:
     static void createOrUpdateCoreProperties(Package& package, const CoreProperties& properties);
 
     /// Deletes the core properties and the relationship to them; nothing when there are none.
+    /// An error stops half-way: the relationship is deleted before its target is looked for.
     static void deleteCoreProperties(Package& package);
 
     /// Deletes every relationship of a type of the package, in the order of their IDs, and with each the part it leads

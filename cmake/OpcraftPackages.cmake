@@ -1,0 +1,49 @@
+# SPDX-License-Identifier: Apache-2.0
+# `cpack` in the build folder makes Debian packages: the shared libraries under the name of their version, so that two
+# versions can be there at a time, what is needed to build with them, and the tool.
+if(NOT PROJECT_IS_TOP_LEVEL OR NOT BUILD_SHARED_LIBS)
+  return()
+endif()
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_CONTACT "The Opcraft authors")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has its own
+set(CPACK_COMPONENTS_ALL libraries development)
+if(OPCRAFT_BUILD_TOOL)
+  list(APPEND CPACK_COMPONENTS_ALL tool)
+endif()
+set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/DebianPackage.cmake)
+set(CPACK_OPCRAFT_SOURCE ${PROJECT_SOURCE_DIR})
+
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/src)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY =)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+
+set(soname_version ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+set(CPACK_DEBIAN_LIBRARIES_PACKAGE_NAME libopcraft${soname_version})
+set(CPACK_DEBIAN_LIBRARIES_PACKAGE_SECTION libs)
+set(CPACK_COMPONENT_LIBRARIES_DESCRIPTION "Open Packaging Conventions for C++: shared libraries
+Reads and writes packages of the Open Packaging Conventions (ECMA-376 Part 2), such as .docx, .xlsx, .pptx, .3mf and
+.nupkg, strictly by the standard and careful with files that are not trusted.")
+
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libopcraft-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
+  "libopcraft${soname_version} (= ${PROJECT_VERSION}), libboost-dev, libboost-date-time-dev")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "libxerces-c-dev")
+set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Open Packaging Conventions for C++: headers
+The headers of Opcraft, with its files for CMake and pkg-config. The headers in opc/xml need those of libxerces-c-dev.")
+
+set(CPACK_DEBIAN_TOOL_PACKAGE_NAME opcraft)
+set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "libopcraft${soname_version} (= ${PROJECT_VERSION})")
+set(CPACK_COMPONENT_TOOL_DESCRIPTION "look into .docx, .xlsx, .nupkg and their kin, and change them
+A command-line tool for packages of the Open Packaging Conventions (ECMA-376 Part 2): lists, reads, adds and removes
+parts, relationships, properties and thumbnails, and never damages a file.")
+include(CPack)
