@@ -12,7 +12,8 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   file(COPY_FILE ${CPACK_OPCRAFT_SOURCE}/CHANGELOG.md ${CMAKE_CURRENT_BINARY_DIR}/changelog)
   file(MAKE_DIRECTORY ${usr}/share/doc/${package})
   file(RENAME ${CMAKE_CURRENT_BINARY_DIR}/changelog ${usr}/share/doc/${package}/changelog)
-  file(WRITE ${usr}/share/doc/${package}/copyright "Format: https://www.debian.org/doc/packaging-manuals/copyright-format/1.0/
+  file(WRITE ${usr}/share/doc/${package}/copyright
+"Format: https://www.debian.org/doc/packaging-manuals/copyright-format/1.0/
 Upstream-Name: Opcraft
 
 Files: *

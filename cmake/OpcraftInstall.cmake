@@ -45,7 +45,8 @@ endforeach()
 # The manual pages and the completions are made from the help of the tool that was built.
 if(OPCRAFT_BUILD_TOOL)
   set(manual ${PROJECT_BINARY_DIR}/manual)
-  file(GLOB manual_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/* ${PROJECT_SOURCE_DIR}/tools/opcraft/completion/*)
+  file(GLOB manual_sources CONFIGURE_DEPENDS
+    ${PROJECT_SOURCE_DIR}/docs/man/* ${PROJECT_SOURCE_DIR}/tools/opcraft/completion/*)
   add_custom_command(OUTPUT ${manual}/help.tsv
     COMMAND ${PROJECT_SOURCE_DIR}/docs/man/generate $<TARGET_FILE:opcraft> ${PROJECT_VERSION} ${manual}
     DEPENDS opcraft ${manual_sources} COMMENT "Making manual pages and completions" VERBATIM)

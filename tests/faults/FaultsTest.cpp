@@ -268,6 +268,7 @@ protected:
     void tryAll(const StoreKind& store, FaultKind& faults) {
         kind_ = store;
         observe(faults);
+        observe(faults); // what is made once in a process is there by now
         std::cout << "fault points: " << kind_.name << ' ' << action.name << ": " << points << ' ' << faults.name()
                   << '\n';
         RecordProperty(kind_.name + ' ' + faults.name(), std::to_string(points));

@@ -38,7 +38,8 @@ END {
     printf "    '') options='%s' ;;\n", substr(options[""], 2)
     n = split(commands, names, " ")
     for (i = 1; i <= n; ++i)
-        printf "    %s) options='%s' places=(%s) ;;\n", names[i], substr(options[names[i]], 2), substr(places[names[i]], 2)
+        printf "    %s) options='%s' places=(%s) ;;\n", names[i], substr(options[names[i]], 2),
+            substr(places[names[i]], 2)
     print "    esac"
     print "    if [[ -z $value && $word == -* ]]; then"
     print "        value=$options"

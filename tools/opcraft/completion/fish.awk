@@ -10,8 +10,8 @@ BEGIN {
 $1 == "subcommand" { printf "complete -c opcraft -n __fish_use_subcommand -a %s -d %s\n", $3, quoted($4) }
 $1 == "argument" && $3 ~ /^(FILE|IMAGE)$/ { printf "complete -c opcraft%s -F\n", condition($2) }
 $1 == "option" {
-    printf "complete -c opcraft%s%s -l %s%s -d %s\n", condition($2), $3 == "" ? "" : " -s " substr($3, 2), substr($4, 3),
-        value(), quoted($11)
+    short = $3 == "" ? "" : " -s " substr($3, 2)
+    printf "complete -c opcraft%s%s -l %s%s -d %s\n", condition($2), short, substr($4, 3), value(), quoted($11)
 }
 
 function condition(command) {
