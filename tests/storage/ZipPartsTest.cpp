@@ -51,6 +51,8 @@ TEST(ZipParts, TheContentTypesStreamDecidesWhatIsAPart) {
         {"_rels/absent.dat.rels", "/_rels/absent.dat.rels"}, // its source does not exist: the model judges
         {"folder/_rels/.rels", "/folder/_rels/.rels"},       // a folder entry is nobody's source
         {"_rels/back\\slash.xml.rels", nullptr},
+        {"noextension.rels.xml", "/noextension.rels.xml"}, // the relationships of this one, not of "noextension"
+        {"_rels/noextension.rels.xml.rels", "/_rels/noextension.rels.xml.rels"},
     };
     std::vector<std::string> names;
     std::vector<std::string> parts;
@@ -149,6 +151,18 @@ TEST(ZipParts, APlaceThatAnotherItemTakesIsNotGivenToAPart) {
     EXPECT_NO_THROW(package.createPart(u"/folder", u"a/b", PartInfo())) << "a folder entry has another name";
     package.deletePart(u"/gone.xml");
     EXPECT_NO_THROW(package.createPart(u"/gone.xml", u"a/b", PartInfo()));
+}
+
+TEST(ZipParts, NoPartIsCreatedWhoseContentTypeWouldMakeOthersUnreadableParts) {
+    auto bytes = zipOf({"b.dat", "B.dat", "c.bin", "_rels/c.bin.rels", "d.tmp", "noextension", "NoExtension"});
+    ZipPackage package(bytes);
+    package.open(OpenMode::ReadWrite);
+    EXPECT_TRUE(failsWith(Errc::file_exists, "\"b.dat\"", [&] { createPart(package, u"/new.DAT", ""); }))
+        << "both items of that name would be the same part";
+    EXPECT_TRUE(failsWith(Errc::file_exists, "\"c.bin\"", [&] { createPart(package, u"/new.bin", ""); }))
+        << "the relationships item was never read, and may be anything";
+    for (const char16_t* name : {u"/new.tmp", u"/new.xml", u"/new", u"/dat"})
+        EXPECT_NO_THROW(createPart(package, name, ""));
 }
 
 TEST(ZipParts, AnyItemIsReadByItsName) {

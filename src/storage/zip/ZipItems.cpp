@@ -5,6 +5,7 @@
 #include "storage/zip/ContentTypesReader.hpp"
 
 #include <opc/core/PartNames.hpp>
+#include <opc/core/Strings.hpp>
 
 #include <algorithm>
 #include <utility>
@@ -21,6 +22,27 @@ void erase(Map& map, const typename Map::key_type& name, ZipItems::Entries::iter
     if (found != last) {
         map.erase(found);
     }
+}
+
+constexpr std::u16string_view relationshipsFolder = u"_rels/";
+constexpr std::u16string_view relationshipsExtension = u".rels";
+
+std::u16string relationshipsPartOf(std::u16string_view partName) {
+    const std::size_t file = partName.rfind(u'/') + 1;
+    std::u16string name(partName.substr(0, file));
+    name.append(relationshipsFolder).append(partName.substr(file));
+    return name += relationshipsExtension;
+}
+
+/// The part whose relationships part bears this name, be there ".rels" in its own name too; empty for none.
+std::u16string sourceOf(std::u16string_view relationshipsPart) {
+    const std::size_t file = relationshipsPart.rfind(u'/') + 1;
+    const std::u16string_view folder = relationshipsPart.substr(0, file);
+    if (!folder.ends_with(u"/_rels/")) {
+        return {};
+    }
+    std::u16string source(folder.substr(0, folder.size() - relationshipsFolder.size()));
+    return source += relationshipsPart.substr(file, relationshipsPart.size() - file - relationshipsExtension.size());
 }
 
 } // namespace
@@ -93,11 +115,30 @@ void ZipItems::findParts(const ContentTypes* types, const std::string& label) {
         }
     }
     throwIfSamePart(label);
+    noteObstacles();
+}
+
+const ZipEntry* ZipItems::findObstacle(const std::u16string& extension) const {
+    const auto found = obstacles_.find(extension);
+    return found == obstacles_.end() ? nullptr : found->second;
+}
+
+void ZipItems::noteObstacles() {
+    for (const ZipEntry& entry : entries_) {
+        const std::u16string& name = entry.partName();
+        if (entry.kind != ZipItemKind::Other || name.empty() || detail::isRelationshipsPartName(name)) {
+            continue;
+        }
+        const std::u16string extension = detail::getExtension(name);
+        if (!extension.empty() && (byPartName_.count(name) > 1 || byPartName_.count(relationshipsPartOf(name)) > 0)) {
+            obstacles_.try_emplace(extension, &entry);
+        }
+    }
 }
 
 /// Relationships are judged by the model, unless what they belong to is kept from it.
 bool ZipItems::isRelationshipsOfOther(const ZipEntry& entry) {
-    const std::u16string source = detail::getSourcePartName(entry.partName());
+    const std::u16string source = sourceOf(entry.partName());
     return findPlace(source) && !findPart(source);
 }
 

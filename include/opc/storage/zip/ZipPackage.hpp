@@ -40,7 +40,9 @@ namespace opc::storage {
 /// - not_supported: an encrypted item or an unknown compression method, when it is read;
 /// - operation_not_permitted: a change in a read-only package, a read or a deletion in a created one;
 /// - invalid_argument: a part name that would not map back from its item name, an output that is no regular file;
-/// - file_exists: a part name that a part or another item takes; no_such_file_or_directory: a part that is not there;
+/// - file_exists: a part name that a part or another item takes, or an extension whose content type would make an
+///   item a part that is none now and leaves no readable package (one of two of a name, or one with relationships);
+///   no_such_file_or_directory: a part that is not there;
 /// - device_or_resource_busy: another program wrote to the file since it was opened, when it is saved;
 /// - bad_file_descriptor: a use while closed, a second open, a read from a stream that is not open;
 /// - the system's own for what the system refuses: no_such_file_or_directory (at open the file, at a save the folder),
