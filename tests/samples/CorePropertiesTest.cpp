@@ -19,6 +19,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <ostream>
 #include <set>
 
 namespace opc::model {
@@ -40,6 +41,10 @@ struct Sample {
     const char* element;
     const char* message;
 };
+
+void PrintTo(const Sample& sample, std::ostream* out) {
+    *out << sample.file;
+}
 
 constexpr const char* coreXml = "/docProps/core.xml";
 constexpr const char* prop = "/Metadata/CoreProperties.prop";
