@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/certificates/X509Certificate.hpp>
+#include <opc/certificates/X509CertificateChain.hpp>
+#include <opc/core/Export.hpp>
+#include <opc/crypto/SecretBytes.hpp>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace opc::certificates {
+
+/// A private key, its certificate and the chain to it, out of a PKCS#12 file (RFC 7292).
+///
+/// Immutable; copies share the content, which any number of threads may use. The private key's memory is wiped when the
+/// last copy goes. The password is not kept.
+class OPCRAFT_API PKCS12Certificate {
+public:
+    /// Reads everything at once. Of several private keys the first one counts; the certificate is the first one whose
+    /// public key is that of the private key, and the chain is all the others, in their order.
+    ///
+    /// Files with the ciphers of old (RC2, RC4, DES) need OpenSSL's legacy provider.
+    /// @param password in UTF-8; a file without a password takes an empty one.
+    /// @throws opc::Exception when the bytes are no PKCS#12 file, when the password is wrong or has a zero byte, when
+    ///         the file asks for more than 10,000,000 rounds of key derivation or more than 16 levels of nesting, when
+    ///         it uses an algorithm or a mode that is not supported (public keys instead of a password among them), or
+    ///         when a key or certificate in it is malformed.
+    PKCS12Certificate(const std::vector<unsigned char>& bytes, const std::string& password);
+    ~PKCS12Certificate();
+    PKCS12Certificate(const PKCS12Certificate&) noexcept;
+    PKCS12Certificate& operator=(const PKCS12Certificate&) noexcept;
+
+    bool hasPrivateKey() const noexcept;
+    bool hasCertificate() const noexcept;
+
+    /// The private key as a PrivateKeyInfo of PKCS#8, not encrypted; empty when there is none. It lives as long as this
+    /// object and its copies. The key may be of any kind, see `crypto::RSAPrivateKey::fromDER`.
+    const crypto::SecretBytes& getPrivateKey() const noexcept;
+
+    /// The certificate of the private key; an empty one when there is none.
+    const X509Certificate& getCertificate() const noexcept;
+
+    /// All other certificates.
+    const X509CertificateChain& getCertificateChain() const noexcept;
+
+private:
+    struct Impl;
+    std::shared_ptr<const Impl> impl_;
+};
+
+} // namespace opc::certificates

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/certificates/X509Certificate.hpp>
+#include <opc/core/Export.hpp>
+
+#include <string>
+#include <vector>
+
+namespace opc::certificates {
+
+/// Certificates that go with a signer's, out of which the path to a trusted one is found. Being in a chain makes none
+/// of them trusted.
+///
+/// A value that owns its certificates; used by one thread at a time, copies by others.
+class OPCRAFT_API X509CertificateChain {
+public:
+    X509CertificateChain() = default;
+    /// @throws opc::Exception when one of them is empty.
+    explicit X509CertificateChain(std::vector<X509Certificate> certificates);
+
+    /// Reads every "CERTIFICATE" block of a PEM text (RFC 7468); other blocks are left out.
+    /// @throws opc::Exception when there is none, or the text or one of the certificates is malformed.
+    static X509CertificateChain fromPEM(const std::string& text);
+
+    /// Reads PEM as `fromPEM` does, or one certificate in DER.
+    /// @throws opc::Exception when the bytes are neither.
+    static X509CertificateChain fromPEMOrDER(const std::vector<unsigned char>& bytes);
+
+    /// @throws opc::Exception when the certificate is empty.
+    void add(const X509Certificate& certificate);
+
+    bool isEmpty() const noexcept { return certificates_.empty(); }
+
+    /// In the order in which they were added.
+    const std::vector<X509Certificate>& getCertificates() const noexcept { return certificates_; }
+
+private:
+    std::vector<X509Certificate> certificates_;
+};
+
+} // namespace opc::certificates

@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <opc/certificates/TrustStore.hpp>
+#include <opc/certificates/X509Certificate.hpp>
+#include <opc/certificates/X509CertificateChain.hpp>
+
+#include "certificates/X509Impl.hpp"
+
+#include <opc/core/Exception.hpp>
+
+#include <boost/date_time/posix_time/posix_time.hpp>
+
+#include <ctime>
+#include <new>
+
+namespace opc::certificates {
+
+using crypto::ErrorScope;
+
+namespace {
+
+/// OpenSSL's level for 80 bits of security, set here so that it is the same wherever the library runs.
+constexpr int SECURITY_LEVEL = 1;
+
+std::time_t pointInTimeOf(const CertificateValidationOptions& options) {
+    const auto& time = options.getPointInTime();
+    return time.is_special() ? std::time(nullptr) : static_cast<std::time_t>(boost::posix_time::to_time_t(time));
+}
+
+/// The verdict on one certificate alone, as OpenSSL gives it for each one of a chain.
+int checkTime(const X509* certificate, std::time_t time) {
+    const int begun = X509_cmp_time(X509_get0_notBefore(certificate), &time);
+    if (begun == 0)
+        return X509_V_ERR_ERROR_IN_CERT_NOT_BEFORE_FIELD;
+    if (begun > 0)
+        return X509_V_ERR_CERT_NOT_YET_VALID;
+    const int ended = X509_cmp_time(X509_get0_notAfter(certificate), &time);
+    if (ended == 0)
+        return X509_V_ERR_ERROR_IN_CERT_NOT_AFTER_FIELD;
+    return ended < 0 ? X509_V_ERR_CERT_HAS_EXPIRED : X509_V_OK;
+}
+
+int checkAlone(X509* certificate, const CertificateValidationOptions& options) {
+    if (X509_get_extension_flags(certificate) & EXFLAG_INVALID)
+        return X509_V_ERR_INVALID_EXTENSION;
+    return options.checksValidityTime() ? checkTime(certificate, pointInTimeOf(options)) : X509_V_OK;
+}
+
+crypto::Store makeStore(const TrustStore& trust, const ErrorScope& errors) {
+    crypto::Store store(X509_STORE_new());
+    errors.require(store != nullptr, "There is no store of certificates");
+    for (const X509Certificate& certificate : trust.getCertificates())
+        errors.require(X509_STORE_add_cert(store.get(), certificate.getImpl().get()) > 0,
+                       "A certificate cannot be trusted");
+    if (trust.hasSystemCertificates())
+        errors.require(X509_STORE_set_default_paths_ex(store.get(), crypto::libraryContext(), nullptr) > 0,
+                       "The certificates of the system cannot be used");
+    return store;
+}
+
+crypto::BorrowedCertificates makeStack(const X509CertificateChain& chain, const ErrorScope& errors) {
+    crypto::BorrowedCertificates stack(sk_X509_new_null());
+    errors.require(stack != nullptr, "There is no list of certificates");
+    for (const X509Certificate& certificate : chain.getCertificates())
+        errors.require(sk_X509_push(stack.get(), certificate.getImpl().get()) > 0, "There is no list of certificates");
+    return stack;
+}
+
+void setParameters(X509_VERIFY_PARAM* parameters, const CertificateValidationOptions& options) {
+    X509_VERIFY_PARAM_set_auth_level(parameters, SECURITY_LEVEL);
+    X509_VERIFY_PARAM_set_flags(parameters, X509_V_FLAG_PARTIAL_CHAIN);
+    if (options.checksValidityTime())
+        X509_VERIFY_PARAM_set_time(parameters, pointInTimeOf(options));
+    else // with a time set, this flag counts for nothing
+        X509_VERIFY_PARAM_set_flags(parameters, X509_V_FLAG_NO_CHECK_TIME);
+}
+
+/// The path that was found, without its two ends. Its trusted end may serve any purpose.
+bool isMadeForSignatures(STACK_OF(X509) * path) {
+    for (int i = 1; i + 1 < sk_X509_num(path); ++i) {
+        if (!isForMoreThanAuthentication(sk_X509_value(path, i)))
+            return false;
+    }
+    return true;
+}
+
+int checkChain(X509* certificate, const X509CertificateChain& chain, const CertificateValidationOptions& options,
+               const TrustStore& trust) {
+    const ErrorScope errors;
+    const crypto::Store store = makeStore(trust, errors);
+    const crypto::BorrowedCertificates untrusted = makeStack(chain, errors);
+    const crypto::StoreContext context(X509_STORE_CTX_new_ex(crypto::libraryContext(), nullptr));
+    errors.require(context && X509_STORE_CTX_init(context.get(), store.get(), certificate, untrusted.get()) > 0,
+                   "The chain of certificates cannot be validated");
+    setParameters(X509_STORE_CTX_get0_param(context.get()), options);
+    if (X509_verify_cert(context.get()) != 1) {
+        const int status = X509_STORE_CTX_get_error(context.get());
+        return status == X509_V_OK ? X509_V_ERR_UNSPECIFIED : status;
+    }
+    if (options.checksPurpose() && !isMadeForSignatures(X509_STORE_CTX_get0_chain(context.get())))
+        return X509_V_ERR_INVALID_PURPOSE;
+    return X509_V_OK;
+}
+
+} // namespace
+
+bool X509Certificate::isValid(const CertificateValidationOptions& options) const {
+    const ErrorScope errors;
+    return checkAlone(getImpl().get(), options) == X509_V_OK;
+}
+
+CertificateValidationResults X509Certificate::validate(const X509CertificateChain& chain,
+                                                       const CertificateValidationOptions& options,
+                                                       const TrustStore& trust) const {
+    const ErrorScope errors;
+    X509* const certificate = getImpl().get();
+    int status = checkAlone(certificate, options);
+    if (status == X509_V_OK && options.checksPurpose() && !allowsDigitalSignatures())
+        status = X509_V_ERR_INVALID_PURPOSE;
+    if (status == X509_V_OK && options.checksChain())
+        status = checkChain(certificate, chain, options, trust);
+    if (status == X509_V_OK)
+        return CertificateValidationResults();
+    if (status == X509_V_ERR_OUT_OF_MEM)
+        throw std::bad_alloc();
+    return CertificateValidationResults(status, X509_verify_cert_error_string(status));
+}
+
+} // namespace opc::certificates

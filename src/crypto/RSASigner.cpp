@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <opc/crypto/RSASigner.hpp>
+
+#include "crypto/Algorithms.hpp"
+#include "crypto/RSAKeys.hpp"
+
+namespace opc::crypto {
+
+struct RSASigner::Impl {
+    RSAPrivateKey key;
+    DigestAlgorithm digest;
+    RSAPaddingMode padding;
+    DigestContext context;
+
+    void start(const ErrorScope& errors) {
+        context.reset(EVP_MD_CTX_new());
+        EVP_PKEY_CTX* operation = nullptr;
+        errors.require(context && EVP_DigestSignInit_ex(context.get(), &operation, nameOf(digest), libraryContext(),
+                                                        nullptr, key.getImpl().key.get(), nullptr) > 0,
+                       "Signing cannot be started");
+        setPadding(operation, padding);
+    }
+};
+
+RSASigner::RSASigner(const RSAPrivateKey& key, DigestAlgorithm digest, RSAPaddingMode padding)
+    : impl_(new Impl{key, digest, padding, nullptr}) {
+    impl_->start(ErrorScope());
+}
+
+RSASigner::RSASigner(RSASigner&&) noexcept = default;
+RSASigner& RSASigner::operator=(RSASigner&&) noexcept = default;
+RSASigner::~RSASigner() = default;
+
+void RSASigner::update(const unsigned char* data, std::size_t size) {
+    const ErrorScope errors;
+    errors.require(EVP_DigestSignUpdate(impl_->context.get(), data, size) > 0, "The data cannot be digested");
+}
+
+std::vector<unsigned char> RSASigner::sign() {
+    const ErrorScope errors;
+    std::size_t size = impl_->key.getKeySize() / 8;
+    std::vector<unsigned char> signature(size);
+    const bool made = EVP_DigestSignFinal(impl_->context.get(), signature.data(), &size) > 0;
+    if (!made)
+        errors.fail("The private key cannot sign");
+    signature.resize(size);
+    impl_->start(errors);
+    return signature;
+}
+
+} // namespace opc::crypto

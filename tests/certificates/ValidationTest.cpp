@@ -1,0 +1,279 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <opc/certificates/TrustStore.hpp>
+#include <opc/core/Exception.hpp>
+
+#include "certificates/Authority.hpp"
+#include "support/Throws.hpp"
+
+#include <boost/date_time/posix_time/posix_time.hpp>
+
+#include <openssl/x509_vfy.h>
+
+#include <algorithm>
+#include <optional>
+
+namespace opc::certificates {
+namespace {
+
+using boost::posix_time::ptime;
+using boost::posix_time::time_from_string;
+using test::Authority;
+using test::throws;
+
+const char* const CA = "basicConstraints=critical,CA:TRUE\nkeyUsage=critical,keyCertSign,cRLSign";
+const ptime MIDDLE = time_from_string("2025-06-01 12:00:00");
+
+/// root <- middle <- the certificates of signers, which share the key of "leaf"; other is a root besides.
+class Validation : public test::WithCleanErrorQueue {
+protected:
+    Validation() {
+        const std::string from = "20200101000000Z";
+        const std::string until = "20500101000000Z";
+        authority.issue({"root", "root", "", CA, from, until});
+        authority.issue({"other", "other", "", CA, from, until});
+        authority.issue({"middle", "root", "", CA, from, until});
+        authority.issue({"leaf", "middle"});
+        options.setPointInTime(MIDDLE);
+    }
+
+    X509Certificate certificate(const std::string& name) const {
+        return X509Certificate::fromPEM(authority.text(name));
+    }
+
+    static CertificateValidationOptions checking(bool time, bool purpose, bool chain, const ptime& when = MIDDLE) {
+        CertificateValidationOptions result;
+        result.setPointInTime(when);
+        result.setCheckValidityTime(time);
+        result.setCheckPurpose(purpose);
+        result.setCheckChain(chain);
+        return result;
+    }
+
+    int status(const std::string& name, const std::vector<std::string>& chain, const std::vector<std::string>& trusted,
+               const CertificateValidationOptions& how) const {
+        X509CertificateChain others;
+        for (const std::string& other : chain)
+            others.add(certificate(other));
+        TrustStore trust;
+        for (const std::string& anchor : trusted)
+            trust.addCertificate(certificate(anchor));
+        const auto results = certificate(name).validate(others, how, trust);
+        const int code = results.getCertificateChainStatus();
+        EXPECT_EQ(results.getMessage(), code == 0 ? "" : X509_verify_cert_error_string(code));
+        return code;
+    }
+
+    /// The verdict of the command; it knows nothing of what a signer's certificate is for.
+    int theirs(const std::string& name, const std::vector<std::string>& chain, const std::vector<std::string>& trusted,
+               const ptime& when) const {
+        std::vector<std::string> arguments = {
+            "verify",      "-no-CAfile",     "-no-CApath",
+            "-no-CAstore", "-partial_chain", "-auth_level",
+            "1",           "-attime",        std::to_string(boost::posix_time::to_time_t(when))};
+        for (const std::string& other : chain)
+            arguments.insert(arguments.end(), {"-untrusted", Authority::file(other)});
+        for (const std::string& anchor : trusted)
+            arguments.insert(arguments.end(), {"-trusted", Authority::file(anchor)});
+        arguments.push_back(Authority::file(name));
+        test::ProcessOptions where;
+        where.folder = authority.folder.path();
+        const auto result = test::runProcess(OPCRAFT_OPENSSL, arguments, where);
+        if (result.exitCode == 0)
+            return 0;
+        const std::string text = result.err + result.out;
+        const auto position = text.find("error ");
+        if (position == std::string::npos)
+            throw std::runtime_error(text);
+        return std::stoi(text.substr(position + 6));
+    }
+
+    Authority authority;
+    CertificateValidationOptions options;
+};
+
+TEST_F(Validation, GivesEachCertificateItsVerdictAndTheOneOfTheOpensslCommand) {
+    const std::string end = "20500101000000Z";
+    authority.issue({"selfsigned", "selfsigned", "leaf"});
+    authority.issue({"stranger", "other", "leaf"});
+    authority.issue({"old", "root", "leaf", "keyUsage=digitalSignature", "20200101000000Z", "20210101000000Z"});
+    authority.issue({"coming", "root", "leaf", "keyUsage=digitalSignature", "20400101000000Z", end});
+    authority.issue({"oldmiddle", "root", "", CA, "20200101000000Z", "20210101000000Z"});
+    authority.issue({"underold", "oldmiddle", "leaf"});
+    authority.issue({"noca", "root", "", "basicConstraints=CA:FALSE\nkeyUsage=digitalSignature"});
+    authority.issue({"undernoca", "noca", "leaf"});
+    authority.issue({"critical", "root", "leaf", "1.2.3.4=critical,ASN1:NULL"});
+    authority.issue({"sha1", "root", "leaf", "keyUsage=digitalSignature", "20240101000000Z", end, "sha1"});
+    authority.issue({"small", "root", "", "keyUsage=digitalSignature", "20240101000000Z", end, "sha256", "1024"});
+    authority.issue({"tiny", "root", "", "keyUsage=digitalSignature", "20240101000000Z", end, "sha256", "768"});
+
+    const struct {
+        const char* why;
+        std::string name;
+        std::vector<std::string> chain, trusted;
+        int expected;
+        ptime when = MIDDLE;
+    } rows[] = {
+        {"the whole chain", "leaf", {"middle"}, {"root"}, X509_V_OK},
+        {"with more than it needs, in any order", "leaf", {"other", "root", "leaf", "middle"}, {"root"}, X509_V_OK},
+        {"all of it trusted", "leaf", {}, {"middle", "root"}, X509_V_OK},
+        {"an intermediate alone is trusted", "leaf", {}, {"middle"}, X509_V_OK},
+        {"it is trusted itself", "leaf", {}, {"leaf"}, X509_V_OK},
+        {"a missing intermediate", "leaf", {}, {"root"}, X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY},
+        {"nobody is trusted", "leaf", {"middle"}, {}, X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY},
+        {"a root that only came along", "leaf", {"middle", "root"}, {}, X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN},
+        {"an unknown issuer", "stranger", {"middle"}, {"root"}, X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY},
+        {"self-signed and trusted", "selfsigned", {}, {"selfsigned"}, X509_V_OK},
+        {"self-signed", "selfsigned", {}, {"root"}, X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT},
+        {"self-signed, as its own chain", "selfsigned", {"selfsigned"}, {}, X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT},
+        {"expired", "old", {}, {"root"}, X509_V_ERR_CERT_HAS_EXPIRED},
+        {"expired now, valid then", "old", {}, {"root"}, X509_V_OK, time_from_string("2020-06-01 00:00:00")},
+        {"not yet valid", "coming", {}, {"root"}, X509_V_ERR_CERT_NOT_YET_VALID},
+        {"its first second", "leaf", {"middle"}, {"root"}, X509_V_OK, time_from_string("2024-01-01 00:00:00")},
+        {"the second before",
+         "leaf",
+         {"middle"},
+         {"root"},
+         X509_V_ERR_CERT_NOT_YET_VALID,
+         time_from_string("2023-12-31 23:59:59")},
+        {"a second after its last one",
+         "leaf",
+         {"middle"},
+         {"root"},
+         X509_V_ERR_CERT_HAS_EXPIRED,
+         time_from_string("2026-01-01 00:00:01")},
+        {"an expired intermediate", "underold", {"oldmiddle"}, {"root"}, X509_V_ERR_CERT_HAS_EXPIRED},
+        {"an issuer that may issue nothing", "undernoca", {"noca"}, {"root"}, X509_V_ERR_INVALID_CA},
+        {"a critical extension that nobody knows", "critical", {}, {"root"}, X509_V_ERR_UNHANDLED_CRITICAL_EXTENSION},
+        {"a signature with SHA-1", "sha1", {}, {"root"}, X509_V_ERR_CA_MD_TOO_WEAK},
+        {"a key of 1024 bits", "small", {}, {"root"}, X509_V_OK},
+        {"a key of 768 bits", "tiny", {}, {"root"}, X509_V_ERR_EE_KEY_TOO_SMALL},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(status(row.name, row.chain, row.trusted, checking(true, true, true, row.when)), row.expected)
+            << row.why;
+        EXPECT_EQ(theirs(row.name, row.chain, row.trusted, row.when), row.expected) << row.why << ", by the command";
+    }
+    EXPECT_EQ(certificate("tiny").getKeySize(), 768U);
+    EXPECT_TRUE(throws<Exception>("An RSA key has to have 1024, 2048 or 4096 bits; this one has 768.",
+                                  [&] { certificate("tiny").getPublicKey(); }));
+
+    // What is not asked for is not checked.
+    EXPECT_EQ(status("old", {}, {"root"}, checking(false, true, true)), X509_V_OK);
+    EXPECT_EQ(status("old", {}, {}, checking(false, false, false)), X509_V_OK);
+    EXPECT_EQ(status("old", {}, {}, checking(true, false, false)), X509_V_ERR_CERT_HAS_EXPIRED);
+    EXPECT_EQ(status("coming", {}, {}, checking(true, true, false)), X509_V_ERR_CERT_NOT_YET_VALID);
+    EXPECT_EQ(status("underold", {"oldmiddle"}, {"root"}, checking(false, true, true)), X509_V_OK);
+    EXPECT_EQ(status("stranger", {}, {"root"}, checking(true, true, false)), X509_V_OK);
+    EXPECT_TRUE(certificate("leaf").isValid(options));
+    EXPECT_FALSE(certificate("old").isValid(options));
+    EXPECT_TRUE(certificate("old").isValid(checking(false, true, true)));
+
+    // Without a point in time it is the present one.
+    CertificateValidationOptions now;
+    EXPECT_EQ(status("old", {}, {"root"}, now), X509_V_ERR_CERT_HAS_EXPIRED);
+    EXPECT_EQ(status("root", {}, {"root"}, checking(true, false, true, ptime())), X509_V_OK);
+}
+
+TEST_F(Validation, RefusesOtherPurposesThanSigning) {
+    const struct {
+        const char* extensions;
+        bool allowed;
+        const char* why;
+    } rows[] = {
+        {"subjectKeyIdentifier=hash", true, "nothing is said"},
+        {"keyUsage=digitalSignature", true, "signatures"},
+        {"keyUsage=nonRepudiation", true, "signatures that bind"},
+        {"keyUsage=keyEncipherment,dataEncipherment", false, "encryption alone"},
+        {"keyUsage=keyCertSign,cRLSign", false, "certificates alone"},
+        {"extendedKeyUsage=serverAuth", false, "servers"},
+        {"extendedKeyUsage=clientAuth", false, "clients"},
+        {"extendedKeyUsage=critical,serverAuth,clientAuth", false, "servers and clients"},
+        {"extendedKeyUsage=serverAuth,emailProtection", true, "one more than servers"},
+        {"extendedKeyUsage=1.3.6.1.5.5.7.3.36", true, "documents"},
+        {"extendedKeyUsage=anyExtendedKeyUsage", true, "anything"},
+        {"keyUsage=digitalSignature\nextendedKeyUsage=clientAuth", false, "signatures, but only for clients"},
+        {"keyUsage=keyAgreement\nextendedKeyUsage=emailProtection", false, "mail, but no signatures"},
+    };
+    int number = 0;
+    for (const auto& row : rows) {
+        const std::string name = "purpose" + std::to_string(number++);
+        authority.issue({name, "middle", "leaf", row.extensions});
+        const int expected = row.allowed ? X509_V_OK : X509_V_ERR_INVALID_PURPOSE;
+        EXPECT_EQ(certificate(name).allowsDigitalSignatures(), row.allowed) << row.why;
+        EXPECT_EQ(status(name, {"middle"}, {"root"}, options), expected) << row.why;
+        EXPECT_EQ(status(name, {}, {}, checking(true, true, false)), expected) << row.why;
+        EXPECT_EQ(status(name, {"middle"}, {"root"}, checking(true, false, true)), X509_V_OK) << row.why;
+    }
+    // An issuer that is there for servers cannot vouch for signatures, unless it is trusted itself.
+    authority.issue({"tls", "root", "", std::string(CA) + "\nextendedKeyUsage=serverAuth,clientAuth"});
+    authority.issue({"undertls", "tls", "leaf"});
+    EXPECT_EQ(status("undertls", {"tls"}, {"root"}, options), X509_V_ERR_INVALID_PURPOSE);
+    EXPECT_EQ(status("undertls", {}, {"tls"}, options), X509_V_OK);
+    EXPECT_EQ(status("undertls", {"tls"}, {"root"}, checking(true, false, true)), X509_V_OK);
+}
+
+TEST_F(Validation, RefusesAForgedIssuerAndMalformedExtensions) {
+    // A certificate with the name of the intermediate but another key.
+    authority.issue({"forger", "root", "", CA, "20200101000000Z", "20500101000000Z", "sha256", "2048", "/CN=middle"});
+    EXPECT_NE(status("leaf", {"forger"}, {"root"}, options), X509_V_OK);
+    EXPECT_EQ(status("leaf", {"forger", "middle"}, {"root"}, options), X509_V_OK);
+
+    authority.issue({"broken", "root", "leaf", "2.5.29.15=DER:04:01:00"}); // a key usage that is no bit string
+    EXPECT_FALSE(certificate("broken").isValid(options));
+    EXPECT_EQ(status("broken", {}, {"root"}, options), X509_V_ERR_INVALID_EXTENSION);
+    EXPECT_EQ(status("broken", {}, {}, checking(false, false, false)), X509_V_ERR_INVALID_EXTENSION);
+
+    std::vector<unsigned char> changed = certificate("leaf").toDER();
+    changed.back() ^= 1; // in the issuer's signature
+    TrustStore trust;
+    trust.addCertificate(certificate("root"));
+    trust.addCertificate(certificate("middle"));
+    EXPECT_EQ(X509Certificate::fromDER(changed).validate({}, options, trust).getCertificateChainStatus(),
+              X509_V_ERR_CERT_SIGNATURE_FAILURE);
+}
+
+TEST_F(Validation, TakesTrustFromFilesAndTheSystem) {
+    TrustStore trust;
+    EXPECT_TRUE(trust.isEmpty());
+    const auto verdict = [&](const TrustStore& store) {
+        return certificate("leaf").validate({}, options, store).getCertificateChainStatus();
+    };
+    EXPECT_TRUE(test::throwsSaying<Exception>("cannot be read: No such file or directory",
+                                              [&] { trust.addPEMFile(authority.folder / "none.pem"); }));
+    EXPECT_TRUE(test::throwsSaying<Exception>("cannot be read", [&] { trust.addPEMFile(authority.folder.path()); }));
+    EXPECT_TRUE(test::throwsSaying<Exception>("too large", [&] { trust.addPEMFile("/dev/zero"); }));
+    EXPECT_TRUE(throws<Exception>("The PEM text holds no certificate.",
+                                  [&] { trust.addPEMFile(authority.folder / "leaf.key"); }));
+    authority.write("cut.pem", authority.text("root") + authority.text("middle").substr(0, 300));
+    EXPECT_TRUE(test::throwsSaying<Exception>("The PEM file is malformed",
+                                              [&] { trust.addPEMFile(authority.folder / "cut.pem"); }));
+    EXPECT_TRUE(throws<Exception>("An empty certificate cannot be trusted.", [&] { trust.addCertificate({}); }));
+    EXPECT_TRUE(trust.isEmpty()) << "nothing is added by a call that throws";
+
+    authority.write("two.pem", "Two of them:\n" + authority.text("middle") + "and\n" + authority.text("root"));
+    trust.addPEMFile(authority.folder / "two.pem");
+    EXPECT_FALSE(trust.isEmpty());
+    EXPECT_EQ(trust.getCertificates().size(), 2U);
+    EXPECT_EQ(verdict(trust), X509_V_OK);
+
+    TrustStore system;
+    system.addSystemCertificates();
+    EXPECT_FALSE(system.isEmpty());
+    EXPECT_EQ(verdict(system), X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY);
+    ::setenv("SSL_CERT_FILE", (authority.folder / "two.pem").c_str(), 1);
+    EXPECT_EQ(verdict(system), X509_V_OK);
+    ::unsetenv("SSL_CERT_FILE");
+    EXPECT_EQ(verdict(system), X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY);
+}
+
+TEST(ValidationOptions, TakeATimeButNoInfinity) {
+    CertificateValidationOptions options;
+    EXPECT_TRUE(options.getPointInTime().is_not_a_date_time());
+    EXPECT_TRUE(options.checksChain() && options.checksPurpose() && options.checksValidityTime());
+    EXPECT_TRUE(throws<Exception>("An infinity is no point in time.",
+                                  [&] { options.setPointInTime(boost::posix_time::pos_infin); }));
+    EXPECT_TRUE(options.getPointInTime().is_not_a_date_time());
+}
+
+} // namespace
+} // namespace opc::certificates
