@@ -99,9 +99,19 @@ bool passesUnzip(const std::filesystem::path& file) {
 
 } // namespace
 
-/// The first of the tests: a child starts with the memory of its parent.
-TEST(LargePackage, APartOfAnySizeTakesConstantMemory) {
+/// Some gigabytes of temporary files are not everywhere to be had.
+class LargePackage : public testing::Test {
+protected:
+    void SetUp() override {
+        if (std::filesystem::space(folder.path()).available < 20 * GIB)
+            GTEST_SKIP() << "less than 20 GiB are free for temporary files";
+    }
+
     TemporaryFolder folder;
+};
+
+/// The first of the tests: a child starts with the memory of its parent.
+TEST_F(LargePackage, APartOfAnySizeTakesConstantMemory) {
     const std::filesystem::path file = folder / "p.zip";
     const pid_t child = ::fork();
     ASSERT_GE(child, 0);
@@ -123,8 +133,7 @@ TEST(LargePackage, APartOfAnySizeTakesConstantMemory) {
     RecordProperty("PeakKiB", static_cast<int>(usage.ru_maxrss));
 }
 
-TEST(LargePackage, SizesBeyondFourGigabytesNeedZip64AndOthersDoNot) {
-    TemporaryFolder folder;
+TEST_F(LargePackage, SizesBeyondFourGigabytesNeedZip64AndOthersDoNot) {
     const std::filesystem::path file = folder / "p.zip";
     for (const std::uint64_t size : {4 * GIB - 2, 4 * GIB - 1, 4 * GIB + 5}) {
         SCOPED_TRACE(size);
@@ -150,8 +159,7 @@ TEST(LargePackage, SizesBeyondFourGigabytesNeedZip64AndOthersDoNot) {
     EXPECT_TRUE(passesUnzip(file));
 }
 
-TEST(LargePackage, PlacesBeyondFourGigabytesNeedZip64) {
-    TemporaryFolder folder;
+TEST_F(LargePackage, PlacesBeyondFourGigabytesNeedZip64) {
     const std::filesystem::path file = folder / "p.zip";
     create(file, 4 * GIB + 5, CompressionType::None);
     EXPECT_TRUE(isZip64(file));
@@ -170,8 +178,7 @@ TEST(LargePackage, PlacesBeyondFourGigabytesNeedZip64) {
     EXPECT_TRUE(passesUnzip(file));
 }
 
-TEST(LargePackage, MoreThanSixtyFiveThousandItemsNeedZip64) {
-    TemporaryFolder folder;
+TEST_F(LargePackage, MoreThanSixtyFiveThousandItemsNeedZip64) {
     const std::filesystem::path file = folder / "p.zip";
     for (const int parts : {65533, 65534, 65535}) { // and the content types stream
         ZipPackage package(file);

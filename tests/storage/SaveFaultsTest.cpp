@@ -144,7 +144,8 @@ template <class Action>
 bool killAtSystemCall(int n, Action action) {
     const pid_t child = ::fork();
     if (child == 0) {
-        ::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+        if (::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0)
+            ::_exit(1);
         std::raise(SIGSTOP);
         action();
         ::_exit(0);
