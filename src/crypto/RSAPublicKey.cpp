@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <opc/crypto/RSAPublicKey.hpp>
+#include <opc/crypto/UnsupportedKeySize.hpp>
 
 #include "crypto/Pem.hpp"
 #include "crypto/RSAKeys.hpp"
@@ -23,11 +24,12 @@ constexpr std::size_t MAXIMUM_NUMBER = 4096 / 8;
 /// OpenSSL computes with no longer exponents when the modulus is longer than 3072 bits.
 constexpr int LONGEST_EXPONENT_OF_4096_BITS = 64;
 
+template <class TooLong>
 Number toNumber(const std::vector<unsigned char>& bytes, const ErrorScope& errors, const char* tooLong) {
     const auto first = std::find_if(bytes.begin(), bytes.end(), [](unsigned char byte) { return byte != 0; });
     const auto size = static_cast<std::size_t>(bytes.end() - first);
     if (size > MAXIMUM_NUMBER)
-        throw Exception(tooLong);
+        throw TooLong(tooLong);
     Number number(BN_bin2bn(bytes.data() + (first - bytes.begin()), static_cast<int>(size), nullptr));
     errors.require(number != nullptr, "A number cannot be read");
     return number;
@@ -45,7 +47,8 @@ Number toNumber(const ASN1_TYPE* type) {
 void check(const BIGNUM* modulus, const BIGNUM* exponent) {
     const int bits = BN_num_bits(modulus);
     if (bits != 1024 && bits != 2048 && bits != 4096)
-        throw Exception("An RSA key has to have 1024, 2048 or 4096 bits; this one has " + std::to_string(bits) + ".");
+        throw UnsupportedKeySize("An RSA key has to have 1024, 2048 or 4096 bits; this one has " +
+                                 std::to_string(bits) + ".");
     if (!BN_is_odd(modulus))
         throw Exception("The modulus of the RSA key is even.");
     if (!BN_is_odd(exponent) || BN_is_one(exponent))
@@ -104,6 +107,10 @@ Key readKeyInfo(const std::vector<unsigned char>& der) {
 
 } // namespace
 
+UnsupportedKeySize::UnsupportedKeySize(const std::string& message) : Exception(message) {}
+
+UnsupportedKeySize::~UnsupportedKeySize() = default;
+
 std::vector<unsigned char> encodePublicKey(const EVP_PKEY* key, const ErrorScope& errors) {
     const int size = i2d_PUBKEY(key, nullptr);
     errors.require(size > 0, "The public key cannot be encoded");
@@ -148,8 +155,9 @@ RSAPublicKey RSAPublicKey::fromPEMOrDER(const std::vector<unsigned char>& bytes)
 RSAPublicKey RSAPublicKey::fromModulusAndExponent(const std::vector<unsigned char>& modulus,
                                                   const std::vector<unsigned char>& exponent) {
     const ErrorScope errors;
-    const Number n = toNumber(modulus, errors, "An RSA key has to have 1024, 2048 or 4096 bits; this one has more.");
-    const Number e = toNumber(exponent, errors, "The public exponent of the RSA key is too long.");
+    const Number n = toNumber<UnsupportedKeySize>(
+        modulus, errors, "An RSA key has to have 1024, 2048 or 4096 bits; this one has more.");
+    const Number e = toNumber<Exception>(exponent, errors, "The public exponent of the RSA key is too long.");
     return RSAPublicKey(makePublicKey(n.get(), e.get(), errors));
 }
 

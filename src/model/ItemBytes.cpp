@@ -27,16 +27,22 @@ void withClosing(Stream& stream, Action action) {
 
 } // namespace
 
-std::vector<unsigned char> readXmlItem(InputStream& stream, std::uint64_t maximumSize) {
-    std::vector<unsigned char> bytes;
+void readItem(InputStream& stream, const std::function<bool(const unsigned char*, std::size_t)>& take) {
     withClosing(stream, [&] {
         stream.open();
-        std::array<unsigned char, 16 * 1024> chunk;
+        std::array<unsigned char, 32 * 1024> block;
         unsigned long count = 0;
-        do {
-            count = stream.read(chunk.data(), chunk.size());
-            bytes.insert(bytes.end(), chunk.data(), chunk.data() + count);
-        } while (count != 0 && bytes.size() <= maximumSize);
+        do
+            count = stream.read(block.data(), block.size());
+        while (count != 0 && take(block.data(), count));
+    });
+}
+
+std::vector<unsigned char> readXmlItem(InputStream& stream, std::uint64_t maximumSize) {
+    std::vector<unsigned char> bytes;
+    readItem(stream, [&](const unsigned char* data, std::size_t size) {
+        bytes.insert(bytes.end(), data, data + size);
+        return bytes.size() <= maximumSize;
     });
     return bytes;
 }

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 namespace opc {
@@ -10,6 +12,10 @@ class OutputStream;
 } // namespace opc
 
 namespace opc::model {
+
+/// Calls an action with one block of a stored item after the other, until it returns false or the end is reached.
+/// @throws opc::Exception what the store throws; and what the action throws.
+void readItem(InputStream& stream, const std::function<bool(const unsigned char* data, std::size_t size)>& take);
 
 /// Reads a stored XML item whole, so that a failure of the store is told from one of the content. Of an item that is
 /// longer than the maximum, only as much is read as shows it.

@@ -2,7 +2,7 @@
 #include <opc/core/Exception.hpp>
 #include <opc/crypto/CryptoEngine.hpp>
 
-#include "crypto/FixedKey.hpp"
+#include "support/FixedKey.hpp"
 #include "support/OpenSSL.hpp"
 #include "support/Throws.hpp"
 

@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <xercesc/dom/DOMElement.hpp>
-
-#include <string_view>
-#include <vector>
+#include "xml/ChildElements.hpp"
 
 /// The vocabulary of core properties parts (ECMA-376-2 §8 and Annex E).
 namespace opc::model::coreproperties {
@@ -19,23 +16,7 @@ inline constexpr char16_t xmlns[] = u"http://www.w3.org/2000/xmlns/";
 inline constexpr char16_t markupCompatibility[] = u"http://schemas.openxmlformats.org/markup-compatibility/2006";
 inline constexpr char16_t w3cdtf[] = u"dcterms:W3CDTF";
 
-/// The child elements of that name, in document order.
-inline std::vector<xercesc::DOMElement*> children(const xercesc::DOMElement* parent, std::u16string_view namespaceURI,
-                                                  std::u16string_view localName) {
-    std::vector<xercesc::DOMElement*> found;
-    for (xercesc::DOMElement* child = parent->getFirstElementChild(); child != nullptr;
-         child = child->getNextElementSibling())
-        if (child->getNamespaceURI() != nullptr && namespaceURI == child->getNamespaceURI() &&
-            localName == child->getLocalName())
-            found.push_back(child);
-    return found;
-}
-
-/// Null when there is none.
-inline xercesc::DOMElement* firstChild(const xercesc::DOMElement* parent, std::u16string_view namespaceURI,
-                                       std::u16string_view localName) {
-    const auto found = children(parent, namespaceURI, localName);
-    return found.empty() ? nullptr : found.front();
-}
+using opc::model::children;
+using opc::model::firstChild;
 
 } // namespace opc::model::coreproperties

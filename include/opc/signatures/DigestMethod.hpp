@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+
+namespace opc::model {
+
+/// The digest that a signature is made with, for its references and for its value. MD5 and SHA-1 are there to read what
+/// exists; nothing new should be signed with them.
+enum class DigestMethod : std::int32_t {
+    MD5 = 0,
+    SHA1 = 1,
+    SHA224 = 2,
+    SHA256 = 3,
+    SHA384 = 4,
+    SHA512 = 5,
+};
+
+} // namespace opc::model

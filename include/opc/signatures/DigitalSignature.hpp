@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/core/Export.hpp>
+#include <opc/signatures/DigitalSignatureData.hpp>
+
+#include <memory>
+
+namespace opc::model {
+
+/// A handle on one signature of a package. Copies, and the manager that gave it out, share the same data.
+///
+/// Every getter returns a copy. Used by one thread at a time, together with its package.
+class OPCRAFT_API DigitalSignature {
+public:
+    /// @param data not null.
+    explicit DigitalSignature(std::shared_ptr<DigitalSignatureData> data);
+    DigitalSignature(const DigitalSignature&) = default;
+    DigitalSignature& operator=(const DigitalSignature&) = default;
+    virtual ~DigitalSignature();
+
+    /// "sig" and the id of the signature.
+    std::u16string getName() const;
+    std::vector<PartName> getSignedPartNames() const;
+    std::vector<Relationship> getSignedRelationships() const;
+    /// In UTC. It is what the signer said; nobody confirms it.
+    boost::posix_time::ptime getSignedTime() const;
+    SignatureParams getSignatureParams() const;
+    /// The bytes of the signature value; empty when its text is no base64.
+    std::vector<unsigned char> getSignatureValue() const;
+    /// The certificate of the signer; an empty one when the signature carries none.
+    certificates::X509Certificate getCertificate() const;
+    /// The other certificates that the signature carries.
+    certificates::X509CertificateChain getCertificateChain() const;
+
+    std::shared_ptr<DigitalSignatureData> getImpl() const { return data_; }
+
+private:
+    std::shared_ptr<DigitalSignatureData> data_;
+};
+
+} // namespace opc::model

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/errors/Errors.hpp>
+
+namespace opc::model {
+
+/// Runs a step of an operation; what the rooms below throw leaves as the operation's own error, with their message.
+/// What is not implemented stays that.
+template <class Error, class Action>
+auto translatingErrorsTo(Action action) -> decltype(action()) {
+    try {
+        return action();
+    } catch (const Error&) {
+        throw;
+    } catch (const NotImplemented&) {
+        throw;
+    } catch (const Exception& e) {
+        throw Error(e.what());
+    }
+}
+
+} // namespace opc::model

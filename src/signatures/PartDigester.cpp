@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "signatures/PartDigester.hpp"
+#include "model/ItemBytes.hpp"
+#include "signatures/Digests.hpp"
+
+#include <opc/core/Exception.hpp>
+#include <opc/core/Strings.hpp>
+#include <opc/crypto/CryptoEngine.hpp>
+#include <opc/model/coreproperties/PackageHelper.hpp>
+
+namespace opc::model {
+
+namespace {
+
+constexpr std::string_view keywordsStart = "<cp:keywords>";
+constexpr std::string_view keywordsEnd = "</cp:keywords>";
+
+/// Whether a tag of a single keyword starts here.
+bool startsKeyword(std::string_view text) {
+    for (const std::string_view tag : {"<cp:value", "</cp:value"})
+        if (text.substr(0, tag.size()) == tag && text.size() > tag.size() &&
+            std::string_view(" \t\r\n/>").find(text[tag.size()]) != std::string_view::npos)
+            return true;
+    return false;
+}
+
+bool holdsOnlyKeywords(std::string_view text) {
+    for (auto tag = text.find('<'); tag != std::string_view::npos; tag = text.find('<', tag + 1))
+        if (!startsKeyword(text.substr(tag)))
+            return false;
+    return true;
+}
+
+} // namespace
+
+void removeKeywords(std::string& coreProperties) {
+    const std::string_view text = coreProperties;
+    const std::size_t start = text.find(keywordsStart);
+    const std::size_t end = text.find(keywordsEnd);
+    if (start == std::string_view::npos || end == std::string_view::npos || end < start)
+        return;
+    const std::size_t inner = start + keywordsStart.size();
+    if (holdsOnlyKeywords(text.substr(inner, end - inner)))
+        coreProperties.erase(start, end + keywordsEnd.size() - start);
+}
+
+crypto::DigestEngine& PartDigester::engine(DigestMethod method) {
+    const auto found = engines_.find(method);
+    if (found != engines_.end())
+        return found->second;
+    return engines_.emplace(method, crypto::CryptoEngine::createDigestEngine(toDigestAlgorithm(method))).first->second;
+}
+
+std::vector<unsigned char> PartDigester::digestBytes(std::string_view bytes, DigestMethod method) {
+    crypto::DigestEngine& digest = engine(method);
+    digest.update(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
+    return digest.finish();
+}
+
+const std::vector<unsigned char>& PartDigester::digestPart(const Part& part, DigestMethod method) {
+    std::pair key{toLowerASCIIString(part.getName().toString()), method};
+    const auto found = digests_.find(key);
+    if (found != digests_.end())
+        return found->second;
+    return digests_.emplace(std::move(key), compute(part, method)).first->second;
+}
+
+std::vector<unsigned char> PartDigester::compute(const Part& part, DigestMethod method) {
+    if (part.getName().getURI() == PackageHelper::getCorePropertiesURI()) {
+        const std::vector<unsigned char> bytes = readXmlItem(*part.getInputStream(), xmlSize_);
+        if (bytes.size() > xmlSize_)
+            throw Exception("The core properties part has more than " + std::to_string(xmlSize_) + " bytes");
+        std::string text(bytes.begin(), bytes.end());
+        removeKeywords(text);
+        return digestBytes(text, method);
+    }
+    crypto::DigestEngine& digest = engine(method);
+    try {
+        readItem(*part.getInputStream(), [&digest](const unsigned char* data, std::size_t size) {
+            digest.update(data, size);
+            return true;
+        });
+    } catch (...) {
+        engines_.erase(method); // it holds half a part
+        throw;
+    }
+    return digest.finish();
+}
+
+} // namespace opc::model

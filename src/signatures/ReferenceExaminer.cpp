@@ -1,0 +1,192 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "signatures/ReferenceExaminer.hpp"
+#include "signatures/ManifestTarget.hpp"
+#include "signatures/ObjectText.hpp"
+#include "signatures/RelationshipsTransform.hpp"
+#include "signatures/SignatureForm.hpp"
+
+#include <opc/core/Strings.hpp>
+#include <opc/crypto/CryptoEngine.hpp>
+#include <opc/errors/Errors.hpp>
+#include <opc/model/coreproperties/PackageHelper.hpp>
+#include <opc/signatures/AlgorithmURIMap.hpp>
+
+#include <algorithm>
+#include <map>
+
+namespace opc::model {
+
+namespace {
+
+using ReferenceData = DigitalSignatureData::ReferenceData;
+
+/// Leaves an examination with what is wrong.
+struct Finding {
+    ReferenceVerdict verdict;
+    std::string problem;
+};
+
+ReferenceReport startReport(const ReferenceData& reference, ReferenceKind kind) {
+    ReferenceReport report;
+    report.kind = kind;
+    report.uri = reference.uri.toString();
+    report.digestMethod = reference.digestMethod;
+    report.claimedDigest = reference.digestValue;
+    report.transforms = reference.transforms;
+    return report;
+}
+
+/// Runs an examination; every end of it is told in the report.
+template <class Action>
+void tellingIn(ReferenceReport& report, Action action) {
+    try {
+        action();
+    } catch (const Finding& finding) {
+        report.verdict = finding.verdict;
+        report.problem = finding.problem;
+    } catch (const Exception& e) {
+        report.verdict = ReferenceVerdict::NotReadable;
+        report.problem = e.what();
+    }
+}
+
+DigestMethod digestMethodOf(const ReferenceData& reference) {
+    try {
+        return AlgorithmURIMap::getDigestMethod(reference.digestMethod);
+    } catch (const Exception&) {
+        throw Finding{ReferenceVerdict::NotSupported,
+                      "the digest method is not known: " + detail::toUTF8String(reference.digestMethod, false)};
+    }
+}
+
+void compareDigests(const std::vector<unsigned char>& found, ReferenceReport& report) {
+    report.foundDigest = toString(crypto::CryptoEngine::encodeBase64(found));
+    std::vector<unsigned char> claimed;
+    try {
+        claimed = crypto::CryptoEngine::decodeBase64(report.claimedDigest);
+    } catch (const Exception&) {
+        throw Finding{ReferenceVerdict::DigestDiffers, "the digest in the signature is no base64"};
+    }
+    if (claimed != found)
+        throw Finding{ReferenceVerdict::DigestDiffers, "this is not what was signed: the digests differ"};
+}
+
+/// The normalized text of a content type; the text itself when it is none.
+std::u16string normalized(const std::u16string& contentType) {
+    try {
+        return ContentType(contentType).toString();
+    } catch (const InvalidContentType&) {
+        return contentType;
+    }
+}
+
+void compareContentTypes(const std::u16string& claimed, const std::u16string& found, ReferenceReport& report) {
+    report.claimedContentType = claimed;
+    report.foundContentType = found;
+    if (claimed.empty())
+        throw Finding{ReferenceVerdict::NotSupported, "the reference names no content type"};
+    if (normalized(claimed) != found)
+        throw Finding{ReferenceVerdict::ContentTypeDiffers,
+                      "the content type is " + detail::toUTF8String(found, false) + " and was " +
+                          detail::toUTF8String(claimed, false) + " when it was signed"};
+}
+
+void throwIfTransformed(const ReferenceData& reference) {
+    if (!reference.transforms.empty() || !reference.relationshipSourceIds.empty() ||
+        !reference.relationshipSourceTypes.empty())
+        throw Finding{ReferenceVerdict::NotSupported, "the reference has transforms, which do not apply to it"};
+}
+
+/// Canonicalization changes nothing about what a relationships transform gives.
+void throwIfTransformedOtherwise(const ReferenceData& reference) {
+    const std::u16string canonicalization = AlgorithmURIMap::getAlgorithmURI(libraryForm().canonicalization);
+    for (const std::u16string& transform : reference.transforms)
+        if (transform != canonicalization && !libraryForm().isRelationshipTransform(transform))
+            throw Finding{ReferenceVerdict::NotSupported,
+                          "a transform is not known: " + detail::toUTF8String(transform, false)};
+}
+
+std::vector<RelationshipSelector> selectorsOf(const ReferenceData& reference, const URI& source) {
+    std::vector<RelationshipSelector> selectors;
+    for (const std::u16string& id : reference.relationshipSourceIds)
+        selectors.emplace_back(source, RelationshipSelectorType::ById, id);
+    for (const std::u16string& type : reference.relationshipSourceTypes)
+        selectors.emplace_back(source, RelationshipSelectorType::ByType, type);
+    if (selectors.empty())
+        throw Finding{ReferenceVerdict::NotSupported, "the reference does not say which relationships it covers"};
+    return selectors;
+}
+
+} // namespace
+
+ReferenceExaminer::ReferenceExaminer(const Package& package)
+    : package_(package), digester_(package.getLimits().xmlSize) {}
+
+std::vector<ReferenceReport> ReferenceExaminer::examine(const DigitalSignatureData& signature) {
+    std::vector<ReferenceReport> reports;
+    reports.reserve(signature.signedInfoReferences.size() + signature.manifestReferences.size());
+    for (const ReferenceData& reference : signature.signedInfoReferences)
+        reports.push_back(examineObject(reference, signature));
+    for (const ReferenceData& reference : signature.manifestReferences)
+        reports.push_back(examineEntry(reference));
+    return reports;
+}
+
+ReferenceReport ReferenceExaminer::examineObject(const ReferenceData& reference,
+                                                 const DigitalSignatureData& signature) {
+    ReferenceReport report = startReport(reference, ReferenceKind::Object);
+    report.target = reference.uri.getFragment();
+    tellingIn(report, [&] {
+        const auto found = std::find_if(signature.objects.begin(), signature.objects.end(),
+                                        [&report](const auto& object) { return object.id == report.target; });
+        if (found == signature.objects.end())
+            throw InvalidSignature("XML signature: Could not find referenced object " +
+                                   detail::toUTF8String(report.target, false));
+        throwIfTransformed(reference);
+        const std::string bytes = detail::toUTF8String(toDigestedText(found->xmlBytes));
+        compareDigests(digester_.digestBytes(bytes, digestMethodOf(reference)), report);
+    });
+    return report;
+}
+
+ReferenceReport ReferenceExaminer::examineEntry(const ReferenceData& reference) {
+    ReferenceReport report = startReport(reference, ReferenceKind::Part);
+    tellingIn(report, [&] {
+        const ManifestTarget target = ManifestTarget::of(reference.uri);
+        report.claimedContentType = target.contentType;
+        report.target = target.name.toString();
+        if (reference.uri.hasFragment())
+            throw Finding{ReferenceVerdict::NotSupported, "the reference has a fragment"};
+        target.isRelationships() ? examineRelationships(reference, target.name, report)
+                                 : examinePart(reference, target.name, report);
+    });
+    return report;
+}
+
+void ReferenceExaminer::examinePart(const ReferenceData& reference, const PartName& name, ReferenceReport& report) {
+    if (!package_.hasPart(name))
+        throw Finding{ReferenceVerdict::Missing, "the part is not in the package any longer"};
+    const Part part = package_.getPart(name);
+    throwIfTransformed(reference);
+    compareContentTypes(report.claimedContentType, part.getContentType().toString(), report);
+    compareDigests(digester_.digestPart(part, digestMethodOf(reference)), report);
+}
+
+void ReferenceExaminer::examineRelationships(const ReferenceData& reference, const PartName& name,
+                                             ReferenceReport& report) {
+    report.kind = ReferenceKind::Relationships;
+    report.target = name.getSourcePartName();
+    const URI source(report.target);
+    report.selectors = selectorsOf(reference, source);
+    if (!PartName::isPackageRootUri(source) && !package_.hasPart(PartName(source)))
+        throw Finding{ReferenceVerdict::Missing, "the part with these relationships is not in the package any longer"};
+    throwIfTransformedOtherwise(reference);
+    compareContentTypes(report.claimedContentType, PackageHelper::getRelationshipContentType().toString(), report);
+    report.relationships = withSource(package_, source, [&report](const RelationshipSource& of) {
+        return selectRelationships(of, report.selectors);
+    });
+    compareDigests(digester_.digestBytes(transformRelationships(report.relationships), digestMethodOf(reference)),
+                   report);
+}
+
+} // namespace opc::model

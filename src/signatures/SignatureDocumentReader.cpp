@@ -1,0 +1,466 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <opc/core/ByteArrayInAdaptor.hpp>
+#include <opc/core/ByteArrayOutAdaptor.hpp>
+#include <opc/core/Strings.hpp>
+#include <opc/core/Time.hpp>
+#include <opc/crypto/CryptoEngine.hpp>
+#include <opc/crypto/UnsupportedKeySize.hpp>
+#include <opc/errors/Errors.hpp>
+
+#include "model/ItemBytes.hpp"
+#include "signatures/SignatureDocumentReader.hpp"
+#include "signatures/SignatureDocumentWriter.hpp"
+#include "signatures/SignatureForm.hpp"
+#include "signatures/SignatureKeys.hpp"
+#include "xml/CanonicalXml.hpp"
+#include "xml/ChildElements.hpp"
+#include "xml/SchemaValidation.hpp"
+#include "xml/XercesErrors.hpp"
+
+#include <xercesc/dom/DOMText.hpp>
+#include <xercesc/util/XMLUni.hpp>
+
+#include <algorithm>
+#include <ostream>
+#include <set>
+
+namespace opc::model {
+
+namespace {
+
+using xercesc::DOMElement;
+using Data = DigitalSignatureData;
+using ReferenceData = Data::ReferenceData;
+
+/// Each certificate costs the check of a signature.
+constexpr std::size_t MAXIMUM_CERTIFICATES = 100;
+
+constexpr char16_t signaturePropertiesType[] = u"http://www.w3.org/2000/09/xmldsig#SignatureProperties";
+constexpr char16_t signedPropertiesType[] = u"http://uri.etsi.org/01903#SignedProperties";
+
+[[noreturn]] void refuse(const std::string& message) {
+    throw InvalidPartContent(message);
+}
+
+std::string narrow(std::u16string_view text) {
+    return detail::toUTF8String(text, false);
+}
+
+/// What is found, for people; costs nothing on a stream that goes nowhere.
+class Trace {
+public:
+    explicit Trace(std::ostream& out) : out_(out) {}
+
+    void operator()(const char* label, const std::u16string& value = {}) {
+        if (out_)
+            out_ << label << narrow(value) << '\n';
+    }
+    void operator()(const char* label, std::size_t count) {
+        if (out_)
+            out_ << label << std::to_string(count) << '\n';
+    }
+
+private:
+    std::ostream& out_;
+};
+
+DOMElement* child(const DOMElement* parent, const char16_t* name) {
+    return firstChild(parent, dsigNamespace, name);
+}
+
+DOMElement* requiredChild(const DOMElement* parent, const char16_t* name,
+                          const char16_t* namespaceURI = dsigNamespace) {
+    DOMElement* found = firstChild(parent, namespaceURI, name);
+    if (found == nullptr)
+        refuse("XML signature: " + narrow(name) + " is not present.");
+    return found;
+}
+
+/// All text of an element, comments left out.
+std::u16string textOf(const DOMElement* element) {
+    std::u16string text;
+    for (const auto* node = element->getFirstChild(); node != nullptr; node = node->getNextSibling())
+        if (node->getNodeType() == xercesc::DOMNode::TEXT_NODE ||
+            node->getNodeType() == xercesc::DOMNode::CDATA_SECTION_NODE)
+            text += node->getNodeValue();
+    return text;
+}
+
+bool isBlank(const std::u16string& text) {
+    return text.find_first_not_of(u" \t\r\n") == std::u16string::npos;
+}
+
+/// The text of a child, which has to be there and to say something.
+std::u16string requiredText(const DOMElement* parent, const char16_t* name,
+                            const char16_t* namespaceURI = dsigNamespace) {
+    std::u16string text = textOf(requiredChild(parent, name, namespaceURI));
+    if (isBlank(text))
+        refuse("XML signature: " + narrow(name) + " is empty.");
+    return text;
+}
+
+std::u16string attribute(const DOMElement* element, const char16_t* name) {
+    return element->getAttributeNS(nullptr, name);
+}
+
+/// An attribute that has to say something.
+std::u16string requiredAttribute(const DOMElement* element, const char16_t* name, const char* message) {
+    std::u16string value = attribute(element, name);
+    if (value.empty())
+        refuse(message);
+    return value;
+}
+
+/// Reads one signature into one value, in the order in which its faults are reported.
+class Reading {
+public:
+    Reading(const DOMElement& root, std::ostream& trace) : root_(root), trace_(trace) {}
+
+    Data read() {
+        const DOMElement* signedInfo = requiredChild(&root_, u"SignedInfo");
+        readMethods(signedInfo);
+        data_.signatureValue = requiredText(&root_, u"SignatureValue");
+        trace_("Signature value: ", data_.signatureValue);
+        std::vector<certificates::X509Certificate> signers = readKeyInfo(requiredChild(&root_, u"KeyInfo"));
+        readSignedInfoReferences(signedInfo);
+        readObjects();
+        throwIfReferencesLeadAstray();
+        throwIfNotRebuilt(*signedInfo);
+        chooseSigner(data_, std::move(signers));
+        try {
+            deriveParams(data_);
+        } catch (const Exception& e) {
+            refuse(e.what());
+        }
+        return std::move(data_);
+    }
+
+private:
+    void readMethods(const DOMElement* signedInfo) {
+        data_.canonicalizationMethod =
+            requiredAttribute(requiredChild(signedInfo, u"CanonicalizationMethod"), u"Algorithm",
+                              "XML signature: CanonicalizationMethod is empty.");
+        trace_("Canonicalization Algorithm ", data_.canonicalizationMethod);
+        if (data_.canonicalizationMethod != AlgorithmURIMap::getAlgorithmURI(libraryForm().canonicalization))
+            refuse("XML signature: CanonicalizationMethod is not supported: " + narrow(data_.canonicalizationMethod));
+        data_.signatureMethod = requiredAttribute(requiredChild(signedInfo, u"SignatureMethod"), u"Algorithm",
+                                                  "XML signature: SignatureMethod is empty.");
+        trace_("Signature Algorithm ", data_.signatureMethod);
+    }
+
+    /// @return the certificates, where no bare key decides.
+    std::vector<certificates::X509Certificate> readKeyInfo(const DOMElement* keyInfo) {
+        if (const DOMElement* keyValue = child(keyInfo, u"KeyValue")) {
+            readKeyValue(keyValue);
+            return {};
+        }
+        std::vector<certificates::X509Certificate> found;
+        std::size_t count = 0;
+        for (const DOMElement* x509Data : children(keyInfo, dsigNamespace, u"X509Data"))
+            for (const DOMElement* element : children(x509Data, dsigNamespace, u"X509Certificate")) {
+                if (++count > MAXIMUM_CERTIFICATES)
+                    refuse("XML signature: there are more than " + std::to_string(MAXIMUM_CERTIFICATES) +
+                           " certificates.");
+                found.push_back(readCertificate(element));
+            }
+        trace_("Number of x509Certificate elements = ", count);
+        if (found.empty())
+            refuse("Supported key management mechanisms in signatures are KeyValue using RSA or X509 certificates. "
+                   "Others are not supported.");
+        return found;
+    }
+
+    static certificates::X509Certificate readCertificate(const DOMElement* element) {
+        const std::u16string text = textOf(element);
+        if (isBlank(text))
+            refuse("XML signature: x509CertificateElement is empty.");
+        return translatingCryptoErrors("X509Certificate", [&text] {
+            return certificates::X509Certificate::fromDER(crypto::CryptoEngine::decodeBase64(text));
+        });
+    }
+
+    void readKeyValue(const DOMElement* keyValue) {
+        const DOMElement* rsaKeyValue = child(keyValue, u"RSAKeyValue");
+        if (rsaKeyValue == nullptr)
+            refuse("RSA Key Value is missing. DSA for signatures is not supported yet.");
+        const std::u16string modulus = requiredText(rsaKeyValue, u"Modulus");
+        const std::u16string exponent = requiredText(rsaKeyValue, u"Exponent");
+        data_.publicKey = translatingCryptoErrors("RSAKeyValue", [&] {
+            return crypto::RSAPublicKey::fromModulusAndExponent(crypto::CryptoEngine::decodeBase64(modulus),
+                                                                crypto::CryptoEngine::decodeBase64(exponent));
+        });
+    }
+
+    template <class Action>
+    static auto translatingCryptoErrors(const char* where, Action action) -> decltype(action()) {
+        try {
+            return action();
+        } catch (const crypto::UnsupportedKeySize&) {
+            refuse("Input key size is not supported as a Signature Method.");
+        } catch (const Exception& e) {
+            refuse(std::string("XML signature: ") + where + ": " + e.what());
+        }
+    }
+
+    void readSignedInfoReferences(const DOMElement* signedInfo) {
+        std::vector<DOMElement*> elements = children(signedInfo);
+        std::size_t position = 0;
+        for (const DOMElement* element : elements) {
+            if (++position <= 2) // the two methods
+                continue;
+            if (!isElement(*element, dsigNamespace, u"Reference"))
+                refuse("Internal Exception: Did not get Reference Element as expected.");
+            readSignedInfoReference(element);
+        }
+        trace_("Number of reference elements = ", data_.signedInfoReferences.size());
+    }
+
+    void readSignedInfoReference(const DOMElement* element) {
+        trace_(" -------------------- Reference --------------------");
+        ReferenceData reference;
+        if (!element->hasAttributeNS(nullptr, u"URI"))
+            refuse("XML Signature: Reference does not have a URI. It is not supported.");
+        readURI(element, reference);
+        trace_("Reference URI = ", reference.uri.toString());
+        readReferenceBody(element, reference);
+        throwIfTypeIsNotSupported(reference.type);
+        if (!reference.relationshipSourceIds.empty() || !reference.relationshipSourceTypes.empty() ||
+            std::any_of(reference.transforms.begin(), reference.transforms.end(),
+                        [](const std::u16string& each) { return libraryForm().isRelationshipTransform(each); }))
+            refuse("XML signature: a reference of SignedInfo has a relationships transform.");
+        data_.signedInfoReferences.push_back(std::move(reference));
+    }
+
+    static void readURI(const DOMElement* element, ReferenceData& reference) {
+        try {
+            reference.uri = URI(attribute(element, u"URI"));
+        } catch (const InvalidURI&) {
+            refuse("XML signature: Reference URI is not valid");
+        }
+    }
+
+    static void throwIfTypeIsNotSupported(const std::u16string& type) {
+        if (type.empty())
+            refuse("XML signature: referenceType is empty.");
+        if (type == signedPropertiesType)
+            refuse("XAsES SignedProperties element is not supported yet.");
+        if (type == signaturePropertiesType)
+            refuse("XMLDSig SignatureProperties element is not supported yet.");
+        if (type != libraryForm().objectReferenceType)
+            refuse("XML Signature: referenceType not supported yet.");
+    }
+
+    /// What references of `SignedInfo` and of the manifest have in common.
+    void readReferenceBody(const DOMElement* element, ReferenceData& reference) {
+        reference.id = attribute(element, u"Id");
+        reference.type = attribute(element, u"Type");
+        trace_("URI = ", reference.uri.toString());
+        trace_("Type = ", reference.type);
+        reference.digestMethod = requiredAttribute(requiredChild(element, u"DigestMethod"), u"Algorithm",
+                                                   "XML signature: DigestMethod is empty.");
+        trace_("Digest Algorithm ", reference.digestMethod);
+        reference.digestValue = requiredText(element, u"DigestValue");
+        trace_("Digest value: ", reference.digestValue);
+        if (const DOMElement* transforms = child(element, u"Transforms"))
+            readTransforms(transforms, reference);
+    }
+
+    void readTransforms(const DOMElement* transforms, ReferenceData& reference) {
+        bool selects = false;
+        const auto elements = children(transforms, dsigNamespace, u"Transform");
+        trace_("Number of transform elements = ", elements.size());
+        for (const DOMElement* transform : elements) {
+            reference.transforms.push_back(
+                requiredAttribute(transform, u"Algorithm", "XML signature: TransformMethod is empty."));
+            trace_("Transform Algorithm ", reference.transforms.back());
+            if (!libraryForm().isRelationshipTransform(reference.transforms.back()))
+                continue;
+            if (selects) // the second one would choose among what the first one leaves
+                refuse("XML signature: a reference has more than one relationships transform.");
+            selects = true;
+            readRelationshipTransform(transform, reference);
+        }
+    }
+
+    void readRelationshipTransform(const DOMElement* transform, ReferenceData& reference) {
+        for (const DOMElement* selector : children(transform)) {
+            const bool isOurs = selector->getNamespaceURI() != nullptr &&
+                                std::u16string_view(packageSignatureNamespace) == selector->getNamespaceURI();
+            if (isOurs && std::u16string_view(u"RelationshipReference") == selector->getLocalName())
+                reference.relationshipSourceIds.push_back(requiredAttribute(
+                    selector, u"SourceId", "XML signature: SourceID of a relationship transform is empty."));
+            else if (isOurs && libraryForm().isGroupReference(selector->getLocalName()))
+                reference.relationshipSourceTypes.push_back(requiredAttribute(
+                    selector, u"SourceType", "XML signature: Source type of a relationship group transform is empty."));
+            else
+                refuse("XML signature: a relationships transform holds more than selectors.");
+        }
+        trace_("Number of relationship reference elements = ", reference.relationshipSourceIds.size());
+        trace_("Number of relationship group reference elements = ", reference.relationshipSourceTypes.size());
+    }
+
+    void readObjects() {
+        const auto elements = children(&root_, dsigNamespace, u"Object");
+        trace_("Number of object elements = ", elements.size());
+        const DOMElement* packageObject = nullptr;
+        for (const DOMElement* element : elements) {
+            Data::ObjectData object;
+            object.id = requiredAttribute(element, u"Id", "XML signature: Object missing Id attribute.");
+            trace_("Object ID found = ", object.id);
+            if (!objectIds_.insert(object.id).second)
+                refuse("XML signature: two objects have the Id " + narrow(object.id));
+            if (object.id == packageObjectId) {
+                trace_("Found the package specific object. \n");
+                packageObject = element;
+            }
+            object.xmlBytes = serialize(*element);
+            data_.objects.push_back(std::move(object));
+        }
+        readPackageObject(packageObject);
+    }
+
+    void readPackageObject(const DOMElement* object) {
+        readManifest(onlyChild(object, u"Manifest", "manifest"));
+        readSignatureProperties(onlyChild(object, u"SignatureProperties", "signatureProperties"));
+    }
+
+    /// A child of the package object by its local name: none of another namespace may look like it, either.
+    static const DOMElement* onlyChild(const DOMElement* object, std::u16string_view name, const char* title) {
+        const DOMElement* found = nullptr;
+        if (object != nullptr)
+            for (const DOMElement* element : children(object)) {
+                if (name != element->getLocalName())
+                    continue;
+                if (found != nullptr)
+                    refuse("XML signature: There must exist only one " + narrow(name) +
+                           " element in package specific Object element.");
+                found = element;
+            }
+        if (found == nullptr)
+            refuse(std::string("XML signature: Could not find ") + title + " object ");
+        return found;
+    }
+
+    void readManifest(const DOMElement* manifest) {
+        if (!isElement(*manifest, dsigNamespace, u"Manifest"))
+            refuse("Internal Exception: Did not get Manifest Element as expected.");
+        const auto elements = children(manifest);
+        trace_("Number of reference elements = ", elements.size());
+        for (const DOMElement* element : elements) {
+            trace_(" -------------------- Reference --------------------");
+            if (!isElement(*element, dsigNamespace, u"Reference"))
+                refuse("Internal Exception: Did not get Reference Element as expected.");
+            ReferenceData reference;
+            if (!element->hasAttributeNS(nullptr, u"URI"))
+                refuse("XML signature: Manifest reference missing URI attribute.");
+            readURI(element, reference);
+            readReferenceBody(element, reference);
+            data_.manifestReferences.push_back(std::move(reference));
+        }
+    }
+
+    void readSignatureProperties(const DOMElement* properties) {
+        for (const DOMElement* property : children(properties, dsigNamespace, u"SignatureProperty"))
+            readSignatureProperty(property);
+        if (data_.signatureProperties.empty())
+            refuse("XML signature: SignatureTime is not present.");
+    }
+
+    void readSignatureProperty(const DOMElement* property) {
+        const std::u16string target =
+            requiredAttribute(property, u"Target", "XML signature: SignatureProperty does not have a target.");
+        if (target != u"#" + attribute(&root_, u"Id"))
+            refuse("XML signature: the target of a SignatureProperty is not its signature.");
+        for (const DOMElement* time : children(property, packageSignatureNamespace, u"SignatureTime")) {
+            if (!data_.signatureProperties.empty())
+                refuse("XML signature: There must exist only one SignatureTime element.");
+            data_.signatureProperties.push_back({target, attribute(property, u"Id"),
+                                                 requiredText(time, u"Format", packageSignatureNamespace),
+                                                 requiredText(time, u"Value", packageSignatureNamespace)});
+            readTime(data_.signatureProperties.back());
+        }
+    }
+
+    void readTime(const Data::SignaturePropertyData& property) {
+        trace_("Time Format = ", property.format);
+        trace_(" and Value = ", property.value);
+        data_.signedTime = convertStringToTime(property.value);
+        if (data_.signedTime.is_special())
+            refuse("XML signature: the time of the signature is no time: " + narrow(property.value));
+        trace_("Time after conversion: ", convertTimeToString(data_.signedTime));
+    }
+
+    /// The element as text, with what it needs of the namespaces around it.
+    static std::u16string serialize(const DOMElement& element) {
+        std::u16string text;
+        const DocumentHandle document = XercesHelper::createDocument();
+        translatingXercesErrors([&] { document->appendChild(document->importNode(&element, true)); });
+        XercesHelper::writeDocumentToString(*XercesHelper::createWriter(), document.get(), text, XmlDeclaration::Omit);
+        return text;
+    }
+
+    /// Every reference of `SignedInfo` leads to an object of its own, one of them to the package object.
+    void throwIfReferencesLeadAstray() const {
+        std::set<std::u16string> seen;
+        for (const ReferenceData& reference : data_.signedInfoReferences) {
+            const std::u16string id = reference.uri.getFragment();
+            if (objectIds_.count(id) == 0 || reference.uri.toString() != u"#" + id)
+                refuse("XML signature: Could not find referenced object " + narrow(id));
+            if (!seen.insert(id).second)
+                refuse("XML signature: two references of SignedInfo lead to the object " + narrow(id));
+        }
+        if (seen.count(packageObjectId) == 0)
+            refuse("XML signature: no reference of SignedInfo leads to the package specific object.");
+    }
+
+    /// What is verified is made of the data: nothing else may stand in `SignedInfo`.
+    void throwIfNotRebuilt(const DOMElement& signedInfo) const {
+        const std::vector<unsigned char> rebuilt =
+            SignatureDocumentWriter().makeSignedInfo(data_, SignedInfoForm::Canonical);
+        const std::string found = canonicalize(signedInfo, CanonicalComments::Keep);
+        if (!std::equal(found.begin(), found.end(), rebuilt.begin(), rebuilt.end(),
+                        [](char a, unsigned char b) { return static_cast<unsigned char>(a) == b; }))
+            refuse("XML signature: SignedInfo holds more than is understood.");
+    }
+
+    const DOMElement& root_;
+    Trace trace_;
+    Data data_;
+    std::set<std::u16string> objectIds_;
+};
+
+} // namespace
+
+SignatureDocumentReader::SignatureDocumentReader(const Limits& limits)
+    : limits_(limits), validatingParser_(XercesHelper::createParser(limits)),
+      plainParser_(XercesHelper::createParser(limits)) {
+    validatingParser_->getDomConfig()->setParameter(xercesc::XMLUni::fgXercesUseCachedGrammarInParse, true);
+    for (const EmbeddedSchema* schema : {&embedded::opc_dsig, &embedded::xmldsig})
+        loadEmbeddedSchema(*validatingParser_, *schema);
+}
+
+DigitalSignatureData SignatureDocumentReader::read(InputStream& stream, std::ostream& trace) {
+    const std::vector<unsigned char> bytes = readXmlItem(stream, limits_.xmlSize);
+    try {
+        // Validation changes texts on the way (base64 gets other white space), so it looks at a document of its own.
+        ByteArrayInAdaptor validated(bytes);
+        XercesHelper::readDocumentFromStream(*validatingParser_, validated, true, u"", u"");
+        translatingXercesErrors([this] { validatingParser_->resetDocumentPool(); });
+        ByteArrayInAdaptor plain(bytes);
+        DigitalSignatureData data =
+            readDocument(*XercesHelper::readDocumentFromStream(*plainParser_, plain, false, u"", u""), trace);
+        translatingXercesErrors([this] { plainParser_->resetDocumentPool(); });
+        return data;
+    } catch (const InvalidXMLDocument& e) {
+        throw InvalidPartContent(e.what());
+    }
+}
+
+DigitalSignatureData SignatureDocumentReader::readDocument(const xercesc::DOMDocument& document, std::ostream& trace) {
+    const DOMElement* root = document.getDocumentElement();
+    if (root == nullptr || !isElement(*root, dsigNamespace, u"Signature"))
+        refuse("XML signature: Signature is not present.");
+    return Reading(*root, trace).read();
+}
+
+} // namespace opc::model

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/signatures/AlgorithmURIMap.hpp>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace opc::model {
+
+// What XML-DSig and ECMA-376-2 Annex E fix for every form.
+inline constexpr char16_t dsigNamespace[] = u"http://www.w3.org/2000/09/xmldsig#";
+inline constexpr char16_t packageSignatureNamespace[] =
+    u"http://schemas.openxmlformats.org/package/2006/digital-signature";
+inline constexpr char16_t packageObjectId[] = u"idPackageObject";
+inline constexpr char16_t signatureTimeId[] = u"idSignatureTime";
+inline constexpr char16_t minutesFormat[] = u"YYYY-MM-DDThh:mmTZD";
+inline constexpr char16_t contentTypeQuery[] = u"?ContentType=";
+
+// How signatures are named here.
+inline constexpr char16_t signatureNamePrefix[] = u"sig";
+inline constexpr char16_t countersignatureId[] = u"countersig";
+inline constexpr char16_t signatureRelationshipIdPrefix[] = u"DSRel";
+
+/// How the bytes of an object come about that a reference digests.
+enum class ObjectDigestForm {
+    PlainText, ///< the element as it is serialized, without its declaration of the XML-DSig namespace
+};
+
+/// All that one way to sign packages may do differently from another.
+struct SignatureForm {
+    const char16_t* originRelationshipType;
+    const char16_t* signatureRelationshipType;
+    const char16_t* originContentType;
+    const char16_t* signatureContentType;
+    const char16_t* originPartName;
+    const char16_t* folder; ///< of new signature parts
+
+    const char16_t* relationshipTransform;                         ///< written
+    std::array<const char16_t*, 2> acceptedRelationshipTransforms; ///< read
+    const char16_t* groupReferenceElement;                         ///< written
+    std::array<const char16_t*, 2> acceptedGroupReferenceElements; ///< read
+
+    AlgorithmTag canonicalization; ///< the only one, of `SignedInfo` and behind a relationships transform
+    const char16_t* objectReferenceType;
+    ObjectDigestForm objectDigestForm;
+
+    bool isRelationshipTransform(std::u16string_view identifier) const {
+        return isOneOf(identifier, acceptedRelationshipTransforms);
+    }
+    bool isGroupReference(std::u16string_view localName) const {
+        return isOneOf(localName, acceptedGroupReferenceElements);
+    }
+
+private:
+    template <std::size_t count>
+    static bool isOneOf(std::u16string_view text, const std::array<const char16_t*, count>& texts) {
+        return std::find(texts.begin(), texts.end(), text) != texts.end();
+    }
+};
+
+/// The form that this library writes.
+const SignatureForm& libraryForm();
+
+} // namespace opc::model
