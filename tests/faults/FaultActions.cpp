@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "FaultActions.hpp"
 
+#include <opc/crypto/CryptoEngine.hpp>
 #include <opc/errors/Errors.hpp>
 #include <opc/model/coreproperties/PackageHelper.hpp>
+#include <opc/signatures/DigitalSignatureManager.hpp>
 
 #include "model/ModelFixture.hpp"
+#include "signatures/SigningClock.hpp"
+#include "support/FixedKey.hpp"
 #include "support/PhysicalAccess.hpp"
 
 #include <algorithm>
@@ -100,6 +104,38 @@ FaultAction command(const std::string& name, const FaultAction::Call& change, co
         }
     };
     return {"Command" + name, true, {}, {}, run, opening + documented + flushing + closing};
+}
+
+const SignatureParams params(DigestMethod::SHA256, SignatureMethod::RSA1024);
+
+std::vector<unsigned char> fixedKey() {
+    return crypto::CryptoEngine::decodeBase64(opc::test::FIXED_PRIVATE_KEY);
+}
+
+void signAll(DigitalSignatureManager& manager) {
+    setSigningClock([] { return boost::posix_time::ptime(boost::gregorian::date(2026, 1, 31)); });
+    manager.signPackage(fixedKey(), params);
+}
+
+/// The same, with the signatures of the package.
+FaultAction signing(const std::string& name, const std::function<void(DigitalSignatureManager&)>& change) {
+    const auto run = [change](Package& package) {
+        DigitalSignatureManager manager(package);
+        package.open(OpenMode::ReadWrite);
+        try {
+            change(manager);
+            package.close();
+        } catch (...) {
+            package.close(true);
+            throw;
+        }
+    };
+    return {"Command" + name,
+            true,
+            {},
+            {},
+            run,
+            types<CouldNotGenerateSignature, CouldNotRemoveSignature>() + opening + flushing + closing};
 }
 
 FaultAction change(const std::string& name, const FaultAction::Call& run, const Types& documented) {
@@ -237,6 +273,17 @@ std::vector<FaultAction> commandActions() {
             reading + writing),
         command("PropsClear", deleteAllProperties, deleting),
         command("ThumbnailSet", setThumbnail, creating + writing + deleting),
+        signing("Sign", [](DigitalSignatureManager& m) { signAll(m); }),
+        signing("Countersign",
+                [](DigitalSignatureManager& m) {
+                    signAll(m);
+                    m.countersignAllSignatures(fixedKey(), params);
+                }),
+        signing("Unsign",
+                [](DigitalSignatureManager& m) {
+                    signAll(m);
+                    m.removeAllSignatures();
+                }),
     };
 }
 
