@@ -10,6 +10,7 @@ void registerSaving();
 void registerLookUps();
 void registerNames();
 void registerHugeParts();
+void registerSigning();
 void registerTool();
 
 /// What a comparison of huge parts measures runs in a process of its own, so that its memory can be measured: this is

@@ -3,6 +3,7 @@
 #include "Comparison.hpp"
 #include "HugeContent.hpp"
 #include "Process.hpp"
+#include "SigningTasks.hpp"
 #include "Workspace.hpp"
 #include "Zip.hpp"
 
@@ -44,19 +45,24 @@ Item contentTypesItem() {
     return {"[Content_Types].xml", {text.begin(), text.end()}};
 }
 
+struct OpenPackage {
+    OpenPackage(const fs::path& file, OpenMode mode) : zip(file), model(zip) { model.open(mode); }
+
+    storage::ZipPackage zip;
+    model::Package model;
+};
+
 // ---- one huge part out
 
 void writeHuge(const fs::path& file, HugeContent::Kind kind, CompressionType compression) {
     const HugeContent content(kind, gibibyte);
-    storage::ZipPackage zip(file);
-    model::Package package(zip);
-    package.open(OpenMode::CreateOnly);
+    OpenPackage package(file, OpenMode::CreateOnly);
     model::Part part =
-        package.createPart(partName, u"application/octet-stream", model::StandardPartInfo(compression, gibibyte));
+        package.model.createPart(partName, u"application/octet-stream", model::StandardPartInfo(compression, gibibyte));
     OutputStream& stream = *part.getOutputStream();
     content.forEachPiece([&](const unsigned char* data, std::uint64_t size) { stream.write(data, size); });
     stream.close();
-    package.close();
+    package.model.close();
 }
 
 void writeHugeItem(const fs::path& file, HugeContent::Kind kind, zip_int32_t method) {
@@ -80,10 +86,8 @@ void throwIfNotHuge(std::uint64_t size) {
 }
 
 void readHuge(const fs::path& file) {
-    storage::ZipPackage zip(file);
-    model::Package package(zip);
-    package.open(OpenMode::ReadOnly);
-    const model::Part part = package.getPart(partName);
+    const OpenPackage package(file, OpenMode::ReadOnly);
+    const model::Part part = package.model.getPart(partName);
     InputStream& stream = *part.getInputStream();
     stream.open();
     Buffer buffer;
@@ -108,15 +112,13 @@ void readHugeItem(const fs::path& file) {
 // ---- one small change
 
 void changeSmallPart(const fs::path& file) {
-    storage::ZipPackage zip(file);
-    model::Package package(zip);
-    package.open(OpenMode::ReadWrite);
-    const model::Part part = package.getPart(smallPartName);
+    OpenPackage package(file, OpenMode::ReadWrite);
+    const model::Part part = package.model.getPart(smallPartName);
     OutputStream& stream = *part.getOutputStream();
     constexpr std::array<unsigned char, 1000> bytes{};
     stream.write(bytes.data(), bytes.size());
     stream.close();
-    package.close();
+    package.model.close();
 }
 
 void copyFile(const fs::path& file) {
@@ -163,8 +165,6 @@ std::string hugePackage() {
     return made("huge.zip", makeHugePackage);
 }
 
-using Task = std::function<void(const fs::path&)>;
-
 const std::map<std::string, Task>& tasks() {
     static const std::map<std::string, Task> all = {
         {"write-text", [](const fs::path& file) { writeHuge(file, HugeContent::Kind::Text, CompressionType::Normal); }},
@@ -190,8 +190,10 @@ SideMaker reading(const std::string& task, std::string (*file)()) {
 } // namespace
 
 int runHugeTask(const std::string& task, const std::string& file) {
+    std::map<std::string, Task> all = tasks();
+    all.merge(signingTasks());
     const auto start = std::chrono::steady_clock::now();
-    tasks().at(task)(file);
+    all.at(task)(file);
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
     std::cout << taken.count() << ' ' << peakOfThisProcess() << '\n';
     return 0;

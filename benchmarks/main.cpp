@@ -19,6 +19,7 @@ int measure(int argc, char** argv) {
     registerLookUps();
     registerNames();
     registerHugeParts();
+    registerSigning();
     registerTool();
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))

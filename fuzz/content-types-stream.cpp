@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // The content types stream. The input is the stream; the names that are looked up are taken from it.
-#include <opc/core/interfaces/IPhysicalInputStream.hpp>
-#include <opc/core/interfaces/IPhysicalOutputStream.hpp>
-#include <opc/core/interfaces/IPhysicalPackage.hpp>
 #include <opc/errors/Errors.hpp>
 #include <opc/model/PartName.hpp>
 #include <opc/xml/XercesGuard.hpp>
 
 #include "Fuzz.hpp"
 #include "model/ContentTypeSource.hpp"
+#include "support/ScriptedPackage.hpp"
 
 #include <algorithm>
 #include <map>
@@ -18,48 +16,6 @@ namespace {
 
 using namespace opc::model;
 using opc::fuzz::accepted;
-
-/// A store of a content types stream and nothing else.
-class Store final : public opc::interfaces::IPhysicalPackage,
-                    public opc::interfaces::IPhysicalInputStream,
-                    public opc::interfaces::IPhysicalOutputStream {
-public:
-    explicit Store(std::vector<unsigned char> bytes) : bytes_(std::move(bytes)) {}
-
-    bool hasContentTypeStream() const override { return true; }
-    opc::interfaces::IPhysicalInputStream* getContentTypeInputStream() override { return this; }
-    opc::interfaces::IPhysicalOutputStream* getContentTypeOutputStream() override { return this; }
-    std::vector<opc::interfaces::IPhysicalPart*> getParts() override { return {}; }
-    void open(const opc::interfaces::OpenMode&) override {}
-    void close(bool) override {}
-    opc::interfaces::IPhysicalPart* createPart(const std::u16string&, const std::u16string&,
-                                               const opc::interfaces::IPhysicalPartInfo&) override {
-        return nullptr;
-    }
-    void deletePart(const std::u16string&) override {}
-
-    void open() override { position_ = 0; }
-    unsigned long read(unsigned char* buffer, unsigned long size) override {
-        const std::size_t count = std::min<std::size_t>(size, bytes_.size() - position_);
-        std::copy_n(bytes_.begin() + static_cast<std::ptrdiff_t>(position_), count, buffer);
-        position_ += count;
-        return count;
-    }
-    void write(const unsigned char* data, unsigned long size) override {
-        if (isDone_)
-            bytes_.clear();
-        isDone_ = false;
-        bytes_.insert(bytes_.end(), data, data + size);
-    }
-    bool isDone() const override { return isDone_; }
-    void flush() override {}
-    void close() override { isDone_ = true; }
-
-private:
-    std::vector<unsigned char> bytes_;
-    std::size_t position_ = 0;
-    bool isDone_ = true;
-};
 
 constexpr std::size_t mostNames = 20;
 
@@ -115,7 +71,7 @@ Types change(ContentTypeSource& source, const std::vector<PartName>& names) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const XercesGuard guard;
-    Store store(std::vector<unsigned char>(data, data + size));
+    opc::test::ScriptedPackage store(std::string(data, data + size));
     std::optional<ContentTypeSource> source;
     if (!accepted([&] { source.emplace(store, false); }))
         return 0;

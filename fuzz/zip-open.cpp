@@ -29,11 +29,17 @@ using Bytes = std::vector<unsigned char>;
 const std::u16string unknownExtension = u"fuzzed-extension";
 constexpr std::size_t mostRead = 4 * 1024 * 1024;
 
-/// Every item of the file, read through the store alone.
+/// Every item of the file, read through the store alone. What is consistent is open to all.
 void readItems(Bytes bytes) {
+    opc::storage::ZipOptions options;
+    options.consistent = true;
+    ZipPackage consistentZip(bytes, options);
+    const bool consistent = accepted([&] { consistentZip.open(OpenMode::ReadOnly); });
     ZipPackage zip(bytes);
-    if (!accepted([&] { zip.open(OpenMode::ReadOnly); }))
+    if (!accepted([&] { zip.open(OpenMode::ReadOnly); })) {
+        OPCRAFT_REQUIRE(!consistent);
         return;
+    }
     Bytes buffer(64 * 1024);
     std::size_t left = mostRead;
     for (const opc::storage::ZipItem& item : zip.getItems()) {

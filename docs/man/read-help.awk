@@ -65,7 +65,7 @@ function readEntry(title, left, right,   excludes, presence, times, name) {
     left = trim(substr(left, length(name) + 1))
     if (title == "Positionals:" && name ~ /^[A-Z]+$/ && left == "")
         print "argument", command, name, presence, right
-    else if (title == "Options:" && name ~ /^(-[a-z],)?--[a-z-]+$/ && left !~ / /)
+    else if (title == "Options:" && name ~ /^(-[a-z],)?--[a-z0-9-]+$/ && left !~ / /)
         readOption(name, left, times, presence, excludes, right)
     else
         fail(name " " left)
@@ -81,7 +81,7 @@ function readOption(name, value, times, presence, excludes, right,   short, choi
         value = substr(value, 1, RSTART - 1)
     }
     choices = ""
-    if (right ~ /^[a-z-]+(, [a-z-]+)* or [a-z-]+$/) {
+    if (right ~ /^[a-z0-9-]+(, [a-z0-9-]+)* or [a-z0-9-]+$/) {
         choices = right
         gsub(/, | or /, " ", choices)
     }

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "crypto/OpenSSL.hpp"
+
 #include <opc/crypto/DigestEngine.hpp>
 #include <opc/crypto/RSASigner.hpp>
-
-#include <openssl/types.h>
 
 namespace opc::crypto {
 
@@ -12,8 +12,12 @@ namespace opc::crypto {
 /// @throws opc::Exception for a value that is no enumerator.
 const char* nameOf(DigestAlgorithm digest);
 
-/// Sets the padding of an operation with a key that has begun with this digest.
+/// Starts to digest data for a signature, or for the check of one.
+/// @param context what was digested in it is gone, also when this fails.
+/// @param initialize of OpenSSL; it tells which of the two.
+/// @param failure the message when it fails.
 /// @throws opc::Exception for a value that is no enumerator, or when OpenSSL fails.
-void setPadding(EVP_PKEY_CTX* operation, RSAPaddingMode padding);
+void startSignature(DigestContext& context, decltype(&EVP_DigestSignInit_ex) initialize, const Key& key,
+                    DigestAlgorithm digest, RSAPaddingMode padding, const char* failure);
 
 } // namespace opc::crypto

@@ -12,19 +12,14 @@ struct RSASigner::Impl {
     RSAPaddingMode padding;
     DigestContext context;
 
-    void start(const ErrorScope& errors) {
-        context.reset(EVP_MD_CTX_new());
-        EVP_PKEY_CTX* operation = nullptr;
-        errors.require(context && EVP_DigestSignInit_ex(context.get(), &operation, nameOf(digest), libraryContext(),
-                                                        nullptr, key.getImpl().key.get(), nullptr) > 0,
-                       "Signing cannot be started");
-        setPadding(operation, padding);
+    void start() {
+        startSignature(context, EVP_DigestSignInit_ex, key.getImpl().key, digest, padding, "Signing cannot be started");
     }
 };
 
 RSASigner::RSASigner(const RSAPrivateKey& key, DigestAlgorithm digest, RSAPaddingMode padding)
     : impl_(new Impl{key, digest, padding, nullptr}) {
-    impl_->start(ErrorScope());
+    impl_->start();
 }
 
 RSASigner::RSASigner(RSASigner&&) noexcept = default;
@@ -44,7 +39,7 @@ std::vector<unsigned char> RSASigner::sign() {
     if (!made)
         errors.fail("The private key cannot sign");
     signature.resize(size);
-    impl_->start(errors);
+    impl_->start();
     return signature;
 }
 

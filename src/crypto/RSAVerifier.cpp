@@ -12,19 +12,15 @@ struct RSAVerifier::Impl {
     RSAPaddingMode padding;
     DigestContext context;
 
-    void start(const ErrorScope& errors) {
-        context.reset(EVP_MD_CTX_new());
-        EVP_PKEY_CTX* operation = nullptr;
-        errors.require(context && EVP_DigestVerifyInit_ex(context.get(), &operation, nameOf(digest), libraryContext(),
-                                                          nullptr, key.getImpl().key.get(), nullptr) > 0,
+    void start() {
+        startSignature(context, EVP_DigestVerifyInit_ex, key.getImpl().key, digest, padding,
                        "Verifying cannot be started");
-        setPadding(operation, padding);
     }
 };
 
 RSAVerifier::RSAVerifier(const RSAPublicKey& key, DigestAlgorithm digest, RSAPaddingMode padding)
     : impl_(new Impl{key, digest, padding, nullptr}) {
-    impl_->start(ErrorScope());
+    impl_->start();
 }
 
 RSAVerifier::RSAVerifier(RSAVerifier&&) noexcept = default;
@@ -40,7 +36,7 @@ SignatureVerificationStatus RSAVerifier::verify(const std::vector<unsigned char>
     const ErrorScope errors;
     // 1 is the only value that says "valid"; what the bytes of a signature can cause are the others.
     const bool valid = EVP_DigestVerifyFinal(impl_->context.get(), signature.data(), signature.size()) == 1;
-    impl_->start(errors);
+    impl_->start();
     return valid ? makeValidSignatureVerificationStatus() : makeInvalidSignatureVerificationStatus();
 }
 

@@ -4,7 +4,7 @@
 #include <opc/core/Exception.hpp>
 #include <opc/crypto/CryptoEngine.hpp>
 
-#include "certificates/Authority.hpp"
+#include "support/Authority.hpp"
 #include "support/Throws.hpp"
 
 #include <boost/date_time/posix_time/posix_time.hpp>

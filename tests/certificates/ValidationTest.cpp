@@ -2,7 +2,7 @@
 #include <opc/certificates/TrustStore.hpp>
 #include <opc/core/Exception.hpp>
 
-#include "certificates/Authority.hpp"
+#include "support/Authority.hpp"
 #include "support/Throws.hpp"
 
 #include <boost/date_time/posix_time/posix_time.hpp>

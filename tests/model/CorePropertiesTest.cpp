@@ -5,6 +5,7 @@
 #include <opc/errors/Errors.hpp>
 
 #include "model/coreproperties/CorePropertiesSerializer.hpp"
+#include "support/CorePropertiesXml.hpp"
 #include "support/Throws.hpp"
 
 #include <boost/date_time/posix_time/posix_time.hpp>
@@ -14,6 +15,7 @@
 namespace opc::model {
 namespace {
 
+using test::coreProperties;
 using test::throws;
 using testing::ElementsAre;
 using testing::Optional;
@@ -30,13 +32,6 @@ const std::string m45Must = "Core properties must use the xsi:type attribute on 
                             "elements. [M4.5]";
 const std::string m45Not = "Core properties shall not use the xsi:type attribute except on the \"created\" and "
                            "\"modified\" elements. [M4.5]";
-
-std::string document(const std::string& elements, const std::string& attributes = {}) {
-    return "<cp:coreProperties xmlns:cp='http://schemas.openxmlformats.org/package/2006/metadata/core-properties' "
-           "xmlns:dc='http://purl.org/dc/elements/1.1/' xmlns:dcterms='http://purl.org/dc/terms/' "
-           "xmlns:xsi='http://www.w3.org/2001/XMLSchema-instance' " +
-           attributes + ">" + elements + "</cp:coreProperties>";
-}
 
 void loadInto(CoreProperties& properties, const std::string& xml) {
     const std::vector<unsigned char> bytes(xml.begin(), xml.end());
@@ -141,29 +136,30 @@ TEST(CoreProperties, ReadBackAsTheyWereWritten) {
 }
 
 TEST(CoreProperties, KeywordsAreTrimmedAtTheirEndsAndOtherTextsNowhere) {
-    const CoreProperties properties =
-        load(document("<dc:title> title \n</dc:title>"
-                      "<cp:keywords xml:lang='en'> one \n<cp:value>\ttwo\t</cp:value>between<cp:value xml:lang='de'/>"
-                      "</cp:keywords>"));
+    const CoreProperties properties = load(
+        coreProperties("<dc:title> title \n</dc:title>"
+                       "<cp:keywords xml:lang='en'> one \n<cp:value>\ttwo\t</cp:value>between<cp:value xml:lang='de'/>"
+                       "</cp:keywords>"));
     EXPECT_EQ(properties.getTitle(), u" title \n");
     EXPECT_THAT(properties.getKeywords(),
                 Optional(ElementsAre(Pair(u" one", u"en"), Pair(u"\ttwo", u""), Pair(u"", u"de"))));
-    EXPECT_THAT(load(document("<cp:keywords/>")).getKeywords(), Optional(ElementsAre(Pair(u"", u""))));
+    EXPECT_THAT(load(coreProperties("<cp:keywords/>")).getKeywords(), Optional(ElementsAre(Pair(u"", u""))));
     CoreProperties empty;
     empty.setKeywords({});
     EXPECT_FALSE(load(save(empty)).getKeywords());
 }
 
 TEST(CoreProperties, TakeTheFirstChildOfATextAlone) {
-    EXPECT_EQ(load(document("<dc:title><![CDATA[a]]>b</dc:title>")).getTitle(), u"a");
-    EXPECT_EQ(load(document("<dc:title><!--a-->b</dc:title>")).getTitle(), u"a");
-    EXPECT_EQ(load(document("<dc:title/>")).getTitle(), u"");
-    EXPECT_FALSE(load(document("")).getTitle());
+    EXPECT_EQ(load(coreProperties("<dc:title><![CDATA[a]]>b</dc:title>")).getTitle(), u"a");
+    EXPECT_EQ(load(coreProperties("<dc:title><!--a-->b</dc:title>")).getTitle(), u"a");
+    EXPECT_EQ(load(coreProperties("<dc:title/>")).getTitle(), u"");
+    EXPECT_FALSE(load(coreProperties("")).getTitle());
 }
 
 TEST(CoreProperties, ReadEveryFormOfADate) {
     const auto created = [](const std::string& text) {
-        return load(document("<dcterms:created xsi:type='dcterms:W3CDTF'>" + text + "</dcterms:created>")).getCreated();
+        return load(coreProperties("<dcterms:created xsi:type='dcterms:W3CDTF'>" + text + "</dcterms:created>"))
+            .getCreated();
     };
     EXPECT_EQ(created("2026"), time("2026-01-01T00:00:00"));
     EXPECT_EQ(created("2026-03"), time("2026-03-01T00:00:00"));
@@ -185,21 +181,22 @@ TEST(CoreProperties, BreakNoRule) {
         std::string xml;
         std::string message;
     } refused[] = {
-        {document("", "xmlns='http://schemas.openxmlformats.org/markup-compatibility/2006'"), m42},
-        {document("<dcterms:abstract>a</dcterms:abstract>", "xmlns='http://schemas.openxmlformats.org/"
-                                                            "markup-compatibility/2006'"),
+        {coreProperties("", "xmlns='http://schemas.openxmlformats.org/markup-compatibility/2006'"), m42},
+        {coreProperties("<dcterms:abstract>a</dcterms:abstract>", "xmlns='http://schemas.openxmlformats.org/"
+                                                                  "markup-compatibility/2006'"),
          m42}, // the first rule is judged first
-        {document("<dcterms:abstract>a</dcterms:abstract>"), m43},
-        {document("<dcterms:abstract xml:lang='en'>a</dcterms:abstract>"), m43},
-        {document("<dc:title xml:lang='en'>a</dc:title>"), m44},
-        {document("<dc:title xml:lang='en'>a</dc:title><dcterms:created>2026</dcterms:created>"), m44},
-        {document("<dcterms:created>2026</dcterms:created><dc:title xml:lang='en'>a</dc:title>"), m45Must},
-        {document("<dcterms:modified>2026</dcterms:modified>"), m45Must},
-        {document("<dc:title xsi:type='dc:SimpleLiteral'>a</dc:title>"), m45Not},
-        {document("<cp:lastPrinted xsi:type='xs:dateTime'>2026-01-31T10:00:00Z</cp:lastPrinted>",
-                  "xmlns:xs='http://www.w3.org/2001/XMLSchema'"),
+        {coreProperties("<dcterms:abstract>a</dcterms:abstract>"), m43},
+        {coreProperties("<dcterms:abstract xml:lang='en'>a</dcterms:abstract>"), m43},
+        {coreProperties("<dc:title xml:lang='en'>a</dc:title>"), m44},
+        {coreProperties("<dc:title xml:lang='en'>a</dc:title><dcterms:created>2026</dcterms:created>"), m44},
+        {coreProperties("<dcterms:created>2026</dcterms:created><dc:title xml:lang='en'>a</dc:title>"), m45Must},
+        {coreProperties("<dcterms:modified>2026</dcterms:modified>"), m45Must},
+        {coreProperties("<dc:title xsi:type='dc:SimpleLiteral'>a</dc:title>"), m45Not},
+        {coreProperties("<cp:lastPrinted xsi:type='xs:dateTime'>2026-01-31T10:00:00Z</cp:lastPrinted>",
+                        "xmlns:xs='http://www.w3.org/2001/XMLSchema'"),
          m45Not},
-        {document("<dcterms:created xsi:type='t:W3CDTF'>2026</dcterms:created>", "xmlns:t='http://purl.org/dc/terms/'"),
+        {coreProperties("<dcterms:created xsi:type='t:W3CDTF'>2026</dcterms:created>",
+                        "xmlns:t='http://purl.org/dc/terms/'"),
          m45Not}, // by its text, not by its name
         {"<dcterms:abstract xmlns:dcterms='http://purl.org/dc/terms/'>a</dcterms:abstract>", m43},
         {"<dc:title xmlns:dc='http://purl.org/dc/elements/1.1/'>a</dc:title>",
@@ -211,16 +208,17 @@ TEST(CoreProperties, BreakNoRule) {
         EXPECT_TRUE(properties.isEmpty()) << row.xml;
     }
     for (const auto& accepted :
-         {document(created, "xmlns:mc='http://schemas.openxmlformats.org/markup-compatibility/2006'"),
-          document("<cp:keywords xml:lang='en'>a<cp:value xml:lang='de'>b</cp:value></cp:keywords>")})
+         {coreProperties(created, "xmlns:mc='http://schemas.openxmlformats.org/markup-compatibility/2006'"),
+          coreProperties("<cp:keywords xml:lang='en'>a<cp:value xml:lang='de'>b</cp:value></cp:keywords>")})
         EXPECT_FALSE(load(accepted).isEmpty()) << accepted;
 }
 
 TEST(CoreProperties, AreInvalidByTheirSchemaBeforeAnyRuleAndLeaveTheOldOnes) {
     for (const auto& xml :
-         {document("<dc:title/><dc:title/>"), document("<cp:other/>"), document("<dc:title><b/></dc:title>"),
-          document("<cp:lastPrinted>2026</cp:lastPrinted>"), document("text"), std::string("<coreProperties/>"),
-          "<!DOCTYPE a>" + document(""), document("", "other=''"), std::string()}) {
+         {coreProperties("<dc:title/><dc:title/>"), coreProperties("<cp:other/>"),
+          coreProperties("<dc:title><b/></dc:title>"), coreProperties("<cp:lastPrinted>2026</cp:lastPrinted>"),
+          coreProperties("text"), std::string("<coreProperties/>"), "<!DOCTYPE a>" + coreProperties(""),
+          coreProperties("", "other=''"), std::string()}) {
         CoreProperties properties = allProperties();
         EXPECT_THROW(loadInto(properties, xml), InvalidPartContent) << xml;
         EXPECT_FALSE(properties.isEmpty()) << xml;

@@ -48,7 +48,7 @@ private:
 
 class DataManagerTest : public testing::Test {
 protected:
-    ScriptedPackage store_{usualContentTypes().c_str()};
+    ScriptedPackage store_{usualContentTypes()};
     Package package_{store_};
     std::vector<std::string> notes_;
     NotingManager eager_{package_, true, notes_, "eager"};

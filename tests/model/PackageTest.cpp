@@ -67,7 +67,7 @@ TEST(Package, TranslatesPhysicalFailuresAtOpen) {
         {"read", errc::bad_message, false},
     };
     for (const auto& row : table) {
-        ScriptedPackage store(usualContentTypes().c_str());
+        ScriptedPackage store(usualContentTypes());
         store.add(u"/_rels/.rels", relationshipsXml(""));
         store.failures[row.operation] = row.code;
         Package package(store);
@@ -352,7 +352,7 @@ TEST(Package, RefusesStoresThatMakeNoPackage) {
 }
 
 TEST(Package, RelationshipsPartsNeedAContentTypeToo) {
-    ScriptedPackage store(contentTypesXml("<Default Extension='xml' ContentType='a/b'/>").c_str());
+    ScriptedPackage store(contentTypesXml("<Default Extension='xml' ContentType='a/b'/>"));
     store.add(u"/a.xml").add(u"/_rels/.rels", relationshipsXml(""));
     Package package(store);
     EXPECT_TRUE(throws<ContentTypeNotFound>("No content type was found for part:/_rels/.rels",
@@ -406,7 +406,7 @@ TEST(Package, DiscardSkipsTheFlushAndSoDoesDestruction) {
 }
 
 TEST(Package, FlushesInItsOrderAndOnlyWhatChanged) {
-    ScriptedPackage store(usualContentTypes().c_str());
+    ScriptedPackage store(usualContentTypes());
     Package package(store);
     package.open(OpenMode::ReadWrite);
     Part part = create(package, u"/a.xml");
@@ -422,7 +422,7 @@ TEST(Package, FlushesInItsOrderAndOnlyWhatChanged) {
 }
 
 TEST(Package, AFlushThatFailedCanBeTriedAgain) {
-    ScriptedPackage store(usualContentTypes().c_str());
+    ScriptedPackage store(usualContentTypes());
     Package package(store);
     package.open(OpenMode::ReadWrite);
     package.createExternalRelationship(u"http://type", u"x");

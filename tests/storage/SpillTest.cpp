@@ -53,6 +53,23 @@ std::string readRest(ItemReader& reader, std::size_t piece = 70000) {
     return bytes;
 }
 
+/// A package that is being created, and keeps next to nothing in memory.
+struct SparingPackage {
+    TemporaryFolder folder;
+    ZipPackage package{folder / "p.zip", options()};
+
+    SparingPackage() {
+        package.open(OpenMode::CreateOnly);
+        writeAll(*package.getContentTypeOutputStream(), TYPES);
+    }
+
+    static ZipOptions options() {
+        ZipOptions options;
+        options.memory = 1000;
+        return options;
+    }
+};
+
 /// The files of this process that have no name any more.
 int countUnnamedFiles() {
     int count = 0;
@@ -140,13 +157,9 @@ TEST(Spill, WhatContentsShareIsOneBoundAndOneFile) {
 }
 
 TEST(Spill, IsSavedAsItLiesAndReadByOthers) {
-    TemporaryFolder folder;
+    SparingPackage sparing;
+    auto& [folder, package] = sparing;
     const std::string text = someText(3000000);
-    ZipOptions options;
-    options.memory = 1000;
-    ZipPackage package(folder / "p.zip", options);
-    package.open(OpenMode::CreateOnly);
-    writeAll(*package.getContentTypeOutputStream(), TYPES);
     createPart(package, u"/a.bin", text);
     createPart(package, u"/stored.bin", text, PartInfo(CompressionType::None));
     createPart(package, u"/small.bin", "small");
@@ -174,13 +187,9 @@ TEST(Spill, IsSavedAsItLiesAndReadByOthers) {
 }
 
 TEST(Spill, ContentThatDoesNotFitIsNeverSavedInPart) {
-    TemporaryFolder folder;
+    SparingPackage sparing;
+    auto& [folder, package] = sparing;
     const std::string text = someText(3000000);
-    ZipOptions options;
-    options.memory = 1000;
-    ZipPackage package(folder / "p.zip", options);
-    package.open(OpenMode::CreateOnly);
-    writeAll(*package.getContentTypeOutputStream(), TYPES);
     interfaces::IPhysicalPart* part = createPart(package, u"/a.bin", "");
     interfaces::IPhysicalOutputStream& stream = *part->getOutputStream();
     write(stream, text.substr(0, 500));

@@ -22,8 +22,10 @@ struct RawItem {
     std::string extra{};
     std::string comment{};
     unsigned time = 0x6000;
-    unsigned date = 0x5021;  ///< the first of January 2020
-    bool descriptor = false; ///< checksum and sizes follow the content
+    unsigned date = 0x5021;                  ///< the first of January 2020
+    bool descriptor = false;                 ///< checksum and sizes follow the content
+    std::optional<std::string> localExtra{}; ///< for the local header, when it is another one there
+    std::string before{};                    ///< bytes in front of the item, which belong to none
 };
 
 inline std::string deflate(const std::string& content) {
@@ -53,7 +55,7 @@ public:
         return {file_.begin(), file_.end()};
     }
 
-private:
+    /// A number of so many bytes, the lowest first.
     static std::string number(std::uint64_t value, int bytes) {
         std::string text;
         for (int i = 0; i < bytes; ++i)
@@ -61,6 +63,7 @@ private:
         return text;
     }
 
+private:
     /// Appends local header and content. @return the entry of the central directory.
     std::string add(const RawItem& item) {
         const std::string payload = item.method == Z_DEFLATED ? deflate(item.content) : item.content;
@@ -71,14 +74,17 @@ private:
         const std::string head = number(20, 2) + number(item.flags | (item.descriptor ? 8U : 0U), 2) +
                                  number(static_cast<unsigned>(item.method), 2) + number(item.time, 2) +
                                  number(item.date, 2);
-        const std::string lengths = number(item.name.size(), 2) + number(item.extra.size(), 2);
+        const std::string nameSize = number(item.name.size(), 2);
+        const std::string& localExtra = item.localExtra ? *item.localExtra : item.extra;
+        file_ += item.before;
         const std::size_t offset = file_.size();
-        file_ += number(0x04034B50, 4) + head + (item.descriptor ? std::string(12, '\0') : sums) + lengths;
-        file_ += item.name + item.extra + payload;
+        file_ += number(0x04034B50, 4) + head + (item.descriptor ? std::string(12, '\0') : sums) + nameSize;
+        file_ += number(localExtra.size(), 2) + item.name + localExtra + payload;
         if (item.descriptor)
             file_ += number(0x08074B50, 4) + sums;
-        return number(0x02014B50, 4) + number(20, 2) + head + sums + lengths + number(item.comment.size(), 2) +
-               number(0, 2) + number(0, 2) + number(0, 4) + number(offset, 4) + item.name + item.extra + item.comment;
+        return number(0x02014B50, 4) + number(20, 2) + head + sums + nameSize + number(item.extra.size(), 2) +
+               number(item.comment.size(), 2) + number(0, 2) + number(0, 2) + number(0, 4) + number(offset, 4) +
+               item.name + item.extra + item.comment;
     }
 
     std::string file_;

@@ -14,6 +14,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace opc::test {
@@ -69,11 +70,10 @@ public:
         bool closed_ = true;
     };
 
-    /// Without a content types stream when `contentTypes` is null.
-    explicit ScriptedPackage(const char* contentTypes = nullptr) {
-        if (contentTypes != nullptr)
-            contentTypes_ = std::make_unique<Part>(*this, u"[Content_Types].xml", u"", contentTypes);
-    }
+    /// Without a content types stream.
+    ScriptedPackage() = default;
+    explicit ScriptedPackage(std::string contentTypes)
+        : contentTypes_(std::make_unique<Part>(*this, u"[Content_Types].xml", u"", std::move(contentTypes))) {}
 
     ScriptedPackage& add(const std::u16string& name, const std::string& bytes = {},
                          const std::u16string& type = u"a/b") {

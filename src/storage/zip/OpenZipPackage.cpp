@@ -6,6 +6,7 @@
 #include "storage/zip/ItemNames.hpp"
 #include "storage/zip/Pieces.hpp"
 #include "storage/zip/Targets.hpp"
+#include "storage/zip/ZipConsistency.hpp"
 
 #include <opc/core/Exception.hpp>
 
@@ -88,6 +89,9 @@ void OpenZipPackage::openArchive() {
     }
     archive_ = std::make_unique<ZipArchive>(std::move(bytes), place_.label);
     limits_.checkItems(archive_->count(), place_.label);
+    if (place_.options.consistent) {
+        throwIfInconsistent(archive_->getBytes(), archive_->getDirectory(), place_.label);
+    }
 }
 
 void OpenZipPackage::readItems() {

@@ -23,20 +23,6 @@ std::size_t lengthAt(ByteSpan record, std::size_t place) {
     return number(record, place, 2);
 }
 
-/// Takes the next number out of a ZIP64 field where the record's own is full (APPNOTE §4.5.3).
-/// @return false when it is not there.
-bool widen(std::uint64_t& value, ByteSpan& field) {
-    if (value != FULL_32) {
-        return true;
-    }
-    if (field.size() < 8) {
-        return false;
-    }
-    value = number(field, 0, 8);
-    field = field.subspan(8);
-    return true;
-}
-
 std::string shown(const DirectoryRecord& record) {
     const ByteSpan name = record.name();
     return inQuotes({reinterpret_cast<const char*>(name.data()), name.size()});
@@ -76,6 +62,7 @@ ZipDirectory ZipDirectory::find(const Bytes& file, const std::function<bool(cons
             const ByteSpan comment = ByteSpan(tail).subspan(place + END_RECORD_SIZE);
             append(directory.comment_, comment.first(std::min(rest, lengthAt(tail, place + 20))));
             found = std::move(directory);
+            found->endRecord_ = file.size() - tail.size() + place;
         }
     }
     if (!found) {
@@ -140,12 +127,7 @@ bool ZipDirectory::readRecord(std::size_t& place) {
                            number(rest, 20, 4),
                            number(rest, 24, 4),
                            number(rest, 42, 4)};
-    ByteSpan wide;
-    forEachExtraField(record.extra(), [&](unsigned header, ByteSpan field) {
-        if (header == ZIP64_FIELD && wide.empty()) {
-            wide = field.subspan(4);
-        }
-    });
+    ByteSpan wide = findNumbers64(record.extra());
     if (!widen(record.size, wide) || !widen(record.compressedSize, wide) || !widen(record.localHeader, wide)) {
         return false;
     }
@@ -154,8 +136,7 @@ bool ZipDirectory::readRecord(std::size_t& place) {
     return true;
 }
 
-/// Counted is what an item takes at least: how long its local header is, is not known yet. Reading the item finds out.
-void ZipDirectory::throwIfOverlapping(const std::string& label) const {
+std::vector<const DirectoryRecord*> ZipDirectory::inFileOrder() const {
     std::vector<const DirectoryRecord*> order;
     order.reserve(records_.size());
     for (const DirectoryRecord& record : records_) {
@@ -165,6 +146,12 @@ void ZipDirectory::throwIfOverlapping(const std::string& label) const {
     if (!std::is_sorted(order.begin(), order.end(), isBefore)) {
         std::stable_sort(order.begin(), order.end(), isBefore);
     }
+    return order;
+}
+
+/// Counted is what an item takes at least: how long its local header is, is not known yet. Reading the item finds out.
+void ZipDirectory::throwIfOverlapping(const std::string& label) const {
+    const std::vector<const DirectoryRecord*> order = inFileOrder();
     for (std::size_t i = 1; i < order.size(); ++i) {
         const DirectoryRecord& record = *order[i - 1];
         const std::uint64_t room = order[i]->localHeader - record.localHeader;

@@ -39,7 +39,10 @@ public:
     ZipDirectory& operator=(ZipDirectory&&) = default;
 
     const std::vector<DirectoryRecord>& records() const { return records_; }
+    std::vector<const DirectoryRecord*> inFileOrder() const;
     std::uint64_t start() const { return start_; } ///< place in the file
+    std::uint64_t size() const { return bytes_.size(); }
+    std::uint64_t endRecord() const { return endRecord_; } ///< place in the file
     zipformat::ByteSpan comment() const { return comment_; }
 
     /// Refuses a file in which two items share bytes, so that a short file could stand for endless content.
@@ -62,6 +65,7 @@ private:
     bool readRecord(std::size_t& place);
 
     std::uint64_t start_ = 0;
+    std::uint64_t endRecord_ = 0;
     zipformat::ByteVector bytes_;
     zipformat::ByteVector comment_;
     std::vector<DirectoryRecord> records_;

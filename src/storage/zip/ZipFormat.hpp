@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -44,6 +45,7 @@ constexpr unsigned IS_UTF8 = 1U << 11;
 constexpr unsigned ZIP64_FIELD = 0x0001;
 constexpr unsigned NTFS_TIMES_FIELD = 0x000A;
 constexpr unsigned UNIX_TIMES_FIELD = 0x5455;
+constexpr unsigned UNICODE_PATH_FIELD = 0x7075;
 constexpr unsigned OLD_UNIX_FIELD = 0x5855;
 constexpr unsigned AES_FIELD = 0x9901;
 
@@ -68,6 +70,10 @@ inline void set(std::span<unsigned char> bytes, std::size_t place, std::uint64_t
     }
 }
 
+inline bool isASCII(ByteSpan text) {
+    return std::all_of(text.begin(), text.end(), [](unsigned char byte) { return byte < 0x80; });
+}
+
 inline void append(ByteVector& bytes, ByteSpan more) {
     bytes.insert(bytes.end(), more.begin(), more.end());
 }
@@ -82,6 +88,37 @@ void forEachExtraField(ByteSpan extra, Action action) {
         action(isField ? static_cast<unsigned>(number(extra, 0, 2)) : 0x10000U, field);
         extra = extra.subspan(field.size());
     }
+}
+
+inline std::size_t countFields(ByteSpan extra, unsigned header) {
+    std::size_t count = 0;
+    forEachExtraField(extra, [&](unsigned found, ByteSpan) { count += found == header ? 1 : 0; });
+    return count;
+}
+
+/// The numbers in the first ZIP64 field; empty without one.
+inline ByteSpan findNumbers64(ByteSpan extra) {
+    ByteSpan numbers;
+    forEachExtraField(extra, [&](unsigned header, ByteSpan field) {
+        if (header == ZIP64_FIELD && numbers.empty()) {
+            numbers = field.subspan(4);
+        }
+    });
+    return numbers;
+}
+
+/// Takes the next number out of a ZIP64 field where the record's own is full (APPNOTE §4.5.3).
+/// @return false when it is not there.
+inline bool widen(std::uint64_t& value, ByteSpan& numbers) {
+    if (value != FULL_32) {
+        return true;
+    }
+    if (numbers.size() < 8) {
+        return false;
+    }
+    value = number(numbers, 0, 8);
+    numbers = numbers.subspan(8);
+    return true;
 }
 
 } // namespace opc::storage::zipformat

@@ -36,10 +36,6 @@ ByteSpan spanOf(const std::string& text) {
     return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
 }
 
-bool isASCII(ByteSpan text) {
-    return std::all_of(text.begin(), text.end(), [](unsigned char byte) { return byte < 0x80; });
-}
-
 /// What stays of the extra fields of an item whose content is new: what tells of times, sizes or encryption is not true
 /// any more.
 ByteVector keptFields(ByteSpan extra) {

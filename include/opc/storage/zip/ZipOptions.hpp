@@ -18,6 +18,22 @@ struct ZipOptions {
 
     /// Where that file is; empty: the folder that TMPDIR names, else /var/tmp.
     std::filesystem::path temporaryFolder{};
+
+    /// Whether `open` refuses a file that other readers could take for another package, with bad_message; for files
+    /// whose content somebody vouches for. Contents are not looked at: damage in them shows when they are read. Refused
+    /// are:
+    /// - an item whose local header and central directory disagree about name, method, checksum, sizes or flags, or
+    ///   whose data descriptor (APPNOTE §4.3.9) is missing or says something else;
+    /// - two items of one name, two ZIP64 fields of one item, a name that an extra field replaces;
+    /// - what looks like an item in front of the first one, and anything but zeros between items: who reads from the
+    ///   front would find what the directory does not know;
+    /// - anything between the central directory and the end record or behind its comment, an end record in the
+    ///   comment, two end records that disagree: who looks for the directory from the end could find another.
+    ///
+    /// Not refused is what real producers do, and what no reader goes by: other times, versions, extra fields or
+    /// compression level in the local header, zeros in place of what a data descriptor tells, zeros that align the next
+    /// item, and a program in front that unpacks the file (APPNOTE §4.1.9).
+    bool consistent = false;
 };
 
 } // namespace opc::storage

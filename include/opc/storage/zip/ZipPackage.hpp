@@ -35,7 +35,7 @@ namespace opc::storage {
 /// The rules of `IPhysicalPackage` hold. Messages name the file and the item. Codes compare with the generic
 /// conditions:
 /// - bad_message: no ZIP file, no or two content types streams, two items that are the same part, items that overlap;
-///   damaged content (a wrong checksum or length), when it is read;
+///   what `ZipOptions::consistent` refuses; damaged content (a wrong checksum or length), when it is read;
 /// - file_too_large: a limit of `ZipOptions::limits` is reached, at open or when content is read;
 /// - not_supported: an encrypted item or an unknown compression method, when it is read;
 /// - operation_not_permitted: a change in a read-only package, a read or a deletion in a created one;

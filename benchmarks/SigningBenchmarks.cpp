@@ -1,0 +1,167 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Benchmarks.hpp"
+#include "Comparison.hpp"
+#include "HugeContent.hpp"
+#include "ManyParts.hpp"
+#include "Process.hpp"
+#include "SigningTasks.hpp"
+#include "Workspace.hpp"
+#include "Zip.hpp"
+
+#include <opc/model/StandardPartInfo.hpp>
+#include <opc/signatures/DigitalSignatureManager.hpp>
+#include <opc/storage/zip/ZipPackage.hpp>
+
+#include <openssl/evp.h>
+#include <openssl/rsa.h>
+
+#include <array>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <vector>
+
+namespace opc::benchmarks {
+
+namespace {
+
+namespace fs = std::filesystem;
+using interfaces::OpenMode;
+
+constexpr std::uint64_t mebibyte = 1ULL << 20;
+constexpr std::size_t hugeParts = 16;
+constexpr std::uint64_t hugePartSize = 64 * mebibyte;
+const model::SignatureParams params(model::DigestMethod::SHA256, model::SignatureMethod::RSA2048);
+
+std::vector<unsigned char> makeKey() {
+    const std::unique_ptr<EVP_PKEY, void (*)(EVP_PKEY*)> key(EVP_RSA_gen(2048), EVP_PKEY_free);
+    unsigned char* der = nullptr;
+    const int size = i2d_PrivateKey(key.get(), &der);
+    if (size <= 0)
+        throw std::runtime_error("no key could be made");
+    std::vector<unsigned char> bytes(der, der + size);
+    OPENSSL_free(der);
+    return bytes;
+}
+
+struct OpenPackage {
+    OpenPackage(const fs::path& file, OpenMode mode) : zip(file), package(zip), signatures(package) {
+        package.open(mode);
+    }
+
+    storage::ZipPackage zip;
+    model::Package package;
+    model::DigitalSignatureManager signatures;
+};
+
+/// The key beside a file, so that no measured process makes one, which takes now longer and now shorter.
+std::vector<unsigned char> keyBeside(const fs::path& file) {
+    std::ifstream in(file.string() + ".key", std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+void sign(const fs::path& file) {
+    const std::vector<unsigned char> key = keyBeside(file);
+    OpenPackage opened(file, OpenMode::ReadWrite);
+    opened.signatures.signPackage(key, params);
+    opened.package.close(true);
+}
+
+void verify(const fs::path& file) {
+    const OpenPackage opened(file, OpenMode::ReadOnly);
+    const bool isValid = opened.signatures.verifyAllSignatures({}, {}).isValid();
+    if (!isValid || !opened.signatures.isPackageSigned())
+        throw std::runtime_error("the signature does not hold");
+}
+
+/// Inflates and digests every item.
+void digestItems(const fs::path& file) {
+    const Zip zip = openZip(file, ZIP_RDONLY);
+    const std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX*)> digest(EVP_MD_CTX_new(), EVP_MD_CTX_free);
+    std::array<unsigned char, 64 * 1024> buffer;
+    const auto items = static_cast<zip_uint64_t>(zip_get_num_entries(zip.get(), 0));
+    for (zip_uint64_t index = 0; index < items; ++index) {
+        const std::unique_ptr<zip_file_t, int (*)(zip_file_t*)> item(zip_fopen_index(zip.get(), index, 0), zip_fclose);
+        if (!item || EVP_DigestInit_ex(digest.get(), EVP_sha256(), nullptr) != 1)
+            throw std::runtime_error("an item cannot be read");
+        for (zip_int64_t count = 1; count > 0;) {
+            count = zip_fread(item.get(), buffer.data(), buffer.size());
+            EVP_DigestUpdate(digest.get(), buffer.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+        }
+        std::array<unsigned char, EVP_MAX_MD_SIZE> value;
+        EVP_DigestFinal_ex(digest.get(), value.data(), nullptr);
+    }
+}
+
+void digestItemsTwice(const fs::path& file) {
+    digestItems(file);
+    digestItems(file);
+}
+
+// ---- files
+
+void makeHugeParts(const fs::path& file) {
+    OpenPackage opened(file, OpenMode::CreateOnly);
+    const HugeContent content(HugeContent::Kind::Text, hugePartSize);
+    for (std::size_t number = 0; number < hugeParts; ++number) {
+        const model::Part part =
+            opened.package.createPart(nameOfPart(number), u"application/octet-stream", model::StandardPartInfo());
+        OutputStream& stream = *part.getOutputStream();
+        content.forEachPiece([&](const unsigned char* data, std::uint64_t size) { stream.write(data, size); });
+        stream.close();
+    }
+    opened.package.close();
+}
+
+std::string hugeFile() {
+    const fs::path file = workFile("parts.zip");
+    if (!fs::exists(file))
+        makeHugeParts(file);
+    return file.string();
+}
+
+std::string manyFile() {
+    return manyParts(10000).string();
+}
+
+std::string withKey(const std::string& file) {
+    const std::vector<unsigned char> key = makeKey();
+    std::ofstream(file + ".key", std::ios::binary)
+        .write(reinterpret_cast<const char*>(key.data()), static_cast<std::streamsize>(key.size()));
+    return file;
+}
+
+std::string signedFile(const std::string& unsignedFile) {
+    const fs::path file = unsignedFile + ".signed";
+    if (!fs::exists(file)) {
+        fs::copy_file(unsignedFile, file);
+        OpenPackage opened(file, OpenMode::ReadWrite);
+        opened.signatures.signPackage(makeKey(), params);
+        opened.package.close();
+    }
+    return file.string();
+}
+
+void compareSigning(const std::string& what, std::string (*file)(), int pairs, double aim) {
+    constexpr double peakAim = 96.0 * mebibyte;
+    registerComparison(
+        {"sign " + what, "libzip and OpenSSL, twice", pairs, aim, peakAim},
+        [file] { return hugeTask("sign", withKey(file())); }, [file] { return hugeTask("digest-twice", file()); });
+    registerComparison(
+        {"verify " + what, "libzip and OpenSSL", pairs, aim, peakAim},
+        [file] { return hugeTask("verify", signedFile(file())); },
+        [file] { return hugeTask("digest", signedFile(file())); });
+}
+
+} // namespace
+
+std::map<std::string, Task> signingTasks() {
+    return {{"sign", sign}, {"verify", verify}, {"digest", digestItems}, {"digest-twice", digestItemsTwice}};
+}
+
+void registerSigning() {
+    compareSigning("10000 parts", manyFile, 11, 2);
+    compareSigning("1 GiB in parts", hugeFile, 5, 1.2);
+}
+
+} // namespace opc::benchmarks

@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "storage/Bytes.hpp"
+#include "storage/zip/ZipDirectory.hpp"
+
+#include <string>
+
+namespace opc::storage {
+
+/// Refuses a file that readers could take for different packages: those that go by the central directory, those that go
+/// by the local headers from the front, and those that look for the directory from the end. libzip has a check of its
+/// own, which is not used: it names no item, refuses files of real producers for their times, and looks at neither
+/// flags, data descriptors nor what stands between the items.
+/// @param directory of the file.
+/// @param label starts the messages.
+/// @throws opc::Exception bad_message for what `ZipOptions::consistent` lists.
+void throwIfInconsistent(const Bytes& file, const ZipDirectory& directory, const std::string& label);
+
+} // namespace opc::storage
