@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <opc/certificates/TrustStore.hpp>
 #include <opc/core/Exception.hpp>
+#include <opc/crypto/UnsupportedKeySize.hpp>
 
 #include "support/Authority.hpp"
 #include "support/Throws.hpp"
@@ -154,7 +155,7 @@ TEST_F(Validation, GivesEachCertificateItsVerdictAndTheOneOfTheOpensslCommand) {
         EXPECT_EQ(theirs(row.name, row.chain, row.trusted, row.when), row.expected) << row.why << ", by the command";
     }
     EXPECT_EQ(certificate("tiny").getKeySize(), 768U);
-    EXPECT_TRUE(throws<Exception>("An RSA key has to have 1024, 2048 or 4096 bits; this one has 768.",
+    EXPECT_TRUE(throws<crypto::UnsupportedKeySize>("An RSA key has to have 1024, 2048 or 4096 bits; this one has 768.",
                                   [&] { certificate("tiny").getPublicKey(); }));
 
     // What is not asked for is not checked.

@@ -18,8 +18,9 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-const char* const commands[] = {"info", "list",   "rels",     "cat",   "new",      "add",
-                                "rm",   "relate", "unrelate", "props", "thumbnail"};
+const char* const commands[] = {"info",   "list",       "rels",        "cat",   "new",       "add",
+                                "rm",     "relate",     "unrelate",    "props", "thumbnail", "sign",
+                                "verify", "signatures", "countersign", "unsign"};
 
 class Errors : public CommandLine {
 protected:
@@ -103,7 +104,8 @@ TEST_F(Errors, InputThatIsNoPackageExitsWith2ForEveryCommand) {
         for (const Arguments& arguments :
              {Arguments{"info", file}, Arguments{"list", file, "--json"}, Arguments{"rels", file},
               Arguments{"cat", file, "/a"}, Arguments{"add", file, "/a", "--type", "a/b"}, Arguments{"rm", file, "/a"},
-              Arguments{"relate", file, "/", "--type", "t", "--target", "/a"}, Arguments{"unrelate", file, "/", "a"}}) {
+              Arguments{"relate", file, "/", "--type", "t", "--target", "/a"}, Arguments{"unrelate", file, "/", "a"},
+              Arguments{"verify", file}, Arguments{"signatures", file, "--json"}, Arguments{"unsign", file, "--all"}}) {
             const ProcessResult result = opcraft(arguments);
             EXPECT_EQ(result.exitCode, 2) << testing::PrintToString(arguments);
             EXPECT_EQ(result.err, "opcraft: " + file + ": " + error + '\n');

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
@@ -58,6 +59,11 @@ std::vector<unsigned char> FileInput::readAll() {
 bool isStream(const std::string& name) {
     struct stat status = {};
     return name == "-" || (::stat(name.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode));
+}
+
+void throwIfSharedInput(const std::vector<std::string>& names) {
+    if (std::count(names.begin(), names.end(), "-") > 1)
+        throw Failure(ExitCode::WrongUsage, "-", "", "only one of the files can be the standard input");
 }
 
 } // namespace opcraft

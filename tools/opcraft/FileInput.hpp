@@ -36,4 +36,7 @@ private:
 /// True for what can be read once only: the standard input ("-"), a pipe, a device.
 bool isStream(const std::string& name);
 
+/// @throws Failure for wrong usage when more than one of these files is the standard input.
+void throwIfSharedInput(const std::vector<std::string>& names);
+
 } // namespace opcraft

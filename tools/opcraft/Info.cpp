@@ -72,6 +72,8 @@ std::string signatureLines(const Signatures& signatures) {
         text += line(text.empty() ? "Signatures" : "", name + " (XML signature)");
     for (const std::string& name : signatures.pkcs7)
         text += line(text.empty() ? "Signatures" : "", name + " (PKCS#7 signature of the file)");
+    if (!signatures.standard.empty())
+        text += line("", notCheckedText(signatures.standard.size()));
     if (!text.empty())
         return text;
     return line("Signatures", signatures.origins.empty() ? "none" : "none, but an origin for them");
@@ -120,8 +122,10 @@ nlohmann::ordered_json toJson(const InfoReport& report) {
                      {"uncompressedSize", report.uncompressedSize},
                      {"compressedSize", report.compressedSize}};
     json["otherItems"] = report.otherItems;
-    json["signatures"] = {
-        {"origins", report.signatures.origins}, {"xml", report.signatures.xml}, {"pkcs7", report.signatures.pkcs7}};
+    json["signatures"] = {{"origins", report.signatures.origins},
+                          {"xml", report.signatures.xml},
+                          {"pkcs7", report.signatures.pkcs7},
+                          {"standard", report.signatures.standard}};
     return json;
 }
 

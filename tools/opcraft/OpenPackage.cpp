@@ -8,6 +8,7 @@
 #include <opc/core/PartNames.hpp>
 #include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
+#include <opc/signatures/DigitalSignatureManager.hpp>
 
 #include <filesystem>
 #include <system_error>
@@ -71,6 +72,7 @@ Failure contentTypeFailure(const opc::Exception& error, const std::string& file)
 }
 
 /// What went wrong while opening, told by the class of the error that is in flight.
+/// @throws UnreadableSignatures when it is that.
 Failure openFailure(const ZipInput& input) {
     const std::string& file = input.getName();
     try {
@@ -87,6 +89,9 @@ Failure openFailure(const ZipInput& input) {
         return relationshipsFailure(e, file);
     } catch (const opc::model::InvalidCorePropertiesRelationships& e) {
         return toFailure(e, file, "/_rels/.rels");
+    } catch (const opc::model::InvalidSignature& e) {
+        throw UnreadableSignatures(ExitCode::NotProcessed, file, "",
+                                   std::string("a signature cannot be read: ") + e.what());
     } catch (const opc::model::InconsistentPackage&) {
         return {ExitCode::NotProcessed, file, findOrphan(input.getZip()),
                 "holds the relationships of a part that is not in the package"};
@@ -110,13 +115,20 @@ Failure missingPart(const ZipInput& input, const opc::model::PartName& name) {
 ZipInput::ZipInput(const InputOptions& options, bool inMemory) : name_(options.file) {
     if (name_.empty())
         throw wrongArgument(name_, "this names no file");
+    options_.limits = options.limits;
+    options_.consistent = options.consistent;
     if (inMemory || isStream(name_)) {
         bytes_ = FileInput(name_).readAll();
-        zip_ = std::make_unique<opc::storage::ZipPackage>(bytes_, opc::storage::ZipOptions{options.limits});
+        zip_ = std::make_unique<opc::storage::ZipPackage>(bytes_, options_);
     } else {
-        zip_ = std::make_unique<opc::storage::ZipPackage>(std::filesystem::path(name_),
-                                                          opc::storage::ZipOptions{options.limits});
+        zip_ = std::make_unique<opc::storage::ZipPackage>(std::filesystem::path(name_), options_);
     }
+}
+
+std::unique_ptr<opc::storage::ZipPackage> ZipInput::lookAgain(const std::string& file) {
+    if (file.empty() && !bytes_.empty())
+        return std::make_unique<opc::storage::ZipPackage>(bytes_, options_);
+    return std::make_unique<opc::storage::ZipPackage>(std::filesystem::path(file.empty() ? name_ : file), options_);
 }
 
 std::uint64_t ZipInput::getSize() const {
@@ -132,6 +144,8 @@ OpenPackage::OpenPackage(const InputOptions& options, const std::string& output)
 OpenPackage::OpenPackage(const InputOptions& options, const std::string& output, OpenMode mode)
     : input_(options, output == "-"), model_(input_.getZip(), options.limits) {
     try {
+        if (options.signatures)
+            signatures_ = std::make_unique<opc::model::DigitalSignatureManager>(model_);
         if (!output.empty() && output != "-")
             input_.getZip().setOutput(output);
         model_.open(mode);
@@ -139,6 +153,8 @@ OpenPackage::OpenPackage(const InputOptions& options, const std::string& output,
         throw openFailure(input_);
     }
 }
+
+OpenPackage::~OpenPackage() = default;
 
 opc::model::Part OpenPackage::getPart(const opc::model::PartName& name) const {
     if (!model_.hasPart(name))

@@ -14,6 +14,10 @@
 #include <string>
 #include <vector>
 
+namespace opc::model {
+class DigitalSignatureManager;
+}
+
 namespace opcraft {
 
 /// A name on the command line and the ZIP package behind it; what is a stream is held in memory.
@@ -30,15 +34,28 @@ public:
     /// Bytes of the whole file.
     std::uint64_t getSize() const;
 
+    /// Another look at what is stored now.
+    /// @param file where it is; empty: where it was read from.
+    std::unique_ptr<opc::storage::ZipPackage> lookAgain(const std::string& file);
+
 private:
+    opc::storage::ZipOptions options_;
     std::string name_;
     std::vector<unsigned char> bytes_;
     std::unique_ptr<opc::storage::ZipPackage> zip_;
 };
 
+/// A package is not opened because of its signatures.
+class UnreadableSignatures : public Failure {
+public:
+    using Failure::Failure;
+};
+
 /// An open package and the ZIP file it is in.
 class OpenPackage {
 public:
+    /// @throws UnreadableSignatures when the options ask for signatures, and they cannot be read or name what is not
+    ///         there.
     /// @throws Failure naming the part that is wrong, as far as it can be told.
     explicit OpenPackage(const InputOptions& options);
 
@@ -46,9 +63,16 @@ public:
     /// @param output the name of a file; empty: in place; "-": the standard output, for which all is held in memory.
     OpenPackage(const InputOptions& options, const std::string& output);
 
+    ~OpenPackage();
+    OpenPackage(const OpenPackage&) = delete;
+    OpenPackage& operator=(const OpenPackage&) = delete;
+
     const ZipInput& getInput() const noexcept { return input_; }
+    ZipInput& getInput() noexcept { return input_; }
     const std::string& getName() const noexcept { return input_.getName(); }
     opc::model::Package& getModel() noexcept { return model_; }
+    /// Only when the options asked for signatures.
+    opc::model::DigitalSignatureManager& getSignatureManager() noexcept { return *signatures_; }
 
     /// @throws Failure, with advice, when there is no such part.
     opc::model::Part getPart(const opc::model::PartName& name) const;
@@ -78,6 +102,7 @@ private:
 
     ZipInput input_;
     opc::model::Package model_;
+    std::unique_ptr<opc::model::DigitalSignatureManager> signatures_;
 };
 
 } // namespace opcraft

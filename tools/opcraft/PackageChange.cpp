@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opcraft/PackageChange.hpp"
 
-#include "opcraft/Signatures.hpp"
+#include "opcraft/SignatureCheck.hpp"
+#include "opcraft/Text.hpp"
 
 #include <opc/core/Exception.hpp>
 
@@ -19,19 +20,49 @@ const ChangeOptions& checked(const ChangeOptions& options) {
 
 } // namespace
 
-PackageChange::PackageChange(const ChangeOptions& options)
-    : output_(options.output), package_(checked(options), options.output),
-      wasSigned_(findSignatures(package_).isSigned()) {}
+PackageChange::PackageChange(const ChangeOptions& options, ChangeSubject subject)
+    : output_(options.output), limits_(options.limits), subject_(subject), package_(checked(options), options.output),
+      signatures_(findSignatures(package_)) {}
 
 void PackageChange::save(Console& console, bool isChanged) {
+    const std::vector<std::string> names = isChanged ? readNames() : std::vector<std::string>();
+    const bool hasUnchecked = isChanged && hasUncheckedSignatures(names);
     close();
     if (goesToStandardOutput()) {
         const auto& bytes = package_.getInput().getBytes();
         console.write({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
     }
-    if (wasSigned_ && isChanged)
+    if (hasUnchecked)
         console.note(package_.getName() +
                      ": warning: the package was signed, and its signatures may not hold any longer");
+    if (!names.empty())
+        warn(console, names);
+}
+
+/// The signatures of the file as it was, whose fate can be told; opened once more, since a package whose signatures
+/// cannot be read is to be changed all the same.
+std::vector<std::string> PackageChange::readNames() {
+    if (subject_ == ChangeSubject::Signatures || signatures_.own.empty())
+        return {};
+    return readSignatureNames(*package_.getInput().lookAgain(""), limits_);
+}
+
+bool PackageChange::hasUncheckedSignatures(const std::vector<std::string>& names) {
+    if (subject_ == ChangeSubject::Content)
+        return names.empty() ? signatures_.isSigned() : !signatures_.areOwn();
+    const Signatures left = findSignatures(package_);
+    return !left.standard.empty() || !left.pkcs7.empty();
+}
+
+/// What a change does to a signature shows in what was saved, and only there: it covers more than the part or
+/// relationship that the command names.
+void PackageChange::warn(Console& console, const std::vector<std::string>& names) {
+    const auto stored = package_.getInput().lookAgain(goesToStandardOutput() ? "" : output_);
+    std::string list;
+    for (const std::string& name : findBrokenSignatures(*stored, limits_, names))
+        list += (list.empty() ? "" : ", ") + name;
+    if (!list.empty())
+        console.note(package_.getName() + ": warning: after this change these signatures do not hold: " + list);
 }
 
 void PackageChange::close() {

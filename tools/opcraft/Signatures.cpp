@@ -4,70 +4,147 @@
 #include "opcraft/Relationships.hpp"
 #include "opcraft/Text.hpp"
 
+#include <opc/core/Exception.hpp>
 #include <opc/core/Strings.hpp>
 
 #include <algorithm>
 #include <iterator>
+#include <optional>
 
 namespace opcraft {
 
 namespace {
 
-// Of each identifier, the one that the standard fixes (ECMA-376-2 Annex E) and the one that the library writes.
-constexpr const char16_t* originTypes[] = {
+using opc::model::Package;
+using opc::model::Part;
+using opc::model::PartName;
+using opc::model::Relationship;
+
+using PartNames = std::set<PartName>;
+
+/// How signatures are tied to a package.
+struct Form {
+    const char16_t* originType;
+    const char16_t* signatureType;
+    const char16_t* signatureContentType;
+};
+
+/// What the standard fixes (ECMA-376-2 Annex E).
+constexpr Form standardForm = {
     u"http://schemas.openxmlformats.org/package/2006/relationships/digital-signature/origin",
-    u"http://schemas.openxmlformats.org/package/2006/relationships/digitalsignature/origin",
-};
-constexpr const char16_t* signatureTypes[] = {
     u"http://schemas.openxmlformats.org/package/2006/relationships/digital-signature/signature",
-    u"http://schemas.openxmlformats.org/package/2006/relationships/digitalsignature/signature",
-};
-constexpr const char16_t* signatureContentTypes[] = {
     u"application/vnd.openxmlformats-package.digital-signature-xmlsignature+xml",
+};
+/// What the library writes.
+constexpr Form ownForm = {
+    u"http://schemas.openxmlformats.org/package/2006/relationships/digitalsignature/origin",
+    u"http://schemas.openxmlformats.org/package/2006/relationships/digitalsignature/signature",
     u"application/vnd.openxmlformats-package.digital-signaturexmlsignature+xml",
 };
+constexpr const Form* forms[] = {&standardForm, &ownForm};
 constexpr const char16_t* originContentType = u"application/vnd.openxmlformats-package.digital-signature-origin";
+
+// A certificate beside its signature, which only the standard's form has.
+constexpr const char16_t* certificateType =
+    u"http://schemas.openxmlformats.org/package/2006/relationships/digital-signature/certificate";
+constexpr const char16_t* certificateContentType =
+    u"application/vnd.openxmlformats-package.digital-signature-certificate";
 
 /// Extensions of items that sign the file as a whole.
 constexpr const char16_t* pkcs7Extensions[] = {u"p7s", u"p7x"};
 
-bool isOneOf(const std::u16string& text, const char16_t* const* first, const char16_t* const* last) {
-    return std::any_of(first, last, [&](const char16_t* each) { return opc::caselessCompare(text, each) == 0; });
+bool hasContentType(const Part& part, const char16_t* type) {
+    return opc::caselessCompare(part.getContentType().toString(), type) == 0;
 }
 
-/// The parts that relationships of these types lead to from a source.
-std::set<std::u16string> targetsOf(const opc::model::RelationshipSource& source, const char16_t* const* first,
-                                   const char16_t* const* last) {
-    std::set<std::u16string> targets;
-    for (auto type = first; type != last; ++type)
-        for (const opc::model::Relationship& relationship : source.getRelationshipsByType(*type))
-            if (const auto part = targetPartOf(relationship))
-                targets.insert(*part);
-    return targets;
+bool hasSignatureContentType(const Part& part) {
+    return std::any_of(std::begin(forms), std::end(forms),
+                       [&](const Form* form) { return hasContentType(part, form->signatureContentType); });
 }
 
-void findXmlSignatures(opc::model::Package& package, Signatures& signatures) {
-    std::set<opc::model::PartName> origins;
-    std::set<opc::model::PartName> found;
-    const auto add = [&](std::set<opc::model::PartName>& names, const std::set<std::u16string>& targets) {
-        for (const std::u16string& target : targets)
-            if (package.hasPart(target))
-                names.insert(package.getPart(target).getName());
-    };
-    add(origins, targetsOf(package, std::begin(originTypes), std::end(originTypes)));
-    for (const opc::model::Part& part : package.getParts()) {
-        const std::u16string type = part.getContentType().toString();
-        if (opc::caselessCompare(type, originContentType) == 0)
-            origins.insert(part.getName());
-        if (isOneOf(type, std::begin(signatureContentTypes), std::end(signatureContentTypes)))
-            found.insert(part.getName());
+/// None when the target can be no part.
+std::optional<PartName> partNameOf(const Relationship& relationship) {
+    const auto target = targetPartOf(relationship);
+    try {
+        return target ? std::optional<PartName>(*target) : std::nullopt;
+    } catch (const opc::Exception&) {
+        return std::nullopt;
     }
-    for (const opc::model::PartName& origin : origins)
-        add(found, targetsOf(package.getPart(origin), std::begin(signatureTypes), std::end(signatureTypes)));
-    for (const opc::model::PartName& name : origins)
-        signatures.origins.insert(toUtf8(name.toString()));
-    for (const opc::model::PartName& name : found)
-        signatures.xml.insert(toUtf8(name.toString()));
+}
+
+/// The parts that relationships of a type lead to from a source.
+PartNames targetsOf(const Package& package, const opc::model::RelationshipSource& source, const char16_t* type) {
+    PartNames names;
+    for (const Relationship& relationship : source.getRelationshipsByType(type))
+        if (const auto name = partNameOf(relationship); name && package.hasPart(*name))
+            names.insert(package.getPart(*name).getName());
+    return names;
+}
+
+PartNames partsWithContentType(const Package& package, const char16_t* type) {
+    PartNames names;
+    for (const Part& part : package.getParts())
+        if (hasContentType(part, type))
+            names.insert(part.getName());
+    return names;
+}
+
+PartNames findOrigins(const Package& package) {
+    PartNames origins = partsWithContentType(package, originContentType);
+    for (const Form* form : forms)
+        origins.merge(targetsOf(package, package, form->originType));
+    return origins;
+}
+
+PartNames findTied(const Package& package, const PartNames& origins, const Form& form) {
+    PartNames found;
+    for (const PartName& origin : origins)
+        found.merge(targetsOf(package, package.getPart(origin), form.signatureType));
+    return found;
+}
+
+/// The signatures of both forms, and what says of itself that it is one.
+PartNames findAll(const Package& package, const PartNames& origins) {
+    PartNames all;
+    for (const Form* form : forms) {
+        all.merge(findTied(package, origins, *form));
+        all.merge(partsWithContentType(package, form->signatureContentType));
+    }
+    return all;
+}
+
+std::set<std::string> toTexts(const PartNames& names) {
+    std::set<std::string> texts;
+    for (const PartName& name : names)
+        texts.insert(toUtf8(name.toString()));
+    return texts;
+}
+
+void findXmlSignatures(const Package& package, Signatures& signatures) {
+    const PartNames origins = findOrigins(package);
+    const PartNames own = findTied(package, targetsOf(package, package, ownForm.originType), ownForm);
+    PartNames standard = findTied(package, origins, standardForm);
+    standard.merge(partsWithContentType(package, standardForm.signatureContentType));
+    for (const PartName& name : own)
+        standard.erase(name);
+    signatures.origins = toTexts(origins);
+    signatures.xml = toTexts(findAll(package, origins));
+    signatures.own = toTexts(own);
+    signatures.standard = toTexts(standard);
+}
+
+void deleteRelationships(opc::model::RelationshipSource& source, const char16_t* Form::*type) {
+    for (const Form* form : forms)
+        for (const Relationship& relationship : source.getRelationshipsByType(form->*type))
+            source.deleteRelationship(relationship.getID());
+}
+
+/// The certificates that stand beside a signature.
+PartNames findCertificates(const Package& package, const Part& signature) {
+    PartNames names = targetsOf(package, signature, certificateType);
+    for (auto name = names.begin(); name != names.end();)
+        name = hasContentType(package.getPart(*name), certificateContentType) ? std::next(name) : names.erase(name);
+    return names;
 }
 
 } // namespace
@@ -77,10 +154,42 @@ Signatures findSignatures(OpenPackage& package) {
     findXmlSignatures(package.getModel(), signatures);
     for (const opc::storage::ZipItem& item : package.getInput().getZip().getItems()) {
         const std::u16string extension = opc::detail::getExtension(opc::toString(item.name, false));
-        if (isOneOf(extension, std::begin(pkcs7Extensions), std::end(pkcs7Extensions)))
+        if (std::any_of(std::begin(pkcs7Extensions), std::end(pkcs7Extensions),
+                        [&](const char16_t* each) { return opc::caselessCompare(extension, each) == 0; }))
             signatures.pkcs7.insert(item.name);
     }
     return signatures;
+}
+
+std::string notCheckedText(std::size_t count) {
+    return countText(count, "signature") + " in the standard's form, not checked";
+}
+
+std::vector<std::string> removeXmlSignatures(OpenPackage& package) {
+    Package& model = package.getModel();
+    const PartNames origins = findOrigins(model);
+    const PartNames signatures = findAll(model, origins);
+    deleteRelationships(model, &Form::originType);
+    for (const PartName& name : origins) {
+        Part origin = model.getPart(name);
+        deleteRelationships(origin, &Form::signatureType);
+        if (hasContentType(origin, originContentType))
+            model.deletePart(name);
+    }
+    PartNames certificates;
+    std::vector<std::string> removed;
+    for (const PartName& name : signatures) {
+        const Part part = model.getPart(name);
+        if (!hasSignatureContentType(part))
+            continue;
+        certificates.merge(findCertificates(model, part));
+        model.deletePart(name);
+        removed.push_back(toUtf8(name.toString()));
+    }
+    for (const PartName& name : certificates)
+        if (entriesLeadingTo(name, package).empty())
+            model.deletePart(name);
+    return removed;
 }
 
 } // namespace opcraft

@@ -44,9 +44,9 @@ void addInputOptions(CLI::App& command, InputOptions& options, const std::string
         ->allow_extra_args(false);
 }
 
-void addReadOptions(CLI::App& command, ReadOptions& options) {
+CLI::Option* addReadOptions(CLI::App& command, ReadOptions& options) {
     addInputOptions(command, options, "The package; - is the standard input");
-    addJsonFlag(command, options.json);
+    return addJsonFlag(command, options.json);
 }
 
 void addChangeOptions(CLI::App& command, ChangeOptions& options) {

@@ -32,6 +32,8 @@ struct Tool {
 struct InputOptions {
     std::string file;
     opc::Limits limits{};
+    bool consistent = false; ///< whether a ZIP file that could be read in two ways is refused; set by the command
+    bool signatures = false; ///< whether signatures are read, so that they are checked or changed; set by the command
 };
 
 /// The options of a command that reads.
@@ -51,7 +53,8 @@ struct ReadOrChangeOptions : ChangeOptions {
 
 CLI::App* addCommand(Tool& tool, const std::string& name, const std::string& description, const std::string& help);
 void addInputOptions(CLI::App& command, InputOptions& options, const std::string& description);
-void addReadOptions(CLI::App& command, ReadOptions& options);
+/// @return the one for JSON.
+CLI::Option* addReadOptions(CLI::App& command, ReadOptions& options);
 void addChangeOptions(CLI::App& command, ChangeOptions& options);
 /// @return the one for JSON, which only reading takes.
 CLI::Option* addReadOrChangeOptions(CLI::App& command, ReadOrChangeOptions& options);
@@ -77,5 +80,10 @@ void addRelateCommand(Tool& tool);
 void addUnrelateCommand(Tool& tool);
 void addPropsCommand(Tool& tool);
 void addThumbnailCommand(Tool& tool);
+void addSignCommand(Tool& tool);
+void addVerifyCommand(Tool& tool);
+void addSignaturesCommand(Tool& tool);
+void addCountersignCommand(Tool& tool);
+void addUnsignCommand(Tool& tool);
 
 } // namespace opcraft

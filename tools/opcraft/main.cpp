@@ -34,6 +34,11 @@ void addCommands(Tool& tool) {
     addUnrelateCommand(tool);
     addPropsCommand(tool);
     addThumbnailCommand(tool);
+    addSignCommand(tool);
+    addVerifyCommand(tool);
+    addSignaturesCommand(tool);
+    addCountersignCommand(tool);
+    addUnsignCommand(tool);
 }
 
 /// Runs the action, and tells every error in one line.

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "opcraft/SignatureCheck.hpp"
+
+#include "opcraft/Text.hpp"
+
+#include <opc/core/Exception.hpp>
+
+#include <algorithm>
+#include <set>
+#include <utility>
+
+namespace opcraft {
+
+namespace {
+
+using opc::certificates::CertificateValidationOptions;
+using opc::certificates::TrustStore;
+using opc::model::DigitalSignature;
+using opc::model::DigitalSignatureManager;
+using opc::model::SignatureReport;
+
+/// Checks one after the other; one that cannot be verified at all does not keep the others from it.
+template <class Examine>
+std::vector<CheckedSignature> checkEach(const DigitalSignatureManager& manager, Examine examine) {
+    std::vector<CheckedSignature> checked;
+    for (const DigitalSignature& signature : manager.getSignatures()) {
+        CheckedSignature each{signature};
+        try {
+            each.report = examine(signature);
+        } catch (const opc::Exception& e) {
+            each.problem = e.what();
+        }
+        checked.push_back(std::move(each));
+    }
+    return checked;
+}
+
+/// Opens a stored package with its signatures and calls an action with their manager.
+template <class Action>
+void withSignatures(opc::storage::ZipPackage& zip, const opc::Limits& limits, Action action) {
+    opc::model::Package package(zip, limits);
+    const DigitalSignatureManager manager(package);
+    package.open(opc::interfaces::OpenMode::ReadOnly);
+    action(manager);
+}
+
+} // namespace
+
+std::vector<CheckedSignature> checkSignatures(const DigitalSignatureManager& manager,
+                                              const CertificateValidationOptions& options, const TrustStore& trust) {
+    try { // all at once, what several cover is read once
+        std::vector<CheckedSignature> checked;
+        for (SignatureReport& report : manager.examineAllSignatures(options, trust)) {
+            const DigitalSignature signature = report.signature;
+            checked.push_back({signature, std::move(report)});
+        }
+        return checked;
+    } catch (const opc::Exception&) {
+        return checkEach(manager, [&](const DigitalSignature& signature) {
+            return manager.examineSignature(signature, options, trust);
+        });
+    }
+}
+
+std::vector<CheckedSignature> checkSignatures(const DigitalSignatureManager& manager,
+                                              const std::vector<unsigned char>& publicKey) {
+    return checkEach(manager,
+                     [&](const DigitalSignature& signature) { return manager.examineSignature(signature, publicKey); });
+}
+
+std::vector<std::string> readSignatureNames(opc::storage::ZipPackage& zip, const opc::Limits& limits) {
+    std::vector<std::string> names;
+    try {
+        withSignatures(zip, limits, [&](const DigitalSignatureManager& manager) {
+            for (const DigitalSignature& signature : manager.getSignatures())
+                names.push_back(toUtf8(signature.getName()));
+        });
+    } catch (const opc::Exception&) {
+        names.clear();
+    }
+    return names;
+}
+
+std::vector<std::string> findBrokenSignatures(opc::storage::ZipPackage& zip, const opc::Limits& limits,
+                                              const std::vector<std::string>& names) {
+    CertificateValidationOptions nothing;
+    nothing.setCheckChain(false);
+    nothing.setCheckPurpose(false);
+    nothing.setCheckValidityTime(false);
+    std::set<std::string> holding;
+    try {
+        withSignatures(zip, limits, [&](const DigitalSignatureManager& manager) {
+            for (const CheckedSignature& each : checkSignatures(manager, nothing, TrustStore()))
+                if (each.holds())
+                    holding.insert(toUtf8(each.signature.getName()));
+        });
+    } catch (const opc::Exception&) {
+        return names;
+    }
+    std::vector<std::string> broken;
+    std::copy_if(names.begin(), names.end(), std::back_inserter(broken),
+                 [&](const std::string& name) { return holding.count(name) == 0; });
+    return broken;
+}
+
+} // namespace opcraft

@@ -1,0 +1,145 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "opcraft/VerifyReport.hpp"
+
+#include "opcraft/Text.hpp"
+
+#include <opc/core/Strings.hpp>
+
+#include <algorithm>
+#include <map>
+
+namespace opcraft {
+
+namespace {
+
+using opc::model::KeySource;
+using opc::model::ReferenceKind;
+using opc::model::ReferenceReport;
+using opc::model::ReferenceVerdict;
+using opc::model::SignatureReport;
+
+std::string subjectOf(const ReferenceReport& reference) {
+    const std::string target = toUtf8(reference.target);
+    switch (reference.kind) {
+    case ReferenceKind::Object:
+        return "what the signature says that it covers (" + target + ')';
+    case ReferenceKind::Relationships:
+        return target == "/" ? "the relationships of the package" : "the relationships of " + target;
+    case ReferenceKind::Part:
+        break;
+    }
+    return target;
+}
+
+bool isTrusted(const SignatureReport& report, const VerifyPolicy& policy) {
+    return policy.isTrusting && report.certificateChecked && report.certificateResults.getCertificateChainStatus() == 0;
+}
+
+/// Only a key that verified the signature value can be vouched for.
+void judgeSigner(const SignatureReport& report, const VerifyPolicy& policy, SignatureVerdict& verdict) {
+    if (!report.signatureValueHolds)
+        return;
+    if (report.keySource == KeySource::Caller) {
+        verdict.voucher = Voucher::GivenKey;
+    } else if (report.keySource == KeySource::Certificate) {
+        const bool trusted = isTrusted(report, policy);
+        verdict.voucher = trusted ? Voucher::Trusted : Voucher::Untrusted;
+        if (!trusted)
+            verdict.doubt = report.certificateResults.getMessage();
+        if (!trusted && verdict.doubt.empty())
+            verdict.doubt = "no certificate is trusted without --trust or --system-trust";
+    }
+}
+
+void judgeReferences(const SignatureReport& report, SignatureVerdict& verdict) {
+    verdict.references = report.references;
+    verdict.problems =
+        static_cast<std::size_t>(std::count_if(report.references.begin(), report.references.end(),
+                                               [](const ReferenceReport& reference) { return !reference.holds(); }));
+    if (!report.signatureValueHolds)
+        verdict.problem = "the signature itself was changed, or another key made it";
+    else if (const ReferenceReport* first = report.findFirstProblem())
+        verdict.problem = describeProblem(*first);
+}
+
+bool isBrokenObject(const ReferenceReport& reference) {
+    return reference.kind == ReferenceKind::Object && !reference.holds();
+}
+
+} // namespace
+
+std::string describeProblem(const ReferenceReport& reference) {
+    const std::string subject = subjectOf(reference);
+    const bool isMany = reference.kind == ReferenceKind::Relationships;
+    switch (reference.verdict) {
+    case ReferenceVerdict::Holds:
+        return {};
+    case ReferenceVerdict::DigestDiffers:
+        return subject + (isMany ? " were changed" : " was changed");
+    case ReferenceVerdict::ContentTypeDiffers:
+        return subject + " has another content type now, " + toUtf8(reference.foundContentType) + " and not " +
+               toUtf8(reference.claimedContentType);
+    case ReferenceVerdict::Missing:
+        return subject + (isMany ? " are" : " is") + " not there any longer";
+    case ReferenceVerdict::NotSupported:
+    case ReferenceVerdict::NotReadable:
+        break;
+    }
+    return subject + " cannot be checked: " + reference.problem;
+}
+
+SignatureVerdict judge(const CheckedSignature& checked, const VerifyPolicy& policy) {
+    SignatureVerdict verdict{entryOf(checked.signature)};
+    verdict.problem = checked.problem;
+    verdict.holds = checked.holds();
+    if (!checked.report)
+        return verdict;
+    verdict.valueHolds = checked.report->signatureValueHolds;
+    judgeReferences(*checked.report, verdict);
+    judgeSigner(*checked.report, policy, verdict);
+    return verdict;
+}
+
+void relateSignatures(std::vector<SignatureVerdict>& verdicts) {
+    std::map<std::u16string, std::string> names;
+    for (const SignatureVerdict& verdict : verdicts)
+        names[opc::toLowerASCIIString(opc::toString(verdict.entry.part))] = verdict.entry.name;
+    for (SignatureVerdict& verdict : verdicts) {
+        const auto& references = verdict.references;
+        // When the list itself does not hold, nothing on it is covered.
+        if (!verdict.valueHolds || std::any_of(references.begin(), references.end(), isBrokenObject))
+            continue;
+        for (const ReferenceReport& reference : references) {
+            const auto found = names.find(opc::toLowerASCIIString(reference.target));
+            if (reference.kind == ReferenceKind::Part && reference.holds() && found != names.end())
+                verdict.signatures.push_back(found->second);
+        }
+    }
+}
+
+CoverageEntry entryOf(const opc::model::CoverageReport& coverage) {
+    CoverageEntry entry{coverage.coveredParts.size(), coverage.coveredRelationships.size()};
+    for (const opc::model::PartName& name : coverage.uncoveredParts)
+        entry.uncoveredParts.push_back(toUtf8(name.toString()));
+    for (const opc::model::Relationship& relationship : coverage.uncoveredRelationships)
+        entry.uncoveredRelationships.push_back(
+            {toUtf8(relationship.getSourceURI().toString()), toUtf8(relationship.getID())});
+    entry.otherItems = coverage.otherItems;
+    return entry;
+}
+
+Verdict judge(const VerifyReport& report, const VerifyPolicy& policy) {
+    if (!report.problem.empty())
+        return Verdict::Unreadable;
+    const auto isFine = [&](const SignatureVerdict& each) {
+        return each.holds &&
+               (policy.allowsUntrusted || each.voucher == Voucher::Trusted || each.voucher == Voucher::GivenKey);
+    };
+    if (!std::all_of(report.signatures.begin(), report.signatures.end(), isFine))
+        return Verdict::Invalid;
+    if (!report.standard.empty() || !report.pkcs7.empty())
+        return Verdict::Unchecked;
+    return report.signatures.empty() ? Verdict::Unsigned : Verdict::Valid;
+}
+
+} // namespace opcraft

@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "opcraft/SignatureCheck.hpp"
+#include "opcraft/SignatureEntry.hpp"
+
+#include <set>
+#include <string>
+#include <vector>
+
+namespace opcraft {
+
+/// Who vouches for the key of a signature.
+enum class Voucher {
+    Nobody,    ///< a bare key in the signature, or it is not known since the signature value does not hold
+    Untrusted, ///< a certificate that nobody who is trusted stands behind, or that is not good for signatures
+    Trusted,   ///< a certificate that somebody who is trusted stands behind
+    GivenKey,  ///< it is the key that the user gave
+};
+
+/// What is covered of the package, and the rest by name.
+struct CoverageEntry {
+    std::size_t parts = 0;
+    std::size_t relationships = 0;
+    std::vector<std::string> uncoveredParts{};
+    struct Uncovered {
+        std::string source;
+        std::string id;
+    };
+    std::vector<Uncovered> uncoveredRelationships{};
+    std::vector<std::string> otherItems{};
+};
+
+/// The verdict on one signature.
+struct SignatureVerdict {
+    SignatureEntry entry;
+    bool valueHolds = false;
+    bool holds = false;
+    std::string problem{};    ///< what keeps it from holding, the first thing that changed; empty when it holds
+    std::size_t problems = 0; ///< references that do not hold
+    Voucher voucher = Voucher::Nobody;
+    std::string doubt{}; ///< why a certificate is not trusted; empty when there is none
+    CoverageEntry coverage{};
+    std::vector<std::string> signatures{}; ///< names of the signatures that it covers, as a countersignature does
+    std::vector<opc::model::ReferenceReport> references{};
+};
+
+/// The verdict on the whole. Its order is that of importance: the first that applies counts.
+enum class Verdict {
+    Unreadable, ///< the signatures cannot be read, or name what is not there
+    Invalid,    ///< a signature does not hold, or nobody vouches for it
+    Unchecked,  ///< there are signatures of a kind that is not checked
+    Unsigned,
+    Valid,
+};
+
+struct VerifyReport {
+    std::string file;
+    Verdict verdict = Verdict::Unsigned;
+    bool allowsUntrusted = false;
+    std::string problem{}; ///< of the whole: why the signatures cannot be read
+    std::vector<SignatureVerdict> signatures{};
+    CoverageEntry coverage{};         ///< by all signatures that hold
+    std::set<std::string> standard{}; ///< parts with signatures in the standard's form
+    std::set<std::string> pkcs7{};
+    std::set<std::string> loose{}; ///< parts that look like signatures, but are not tied to the package
+};
+
+/// What is asked of a signer.
+struct VerifyPolicy {
+    bool isTrusting = false;      ///< somebody is trusted
+    bool allowsUntrusted = false; ///< it does not matter who signed
+};
+
+/// The verdict on one signature, but for the coverage.
+SignatureVerdict judge(const CheckedSignature& checked, const VerifyPolicy& policy);
+
+/// Finds out which signatures cover others.
+void relateSignatures(std::vector<SignatureVerdict>& verdicts);
+
+CoverageEntry entryOf(const opc::model::CoverageReport& coverage);
+
+/// In few words: "/word/document.xml was changed".
+std::string describeProblem(const opc::model::ReferenceReport& reference);
+
+/// The verdict on the whole that follows from the rest of the report.
+Verdict judge(const VerifyReport& report, const VerifyPolicy& policy);
+
+/// @param explain true: with every reference, and without a bound on what is named.
+std::string toText(const VerifyReport& report, bool explain);
+nlohmann::ordered_json toJson(const VerifyReport& report);
+
+} // namespace opcraft

@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: Apache-2.0
+// What `verify` prints for people.
+#include "opcraft/Signatures.hpp"
+#include "opcraft/Text.hpp"
+#include "opcraft/VerifyReport.hpp"
+
+#include <algorithm>
+
+namespace opcraft {
+
+namespace {
+
+using opc::model::ReferenceKind;
+using opc::model::ReferenceReport;
+using opc::model::RelationshipSelector;
+using opc::model::RelationshipSelectorType;
+
+/// How much is named without --explain.
+constexpr std::size_t named = 20;
+
+std::string cryptographyText(const SignatureVerdict& verdict) {
+    if (verdict.holds)
+        return "holds (" + algorithmOf(verdict.entry) + ')';
+    std::string text = "does not hold: " + verdict.problem;
+    if (verdict.valueHolds && verdict.problems > 1)
+        text += ", and " + countText(verdict.problems - 1, "more problem") + " (--explain shows all)";
+    return text;
+}
+
+std::string certificateText(const SignatureVerdict& verdict) {
+    if (!verdict.entry.certificate)
+        return "the certificate";
+    return verdict.entry.certificate->subject + ", issued by " + verdict.entry.certificate->issuer;
+}
+
+std::string voucherText(const SignatureVerdict& verdict) {
+    switch (verdict.voucher) {
+    case Voucher::GivenKey:
+        return "the given public key";
+    case Voucher::Trusted:
+        return "a trusted certificate: " + certificateText(verdict);
+    case Voucher::Untrusted:
+        return "an untrusted certificate: " + certificateText(verdict) + " (" + verdict.doubt + ')';
+    case Voucher::Nobody:
+        break;
+    }
+    if (!verdict.valueHolds)
+        return "nobody: it is not known which key made the signature value" +
+               (verdict.entry.certificate ? "; the certificate beside it is " + certificateText(verdict) : "");
+    return "nobody: the signature carries a bare key, with the SHA-256 fingerprint " + verdict.entry.fingerprint;
+}
+
+std::string ofText(std::size_t covered, std::size_t uncovered, const std::string& noun) {
+    return std::to_string(covered) + " of " + countText(covered + uncovered, noun);
+}
+
+std::string coverageText(const CoverageEntry& coverage) {
+    std::string text = ofText(coverage.parts, coverage.uncoveredParts.size(), "part") + ", " +
+                       ofText(coverage.relationships, coverage.uncoveredRelationships.size(), "relationship");
+    if (!coverage.otherItems.empty())
+        text += ", " + ofText(0, coverage.otherItems.size(), "other item");
+    return text;
+}
+
+std::vector<std::string> uncoveredNames(const CoverageEntry& coverage) {
+    std::vector<std::string> names = coverage.uncoveredParts;
+    for (const CoverageEntry::Uncovered& each : coverage.uncoveredRelationships)
+        names.push_back("relationship " + each.id + " of " + (each.source == "/" ? "the package" : each.source));
+    for (const std::string& item : coverage.otherItems)
+        names.push_back(item + ", which is no part");
+    return names;
+}
+
+std::string uncoveredLines(const CoverageEntry& coverage, bool explain) {
+    const std::vector<std::string> names = uncoveredNames(coverage);
+    const std::size_t count = explain || names.size() <= named + 1 ? names.size() : named;
+    std::string text;
+    for (std::size_t i = 0; i < count; ++i)
+        text += detailLine(i == 0 ? "Not covered" : "", names[i]);
+    if (count < names.size())
+        text += detailLine("", "and " + std::to_string(names.size() - count) + " more (--explain names all)");
+    return text;
+}
+
+std::string selectorText(const RelationshipSelector& selector) {
+    const bool isById = selector.getSelectorType() == RelationshipSelectorType::ById;
+    return (isById ? "ID " : "type ") + toUtf8(selector.getSelectionCriteria());
+}
+
+std::string lineIfAny(const std::string& label, const std::string& text) {
+    return text.empty() ? std::string() : "  " + detailLine(label, text);
+}
+
+std::string referenceText(const ReferenceReport& reference) {
+    const char* kind = reference.kind == ReferenceKind::Object
+                           ? "Object "
+                           : (reference.kind == ReferenceKind::Part ? "Part " : "Relationships of ");
+    const std::string verdict = reference.holds() ? "holds" : describeProblem(reference);
+    std::string text = "  " + escaped(kind + toUtf8(reference.target) + ": " + verdict) + '\n';
+    text += lineIfAny("Problem", reference.problem);
+    text += lineIfAny("Signed type", toUtf8(reference.claimedContentType));
+    text += lineIfAny("Type now", toUtf8(reference.foundContentType));
+    text += lineIfAny("Digest", toUtf8(reference.digestMethod));
+    text += lineIfAny("Signed digest", toUtf8(reference.claimedDigest));
+    text += lineIfAny("Digest now", toUtf8(reference.foundDigest));
+    for (const std::u16string& transform : reference.transforms)
+        text += lineIfAny("Transform", toUtf8(transform));
+    for (const RelationshipSelector& selector : reference.selectors)
+        text += lineIfAny("Selects", selectorText(selector));
+    for (const opc::model::Relationship& relationship : reference.relationships)
+        text += lineIfAny("Relationship", toUtf8(relationship.getID()) + " to " + toUtf8(relationship.getTarget()));
+    return text;
+}
+
+std::string coverageLines(const SignatureVerdict& verdict, std::size_t others, bool explain) {
+    const CoverageEntry& coverage = verdict.coverage;
+    if (!verdict.entry.isCountersignature || coverage.parts + coverage.relationships > 0)
+        return detailLine("Covered", coverageText(coverage)) + uncoveredLines(coverage, explain);
+    const std::size_t count = verdict.signatures.size();
+    return detailLine("Covered",
+                      ofText(count, others - std::min(count, others), "other signature") + ", and no content");
+}
+
+std::string toText(const SignatureVerdict& verdict, std::size_t others, bool explain) {
+    std::string text = titleOf(verdict.entry) + detailLine("Cryptography", cryptographyText(verdict)) +
+                       detailLine("Vouched for by", voucherText(verdict)) + coverageLines(verdict, others, explain);
+    if (explain)
+        for (const ReferenceReport& reference : verdict.references)
+            text += referenceText(reference);
+    return text;
+}
+
+std::string otherKinds(const VerifyReport& report) {
+    std::string text;
+    if (!report.standard.empty())
+        text += notCheckedText(report.standard.size()) + '\n';
+    if (!report.pkcs7.empty())
+        text += countText(report.pkcs7.size(), "PKCS#7 signature") + " of the file, not checked\n";
+    for (const std::string& part : report.loose)
+        text += escaped(part) + " looks like a signature but is not tied to the package, not checked\n";
+    return text;
+}
+
+const char* verdictText(const VerifyReport& report) {
+    switch (report.verdict) {
+    case Verdict::Unreadable:
+        return "The package was changed after it was signed, or its signatures are malformed.\n";
+    case Verdict::Invalid:
+        return "Not every signature holds and is vouched for.\n";
+    case Verdict::Unchecked:
+        return "Not every signature was checked.\n";
+    case Verdict::Unsigned:
+        return "No signatures.\n";
+    case Verdict::Valid:
+        break;
+    }
+    return report.allowsUntrusted ? "Every signature holds.\n" : "Every signature holds and is vouched for.\n";
+}
+
+} // namespace
+
+std::string toText(const VerifyReport& report, bool explain) {
+    std::string text;
+    for (const SignatureVerdict& verdict : report.signatures)
+        text += toText(verdict, report.signatures.size() - 1, explain);
+    if (!report.signatures.empty())
+        text += "Together\n" + detailLine("Covered", coverageText(report.coverage));
+    if (!report.problem.empty())
+        text += escaped(report.problem) + '\n';
+    return text + otherKinds(report) + verdictText(report);
+}
+
+} // namespace opcraft
