@@ -12,7 +12,6 @@
 #include "signatures/ErrorTranslation.hpp"
 #include "signatures/KeySizes.hpp"
 #include "signatures/ManifestTarget.hpp"
-#include "signatures/ObjectText.hpp"
 #include "signatures/PartDigester.hpp"
 #include "signatures/RelationshipsTransform.hpp"
 #include "signatures/SignatureDocumentReader.hpp"
@@ -175,14 +174,14 @@ void addSigningTime(DigitalSignatureData& signature) {
 }
 
 void addPackageObject(const std::u16string& digestMethod, PartDigester& digester, DigitalSignatureData& signature) {
-    const std::u16string text = SignatureDocumentWriter().makePackageObject(signature);
-    signature.objects.push_back({packageObjectId, text});
+    const std::string text = SignatureDocumentWriter::makePackageObject(signature);
+    signature.objects.push_back({packageObjectId, toString(text)});
     ReferenceData reference;
     reference.uri = URI(u"#" + std::u16string(packageObjectId));
     reference.type = libraryForm().objectReferenceType;
     reference.digestMethod = digestMethod;
-    reference.digestValue = toBase64(
-        digester.digestBytes(detail::toUTF8String(toDigestedText(text)), signature.signatureParams.getDigestMethod()));
+    // It has no declaration of the XML-DSig namespace that would have to be taken out (`toDigestedText`).
+    reference.digestValue = toBase64(digester.digestBytes(text, signature.signatureParams.getDigestMethod()));
     signature.signedInfoReferences.push_back(std::move(reference));
 }
 
@@ -466,12 +465,12 @@ void DigitalSignatureManager::saveSignaturePart(const DigitalSignature& signatur
         throw CouldNotGenerateSignature(
             "Internal Error: New signature should not have the same name as an existing one.");
     // The bytes come first, so that a signature that cannot be written creates nothing.
-    const Bytes bytes = SignatureDocumentWriter().makeDocument(*signature.getImpl());
+    const std::string text = SignatureDocumentWriter::makeDocument(*signature.getImpl());
     const bool hasOrigin = !getPackage().getRelationshipsByType(libraryForm().originRelationshipType).empty();
     try {
         Part origin = fetchOriginPart(getPackage());
         Part part = createSignaturePart(origin, name, getSignatureRelationshipID(signature.getImpl()->signatureId));
-        replaceItem(*part.getOutputStream(), bytes);
+        replaceItem(*part.getOutputStream(), Bytes(text.begin(), text.end()));
     } catch (...) {
         takeBack([&] { deleteSignaturePart(name); });
         takeBack([&] { getPackage().deletePart(name); });

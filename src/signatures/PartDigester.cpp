@@ -44,6 +44,9 @@ void removeKeywords(std::string& coreProperties) {
         coreProperties.erase(start, end + keywordsEnd.size() - start);
 }
 
+PartDigester::PartDigester(std::uint64_t xmlSize)
+    : xmlSize_(xmlSize), coreProperties_(PackageHelper::getCorePropertiesURI()) {}
+
 crypto::DigestEngine& PartDigester::engine(DigestMethod method) {
     const auto found = engines_.find(method);
     if (found != engines_.end())
@@ -66,7 +69,7 @@ const std::vector<unsigned char>& PartDigester::digestPart(const Part& part, Dig
 }
 
 std::vector<unsigned char> PartDigester::compute(const Part& part, DigestMethod method) {
-    if (part.getName().getURI() == PackageHelper::getCorePropertiesURI()) {
+    if (part.getName() == coreProperties_) {
         const std::vector<unsigned char> bytes = readXmlItem(*part.getInputStream(), xmlSize_);
         if (bytes.size() > xmlSize_)
             throw Exception("The core properties part has more than " + std::to_string(xmlSize_) + " bytes");

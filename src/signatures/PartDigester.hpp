@@ -20,7 +20,7 @@ namespace opc::model {
 class PartDigester {
 public:
     /// @param xmlSize the most bytes of core properties that are looked through for keywords.
-    explicit PartDigester(std::uint64_t xmlSize) : xmlSize_(xmlSize) {}
+    explicit PartDigester(std::uint64_t xmlSize);
 
     /// Of all bytes of the part; of the core properties part "/metadata/coreProperties.xml", of those around the
     /// keywords.
@@ -35,6 +35,7 @@ private:
     std::vector<unsigned char> compute(const Part& part, DigestMethod method);
 
     std::uint64_t xmlSize_;
+    const PartName coreProperties_;
     std::map<DigestMethod, crypto::DigestEngine> engines_;
     std::map<std::pair<std::u16string, DigestMethod>, std::vector<unsigned char>> digests_;
 };

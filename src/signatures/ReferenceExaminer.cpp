@@ -169,7 +169,12 @@ void ReferenceExaminer::examinePart(const ReferenceData& reference, const PartNa
     const Part part = package_.getPart(name);
     throwIfTransformed(reference);
     compareContentTypes(report.claimedContentType, part.getContentType().toString(), report);
-    compareDigests(digester_.digestPart(part, digestMethodOf(reference)), report);
+    const DigestMethod method = digestMethodOf(reference);
+    try {
+        compareDigests(digester_.digestPart(part, method), report);
+    } catch (const Exception& e) {
+        throw Finding{ReferenceVerdict::NotReadable, std::string("Unable to compute digest. ") + e.what()};
+    }
 }
 
 void ReferenceExaminer::examineRelationships(const ReferenceData& reference, const PartName& name,

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <opc/core/ByteArrayInAdaptor.hpp>
-#include <opc/core/ByteArrayOutAdaptor.hpp>
 #include <opc/core/Strings.hpp>
 #include <opc/core/Time.hpp>
 #include <opc/crypto/CryptoEngine.hpp>
@@ -12,12 +11,12 @@
 #include "signatures/SignatureDocumentWriter.hpp"
 #include "signatures/SignatureForm.hpp"
 #include "signatures/SignatureKeys.hpp"
+#include "xml/BoundedParser.hpp"
 #include "xml/CanonicalXml.hpp"
 #include "xml/ChildElements.hpp"
 #include "xml/SchemaValidation.hpp"
 #include "xml/XercesErrors.hpp"
 
-#include <xercesc/dom/DOMText.hpp>
 #include <xercesc/util/XMLUni.hpp>
 
 #include <algorithm>
@@ -34,6 +33,9 @@ using ReferenceData = Data::ReferenceData;
 
 /// Each certificate costs the check of a signature.
 constexpr std::size_t MAXIMUM_CERTIFICATES = 100;
+
+/// The names of a document after which the next one gets a new parser: signatures have about thirty.
+constexpr std::size_t MOST_NAMES_OF_A_PARSER = 100;
 
 constexpr char16_t signaturePropertiesType[] = u"http://www.w3.org/2000/09/xmldsig#SignatureProperties";
 constexpr char16_t signedPropertiesType[] = u"http://uri.etsi.org/01903#SignedProperties";
@@ -114,7 +116,8 @@ std::u16string requiredAttribute(const DOMElement* element, const char16_t* name
 /// Reads one signature into one value, in the order in which its faults are reported.
 class Reading {
 public:
-    Reading(const DOMElement& root, std::ostream& trace) : root_(root), trace_(trace) {}
+    Reading(const DOMElement& root, std::ostream& trace)
+        : root_(root), trace_(trace), writer_(XercesHelper::createWriter()) {}
 
     Data read() {
         const DOMElement* signedInfo = requiredChild(&root_, u"SignedInfo");
@@ -313,7 +316,7 @@ private:
                 trace_("Found the package specific object. \n");
                 packageObject = element;
             }
-            object.xmlBytes = serialize(*element);
+            XercesHelper::writeElementToString(*writer_, element, object.xmlBytes);
             data_.objects.push_back(std::move(object));
         }
         readPackageObject(packageObject);
@@ -390,15 +393,6 @@ private:
         trace_("Time after conversion: ", convertTimeToString(data_.signedTime));
     }
 
-    /// The element as text, with what it needs of the namespaces around it.
-    static std::u16string serialize(const DOMElement& element) {
-        std::u16string text;
-        const DocumentHandle document = XercesHelper::createDocument();
-        translatingXercesErrors([&] { document->appendChild(document->importNode(&element, true)); });
-        XercesHelper::writeDocumentToString(*XercesHelper::createWriter(), document.get(), text, XmlDeclaration::Omit);
-        return text;
-    }
-
     /// Every reference of `SignedInfo` leads to an object of its own, one of them to the package object.
     void throwIfReferencesLeadAstray() const {
         std::set<std::u16string> seen;
@@ -415,41 +409,46 @@ private:
 
     /// What is verified is made of the data: nothing else may stand in `SignedInfo`.
     void throwIfNotRebuilt(const DOMElement& signedInfo) const {
-        const std::vector<unsigned char> rebuilt =
-            SignatureDocumentWriter().makeSignedInfo(data_, SignedInfoForm::Canonical);
-        const std::string found = canonicalize(signedInfo, CanonicalComments::Keep);
-        if (!std::equal(found.begin(), found.end(), rebuilt.begin(), rebuilt.end(),
-                        [](char a, unsigned char b) { return static_cast<unsigned char>(a) == b; }))
+        if (canonicalize(signedInfo, CanonicalComments::Keep) !=
+            SignatureDocumentWriter::makeSignedInfo(data_, SignedInfoForm::Canonical))
             refuse("XML signature: SignedInfo holds more than is understood.");
     }
 
     const DOMElement& root_;
     Trace trace_;
+    WriterHandle writer_;
     Data data_;
     std::set<std::u16string> objectIds_;
 };
 
+ParserHandle makeValidator(const Limits& limits) {
+    ParserHandle parser = XercesHelper::createParser(limits);
+    parser->getDomConfig()->setParameter(xercesc::XMLUni::fgXercesUseCachedGrammarInParse, true);
+    for (const EmbeddedSchema* schema : {&embedded::opc_dsig, &embedded::xmldsig})
+        loadEmbeddedSchema(*parser, *schema);
+    dynamic_cast<BoundedParser&>(*parser).setBuildsTree(false);
+    return parser;
+}
+
 } // namespace
 
 SignatureDocumentReader::SignatureDocumentReader(const Limits& limits)
-    : limits_(limits), validatingParser_(XercesHelper::createParser(limits)),
-      plainParser_(XercesHelper::createParser(limits)) {
-    validatingParser_->getDomConfig()->setParameter(xercesc::XMLUni::fgXercesUseCachedGrammarInParse, true);
-    for (const EmbeddedSchema* schema : {&embedded::opc_dsig, &embedded::xmldsig})
-        loadEmbeddedSchema(*validatingParser_, *schema);
-}
+    : limits_(limits), validator_(makeValidator(limits)), parser_(XercesHelper::createParser(limits)) {}
 
 DigitalSignatureData SignatureDocumentReader::read(InputStream& stream, std::ostream& trace) {
     const std::vector<unsigned char> bytes = readXmlItem(stream, limits_.xmlSize);
+    if (dynamic_cast<const BoundedParser&>(*validator_).getNameCount() > MOST_NAMES_OF_A_PARSER) {
+        validator_ = makeValidator(limits_);
+        parser_ = XercesHelper::createParser(limits_);
+    }
     try {
-        // Validation changes texts on the way (base64 gets other white space), so it looks at a document of its own.
-        ByteArrayInAdaptor validated(bytes);
-        XercesHelper::readDocumentFromStream(*validatingParser_, validated, true, u"", u"");
-        translatingXercesErrors([this] { validatingParser_->resetDocumentPool(); });
+        // Validation changes texts on the way: base64 and Ids get other white space. So it only judges.
+        ByteArrayInAdaptor judged(bytes);
+        XercesHelper::readDocumentFromStream(*validator_, judged, true, u"", u"");
         ByteArrayInAdaptor plain(bytes);
         DigitalSignatureData data =
-            readDocument(*XercesHelper::readDocumentFromStream(*plainParser_, plain, false, u"", u""), trace);
-        translatingXercesErrors([this] { plainParser_->resetDocumentPool(); });
+            readDocument(*XercesHelper::readDocumentFromStream(*parser_, plain, false, u"", u""), trace);
+        translatingXercesErrors([this] { parser_->resetDocumentPool(); });
         return data;
     } catch (const InvalidXMLDocument& e) {
         throw InvalidPartContent(e.what());
@@ -460,7 +459,11 @@ DigitalSignatureData SignatureDocumentReader::readDocument(const xercesc::DOMDoc
     const DOMElement* root = document.getDocumentElement();
     if (root == nullptr || !isElement(*root, dsigNamespace, u"Signature"))
         refuse("XML signature: Signature is not present.");
-    return Reading(*root, trace).read();
+    try {
+        return Reading(*root, trace).read();
+    } catch (const InvalidXMLDocument& e) { // what cannot be written again, in canonical form or at all
+        throw InvalidPartContent(e.what());
+    }
 }
 
 } // namespace opc::model

@@ -32,8 +32,8 @@ public:
 private:
     Limits limits_;
     XercesGuard guard_;
-    ParserHandle validatingParser_;
-    ParserHandle plainParser_;
+    ParserHandle validator_; ///< builds no tree
+    ParserHandle parser_;
 };
 
 } // namespace opc::model

@@ -1,152 +1,135 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <opc/core/ByteArrayOutAdaptor.hpp>
 #include <opc/core/Strings.hpp>
 #include <opc/crypto/CryptoEngine.hpp>
 #include <opc/errors/Errors.hpp>
 
 #include "signatures/SignatureDocumentWriter.hpp"
 #include "signatures/SignatureForm.hpp"
-#include "xml/TreeWalk.hpp"
-#include "xml/XercesErrors.hpp"
-
-#include <xercesc/dom/DOMText.hpp>
+#include "signatures/XmlText.hpp"
 
 namespace opc::model {
 
 namespace {
 
-using xercesc::DOMElement;
 using ReferenceData = DigitalSignatureData::ReferenceData;
-
-// The documents are built of names and attributes alone, the declarations of namespaces too: so a serializer writes
-// every one of them where it stands, and nowhere else.
-
-DOMElement* append(DOMElement* parent, const char16_t* name) {
-    return XercesHelper::appendElement(parent, XercesString(name));
-}
-
-DOMElement* appendText(DOMElement* parent, const char16_t* name, const std::u16string& text) {
-    DOMElement* element = append(parent, name);
-    XercesHelper::setElementText(element, text);
-    return element;
-}
-
-void setAttribute(DOMElement* element, const char16_t* name, const std::u16string& value) {
-    XercesHelper::setElementAttribute(element, XercesString(name), value);
-}
-
-void appendAlgorithm(DOMElement* parent, const char16_t* name, const std::u16string& identifier) {
-    setAttribute(append(parent, name), u"Algorithm", identifier);
-}
 
 std::u16string toBase64(const std::vector<unsigned char>& bytes) {
     return toString(crypto::CryptoEngine::encodeBase64(bytes));
 }
 
-void appendRelationshipTransform(DOMElement* transforms, const ReferenceData& reference) {
-    const SignatureForm& form = libraryForm();
-    const std::u16string prefix = u"pds:";
-    DOMElement* transform = append(transforms, u"Transform");
-    setAttribute(transform, u"Algorithm", form.relationshipTransform);
-    for (const std::u16string& id : reference.relationshipSourceIds)
-        setAttribute(append(transform, u"pds:RelationshipReference"), u"SourceId", id);
-    for (const std::u16string& type : reference.relationshipSourceTypes)
-        setAttribute(append(transform, (prefix + form.groupReferenceElement).c_str()), u"SourceType", type);
+/// An element that names an algorithm and holds nothing.
+void writeAlgorithm(XmlText& xml, const char* name, const std::u16string& identifier) {
+    xml.start(name, {{"Algorithm", identifier}});
+    xml.end();
 }
 
-void appendTransforms(DOMElement* element, const ReferenceData& reference) {
+void writeRelationshipTransform(XmlText& xml, const ReferenceData& reference) {
+    const SignatureForm& form = libraryForm();
+    const std::string groupReference = "pds:" + toASCIIString(form.groupReferenceElement);
+    xml.start("Transform", {{"Algorithm", form.relationshipTransform}});
+    for (const std::u16string& id : reference.relationshipSourceIds) {
+        xml.start("pds:RelationshipReference", {{"SourceId", id}});
+        xml.end();
+    }
+    for (const std::u16string& type : reference.relationshipSourceTypes) {
+        xml.start(groupReference.c_str(), {{"SourceType", type}});
+        xml.end();
+    }
+    xml.end();
+}
+
+void writeTransforms(XmlText& xml, const ReferenceData& reference) {
     const bool selects = !reference.relationshipSourceIds.empty() || !reference.relationshipSourceTypes.empty();
     if (reference.transforms.empty() && !selects)
         return;
-    DOMElement* transforms = append(element, u"Transforms");
+    xml.start("Transforms", {});
     for (const std::u16string& identifier : reference.transforms)
-        appendAlgorithm(transforms, u"Transform", identifier);
+        writeAlgorithm(xml, "Transform", identifier);
     if (selects)
-        appendRelationshipTransform(transforms, reference);
+        writeRelationshipTransform(xml, reference);
+    xml.end();
 }
 
-void appendReferences(DOMElement* parent, const std::vector<ReferenceData>& references) {
+/// Attributes in the order of canonical XML; those that say nothing are left out.
+void startReference(XmlText& xml, const ReferenceData& reference) {
+    const std::u16string uri = reference.uri.toString();
+    if (reference.id.empty() && reference.type.empty())
+        xml.start("Reference", {{"URI", uri}});
+    else if (reference.id.empty())
+        xml.start("Reference", {{"Type", reference.type}, {"URI", uri}});
+    else if (reference.type.empty())
+        xml.start("Reference", {{"Id", reference.id}, {"URI", uri}});
+    else
+        xml.start("Reference", {{"Id", reference.id}, {"Type", reference.type}, {"URI", uri}});
+}
+
+void writeReferences(XmlText& xml, const std::vector<ReferenceData>& references) {
     for (const ReferenceData& reference : references) {
-        DOMElement* element = append(parent, u"Reference");
-        setAttribute(element, u"URI", reference.uri.toString());
-        if (!reference.id.empty())
-            setAttribute(element, u"Id", reference.id);
-        if (!reference.type.empty())
-            setAttribute(element, u"Type", reference.type);
-        appendTransforms(element, reference);
-        appendAlgorithm(element, u"DigestMethod", reference.digestMethod);
-        appendText(element, u"DigestValue", reference.digestValue);
+        startReference(xml, reference);
+        writeTransforms(xml, reference);
+        writeAlgorithm(xml, "DigestMethod", reference.digestMethod);
+        xml.element("DigestValue", reference.digestValue);
+        xml.end();
     }
 }
 
-DocumentHandle makePackageObjectDocument(const DigitalSignatureData& signature) {
-    DocumentHandle document = XercesHelper::createDocument();
-    DOMElement* object = XercesHelper::appendElement(document.get(), XercesString(u"Object"));
-    setAttribute(object, u"Id", packageObjectId);
-    setAttribute(object, u"xmlns:pds", packageSignatureNamespace);
-    appendReferences(append(object, u"Manifest"), signature.manifestReferences);
-    DOMElement* properties = append(object, u"SignatureProperties");
-    for (const auto& data : signature.signatureProperties) {
-        DOMElement* property = append(properties, u"SignatureProperty");
-        setAttribute(property, u"Id", data.id);
-        setAttribute(property, u"Target", data.target);
-        DOMElement* time = append(property, u"pds:SignatureTime");
-        appendText(time, u"pds:Format", data.format);
-        appendText(time, u"pds:Value", data.value);
+XmlText packageObject(const DigitalSignatureData& signature) {
+    XmlText xml(EmptyElements::AsOneTag);
+    xml.start("Object", {{"Id", packageObjectId}, {"xmlns:pds", packageSignatureNamespace}});
+    xml.start("Manifest", {});
+    writeReferences(xml, signature.manifestReferences);
+    xml.end();
+    xml.start("SignatureProperties", {});
+    for (const auto& property : signature.signatureProperties) {
+        xml.start("SignatureProperty", {{"Id", property.id}, {"Target", property.target}});
+        xml.start("pds:SignatureTime", {});
+        xml.element("pds:Format", property.format);
+        xml.element("pds:Value", property.value);
+        xml.end();
+        xml.end();
     }
-    return document;
+    xml.end();
+    xml.end();
+    return xml;
 }
 
-/// An empty text keeps a serializer from writing an empty element as one tag.
-void openEmptyElements(xercesc::DOMDocument& document) {
-    translatingXercesErrors([&document] {
-        TreeWalk walk(&document);
-        while (xercesc::DOMNode* node = walk.next())
-            if (node->getNodeType() == xercesc::DOMNode::ELEMENT_NODE && node->getFirstChild() == nullptr)
-                node->appendChild(document.createTextNode(u""));
-    });
+XmlText signedInfo(const DigitalSignatureData& signature, SignedInfoForm form) {
+    XmlText xml(form == SignedInfoForm::Canonical ? EmptyElements::AsTwoTags : EmptyElements::AsOneTag);
+    xml.start("SignedInfo", {{"xmlns", dsigNamespace}});
+    writeAlgorithm(xml, "CanonicalizationMethod", signature.canonicalizationMethod);
+    writeAlgorithm(xml, "SignatureMethod", signature.signatureMethod);
+    writeReferences(xml, signature.signedInfoReferences);
+    xml.end();
+    return xml;
 }
 
-DocumentHandle makeSignedInfoDocument(const DigitalSignatureData& signature, SignedInfoForm form) {
-    DocumentHandle document = XercesHelper::createDocument();
-    DOMElement* signedInfo = XercesHelper::appendElement(document.get(), XercesString(u"SignedInfo"));
-    setAttribute(signedInfo, u"xmlns", dsigNamespace);
-    appendAlgorithm(signedInfo, u"CanonicalizationMethod", signature.canonicalizationMethod);
-    appendAlgorithm(signedInfo, u"SignatureMethod", signature.signatureMethod);
-    appendReferences(signedInfo, signature.signedInfoReferences);
-    if (form == SignedInfoForm::Canonical)
-        openEmptyElements(*document);
-    return document;
-}
-
-void import(DOMElement* parent, const xercesc::DOMDocument& document) {
-    translatingXercesErrors(
-        [&] { parent->appendChild(parent->getOwnerDocument()->importNode(document.getDocumentElement(), true)); });
-}
-
-void appendKeyInfo(DOMElement* root, const DigitalSignatureData& signature) {
+void writeKeyInfo(XmlText& xml, const DigitalSignatureData& signature) {
     if (signature.certificate.isEmpty() && !signature.publicKey)
         throw InvalidPartContent("Could not serialize key info element for this signature method.");
-    DOMElement* keyInfo = append(root, u"KeyInfo");
+    xml.start("KeyInfo", {});
     if (signature.certificate.isEmpty()) {
-        DOMElement* keyValue = append(append(keyInfo, u"KeyValue"), u"RSAKeyValue");
-        appendText(keyValue, u"Modulus", toBase64(signature.publicKey->getModulus()));
-        appendText(keyValue, u"Exponent", toBase64(signature.publicKey->getExponent()));
-        return;
+        xml.start("KeyValue", {});
+        xml.start("RSAKeyValue", {});
+        xml.element("Modulus", toBase64(signature.publicKey->getModulus()));
+        xml.element("Exponent", toBase64(signature.publicKey->getExponent()));
+        xml.end();
+        xml.end();
+    } else {
+        xml.start("X509Data", {});
+        xml.element("X509Certificate", toBase64(signature.certificate.toDER()));
+        for (const auto& certificate : signature.certificateChain.getCertificates())
+            xml.element("X509Certificate", toBase64(certificate.toDER()));
+        xml.end();
     }
-    DOMElement* data = append(keyInfo, u"X509Data");
-    appendText(data, u"X509Certificate", toBase64(signature.certificate.toDER()));
-    for (const auto& certificate : signature.certificateChain.getCertificates())
-        appendText(data, u"X509Certificate", toBase64(certificate.toDER()));
+    xml.end();
 }
 
-void appendObject(DOMElement* root, const DigitalSignatureData& signature,
-                  const DigitalSignatureData::ObjectData& object) {
+void writeObject(XmlText& xml, const DigitalSignatureData& signature, const DigitalSignatureData::ObjectData& object) {
     if (object.id == packageObjectId)
-        return import(root, *makePackageObjectDocument(signature));
-    DOMElement* element = appendText(root, u"Object", object.xmlBytes);
-    setAttribute(element, u"Id", object.id);
-    setAttribute(element, u"xmlns:pds", packageSignatureNamespace);
+        return xml.raw(packageObject(signature));
+    xml.start("Object", {{"Id", object.id}, {"xmlns:pds", packageSignatureNamespace}});
+    xml.text(object.xmlBytes);
+    xml.end();
 }
 
 template <class Action>
@@ -160,43 +143,26 @@ auto translatingInvalidXml(Action action) -> decltype(action()) {
 
 } // namespace
 
-SignatureDocumentWriter::SignatureDocumentWriter() : writer_(XercesHelper::createWriter()) {}
-
-std::u16string SignatureDocumentWriter::makePackageObject(const DigitalSignatureData& signature) {
-    return translatingInvalidXml([&] {
-        std::u16string text;
-        XercesHelper::writeDocumentToString(*writer_, makePackageObjectDocument(signature).get(), text,
-                                            XmlDeclaration::Omit);
-        return text;
-    });
+std::string SignatureDocumentWriter::makePackageObject(const DigitalSignatureData& signature) {
+    return translatingInvalidXml([&] { return packageObject(signature).get(); });
 }
 
-std::vector<unsigned char> SignatureDocumentWriter::makeSignedInfo(const DigitalSignatureData& signature,
-                                                                   SignedInfoForm form) {
-    return translatingInvalidXml([&] {
-        std::vector<unsigned char> bytes;
-        ByteArrayOutAdaptor out(bytes);
-        XercesHelper::writeDocumentHelper(*writer_, makeSignedInfoDocument(signature, form).get(), out,
-                                          XercesHelper::XercesEncoding::Default, XmlDeclaration::Omit);
-        return bytes;
-    });
+std::string SignatureDocumentWriter::makeSignedInfo(const DigitalSignatureData& signature, SignedInfoForm form) {
+    return translatingInvalidXml([&] { return signedInfo(signature, form).get(); });
 }
 
-std::vector<unsigned char> SignatureDocumentWriter::makeDocument(const DigitalSignatureData& signature) {
+std::string SignatureDocumentWriter::makeDocument(const DigitalSignatureData& signature) {
     return translatingInvalidXml([&] {
-        const DocumentHandle document = XercesHelper::createDocument();
-        DOMElement* root = XercesHelper::appendElement(document.get(), XercesString(u"Signature"));
-        setAttribute(root, u"Id", u"Signature" + signature.signatureId);
-        setAttribute(root, u"xmlns", dsigNamespace);
-        import(root, *makeSignedInfoDocument(signature, SignedInfoForm::Canonical));
-        appendText(root, u"SignatureValue", signature.signatureValue);
-        appendKeyInfo(root, signature);
+        XmlText xml(EmptyElements::AsOneTag);
+        const std::u16string id = u"Signature" + signature.signatureId;
+        xml.start("Signature", {{"Id", id}, {"xmlns", dsigNamespace}});
+        xml.raw(signedInfo(signature, SignedInfoForm::Canonical));
+        xml.element("SignatureValue", signature.signatureValue);
+        writeKeyInfo(xml, signature);
         for (const auto& object : signature.objects)
-            appendObject(root, signature, object);
-        std::vector<unsigned char> bytes;
-        ByteArrayOutAdaptor out(bytes);
-        XercesHelper::writeDocumentToStream(*writer_, document.get(), out);
-        return bytes;
+            writeObject(xml, signature, object);
+        xml.end();
+        return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" + xml.get();
     });
 }
 

@@ -2,8 +2,6 @@
 #pragma once
 
 #include <opc/signatures/DigitalSignatureData.hpp>
-#include <opc/xml/XercesGuard.hpp>
-#include <opc/xml/XercesHelper.hpp>
 
 #include <string>
 #include <vector>
@@ -16,23 +14,19 @@ enum class SignedInfoForm {
     Plain,     ///< empty elements as one tag: what some signers take for it
 };
 
-/// Turns signatures into XML. What cannot be written leaves as `InvalidPartContent`. Used by one thread at a time.
+/// Turns signatures into XML. What cannot be written leaves as `InvalidPartContent`. No state; any thread may call.
 class SignatureDocumentWriter {
 public:
-    SignatureDocumentWriter();
+    SignatureDocumentWriter() = delete;
 
     /// The package object (ECMA-376-2 §10.5.8) as text: what the reference to it digests.
-    std::u16string makePackageObject(const DigitalSignatureData& signature);
+    static std::string makePackageObject(const DigitalSignatureData& signature);
 
     /// The bytes that the signature value is over.
-    std::vector<unsigned char> makeSignedInfo(const DigitalSignatureData& signature, SignedInfoForm form);
+    static std::string makeSignedInfo(const DigitalSignatureData& signature, SignedInfoForm form);
 
     /// The whole signature part.
-    std::vector<unsigned char> makeDocument(const DigitalSignatureData& signature);
-
-private:
-    XercesGuard guard_;
-    WriterHandle writer_;
+    static std::string makeDocument(const DigitalSignatureData& signature);
 };
 
 } // namespace opc::model

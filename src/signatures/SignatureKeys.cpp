@@ -27,6 +27,10 @@ std::optional<std::vector<unsigned char>> decode(const std::u16string& base64) {
     }
 }
 
+const unsigned char* asBytes(const std::string& text) {
+    return reinterpret_cast<const unsigned char*>(text.data());
+}
+
 template <class Action>
 auto translatingKeySize(Action action) -> decltype(action()) {
     try {
@@ -48,17 +52,16 @@ const char* const KEY_DOES_NOT_FIT = "Verification material doesn't match the si
 SignatureValue::SignatureValue(const DigitalSignatureData& signature)
     : digestMethod_(AlgorithmURIMap::getSigningParameters(signature.signatureMethod).getDigestMethod()),
       value_(decode(signature.signatureValue)) {
-    SignatureDocumentWriter writer;
     for (const SignedInfoForm form : {SignedInfoForm::Canonical, SignedInfoForm::Plain})
-        signedInfos_.push_back(writer.makeSignedInfo(signature, form));
+        signedInfos_.push_back(SignatureDocumentWriter::makeSignedInfo(signature, form));
 }
 
 bool SignatureValue::isOf(const crypto::RSAPublicKey& key) const {
     if (!value_)
         return false;
     crypto::RSAVerifier verifier = CryptoEngine::createRSAVerifier(key, toDigestAlgorithm(digestMethod_));
-    return std::any_of(signedInfos_.begin(), signedInfos_.end(), [&](const std::vector<unsigned char>& bytes) {
-        verifier.update(bytes);
+    return std::any_of(signedInfos_.begin(), signedInfos_.end(), [&](const std::string& bytes) {
+        verifier.update(asBytes(bytes), bytes.size());
         return verifier.verify(*value_).isSignatureValid();
     });
 }
@@ -66,7 +69,8 @@ bool SignatureValue::isOf(const crypto::RSAPublicKey& key) const {
 std::u16string makeSignatureValue(const DigitalSignatureData& signature, const crypto::RSAPrivateKey& key) {
     const DigestMethod digestMethod = signature.signatureParams.getDigestMethod();
     crypto::RSASigner signer = CryptoEngine::createRSASigner(key, toDigestAlgorithm(digestMethod));
-    signer.update(SignatureDocumentWriter().makeSignedInfo(signature, SignedInfoForm::Canonical));
+    const std::string signedInfo = SignatureDocumentWriter::makeSignedInfo(signature, SignedInfoForm::Canonical);
+    signer.update(asBytes(signedInfo), signedInfo.size());
     return toString(CryptoEngine::encodeBase64(signer.sign()));
 }
 

@@ -25,7 +25,7 @@ public:
 private:
     DigestMethod digestMethod_;
     std::optional<std::vector<unsigned char>> value_;
-    std::vector<std::vector<unsigned char>> signedInfos_;
+    std::vector<std::string> signedInfos_;
 };
 
 /// The base64 text of the value that the key makes over `SignedInfo`.

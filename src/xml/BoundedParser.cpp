@@ -6,6 +6,7 @@
 
 #include <xercesc/framework/XMLAttr.hpp>
 #include <xercesc/framework/XMLElementDecl.hpp>
+#include <xercesc/internal/XMLScanner.hpp>
 
 namespace opc::model {
 
@@ -14,10 +15,18 @@ using xercesc::DOMLSParserImpl;
 BoundedParser::BoundedParser(const Limits& limits)
     : DOMLSParserImpl(nullptr, xercesc::XMLPlatformUtils::fgMemoryManager, nullptr), limits_(limits) {}
 
+void BoundedParser::forgetVersion() {
+    // A scanner takes the version of its last document for one that declares none, and it cannot be told another.
+    if (getScanner()->getXMLVersion() != xercesc::XMLReader::XMLV1_0) {
+        useScanner(getScanner()->getName());
+    }
+}
+
 void BoundedParser::startDocument() {
     depth_ = 0;
     nodes_ = 0;
     names_.clear();
+    ids_.clear();
     DOMLSParserImpl::startDocument();
 }
 
@@ -30,29 +39,40 @@ void BoundedParser::startElement(const xercesc::XMLElementDecl& declaration, uns
     countNames(declaration, prefix);
     for (XMLSize_t i = 0; i < attributeCount; ++i) {
         countNames(*attributes.elementAt(i));
+        countId(*attributes.elementAt(i));
     }
-    DOMLSParserImpl::startElement(declaration, uriId, prefix, attributes, attributeCount, isEmpty, isRoot);
+    if (buildsTree_) {
+        DOMLSParserImpl::startElement(declaration, uriId, prefix, attributes, attributeCount, isEmpty, isRoot);
+    }
 }
 
 void BoundedParser::endElement(const xercesc::XMLElementDecl& declaration, unsigned int uriId, bool isRoot,
                                const XMLCh* prefix) {
     --depth_;
-    DOMLSParserImpl::endElement(declaration, uriId, isRoot, prefix);
+    if (buildsTree_) {
+        DOMLSParserImpl::endElement(declaration, uriId, isRoot, prefix);
+    }
 }
 
 void BoundedParser::docCharacters(const XMLCh* text, XMLSize_t length, bool isCDATASection) {
     countNodes(isCDATASection ? 1 : 0);
-    DOMLSParserImpl::docCharacters(text, length, isCDATASection);
+    if (buildsTree_) {
+        DOMLSParserImpl::docCharacters(text, length, isCDATASection);
+    }
 }
 
 void BoundedParser::docComment(const XMLCh* text) {
     countNodes(1);
-    DOMLSParserImpl::docComment(text);
+    if (buildsTree_) {
+        DOMLSParserImpl::docComment(text);
+    }
 }
 
 void BoundedParser::docPI(const XMLCh* target, const XMLCh* data) {
     countNodes(1);
-    DOMLSParserImpl::docPI(target, data);
+    if (buildsTree_) {
+        DOMLSParserImpl::docPI(target, data);
+    }
 }
 
 void BoundedParser::countNodes(std::uint64_t count) {
@@ -78,8 +98,16 @@ void BoundedParser::countNames(const xercesc::XMLElementDecl& declaration, const
 void BoundedParser::countNames(const xercesc::XMLAttr& attribute) {
     const std::u16string_view name = attribute.getQName();
     countName(name);
-    if (name.starts_with(u"xmlns")) {
-        countName(attribute.getValue());
+    if (isNamespaceDeclaration(name)) {
+        const std::u16string_view uri = attribute.getValue();
+        throwIfNamespaceTooLong(uri.size());
+        countName(uri);
+    }
+}
+
+void BoundedParser::countId(const xercesc::XMLAttr& attribute) {
+    if (attribute.getType() == xercesc::XMLAttDef::ID) {
+        ids_.add(attribute.getValue(), getScanner()->getIDRefList()->getHashModulus());
     }
 }
 

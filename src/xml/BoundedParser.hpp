@@ -3,6 +3,8 @@
 
 #include <opc/core/Limits.hpp>
 
+#include "xml/IdCosts.hpp"
+
 #include <xercesc/parsers/DOMLSParserImpl.hpp>
 
 #include <cstdint>
@@ -16,7 +18,8 @@ namespace opc::model {
 /// The parser of Xerces, with bounds on what costs it time out of proportion to the length of a document.
 ///
 /// It searches all declarations of all open elements for the meaning of a prefix, all attributes of an element for the
-/// place of one more, and a table of fixed size for a name, so a short document made for it would keep it busy for
+/// place of one more, and a table of fixed size for a name; the name of a namespace it reads anew at each element and
+/// attribute, and IDs can be made for one slot of their table. So a short document made for it would keep it busy for
 /// hours; and what walks a document by recursion would leave the stack. The bounds are the limits and those of
 /// `XercesHelper`; what breaks one leaves the parse as `InvalidXMLDocument`. A parse that draws on the reserve of
 /// memory is left, too.
@@ -26,6 +29,17 @@ public:
     explicit BoundedParser(const Limits& limits);
 
     const Limits& getLimits() const { return limits_; }
+
+    /// The different names of the last document. Xerces keeps every namespace for the life of a parser with grammars, and
+    /// looks through all of them: after many, another parser serves better.
+    std::size_t getNameCount() const { return names_.size(); }
+
+    /// Makes the next document independent of the version of XML that the last one declared. It comes before the
+    /// settings of the read, of which some belong to the scanner that it replaces.
+    void forgetVersion();
+
+    /// Whether documents get a tree; true at first. Without, a parse only judges.
+    void setBuildsTree(bool buildsTree) { buildsTree_ = buildsTree; }
 
     void startDocument() override;
     void startElement(const xercesc::XMLElementDecl& declaration, unsigned int uriId, const XMLCh* prefix,
@@ -47,11 +61,14 @@ private:
     void countName(std::u16string_view name);
     void countNames(const xercesc::XMLElementDecl& declaration, const XMLCh* prefix);
     void countNames(const xercesc::XMLAttr& attribute);
+    void countId(const xercesc::XMLAttr& attribute);
 
     const Limits limits_;
+    bool buildsTree_ = true;
     std::uint64_t depth_ = 0;
     std::uint64_t nodes_ = 0;
     std::unordered_set<std::u16string, NameHash, std::equal_to<>> names_;
+    IdCosts ids_;
     std::u16string elementName_; ///< kept for its memory alone
 };
 

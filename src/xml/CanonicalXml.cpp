@@ -333,6 +333,42 @@ private:
     std::vector<View> open_; ///< the names of the open elements
 };
 
+/// Null for a byte that is never escaped.
+const char* escapeOf(char byte) {
+    switch (byte) {
+    case '&':
+        return "&amp;";
+    case '<':
+        return "&lt;";
+    case '>':
+        return "&gt;";
+    case '"':
+        return "&quot;";
+    case '\t':
+        return "&#x9;";
+    case '\n':
+        return "&#xA;";
+    case '\r':
+        return "&#xD;";
+    default:
+        return nullptr;
+    }
+}
+
+/// Appends the bytes, those escaped that have an escape and are not allowed to stand as they are.
+template <class IsAllowed>
+void appendEscaped(std::string& out, const std::string& bytes, IsAllowed isAllowed) {
+    auto copied = bytes.begin();
+    for (auto byte = bytes.begin(); byte != bytes.end(); ++byte) {
+        if (*byte > '>' || escapeOf(*byte) == nullptr || isAllowed(*byte))
+            continue;
+        out.append(copied, byte);
+        out += escapeOf(*byte);
+        copied = byte + 1;
+    }
+    out.append(copied, bytes.end());
+}
+
 } // namespace
 
 std::string canonicalize(const xercesc::DOMElement& apex, CanonicalComments comments) {
@@ -340,51 +376,11 @@ std::string canonicalize(const xercesc::DOMElement& apex, CanonicalComments comm
 }
 
 void appendCanonicalText(std::string& out, std::u16string_view text) {
-    for (const char byte : toUTF8(text)) {
-        switch (byte) {
-        case '&':
-            out += "&amp;";
-            break;
-        case '<':
-            out += "&lt;";
-            break;
-        case '>':
-            out += "&gt;";
-            break;
-        case '\r':
-            out += "&#xD;";
-            break;
-        default:
-            out += byte;
-        }
-    }
+    appendEscaped(out, toUTF8(text), [](char byte) { return byte == '"' || byte == '\t' || byte == '\n'; });
 }
 
 void appendCanonicalAttributeValue(std::string& out, std::u16string_view value) {
-    for (const char byte : toUTF8(value)) {
-        switch (byte) {
-        case '&':
-            out += "&amp;";
-            break;
-        case '<':
-            out += "&lt;";
-            break;
-        case '"':
-            out += "&quot;";
-            break;
-        case '\t':
-            out += "&#x9;";
-            break;
-        case '\n':
-            out += "&#xA;";
-            break;
-        case '\r':
-            out += "&#xD;";
-            break;
-        default:
-            out += byte;
-        }
-    }
+    appendEscaped(out, toUTF8(value), [](char byte) { return byte == '>'; });
 }
 
 } // namespace opc::model

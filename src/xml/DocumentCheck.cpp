@@ -34,14 +34,30 @@ void throwIfEndsWithHyphen(const DOMNode& comment) {
     }
 }
 
+/// The serializer declares the namespace of a node where no attribute does.
+void checkNamespace(const DOMNode& node) {
+    const XMLCh* uri = node.getNamespaceURI();
+    throwIfNamespaceTooLong(uri == nullptr ? 0 : std::u16string_view(uri).size());
+}
+
+void checkAttribute(const DOMNode& attribute) {
+    const std::u16string_view value = valueOf(attribute);
+    throwIfNotXmlText(value);
+    checkNamespace(attribute);
+    if (isNamespaceDeclaration(attribute.getNodeName())) {
+        throwIfNamespaceTooLong(value.size());
+    }
+}
+
 /// @return the number of its attributes.
 XMLSize_t checkElement(const DOMNode& element, std::uint32_t depth) {
     throwIfTooDeep(depth, XercesHelper::MAX_XML_DEPTH);
+    checkNamespace(element);
     const xercesc::DOMNamedNodeMap& attributes = *element.getAttributes();
     const XMLSize_t count = attributes.getLength();
     throwIfTooManyAttributes(count);
     for (XMLSize_t i = 0; i < count; ++i) {
-        throwIfNotXmlText(valueOf(*attributes.item(i)));
+        checkAttribute(*attributes.item(i));
     }
     return count;
 }

@@ -142,7 +142,7 @@ private:
     DOMConfiguration& configuration_;
 };
 
-void serialize(xercesc::DOMLSSerializer& serializer, const DOMDocument* document, xercesc::XMLFormatTarget& target,
+void serialize(xercesc::DOMLSSerializer& serializer, const DOMNode* node, xercesc::XMLFormatTarget& target,
                XercesHelper::XercesEncoding encoding, XmlDeclaration declaration) {
     XercesErrorHandler errors;
     DOMConfiguration& configuration = *serializer.getDomConfig();
@@ -153,8 +153,13 @@ void serialize(xercesc::DOMLSSerializer& serializer, const DOMDocument* document
     if (encoding == XercesHelper::XercesEncoding::UTF16) {
         output->setEncoding(UTF16_NAME);
     }
-    serializer.write(document, output.get());
+    serializer.write(node, output.get());
     errors.throwIfError();
+}
+
+void toUnits(const XMLByte* bytes, std::size_t size, std::u16string& out) {
+    out.resize(size / sizeof(char16_t));
+    std::copy_n(bytes, out.size() * sizeof(char16_t), reinterpret_cast<XMLByte*>(out.data()));
 }
 
 /// Pretty printing breaks the line before the root, which without a declaration would be the first thing.
@@ -292,7 +297,10 @@ DOMDocument* XercesHelper::readDocumentHelper(xercesc::DOMLSParser& parser, Inpu
     return translatingXercesErrors([&] {
         // Otherwise each document stays until the parser goes.
         parser.resetDocumentPool();
-        const auto* bounded = dynamic_cast<const BoundedParser*>(&parser);
+        auto* bounded = dynamic_cast<BoundedParser*>(&parser);
+        if (bounded != nullptr) {
+            bounded->forgetVersion();
+        }
         XmlInput input{stream, bounded == nullptr ? MAX_XML_SIZE : bounded->getLimits().xmlSize, nullptr};
         XercesErrorHandler errors;
         ResourceRefuser refuser(schemaLocation);
@@ -321,8 +329,18 @@ void XercesHelper::writeDocumentToString(xercesc::DOMLSSerializer& serializer, c
     std::vector<unsigned char> bytes;
     ByteArrayOutAdaptor stream(bytes);
     writeDocumentHelper(serializer, document, stream, XercesEncoding::UTF16, declaration);
-    out.resize(bytes.size() / sizeof(char16_t));
-    std::copy_n(bytes.begin(), out.size() * sizeof(char16_t), reinterpret_cast<unsigned char*>(out.data()));
+    toUnits(bytes.data(), bytes.size(), out);
+}
+
+void XercesHelper::writeElementToString(xercesc::DOMLSSerializer& serializer, const DOMElement* element,
+                                        std::u16string& out) {
+    const XercesGuard guard;
+    translatingXercesErrors([&] {
+        xercesc::MemBufFormatTarget target;
+        serialize(serializer, element, target, XercesEncoding::UTF16, XmlDeclaration::Omit);
+        throwIfTooLarge(target.getLen(), 2 * MAX_XML_SIZE); // in UTF-16
+        toUnits(target.getRawBuffer(), target.getLen(), out);
+    });
 }
 
 void XercesHelper::writeDocumentHelper(xercesc::DOMLSSerializer& serializer, const DOMDocument* document,

@@ -42,4 +42,18 @@ void throwIfTooManyNames(std::uint64_t count) {
     throwIfMore(count, XercesHelper::MAX_XML_NAMES, "XML content has more than ", " different names");
 }
 
+void throwIfTooManyIdComparisons(std::uint64_t count) {
+    throwIfMore(count, XercesHelper::MAX_XML_ID_COMPARISONS, "XML content has IDs that take more than ",
+                " comparisons");
+}
+
+bool isNamespaceDeclaration(std::u16string_view name) {
+    return name == u"xmlns" || name.starts_with(u"xmlns:");
+}
+
+void throwIfNamespaceTooLong(std::uint64_t length) {
+    throwIfMore(length, XercesHelper::MAX_XML_NAMESPACE_LENGTH, "XML content has a namespace longer than ",
+                " characters");
+}
+
 } // namespace opc::model

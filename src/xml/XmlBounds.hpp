@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 /// The bounds of `XercesHelper`, in force for what is read and, so that it can be read again, for what is written.
 namespace opc::model {
@@ -20,5 +21,14 @@ void throwIfTooManyNodes(std::uint64_t count);
 
 /// @throws InvalidXMLDocument for more names than `XercesHelper::MAX_XML_NAMES`.
 void throwIfTooManyNames(std::uint64_t count);
+
+/// @throws InvalidXMLDocument for more comparisons than `XercesHelper::MAX_XML_ID_COMPARISONS`.
+void throwIfTooManyIdComparisons(std::uint64_t count);
+
+/// Whether an attribute of this name declares a namespace.
+bool isNamespaceDeclaration(std::u16string_view name);
+
+/// @throws InvalidXMLDocument for a namespace longer than `XercesHelper::MAX_XML_NAMESPACE_LENGTH`.
+void throwIfNamespaceTooLong(std::uint64_t length);
 
 } // namespace opc::model

@@ -71,6 +71,8 @@ public:
         text.replace(found, from.size(), to);
     }
 
+    std::map<std::string, std::string> byName() const { return {items_.begin(), items_.end()}; }
+
     void reverse() { std::reverse(items_.begin(), items_.end()); }
 
     Bytes toZip(int method = Z_DEFLATED) const {

@@ -249,6 +249,48 @@ TEST_F(BoundsTest, refuses_more_nodes_and_more_names_than_the_bounds) {
     }
 }
 
+TEST_F(BoundsTest, refuses_a_longer_namespace_than_the_bound_before_it_costs_its_length_at_each_node) {
+    const std::string tooLong = "XML content has a namespace longer than 1024 characters";
+    const std::string longest(XercesHelper::MAX_XML_NAMESPACE_LENGTH, 'n');
+    const std::string million(1000000, 'n');
+    for (const std::string name : {"xmlns", "xmlns:p"}) {
+        EXPECT_EQ(verdict("<a " + name + "='" + longest + "'/>"), "accepted") << name;
+        EXPECT_EQ(verdict("<a " + name + "='" + longest + "n'/>"), tooLong) << name;
+        EXPECT_EQ(verdict("<a><b/><b " + name + "='" + longest + "n'/></a>"), tooLong) << name;
+    }
+    EXPECT_EQ(verdict("<a xmlnsp='" + million + "' xmlns:p='n' p:xmlns='" + million + "'/>"), "accepted");
+    for (const auto& [name, child] : {std::pair("xmlns", "<b/>"), std::pair("xmlns:p", "<b p:c=''/>")}) {
+        RepeatingStream stream("<a " + std::string(name) + "='" + million + "'>", child, 400000, "</a>");
+        EXPECT_LT(secondsOf([&] { EXPECT_EQ(verdict(stream), tooLong) << name; }), 3) << name;
+    }
+    loadSignatureSchemas();
+    RepeatingStream validated(object_ + "<a xmlns='" + million + "'>", "<b/>", 400000, "</a></Object>");
+    EXPECT_LT(secondsOf([&] { EXPECT_EQ(verdict(validated, true), tooLong); }), 3);
+}
+
+TEST_F(BoundsTest, refuses_IDs_made_to_be_compared_with_each_other_and_takes_any_number_of_others) {
+    loadEmbeddedSchema(*parser_, embedded::opc_relationships);
+    const auto relationships = [](const std::function<std::string(unsigned)>& idOf) {
+        std::string text = "<Relationships xmlns='http://schemas.openxmlformats.org/package/2006/relationships'>";
+        for (unsigned i = 0; i < 1U << 17; ++i) {
+            text += "<Relationship Id='" + idOf(i) + "' Type='t' Target='x'/>";
+        }
+        return text + "</Relationships>";
+    };
+    EXPECT_EQ(verdict(relationships([](unsigned i) { return "rId" + std::to_string(i * 100); }), true), "accepted");
+    const std::string ofOneHash = relationships([](unsigned i) {
+        std::string id;
+        for (unsigned bit = 0; bit < 17; ++bit) {
+            id += (i >> bit & 1) != 0 ? "bT" : "az"; // a digit to the base 38 is carried
+        }
+        return id;
+    });
+    const std::string tooMany = "XML content has IDs that take more than 100000000 comparisons";
+    EXPECT_LT(secondsOf([&] { EXPECT_EQ(verdict(ofOneHash, true), tooMany); }), 20) << "without a bound, minutes";
+    EXPECT_EQ(verdict(relationships([](unsigned i) { return "a" + std::to_string(i); }), true), "accepted")
+        << "a refusal leaves no count behind";
+}
+
 TEST_F(BoundsTest, reads_up_to_64_MiB_and_no_byte_more) {
     const std::string root = "<a/>";
     RepeatingStream longest(root, " ", XercesHelper::MAX_XML_SIZE - root.size(), "");

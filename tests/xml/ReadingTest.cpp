@@ -3,6 +3,8 @@
 
 #include <opc/xml/XercesErrorHandler.hpp>
 
+#include "xml/EmbeddedSchemas.hpp"
+#include "xml/SchemaValidation.hpp"
 #include "xml/XercesErrors.hpp"
 
 #include <gmock/gmock.h>
@@ -127,6 +129,27 @@ TEST_F(ReadingTest, leaves_nothing_of_one_read_behind_in_the_parser) {
     EXPECT_NE(verdict("<a>"), "accepted");
     EXPECT_EQ(configuration.getParameter(xercesc::XMLUni::fgDOMErrorHandler), nullptr);
     EXPECT_EQ(configuration.getParameter(xercesc::XMLUni::fgDOMResourceResolver), nullptr);
+}
+
+TEST_F(ReadingTest, judges_a_document_whatever_version_of_XML_was_read_before_it) {
+    const std::vector<std::string> ofVersion11 = {"<?xml version='1.1'?><a>&#1;</a>", "<?xml version='1.1'?><a",
+                                                  "<?xml version='1.1' encoding='UTF8'?><a/>"};
+    const std::vector<std::string> documents = {"<a>&#1;</a>", "<a xmlns:p=''/>",  "<a\xC2\x85/>", "<!DOCTYPE a><a/>",
+                                                "<a/>",        ofVersion11.front()};
+    for (const bool validated : {false, true}) {
+        parser_ = XercesHelper::createParser();
+        loadEmbeddedSchema(*parser_, embedded::opc_contentTypes);
+        verdict("<a/>", validated);
+        for (const std::string& document : documents) {
+            const std::string expected = verdict(document);
+            const bool accepted = !validated && (document == "<a/>" || document == ofVersion11.front());
+            EXPECT_EQ(expected == "accepted", accepted) << document;
+            for (const std::string& before : ofVersion11) {
+                verdict(before);
+                EXPECT_EQ(verdict(document), expected) << document << " after " << before;
+            }
+        }
+    }
 }
 
 TEST_F(ReadingTest, goes_on_validating_once_it_has_validated) {

@@ -233,6 +233,26 @@ TEST_F(WritingBoundsTest, refuses_what_has_too_many_attributes_or_nodes_to_be_re
     EXPECT_EQ(writeVerdict(*plain_), "XML content has more than 1000000 nodes");
 }
 
+TEST_F(WritingBoundsTest, refuses_a_namespace_that_is_too_long_to_be_read_again) {
+    const std::string tooLong = "XML content has a namespace longer than 1024 characters";
+    const std::u16string longest(XercesHelper::MAX_XML_NAMESPACE_LENGTH, u'n');
+    const std::vector<std::function<void(const std::u16string&)>> uses = {
+        [&](const std::u16string& uri) { root_->setAttributeNS(uri.c_str(), u"p:b", u""); },
+        [&](const std::u16string& uri) {
+            root_->setAttributeNS(xercesc::XMLUni::fgXMLNSURIName, u"xmlns:p", uri.c_str());
+        },
+        [&](const std::u16string& uri) { root_->appendChild(document_->createElementNS(uri.c_str(), u"a")); },
+    };
+    for (const auto& use : uses) {
+        document_ = XercesHelper::createDocument();
+        root_ = XercesHelper::appendElementNS(document_.get(), namespace_, XercesString(u"root"));
+        use(longest);
+        EXPECT_EQ(verdict(written(*plain_)), "accepted") << "use " << (&use - uses.data());
+        use(longest + u"n");
+        EXPECT_EQ(writeVerdict(*plain_), tooLong) << "use " << (&use - uses.data());
+    }
+}
+
 TEST_F(WritingBoundsTest, refuses_what_is_too_large_to_be_read_again) {
     const std::u16string half(XercesHelper::MAX_XML_SIZE / 2, u'x');
     append(u"a", half);

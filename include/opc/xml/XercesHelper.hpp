@@ -71,6 +71,14 @@ public:
     /// The most different names of elements and attributes, and of namespaces, that are read.
     static constexpr std::uint32_t MAX_XML_NAMES = 10'000;
 
+    /// The longest name of a namespace that is read or written, in UTF-16 units. It stands in a document once, and
+    /// costs its length again at each element and attribute of the namespace.
+    static constexpr std::uint32_t MAX_XML_NAMESPACE_LENGTH = 1024;
+
+    /// The most comparisons of an ID with another one that a validated document may take. IDs that were not made for it
+    /// stay far below, however many they are.
+    static constexpr std::uint32_t MAX_XML_ID_COMPARISONS = 100'000'000;
+
     XercesHelper() = delete;
 
     /// @name Factories
@@ -127,8 +135,8 @@ public:
     /// is neither flushed nor closed.
     /// @throws InvalidXMLDocument with one of our messages when the document holds a document type, a reference to an
     ///         entity, a character that XML 1.0 §2.2 excludes, or a comment, processing instruction or CDATA section
-    ///         that holds its own end, or when its size, depth, attributes or nodes would keep it from being read
-    ///         again; with Xerces' message when that fails.
+    ///         that holds its own end, or when its size, depth, attributes, nodes or namespaces would keep it from
+    ///         being read again; with Xerces' message when that fails.
     /// @throws whatever the stream throws.
     /// @{
 
@@ -139,6 +147,12 @@ public:
     /// Replaces `out` by the text; a declaration names UTF-16.
     static void writeDocumentToString(xercesc::DOMLSSerializer& serializer, const xercesc::DOMDocument* document,
                                       std::u16string& out, const XmlDeclaration& declaration);
+
+    /// Replaces `out` by an element of a document that was read, as the root of a document of its own would be written:
+    /// with the declarations that it needs of the namespaces around it. It is not looked at for what cannot be read
+    /// again.
+    static void writeElementToString(xercesc::DOMLSSerializer& serializer, const xercesc::DOMElement* element,
+                                     std::u16string& out);
 
     static void writeDocumentHelper(xercesc::DOMLSSerializer& serializer, const xercesc::DOMDocument* document,
                                     OutputStream& stream, const XercesEncoding& encoding,

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: Apache-2.0
+// Certificates, bundles and keys. The first byte of the input says what the rest is.
+#include <opc/certificates/PKCS12Certificate.hpp>
+#include <opc/certificates/TrustStore.hpp>
+#include <opc/certificates/X509CertificateChain.hpp>
+#include <opc/crypto/RSAPrivateKey.hpp>
+
+#include "Fuzz.hpp"
+
+#include <optional>
+
+namespace {
+
+using namespace opc::certificates;
+using opc::crypto::RSAPrivateKey;
+using opc::crypto::RSAPublicKey;
+using opc::fuzz::accepted;
+using Bytes = std::vector<unsigned char>;
+
+void checkPublicKey(const RSAPublicKey& key) {
+    OPCRAFT_REQUIRE(key.getKeySize() == 1024 || key.getKeySize() == 2048 || key.getKeySize() == 4096);
+    OPCRAFT_REQUIRE(RSAPublicKey::fromDER(key.toDER()) == key);
+    OPCRAFT_REQUIRE(RSAPublicKey::fromModulusAndExponent(key.getModulus(), key.getExponent()) == key);
+}
+
+void checkPrivateKey(const RSAPrivateKey& key) {
+    OPCRAFT_REQUIRE(RSAPrivateKey::fromDER(key.toDER().get()).getPublicKey() == key.getPublicKey());
+    checkPublicKey(key.getPublicKey());
+}
+
+/// What is asked of a certificate has an answer, whatever it says.
+void checkCertificate(const X509Certificate& certificate) {
+    OPCRAFT_REQUIRE(X509Certificate::fromDER(certificate.toDER()) == certificate);
+    OPCRAFT_REQUIRE(X509Certificate::fromPEM(certificate.toPEM()) == certificate);
+    for (const std::string& text : {certificate.getSubject(), certificate.getIssuer()}) {
+        opc::toString(text); // is UTF-8
+        OPCRAFT_REQUIRE(text.find_first_of("\n\r\t\x1B") == std::string::npos);
+    }
+    OPCRAFT_REQUIRE(certificate.getSerialNumber().size() % 2 == (certificate.getSerialNumber()[0] == '-' ? 1U : 0U));
+    certificate.getNotBefore();
+    certificate.getNotAfter();
+    certificate.getExtendedKeyUsages();
+    for (const KeyUsage usage : {KeyUsage::DigitalSignature, KeyUsage::DecipherOnly})
+        certificate.allowsKeyUsage(usage);
+    std::optional<RSAPublicKey> key;
+    if (accepted([&] { key = certificate.getPublicKey(); }))
+        OPCRAFT_REQUIRE(key->getKeySize() == certificate.getKeySize());
+
+    const CertificateValidationOptions all;
+    TrustStore trust;
+    trust.addCertificate(certificate);
+    const int status =
+        certificate.validate(X509CertificateChain({certificate}), all, trust).getCertificateChainStatus();
+    OPCRAFT_REQUIRE(status != 0 || (certificate.allowsDigitalSignatures() && certificate.isValid(all)));
+    OPCRAFT_REQUIRE(certificate.validate({}, all, TrustStore()).getCertificateChainStatus() != 0);
+}
+
+void checkChain(const X509CertificateChain& chain) {
+    for (const X509Certificate& certificate : chain.getCertificates())
+        checkCertificate(certificate);
+}
+
+void checkBundle(const Bytes& bytes, const std::string& password) {
+    const PKCS12Certificate bundle(bytes, password);
+    OPCRAFT_REQUIRE(bundle.hasCertificate() != bundle.getCertificate().isEmpty());
+    OPCRAFT_REQUIRE(bundle.hasPrivateKey() != bundle.getPrivateKey().get().empty());
+    accepted([&] { checkPrivateKey(RSAPrivateKey::fromDER(bundle.getPrivateKey().get())); });
+    if (bundle.hasCertificate())
+        checkCertificate(bundle.getCertificate());
+    checkChain(bundle.getCertificateChain());
+}
+
+void check(char kind, const Bytes& bytes) {
+    switch (kind) {
+    case 'c':
+        return checkCertificate(X509Certificate::fromDER(bytes));
+    case 'C':
+        return checkCertificate(X509Certificate::fromPEMOrDER(bytes));
+    case 'k':
+        return checkPublicKey(RSAPublicKey::fromDER(bytes));
+    case 'K':
+        return checkPublicKey(RSAPublicKey::fromPEMOrDER(bytes));
+    case 's':
+        return checkPrivateKey(RSAPrivateKey::fromDER(bytes));
+    case 'S':
+        return checkPrivateKey(RSAPrivateKey::fromPEMOrDER(bytes));
+    case 'h':
+        return checkChain(X509CertificateChain::fromPEMOrDER(bytes));
+    case 'p':
+        return checkBundle(bytes, "");
+    default:
+        return checkBundle(bytes, "fuzz");
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    if (size > 0)
+        accepted([&] { check(static_cast<char>(data[0]), Bytes(data + 1, data + size)); });
+    return 0;
+}
