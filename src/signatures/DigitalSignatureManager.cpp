@@ -207,10 +207,15 @@ DigitalSignature DigitalSignatureManager::getSignature(const std::u16string& nam
 DigitalSignature DigitalSignatureManager::findSignature(const std::u16string& name) const {
     throwIfPackageNotOpen();
     PartName part = getSignaturePartName(name);
-    const auto found = std::find_if(loaded().begin(), loaded().end(),
-                                    [&name](const DigitalSignature& each) { return each.getName() == name; });
+    const auto isNamed = [&name](const DigitalSignature& each) { return each.getName() == name; };
+    // One may lie in another folder; of several of one name it is the one that lies where it should.
+    auto found = std::find_if(loaded().begin(), loaded().end(), [&](const DigitalSignature& each) {
+        return isNamed(each) && PartName(each.getImpl()->partName) == part;
+    });
+    if (found == loaded().end())
+        found = std::find_if(loaded().begin(), loaded().end(), isNamed);
     if (found != loaded().end())
-        part = PartName(found->getImpl()->partName); // which may lie in another folder
+        part = PartName(found->getImpl()->partName);
     throwIfNotValidSignaturePart(part);
     if (found == loaded().end())
         throw SignatureNotFound("Could not find the given signature by the given name.");

@@ -94,7 +94,7 @@ TEST_F(Changing, AddCompressesAsHardAsItIsTold) {
     const std::string text(100000, 'a');
     std::vector<unsigned> methods;
     good({"new", "p.zip"});
-    for (const char* level : {"none", "normal", "maximum", "fast", "super-fast"}) {
+    for (const char* level : {"none", "normal", "maximum", "fast", "Super-Fast"}) {
         const std::string name = std::string(level) + ".txt";
         good({"add", "p.zip", name, "--type", "text/plain", "--from", "-", "--compression", level}, text);
         EXPECT_EQ(good({"cat", "p.zip", name}), text);

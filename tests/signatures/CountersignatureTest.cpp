@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "signatures/KeyRing.hpp"
+#include "signatures/Tampering.hpp"
 #include "support/FailingPackage.hpp"
 
 namespace opc::model::test {
@@ -85,51 +86,45 @@ TEST(Countersignature, HoldsInEveryFormAndCoversTheSignatures) {
 TEST(Countersignature, IsBrokenByWhatItCovers) {
     const std::string root = "_rels/.rels", origin = "_xmlsignatures/_rels/origin.sigs.rels", end = "</Relationships>";
     const std::string document = "word/_rels/document.xml.rels";
-    const auto add = [&](const std::string& item, const std::string& id, const std::u16string& type,
-                         const std::string& target) {
-        return [=](Items& items) {
-            items.replace(item, end,
-                          "<Relationship Id=\"" + id + "\" Type=\"" + toASCIIString(type) + "\" Target=\"" + target +
-                              "\"/>" + end);
-        };
-    };
-    const auto edit = [](const std::string& item, const std::string& from, const std::string& to) {
-        return [=](Items& items) { items.replace(item, from, to); };
-    };
+    const std::string signature = toASCIIString(TYPE) + "signature", originType = toASCIIString(TYPE) + "origin";
+    const auto add = [&](const std::string& item, const std::string& id, const std::string& type,
+                         const std::string& target) { return insert(item, end, relationship(id, type, target)); };
     const Bytes zip = countersignedLetter();
     const Bytes byType = changed(letter().toZip(), [](Opened& opened) {
-        const RelationshipSelector links(DOCUMENT.getURI(), BY_TYPE, u"urn:link");
-        opened.manager.sign({}, {links}, fixedKey(), params1024);
+        sign(opened.manager);
+        const URI source = DOCUMENT.getURI(), styles(u"/word/styles.xml");
+        opened.package.getPart(ORIGIN).createInternalRelationship(u"urn:link", styles);
+        opened.package.getPart(DOCUMENT).createInternalRelationship(TYPE + u"signature", styles);
+        opened.manager.sign({}, {{ORIGIN.getURI(), BY_TYPE, u"urn:link"}, {source, BY_TYPE, TYPE + u"signature"}},
+                            fixedKey(), params1024);
+        opened.manager.removeSignature(u"sig1");
         countersign(opened.manager);
     });
     const std::string itself = "/_xmlsignatures/sigcountersig.xml", own = "DSRelcountersig";
-    const struct {
-        const char* what;
-        Bytes zip;
-        std::function<void(Items&)> change;
-    } rows[] = {
-        {"a signature in another spelling", zip, edit("_xmlsignatures/sig1.xml", "?>", "?> ")},
-        {"another origin", zip, add(root, "x", TYPE + u"origin", "word/document.xml")},
-        {"another origin by its own ID", byType, add(root, own, TYPE + u"origin", itself)},
-        {"its own relationship by another ID", zip, edit(origin, own, "DSRel3")},
-        {"a signature by another ID", zip, edit(origin, "DSRel2", "DSRel7")},
-        {"a signature by its own ID", zip,
-         [&](Items& items) {
-             items.replace(origin, own, "x");
-             items.replace(origin, "DSRel1", own);
-         }},
-        {"another relationship by its own ID", byType, add(document, own, u"urn:link", "/evil.xml")},
-        {"another way to it by its own ID", byType, add(document, own, u"urn:link", itself)},
+    const std::vector<Tampering> rows = {
+        {"a signature in another spelling", edit(PART, "?>", "?> "), "invalid"},
+        {"another origin", add(root, "x", originType, "word/document.xml"), "invalid"},
+        {"its own relationship by another ID", edit(origin, own, "DSRel3"), "invalid"},
+        {"a signature by another ID", edit(origin, "DSRel2", "DSRel7"), "invalid"},
+        {"a signature by its own ID", both(edit(origin, own, "x"), edit(origin, "DSRel1", own)), "invalid"},
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(verdictOn(row.zip), "valid");
-        Items items(row.zip);
-        row.change(items);
-        const std::string verdict = verdictOn(items.toZip());
-        // What stands in front of the origin makes another one of it, without signatures: that is seen as no signature.
-        EXPECT_EQ(verdict, row.what == std::string("another origin by its own ID") ? "unsigned" : "invalid")
-            << row.what;
-    }
+    expectVerdicts(zip, rows);
+    const std::vector<Tampering> byTypeRows = {
+        {"another relationship by its own ID", add(document, own, signature, "/evil.xml"), "invalid"},
+        {"another way to it by its own ID", add(document, own, signature, itself), "invalid"},
+        {"its own relationship with another type",
+         edit(origin, "sig.xml\" Type=\"" + signature, "sig.xml\" Type=\"urn:link"), "invalid"},
+        {"another origin in front, which has no signatures", add(root, own, originType, itself), "unsigned"},
+    };
+    expectVerdicts(byType, byTypeRows);
+    Items named(zip); // another one by its name, in front of it
+    named["_xmlsignatures/countersig.xml"] = named[PART];
+    named.replace("[Content_Types].xml", "/_xmlsignatures/sig1.xml", "/_xmlsignatures/countersig.xml");
+    add(origin, "A", signature, "countersig.xml")(named);
+    changed(named.toZip(), [](Opened& opened) {
+        EXPECT_EQ(verdicts(opened.manager), (Names{u"!sigcountersig", u"sig1", u"sig2", COUNTERSIGNATURE}));
+        EXPECT_EQ(opened.manager.getCountersignature().getImpl()->partName, u"/_xmlsignatures/sigcountersig.xml");
+    });
     changed(zip, [](Opened& opened) {
         sign(opened.manager);
         EXPECT_EQ(verdicts(opened.manager), (Names{u"!sigcountersig", u"sig1", u"sig2", u"sig3"}));

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "signatures/Tampering.hpp"
 #include "signatures/KeyRing.hpp"
 
 #include <regex>
@@ -7,53 +8,10 @@ namespace opc::model::test {
 
 namespace {
 
-using Change = std::function<void(Items&)>;
-
 const std::string TYPES = "[Content_Types].xml", RELS = "word/_rels/document.xml.rels";
 const std::string ORIGIN_RELS = "_xmlsignatures/_rels/origin.sigs.rels";
 const std::string CORE = "metadata/coreProperties.xml";
 const std::string KEYWORDS = "<cp:keywords>one</cp:keywords>";
-
-Change edit(const std::string& item, const std::string& from, const std::string& to) {
-    return [=](Items& items) { items.replace(item, from, to); };
-}
-
-/// Puts a text in front of another one.
-Change insert(const std::string& item, const std::string& before, const std::string& text) {
-    return edit(item, before, text + before);
-}
-
-Change erase(const std::string& item) {
-    return [=](Items& items) { items.erase(item); };
-}
-
-Change both(const Change& first, const Change& second) {
-    return [=](Items& items) {
-        first(items);
-        second(items);
-    };
-}
-
-struct Tampering {
-    const char* what;
-    Change change;
-    std::string verdict{}; ///< empty: any that is bad
-};
-
-void expectVerdicts(const Bytes& zip, const std::vector<Tampering>& rows) {
-    ASSERT_EQ(verdictOn(zip), "valid");
-    for (const Tampering& row : rows) {
-        Items items(zip);
-        row.change(items);
-        const std::string verdict = verdictOn(items.toZip());
-        const bool isBad = verdict == "invalid" || verdict.rfind("refused", 0) == 0;
-        EXPECT_TRUE(row.verdict.empty() ? isBad : verdict == row.verdict) << row.what << ": " << verdict;
-    }
-}
-
-std::string relationship(const std::string& id, const std::string& type, const std::string& target) {
-    return "<Relationship Id=\"" + id + "\" Type=\"" + type + "\" Target=\"" + target + "\"/>";
-}
 
 /// The letter, with relationships of the document signed by their types and one by its Id.
 Bytes letterSignedByType() {

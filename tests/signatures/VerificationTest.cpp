@@ -228,8 +228,7 @@ TEST_F(Verification, ReportsWhatWasClaimedAndWhatWasFound) {
     const auto report = manager.examineAllSignatures(allOptions(), ring.trust("root")).at(0);
     EXPECT_EQ(report.keySource, KeySource::Certificate);
     EXPECT_EQ(report.keySize, 1024U);
-    EXPECT_TRUE(report.signatureValueHolds && report.certificateChecked && !report.isSignatureValid());
-    EXPECT_FALSE(report.getStatus().isSignatureValid());
+    EXPECT_TRUE(report.signatureValueHolds && report.certificateChecked && !report.getStatus().isSignatureValid());
     EXPECT_EQ(report.certificate, ring.certificate("leaf"));
     EXPECT_EQ(report.certificateChain.getCertificates().size(), 1U);
     EXPECT_EQ(report.certificateResults.getCertificateChainStatus(), 0);

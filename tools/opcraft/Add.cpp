@@ -112,7 +112,7 @@ void addAddCommand(Tool& tool) {
     command->add_option("--compression", options->compression, "none, normal, maximum, fast or super-fast")
         ->type_name("LEVEL")
         ->capture_default_str()
-        ->check(CLI::IsMember(compressions, CLI::ignore_case).description(""));
+        ->transform(CLI::IsMember(compressions, CLI::ignore_case).description(""));
     command->callback([&tool, options] {
         tool.action = {options->file, options->part, [options](Console& console) { return add(*options, console); }};
     });
