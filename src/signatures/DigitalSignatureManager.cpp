@@ -5,6 +5,7 @@
 
 #include "signatures/ManifestTarget.hpp"
 #include "signatures/RelationshipsTransform.hpp"
+#include "signatures/SignatureBounds.hpp"
 #include "signatures/SignatureDocumentReader.hpp"
 #include "signatures/SignatureForm.hpp"
 
@@ -86,6 +87,7 @@ void DigitalSignatureManager::doLoad() {
             if (!seen.insert(part.getName()).second)
                 throw InvalidSignature("Two relationships lead to the signature part " +
                                        toASCIIString(part.getName().toString()));
+            throwIfTooMuchIsSigned<InvalidSignature>(signatures_, 0);
             signatures_.push_back(loadSignature(part));
             const std::u16string id = signatures_.back().getImpl()->signatureId;
             if (id != countersignatureId) {

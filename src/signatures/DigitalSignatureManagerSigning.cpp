@@ -14,6 +14,7 @@
 #include "signatures/ManifestTarget.hpp"
 #include "signatures/PartDigester.hpp"
 #include "signatures/RelationshipsTransform.hpp"
+#include "signatures/SignatureBounds.hpp"
 #include "signatures/SignatureDocumentReader.hpp"
 #include "signatures/SignatureDocumentWriter.hpp"
 #include "signatures/SignatureForm.hpp"
@@ -378,6 +379,7 @@ struct DigitalSignatureManager::NewSignature {
 DigitalSignature DigitalSignatureManager::makeSignature(const NewSignature& wish, const SignatureParams& params,
                                                         const SigningRequest& request, bool isCountersignature) {
     const DataToSign data = computeDataToSign(getPackage(), request, params);
+    throwIfTooMuchIsSigned<CouldNotGenerateSignature>(signatures_, data.relationships.size());
     const std::u16string id = isCountersignature ? countersignatureId : getNextSignatureID();
     throwIfNotSignable(id, data);
     throwIfKeyLengthIsOff(wish.signingKey, wish.verificationKey, params);

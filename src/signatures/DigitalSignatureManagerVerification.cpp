@@ -4,6 +4,7 @@
 #include <opc/signatures/AlgorithmURIMap.hpp>
 #include <opc/signatures/DigitalSignatureManager.hpp>
 
+#include "model/ItemBytes.hpp"
 #include "signatures/ErrorTranslation.hpp"
 #include "signatures/ReferenceExaminer.hpp"
 #include "signatures/SignatureForm.hpp"
@@ -50,6 +51,20 @@ DigitalSignatureVerificationStatus toStatus(const SignatureReport& report,
     return report.getStatus();
 }
 
+/// Examines one after the other; what speaks against one does not keep the others from it.
+template <class Examine>
+std::vector<SignatureReport> tellingOfEach(const std::vector<DigitalSignature>& signatures, Examine examine) {
+    std::vector<SignatureReport> reports;
+    for (const DigitalSignature& signature : signatures) {
+        try {
+            reports.push_back(examine(signature));
+        } catch (const Exception& e) {
+            reports.emplace_back(signature).problem = e.what();
+        }
+    }
+    return reports;
+}
+
 /// One relationship of a package.
 using RelationshipKey = std::pair<std::u16string, std::u16string>;
 
@@ -87,7 +102,18 @@ private:
     }
 };
 
-/// What ties the signatures to a package: the origin that counts, and what it leads to.
+bool isEmpty(const Part& part) {
+    bool empty = true;
+    try {
+        readItem(*part.getInputStream(), [&empty](const unsigned char*, std::size_t size) { return empty = size == 0; });
+    } catch (const Exception&) { // who knows
+        return false;
+    }
+    return empty;
+}
+
+/// What ties the signatures to a package: the origin that counts, and what it leads to. Where it is content as well,
+/// an origin that is not empty or a part of another content type, it is no mere structure.
 class Structure {
 public:
     Structure(const Package& package, const std::vector<DigitalSignature>& signatures) {
@@ -96,9 +122,13 @@ public:
             return;
         originKey_ = keyOf(origins.front());
         origin_.emplace(origins.front().getTargetURI());
-        parts_.insert(*origin_);
-        for (const DigitalSignature& signature : signatures)
-            parts_.insert(PartName(signature.getImpl()->partName));
+        addOrigin(package);
+        const ContentType contentType(libraryForm().signatureContentType);
+        for (const DigitalSignature& signature : signatures) {
+            const PartName name(signature.getImpl()->partName);
+            if (package.hasPart(name) && package.getPart(name).getContentType() == contentType)
+                parts_.insert(name);
+        }
     }
 
     bool holds(const PartName& name) const { return parts_.count(name) != 0; }
@@ -109,6 +139,14 @@ public:
     }
 
 private:
+    void addOrigin(const Package& package) {
+        if (!package.hasPart(*origin_))
+            return;
+        const Part part = package.getPart(*origin_);
+        if (part.getContentType() == ContentType(libraryForm().originContentType) && isEmpty(part))
+            parts_.insert(*origin_);
+    }
+
     std::optional<PartName> origin_;
     RelationshipKey originKey_;
     std::set<PartName> parts_;
@@ -152,11 +190,16 @@ SignatureReport DigitalSignatureManager::examine(const DigitalSignature& signatu
 SignatureReport DigitalSignatureManager::examineSignature(const DigitalSignature& signature,
                                                           const Bytes& publicKey) const {
     throwIfPackageNotOpen();
+    ReferenceExaminer examiner(getPackage());
+    return examineByKey(signature, publicKey, examiner);
+}
+
+SignatureReport DigitalSignatureManager::examineByKey(const DigitalSignature& signature, const Bytes& publicKey,
+                                                      ReferenceExaminer& examiner) const {
     if (publicKey.empty())
         throw InvalidSignature("Verification by an empty public key  was attempted.");
     throwIfMethodIsNotRSA(*signature.getImpl());
     return translatingErrorsTo<InvalidSignature>([&] {
-        ReferenceExaminer examiner(getPackage());
         return examine(signature, {KeySource::Caller, readPublicKey(publicKey)}, examiner);
     });
 }
@@ -208,10 +251,17 @@ std::vector<SignatureReport> DigitalSignatureManager::examineAllSignatures(const
                                                                            const TrustStore& trustStore) const {
     throwIfPackageNotOpen();
     ReferenceExaminer examiner(getPackage());
-    std::vector<SignatureReport> reports;
-    for (const DigitalSignature& signature : loaded())
-        reports.push_back(examineByOwnMaterial(signature, options, trustStore, examiner));
-    return reports;
+    return tellingOfEach(loaded(), [&](const DigitalSignature& signature) {
+        return examineByOwnMaterial(signature, options, trustStore, examiner);
+    });
+}
+
+std::vector<SignatureReport> DigitalSignatureManager::examineAllSignatures(const Bytes& publicKey) const {
+    throwIfPackageNotOpen();
+    ReferenceExaminer examiner(getPackage());
+    return tellingOfEach(loaded(), [&](const DigitalSignature& signature) {
+        return examineByKey(signature, publicKey, examiner);
+    });
 }
 
 CoverageReport DigitalSignatureManager::examineCoverage(const std::vector<SignatureReport>& reports,

@@ -8,6 +8,8 @@
 #include <opc/crypto/CryptoEngine.hpp>
 #include <opc/model/coreproperties/PackageHelper.hpp>
 
+#include <utility>
+
 namespace opc::model {
 
 namespace {
@@ -31,13 +33,59 @@ bool holdsOnlyKeywords(std::string_view text) {
     return true;
 }
 
+bool startsWith(std::string_view text, std::string_view start) {
+    return text.substr(0, start.size()) == start;
+}
+
+/// Behind the tag, comment, section or instruction that starts with a "<"; npos when it does not end.
+std::size_t endOfMarkup(std::string_view text, std::size_t start) {
+    constexpr std::pair<std::string_view, std::string_view> brackets[] = {
+        {"<!--", "-->"}, {"<![CDATA[", "]]>"}, {"<?", "?>"}};
+    for (const auto& [opening, closing] : brackets)
+        if (startsWith(text.substr(start), opening)) {
+            const std::size_t end = text.find(closing, start + opening.size());
+            return end == std::string_view::npos ? end : end + closing.size();
+        }
+    char quote = 0;
+    for (std::size_t i = start; i < text.size(); ++i) {
+        if (quote == 0 && text[i] == '>')
+            return i + 1;
+        if (quote == 0 && (text[i] == '"' || text[i] == '\''))
+            quote = text[i];
+        else if (text[i] == quote)
+            quote = 0;
+    }
+    return std::string_view::npos;
+}
+
+int depthOf(std::string_view markup) {
+    if (startsWith(markup, "</"))
+        return -1;
+    const bool isEmpty = markup.substr(markup.size() - 2) == "/>";
+    return isEmpty || startsWith(markup, "<!") || startsWith(markup, "<?") ? 0 : 1;
+}
+
+/// Whether a tag stands where properties do, and not in the text of one, which would be another text with it.
+bool isChildOfRoot(std::string_view text, std::size_t tag) {
+    int depth = 0;
+    std::size_t next = text.find('<');
+    while (next < tag) {
+        const std::size_t end = endOfMarkup(text, next);
+        if (end > tag)
+            return false;
+        depth += depthOf(text.substr(next, end - next));
+        next = text.find('<', end);
+    }
+    return depth == 1;
+}
+
 } // namespace
 
 void removeKeywords(std::string& coreProperties) {
     const std::string_view text = coreProperties;
     const std::size_t start = text.find(keywordsStart);
     const std::size_t end = text.find(keywordsEnd);
-    if (start == std::string_view::npos || end == std::string_view::npos || end < start)
+    if (start == std::string_view::npos || end == std::string_view::npos || end < start || !isChildOfRoot(text, start))
         return;
     const std::size_t inner = start + keywordsStart.size();
     if (holdsOnlyKeywords(text.substr(inner, end - inner)))

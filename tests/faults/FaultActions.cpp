@@ -121,14 +121,7 @@ void signAll(DigitalSignatureManager& manager) {
 FaultAction signing(const std::string& name, const std::function<void(DigitalSignatureManager&)>& change) {
     const auto run = [change](Package& package) {
         DigitalSignatureManager manager(package);
-        package.open(OpenMode::ReadWrite);
-        try {
-            change(manager);
-            package.close();
-        } catch (...) {
-            package.close(true);
-            throw;
-        }
+        command("", [&](Package&) { change(manager); }, {}).run(package);
     };
     return {"Command" + name,
             true,

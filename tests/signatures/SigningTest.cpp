@@ -4,7 +4,7 @@
 
 #include <opc/model/StandardPartInfo.hpp>
 
-#include <regex>
+#include <boost/regex.hpp>
 
 namespace opc::model::test {
 
@@ -48,14 +48,14 @@ public:
 
     /// The digest of all relationships of a part, by its text.
     std::string relationshipsDigest(const std::string& part) const {
-        static const std::regex element("<(?:\\w+:)?Relationship\\s(?:\"[^\"]*\"|'[^']*'|[^>\"'])*>");
-        static const std::regex attribute("(Id|Type|Target|TargetMode)\\s*=\\s*(\"[^\"]*\"|'[^']*')");
+        static const boost::regex element("<(?:\\w+:)?Relationship\\s(?:\"[^\"]*\"|'[^']*'|[^>\"'])*>");
+        static const boost::regex attribute("(Id|Type|Target|TargetMode)\\s*=\\s*(\"[^\"]*\"|'[^']*')");
         std::map<std::string, std::string> sorted;
-        for (std::sregex_iterator i(part.begin(), part.end(), element), end; i != end; ++i) {
+        for (boost::sregex_iterator i(part.begin(), part.end(), element), end; i != end; ++i) {
             const std::string text = i->str();
             std::map<std::string, std::string> values{{"TargetMode", "\"Internal\""}};
-            for (std::sregex_iterator a(text.begin(), text.end(), attribute); a != end; ++a)
-                values[(*a)[1]] = (*a)[2];
+            for (boost::sregex_iterator a(text.begin(), text.end(), attribute); a != end; ++a)
+                values[a->str(1)] = a->str(2);
             std::string& made = sorted[values.at("Id").substr(1, values.at("Id").size() - 2)];
             for (const auto& [name, value] : values)
                 made += " " + name + "=" + value;

@@ -2,7 +2,7 @@
 #include "signatures/Tampering.hpp"
 #include "signatures/KeyRing.hpp"
 
-#include <regex>
+#include <boost/regex.hpp>
 
 namespace opc::model::test {
 
@@ -147,14 +147,14 @@ protected:
 };
 
 TEST_F(TamperingWithSignatures, NoTextAndNoAttributeIsLeftOut) {
-    const std::regex value("=\"([^\"]*)\"|>([^<]+)<");
+    const boost::regex value("=\"([^\"]*)\"|>([^<]+)<");
     for (const Bytes& zip : {signedLetter(), letterSignedByType(), signedBy("leaf", "leaf")}) {
         ASSERT_TRUE(isValid(zip));
         Items items(zip);
         const std::string text = items[PART];
         const std::size_t start = text.find("<Signature "); // behind the XML declaration
         int count = 0;
-        for (std::sregex_iterator i(text.begin() + static_cast<long>(start), text.end(), value), end; i != end; ++i) {
+        for (boost::sregex_iterator i(text.begin() + static_cast<long>(start), text.end(), value), end; i != end; ++i) {
             const std::size_t group = (*i)[1].matched ? 1 : 2;
             const std::string was = i->str(group);
             std::set<std::string> others{"", was + "A"};

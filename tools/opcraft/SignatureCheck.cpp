@@ -19,17 +19,12 @@ using opc::model::DigitalSignature;
 using opc::model::DigitalSignatureManager;
 using opc::model::SignatureReport;
 
-/// Checks one after the other; one that cannot be verified at all does not keep the others from it.
-template <class Examine>
-std::vector<CheckedSignature> checkEach(const DigitalSignatureManager& manager, Examine examine) {
+std::vector<CheckedSignature> toChecked(std::vector<SignatureReport> reports) {
     std::vector<CheckedSignature> checked;
-    for (const DigitalSignature& signature : manager.getSignatures()) {
-        CheckedSignature each{signature};
-        try {
-            each.report = examine(signature);
-        } catch (const opc::Exception& e) {
-            each.problem = e.what();
-        }
+    for (SignatureReport& report : reports) {
+        CheckedSignature each{report.signature, {}, report.problem};
+        if (each.problem.empty())
+            each.report = std::move(report);
         checked.push_back(std::move(each));
     }
     return checked;
@@ -48,24 +43,12 @@ void withSignatures(opc::storage::ZipPackage& zip, const opc::Limits& limits, Ac
 
 std::vector<CheckedSignature> checkSignatures(const DigitalSignatureManager& manager,
                                               const CertificateValidationOptions& options, const TrustStore& trust) {
-    try { // all at once, what several cover is read once
-        std::vector<CheckedSignature> checked;
-        for (SignatureReport& report : manager.examineAllSignatures(options, trust)) {
-            const DigitalSignature signature = report.signature;
-            checked.push_back({signature, std::move(report)});
-        }
-        return checked;
-    } catch (const opc::Exception&) {
-        return checkEach(manager, [&](const DigitalSignature& signature) {
-            return manager.examineSignature(signature, options, trust);
-        });
-    }
+    return toChecked(manager.examineAllSignatures(options, trust));
 }
 
 std::vector<CheckedSignature> checkSignatures(const DigitalSignatureManager& manager,
                                               const std::vector<unsigned char>& publicKey) {
-    return checkEach(manager,
-                     [&](const DigitalSignature& signature) { return manager.examineSignature(signature, publicKey); });
+    return toChecked(manager.examineAllSignatures(publicKey));
 }
 
 std::vector<std::string> readSignatureNames(opc::storage::ZipPackage& zip, const opc::Limits& limits) {

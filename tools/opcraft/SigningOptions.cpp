@@ -8,8 +8,10 @@
 #include <opc/crypto/RSAPrivateKey.hpp>
 
 #include <algorithm>
+#include <filesystem>
 #include <map>
 #include <string_view>
+#include <system_error>
 
 namespace opcraft {
 
@@ -37,11 +39,20 @@ struct Rule {
     const char* reason;
 };
 
+/// What is to be written replaces the package at most, and none of the other files that it is made with.
+void throwIfOverwritten(const std::vector<std::string>& files, const SigningOptions& options) {
+    std::error_code ignored; // what is not there is not overwritten
+    for (const std::string& file : files)
+        if (file != options.file && std::filesystem::equivalent(file, options.output, ignored))
+            throw wrongArgument(options.output, "this would overwrite what the signature is made with");
+}
+
 void checkUsage(const SigningOptions& options) {
     std::vector<std::string> files = options.trust.files;
     files.insert(files.end(),
                  {options.file, options.key, options.certificate, options.chain, options.bundle, options.passwordFile});
     throwIfSharedInput(files);
+    throwIfOverwritten(files, options);
     const bool hasPassword = !options.passwordFile.empty() || !options.passwordVariable.empty();
     const bool hasTrust = options.trust.isTrusting();
     const Rule rules[] = {

@@ -4,6 +4,8 @@
 #include "opcraft/Text.hpp"
 #include "opcraft/VerifyReport.hpp"
 
+#include <opc/signatures/AlgorithmURIMap.hpp>
+
 #include <algorithm>
 
 namespace opcraft {
@@ -18,9 +20,21 @@ using opc::model::RelationshipSelectorType;
 /// How much is named without --explain.
 constexpr std::size_t named = 20;
 
+/// The digest that the entry names is that of the signature value; what it covers may have been signed by others.
+std::string weakDigestsText(const SignatureVerdict& verdict) {
+    using opc::model::AlgorithmURIMap;
+    using opc::model::DigestMethod;
+    const auto isWeak = [](const ReferenceReport& reference) {
+        return reference.digestMethod == AlgorithmURIMap::getAlgorithmURI(DigestMethod::MD5) ||
+               reference.digestMethod == AlgorithmURIMap::getAlgorithmURI(DigestMethod::SHA1);
+    };
+    const bool anyIsWeak = std::any_of(verdict.references.begin(), verdict.references.end(), isWeak);
+    return anyIsWeak ? "; what it covers by MD5 or SHA-1, which is weak" : "";
+}
+
 std::string cryptographyText(const SignatureVerdict& verdict) {
     if (verdict.holds)
-        return "holds (" + algorithmOf(verdict.entry) + ')';
+        return "holds (" + algorithmOf(verdict.entry) + weakDigestsText(verdict) + ')';
     std::string text = "does not hold: " + verdict.problem;
     if (verdict.valueHolds && verdict.problems > 1)
         text += ", and " + countText(verdict.problems - 1, "more problem") + " (--explain shows all)";

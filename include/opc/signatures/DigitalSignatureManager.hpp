@@ -62,6 +62,7 @@ public:
 
     /// In the order of the relationships that lead to them.
     std::vector<DigitalSignature> getSignatures() const;
+    /// Of several of one name, the one that lies where a new one would be put.
     /// @throws SignatureNotFound when there is none of that name, or the name is that of a part.
     DigitalSignature getSignature(const std::u16string& name) const;
     /// The first part of `getSignature`: @throws SignatureNotFound
@@ -220,9 +221,12 @@ public:
     SignatureReport examineSignature(const DigitalSignature& signature,
                                      const certificates::CertificateValidationOptions& options,
                                      const certificates::TrustStore& trustStore) const;
-    /// All of them by what each carries. A part that several signatures cover is read once for each digest.
+    /// All of them by what each carries. A part that several signatures cover is read once for each digest. One that
+    /// cannot be verified at all has a `SignatureReport::problem`, and keeps the others from nothing.
     std::vector<SignatureReport> examineAllSignatures(const certificates::CertificateValidationOptions& options,
                                                       const certificates::TrustStore& trustStore) const;
+    /// All of them by a key that the caller knows.
+    std::vector<SignatureReport> examineAllSignatures(const std::vector<unsigned char>& publicKey) const;
 
     /// What signatures cover.
     /// @param otherItems names of stored items that are no parts (`storage::ZipPackage::getOtherItems`).
@@ -285,6 +289,8 @@ private:
     SignatureReport examineByOwnMaterial(const DigitalSignature& signature,
                                          const certificates::CertificateValidationOptions& options,
                                          const certificates::TrustStore& trustStore, ReferenceExaminer& examiner) const;
+    SignatureReport examineByKey(const DigitalSignature& signature, const std::vector<unsigned char>& publicKey,
+                                 ReferenceExaminer& examiner) const;
     void countersignHelper(std::vector<PartName>& parts, std::vector<RelationshipSelector>& selectors) const;
     void saveSignaturePart(const DigitalSignature& signature);
     void remove(const DigitalSignature& signature);

@@ -74,6 +74,9 @@ struct OPCRAFT_API SignatureReport {
     /// Those of `SignedInfo`, then those of the manifest, in their order. They were all looked at when the signature
     /// value holds, and none otherwise.
     std::vector<ReferenceReport> references{};
+    /// Why the signature cannot be verified by that key at all; nothing else was found out then. Only
+    /// `examineAllSignatures` tells it so, the others throw it.
+    std::string problem{};
 
     /// Whether the signature value and every reference hold.
     bool isSignatureValid() const noexcept;
@@ -87,8 +90,8 @@ struct OPCRAFT_API SignatureReport {
 /// What signatures cover of a package, and what not: changing the latter breaks none of them.
 ///
 /// Something is covered when its own reference holds in a signature whose value and whose objects hold, whether or not
-/// other references of the signature hold. Left out is what ties the signatures to the package: the origin part, the
-/// signature parts, and the relationships to them.
+/// other references of the signature hold. Left out is what ties the signatures to the package: the origin part when it
+/// is empty, the signature parts, each with the content type that belongs to it, and the relationships to them.
 struct OPCRAFT_API CoverageReport {
     std::vector<PartName> coveredParts{};
     std::vector<PartName> uncoveredParts{};

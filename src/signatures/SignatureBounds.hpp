@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/signatures/DigitalSignature.hpp>
+#include <opc/signatures/DigitalSignatureData.hpp>
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace opc::model {
+
+// What the signatures of a package may cost together: all of them are in memory while it is open, and one that covers
+// every relationship of a package takes no more than a line. In force for what is read and, so that it can be read
+// again, for what is written.
+inline constexpr std::size_t MAXIMUM_SIGNATURES = 100;
+inline constexpr std::size_t MAXIMUM_SIGNED_RELATIONSHIPS = 1'000'000; ///< each counted once for each signature
+
+/// @param more relationships that one more signature covers.
+/// @throws Error when one more signature is too much.
+template <class Error>
+void throwIfTooMuchIsSigned(const std::vector<DigitalSignature>& signatures, std::size_t more) {
+    if (signatures.size() >= MAXIMUM_SIGNATURES)
+        throw Error("There are more than " + std::to_string(MAXIMUM_SIGNATURES) + " signatures.");
+    for (const DigitalSignature& each : signatures)
+        more += each.getImpl()->signedRelationships.size();
+    if (more > MAXIMUM_SIGNED_RELATIONSHIPS)
+        throw Error("The signatures cover more than " + std::to_string(MAXIMUM_SIGNED_RELATIONSHIPS) +
+                    " relationships.");
+}
+
+} // namespace opc::model
