@@ -379,7 +379,7 @@ struct DigitalSignatureManager::NewSignature {
 DigitalSignature DigitalSignatureManager::makeSignature(const NewSignature& wish, const SignatureParams& params,
                                                         const SigningRequest& request, bool isCountersignature) {
     const DataToSign data = computeDataToSign(getPackage(), request, params);
-    throwIfTooMuchIsSigned<CouldNotGenerateSignature>(signatures_, data.relationships.size());
+    throwIfTooMuchIsSigned<CouldNotGenerateSignature>(signatures_, request.parts.size() + data.relationships.size());
     const std::u16string id = isCountersignature ? countersignatureId : getNextSignatureID();
     throwIfNotSignable(id, data);
     throwIfKeyLengthIsOff(wish.signingKey, wish.verificationKey, params);

@@ -26,6 +26,11 @@ using certificates::TrustStore;
 using certificates::X509Certificate;
 using certificates::X509CertificateChain;
 
+void throwIfKeyIsEmpty(const Bytes& publicKey) {
+    if (publicKey.empty())
+        throw InvalidSignature("Verification by an empty public key  was attempted.");
+}
+
 void throwIfCertificateIsEmpty(const X509Certificate& certificate) {
     if (certificate.isEmpty())
         throw Exception("Verification by an empty certificate was attempted.");
@@ -105,7 +110,8 @@ private:
 bool isEmpty(const Part& part) {
     bool empty = true;
     try {
-        readItem(*part.getInputStream(), [&empty](const unsigned char*, std::size_t size) { return empty = size == 0; });
+        readItem(*part.getInputStream(),
+                 [&empty](const unsigned char*, std::size_t size) { return empty = size == 0; });
     } catch (const Exception&) { // who knows
         return false;
     }
@@ -190,16 +196,10 @@ SignatureReport DigitalSignatureManager::examine(const DigitalSignature& signatu
 SignatureReport DigitalSignatureManager::examineSignature(const DigitalSignature& signature,
                                                           const Bytes& publicKey) const {
     throwIfPackageNotOpen();
-    ReferenceExaminer examiner(getPackage());
-    return examineByKey(signature, publicKey, examiner);
-}
-
-SignatureReport DigitalSignatureManager::examineByKey(const DigitalSignature& signature, const Bytes& publicKey,
-                                                      ReferenceExaminer& examiner) const {
-    if (publicKey.empty())
-        throw InvalidSignature("Verification by an empty public key  was attempted.");
+    throwIfKeyIsEmpty(publicKey);
     throwIfMethodIsNotRSA(*signature.getImpl());
     return translatingErrorsTo<InvalidSignature>([&] {
+        ReferenceExaminer examiner(getPackage());
         return examine(signature, {KeySource::Caller, readPublicKey(publicKey)}, examiner);
     });
 }
@@ -258,9 +258,14 @@ std::vector<SignatureReport> DigitalSignatureManager::examineAllSignatures(const
 
 std::vector<SignatureReport> DigitalSignatureManager::examineAllSignatures(const Bytes& publicKey) const {
     throwIfPackageNotOpen();
-    ReferenceExaminer examiner(getPackage());
-    return tellingOfEach(loaded(), [&](const DigitalSignature& signature) {
-        return examineByKey(signature, publicKey, examiner);
+    throwIfKeyIsEmpty(publicKey);
+    return translatingErrorsTo<InvalidSignature>([&] {
+        const VerificationMaterial material{KeySource::Caller, readPublicKey(publicKey)};
+        ReferenceExaminer examiner(getPackage());
+        return tellingOfEach(loaded(), [&](const DigitalSignature& signature) {
+            throwIfMethodIsNotRSA(*signature.getImpl());
+            return examine(signature, material, examiner);
+        });
     });
 }
 

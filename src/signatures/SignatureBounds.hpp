@@ -14,19 +14,19 @@ namespace opc::model {
 // every relationship of a package takes no more than a line. In force for what is read and, so that it can be read
 // again, for what is written.
 inline constexpr std::size_t MAXIMUM_SIGNATURES = 100;
-inline constexpr std::size_t MAXIMUM_SIGNED_RELATIONSHIPS = 1'000'000; ///< each counted once for each signature
+inline constexpr std::size_t MAXIMUM_SIGNED_ENTITIES = 300'000; ///< parts and relationships, once for each signature
 
-/// @param more relationships that one more signature covers.
+/// @param more parts and relationships that one more signature covers.
 /// @throws Error when one more signature is too much.
 template <class Error>
 void throwIfTooMuchIsSigned(const std::vector<DigitalSignature>& signatures, std::size_t more) {
     if (signatures.size() >= MAXIMUM_SIGNATURES)
         throw Error("There are more than " + std::to_string(MAXIMUM_SIGNATURES) + " signatures.");
     for (const DigitalSignature& each : signatures)
-        more += each.getImpl()->signedRelationships.size();
-    if (more > MAXIMUM_SIGNED_RELATIONSHIPS)
-        throw Error("The signatures cover more than " + std::to_string(MAXIMUM_SIGNED_RELATIONSHIPS) +
-                    " relationships.");
+        more += each.getImpl()->signedPartNames.size() + each.getImpl()->signedRelationships.size();
+    if (more > MAXIMUM_SIGNED_ENTITIES)
+        throw Error("The signatures cover more than " + std::to_string(MAXIMUM_SIGNED_ENTITIES) +
+                    " parts and relationships.");
 }
 
 } // namespace opc::model

@@ -200,6 +200,22 @@ TEST_F(Signing, DigestsPartsAndRelationshipsAsOthersDo) {
         EXPECT_EQ(digestOf(signature, uri), oracle.digest("-sha256", content)) << toASCIIString(uri);
 }
 
+TEST_F(Signing, OneSignatureMoreThanCanBeReadAgainIsRefused) {
+    const Bytes zip = changed(letter().toZip(), [](Opened& opened) {
+        const auto sign = [&opened] { opened.manager.sign({DOCUMENT}, {}, fixedKey(), params1024); };
+        for (int i = 0; i < 100; ++i)
+            sign();
+        EXPECT_EQ(outcomeOf(sign), "CouldNotGenerateSignature: There are more than 100 signatures.");
+    });
+    EXPECT_EQ(verdictOn(zip), "valid");
+    Items items(zip);
+    items["_xmlsignatures/sig101.xml"] = items["_xmlsignatures/sig1.xml"];
+    items.replace("_xmlsignatures/_rels/origin.sigs.rels", "</Relationships>",
+                  "<Relationship Id=\"x\" Type=\"http://schemas.openxmlformats.org/package/2006/relationships/"
+                  "digitalsignature/signature\" Target=\"sig101.xml\"/></Relationships>");
+    EXPECT_EQ(verdictOn(items.toZip()), "refused: There are more than 100 signatures.");
+}
+
 TEST_F(Signing, NamesSignaturesBehindAllThatThereAre) {
     const auto sign = [](Opened& opened) { return opened.manager.signPackage(fixedKey(), params1024).getName(); };
     Bytes zip = changed(signedLetter(), [&](Opened& opened) {

@@ -102,6 +102,10 @@ TEST(Tampering, OfTheKeywordsAloneDoesNotMatter) {
         {"empty ones", is("<cp:keywords></cp:keywords>"), "valid"},
         {"none", is(""), "valid"},
         {"elsewhere", both(is(""), insert(CORE, end, KEYWORDS)), "valid"},
+        {"in the title", both(is(""), insert(CORE, "Letter", KEYWORDS))},
+        {"behind the text of the title", both(is(""), insert(CORE, "</dc:title>", KEYWORDS))},
+        {"in front of the root", both(is(""), insert(CORE, "<cp:coreProperties", KEYWORDS))},
+        {"behind the root", both(is(""), [](Items& items) { items[CORE] += KEYWORDS; })},
         {"a title", is(KEYWORDS + title)},
         {"inside", is("<cp:keywords>" + title + "</cp:keywords>")},
         {"behind an end tag with a space", is("<cp:keywords>a</cp:keywords >" + title + "</cp:keywords>")},
@@ -119,6 +123,16 @@ TEST(Tampering, OfTheKeywordsAloneDoesNotMatter) {
         {"an end before the start", is("<!--</cp:keywords>--><cp:keywords>two</cp:keywords>")},
     };
     expectVerdicts(signedLetter(), rows);
+
+    Items odd = letter();
+    odd.replace(CORE, "<cp:core", "<!--<a>--><?a <b>?><cp:core");
+    odd.replace(CORE, KEYWORDS, "<dc:creator xml:lang='>'/><dc:subject><![CDATA[<a>]]></dc:subject>");
+    const Bytes zip = changed(odd.toZip(), [](Opened& o) { o.manager.signPackage(fixedKey(), params1024); });
+    expectVerdicts(zip, {{"new ones behind what only looks like tags", insert(CORE, "<dc:title>", KEYWORDS), "valid"},
+                         {"ones in CDATA", insert(CORE, "]]>", KEYWORDS)},
+                         {"ones in a comment", insert(CORE, "-->", KEYWORDS)},
+                         {"ones in an instruction", insert(CORE, "?>", KEYWORDS)},
+                         {"ones in an attribute", insert(CORE, ">'", KEYWORDS)}});
 }
 
 /// All that a signature part says, by the certificate that it carries too.

@@ -347,6 +347,48 @@ TEST_F(Verification, TellsWhatIsCovered) {
     EXPECT_TRUE(coverage().coveredParts.empty()) << "who changes a manifest may say that anything is covered";
 }
 
+TEST_F(Verification, TellsOfContentThatPosesAsStructure) {
+    const std::string types = "[Content_Types].xml", own = "digital-signaturexmlsignature+xml";
+    const auto changedBy = [](const auto& change) {
+        Items items{signedLetter()};
+        change(items);
+        return items.toZip();
+    };
+    const struct {
+        Bytes zip;
+        std::u16string uncovered;
+    } rows[] = {
+        {changedBy([](Items& items) { items["_xmlsignatures/origin.sigs"] = "x"; }), u"/_xmlsignatures/origin.sigs"},
+        {changedBy([&](Items& items) { items.replace(types, "digital-signature-origin", "x"); }),
+         u"/_xmlsignatures/origin.sigs"},
+        {changedBy([&](Items& items) { items.replace(types, own, "x"); }), u"/_xmlsignatures/sig1.xml"},
+    };
+    for (auto row : rows) {
+        const Opened opened(row.zip, OpenMode::ReadOnly);
+        const auto reports = opened.manager.examineAllSignatures(noOptions(), TrustStore());
+        EXPECT_TRUE(reports.at(0).isSignatureValid());
+        EXPECT_EQ(opened.manager.examineCoverage(reports).uncoveredParts, std::vector{PartName(row.uncovered)});
+    }
+}
+
+TEST_F(Verification, OfAllToldOfEachApart) {
+    Bytes zip = signedLetter();
+    Opened opened(zip);
+    opened.manager.signPackage(fixedKey(), params1024);
+    opened.manager.getSignature(u"sig1").getImpl()->signatureMethod = u"urn:other";
+    const Bytes key = publicKeyOf(fixedKey());
+    for (const auto& reports :
+         {opened.manager.examineAllSignatures(noOptions(), TrustStore()), opened.manager.examineAllSignatures(key)}) {
+        ASSERT_EQ(reports.size(), 2U);
+        EXPECT_EQ(reports[0].problem, "Signature Method is incorrect.");
+        EXPECT_FALSE(reports[0].getStatus().isValid());
+        EXPECT_EQ(reports[1].problem, "");
+        EXPECT_TRUE(reports[1].isSignatureValid());
+    }
+    EXPECT_THROW(opened.manager.examineAllSignatures(Bytes()), InvalidSignature);
+    EXPECT_THROW(opened.manager.verifyAllSignatures(noOptions(), TrustStore()), InvalidSignature);
+}
+
 } // namespace
 
 } // namespace opc::model::test

@@ -5,7 +5,6 @@
 
 #include <opc/core/Exception.hpp>
 
-#include <algorithm>
 #include <set>
 #include <utility>
 
@@ -70,7 +69,7 @@ std::vector<std::string> findBrokenSignatures(opc::storage::ZipPackage& zip, con
     nothing.setCheckChain(false);
     nothing.setCheckPurpose(false);
     nothing.setCheckValidityTime(false);
-    std::set<std::string> holding;
+    std::multiset<std::string> holding; // several may have one name, in different folders
     try {
         withSignatures(zip, limits, [&](const DigitalSignatureManager& manager) {
             for (const CheckedSignature& each : checkSignatures(manager, nothing, TrustStore()))
@@ -81,8 +80,11 @@ std::vector<std::string> findBrokenSignatures(opc::storage::ZipPackage& zip, con
         return names;
     }
     std::vector<std::string> broken;
-    std::copy_if(names.begin(), names.end(), std::back_inserter(broken),
-                 [&](const std::string& name) { return holding.count(name) == 0; });
+    for (const std::string& name : names)
+        if (const auto found = holding.find(name); found != holding.end())
+            holding.erase(found);
+        else
+            broken.push_back(name);
     return broken;
 }
 

@@ -31,7 +31,7 @@ DigitalSignature find(const DigitalSignatureManager& manager, const std::string&
     const std::u16string wanted = toUtf16(name);
     for (const DigitalSignature& signature : manager.getSignatures())
         if (signature.getName() == wanted)
-            return signature;
+            return manager.getSignature(wanted); // of several of one name, always the same
     throw Failure(ExitCode::NotProcessed, "", "",
                   "no signature \"" + name + "\"; 'opcraft signatures' shows those of a package");
 }

@@ -289,8 +289,6 @@ private:
     SignatureReport examineByOwnMaterial(const DigitalSignature& signature,
                                          const certificates::CertificateValidationOptions& options,
                                          const certificates::TrustStore& trustStore, ReferenceExaminer& examiner) const;
-    SignatureReport examineByKey(const DigitalSignature& signature, const std::vector<unsigned char>& publicKey,
-                                 ReferenceExaminer& examiner) const;
     void countersignHelper(std::vector<PartName>& parts, std::vector<RelationshipSelector>& selectors) const;
     void saveSignaturePart(const DigitalSignature& signature);
     void remove(const DigitalSignature& signature);
