@@ -65,7 +65,8 @@ public:
     /// Of several of one name, the one that lies where a new one would be put.
     /// @throws SignatureNotFound when there is none of that name, or the name is that of a part.
     DigitalSignature getSignature(const std::u16string& name) const;
-    /// The first part of `getSignature`: @throws SignatureNotFound
+    /// The same.
+    /// @throws SignatureNotFound
     DigitalSignature findSignature(const std::u16string& name) const;
     /// The countersignature counts too.
     bool isPackageSigned() const;
