@@ -155,8 +155,8 @@ RSAPublicKey RSAPublicKey::fromPEMOrDER(const std::vector<unsigned char>& bytes)
 RSAPublicKey RSAPublicKey::fromModulusAndExponent(const std::vector<unsigned char>& modulus,
                                                   const std::vector<unsigned char>& exponent) {
     const ErrorScope errors;
-    const Number n = toNumber<UnsupportedKeySize>(
-        modulus, errors, "An RSA key has to have 1024, 2048 or 4096 bits; this one has more.");
+    const Number n = toNumber<UnsupportedKeySize>(modulus, errors,
+                                                  "An RSA key has to have 1024, 2048 or 4096 bits; this one has more.");
     const Number e = toNumber<Exception>(exponent, errors, "The public exponent of the RSA key is too long.");
     return RSAPublicKey(makePublicKey(n.get(), e.get(), errors));
 }

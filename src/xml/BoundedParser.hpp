@@ -30,8 +30,8 @@ public:
 
     const Limits& getLimits() const { return limits_; }
 
-    /// The different names of the last document. Xerces keeps every namespace for the life of a parser with grammars, and
-    /// looks through all of them: after many, another parser serves better.
+    /// The different names of the last document. Xerces keeps every namespace for the life of a parser with grammars,
+    /// and looks through all of them: after many, another parser serves better.
     std::size_t getNameCount() const { return names_.size(); }
 
     /// Makes the next document independent of the version of XML that the last one declared. It comes before the

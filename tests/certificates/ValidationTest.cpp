@@ -156,7 +156,7 @@ TEST_F(Validation, GivesEachCertificateItsVerdictAndTheOneOfTheOpensslCommand) {
     }
     EXPECT_EQ(certificate("tiny").getKeySize(), 768U);
     EXPECT_TRUE(throws<crypto::UnsupportedKeySize>("An RSA key has to have 1024, 2048 or 4096 bits; this one has 768.",
-                                  [&] { certificate("tiny").getPublicKey(); }));
+                                                   [&] { certificate("tiny").getPublicKey(); }));
 
     // What is not asked for is not checked.
     EXPECT_EQ(status("old", {}, {"root"}, checking(false, true, true)), X509_V_OK);

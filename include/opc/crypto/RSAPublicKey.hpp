@@ -11,8 +11,8 @@ namespace opc::crypto {
 /// An RSA public key whose modulus has exactly 1024, 2048 or 4096 bits.
 ///
 /// Immutable; copies share one key, which any number of threads may use. Every function that makes a key refuses,
-/// before it computes anything with it, a modulus of another size (`UnsupportedKeySize`) or an even one, and an exponent that is even, below
-/// 3, not below the modulus, or above 64 bits with a modulus of 4096 bits.
+/// before it computes anything with it, a modulus of another size (`UnsupportedKeySize`) or an even one, and an
+/// exponent that is even, below 3, not below the modulus, or above 64 bits with a modulus of 4096 bits.
 class OPCRAFT_API RSAPublicKey {
 public:
     /// Reads a SubjectPublicKeyInfo (RFC 5280 §4.1.2.7) or an RSAPublicKey of PKCS#1 (RFC 8017 §A.1.1).
