@@ -6,7 +6,7 @@
 namespace opc::model {
 
 /// Runs a step of an operation; what the rooms below throw leaves as the operation's own error, with their message.
-/// What is not implemented stays that.
+/// `NotImplemented` passes unchanged.
 template <class Error, class Action>
 auto translatingErrorsTo(Action action) -> decltype(action()) {
     try {

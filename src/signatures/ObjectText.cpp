@@ -2,13 +2,27 @@
 #include "signatures/ObjectText.hpp"
 #include "signatures/SignatureForm.hpp"
 
+#include <utility>
+
 namespace opc::model {
 
-std::u16string toDigestedText(std::u16string xmlText) {
+namespace {
+
+std::u16string withoutDeclaration(std::u16string xmlText) {
     const std::u16string declaration = u"xmlns=\"" + std::u16string(dsigNamespace) + u"\" ";
     const std::size_t found = xmlText.find(declaration);
     if (found != std::u16string::npos)
         xmlText.erase(found, declaration.size());
+    return xmlText;
+}
+
+} // namespace
+
+std::u16string toDigestedText(std::u16string xmlText) {
+    switch (libraryForm().objectDigestForm) {
+    case ObjectDigestForm::PlainText:
+        return withoutDeclaration(std::move(xmlText));
+    }
     return xmlText;
 }
 

@@ -35,7 +35,10 @@ struct SigningRequest {
 ///
 /// A signature covers the bytes and content types of the parts, and the relationships, that it was made for, and
 /// nothing else; `examineCoverage` tells what that leaves out. The keywords of the core properties part
-/// "/metadata/coreProperties.xml" are never covered.
+/// "/metadata/coreProperties.xml" are not covered, as long as nothing but keywords stands there.
+///
+/// A package has at most 100 signatures, which cover at most 300,000 parts and relationships, each counted once for
+/// each signature.
 ///
 /// Keys are DER: private keys a PrivateKeyInfo of PKCS#8 or an RSAPrivateKey of PKCS#1, public ones a
 /// SubjectPublicKeyInfo or an RSAPublicKey of PKCS#1, RSA with 1024, 2048 or 4096 bits.
@@ -99,7 +102,8 @@ public:
     ///
     /// All throw, besides what is said at each:
     /// @throws CouldNotGenerateSignature when nothing is to be signed, a key is empty or is not the one that belongs to
-    ///         the other, something cannot be read, or the signature cannot be stored.
+    ///         the other, a selector fits nothing, something cannot be read, there are too many signatures, or the
+    ///         signature cannot be stored.
     /// @throws RelationshipNotFound when no relationship fits the selectors.
     /// @throws NotImplemented for an RSA key that has not 1024, 2048 or 4096 bits.
     /// @throws opc::Exception (the base itself) when the length of a key does not go with the parameters.
@@ -227,6 +231,7 @@ public:
     std::vector<SignatureReport> examineAllSignatures(const certificates::CertificateValidationOptions& options,
                                                       const certificates::TrustStore& trustStore) const;
     /// All of them by a key that the caller knows.
+    /// @throws InvalidSignature when the key is empty or none; NotImplemented as above.
     std::vector<SignatureReport> examineAllSignatures(const std::vector<unsigned char>& publicKey) const;
 
     /// What signatures cover.
