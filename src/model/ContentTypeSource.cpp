@@ -2,6 +2,7 @@
 #include <opc/core/ByteArrayInAdaptor.hpp>
 #include <opc/core/ByteArrayOutAdaptor.hpp>
 #include <opc/core/Strings.hpp>
+#include <opc/core/interfaces/IPhysicalOtherItems.hpp>
 #include <opc/core/interfaces/IPhysicalPackage.hpp>
 #include <opc/errors/Errors.hpp>
 #include <opc/model/PhysicalInputStream.hpp>
@@ -119,7 +120,8 @@ void appendEntry(xercesc::DOMElement* root, const Vocabulary& names, const Xerce
 
 ContentTypeSource::ContentTypeSource(interfaces::IPhysicalPackage& physicalPackage, bool createOnly,
                                      const Limits& limits)
-    : physicalPackage_(physicalPackage), limits_(limits) {
+    : physicalPackage_(physicalPackage),
+      otherItems_(dynamic_cast<const interfaces::IPhysicalOtherItems*>(&physicalPackage)), limits_(limits) {
     if (!physicalPackage.hasContentTypeStream())
         return;
     if (createOnly) {
@@ -170,12 +172,18 @@ ContentTypeSource::Addition ContentTypeSource::prepareAddition(const PartName& n
     const auto entry = defaults_.find(addition.extension);
     if (!canBeDefault(addition.extension))
         addition.newOverride.emplace(name, type);
+    else if (entry == defaults_.end() && makesOthersParts(addition.extension))
+        addition.newOverride.emplace(name, type);
     else if (entry == defaults_.end())
         addition.newDefault.emplace(addition.extension, Default{type, 1});
     else if (entry->second.contentType.toString() != type.toString())
         // Stricter than the equality of content types: what differs in case alone is kept as it was given.
         addition.newOverride.emplace(name, type);
     return addition;
+}
+
+bool ContentTypeSource::makesOthersParts(const std::u16string& extension) const {
+    return otherItems_ != nullptr && otherItems_->hasOtherItems(extension);
 }
 
 void ContentTypeSource::add(Addition&& addition) noexcept {

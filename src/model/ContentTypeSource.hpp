@@ -14,6 +14,7 @@ class InputStream;
 }
 namespace opc::interfaces {
 class IPhysicalInputStream;
+class IPhysicalOtherItems;
 class IPhysicalPackage;
 } // namespace opc::interfaces
 
@@ -21,7 +22,8 @@ namespace opc::model {
 
 /// The content types of an open package and the content types stream that holds them (ECMA-376-2 §7.2.3).
 ///
-/// A Default lives as long as parts use it: one that no part used when the package was opened is not written back.
+/// A Default lives as long as parts use it: one that no part used when the package was opened is not written back. A
+/// new extension becomes a Default, unless the store says that this would make parts of items that are none.
 class ContentTypeSource {
 public:
     /// Reads the content types stream, if the package keeps one and was not created just now.
@@ -36,7 +38,7 @@ public:
     void addContentType(const PartName& name, const ContentType& type);
     void removeContentType(const PartName& name);
 
-    /// A change in two steps: what may fail for lack of memory is prepared, and done when the store has done its part.
+    /// A change in two steps: what may fail is prepared, and done when the store has done its part.
     struct Addition;
     Addition prepareAddition(const PartName& name, const ContentType& type) const;
     void add(Addition&& addition) noexcept;
@@ -61,7 +63,10 @@ private:
     void readDocument(InputStream& stream);
     std::vector<unsigned char> writeDocument() const;
 
+    bool makesOthersParts(const std::u16string& extension) const;
+
     interfaces::IPhysicalPackage& physicalPackage_;
+    const interfaces::IPhysicalOtherItems* otherItems_; ///< null for a store that keeps none, or does not say so
     const Limits limits_;
     bool dirty_ = false;
     bool present_ = false;

@@ -33,6 +33,15 @@ void throwIfPackageRoot(const PartName& name) {
         throw InvalidPartName("The package root is not the name of a part");
 }
 
+/// A name that was made unchecked may break any rule.
+void throwIfNotReadable(const PartName& name) {
+    const PartName checked(name.getURI());
+}
+
+std::string leftBehind(const PartName& name, const std::string& reason) {
+    return withName("The relationships part of a deleted part was not deleted: ", name) + ": " + reason;
+}
+
 /// A media type takes values that it cannot print in a form that parses, or parses to the same; the part would not be
 /// opened again, or with another type.
 void throwIfNotReadable(const ContentType& contentType) {
@@ -135,9 +144,17 @@ void Package::initializeParts() {
         throwIfPackageRoot(name);
         if (name.isRelationshipName()) {
             lookUpContentType(name, *physicalPart);
-            pending[name] = physicalPart;
+            const auto [entry, isNew] = pending.try_emplace(name, physicalPart);
+            if (!isNew)
+                hidden_.emplace_back(askWhileOpening([&old = entry->second] { return old->getName(); }));
+            entry->second = physicalPart;
         } else {
-            place = std::next(regular.insert_or_assign(place, name, physicalPart));
+            const std::size_t count = regular.size();
+            place = regular.emplace_hint(place, name, physicalPart);
+            if (regular.size() == count)
+                throw InconsistentPackage(withName("Two parts have equivalent names: ", place->first) +
+                                          withName(" and ", name));
+            ++place;
         }
     }
 
@@ -197,6 +214,7 @@ void Package::abandon() noexcept {
 void Package::clear() noexcept {
     clearParts();
     orphans_.clear();
+    hidden_.clear();
     reset();
     contentTypeSource_.reset();
     relationshipSerializer_.reset();
@@ -233,6 +251,7 @@ Part Package::createPart(const PartName& name, const ContentType& contentType,
                          const interfaces::IPhysicalPartInfo& info) {
     throwIfNotOpen();
     throwIfReadOnly();
+    throwIfNotReadable(name);
     throwIfRelationshipName(name);
     throwIfPartAlreadyExists(name);
     throwIfDerivedFromExistingPartName(name);
@@ -256,15 +275,17 @@ Part Package::createPart(const PartName& name, const ContentType& contentType,
 
 interfaces::IPhysicalPart* Package::createPartInternal(const PartName& name, const ContentType& contentType,
                                                        const interfaces::IPhysicalPartInfo& info) {
-    ContentTypeSource::Addition addition = contentTypeSource_->prepareAddition(name, contentType);
-    interfaces::IPhysicalPart* physicalPart = nullptr;
+    tryToDeleteOrphans();
+    throwIfOrphan(name);
     try {
-        physicalPart = physicalPackage_.createPart(name.toString(), contentType.toString(), info);
+        ContentTypeSource::Addition addition = contentTypeSource_->prepareAddition(name, contentType);
+        interfaces::IPhysicalPart* const physicalPart =
+            physicalPackage_.createPart(name.toString(), contentType.toString(), info);
+        contentTypeSource_->add(std::move(addition));
+        return physicalPart;
     } catch (const Exception& e) {
         throw PartCreateFailed(e.what());
     }
-    contentTypeSource_->add(std::move(addition));
-    return physicalPart;
 }
 
 void Package::deletePart(const PartName& name) {
@@ -272,27 +293,86 @@ void Package::deletePart(const PartName& name) {
     throwIfReadOnly();
     throwIfCreateOnly();
     Part part = findPart(name);
-    const std::u16string key = PartNameTree::keyOf(part.getName());
-    const interfaces::IPhysicalPart* relationships = part.getPhysicalRelationshipPart();
-    if (relationships != nullptr)
-        orphans_.push_back(storedNameOf(*relationships));
-    try {
-        deletePartInternal(storedNameOf(*part.getPhysicalPart()));
-    } catch (...) {
-        if (relationships != nullptr)
-            orphans_.pop_back();
-        throw;
-    }
+    // All that may fail for lack of memory comes before the store is asked, so that it holds every part that is here.
+    const auto entry = parts_.find(name);
+    const std::u16string key = PartNameTree::keyOf(entry->first);
+    const PartName stored = storedNameOf(*part.getPhysicalPart());
+    Names relationships;
+    if (const auto* physicalPart = part.getPhysicalRelationshipPart())
+        relationships.push_back(storedNameOf(*physicalPart));
+    tryToDeleteOrphans();
+    deletePartInternal(stored);
     part.markAsInvalid();
-    parts_.erase(part.getName());
+    parts_.erase(entry);
     prefixes_->remove(key);
-    deleteOrphans();
+    if (!relationships.empty())
+        deleteRelationshipsOfDeleted(relationships);
+}
+
+void Package::deleteRelationshipsOfDeleted(Names& relationships) {
+    orphans_.splice(orphans_.begin(), relationships);
+    orphanHidden(orphans_.front());
+    try {
+        deletePartInternal(orphans_.front());
+    } catch (const PartDeleteFailed& e) {
+        throw PartDeleteFailed(leftBehind(orphans_.front(), e.what()));
+    }
+    orphans_.pop_front();
+    tryToDeleteOrphans();
+}
+
+/// Deletes a relationships part that its source does not need any longer.
+void Package::deleteRelationshipsPart(const PartName& name) {
+    tryToDeleteOrphans();
+    deletePartInternal(name);
+    orphanHidden(name);
+    tryToDeleteOrphans();
+}
+
+/// What a relationships part has hidden would count from now on.
+void Package::orphanHidden(const PartName& name) noexcept {
+    for (auto next = hidden_.begin(); next != hidden_.end();) {
+        const auto hidden = next++;
+        if (*hidden == name)
+            orphans_.splice(orphans_.end(), hidden_, hidden);
+    }
+}
+
+void Package::deleteOrphan(Names::iterator orphan) {
+    const ContentTypeSource::Removal removal = ContentTypeSource::prepareRemoval(*orphan);
+    try {
+        physicalPackage_.deletePart(orphan->toString());
+    } catch (const Exception& e) {
+        if (e.code() != errc::no_such_file_or_directory) // which says that a try before was a success after all
+            throw PartDeleteFailed(leftBehind(*orphan, e.what()));
+    }
+    contentTypeSource_->remove(removal);
+    orphans_.erase(orphan);
 }
 
 void Package::deleteOrphans() {
-    while (!orphans_.empty()) {
-        deletePartInternal(orphans_.back());
-        orphans_.pop_back();
+    while (!orphans_.empty())
+        deleteOrphan(orphans_.begin());
+}
+
+/// What cannot be deleted now is left for later: it shall not keep a call from its own work.
+void Package::tryToDeleteOrphans() noexcept {
+    for (auto next = orphans_.begin(); next != orphans_.end();)
+        try {
+            deleteOrphan(next++);
+        } catch (...) { // NOLINT(bugprone-empty-catch): the next flush reports it
+        }
+}
+
+/// A store may refuse a second part of that name, or put it in the place of the first, to be deleted with it.
+void Package::throwIfOrphan(const PartName& name) {
+    const auto orphan = std::find(orphans_.begin(), orphans_.end(), name);
+    if (orphan == orphans_.end())
+        return;
+    try {
+        deleteOrphan(orphan);
+    } catch (const PartDeleteFailed& e) {
+        throw PartCreateFailed(e.what());
     }
 }
 

@@ -35,7 +35,7 @@ public:
 private:
     struct Node {
         std::uint64_t id;          ///< what its children name it by
-        unsigned long parts = 0;   ///< how often the path so far is itself a name; stores may hold equal ones
+        unsigned long parts = 0;   ///< 1 when the path so far is itself a name
         unsigned long parents = 0; ///< how many names lead through here to something below
     };
     struct Less {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
 #include <opc/model/coreproperties/PackageHelper.hpp>
 #include <opc/signatures/DigitalSignatureManager.hpp>
@@ -24,6 +25,8 @@ void deletePart(Package& package, const PartName& name) {
     try {
         package.deletePart(name);
     } catch (const Exception&) {
+        if (!package.hasPart(name))
+            return; // only its relationships part is left, which the next flush deletes
         throw CouldNotRemoveSignature("Unable to delete part. Please try closing and reopening the package before "
                                       "trying to remove signature.");
     }
@@ -36,6 +39,12 @@ void deleteRelationship(RelationshipSource& source, const std::u16string& id) {
         throw CouldNotRemoveSignature("Unable to delete relationship. Please try closing and reopening the package "
                                       "before trying to remove signature.");
     }
+}
+
+/// A relationship of the origin's type may lead to content.
+bool isOrigin(const Part& part) {
+    return part.getName() == PartName(libraryForm().originPartName) ||
+           caselessCompare(part.getContentType().toString(), libraryForm().originContentType) == 0;
 }
 
 /// Of a source's relationships of a type, deletes those that lead to a part.
@@ -149,7 +158,8 @@ void DigitalSignatureManager::deleteSignaturePart(const PartName& name) const {
     deletePart(getPackage(), name);
     if (!origin.getRelationshipsByType(form.signatureRelationshipType).empty())
         return;
-    deletePart(getPackage(), PartName(originURI));
+    if (isOrigin(origin))
+        deletePart(getPackage(), PartName(originURI));
     deleteRelationshipsTo(getPackage(), form.originRelationshipType, originURI);
 }
 

@@ -255,34 +255,6 @@ void throwIfBundleIsInvalid(const PKCS12Certificate& pkcs12) {
     }
 }
 
-/// The part that signature parts are related to; a new one in a package that has none.
-Part fetchOriginPart(Package& package) {
-    const SignatureForm& form = libraryForm();
-    try {
-        const auto origins = package.getRelationshipsByType(form.originRelationshipType);
-        if (!origins.empty())
-            return package.getPart(PartName(origins.front().getTargetURI()));
-        const PartName name(form.originPartName);
-        const Part origin = package.createPart(name, ContentType(form.originContentType), StandardPartInfo());
-        package.createInternalRelationship(form.originRelationshipType, name.getURI());
-        return origin;
-    } catch (const Exception& e) {
-        throw CouldNotGenerateSignature(std::string("Could not create/fetch signature origin part. ") + e.what());
-    }
-}
-
-Part createSignaturePart(Part& origin, const PartName& name, const std::u16string& relationshipId) {
-    const SignatureForm& form = libraryForm();
-    try {
-        const Part part =
-            origin.getPackage().createPart(name, ContentType(form.signatureContentType), StandardPartInfo());
-        origin.createInternalRelationship(form.signatureRelationshipType, name.getURI(), relationshipId);
-        return part;
-    } catch (const Exception& e) {
-        throw CouldNotGenerateSignature(std::string("Unable to create signature part. ") + e.what());
-    }
-}
-
 /// Undoes a step, as far as it was done. The error that led here is the one that is reported.
 template <class Action>
 void takeBack(Action action) noexcept {
@@ -292,12 +264,78 @@ void takeBack(Action action) noexcept {
     }
 }
 
-/// Deletes the origin part and the relationship to it that this package got last.
-void deleteOrigin(Package& package) {
-    for (const Relationship& each : package.getRelationshipsByType(libraryForm().originRelationshipType))
-        package.deleteRelationship(each.getID());
-    package.deletePart(PartName(libraryForm().originPartName));
-}
+/// What the making of one signature creates in the package. Unless it is kept, it is taken back, and nothing else is:
+/// what lies where it would be stored may be another's.
+class Creation {
+public:
+    Creation(Package& package, const PartName& name, const std::u16string& relationshipId)
+        : package_(package), name_(name), relationshipId_(relationshipId) {}
+
+    Creation(const Creation&) = delete;
+    Creation& operator=(const Creation&) = delete;
+
+    ~Creation() {
+        if (hasRelationship_)
+            takeBack([&] { origin_->deleteRelationship(relationshipId_); });
+        if (hasPart_)
+            takeBack([&] { package_.deletePart(name_); });
+        if (hasOrigin_)
+            takeBack([&] { deleteOrigin(); });
+    }
+
+    /// The part that signature parts are related to; a new one in a package that has none.
+    void fetchOrigin() {
+        try {
+            const auto origins = package_.getRelationshipsByType(form_.originRelationshipType);
+            if (origins.empty())
+                createOrigin();
+            else
+                origin_ = package_.getPart(PartName(origins.front().getTargetURI()));
+        } catch (const Exception& e) {
+            throw CouldNotGenerateSignature(std::string("Could not create/fetch signature origin part. ") + e.what());
+        }
+    }
+
+    Part createPart() {
+        try {
+            if (origin_->hasRelationship(relationshipId_)) // before a part is made that would go again
+                throw RelationshipAlreadyExists("Relationship ID already exists");
+            const Part part = package_.createPart(name_, ContentType(form_.signatureContentType), StandardPartInfo());
+            hasPart_ = true;
+            origin_->createInternalRelationship(form_.signatureRelationshipType, name_.getURI(), relationshipId_);
+            hasRelationship_ = true;
+            return part;
+        } catch (const Exception& e) {
+            throw CouldNotGenerateSignature(std::string("Unable to create signature part. ") + e.what());
+        }
+    }
+
+    void keep() noexcept { hasOrigin_ = hasPart_ = hasRelationship_ = false; }
+
+private:
+    void createOrigin() {
+        const PartName name(form_.originPartName);
+        origin_ = package_.createPart(name, ContentType(form_.originContentType), StandardPartInfo());
+        hasOrigin_ = true;
+        package_.createInternalRelationship(form_.originRelationshipType, name.getURI());
+    }
+
+    /// The package had no relationships of this type before.
+    void deleteOrigin() {
+        for (const Relationship& each : package_.getRelationshipsByType(form_.originRelationshipType))
+            package_.deleteRelationship(each.getID());
+        package_.deletePart(PartName(form_.originPartName));
+    }
+
+    Package& package_;
+    const PartName name_;
+    const std::u16string relationshipId_;
+    const SignatureForm& form_ = libraryForm();
+    std::optional<Part> origin_;
+    bool hasOrigin_ = false; ///< made here, as the others
+    bool hasPart_ = false;
+    bool hasRelationship_ = false;
+};
 
 } // namespace
 
@@ -468,18 +506,10 @@ void DigitalSignatureManager::saveSignaturePart(const DigitalSignature& signatur
             "Internal Error: New signature should not have the same name as an existing one.");
     // The bytes come first, so that a signature that cannot be written creates nothing.
     const std::string text = SignatureDocumentWriter::makeDocument(*signature.getImpl());
-    const bool hasOrigin = !getPackage().getRelationshipsByType(libraryForm().originRelationshipType).empty();
-    try {
-        Part origin = fetchOriginPart(getPackage());
-        Part part = createSignaturePart(origin, name, getSignatureRelationshipID(signature.getImpl()->signatureId));
-        replaceItem(*part.getOutputStream(), Bytes(text.begin(), text.end()));
-    } catch (...) {
-        takeBack([&] { deleteSignaturePart(name); });
-        takeBack([&] { getPackage().deletePart(name); });
-        if (!hasOrigin)
-            takeBack([&] { deleteOrigin(getPackage()); });
-        throw;
-    }
+    Creation creation(getPackage(), name, getSignatureRelationshipID(signature.getImpl()->signatureId));
+    creation.fetchOrigin();
+    replaceItem(*creation.createPart().getOutputStream(), Bytes(text.begin(), text.end()));
+    creation.keep();
 }
 
 } // namespace opc::model

@@ -117,7 +117,7 @@ TEST_F(Changing, RmRefusesAPartThatRelationshipsLeadToAndListsThem) {
     EXPECT_EQ(read("letter.docx"), before);
     EXPECT_THAT(folder_.names(), ElementsAre("letter.docx"));
 
-    EXPECT_EQ(good({"rm", "letter.docx", "/word/styles.xml", "--force"}), "");
+    EXPECT_EQ(good({"rm", "letter.docx", "/word/styles.xml", "--force"}), "Removed with the part:\n" + refused.out);
     EXPECT_THAT(partsOf("letter.docx"), ElementsAre("/word/document.xml"));
     EXPECT_THAT(idsOf("letter.docx", "/"), ElementsAre("rId1"));
     EXPECT_THAT(idsOf("letter.docx", "/word/document.xml"), ElementsAre("rId2", "rId3"));
@@ -128,7 +128,10 @@ TEST_F(Changing, RmTakesThePartItsTypeAndItsOwnRelationships) {
     good({"add", "p.zip", "/a.xml", "--type", "application/xml"});
     good({"add", "p.zip", "/b.xml", "--type", "text/b"});
     good({"relate", "p.zip", "/b.xml", "--type", "http://t", "--target", "#self"});
-    good({"rm", "p.zip", "/b.xml"});
+    EXPECT_EQ(good({"rm", "p.zip", "/b.xml", "--force", "-o", "q.zip"}),
+              "Removed with the part:\nSOURCE  ID    MODE      TARGET  RESOLVED    TYPE\n"
+              "/b.xml  rId1  internal  #self   /b.xml#self  http://t\n");
+    EXPECT_EQ(good({"rm", "p.zip", "/b.xml"}), "");
     EXPECT_THAT(RawZipReader(readFile(folder_ / "p.zip")).names(), ElementsAre("[Content_Types].xml", "a.xml"));
     EXPECT_THAT(good({"cat", "p.zip", "[Content_Types].xml"}), testing::Not(HasSubstr("text/b")));
 }

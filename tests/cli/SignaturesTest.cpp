@@ -259,6 +259,50 @@ TEST_F(SignaturesOf, NothingThatIsNoSignatureGoesWithThem) {
     EXPECT_EQ(report({"rels", "letter.docx", "--all"})["relationships"].size(), 4U);
 }
 
+TEST_F(SignaturesOf, APackageMakeNoPartsOfItemsThatWereNoneNorDoOtherChanges) {
+    write("image.png", std::string("\x89PNG\r\n\x1A\n\0\0\0\rIHDR...", 19));
+    const std::vector<RawItem> others = {{"Metadata/cut.xml", "<cut/>"}, {"plate.PNG", "png"}, {"a.sigs", "a"}};
+    std::vector<RawItem> items = {contentTypes({"model=a/model"}),
+                                  relationships("_rels/.rels", {{"rId1", "http://model", "3D/box.model"}}),
+                                  {"3D/box.model", "<model/>"}};
+    items.insert(items.end(), others.begin(), others.end());
+    const std::pair<Arguments, unsigned> cases[] = {
+        {byAlice({"sign", "box.3mf"}), 3},
+        {{"add", "box.3mf", "/n.xml", "--type", "application/xml", "--rel-type", "http://n"}, 2},
+        {{"props", "box.3mf", "--set", "title=Box"}, 2},
+        {{"thumbnail", "box.3mf", "--set", "image.png"}, 2},
+    };
+    for (const auto& [arguments, parts] : cases) {
+        writeZip("box.3mf", items);
+        good(arguments);
+        EXPECT_EQ(report({"list", "box.3mf"})["parts"].size(), parts) << arguments[0];
+        EXPECT_EQ(report({"list", "box.3mf"})["otherItems"].size(), others.size()) << arguments[0];
+        good({"unsign", "box.3mf", "--all"});
+        for (const RawItem& item : others)
+            EXPECT_EQ(good({"cat", "box.3mf", item.name}), item.content);
+    }
+}
+
+TEST_F(SignaturesOf, APackageAreTakenForThatByTheirOriginAlone) {
+    sign();
+    const std::string type = "application/vnd.openxmlformats-package.digital-signature";
+    good({"add", "letter.docx", "/cut.xml", "--type", type + "xmlsignature+xml"});
+    good({"add", "letter.docx", "/a.sigs", "--type", type + "-origin"});
+    const std::string kept = "Kept /a.sigs, which no signature origin of the package leads to\n"
+                             "Kept /cut.xml, which no signature origin of the package leads to\n";
+    EXPECT_EQ(good({"unsign", "letter.docx", "--all"}), "Removed /_xmlsignatures/sig1.xml\n" + kept);
+    const std::string before = read("letter.docx");
+    EXPECT_EQ(good({"unsign", "letter.docx", "--all"}), "No signatures.\n" + kept);
+    EXPECT_EQ(read("letter.docx"), before);
+
+    // A relationship that makes an origin of the document does not make one signature's removal its end.
+    good({"relate", "letter.docx", "/", "--type", packageTypes + "/digitalsignature/origin", "--target",
+          "/word/document.xml", "--id", "origin"});
+    sign();
+    good({"unsign", "letter.docx", "sig1"});
+    EXPECT_EQ(good({"cat", "letter.docx", "/word/document.xml"}), "<document>Dear reader</document>");
+}
+
 /// What makes the package refuse to load its signatures.
 TEST_F(SignaturesOf, ChangedBeyondReadingAreAFindingAndStillGo) {
     sign();

@@ -5,6 +5,7 @@
 #include <opc/storage/memory/MemoryPackage.hpp>
 
 #include "model/ModelFixture.hpp"
+#include "support/ScriptedPackage.hpp"
 #include "support/Throws.hpp"
 
 #include <gmock/gmock.h>
@@ -80,6 +81,14 @@ TEST_F(PackageHelperTest, RefusedCorePropertiesLeaveThePackageAsItWas) {
     PackageHelper::createOrUpdateCoreProperties(package_, titled(u"a"));
     EXPECT_THROW(PackageHelper::createOrUpdateCoreProperties(package_, titled(u"\uFFFF")), InvalidPartContent);
     EXPECT_EQ(PackageHelper::getCoreProperties(package_).getTitle(), u"a");
+
+    opc::test::ScriptedPackage store;
+    Package package(store);
+    package.open(OpenMode::ReadWrite);
+    store.failures["write"] = boost::system::errc::no_space_on_device;
+    EXPECT_THROW(PackageHelper::createOrUpdateCoreProperties(package, titled(u"a")), opc::Exception);
+    EXPECT_THAT(package.getParts(), IsEmpty());
+    EXPECT_THAT(package.getRelationships(), IsEmpty());
 }
 
 TEST_F(PackageHelperTest, TheStateOfThePackageIsJudgedBeforeTheProperties) {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
 #include <opc/model/Package.hpp>
 #include <opc/storage/memory/MemoryPackage.hpp>
@@ -143,49 +144,80 @@ TEST(Package, TranslatesFailuresOfPartsAndChangesNothing) {
     EXPECT_FALSE(kept.isValid());
 }
 
-TEST(Package, ARelationshipsPartThatOutlivedItsPartIsDeletedLater) {
-    ScriptedPackage store;
-    Package package(store);
-    package.open(OpenMode::ReadWrite);
-    create(package, u"/a.xml").createExternalRelationship(u"http://type", u"x");
-    package.flush();
-    // The first deletion succeeds, the second fails.
-    class SecondFails final : public interfaces::IPhysicalPackage {
-    public:
-        explicit SecondFails(ScriptedPackage& inner) : inner_(inner) {}
-        bool hasContentTypeStream() const override { return inner_.hasContentTypeStream(); }
-        interfaces::IPhysicalInputStream* getContentTypeInputStream() override {
-            return inner_.getContentTypeInputStream();
-        }
-        interfaces::IPhysicalOutputStream* getContentTypeOutputStream() override {
-            return inner_.getContentTypeOutputStream();
-        }
-        std::vector<interfaces::IPhysicalPart*> getParts() override { return inner_.getParts(); }
-        void open(const OpenMode& mode) override { inner_.open(mode); }
-        void close(bool discard) override { inner_.close(discard); }
-        interfaces::IPhysicalPart* createPart(const std::u16string& name, const std::u16string& type,
-                                              const interfaces::IPhysicalPartInfo& info) override {
-            return inner_.createPart(name, type, info);
-        }
-        void deletePart(const std::u16string& name) override {
-            if (++deletions_ == 2)
-                throw Exception("refused", make_error_code(errc::io_error));
-            inner_.deletePart(name);
-        }
-
-    private:
-        ScriptedPackage& inner_;
-        int deletions_ = 0;
+TEST(Package, WhatIsLeftOfADeletedPartGoesBeforeAnythingElseAndStopsNothingElse) {
+    const auto relate = [](Package& package, const char16_t* part) {
+        package.getPart(part).createExternalRelationship(u"http://type", u"new");
     };
-    package.close();
-    SecondFails failing(store);
-    Package again(failing);
-    again.open(OpenMode::ReadWrite);
-    EXPECT_TRUE(throws<PartDeleteFailed>("refused", [&] { again.deletePart(u"/a.xml"); }));
-    EXPECT_FALSE(again.hasPart(u"/a.xml"));
-    EXPECT_TRUE(store.has(u"/_rels/a.xml.rels"));
-    again.close();
-    EXPECT_FALSE(store.has(u"/_rels/a.xml.rels"));
+    const auto relateAgain = [&](Package& package) {
+        if (!package.hasPart(u"/A.xml"))
+            create(package, u"/A.xml");
+        relate(package, u"/A.xml");
+    };
+    const std::pair<bool, std::function<void(Package&)>> calls[] = {
+        // true: it needs the name of what is left
+        {false, [](Package& p) { create(p, u"/a.xml"); }},
+        {false, [](Package& p) { p.deletePart(u"/b.xml"); }},
+        {false, [](Package& p) { p.getPart(u"/b.xml").deleteRelationship(u"rId1"); }},
+        {false, [&](Package& p) { relate(p, u"/c.xml"); }},
+        {true, relateAgain},
+    };
+    const std::u16string left = u"/_rels/a.xml.rels";
+    const std::string deletion = "deletePart /_rels/a.xml.rels";
+    const std::string message =
+        "The relationships part of a deleted part was not deleted: /_rels/a.xml.rels: refused " + deletion;
+    enum class Next { FailsAgain, Succeeds, IsNotThere };
+    for (const auto& [needsName, call] : calls)
+        for (const Next next : {Next::FailsAgain, Next::Succeeds, Next::IsNotThere}) {
+            ScriptedPackage store;
+            Package package(store);
+            package.open(OpenMode::ReadWrite);
+            for (const char16_t* name : {u"/a.xml", u"/b.xml", u"/c.xml"})
+                create(package, name);
+            relate(package, u"/a.xml");
+            relate(package, u"/b.xml");
+            store.failures[deletion] = errc::io_error;
+            EXPECT_TRUE(throws<PartDeleteFailed>(message, [&] { package.deletePart(u"/a.xml"); }));
+            EXPECT_FALSE(package.hasPart(u"/a.xml"));
+            if (next != Next::FailsAgain)
+                store.failures.clear();
+            if (next == Next::IsNotThere) { // it was deleted all the same
+                store.deletePart(left);
+                store.failures[deletion] = errc::no_such_file_or_directory;
+            }
+            if (needsName && next == Next::FailsAgain)
+                EXPECT_TRUE(throws<PartCreateFailed>(message, [&] { call(package); }));
+            else
+                EXPECT_NO_THROW(call(package));
+            if (next == Next::FailsAgain) {
+                EXPECT_TRUE(throws<PartDeleteFailed>(message, [&] { package.close(); }));
+                store.failures.clear();
+                if (needsName)
+                    call(package);
+            }
+            package.close();
+            EXPECT_EQ(store.has(u"/_rels/a.xml.rels") || store.has(u"/_rels/A.xml.rels"), needsName);
+            EXPECT_NO_THROW(package.open(OpenMode::ReadOnly));
+        }
+}
+
+TEST(Package, TheLaterOfTwoEquivalentRelationshipsPartsCountsAndTakesTheOtherWithIt) {
+    for (const bool withPart : {true, false}) {
+        ScriptedPackage store;
+        store.add(u"/a.xml").add(u"/_rels/a.xml.rels", relationshipsXml("<Relationship Id='x' Type='t' Target='b'/>"));
+        store.add(u"/_rels/A.xml.rels", relationshipsXml("<Relationship Id='y' Type='t' Target='b'/>"));
+        Package package(store);
+        package.open(OpenMode::ReadWrite);
+        Part part = package.getPart(u"/a.xml");
+        EXPECT_THAT(idsOf(part.getRelationships()), ElementsAre(u"y"));
+        package.createExternalRelationship(u"http://type", u"x");
+        package.close();
+        EXPECT_TRUE(store.has(u"/_rels/a.xml.rels")) << "what does not count is kept";
+        package.open(OpenMode::ReadWrite);
+        withPart ? package.deletePart(u"/a.xml") : package.getPart(u"/a.xml").deleteRelationship(u"y");
+        package.close();
+        package.open(OpenMode::ReadOnly);
+        EXPECT_FALSE(store.has(u"/_rels/a.xml.rels") || store.has(u"/_rels/A.xml.rels"));
+    }
 }
 
 TEST(Package, GuardsComeInTheirOrder) {
@@ -217,6 +249,8 @@ TEST(Package, GuardsComeInTheirOrder) {
     package.open(OpenMode::ReadOnly);
     const char* const readOnly = "Package is read-only";
     EXPECT_TRUE(throws<PackageReadOnly>(readOnly, [&] { create(package, u"/_rels/.rels"); }));
+    EXPECT_TRUE(throws<PackageReadOnly>(
+        readOnly, [&] { package.createPart(PartName(u"a", true), ContentType(u"a/b"), StandardPartInfo()); }));
     EXPECT_TRUE(throws<PackageReadOnly>(readOnly, [&] { package.deletePart(u"/b.xml"); }));
     EXPECT_TRUE(throws<PackageReadOnly>(readOnly, [&] { package.flush(); }));
     EXPECT_TRUE(throws<PackageReadOnly>(readOnly, [&] { package.createInternalRelationship(u"", URI(u"x:y")); }));
@@ -241,6 +275,12 @@ TEST(Package, RefusesNamesThatContainOneAnother) {
         "Cannot use a part name that is a superset of an existing name: /A/B.XML/c/D",
         [&] { create(package, u"/A/B.XML/c/D"); }));
     EXPECT_THROW(create(package, u"/"), InvalidPartName);
+    for (const auto& [name, message] : {std::pair(u"/x//y", "A part name shall not have empty segments [M1.3]"),
+                                        std::pair(u"/_rels/", "A part name shall not have a forward slash as the last "
+                                                              "character [M1.5]")})
+        EXPECT_TRUE(throws<InvalidPartName>(message, [&, &n = name] {
+            package.createPart(PartName(n, true), ContentType(u"a/b"), StandardPartInfo());
+        }));
     create(package, u"/a/c.xml");
     create(package, u"/a/b.xmlx");
     EXPECT_THAT(namesOf(package.getParts()), ElementsAre(u"/a/b.xml", u"/a/b.xmlx", u"/a/c.xml"));
@@ -332,6 +372,14 @@ TEST(Package, RefusesStoresThatMakeNoPackage) {
             "No more than one core properties relationship can exist in a package", opening(store, package)));
         EXPECT_FALSE(package.isOpen());
         EXPECT_EQ(store.calls.back(), "close discard");
+    }
+    for (const char16_t* other : {u"/A.xml", u"/a.xml"}) {
+        ScriptedPackage store;
+        store.add(u"/a.xml").add(u"/b.xml").add(other);
+        Package package(store);
+        EXPECT_TRUE(throws<InconsistentPackage>("Two parts have equivalent names: /a.xml and " + toASCIIString(other),
+                                                opening(store, package)));
+        EXPECT_FALSE(package.isOpen());
     }
     const struct {
         const char16_t* name;

@@ -293,17 +293,26 @@ TEST(FailingStores, KeepTheirSignaturesUntilThePackageIsClosed) {
 }
 
 TEST(FailingStores, AreLeftWithoutATraceByASignatureThatCouldNotBeMade) {
-    const auto said = failEachOperation(
-        plainLetter(), [](auto& manager) { sign(manager); },
-        [](Package& package, DigitalSignatureManager& manager) {
-            EXPECT_TRUE(manager.getSignatures().empty());
-            if (package.hasPart(FIRST)) // the signature was made, but could not be verified
-                manager.deleteSignaturePart(FIRST);
-            EXPECT_EQ(package.getParts().size(), 4U);
-            EXPECT_EQ(package.getRelationships().size(), 2U);
-            sign(manager);
-            EXPECT_EQ(verdicts(manager).size(), 1U);
-        });
+    const Bytes plain = plainLetter(),
+                withOrigin = changed(plain, [](Opened&opened) {
+                    opened.package.createPart(ORIGIN, ContentType(u"a/b"), opc::test::PartInfo());
+                    opened.package.createInternalRelationship(TYPE + u"origin", ORIGIN.getURI());
+                });
+    std::set<std::string> said;
+    for (const Bytes& zip : {plain, withOrigin})
+        said.merge(failEachOperation(
+            zip, [](auto& manager) { sign(manager); },
+            [&](Package& package, DigitalSignatureManager& manager) {
+                EXPECT_TRUE(manager.getSignatures().empty());
+                const bool isMade = package.hasPart(FIRST); // but could not be verified
+                if (isMade)
+                    manager.deleteSignaturePart(FIRST);
+                EXPECT_EQ(package.hasPart(ORIGIN), zip == withOrigin && !isMade);
+                EXPECT_EQ(package.getParts().size(), package.hasPart(ORIGIN) ? 5U : 4U);
+                EXPECT_EQ(package.getRelationships().size(), package.hasPart(ORIGIN) ? 3U : 2U);
+                sign(manager);
+                EXPECT_EQ(verdicts(manager).size(), 1U);
+            }));
     const std::string could = "CouldNotGenerateSignature: ";
     EXPECT_EQ(said, (std::set<std::string>{could, could + "Unable to compute digest. ",
                                            could + "Could not create/fetch signature origin part. ",

@@ -371,6 +371,22 @@ TEST(SigningRefuses, WhatItCannotSignInItsOrderAndChangesNothing) {
          {raw({PartName(u"/odd")}, good)}},
     };
     expectRefused(items.toZip(), rows);
+
+    // What others made in the place of a signature stays.
+    const std::string folder = "_xmlsignatures/", start = "<Relationships xmlns=\"http://schemas.openxmlformats.org/"
+                                                          "package/2006/relationships\"><Relationship Id=\"DSRel1\" ";
+    items[folder + "origin.sigs"] = "theirs";
+    items[folder + "_rels/origin.sigs.rels"] = start + "Type=\"urn:x\" Target=\"/odd\"/></Relationships>";
+    items.replace("[Content_Types].xml", "</Types>", "<Default Extension=\"sigs\" ContentType=\"a/b\"/></Types>");
+    expectRefused(items.toZip(),
+                  {{could + "Could not create/fetch signature origin part. Cannot use a part name that already exists: "
+                            "/_xmlsignatures/origin.sigs",
+                    {raw(document, good), by(document, ring.keyOf("leaf"), certificate)}}});
+    items.replace("_rels/.rels", "</Relationships>",
+                  "<Relationship Id=\"o\" Type=\"http://schemas.openxmlformats.org/package/2006/relationships/"
+                  "digitalsignature/origin\" Target=\"_xmlsignatures/origin.sigs\"/></Relationships>");
+    expectRefused(items.toZip(),
+                  {{could + "Unable to create signature part. Relationship ID already exists", {raw(document, good)}}});
 }
 
 } // namespace

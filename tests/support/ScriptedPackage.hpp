@@ -2,6 +2,7 @@
 #pragma once
 
 #include <opc/core/Exception.hpp>
+#include <opc/core/Strings.hpp>
 #include <opc/core/interfaces/IPhysicalInputStream.hpp>
 #include <opc/core/interfaces/IPhysicalOutputStream.hpp>
 #include <opc/core/interfaces/IPhysicalPackage.hpp>
@@ -20,7 +21,8 @@
 namespace opc::test {
 
 /// A physical package that takes any content and any name without a question, notes every call, and fails where it is
-/// told to: `failures["createPart"] = errc::…` makes that operation throw.
+/// told to: `failures["createPart"] = errc::…` makes that operation throw, "deletePart /a.xml" that for one part. A new
+/// part replaces one of its name.
 class ScriptedPackage final : public interfaces::IPhysicalPackage {
 public:
     class Part final : public interfaces::IPhysicalPart,
@@ -105,27 +107,32 @@ public:
     interfaces::IPhysicalPart* createPart(const std::u16string& name, const std::u16string& type,
                                           const interfaces::IPhysicalPartInfo& /*info*/) override {
         step("createPart");
+        parts_.erase(std::remove_if(parts_.begin(), parts_.end(), isNamed(name)), parts_.end());
         add(name, {}, type);
         return parts_.back().get();
     }
     void deletePart(const std::u16string& name) override {
         step("deletePart");
-        parts_.erase(
-            std::find_if(parts_.begin(), parts_.end(), [&](const auto& part) { return part->getName() == name; }));
+        failIfTold("deletePart " + toASCIIString(name));
+        parts_.erase(std::find_if(parts_.begin(), parts_.end(), isNamed(name)));
     }
 
     std::map<std::string, boost::system::errc::errc_t> failures;
     std::vector<std::string> calls;
 
 private:
+    static auto isNamed(const std::u16string& name) {
+        return [&name](const auto& part) { return part->getName() == name; };
+    }
     Part* find(const std::u16string& name) const {
-        for (const auto& part : parts_)
-            if (part->getName() == name)
-                return part.get();
-        return nullptr;
+        const auto found = std::find_if(parts_.begin(), parts_.end(), isNamed(name));
+        return found == parts_.end() ? nullptr : found->get();
     }
     void step(const std::string& call) {
         calls.push_back(call);
+        failIfTold(call);
+    }
+    void failIfTold(const std::string& call) const {
         const auto failure = failures.find(call);
         if (failure != failures.end())
             throw Exception("refused " + call, make_error_code(failure->second));

@@ -6,6 +6,7 @@
 
 #include <opc/core/Exception.hpp>
 
+#include <algorithm>
 #include <sstream>
 
 namespace opcraft {
@@ -51,7 +52,8 @@ bool PackageChange::hasUncheckedSignatures(const std::vector<std::string>& names
     if (subject_ == ChangeSubject::Content)
         return names.empty() ? signatures_.isSigned() : !signatures_.areOwn();
     const Signatures left = findSignatures(package_);
-    return !left.standard.empty() || !left.pkcs7.empty();
+    return !left.pkcs7.empty() ||
+           !std::includes(left.loose.begin(), left.loose.end(), left.standard.begin(), left.standard.end());
 }
 
 /// What a change does to a signature shows in what was saved, and only there: it covers more than the part or

@@ -37,13 +37,17 @@ void removeRelationships(OpenPackage& package, const std::vector<RelationshipEnt
 ExitCode rm(const RmOptions& options, Console& console) {
     const opc::model::PartName name = toPartNameOfPart(options.part);
     PackageChange change(options);
-    change.getPackage().getPart(name);
+    const opc::model::Part part = change.getPackage().getPart(name);
     const std::vector<RelationshipEntry> entries = entriesLeadingTo(name, change.getPackage());
     if (!entries.empty() && !options.force)
         return refuse(change, entries, options, name, console);
+    std::vector<RelationshipEntry> removed = entriesOf(part, change.getPackage().getPartKeys());
+    removed.insert(removed.begin(), entries.begin(), entries.end());
     removeRelationships(change.getPackage(), entries);
     change.getPackage().getModel().deletePart(name);
     change.save(console);
+    if (options.force && !removed.empty())
+        change.report(console, "Removed with the part:\n" + toTable(removed, true));
     return ExitCode::Fine;
 }
 
@@ -54,7 +58,8 @@ void addRmCommand(Tool& tool) {
     CLI::App* command = addCommand(
         tool, "rm", "Remove a part and its own relationships",
         std::string("While relationships of the package or of other parts point at the part, nothing is changed: they\n"
-                    "are listed, and the exit code is 1.\n\n") +
+                    "are listed, and the exit code is 1. With --force they go too, and all relationships that went\n"
+                    "with the part are listed, its own as well.\n\n") +
             PART_NAME_HELP + "\n\nExample:\n  opcraft rm letter.docx /customXml/note.xml --force");
     addChangeOptions(*command, *options);
     command->add_option("PART", options->part, "The part")->required();

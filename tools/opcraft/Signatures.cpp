@@ -89,10 +89,17 @@ PartNames partsWithContentType(const Package& package, const char16_t* type) {
     return names;
 }
 
-PartNames findOrigins(const Package& package) {
-    PartNames origins = partsWithContentType(package, originContentType);
+/// The origins that relationships of the package lead to.
+PartNames findTiedOrigins(const Package& package) {
+    PartNames origins;
     for (const Form* form : forms)
         origins.merge(targetsOf(package, package, form->originType));
+    return origins;
+}
+
+PartNames findOrigins(const Package& package) {
+    PartNames origins = partsWithContentType(package, originContentType);
+    origins.merge(findTiedOrigins(package));
     return origins;
 }
 
@@ -103,14 +110,31 @@ PartNames findTied(const Package& package, const PartNames& origins, const Form&
     return found;
 }
 
-/// The signatures of both forms, and what says of itself that it is one.
+/// The signatures of both forms.
+PartNames findTied(const Package& package, const PartNames& origins) {
+    PartNames tied;
+    for (const Form* form : forms)
+        tied.merge(findTied(package, origins, *form));
+    return tied;
+}
+
+/// These, and what says of itself that it is one.
 PartNames findAll(const Package& package, const PartNames& origins) {
-    PartNames all;
-    for (const Form* form : forms) {
-        all.merge(findTied(package, origins, *form));
+    PartNames all = findTied(package, origins);
+    for (const Form* form : forms)
         all.merge(partsWithContentType(package, form->signatureContentType));
-    }
     return all;
+}
+
+PartNames findLoose(const Package& package) {
+    const PartNames origins = findTiedOrigins(package);
+    PartNames loose = findOrigins(package);
+    loose.merge(findAll(package, loose));
+    for (const PartName& name : findTied(package, origins))
+        loose.erase(name);
+    for (const PartName& name : origins)
+        loose.erase(name);
+    return loose;
 }
 
 std::set<std::string> toTexts(const PartNames& names) {
@@ -131,6 +155,7 @@ void findXmlSignatures(const Package& package, Signatures& signatures) {
     signatures.xml = toTexts(findAll(package, origins));
     signatures.own = toTexts(own);
     signatures.standard = toTexts(standard);
+    signatures.loose = toTexts(findLoose(package));
 }
 
 void deleteRelationships(opc::model::RelationshipSource& source, const char16_t* Form::*type) {
@@ -167,8 +192,8 @@ std::string notCheckedText(std::size_t count) {
 
 std::vector<std::string> removeXmlSignatures(OpenPackage& package) {
     Package& model = package.getModel();
-    const PartNames origins = findOrigins(model);
-    const PartNames signatures = findAll(model, origins);
+    const PartNames origins = findTiedOrigins(model);
+    const PartNames signatures = findTied(model, origins);
     deleteRelationships(model, &Form::originType);
     for (const PartName& name : origins) {
         Part origin = model.getPart(name);

@@ -15,6 +15,7 @@ struct Signatures {
     std::set<std::string> xml;      ///< parts that hold an XML signature
     std::set<std::string> own;      ///< those of them that are tied to the package as the library does it
     std::set<std::string> standard; ///< those in the form of the standard, which is not checked yet
+    std::set<std::string> loose;    ///< parts with a content type of signatures that nothing ties to the package
     std::set<std::string> pkcs7;    ///< items that hold a PKCS#7 signature over the file, parts or not
 
     bool isSigned() const noexcept { return !xml.empty() || !pkcs7.empty(); }
@@ -27,8 +28,8 @@ Signatures findSignatures(OpenPackage& package);
 /// "1 signature in the standard's form, not checked".
 std::string notCheckedText(std::size_t count);
 
-/// Removes every XML signature, in either form, with all that ties it to the package; it need not be readable. What is
-/// tied as a signature but is none, by its content type, stays.
+/// Removes every XML signature, in either form, that an origin of the package leads to, with all that ties it to the
+/// package; it need not be readable. What is tied as a signature but is none, by its content type, stays.
 /// @return the names of the parts that went.
 std::vector<std::string> removeXmlSignatures(OpenPackage& package);
 

@@ -86,12 +86,16 @@ ExitCode removeSome(const UnsignOptions& options, Console& console) {
 ExitCode removeAll(const UnsignOptions& options, Console& console) {
     PackageChange change(options, ChangeSubject::Signatures);
     const Signatures& found = change.getSignatures();
-    const bool isSigned = !found.xml.empty() || !found.origins.empty();
+    const bool isSigned = found.loose.size() < found.xml.size() + found.origins.size();
     std::string text;
     for (const std::string& part : removeXmlSignatures(change.getPackage()))
         text += "Removed " + escaped(part) + '\n';
+    if (text.empty())
+        text = "No signatures.\n";
+    for (const std::string& part : found.loose)
+        text += "Kept " + escaped(part) + ", which no signature origin of the package leads to\n";
     change.save(console, isSigned);
-    change.report(console, text.empty() ? "No signatures.\n" : text);
+    change.report(console, text);
     return ExitCode::Fine;
 }
 
@@ -109,8 +113,9 @@ void addUnsignCommand(Tool& tool) {
     CLI::App* command = addCommand(
         tool, "unsign", "Remove signatures from a package",
         "A signature that the countersignature covers is removed only together with that. --all removes\n"
-        "signatures that cannot be read, and those of the standard's form, too. Items with a PKCS#7\n"
-        "signature of the file stay.\n\n"
+        "signatures that cannot be read, and those of the standard's form, too. A part that is a signature\n"
+        "by its content type alone, to which no signature origin leads, is named and stays; 'opcraft rm'\n"
+        "removes it. Items with a PKCS#7 signature of the file stay.\n\n"
         "Examples:\n  opcraft unsign letter.docx sig1\n  opcraft unsign letter.docx sig1 --countersignature\n"
         "  opcraft unsign letter.docx --all -o plain.docx");
     addChangeOptions(*command, *options);

@@ -67,7 +67,9 @@ public:
     /// @throws InvalidURI, InvalidPartName for a stored name that is no part name.
     /// @throws ContentTypeNotFound for a part without a content type.
     /// @throws InvalidRelationshipContent for a malformed relationships part.
-    /// @throws InconsistentPackage for a relationships part without its source.
+    /// @throws InconsistentPackage for a relationships part without its source, and for two parts with equivalent
+    ///         names. Of two relationships parts with equivalent names the later one counts; the other one is kept as
+    ///         long as this one.
     /// @throws InvalidCorePropertiesRelationships for more than one core properties relationship.
     void open(interfaces::OpenMode mode);
 
@@ -89,10 +91,10 @@ public:
 
     /// Creates an empty part.
     /// @throws PackageNotOpen, PackageReadOnly
+    /// @throws InvalidPartName for a name that was made unchecked and breaks a rule, and for the package root.
     /// @throws PartHasRelationshipName for the name of a relationships part.
     /// @throws PartAlreadyExists when an equivalent name exists.
     /// @throws PartIsDerivedFromExistingPartName when one of the two names contains the other as a path.
-    /// @throws InvalidPartName for the package root.
     /// @throws InvalidContentType when the content type's text could not be read back.
     /// @throws PartCreateFailed when the physical package refuses.
     Part createPart(const PartName& name, const ContentType& contentType, const interfaces::IPhysicalPartInfo& info);
@@ -100,7 +102,8 @@ public:
     /// Deletes a part and its relationships part. Relationships that point at the part stay.
     /// @throws PackageNotOpen, PackageReadOnly, PackageCreateOnly, PartNotFound
     /// @throws PartDeleteFailed when the physical package refuses. Once the part itself is gone, the deletion of its
-    ///         relationships part is tried again by every later deletion and flush.
+    ///         relationships part is tried again before every later creation and deletion, which do not throw when it
+    ///         fails again (unless they need its name), and by every flush, which does.
     void deletePart(const PartName& name);
 
     /// @throws PackageNotOpen, PartNotFound
@@ -125,6 +128,7 @@ private:
     friend class RelationshipSource;
 
     using PartMap = std::map<PartName, Part>;
+    using Names = std::list<PartName>;
     using PhysicalPartMap = std::map<PartName, interfaces::IPhysicalPart*, std::less<>>;
 
     RelationshipSerializer& getRelationshipSerializer() const noexcept { return *relationshipSerializer_; }
@@ -141,7 +145,13 @@ private:
     /// The name that the store knows a part by, to delete it.
     static PartName storedNameOf(const interfaces::IPhysicalPart& physicalPart);
     void deletePartInternal(const PartName& name);
+    void deleteRelationshipsPart(const PartName& name);
+    void deleteRelationshipsOfDeleted(Names& relationships);
+    void deleteOrphan(Names::iterator orphan);
     void deleteOrphans();
+    void tryToDeleteOrphans() noexcept;
+    void orphanHidden(const PartName& name) noexcept;
+    void throwIfOrphan(const PartName& name);
     const Part& findPart(const PartName& name) const;
     template <class Action>
     void forEachDataManager(Action action);
@@ -159,7 +169,8 @@ private:
     bool isOpen_ = false;
     interfaces::OpenMode mode_ = interfaces::OpenMode::CreateOnly;
     PartMap parts_;
-    std::vector<PartName> orphans_; // relationships parts of deleted parts, until they are deleted too
+    Names orphans_; // relationships parts of deleted parts, until they are deleted too
+    Names hidden_;  // relationships parts that a later one of an equivalent name hides
     std::unique_ptr<PartNameTree> prefixes_;
     std::unique_ptr<ContentTypeSource> contentTypeSource_;
     std::unique_ptr<RelationshipSerializer> relationshipSerializer_;

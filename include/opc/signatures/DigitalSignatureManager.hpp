@@ -99,6 +99,8 @@ public:
 
     /// @name Signing
     /// A signature is verified after it was made and counts only then. What is signed may not be open for writing.
+    /// A call that is refused takes back what it created, and nothing else; its number stays used up, and so does the
+    /// part of a signature that does not verify (`deleteSignaturePart` removes it).
     ///
     /// All throw, besides what is said at each:
     /// @throws CouldNotGenerateSignature when nothing is to be signed, a key is empty or is not the one that belongs to
@@ -254,7 +256,8 @@ public:
     void removeCountersignature();
     void removeAllSignatures();
     /// Removes a signature part and its relationship, and with the last one the origin, but no entry of
-    /// `getSignatures`: a way out for a part that was written before signing failed.
+    /// `getSignatures`: a way out for a part that was written before signing failed. A part of another name and content
+    /// type that poses as the origin stays, without the relationship.
     /// @throws SignatureNotFound when this is no signature part.
     void deleteSignaturePart(const PartName& name) const;
     /// @}

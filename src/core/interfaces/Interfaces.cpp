@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <opc/core/interfaces/IPhysicalInputStream.hpp>
+#include <opc/core/interfaces/IPhysicalOtherItems.hpp>
 #include <opc/core/interfaces/IPhysicalOutputStream.hpp>
 #include <opc/core/interfaces/IPhysicalPackage.hpp>
 #include <opc/core/interfaces/IPhysicalPart.hpp>
@@ -9,6 +10,7 @@ namespace opc::interfaces {
 
 // The destructors stand here so that each interface has one type information for all shared libraries.
 IPhysicalInputStream::~IPhysicalInputStream() = default;
+IPhysicalOtherItems::~IPhysicalOtherItems() = default;
 IPhysicalOutputStream::~IPhysicalOutputStream() = default;
 IPhysicalPackage::~IPhysicalPackage() = default;
 IPhysicalPart::~IPhysicalPart() = default;

@@ -28,17 +28,20 @@ std::optional<Part> findCoreProperties(const Package& package) {
     return targetOf(package, relationships.front());
 }
 
-/// Deletes a new part, which without its relationship would be in the way of the next try. The error that led here is
-/// the one that is reported.
+/// Deletes a new part and the one relationship to it: without its content it could not be read, without the other it
+/// would be in the way of the next try. The error that led here is the one that is reported.
 void takeBack(Package& package, const PartName& name) noexcept {
     try {
-        if (!package.isCreateOnly())
-            package.deletePart(name);
+        if (package.isCreateOnly())
+            return;
+        for (const Relationship& each : package.getRelationshipsByType(wellknown::corePropertiesRelationshipType))
+            package.deleteRelationship(each.getID());
+        package.deletePart(name);
     } catch (...) { // NOLINT(bugprone-empty-catch)
     }
 }
 
-Part createCoreProperties(Package& package) {
+void createCoreProperties(Package& package, const std::vector<unsigned char>& bytes) {
     const PartName name(PackageHelper::getCorePropertiesURI());
     const ContentType contentType = PackageHelper::getCorePropertiesContentType();
     // A created package deletes nothing: the part of an attempt whose relationship failed is there still.
@@ -47,11 +50,11 @@ Part createCoreProperties(Package& package) {
     Part part = isLeft ? package.getPart(name) : package.createPart(name, contentType, StandardPartInfo());
     try {
         package.createInternalRelationship(wellknown::corePropertiesRelationshipType, name.getURI());
+        replaceItem(*part.getOutputStream(), bytes);
     } catch (...) {
         takeBack(package, name);
         throw;
     }
-    return part;
 }
 
 void deleteFrom(RelationshipSource& source, Package& package, const std::u16string& type) {
@@ -112,8 +115,10 @@ void PackageHelper::createOrUpdateCoreProperties(Package& package, const CorePro
     std::vector<unsigned char> bytes;
     ByteArrayOutAdaptor stream(bytes);
     CorePropertiesSerializer().save(properties, stream);
-    const Part part = existing ? *existing : createCoreProperties(package);
-    replaceItem(*part.getOutputStream(), bytes);
+    if (existing)
+        replaceItem(*existing->getOutputStream(), bytes);
+    else
+        createCoreProperties(package, bytes);
 }
 
 void PackageHelper::deleteCoreProperties(Package& package) {

@@ -259,7 +259,7 @@ void RelationshipSource::deleteRelationship(const std::u16string& id) {
         throw RelationshipNotFound("Relationship ID does not exist");
     if (relationships.size() == 1) {
         // First what may fail, so that a refused deletion changes nothing.
-        getPackage().deletePartInternal(Package::storedNameOf(*impl_->physicalPart_));
+        getPackage().deleteRelationshipsPart(Package::storedNameOf(*impl_->physicalPart_));
         setPhysicalRelationshipPart(nullptr, false);
     }
     impl_->relationships_.erase(id);

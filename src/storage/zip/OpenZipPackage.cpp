@@ -240,10 +240,6 @@ interfaces::IPhysicalPart* OpenZipPackage::createPart(const std::u16string& name
     if (const ZipEntry* taken = items_.findPlace(name)) {
         fail(Errc::file_exists, labelOf(name) + ": the item " + inQuotes(taken->name) + " exists already");
     }
-    if (const ZipEntry* other = items_.findObstacle(detail::getExtension(name))) {
-        fail(Errc::file_exists, labelOf(name) + ": the item " + inQuotes(other->name) +
-                                    " is no part, and a content type for its extension would make it one");
-    }
     std::u16string type = contentType;
     auto content = std::make_shared<const Content>(); // a part exists once it is created
     ZipEntry& entry = items_.add(placeForNew(name), *this, opening_, std::move(*itemName), name, compression);

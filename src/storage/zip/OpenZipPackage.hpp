@@ -34,6 +34,7 @@ public:
 
     void setOutput(const std::filesystem::path& file);
     std::vector<ZipItem> getItems() const;
+    bool hasOtherItems(const std::u16string& extension) const { return items_.hasOthers(extension); }
     interfaces::IPhysicalInputStream* getItemInputStream(const std::string& name);
     interfaces::IPhysicalInputStream* getContentTypeInputStream();
     interfaces::IPhysicalOutputStream* getContentTypeOutputStream();

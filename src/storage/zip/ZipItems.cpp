@@ -27,13 +27,6 @@ void erase(Map& map, const typename Map::key_type& name, ZipItems::Entries::iter
 constexpr std::u16string_view relationshipsFolder = u"_rels/";
 constexpr std::u16string_view relationshipsExtension = u".rels";
 
-std::u16string relationshipsPartOf(std::u16string_view partName) {
-    const std::size_t file = partName.rfind(u'/') + 1;
-    std::u16string name(partName.substr(0, file));
-    name.append(relationshipsFolder).append(partName.substr(file));
-    return name += relationshipsExtension;
-}
-
 /// The part whose relationships part bears this name, be there ".rels" in its own name too; empty for none.
 std::u16string sourceOf(std::u16string_view relationshipsPart) {
     const std::size_t file = relationshipsPart.rfind(u'/') + 1;
@@ -115,24 +108,16 @@ void ZipItems::findParts(const ContentTypes* types, const std::string& label) {
         }
     }
     throwIfSamePart(label);
-    noteObstacles();
+    noteOtherExtensions();
 }
 
-const ZipEntry* ZipItems::findObstacle(const std::u16string& extension) const {
-    const auto found = obstacles_.find(extension);
-    return found == obstacles_.end() ? nullptr : found->second;
-}
-
-void ZipItems::noteObstacles() {
+void ZipItems::noteOtherExtensions() {
     for (const ZipEntry& entry : entries_) {
-        const std::u16string& name = entry.partName();
-        if (entry.kind != ZipItemKind::Other || name.empty() || detail::isRelationshipsPartName(name)) {
+        if (entry.kind != ZipItemKind::Other) {
             continue;
         }
-        const std::u16string extension = detail::getExtension(name);
-        if (!extension.empty() && (byPartName_.count(name) > 1 || byPartName_.count(relationshipsPartOf(name)) > 0)) {
-            obstacles_.try_emplace(extension, &entry);
-        }
+        const std::u16string& name = entry.partName();
+        otherExtensions_.insert(detail::getExtension(name.empty() ? toString(entry.name, false) : name));
     }
 }
 

@@ -13,6 +13,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -94,9 +95,8 @@ public:
     /// The item that is this part or takes the place where it would be; null for none.
     ZipEntry* findPlace(std::u16string_view partName);
 
-    /// An item that is no part, and that a content type for all parts of an extension would make one which leaves no
-    /// readable package: one of two with the same name, or one with a relationships item; null for none.
-    const ZipEntry* findObstacle(const std::u16string& extension) const;
+    /// True when an item that is no part has this extension.
+    bool hasOthers(const std::u16string& extension) const { return otherExtensions_.contains(extension); }
 
     /// Takes a part out.
     void removePart(ZipEntry& part);
@@ -112,13 +112,12 @@ private:
     void index(Entries::iterator place);
     bool isRelationshipsOfOther(const ZipEntry& entry);
     void throwIfSamePart(const std::string& label) const;
-    void noteObstacles();
+    void noteOtherExtensions();
 
     Entries entries_;
     std::multimap<std::u16string_view, Entries::iterator, CaselessLess> byPartName_; ///< of the entries' own names
     std::unordered_multimap<std::string_view, Entries::iterator> byItemName_;        ///< of the entries' own names
-    std::map<std::u16string, const ZipEntry*, CaselessLess>
-        obstacles_; ///< by extension; what is no part stays for good
+    std::set<std::u16string, CaselessLess> otherExtensions_; ///< of items that are no parts, which stay so for good
     ZipEntry* contentTypes_ = nullptr;
 };
 

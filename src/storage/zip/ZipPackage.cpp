@@ -64,6 +64,10 @@ interfaces::IPhysicalInputStream* ZipPackage::getItemInputStream(const std::stri
     return impl_->opened().getItemInputStream(name);
 }
 
+bool ZipPackage::hasOtherItems(const std::u16string& extension) const {
+    return impl_->opened().hasOtherItems(extension);
+}
+
 bool ZipPackage::hasContentTypeStream() const {
     return true;
 }

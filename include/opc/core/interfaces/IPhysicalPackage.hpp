@@ -22,7 +22,10 @@ class IPhysicalPartInfo;
 /// part and its streams, until the part is deleted. Used by one thread at a time.
 ///
 /// Every failure is an `opc::Exception` whose code compares with the generic conditions: the model tells a
-/// missing file at `open` (ENOENT) and a refused permission at `close` (EACCES) from all others.
+/// missing file at `open` (ENOENT) and a refused permission at `close` (EACCES) from all others. A `deletePart` that
+/// fails may be tried again; ENOENT says then that the part is gone.
+///
+/// A store that keeps items which are no parts implements `IPhysicalOtherItems` too.
 class OPCRAFT_API IPhysicalPackage {
 public:
     virtual ~IPhysicalPackage();

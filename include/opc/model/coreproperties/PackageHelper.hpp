@@ -42,6 +42,8 @@ public:
     /// @throws PackageNotOpen, PackageReadOnly
     /// @throws InvalidPartContent when a text holds a character that XML cannot carry, a keyword's language is no
     ///         language tag, or a time is special (an infinity or no time at all). The package is as it was then.
+    /// @throws PartNotFound when the relationship leads to no part; what `Package::createPart`, `getOutputStream` and
+    ///         the store throw. A new part is taken back then.
     static void createOrUpdateCoreProperties(Package& package, const CoreProperties& properties);
 
     /// Deletes the core properties and the relationship to them; nothing when there are none.

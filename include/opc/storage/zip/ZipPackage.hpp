@@ -2,6 +2,7 @@
 #pragma once
 
 #include <opc/core/Export.hpp>
+#include <opc/core/interfaces/IPhysicalOtherItems.hpp>
 #include <opc/core/interfaces/IPhysicalPackage.hpp>
 #include <opc/storage/zip/ZipItem.hpp>
 #include <opc/storage/zip/ZipOptions.hpp>
@@ -40,15 +41,14 @@ namespace opc::storage {
 /// - not_supported: an encrypted item or an unknown compression method, when it is read;
 /// - operation_not_permitted: a change in a read-only package, a read or a deletion in a created one;
 /// - invalid_argument: a part name that would not map back from its item name, an output that is no regular file;
-/// - file_exists: a part name that a part or another item takes, or an extension whose content type would make an
-///   item a part that is none now and leaves no readable package (one of two of a name, or one with relationships);
+/// - file_exists: a part name that a part or another item takes;
 ///   no_such_file_or_directory: a part that is not there;
 /// - device_or_resource_busy: another program wrote to the file since it was opened, when it is saved;
 /// - bad_file_descriptor: a use while closed, a second open, a read from a stream that is not open;
 /// - the system's own for what the system refuses: no_such_file_or_directory (at open the file, at a save the folder),
 ///   permission_denied (at open also for a file that read-write mode may not write), no_space_on_device, …. Content
 ///   that could not be kept until the save makes every save fail, until it is written anew or its part is deleted.
-class OPCRAFT_API ZipPackage final : public interfaces::IPhysicalPackage {
+class OPCRAFT_API ZipPackage final : public interfaces::IPhysicalPackage, public interfaces::IPhysicalOtherItems {
 public:
     /// A package in a file. Nothing is touched before `open`.
     explicit ZipPackage(std::filesystem::path file, ZipOptions options = {});
@@ -82,6 +82,9 @@ public:
     /// @throws opc::Exception no_such_file_or_directory when there is no such item, bad_file_descriptor when the
     ///         package is closed, operation_not_permitted when it was opened for create only.
     interfaces::IPhysicalInputStream* getItemInputStream(const std::string& name);
+
+    /// Items whose names map to no part name count too: other programs may map them.
+    bool hasOtherItems(const std::u16string& extension) const override;
 
     bool hasContentTypeStream() const override;
     interfaces::IPhysicalInputStream* getContentTypeInputStream() override;

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/core/Export.hpp>
+
+#include <string>
+
+namespace opc::interfaces {
+
+/// Optional for a physical package: one that keeps items which are no parts, because no content type is known of them,
+/// implements this interface too. The package model then gives a new part a content type of its own (an Override)
+/// where a content type for the extension (a Default, ECMA-376-2 §7.2.3) would make parts of such items. Without this
+/// interface the content type of every new extension becomes a Default. A decorator of such a package hands it on.
+class OPCRAFT_API IPhysicalOtherItems {
+public:
+    virtual ~IPhysicalOtherItems();
+
+    /// True when an item that is no part has this extension.
+    /// @param extension without the dot; ASCII letters compare without regard to case.
+    /// @throws opc::Exception when the physical package is not open.
+    virtual bool hasOtherItems(const std::u16string& extension) const = 0;
+};
+
+} // namespace opc::interfaces
