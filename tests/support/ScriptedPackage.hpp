@@ -107,26 +107,29 @@ public:
     interfaces::IPhysicalPart* createPart(const std::u16string& name, const std::u16string& type,
                                           const interfaces::IPhysicalPartInfo& /*info*/) override {
         step("createPart");
-        parts_.erase(std::remove_if(parts_.begin(), parts_.end(), isNamed(name)), parts_.end());
+        erase(name);
         add(name, {}, type);
         return parts_.back().get();
     }
     void deletePart(const std::u16string& name) override {
         step("deletePart");
         failIfTold("deletePart " + toASCIIString(name));
-        parts_.erase(std::find_if(parts_.begin(), parts_.end(), isNamed(name)));
+        erase(name);
     }
 
     std::map<std::string, boost::system::errc::errc_t> failures;
     std::vector<std::string> calls;
 
 private:
-    static auto isNamed(const std::u16string& name) {
-        return [&name](const auto& part) { return part->getName() == name; };
-    }
     Part* find(const std::u16string& name) const {
-        const auto found = std::find_if(parts_.begin(), parts_.end(), isNamed(name));
-        return found == parts_.end() ? nullptr : found->get();
+        for (const auto& part : parts_)
+            if (part->getName() == name)
+                return part.get();
+        return nullptr;
+    }
+    void erase(const std::u16string& name) {
+        const auto isNamed = [&name](const auto& part) { return part->getName() == name; };
+        parts_.erase(std::remove_if(parts_.begin(), parts_.end(), isNamed), parts_.end());
     }
     void step(const std::string& call) {
         calls.push_back(call);
