@@ -23,6 +23,7 @@
 #include <map>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 namespace opc::model {
 
@@ -172,7 +173,7 @@ ContentTypeSource::Addition ContentTypeSource::prepareAddition(const PartName& n
     const auto entry = defaults_.find(addition.extension);
     if (!canBeDefault(addition.extension))
         addition.newOverride.emplace(name, type);
-    else if (entry == defaults_.end() && makesOthersParts(addition.extension))
+    else if (entry == defaults_.end() && hasOtherItems(addition.extension))
         addition.newOverride.emplace(name, type);
     else if (entry == defaults_.end())
         addition.newDefault.emplace(addition.extension, Default{type, 1});
@@ -182,7 +183,7 @@ ContentTypeSource::Addition ContentTypeSource::prepareAddition(const PartName& n
     return addition;
 }
 
-bool ContentTypeSource::makesOthersParts(const std::u16string& extension) const {
+bool ContentTypeSource::hasOtherItems(const std::u16string& extension) const {
     return otherItems_ != nullptr && otherItems_->hasOtherItems(extension);
 }
 
@@ -202,8 +203,10 @@ void ContentTypeSource::removeContentType(const PartName& name) {
     remove(prepareRemoval(name));
 }
 
-ContentTypeSource::Removal ContentTypeSource::prepareRemoval(const PartName& name) {
-    return {name, lowerExtension(name)};
+ContentTypeSource::Removal ContentTypeSource::prepareRemoval(const PartName& name) const {
+    std::u16string extension = lowerExtension(name);
+    const bool keepsDefault = hasOtherItems(extension);
+    return {name, std::move(extension), keepsDefault};
 }
 
 void ContentTypeSource::remove(const Removal& removal) noexcept {
@@ -212,9 +215,9 @@ void ContentTypeSource::remove(const Removal& removal) noexcept {
         const auto entry = defaults_.find(removal.extension);
         if (entry == defaults_.end())
             return;
-        if (entry->second.useCount <= 1)
+        if (entry->second.useCount <= 1 && !removal.keepsDefault)
             defaults_.erase(entry);
-        else
+        else if (entry->second.useCount > 0)
             --entry->second.useCount;
     }
     dirty_ = true;
@@ -283,7 +286,7 @@ std::vector<unsigned char> ContentTypeSource::writeDocument() const {
     const DocumentHandle document = XercesHelper::createDocument();
     xercesc::DOMElement* root = XercesHelper::appendElementNS(document.get(), names.ns, names.types);
     for (const auto& [extension, entry] : defaults_)
-        if (entry.useCount != 0)
+        if (entry.useCount != 0 || hasOtherItems(extension))
             appendEntry(root, names, names.defaultEntry, names.extension, extension, entry.contentType);
     for (const auto& [name, contentType] : overrides_)
         appendEntry(root, names, names.overrideEntry, names.partName, name.toString(), contentType);

@@ -23,7 +23,8 @@ namespace opc::model {
 /// The content types of an open package and the content types stream that holds them (ECMA-376-2 §7.2.3).
 ///
 /// A Default lives as long as parts use it: one that no part used when the package was opened is not written back. A
-/// new extension becomes a Default, unless the store says that this would make parts of items that are none.
+/// new extension becomes a Default. Where the store says that it has items of an extension that are no parts, other
+/// programs may go by a Default for them: one that is there stays, and none is added.
 class ContentTypeSource {
 public:
     /// Reads the content types stream, if the package keeps one and was not created just now.
@@ -43,7 +44,7 @@ public:
     Addition prepareAddition(const PartName& name, const ContentType& type) const;
     void add(Addition&& addition) noexcept;
     struct Removal;
-    static Removal prepareRemoval(const PartName& name);
+    Removal prepareRemoval(const PartName& name) const;
     void remove(const Removal& removal) noexcept;
 
     /// Writes the stream when it changed.
@@ -63,7 +64,7 @@ private:
     void readDocument(InputStream& stream);
     std::vector<unsigned char> writeDocument() const;
 
-    bool makesOthersParts(const std::u16string& extension) const;
+    bool hasOtherItems(const std::u16string& extension) const;
 
     interfaces::IPhysicalPackage& physicalPackage_;
     const interfaces::IPhysicalOtherItems* otherItems_; ///< null for a store that keeps none, or does not say so
@@ -87,6 +88,7 @@ struct ContentTypeSource::Addition {
 struct ContentTypeSource::Removal {
     PartName name;
     std::u16string extension;
+    bool keepsDefault; ///< even without users
 };
 
 } // namespace opc::model

@@ -339,7 +339,7 @@ void Package::orphanHidden(const PartName& name) noexcept {
 }
 
 void Package::deleteOrphan(Names::iterator orphan) {
-    const ContentTypeSource::Removal removal = ContentTypeSource::prepareRemoval(*orphan);
+    const ContentTypeSource::Removal removal = contentTypeSource_->prepareRemoval(*orphan);
     try {
         physicalPackage_.deletePart(orphan->toString());
     } catch (const Exception& e) {
@@ -387,13 +387,13 @@ PartName Package::storedNameOf(const interfaces::IPhysicalPart& physicalPart) {
 }
 
 void Package::deletePartInternal(const PartName& name) {
-    const ContentTypeSource::Removal removal = ContentTypeSource::prepareRemoval(name);
     try {
+        const ContentTypeSource::Removal removal = contentTypeSource_->prepareRemoval(name);
         physicalPackage_.deletePart(name.toString());
+        contentTypeSource_->remove(removal);
     } catch (const Exception& e) {
         throw PartDeleteFailed(e.what());
     }
-    contentTypeSource_->remove(removal);
 }
 
 const Part& Package::findPart(const PartName& name) const {

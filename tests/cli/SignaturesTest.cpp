@@ -261,8 +261,9 @@ TEST_F(SignaturesOf, NothingThatIsNoSignatureGoesWithThem) {
 
 TEST_F(SignaturesOf, APackageMakeNoPartsOfItemsThatWereNoneNorDoOtherChanges) {
     write("image.png", std::string("\x89PNG\r\n\x1A\n\0\0\0\rIHDR...", 19));
-    const std::vector<RawItem> others = {{"Metadata/cut.xml", "<cut/>"}, {"plate.PNG", "png"}, {"a.sigs", "a"}};
-    std::vector<RawItem> items = {contentTypes({"model=a/model"}),
+    const std::vector<RawItem> others = {
+        {"Metadata/cut.xml", "<cut/>"}, {"plate.PNG", "png"}, {"a.sigs", "a"}, {"a\\b.tmp", "b"}};
+    std::vector<RawItem> items = {contentTypes({"model=a/model", "tmp=a/tmp"}),
                                   relationships("_rels/.rels", {{"rId1", "http://model", "3D/box.model"}}),
                                   {"3D/box.model", "<model/>"}};
     items.insert(items.end(), others.begin(), others.end());
@@ -277,6 +278,7 @@ TEST_F(SignaturesOf, APackageMakeNoPartsOfItemsThatWereNoneNorDoOtherChanges) {
         good(arguments);
         EXPECT_EQ(report({"list", "box.3mf"})["parts"].size(), parts) << arguments[0];
         EXPECT_EQ(report({"list", "box.3mf"})["otherItems"].size(), others.size()) << arguments[0];
+        EXPECT_THAT(good({"cat", "box.3mf", "[Content_Types].xml"}), HasSubstr("a/tmp")) << "others may go by it";
         good({"unsign", "box.3mf", "--all"});
         for (const RawItem& item : others)
             EXPECT_EQ(good({"cat", "box.3mf", item.name}), item.content);
