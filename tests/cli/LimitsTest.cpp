@@ -42,14 +42,14 @@ TEST_F(LimitOption, BoundsWhatACommandTakes) {
         EXPECT_THAT(result.err, HasSubstr(test.reason));
         EXPECT_THAT(result.err, testing::StartsWith("opcraft: letter.docx: "));
     }
-    const std::string zeros(3000000, '\0');
+    const std::string zeros((64U << 20) + 1, '\0');
     std::vector<RawItem> items = letter();
     items.push_back({"word/bomb.xml", zeros});
     writeZip("bomb.docx", items);
     const ProcessResult refused = opcraft({"cat", "bomb.docx", "word/bomb.xml"});
     EXPECT_EQ(refused.exitCode, 2);
     EXPECT_THAT(refused.err, HasSubstr("word/bomb.xml: more bytes come out for one compressed byte than 250"));
-    EXPECT_EQ(good({"cat", "bomb.docx", "word/bomb.xml", "--limit", "ratio=1032"}), zeros);
+    EXPECT_TRUE(good({"cat", "bomb.docx", "word/bomb.xml", "--limit", "ratio=1032"}) == zeros);
 }
 
 TEST_F(LimitOption, TakesOnlyWhatItKnows) {

@@ -98,10 +98,11 @@ TEST(Limits, SizesAreWhatComesOut) {
 
 TEST(Limits, TheRatioCountsAboveItsFloor) {
     const std::string floor(Limits::RATIO_FLOOR, '\0');
-    auto bytes = makePackage({{"floor.bin", floor}, {"bomb.bin", floor + floor}});
+    ASSERT_EQ(floor.size(), 64U << 20) << "equal rows of an honest table inflate by more than 250";
+    auto bytes = makePackage({{"floor.bin", floor}, {"bomb.bin", floor + '\0'}});
     ZipPackage package(bytes);
     package.open(OpenMode::ReadOnly);
-    EXPECT_EQ(readPart(package, u"/floor.bin"), floor);
+    EXPECT_TRUE(readPart(package, u"/floor.bin") == floor);
     EXPECT_TRUE(failsWith(Errc::file_too_large,
                           "\"bomb.bin\": more bytes come out for one compressed byte than 250 "
                           "(limit ratio)",
@@ -109,7 +110,7 @@ TEST(Limits, TheRatioCountsAboveItsFloor) {
     package.close(true);
     ZipPackage wide(bytes, {.limits = {.ratio = 1032}});
     wide.open(OpenMode::ReadWrite);
-    EXPECT_EQ(readPart(wide, u"/bomb.bin"), floor + floor);
+    EXPECT_EQ(readPart(wide, u"/bomb.bin").size(), floor.size() + 1);
     createPart(wide, u"/new.bin", "new");
     wide.close(false);
 

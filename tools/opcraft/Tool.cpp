@@ -37,7 +37,8 @@ void addInputOptions(CLI::App& command, InputOptions& options, const std::string
     };
     command
         .add_option("--limit", take,
-                    "Bound what a package may cost; NAME is " + limitNames() + "; VALUE may end in K, M, G or T")
+                    "Bound what a package may cost; NAME is " + limitNames() +
+                        "; VALUE may end in K, M, G or T. The ratio of an item counts beyond 64 MiB of it")
         ->type_name("NAME=VALUE")
         ->type_size(1)
         ->expected(1, CLI::detail::expected_max_vector_size)

@@ -13,13 +13,14 @@ namespace opc {
 struct Limits {
     static constexpr std::uint64_t GIBIBYTE = 1024ULL * 1024 * 1024;
 
-    /// Beyond this many inflated bytes, the ratio of an item counts.
-    static constexpr std::uint64_t RATIO_FLOOR = 1024ULL * 1024;
+    /// Beyond this many inflated bytes of an item, its ratio counts: equal rows of a table or zeros in a picture reach
+    /// any ratio, and what they cost below is bounded by the sizes.
+    static constexpr std::uint64_t RATIO_FLOOR = 64ULL * 1024 * 1024;
 
-    std::uint64_t items = 250'000;               ///< items of a ZIP file, folders and what is no part included
-    std::uint64_t itemSize = 4 * GIBIBYTE;       ///< bytes of one item or part, inflated
-    std::uint64_t totalSize = 16 * GIBIBYTE;     ///< bytes of all items that are read, inflated, each counted once
-    std::uint64_t ratio = 250;                   ///< inflated bytes for one compressed byte; DEFLATE can reach 1,032
+    std::uint64_t items = 250'000;           ///< items of a ZIP file, folders and what is no part included
+    std::uint64_t itemSize = 4 * GIBIBYTE;   ///< bytes of one item or part, inflated
+    std::uint64_t totalSize = 16 * GIBIBYTE; ///< bytes of all items that are read, inflated, each counted once
+    std::uint64_t ratio = 250; ///< inflated bytes for one compressed byte, above the floor; DEFLATE can reach 1,032
     std::uint64_t nameLength = 4096;             ///< bytes of the name of an item
     std::uint64_t xmlSize = 64ULL * 1024 * 1024; ///< bytes of an XML part or stream
     std::uint64_t xmlDepth = 128; ///< elements nested in one another, the outermost counting 1; each one takes stack
