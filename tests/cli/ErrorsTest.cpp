@@ -5,6 +5,7 @@
 
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 
 namespace opc::test {
@@ -176,14 +177,17 @@ TEST_F(Errors, ADamagedItemIsNamedAndTheOthersStayReadable) {
     }
 }
 
-TEST_F(Errors, AResultThatCannotBeWrittenExitsWith2) {
+TEST_F(Errors, AResultThatCannotBeWrittenExitsWith2AndOneThatNobodyReadsBySignal) {
     const std::string before = read("letter.docx");
+    const std::string start = "opcraft: standard output: cannot be written: ";
     struct Case {
         Output output;
-        std::string reason;
+        int signal;
+        std::string error;
     };
-    for (const Case& each : {Case{Output::Full, "No space left on device"}, Case{Output::Broken, "Broken pipe"},
-                             Case{Output::Closed, "Bad file descriptor"}})
+    for (const Case& each :
+         {Case{Output::Full, 0, start + "No space left on device\n"}, Case{Output::Broken, SIGPIPE, ""},
+          Case{Output::Closed, 0, start + "Bad file descriptor\n"}})
         for (const Arguments& arguments :
              {Arguments{"--help"}, Arguments{"add", "--help"}, Arguments{"--version"}, Arguments{"info", "letter.docx"},
               Arguments{"list", "letter.docx", "--json"}, Arguments{"rels", "letter.docx"},
@@ -193,11 +197,17 @@ TEST_F(Errors, AResultThatCannotBeWrittenExitsWith2) {
             ProcessOptions options;
             options.output = each.output;
             const ProcessResult result = opcraft(arguments, options);
-            EXPECT_EQ(result.exitCode, 2) << testing::PrintToString(arguments);
-            EXPECT_EQ(result.err, "opcraft: standard output: cannot be written: " + each.reason + '\n');
-            EXPECT_EQ(result.signal, 0);
+            EXPECT_EQ(result.exitCode, each.signal == 0 ? 2 : -1) << testing::PrintToString(arguments);
+            EXPECT_EQ(result.err, each.error);
+            EXPECT_EQ(result.signal, each.signal);
         }
     EXPECT_EQ(read("letter.docx"), before);
+
+    ProcessOptions unread;
+    unread.output = Output::Broken;
+    const Arguments relate{"relate", "letter.docx", "/", "--type", "http://t", "--target", "/word/styles.xml"};
+    EXPECT_EQ(opcraft(relate, unread).signal, SIGPIPE);
+    EXPECT_THAT(good({"rels", "letter.docx"}), HasSubstr("rId2")) << "saved before its ID was not read";
 }
 
 TEST_F(Errors, AClosedStandardInputIsNotTakenForTheFileThatIsOpenedFirst) {

@@ -28,8 +28,12 @@ int writeAll(int descriptor, std::string_view bytes) noexcept {
 
 void writeToStandardOutput(std::string_view bytes) {
     const int number = writeAll(STDOUT_FILENO, bytes);
-    if (number != 0)
-        throw Failure(ExitCode::NotProcessed, "standard output", "", "cannot be written: " + systemReason(number));
+    if (number == 0)
+        return;
+    const std::string reason = "cannot be written: " + systemReason(number);
+    if (number == EPIPE)
+        throw BrokenPipe(ExitCode::NotProcessed, "standard output", "", reason);
+    throw Failure(ExitCode::NotProcessed, "standard output", "", reason);
 }
 
 void Console::write(std::string_view bytes) {

@@ -45,6 +45,8 @@ void addCommands(Tool& tool) {
 ExitCode run(const Action& action, Console& console) {
     try {
         return action.run(console);
+    } catch (const BrokenPipe&) {
+        throw;
     } catch (const Failure& e) {
         console.note(e.getLine(action.file, action.part));
         return e.getExitCode();
@@ -105,11 +107,18 @@ void occupyStandardStreams() {
 
 int main(int count, char** arguments) {
     opcraft::occupyStandardStreams();
-    std::signal(SIGPIPE, SIG_IGN); // NOLINT(cert-err33-c): a closed pipe is then an error of the write, which is told
+    // No save is cut short because nobody reads what is said of it.
+    const auto inherited = std::signal(SIGPIPE, SIG_IGN);
     try {
         opcraft::Tool tool;
         opcraft::addCommands(tool);
         return static_cast<int>(opcraft::runCommandLine(tool, count, arguments));
+    } catch (const opcraft::BrokenPipe& e) {
+        // All files are closed: now the signal ends this program as it ends others, unless its parent ignores it.
+        std::signal(SIGPIPE, inherited);
+        std::raise(SIGPIPE);
+        std::fprintf(stderr, "opcraft: %s\n", e.getLine("", "").c_str());
+        return static_cast<int>(e.getExitCode());
     } catch (const std::exception& e) {
         std::fprintf(stderr, "opcraft: %s\n", e.what());
         return static_cast<int>(opcraft::ExitCode::NotProcessed);
