@@ -3,9 +3,12 @@
 
 #include "storage/Failure.hpp"
 
+#include <sys/file.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <thread>
 
 namespace opc::storage {
 
@@ -39,6 +42,24 @@ void writeFileAt(int file, std::uint64_t offset, const unsigned char* data, std:
         size -= static_cast<std::size_t>(count);
         offset += static_cast<std::uint64_t>(count);
     }
+}
+
+bool lockFile(int file, std::chrono::milliseconds wait) {
+    using std::chrono::steady_clock;
+    constexpr std::chrono::milliseconds longest(50);
+    const auto end = steady_clock::now() + wait;
+    std::chrono::milliseconds pause(1);
+    while (::flock(file, LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK && errno != EINTR) {
+            return true; // EBADF, ENOLCK, EOPNOTSUPP, …
+        }
+        if (steady_clock::now() >= end) {
+            return false;
+        }
+        std::this_thread::sleep_for(pause);
+        pause = std::min(2 * pause, longest);
+    }
+    return true;
 }
 
 } // namespace opc::storage

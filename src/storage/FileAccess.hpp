@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <string>
 
-/// Reading and writing at a place of an open file, to the last byte. Pure functions.
+/// Reading and writing at a place of an open file, to the last byte, and locking it. Pure functions.
 namespace opc::storage {
 
 /// @param label starts the messages.
@@ -16,5 +17,10 @@ std::size_t readFileAt(int file, std::uint64_t offset, unsigned char* buffer, st
 
 /// @throws opc::Exception what the system reports.
 void writeFileAt(int file, std::uint64_t offset, const unsigned char* data, std::size_t size, const std::string& label);
+
+/// Takes the lock (`flock`) on an open file, which its descriptor holds until it is closed. What has the lock already
+/// keeps it.
+/// @return false when another one held it all the time; true also where the system knows no such locks.
+bool lockFile(int file, std::chrono::milliseconds wait);
 
 } // namespace opc::storage

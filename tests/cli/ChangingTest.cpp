@@ -3,7 +3,13 @@
 
 #include <gmock/gmock.h>
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <chrono>
 #include <filesystem>
+#include <future>
 
 namespace opc::test {
 namespace {
@@ -348,6 +354,70 @@ TEST_F(Changing, ContentThatCannotBeReadIsNamed) {
         EXPECT_EQ(result.err, error);
         EXPECT_EQ(read("letter.docx"), before);
     }
+}
+
+class Queue : public Changing {
+protected:
+    static Arguments add(int n, Arguments more = {}) {
+        Arguments arguments{"add", "letter.docx", "/p" + std::to_string(n) + ".xml", "--type", "application/xml"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return arguments;
+    }
+
+    /// Runs a command while another process changes the letter for so many milliseconds.
+    ProcessResult opcraftDuring(int milliseconds, const Arguments& arguments) const {
+        const int file = ::open((folder_ / "letter.docx").c_str(), O_RDONLY | O_CLOEXEC);
+        EXPECT_EQ(::flock(file, LOCK_EX), 0);
+        auto result = std::async(std::launch::async, [&] { return opcraft(arguments); });
+        result.wait_for(std::chrono::milliseconds(milliseconds));
+        ::close(file);
+        return result.get();
+    }
+};
+
+TEST_F(Queue, OfChangesLosesNothing) {
+    std::vector<std::future<ProcessResult>> running;
+    for (int n = 0; n < 12; ++n)
+        running.push_back(std::async(std::launch::async, [&, n] {
+            return opcraft(add(n, n % 3 == 0 ? Arguments{"-o", "./letter.docx"} : Arguments{}));
+        }));
+    for (auto& each : running) {
+        const ProcessResult result = each.get();
+        EXPECT_EQ(result.exitCode, 0) << result.err;
+    }
+    EXPECT_EQ(partsOf("letter.docx").size(), 2U + running.size());
+    EXPECT_THAT(folder_.names(), ElementsAre("letter.docx"));
+}
+
+TEST_F(Queue, IsWaitedInForAsLongAsTheUserWants) {
+    const std::string waiting = "opcraft: letter.docx: waiting for another process that is changing the file\n";
+    const std::string inUse =
+        "opcraft: letter.docx: another process is changing the file; --wait SECONDS waits longer for it\n";
+    const struct {
+        Arguments arguments;
+        int milliseconds; ///< that another process takes
+        int exitCode;
+        std::string error;
+    } cases[] = {
+        {add(1, {"--wait", "0"}), 60000, 2, inUse},
+        {add(1, {"--wait", "2"}), 60000, 2, waiting + inUse},
+        {add(1, {"-o", "letter.docx", "--wait", "0"}), 60000, 2, inUse},
+        {{"new", "letter.docx", "--force", "--wait", "0"}, 60000, 2, inUse},
+        {add(1), 1500, 0, waiting},
+        {add(2), 200, 0, ""},
+        {add(3, {"-o", "out.docx", "--wait", "0"}), 60000, 0, ""},
+        {add(3, {"-o", "-", "--wait", "0"}), 60000, 0, ""},
+        {{"props", "letter.docx", "--wait", "0"}, 60000, 0, ""},
+        {{"info", "letter.docx"}, 60000, 0, ""},
+    };
+    for (const auto& each : cases) {
+        const ProcessResult result = opcraftDuring(each.milliseconds, each.arguments);
+        EXPECT_EQ(result.exitCode, each.exitCode) << testing::PrintToString(each.arguments);
+        EXPECT_EQ(result.err, each.error) << testing::PrintToString(each.arguments);
+    }
+    EXPECT_THAT(partsOf("letter.docx"), ElementsAre("/p1.xml", "/p2.xml", "/word/document.xml", "/word/styles.xml"));
+    for (const std::string wrong : {"-1", "1.5", "x", ""})
+        EXPECT_EQ(opcraft(add(4, {"--wait", wrong})).exitCode, 64) << wrong;
 }
 
 } // namespace

@@ -11,7 +11,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
+#include <functional>
 
 namespace opc::storage {
 
@@ -313,22 +315,86 @@ TEST_F(FileSafety, ALaterWorkingDirectorySendsNoSaveElsewhere) {
     EXPECT_TRUE(fs::is_empty(folder / "later"));
 }
 
-TEST_F(FileSafety, WhatAnotherProgramWroteMeanwhileIsNotMixedIn) {
-    ZipPackage package(file);
-    openAndChange(package);
-    auto other = original;
-    other.push_back(' ');
-    writeFile(file, other);
-    EXPECT_TRUE(failsWith(Errc::device_or_resource_busy, "book.docx", [&] { package.close(false); }));
-    EXPECT_EQ(readFile(file), other);
-    package.close(true);
-
-    writeFile(file, original);
-    ZipPackage another(file);
-    openAndChange(another);
-    fs::remove(file); // the bytes that were opened are still there
-    another.close(false);
-    expectChanged(file);
+TEST_F(FileSafety, WhatAnotherProgramWroteMeanwhileIsNeitherReplacedNorMixedIn) {
+    const fs::path output = folder / "output.docx";
+    const auto theirs = makeZip({{"[Content_Types].xml", TYPES}, {"theirs.xml", "theirs"}});
+    const auto writeInto = [&](const fs::path& path) { return [&theirs, path] { writeFile(path, theirs); }; };
+    const auto replace = [&](const fs::path& path) {
+        return [&theirs, path] {
+            writeFile(path.string() + "~", theirs);
+            fs::rename(path.string() + "~", path);
+        };
+    };
+    const auto remove = [&] { fs::remove(file); };
+    enum Result { Saved, Refused, RefusedEverywhere };
+    const struct {
+        const char* what;
+        OpenMode mode;
+        const char* name;   ///< that is opened
+        const char* output; ///< where it is saved; null: in place
+        std::function<void()> meanwhile;
+        Result result;
+    } cases[] = {
+        {"written", OpenMode::ReadWrite, "book.docx", nullptr, writeInto(file), RefusedEverywhere},
+        {"written, with the same size", OpenMode::ReadWrite, "book.docx", nullptr,
+         [&] { fs::last_write_time(file, fs::file_time_type::clock::now() + std::chrono::seconds(1)); },
+         RefusedEverywhere},
+        {"replaced", OpenMode::ReadWrite, "book.docx", nullptr, replace(file), Refused},
+        {"replaced behind a link", OpenMode::ReadWrite, "link", nullptr, replace(file), Refused},
+        {"replaced, named twice", OpenMode::ReadWrite, "link", "./book.docx", replace(file), Refused},
+        {"a link that leads elsewhere", OpenMode::ReadWrite, "link", nullptr,
+         [&] {
+             writeFile(folder / "else.docx", theirs);
+             fs::remove(folder / "link");
+             fs::create_symlink("else.docx", folder / "link");
+         },
+         Refused},
+        {"removed", OpenMode::ReadWrite, "book.docx", nullptr, remove, Saved},
+        {"linked, with another mode", OpenMode::ReadWrite, "book.docx", nullptr,
+         [&] {
+             fs::create_hard_link(file, folder / "hard");
+             fs::permissions(file, fs::perms(0600));
+         },
+         Saved},
+        {"saved elsewhere", OpenMode::ReadWrite, "book.docx", "output.docx", replace(file), Saved},
+        {"saved elsewhere, written", OpenMode::ReadWrite, "book.docx", "output.docx", writeInto(file),
+         RefusedEverywhere},
+        {"the output came", OpenMode::ReadWrite, "book.docx", "output.docx", writeInto(output), Refused},
+        {"created over it", OpenMode::CreateOnly, "book.docx", nullptr, replace(file), Refused},
+        {"created, and so did they", OpenMode::CreateOnly, "output.docx", nullptr, writeInto(output), Refused},
+        {"created over what is gone", OpenMode::CreateOnly, "book.docx", nullptr, remove, Saved},
+    };
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.what);
+        for (const auto& entry : fs::directory_iterator(folder.path()))
+            fs::remove(entry);
+        writeFile(file, original);
+        fs::create_symlink("book.docx", folder / "link");
+        ZipPackage package(folder / each.name);
+        package.open(each.mode);
+        writeAll(*createPart(package, u"/ours.xml", "")->getOutputStream(), "ours");
+        writeAll(*package.getContentTypeOutputStream(), TYPES);
+        const fs::path target = folder / (each.output ? each.output : each.name);
+        if (each.output)
+            package.setOutput(target);
+        each.meanwhile();
+        if (each.result != Saved) {
+            const auto before = readFile(target);
+            for (int attempt = 0; attempt < 2; ++attempt)
+                EXPECT_TRUE(failsWith(Errc::device_or_resource_busy, ".docx", [&] { package.close(false); }));
+            EXPECT_EQ(readFile(target), before);
+            package.setOutput(folder / "rescued.docx");
+        }
+        if (each.result == RefusedEverywhere) {
+            EXPECT_TRUE(failsWith(Errc::device_or_resource_busy, "", [&] { package.close(false); }));
+            EXPECT_FALSE(fs::exists(folder / "rescued.docx"));
+            continue;
+        }
+        package.close(false);
+        ZipPackage saved(each.result == Saved ? target : folder / "rescued.docx");
+        saved.open(OpenMode::ReadOnly);
+        EXPECT_EQ(readPart(saved, u"/ours.xml"), "ours");
+    }
 }
 
 } // namespace opc::storage

@@ -75,7 +75,7 @@ ExitCode add(const AddOptions& options, Console& console) {
     const opc::model::ContentType contentType = toContentType(options.type);
     if (options.file == "-" && options.from == "-")
         throw Failure(ExitCode::WrongUsage, "-", "", "FILE and --from cannot both be the standard input");
-    PackageChange change(options);
+    PackageChange change(options, console);
     throwIfTaken(change.getPackage(), name);
     std::string id;
     try {

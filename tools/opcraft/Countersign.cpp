@@ -10,7 +10,7 @@ namespace {
 
 ExitCode countersign(const SigningOptions& options, Console& console) {
     const Signer signer(options);
-    PackageChange change(options, ChangeSubject::Signatures);
+    PackageChange change(options, console, ChangeSubject::Signatures);
     throwIfSignedByOthers(change);
     const opc::model::DigitalSignature signature = signer.countersign(change.getPackage().getSignatureManager());
     const std::string text = "Countersigned as " + toUtf8(signature.getName()) + ": " +

@@ -3,6 +3,7 @@
 
 #include "opcraft/Failure.hpp"
 #include "opcraft/Names.hpp"
+#include "opcraft/Queue.hpp"
 #include "opcraft/Text.hpp"
 
 #include <opc/core/PartNames.hpp>
@@ -72,7 +73,7 @@ Failure contentTypeFailure(const opc::Exception& error, const std::string& file)
 }
 
 /// What went wrong while opening, told by the class of the error that is in flight.
-/// @throws UnreadableSignatures when it is that.
+/// @throws UnreadableSignatures, FileInUse when it is that.
 Failure openFailure(const ZipInput& input) {
     const std::string& file = input.getName();
     try {
@@ -96,6 +97,7 @@ Failure openFailure(const ZipInput& input) {
         return {ExitCode::NotProcessed, file, findOrphan(input.getZip()),
                 "holds the relationships of a part that is not in the package"};
     } catch (const opc::Exception& e) {
+        throwIfInUse(e, file);
         return toFailure(e, file, "");
     }
 }
@@ -117,6 +119,7 @@ ZipInput::ZipInput(const InputOptions& options, bool inMemory) : name_(options.f
         throw wrongArgument(name_, "this names no file");
     options_.limits = options.limits;
     options_.consistent = options.consistent;
+    options_.lockTimeout = options.lockTimeout;
     if (inMemory || isStream(name_)) {
         bytes_ = FileInput(name_).readAll();
         zip_ = std::make_unique<opc::storage::ZipPackage>(bytes_, options_);

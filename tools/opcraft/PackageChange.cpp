@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opcraft/PackageChange.hpp"
 
+#include "opcraft/Queue.hpp"
 #include "opcraft/SignatureCheck.hpp"
 #include "opcraft/Text.hpp"
 
@@ -19,10 +20,18 @@ const ChangeOptions& checked(const ChangeOptions& options) {
     return options;
 }
 
+OpenPackage open(const ChangeOptions& options, Console& console) {
+    return openInTurn(options.file, options.wait, console, [&](std::chrono::milliseconds timeout) {
+        InputOptions input = checked(options);
+        input.lockTimeout = timeout;
+        return OpenPackage(input, options.output);
+    });
+}
+
 } // namespace
 
-PackageChange::PackageChange(const ChangeOptions& options, ChangeSubject subject)
-    : output_(options.output), limits_(options.limits), subject_(subject), package_(checked(options), options.output),
+PackageChange::PackageChange(const ChangeOptions& options, Console& console, ChangeSubject subject)
+    : output_(options.output), limits_(options.limits), subject_(subject), package_(open(options, console)),
       signatures_(findSignatures(package_)) {}
 
 void PackageChange::save(Console& console, bool isChanged) {

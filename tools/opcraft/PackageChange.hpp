@@ -16,11 +16,13 @@ enum class ChangeSubject {
     Signatures, ///< the command itself tells what becomes of those that the library knows
 };
 
-/// A package open for a change, which is saved in place or elsewhere. Without `save`, no file is touched.
+/// A package open for a change, which is saved in place or elsewhere. Without `save`, no file is touched. Those who
+/// change a file in place queue: it is the only one of them all that has the file open.
 class PackageChange {
 public:
-    /// @throws Failure for wrong usage when a stream is to be changed in place.
-    explicit PackageChange(const ChangeOptions& options, ChangeSubject subject = ChangeSubject::Content);
+    /// @throws Failure for wrong usage when a stream is to be changed in place; FileInUse when others change the file
+    ///         for longer than the options wait.
+    PackageChange(const ChangeOptions& options, Console& console, ChangeSubject subject = ChangeSubject::Content);
 
     OpenPackage& getPackage() noexcept { return package_; }
     /// Those that were there before the change.

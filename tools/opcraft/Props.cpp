@@ -70,7 +70,7 @@ bool edit(OpenPackage& package, const PropertyEdits& edits) {
 }
 
 ExitCode change(const PropsOptions& options, const PropertyEdits& edits, Console& console) {
-    PackageChange change(options);
+    PackageChange change(options, console);
     const bool isChanged =
         options.clear ? removeWithTargets(change.getPackage(), PackageHelper::getCorePropertiesRelationshipType())
                       : edit(change.getPackage(), edits);

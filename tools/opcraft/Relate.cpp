@@ -56,7 +56,7 @@ bool leadsNowhere(OpenPackage& package, const opc::model::Relationship& relation
 
 ExitCode relate(const RelateOptions& options, Console& console) {
     const opc::model::PartName name = toPartName(options.source);
-    PackageChange change(options);
+    PackageChange change(options, console);
     std::optional<opc::model::Relationship> relationship;
     change.getPackage().withSource(
         name, [&](opc::model::RelationshipSource& source) { relationship = createOrExplain(source, options); });

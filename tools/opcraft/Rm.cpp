@@ -36,7 +36,7 @@ void removeRelationships(OpenPackage& package, const std::vector<RelationshipEnt
 
 ExitCode rm(const RmOptions& options, Console& console) {
     const opc::model::PartName name = toPartNameOfPart(options.part);
-    PackageChange change(options);
+    PackageChange change(options, console);
     const opc::model::Part part = change.getPackage().getPart(name);
     const std::vector<RelationshipEntry> entries = entriesLeadingTo(name, change.getPackage());
     if (!entries.empty() && !options.force)

@@ -22,7 +22,7 @@ std::string toText(const opc::model::DigitalSignature& signature) {
 
 ExitCode sign(const SignOptions& options, Console& console) {
     const Signer signer(options);
-    PackageChange change(options, ChangeSubject::Signatures);
+    PackageChange change(options, console, ChangeSubject::Signatures);
     throwIfSignedByOthers(change);
     opc::model::DigitalSignatureManager& manager = change.getPackage().getSignatureManager();
     const opc::model::SigningRequest request = makeSigningRequest(change.getPackage(), options.selection);

@@ -65,14 +65,14 @@ ExitCode extract(const ThumbnailOptions& options, Console& console) {
 ExitCode set(const ThumbnailOptions& options, Console& console) {
     if (options.file == "-" && options.set == "-")
         throw Failure(ExitCode::WrongUsage, "-", "", "FILE and --set cannot both be the standard input");
-    PackageChange change(options);
+    PackageChange change(options, console);
     setThumbnail(change.getPackage(), *options.set, FileInput(*options.set).readAll());
     change.save(console);
     return ExitCode::Fine;
 }
 
 ExitCode remove(const ThumbnailOptions& options, Console& console) {
-    PackageChange change(options);
+    PackageChange change(options, console);
     const bool isChanged = removeThumbnails(change.getPackage());
     change.save(console, isChanged);
     return ExitCode::Fine;

@@ -14,9 +14,12 @@ CLI::Option* addJsonFlag(CLI::App& command, bool& json) {
     return command.add_flag("--json", json, "Report as JSON, for programs (docs/json.md)")->disable_flag_override();
 }
 
-void addOutputOption(CLI::App& command, std::string& output) {
-    command.add_option("-o,--output", output, "Save to this file and leave FILE as it is; - is the standard output")
+void addSavingOptions(CLI::App& command, ChangeOptions& options) {
+    command
+        .add_option("-o,--output", options.output,
+                    "Save to this file and leave FILE as it is; - is the standard output")
         ->type_name("FILE");
+    addWaitOption(command, options.wait);
 }
 
 } // namespace
@@ -52,13 +55,21 @@ CLI::Option* addReadOptions(CLI::App& command, ReadOptions& options) {
 
 void addChangeOptions(CLI::App& command, ChangeOptions& options) {
     addInputOptions(command, options, "The package; - is the standard input, and needs -o");
-    addOutputOption(command, options.output);
+    addSavingOptions(command, options);
 }
 
 CLI::Option* addReadOrChangeOptions(CLI::App& command, ReadOrChangeOptions& options) {
     addInputOptions(command, options, "The package; - is the standard input, and a change of it needs -o");
-    addOutputOption(command, options.output);
+    addSavingOptions(command, options);
     return addJsonFlag(command, options.json);
+}
+
+void addWaitOption(CLI::App& command, unsigned& seconds) {
+    command
+        .add_option("--wait", seconds,
+                    "How long to wait for other processes that change the file in place; 0 does not wait")
+        ->type_name("SECONDS")
+        ->capture_default_str();
 }
 
 CLI::Option* addTexts(CLI::App& command, const std::string& name, std::vector<std::string>& texts,

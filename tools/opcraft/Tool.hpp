@@ -9,7 +9,9 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include <chrono>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,6 +36,7 @@ struct InputOptions {
     opc::Limits limits{};
     bool consistent = false; ///< whether a ZIP file that could be read in two ways is refused; set by the command
     bool signatures = false; ///< whether signatures are read, so that they are checked or changed; set by the command
+    std::optional<std::chrono::milliseconds> lockTimeout{}; ///< as of `opc::storage::ZipOptions`; set by the command
 };
 
 /// The options of a command that reads.
@@ -44,6 +47,7 @@ struct ReadOptions : InputOptions {
 /// The options of a command that changes.
 struct ChangeOptions : InputOptions {
     std::string output{}; ///< empty: in place
+    unsigned wait = 60;   ///< seconds, for other processes that change the file
 };
 
 /// The options of a command that reads, and changes when it is told what.
@@ -58,6 +62,9 @@ CLI::Option* addReadOptions(CLI::App& command, ReadOptions& options);
 void addChangeOptions(CLI::App& command, ChangeOptions& options);
 /// @return the one for JSON, which only reading takes.
 CLI::Option* addReadOrChangeOptions(CLI::App& command, ReadOrChangeOptions& options);
+
+/// @param seconds with the default.
+void addWaitOption(CLI::App& command, unsigned& seconds);
 
 /// An option that may be given any number of times, each time with one text, which is taken as it is.
 CLI::Option* addTexts(CLI::App& command, const std::string& name, std::vector<std::string>& texts,

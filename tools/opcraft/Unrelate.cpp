@@ -16,7 +16,7 @@ struct UnrelateOptions : ChangeOptions {
 ExitCode unrelate(const UnrelateOptions& options, Console& console) {
     const opc::model::PartName name = toPartName(options.source);
     const std::u16string id = toUtf16(options.id);
-    PackageChange change(options);
+    PackageChange change(options, console);
     change.getPackage().withSource(name, [&](opc::model::RelationshipSource& source) {
         if (!source.hasRelationship(id))
             throw Failure(ExitCode::NotProcessed, options.file, options.source,

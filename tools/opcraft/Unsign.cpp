@@ -68,7 +68,7 @@ void throwIfCountersigned(const DigitalSignatureManager& manager, const std::vec
 }
 
 ExitCode removeSome(const UnsignOptions& options, Console& console) {
-    PackageChange change(options, ChangeSubject::Signatures);
+    PackageChange change(options, console, ChangeSubject::Signatures);
     DigitalSignatureManager& manager = change.getPackage().getSignatureManager();
     const std::vector<DigitalSignature> selected = select(manager, options);
     throwIfCountersigned(manager, selected);
@@ -84,7 +84,7 @@ ExitCode removeSome(const UnsignOptions& options, Console& console) {
 
 /// Without the manager: signatures that cannot be read are to go too.
 ExitCode removeAll(const UnsignOptions& options, Console& console) {
-    PackageChange change(options, ChangeSubject::Signatures);
+    PackageChange change(options, console, ChangeSubject::Signatures);
     const Signatures& found = change.getSignatures();
     const bool isSigned = found.loose.size() < found.xml.size() + found.origins.size();
     std::string text;

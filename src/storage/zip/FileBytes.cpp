@@ -12,9 +12,13 @@
 
 namespace opc::storage {
 
-FileBytes::FileBytes(const std::filesystem::path& file, std::string label) : label_(std::move(label)) {
+FileBytes::FileBytes(std::filesystem::path file, std::string label) : path_(std::move(file)), label_(std::move(label)) {
+    open();
+}
+
+void FileBytes::open() {
     // Without O_NONBLOCK a named pipe would hold us up until somebody writes to it.
-    file_ = FileDescriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+    file_ = FileDescriptor(::open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
     if (!file_.isOpen() || ::fstat(file_.get(), &status_) != 0) {
         failWithErrno(errno, label_ + ": cannot be opened");
     }
@@ -23,6 +27,23 @@ FileBytes::FileBytes(const std::filesystem::path& file, std::string label) : lab
     }
     if (!S_ISREG(status_.st_mode)) {
         fail(Errc::bad_message, label_ + ": this is no regular file");
+    }
+}
+
+void FileBytes::lock(std::chrono::milliseconds wait) {
+    const auto end = std::chrono::steady_clock::now() + wait;
+    for (;;) {
+        const auto left = end - std::chrono::steady_clock::now();
+        if (!lockFile(file_.get(), std::chrono::ceil<std::chrono::milliseconds>(left))) {
+            fail(Errc::device_or_resource_busy, label_ + ": another process is changing the file");
+        }
+        struct stat now = {};
+        if (::stat(path_.c_str(), &now) == 0 && FileIdentity(now).isFileOf(identity())) {
+            status_ = now;
+            isLocked_ = true;
+            return;
+        }
+        open(); // who held the lock has replaced the file
     }
 }
 
@@ -35,8 +56,7 @@ void FileBytes::throwIfChanged() const {
     if (::fstat(file_.get(), &now) != 0) {
         failWithErrno(errno, label_ + ": cannot be read");
     }
-    if (now.st_size != status_.st_size || now.st_mtim.tv_sec != status_.st_mtim.tv_sec ||
-        now.st_mtim.tv_nsec != status_.st_mtim.tv_nsec) {
+    if (FileIdentity(now) != identity()) {
         fail(Errc::device_or_resource_busy, label_ + ": another program wrote to the file since it was opened");
     }
 }

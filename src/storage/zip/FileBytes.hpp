@@ -3,9 +3,11 @@
 
 #include "storage/Bytes.hpp"
 #include "storage/FileDescriptor.hpp"
+#include "storage/zip/FileIdentity.hpp"
 
 #include <sys/stat.h>
 
+#include <chrono>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -23,7 +25,16 @@ public:
 class FileBytes final : public PackageBytes {
 public:
     /// @param label starts the messages.
-    FileBytes(const std::filesystem::path& file, std::string label);
+    FileBytes(std::filesystem::path file, std::string label);
+
+    /// Waits for the lock on the file, and opens it anew as often as another process replaced it meanwhile.
+    /// @throws opc::Exception device_or_resource_busy when the time is over; as the constructor.
+    void lock(std::chrono::milliseconds wait);
+
+    /// What it was when it was opened.
+    FileIdentity identity() const { return FileIdentity(status_); }
+    /// A descriptor to lock while the file is replaced; -1 when the lock is held already.
+    int getUnlocked() const { return isLocked_ ? -1 : file_.get(); }
 
     std::uint64_t size() const override { return static_cast<std::uint64_t>(status_.st_size); }
     std::size_t readAt(std::uint64_t offset, unsigned char* buffer, std::size_t size) const override;
@@ -33,9 +44,13 @@ public:
     void throwIfChanged() const override;
 
 private:
+    void open();
+
+    std::filesystem::path path_;
     std::string label_;
     FileDescriptor file_;
     struct stat status_ = {};
+    bool isLocked_ = false;
 };
 
 /// The bytes of a vector, which is not owned.

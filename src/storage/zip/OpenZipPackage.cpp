@@ -5,7 +5,6 @@
 #include "storage/zip/ContentTypesReader.hpp"
 #include "storage/zip/ItemNames.hpp"
 #include "storage/zip/Pieces.hpp"
-#include "storage/zip/Targets.hpp"
 #include "storage/zip/ZipConsistency.hpp"
 
 #include <opc/core/Exception.hpp>
@@ -30,6 +29,12 @@ std::filesystem::path absolutePath(const std::filesystem::path& file, const std:
         failWithErrno(error.value(), label);
     }
     return result;
+}
+
+bool leadToOnePlace(const std::filesystem::path& a, const std::filesystem::path& b) {
+    std::error_code error;
+    const std::filesystem::path end = std::filesystem::weakly_canonical(a, error);
+    return !error && end == std::filesystem::weakly_canonical(b, error) && !error;
 }
 
 /// Reads the pieces of an interleaved part one after another.
@@ -64,30 +69,58 @@ OpenZipPackage::OpenZipPackage(const ZipPlace& place, OpenMode mode, const std::
     : place_(place), opening_{mode}, limits_(place.options.limits) {
     if (!place_.bytes) {
         place_.file = absolutePath(place.file, place_.label);
+        own_.emplace(place_.file, place_.label);
         opening_.area =
             std::make_shared<SpillArea>(place_.label, place_.options.memory, place_.options.temporaryFolder);
     }
     if (output) {
         setOutput(*output);
     }
-    if (opening_.mode != OpenMode::CreateOnly) {
+    if (opening_.mode == OpenMode::CreateOnly) {
+        lockReplaced();
+    } else {
         openArchive();
         readItems();
         readContentTypes();
     }
 }
 
-void OpenZipPackage::openArchive() {
-    std::unique_ptr<PackageBytes> bytes;
+/// The file that a created package will replace is not read, and needs no lock where it cannot be.
+void OpenZipPackage::lockReplaced() {
+    if (!own_ || !own_->known || output_ || !place_.options.lockTimeout) {
+        return;
+    }
+    try {
+        replaced_ = std::make_unique<FileBytes>(place_.file, place_.label);
+        replaced_->lock(*place_.options.lockTimeout);
+        own_->known = replaced_->identity();
+    } catch (const Exception& e) {
+        if (e.code() == make_error_condition(Errc::device_or_resource_busy)) {
+            throw;
+        }
+        replaced_.reset();
+        own_.emplace(place_.file, place_.label);
+    }
+}
+
+std::unique_ptr<PackageBytes> OpenZipPackage::openBytes() {
     if (place_.bytes) {
-        bytes = std::make_unique<VectorBytes>(*place_.bytes);
-    } else {
-        bytes = std::make_unique<FileBytes>(place_.file, place_.label);
+        return std::make_unique<VectorBytes>(*place_.bytes);
     }
-    if (opening_.mode == OpenMode::ReadWrite && !place_.bytes && !output_) {
+    auto bytes = std::make_unique<FileBytes>(place_.file, place_.label);
+    if (opening_.mode == OpenMode::ReadWrite && !output_) {
         throwIfNotWritable(place_.file, place_.label);
+        if (place_.options.lockTimeout) {
+            bytes->lock(*place_.options.lockTimeout);
+        }
     }
-    archive_ = std::make_unique<ZipArchive>(std::move(bytes), place_.label);
+    own_->known = bytes->identity();
+    own_->unlocked = bytes->getUnlocked();
+    return bytes;
+}
+
+void OpenZipPackage::openArchive() {
+    archive_ = std::make_unique<ZipArchive>(openBytes(), place_.label);
     limits_.checkItems(archive_->count(), place_.label);
     if (place_.options.consistent) {
         throwIfInconsistent(archive_->getBytes(), archive_->getDirectory(), place_.label);
@@ -173,7 +206,12 @@ void OpenZipPackage::readContentTypes() {
 
 void OpenZipPackage::setOutput(const std::filesystem::path& file) {
     throwIfReadOnly();
-    output_ = absolutePath(file, place_.label);
+    const std::filesystem::path path = absolutePath(file, place_.label);
+    isOutputSet_ = true;
+    output_.reset();
+    if (!own_ || !leadToOnePlace(path, own_->file)) {
+        output_.emplace(path, path.string());
+    }
 }
 
 std::vector<ZipItem> OpenZipPackage::getItems() const {
@@ -291,35 +329,40 @@ ZipChanges OpenZipPackage::collectChanges() const {
     return changes;
 }
 
-std::unique_ptr<Target> OpenZipPackage::makeTarget() const {
+std::unique_ptr<Target> OpenZipPackage::makeTarget() {
     if (output_) {
-        return std::make_unique<FileTarget>(*output_, output_->string());
+        return std::make_unique<FileTarget>(*output_);
     }
-    if (place_.bytes) {
-        return std::make_unique<VectorTarget>(*place_.bytes);
+    if (own_) {
+        return std::make_unique<FileTarget>(*own_);
     }
-    return std::make_unique<FileTarget>(place_.file, place_.label);
+    return std::make_unique<VectorTarget>(*place_.bytes);
 }
 
-void OpenZipPackage::save() const {
+void OpenZipPackage::save() {
     if (opening_.mode == OpenMode::ReadOnly) {
         return;
     }
     const ZipChanges changes = collectChanges();
     const bool changed = !changes.empty() || opening_.mode == OpenMode::CreateOnly;
-    if (!changed && !output_) {
+    if (!changed && !isOutputSet_) {
         return;
     }
-    if (archive_) {
-        archive_->getBytes().throwIfChanged();
-    }
+    throwIfChanged();
     const std::unique_ptr<Target> target = makeTarget();
     if (changed) {
         writeZip(archive_.get(), changes, *target);
     } else {
         copyBytes(archive_->getBytes(), 0, archive_->getBytes().size(), *target);
     }
+    throwIfChanged(); // while it was copied
     target->commit();
+}
+
+void OpenZipPackage::throwIfChanged() const {
+    if (archive_) {
+        archive_->getBytes().throwIfChanged();
+    }
 }
 
 std::string OpenZipPackage::labelOf(std::string_view itemName) const {

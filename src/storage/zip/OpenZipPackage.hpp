@@ -2,6 +2,7 @@
 #pragma once
 
 #include "storage/zip/ReadLimits.hpp"
+#include "storage/zip/Targets.hpp"
 #include "storage/zip/ZipArchive.hpp"
 #include "storage/zip/ZipItems.hpp"
 #include "storage/zip/ZipWriter.hpp"
@@ -44,9 +45,11 @@ public:
     void deletePart(const std::u16string& name);
 
     /// Writes the changes, if there are any, to where they belong.
-    void save() const;
+    void save();
 
 private:
+    void lockReplaced();
+    std::unique_ptr<PackageBytes> openBytes();
     void openArchive();
     void readItems();
     void addItem(std::uint64_t index, const ZipArchive::Item& item, std::vector<std::uint64_t> pieces);
@@ -58,11 +61,15 @@ private:
     void throwIfReadOnly(std::u16string_view partName = {}) const;
     void throwIfCreateOnly(const std::string& label) const;
     ZipChanges collectChanges() const;
-    std::unique_ptr<Target> makeTarget() const;
+    std::unique_ptr<Target> makeTarget();
+    void throwIfChanged() const;
 
     ZipPlace place_;
-    StoredItem::Opening opening_; ///< without an area for a package in bytes
-    std::optional<std::filesystem::path> output_;
+    StoredItem::Opening opening_;         ///< without an area for a package in bytes
+    std::optional<Destination> own_;      ///< nothing for a package in bytes
+    std::optional<Destination> output_;   ///< elsewhere
+    bool isOutputSet_ = false;            ///< it is written even when nothing was changed
+    std::unique_ptr<FileBytes> replaced_; ///< with the lock on what a created package replaces
     ReadLimits limits_;
     std::unique_ptr<ZipArchive> archive_; ///< null in a created package
     ZipItems items_;                      ///< its readers end before the archive

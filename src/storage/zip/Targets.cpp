@@ -12,6 +12,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <cstdio>
 #include <random>
 #include <utility>
 
@@ -81,6 +83,32 @@ void removeUnlessLocked(const fs::path& name) {
     }
 }
 
+/// Takes a name that no file has.
+/// @return 0, or -1 with the reason in `errno`.
+int renameWhereFree(const fs::path& from, const fs::path& to) {
+    const int result = ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
+    const bool isUnknown = result != 0 && (errno == EINVAL || errno == ENOSYS); // to the file system
+    return isUnknown ? ::rename(from.c_str(), to.c_str()) : result;
+}
+
+/// Holds the lock on a file while it is replaced. Where another process holds it for long, that one will see what was
+/// done.
+class BriefLock {
+public:
+    /// @param file -1: none.
+    explicit BriefLock(int file) : file_(file >= 0 && lockFile(file, std::chrono::milliseconds(100)) ? file : -1) {}
+    ~BriefLock() {
+        if (file_ >= 0) {
+            ::flock(file_, LOCK_UN);
+        }
+    }
+    BriefLock(const BriefLock&) = delete;
+    BriefLock& operator=(const BriefLock&) = delete;
+
+private:
+    int file_;
+};
+
 } // namespace
 
 void throwIfNotWritable(const fs::path& file, const std::string& label) {
@@ -89,8 +117,15 @@ void throwIfNotWritable(const fs::path& file, const std::string& label) {
     }
 }
 
-FileTarget::FileTarget(const fs::path& file, std::string label) : label_(std::move(label)) {
-    file_ = followLinks(file, label_);
+Destination::Destination(fs::path path, std::string name) : file(std::move(path)), label(std::move(name)) {
+    struct stat status = {};
+    if (::stat(file.c_str(), &status) == 0) {
+        known = FileIdentity(status);
+    }
+}
+
+FileTarget::FileTarget(Destination& destination) : destination_(destination), label_(destination.label) {
+    file_ = followLinks(destination.file, label_);
     struct stat status = {};
     if (::stat(file_.c_str(), &status) == 0) {
         if (S_ISDIR(status.st_mode)) {
@@ -103,6 +138,7 @@ FileTarget::FileTarget(const fs::path& file, std::string label) : label_(std::mo
         throwIfNotWritable(file_, label_);
         old_ = Owner{status.st_uid, status.st_gid, status.st_mode & 07777};
     }
+    findKnown();
     createTemporary();
 }
 
@@ -198,6 +234,39 @@ void FileTarget::keepOwnerAndMode() {
     }
 }
 
+void FileTarget::failForeign() const {
+    fail(Errc::device_or_resource_busy, label_ + ": another program " + (destination_.known ? "replaced" : "created") +
+                                            " the file since it was opened");
+}
+
+/// @return whether the known file is there; false when it is gone.
+/// @throws opc::Exception device_or_resource_busy when there is another one.
+bool FileTarget::findKnown() const {
+    struct stat now = {};
+    if (::lstat(file_.c_str(), &now) != 0) {
+        if (errno == ENOENT) {
+            return false;
+        }
+        failWithErrno(errno, label_ + ": cannot be replaced");
+    }
+    if (!destination_.known || *destination_.known != FileIdentity(now)) {
+        failForeign();
+    }
+    return true;
+}
+
+void FileTarget::replace() {
+    // From the look to the rename, other savers of the file that was opened wait.
+    const BriefLock lock(destination_.unlocked);
+    const bool isThere = findKnown();
+    if ((isThere ? ::rename(temporary_.c_str(), file_.c_str()) : renameWhereFree(temporary_, file_)) != 0) {
+        if (errno == EEXIST) {
+            failForeign();
+        }
+        failWithErrno(errno, label_ + ": cannot be replaced");
+    }
+}
+
 void FileTarget::commit() {
     keepOwnerAndMode();
     // A second descriptor keeps the lock until the file has its name.
@@ -207,10 +276,13 @@ void FileTarget::commit() {
     }
     // Before the rename, since nothing may fail for lack of memory behind it.
     const FileDescriptor folder(::open(folderOf(file_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (::rename(temporary_.c_str(), file_.c_str()) != 0) {
-        failWithErrno(errno, label_ + ": cannot be replaced");
+    struct stat written = {};
+    if (::fstat(lock.get(), &written) != 0) {
+        failWithErrno(errno, label_ + ": cannot be written");
     }
+    replace();
     temporary_.clear();
+    destination_.known = FileIdentity(written);
     // A folder that may be written but not read, or a file system that cannot sync folders, is no failure.
     if (folder.isOpen() && ::fsync(folder.get()) != 0 && errno != EINVAL && errno != EROFS) {
         failWithErrno(errno, label_ + ": the folder cannot be synced");

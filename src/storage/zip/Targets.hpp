@@ -3,6 +3,7 @@
 
 #include "storage/Bytes.hpp"
 #include "storage/FileDescriptor.hpp"
+#include "storage/zip/FileIdentity.hpp"
 
 #include <sys/types.h>
 
@@ -16,13 +17,25 @@ namespace opc::storage {
 /// Throws permission_denied when the file exists and the user may not write to it.
 void throwIfNotWritable(const std::filesystem::path& file, const std::string& label);
 
+/// Where a file is saved, and which file may be lost by that.
+struct Destination {
+    /// @param label starts the messages.
+    Destination(std::filesystem::path file, std::string label);
+
+    std::filesystem::path file;
+    std::string label;
+    std::optional<FileIdentity> known; ///< what may be replaced; nothing: there was no file
+    int unlocked = -1;                 ///< the descriptor of it on which savers wait for each other; -1: none
+};
+
 /// Replaces a file: writes a temporary one beside it, which takes its place at the end. A symbolic link stays, the
 /// file behind it is replaced, with its mode and, where the system allows it, its owner. Temporary files that others
 /// left behind when they were killed are removed.
 class FileTarget final : public Target {
 public:
-    /// @param label starts the messages.
-    FileTarget(const std::filesystem::path& file, std::string label);
+    /// @param destination outlives the target, and knows the new file once it is there.
+    /// @throws opc::Exception device_or_resource_busy when there is another file than the known one; so does `commit`.
+    explicit FileTarget(Destination& destination);
     ~FileTarget() override;
 
     FileTarget(const FileTarget&) = delete;
@@ -37,6 +50,9 @@ private:
     void createTemporary();
     void removeLeftBehind() const;
     void keepOwnerAndMode();
+    [[noreturn]] void failForeign() const;
+    bool findKnown() const;
+    void replace();
 
     struct Owner {
         uid_t user;
@@ -44,7 +60,8 @@ private:
         mode_t mode;
     };
 
-    std::string label_;
+    Destination& destination_;
+    const std::string& label_;
     std::filesystem::path file_;
     std::filesystem::path temporary_; ///< empty when there is nothing to remove
     std::optional<Owner> old_;        ///< of the file that is replaced

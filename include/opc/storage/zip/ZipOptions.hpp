@@ -3,8 +3,10 @@
 
 #include <opc/core/Limits.hpp>
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 
 namespace opc::storage {
 
@@ -18,6 +20,13 @@ struct ZipOptions {
 
     /// Where that file is; empty: the folder that TMPDIR names, else /var/tmp.
     std::filesystem::path temporaryFolder{};
+
+    /// Lets those who change one file in place come one after another: `open` in read-write mode, or in create-only
+    /// mode over a file that is there, waits for the lock of the system (`flock`) on the file itself, which is held
+    /// until the package is closed; when the time is over, it fails with device_or_resource_busy. Nothing: no lock is
+    /// waited for, and a save that comes second is refused. Of no meaning for a package in bytes, when
+    /// `ZipPackage::setOutput` named another file before, and where the system has no such locks.
+    std::optional<std::chrono::milliseconds> lockTimeout{};
 
     /// Whether `open` refuses a file that other readers could take for another package, with bad_message; for files
     /// whose content somebody vouches for. Contents are not looked at: damage in them shows when they are read. Refused

@@ -28,6 +28,11 @@ namespace opc::storage {
 /// the old one or the new one, and no temporary file stays; one that a killed process left behind goes with the next
 /// save. A read-write package without changes writes nothing.
 ///
+/// No update of another program is lost: a save replaces the file that was opened, or in create-only mode was there at
+/// the open, and for `setOutput` was there when it was named. When the path leads to another file at the moment of the
+/// rename, or the file has another size or modification time, the save is refused (device_or_resource_busy); when
+/// it leads to none, the file is written anew. `ZipOptions::lockTimeout` lets savers wait for one another instead.
+///
 /// Parts of any size are read and written in constant memory (`ZipOptions::memory`); ZIP64 is used where sizes or
 /// counts need it, and nowhere else.
 ///
@@ -43,7 +48,8 @@ namespace opc::storage {
 /// - invalid_argument: a part name that would not map back from its item name, an output that is no regular file;
 /// - file_exists: a part name that a part or another item takes;
 ///   no_such_file_or_directory: a part that is not there;
-/// - device_or_resource_busy: another program wrote to the file since it was opened, when it is saved;
+/// - device_or_resource_busy: another program wrote to the file or replaced it since it was opened, when it is saved;
+///   another process is changing it all the time that `ZipOptions::lockTimeout` gives, at open;
 /// - bad_file_descriptor: a use while closed, a second open, a read from a stream that is not open;
 /// - the system's own for what the system refuses: no_such_file_or_directory (at open the file, at a save the folder),
 ///   permission_denied (at open also for a file that read-write mode may not write), no_space_on_device, …. Content
@@ -63,9 +69,9 @@ public:
     ZipPackage& operator=(const ZipPackage&) = delete;
 
     /// Lets the next save of a package that is open in read-write or create-only mode go to another file, which
-    /// is written even when nothing was changed; the file that was opened stays as it is. Holds until the package
-    /// is closed. Also the way out after a close that failed. Said before the open, which may be for read-write of a
-    /// file that may not be written then, it holds for that one.
+    /// is written even when nothing was changed; the file that was opened stays as it is, unless it is named itself.
+    /// Holds until the package is closed. Also the way out after a close that failed. Said before the open, which may
+    /// be for read-write of a file that may not be written then, it holds for that one.
     /// @throws opc::Exception operation_not_permitted when the package is read-only; said before, the open throws.
     void setOutput(const std::filesystem::path& file);
 
