@@ -12,6 +12,8 @@
 #include <sys/stat.h>
 #include <time.h>
 
+#include <sstream>
+
 namespace opc::storage {
 
 using namespace opc::test;
@@ -104,24 +106,49 @@ std::vector<unsigned char> createBook() {
 
 } // namespace
 
-TEST(ZipSave, ANewPackageStartsWithContentTypesAndRootRelationships) {
-    const std::vector<std::string> expected = {"[Content_Types].xml", "_rels/.rels", "b.xml", "a.xml"};
-    for (int order = 0; order < 3; ++order) {
+TEST(ZipSave, NewItemsThatTellTheKindOfAPackageComeFirst) {
+    const std::string types = contentTypes("<Default Extension='xml' ContentType='a/xml'/>"
+                                           "<Default Extension='rels' ContentType='a/rels'/>");
+    const std::string rels = "<Relationships xmlns='http://schemas.openxmlformats.org/package/2006/relationships'>"
+                             "<Relationship Id='r1' Type='http://t' Target='b.xml'/>"
+                             "<Relationship Id='r2' Type='http://schemas.openxmlformats.org/officeDocument/2006/"
+                             "relationships/officeDocument' Target='word/main.xml'/></Relationships>";
+    const std::string head = "[Content_Types].xml _rels/.rels ";
+    const struct {
+        std::string first; ///< item of a package that is opened; empty: it is created
+        std::string calls; ///< what is written in turn; "|" saves the package and opens it again
+        std::string items;
+    } cases[] = {
+        {"", "b.xml types rels a.xml", head + "b.xml a.xml"},
+        {"", "b.xml rels a.xml types", head + "b.xml a.xml"},
+        {"", "b.xml word/main.xml rels types", head + "word/main.xml b.xml"},
+        {"", "types | b.xml word/main.xml rels", head + "word/main.xml b.xml"},
+        {"", "types | b.xml | rels | a.xml word/main.xml", head + "word/main.xml b.xml a.xml"},
+        {"", "types b.xml word/main.xml | rels", head + "b.xml word/main.xml"},
+        {"mimetype", "word/main.xml rels", "mimetype [Content_Types].xml word/main.xml _rels/.rels"},
+    };
+    for (const auto& each : cases) {
         std::vector<unsigned char> bytes;
+        if (!each.first.empty())
+            bytes = makeZip({{each.first, ""}, {"[Content_Types].xml", types}});
         ZipPackage package(bytes);
-        package.open(OpenMode::CreateOnly);
-        createPart(package, u"/b.xml", "b");
-        if (order == 0)
-            writeAll(*package.getContentTypeOutputStream(), TYPES);
-        if (order != 1)
-            createPart(package, u"/_rels/.rels", "r");
-        createPart(package, u"/a.xml", "a");
-        if (order == 1)
-            createPart(package, u"/_rels/.rels", "r");
-        if (order != 0)
-            writeAll(*package.getContentTypeOutputStream(), TYPES);
+        package.open(bytes.empty() ? OpenMode::CreateOnly : OpenMode::ReadWrite);
+        std::istringstream calls(each.calls);
+        for (std::string call; calls >> call;) {
+            if (call == "|") {
+                package.close(false);
+                package.open(OpenMode::ReadWrite);
+            } else if (call == "types") {
+                writeAll(*package.getContentTypeOutputStream(), types);
+            } else {
+                createPart(package, call == "rels" ? u"/_rels/.rels" : u'/' + toString(call), rels);
+            }
+        }
         package.close(false);
-        EXPECT_EQ(RawZipReader(bytes).names(), expected);
+        std::string items;
+        for (const std::string& name : RawZipReader(bytes).names())
+            items += (items.empty() ? "" : " ") + name;
+        EXPECT_EQ(items, each.items) << each.calls;
     }
 }
 

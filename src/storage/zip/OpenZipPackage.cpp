@@ -4,6 +4,7 @@
 #include "storage/Failure.hpp"
 #include "storage/zip/ContentTypesReader.hpp"
 #include "storage/zip/ItemNames.hpp"
+#include "storage/zip/MainPart.hpp"
 #include "storage/zip/Pieces.hpp"
 #include "storage/zip/ZipConsistency.hpp"
 
@@ -35,6 +36,14 @@ bool leadToOnePlace(const std::filesystem::path& a, const std::filesystem::path&
     std::error_code error;
     const std::filesystem::path end = std::filesystem::weakly_canonical(a, error);
     return !error && end == std::filesystem::weakly_canonical(b, error) && !error;
+}
+
+bool isNew(const ZipEntry& entry) {
+    return !entry.index && entry.bytes.getContent();
+}
+
+ZipChanges::Added toAdded(const ZipEntry& entry) {
+    return {entry.name, entry.bytes.getContent(), entry.bytes.compression(), entry.getLabel()};
 }
 
 /// Reads the pieces of an interleaved part one after another.
@@ -280,20 +289,11 @@ interfaces::IPhysicalPart* OpenZipPackage::createPart(const std::u16string& name
     }
     std::u16string type = contentType;
     auto content = std::make_shared<const Content>(); // a part exists once it is created
-    ZipEntry& entry = items_.add(placeForNew(name), *this, opening_, std::move(*itemName), name, compression);
+    ZipEntry& entry = items_.add(items_.all().end(), *this, opening_, std::move(*itemName), name, compression);
     entry.kind = ZipItemKind::Part;
     entry.bytes.setContentType(std::move(type));
     entry.bytes.setContent(std::move(content));
     return &entry.bytes;
-}
-
-/// A created package starts with the content types and the relationships of the package, for readers of streams.
-ZipItems::Entries::iterator OpenZipPackage::placeForNew(std::u16string_view partName) {
-    ZipItems::Entries& all = items_.all();
-    if (opening_.mode != OpenMode::CreateOnly || partName != u"/_rels/.rels") {
-        return all.end();
-    }
-    return items_.contentTypes() ? std::next(all.begin()) : all.begin();
 }
 
 void OpenZipPackage::deletePart(const std::u16string& name) {
@@ -311,9 +311,48 @@ void OpenZipPackage::deletePart(const std::u16string& name) {
     items_.removePart(*part);
 }
 
-ZipChanges OpenZipPackage::collectChanges() const {
+ZipEntry* OpenZipPackage::findMainPart(ZipEntry& relationships) {
+    try {
+        const auto& content = relationships.bytes.getContent();
+        const auto reader = content ? readContent(content) : readOriginal(relationships);
+        return items_.findPart(storage::findMainPart(*reader, limits_.get().xmlSize));
+    } catch (const Exception&) {
+        return nullptr; // no reason to refuse a save: who reads them meets the same failure
+    }
+}
+
+/// The items that tell what kind of package it is, in the order in which they start a file. Those that are new come
+/// first, unless the file starts with other items.
+OpenZipPackage::Head OpenZipPackage::findHead() {
+    Head head;
+    ZipEntry* relationships = items_.findPart(u"/_rels/.rels");
+    for (const ZipEntry& entry : items_.all()) {
+        if (entry.index != head.leading || (&entry != items_.contentTypes() && &entry != relationships)) {
+            break;
+        }
+        ++head.leading;
+    }
+    const bool startsOtherwise = archive_ && head.leading == 0;
+    if (startsOtherwise || std::none_of(items_.all().begin(), items_.all().end(), isNew)) {
+        return head;
+    }
+    ZipEntry* mainPart = relationships ? findMainPart(*relationships) : nullptr;
+    for (const ZipEntry* entry : {items_.contentTypes(), relationships, mainPart}) {
+        if (entry && isNew(*entry)) {
+            head.entries.push_back(entry);
+        }
+    }
+    return head;
+}
+
+ZipChanges OpenZipPackage::collectChanges() {
+    const Head head = findHead();
     ZipChanges changes;
     changes.deleted = deleted_;
+    changes.leading = head.leading;
+    for (const ZipEntry* entry : head.entries) {
+        changes.first.push_back(toAdded(*entry));
+    }
     for (const ZipEntry& entry : items_.all()) {
         const auto& content = entry.bytes.getContent();
         if (content && !entry.pieces.empty()) {
@@ -322,8 +361,8 @@ ZipChanges OpenZipPackage::collectChanges() const {
             changes.deleted.insert(changes.deleted.end(), std::next(entry.pieces.begin()), entry.pieces.end());
         } else if (content && entry.index) {
             changes.replaced.push_back({*entry.index, content, entry.getLabel()});
-        } else if (content) {
-            changes.added.push_back({entry.name, content, entry.bytes.compression(), entry.getLabel()});
+        } else if (isNew(entry) && std::find(head.entries.begin(), head.entries.end(), &entry) == head.entries.end()) {
+            changes.added.push_back(toAdded(entry));
         }
     }
     return changes;

@@ -55,12 +55,17 @@ private:
     void addItem(std::uint64_t index, const ZipArchive::Item& item, std::vector<std::uint64_t> pieces);
     void readContentTypes();
     std::unique_ptr<ItemReader> readOriginal(ZipEntry& entry) override;
-    ZipItems::Entries::iterator placeForNew(std::u16string_view partName);
     std::string labelOf(std::string_view itemName) const override;
     std::string labelOf(std::u16string_view partName) const;
     void throwIfReadOnly(std::u16string_view partName = {}) const;
     void throwIfCreateOnly(const std::string& label) const;
-    ZipChanges collectChanges() const;
+    struct Head {
+        std::vector<const ZipEntry*> entries; ///< new ones
+        std::uint64_t leading = 0;            ///< items of the archive that they come behind
+    };
+    ZipEntry* findMainPart(ZipEntry& relationships);
+    Head findHead();
+    ZipChanges collectChanges();
     std::unique_ptr<Target> makeTarget();
     void throwIfChanged() const;
 

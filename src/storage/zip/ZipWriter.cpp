@@ -430,26 +430,36 @@ std::uint64_t copyBytes(const Bytes& source, std::uint64_t start, std::uint64_t 
 
 void writeZip(const ZipArchive* original, const ZipChanges& changes, Target& target) {
     Writer writer(original, target);
+    const auto addAll = [&writer](const std::vector<ZipChanges::Added>& items) {
+        for (const ZipChanges::Added& item : items) {
+            writer.add(item);
+        }
+    };
+    const std::set<std::uint64_t> deleted(changes.deleted.begin(), changes.deleted.end());
+    std::map<std::uint64_t, const ZipChanges::Replaced*> replaced;
+    for (const ZipChanges::Replaced& item : changes.replaced) {
+        replaced.emplace(item.index, &item);
+    }
     if (original) {
-        const std::set<std::uint64_t> deleted(changes.deleted.begin(), changes.deleted.end());
-        std::map<std::uint64_t, const ZipChanges::Replaced*> replaced;
-        for (const ZipChanges::Replaced& item : changes.replaced) {
-            replaced.emplace(item.index, &item);
-        }
         writer.keepStart();
-        const auto& records = original->getDirectory().records();
-        for (std::uint64_t index = 0; index < records.size(); ++index) {
-            const auto change = replaced.find(index);
-            if (change != replaced.end()) {
-                writer.replace(records[index], *change->second);
-            } else if (!deleted.contains(index)) {
-                writer.keep(records[index]);
-            }
+    }
+    const std::uint64_t count = original ? original->getDirectory().records().size() : 0;
+    for (std::uint64_t index = 0; index < count; ++index) {
+        if (index == changes.leading) {
+            addAll(changes.first);
+        }
+        const DirectoryRecord& record = original->getDirectory().records()[index];
+        const auto change = replaced.find(index);
+        if (change != replaced.end()) {
+            writer.replace(record, *change->second);
+        } else if (!deleted.contains(index)) {
+            writer.keep(record);
         }
     }
-    for (const ZipChanges::Added& item : changes.added) {
-        writer.add(item);
+    if (changes.leading >= count) {
+        addAll(changes.first);
     }
+    addAll(changes.added);
     writer.finish();
 }
 

@@ -32,9 +32,11 @@ struct ZipChanges {
 
     std::vector<std::uint64_t> deleted;
     std::vector<Replaced> replaced;
-    std::vector<Added> added; ///< in this order, behind all others
+    std::vector<Added> first;  ///< in this order, behind so many items of the original
+    std::uint64_t leading = 0; ///< no more than it has
+    std::vector<Added> added;  ///< in this order, behind all others
 
-    bool empty() const { return deleted.empty() && replaced.empty() && added.empty(); }
+    bool empty() const { return deleted.empty() && replaced.empty() && first.empty() && added.empty(); }
 };
 
 /// Writes a whole ZIP file, in which ZIP64 is used where a number needs it and nowhere else. The target is not

@@ -20,7 +20,9 @@ namespace opc::storage {
 /// part; it stays in the file as it is (`getOtherItems`). Interleaved items (ECMA-376-2 §7.2.4) are read as one part
 /// and stay as they are until it is written anew, in one piece; a piece of an incomplete row is no part. Items that are
 /// not changed keep their compressed bytes and their order; an item that is written anew keeps its name and place and
-/// is deflated. A created package starts with the content types stream and the relationships of the package. The same
+/// is deflated. A created package starts with the content types stream, the relationships of the package and the main
+/// document that they name, so that programs which look at the first items tell its kind; in a package that starts so
+/// far, these items go there when they are new, and all other new ones to the end. The same
 /// calls give the same bytes: what is written bears the time 1980-01-01 00:00.
 ///
 /// A save writes a temporary file in the folder of the target, syncs it, renames it over the target (through a

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "storage/ItemReader.hpp"
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace opc::storage {
+
+/// The start of an element.
+class XmlElement {
+public:
+    XmlElement(const char* name, const char** attributes) : name_(name), attributes_(attributes) {}
+
+    /// The namespace, a space, and the local name.
+    std::string_view name() const { return name_; }
+
+    /// The value of an attribute without a namespace; empty when there is none.
+    /// @throws opc::Exception when it is no text.
+    std::u16string attribute(std::string_view name) const;
+
+private:
+    const char* name_;
+    const char** attributes_;
+};
+
+/// Reads XML to its end, if that comes before so many bytes, and calls an action for the start of each element.
+/// @return false when it is longer, or no well-formed XML without a document type declaration.
+/// @throws what the action throws.
+bool forEachElement(ItemReader& stream, std::uint64_t maximumSize,
+                    const std::function<void(const XmlElement&)>& action);
+
+} // namespace opc::storage
