@@ -4,17 +4,12 @@
 #include <opc/signatures/AlgorithmURIMap.hpp>
 #include <opc/signatures/DigitalSignatureManager.hpp>
 
-#include "model/ItemBytes.hpp"
+#include "signatures/Coverage.hpp"
 #include "signatures/ErrorTranslation.hpp"
 #include "signatures/ReferenceExaminer.hpp"
 #include "signatures/SignatureForm.hpp"
 #include "signatures/SignatureKeys.hpp"
 #include "signatures/TrustedCertificates.hpp"
-
-#include <algorithm>
-#include <optional>
-#include <set>
-#include <utility>
 
 namespace opc::model {
 
@@ -69,94 +64,6 @@ std::vector<SignatureReport> tellingOfEach(const std::vector<DigitalSignature>& 
     }
     return reports;
 }
-
-/// One relationship of a package.
-using RelationshipKey = std::pair<std::u16string, std::u16string>;
-
-RelationshipKey keyOf(const Relationship& relationship) {
-    return {toLowerASCIIString(relationship.getSourceURI().toString()), relationship.getID()};
-}
-
-/// Whether what the manifest says was said by the signer, whatever has become of the entries.
-bool isManifestAuthentic(const SignatureReport& report) {
-    return report.signatureValueHolds &&
-           std::all_of(report.references.begin(), report.references.end(),
-                       [](const ReferenceReport& each) { return each.kind != ReferenceKind::Object || each.holds(); });
-}
-
-/// What signatures cover, by name.
-struct Covered {
-    std::set<PartName> parts;
-    std::set<RelationshipKey> relationships;
-
-    explicit Covered(const std::vector<SignatureReport>& reports) {
-        for (const SignatureReport& report : reports)
-            if (isManifestAuthentic(report))
-                for (const ReferenceReport& reference : report.references)
-                    add(reference);
-    }
-
-private:
-    void add(const ReferenceReport& reference) {
-        if (!reference.holds() || reference.kind == ReferenceKind::Object)
-            return;
-        if (reference.kind == ReferenceKind::Part)
-            parts.insert(PartName(reference.target));
-        for (const Relationship& relationship : reference.relationships)
-            relationships.insert(keyOf(relationship));
-    }
-};
-
-bool isEmpty(const Part& part) {
-    bool empty = true;
-    try {
-        readItem(*part.getInputStream(),
-                 [&empty](const unsigned char*, std::size_t size) { return empty = size == 0; });
-    } catch (const Exception&) { // who knows
-        return false;
-    }
-    return empty;
-}
-
-/// What ties the signatures to a package: the origin that counts, and what it leads to. Where it is content as well,
-/// an origin that is not empty or a part of another content type, it is no mere structure.
-class Structure {
-public:
-    Structure(const Package& package, const std::vector<DigitalSignature>& signatures) {
-        const auto origins = package.getRelationshipsByType(libraryForm().originRelationshipType);
-        if (origins.empty())
-            return;
-        originKey_ = keyOf(origins.front());
-        origin_.emplace(origins.front().getTargetURI());
-        addOrigin(package);
-        const ContentType contentType(libraryForm().signatureContentType);
-        for (const DigitalSignature& signature : signatures) {
-            const PartName name(signature.getImpl()->partName);
-            if (package.hasPart(name) && package.getPart(name).getContentType() == contentType)
-                parts_.insert(name);
-        }
-    }
-
-    bool holds(const PartName& name) const { return parts_.count(name) != 0; }
-    bool holds(const Relationship& relationship) const {
-        return keyOf(relationship) == originKey_ ||
-               (origin_ && relationship.getType() == libraryForm().signatureRelationshipType &&
-                relationship.getSourceURI() == origin_->getURI());
-    }
-
-private:
-    void addOrigin(const Package& package) {
-        if (!package.hasPart(*origin_))
-            return;
-        const Part part = package.getPart(*origin_);
-        if (part.getContentType() == ContentType(libraryForm().originContentType) && isEmpty(part))
-            parts_.insert(*origin_);
-    }
-
-    std::optional<PartName> origin_;
-    RelationshipKey originKey_;
-    std::set<PartName> parts_;
-};
 
 } // namespace
 
@@ -269,28 +176,21 @@ std::vector<SignatureReport> DigitalSignatureManager::examineAllSignatures(const
     });
 }
 
-CoverageReport DigitalSignatureManager::examineCoverage(const std::vector<SignatureReport>& reports,
-                                                        const std::vector<std::string>& otherItems) const {
+std::vector<CoverageReport> DigitalSignatureManager::examineCoverage(const std::vector<SignatureReport>& reports,
+                                                                     const std::vector<std::string>& otherItems,
+                                                                     CoverageScope scope) const {
     throwIfPackageNotOpen();
-    const Covered covered(reports);
-    const Structure structure(getPackage(), loaded());
-    CoverageReport coverage;
-    coverage.otherItems = otherItems;
-    const auto addRelationships = [&](const RelationshipSource& source) {
-        for (const Relationship& each : source.getRelationships())
-            if (!structure.holds(each))
-                (covered.relationships.count(keyOf(each)) != 0 ? coverage.coveredRelationships
-                                                               : coverage.uncoveredRelationships)
-                    .push_back(each);
-    };
-    addRelationships(getPackage());
-    for (const Part& part : getPackage().getParts()) {
-        const PartName name = part.getName();
-        if (!structure.holds(name))
-            (covered.parts.count(name) != 0 ? coverage.coveredParts : coverage.uncoveredParts).push_back(name);
-        addRelationships(part);
-    }
-    return coverage;
+    const Coverage coverage(getPackage(), loaded(), otherItems, scope);
+    std::vector<CoverageReport> covered;
+    covered.reserve(reports.size());
+    for (const SignatureReport& report : reports)
+        covered.push_back(coverage.examine(report));
+    return covered;
+}
+
+SigningGaps DigitalSignatureManager::findSigningGaps(const std::vector<std::string>& otherItems) const {
+    throwIfPackageNotOpen();
+    return Coverage(getPackage(), loaded(), otherItems, CoverageScope::All).findGaps();
 }
 
 DigitalSignatureVerificationStatus DigitalSignatureManager::verifySignature(const DigitalSignature& signature,

@@ -16,6 +16,7 @@ class Signed : public CommandLine {
 protected:
     Signed() {
         writeZip("letter.docx", letter());
+        edit("letter.docx", "word/_rels/document.xml.rels", "../media/gone.png", "styles.xml"); // `sign` would warn
         issue("root", "root", "basicConstraints=critical,CA:true\nkeyUsage=critical,keyCertSign");
         issue("alice", "root");
     }

@@ -27,11 +27,10 @@ TEST_F(Signing, APackageIsSignedVerifiedBrokenAndTheReasonFound) {
     EXPECT_EQ(text, "sig1\n"
                     "  Cryptography   holds (RSA with 2048 bits, SHA-256)\n"
                     "  Vouched for by a trusted certificate: CN=Me, issued by CN=Me\n"
-                    "  Covered        2 of 2 parts, 4 of 4 relationships, 0 of 1 other item\n"
-                    "  Not covered    [trash]/0000.dat, which is no part\n"
-                    "Together\n"
-                    "  Covered        2 of 2 parts, 4 of 4 relationships, 0 of 1 other item\n"
-                    "Every signature holds and is vouched for.\n");
+                    "  Covered        2 of 2 parts, 4 of 4 relationships\n"
+                    "  Not asked for  [trash]/0000.dat: not signed, not content\n"
+                    "1 external target: their content is not signed\n"
+                    "Every signature holds and is vouched for, and covers the content.\n");
     edit("letter.docx", "word/document.xml", "Dear", "Poor");
     const ProcessResult broken = opcraft({"verify", "letter.docx", "--trust", pki("me.pem")});
     EXPECT_EQ(broken.exitCode, 1);
@@ -66,7 +65,7 @@ TEST_F(Signing, VerifyExitsWith0OnlyWhenSomebodyWhoIsTrustedVouchesForASignature
         {{"letter.docx"}, 1, "an untrusted certificate: " + alice + " (no certificate is trusted without", "nobody"},
         {{"letter.docx", "--trust", pki("other.pem")}, 1, "(unable to get local issuer certificate)", "another"},
         {{"letter.docx", "--system-trust"}, 1, "(unable to get local issuer certificate)", "not the system"},
-        {{"letter.docx", "--allow-untrusted"}, 0, "Every signature holds.\n", "it does not matter"},
+        {{"letter.docx", "--allow-untrusted"}, 0, "Every signature holds, and covers the content.\n", "whoever it was"},
         {{"letter.docx", "--public-key", pki("alice.pub")}, 0, "the given public key\n", "the key, in DER"},
         {{"letter.docx", "--public-key", pki("other.pub")},
          1,
@@ -77,7 +76,7 @@ TEST_F(Signing, VerifyExitsWith0OnlyWhenSomebodyWhoIsTrustedVouchesForASignature
         {{"bare.docx"}, 1, "nobody: the signature carries a bare key", "a bare key"},
         {{"bare.docx", "--trust", pki("root.pem")}, 1, "nobody: the signature carries a bare key", "a bare key"},
         {{"bare.docx", "--public-key", pki("alice.pub")}, 0, "the given public key\n", "a bare key, but it is known"},
-        {{"bare.docx", "--allow-untrusted"}, 0, "Every signature holds.\n", "a bare key"},
+        {{"bare.docx", "--allow-untrusted", "--coverage", "any"}, 0, "Every signature holds.\n", "a bare key"},
     };
     for (const Verification& each : cases) {
         Arguments arguments = each.options;
@@ -92,7 +91,10 @@ TEST_F(Signing, VerifyExitsWith0OnlyWhenSomebodyWhoIsTrustedVouchesForASignature
 TEST_F(Signing, TheCertificatesOfTheSystemAreTrustedOnRequestOnly) {
     sign();
     ::setenv("SSL_CERT_FILE", pki("root.pem").c_str(), 1);
-    EXPECT_EQ(opcraft({"verify", "letter.docx", "--system-trust"}).exitCode, 0);
+    EXPECT_THAT(
+        good({"verify", "letter.docx", "--system-trust"}),
+        HasSubstr("\nEvery signature holds and is vouched for, and covers the content. Signed by CN=alice, issued "
+                  "by CN=root\n"));
     EXPECT_EQ(opcraft({"verify", "letter.docx"}).exitCode, 1);
     ::unsetenv("SSL_CERT_FILE");
 }
@@ -145,7 +147,10 @@ TEST_F(Signing, SignsWhatIsSelectedAndVerifyNamesTheRest) {
         Arguments arguments = byAlice({"sign", "letter.docx"});
         arguments.insert(arguments.end(), each.options.begin(), each.options.end());
         EXPECT_EQ(good(arguments), "Signed as sig1: " + each.out + '\n');
-        const nlohmann::json json = report({"verify", "letter.docx", "--trust", pki("root.pem")});
+        const nlohmann::json json = report({"verify", "letter.docx", "--trust", pki("root.pem"), "--coverage", "any"});
+        const bool isComplete = each.uncovered.empty();
+        EXPECT_EQ(json["signatures"][0]["coverage"]["complete"], isComplete);
+        EXPECT_EQ(opcraft({"verify", "letter.docx", "--trust", pki("root.pem")}).exitCode, isComplete ? 0 : 1);
         std::vector<std::string> uncovered = json["signatures"][0]["coverage"]["uncoveredParts"];
         for (const auto& relationship : json["signatures"][0]["coverage"]["uncoveredRelationships"])
             uncovered.push_back(relationship["source"].get<std::string>() + '#' +
@@ -285,8 +290,62 @@ TEST_F(Signing, GoesThroughStreamsUnmixedWithMessages) {
     const ProcessResult piped = opcraft(arguments, {before});
     EXPECT_EQ(piped.exitCode, 0);
     EXPECT_EQ(piped.err, "opcraft: Signed as sig1: 2 parts, 4 relationships\n");
-    EXPECT_THAT(opcraft({"verify", "-", "--allow-untrusted"}, {piped.out}).out, HasSubstr("Every signature holds.\n"));
+    EXPECT_THAT(opcraft({"verify", "-", "--allow-untrusted"}, {piped.out}).out,
+                HasSubstr("\nEvery signature holds, and covers the content.\n"));
     EXPECT_EQ(opcraft(byAlice({"sign", "-"}), {before}).exitCode, 64);
+}
+
+TEST_F(Signing, VerifyAsksEachSignatureByItselfForTheContentAndNamesTheRest) {
+    using Change = std::function<void(std::vector<RawItem>&)>;
+    const auto lead = [](const std::string& type, const std::string& part, const std::string& contentType) -> Change {
+        return [=](std::vector<RawItem>& items) {
+            const auto insert = [&](RawItem& item, const std::string& end, const std::string& text) {
+                item.content.insert(item.content.find(end), text);
+            };
+            insert(items[0], "</Types>", "<Override PartName=\"/" + part + "\" ContentType=\"" + contentType + "\"/>");
+            insert(items[1], "</Rel", "<Relationship Id=\"a\" Type=\"" + type + "\" Target=\"" + part + "\"/>");
+            items.push_back({part, "<evil/>"});
+        };
+    };
+    const Change thumbnail = lead(packageTypes + "/metadata/thumbnail", "thumb.png", "image/png");
+    const struct {
+        std::string before; ///< a target of the document, which is signed
+        Change after;
+        std::string coverage;
+        int exitCode;
+        std::string out;
+    } rows[] = {
+        {"", lead(officeTypes + "/officeDocument", "word/evil.xml", wordType), "content", 1,
+         "  Not covered    /word/evil.xml\n                 relationship a of the package\n"},
+        {"", thumbnail, "content", 0,
+         "  Not asked for  /thumb.png: not signed, not content\n"
+         "                 relationship a of the package: not signed, not content\n"},
+        {"", thumbnail, "all", 1, "\nNot every signature covers everything.\n"},
+        {"../thumb.png", thumbnail, "content", 1, "\nNot every signature covers the content.\n"},
+        {"../thumb.png", thumbnail, "any", 0, "\nEvery signature holds and is vouched for.\n"},
+        {"",
+         [](auto& items) {
+             items.push_back({"evil.bin", "x"});
+         },
+         "content", 1, "evil.bin, which is no part\n"},
+    };
+    const std::string whole = read("letter.docx");
+    for (const auto& row : rows) {
+        write("letter.docx", whole);
+        if (!row.before.empty())
+            edit("letter.docx", "word/_rels/document.xml.rels", "styles.xml\"/><R", row.before + "\"/><R");
+        const std::string warning = "opcraft: letter.docx: warning: these lead to no part: relationship rId10 of "
+                                    "/word/document.xml (" +
+                                    row.before + ")\n";
+        EXPECT_EQ(opcraft(byAlice({"sign", "letter.docx"})).err, row.before.empty() ? "" : warning);
+        rezip("letter.docx", row.after);
+        const ProcessResult result =
+            opcraft({"verify", "letter.docx", "--trust", pki("root.pem"), "--coverage", row.coverage});
+        EXPECT_EQ(result.exitCode, row.exitCode) << result.out;
+        EXPECT_THAT(result.out, HasSubstr(row.out));
+    }
+    EXPECT_EQ(opcraft(byAlice({"sign", "letter.docx"})).err,
+              "opcraft: letter.docx: warning: these items are no parts and so cannot be signed: evil.bin\n");
 }
 
 TEST_F(Signing, RefusesAFileThatCanBeReadInTwoWays) {

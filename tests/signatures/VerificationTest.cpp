@@ -313,64 +313,6 @@ TEST_F(Verification, OfWhatIsNotClearFails) {
     }
 }
 
-TEST_F(Verification, TellsWhatIsCovered) {
-    using Parts = std::vector<PartName>;
-    const PartName image(u"/media/image.png"), core(u"/metadata/coreProperties.xml"), styles(u"/word/styles.xml");
-    Bytes zip = letter().toZip();
-    Opened opened(zip);
-    DigitalSignatureManager& manager = opened.manager;
-    const auto coverage = [&](const std::vector<std::string>& others = {}) {
-        return manager.examineCoverage(manager.examineAllSignatures(noOptions(), TrustStore()), others);
-    };
-    manager.sign({DOCUMENT}, {{u"/", BY_ID, u"rId1"}}, fixedKey(), params1024);
-    EXPECT_EQ(coverage().coveredParts, Parts{DOCUMENT});
-    EXPECT_EQ(coverage().uncoveredParts, (Parts{image, core, styles}));
-    EXPECT_EQ(coverage().coveredRelationships, std::vector{opened.package.getRelationshipByID(u"rId1")});
-    EXPECT_EQ(coverage().uncoveredRelationships.size(), 5U);
-    EXPECT_FALSE(coverage().isComplete());
-    manager.signPackage(fixedKey(), params1024);
-    manager.countersignAllSignatures(fixedKey(), params1024);
-    EXPECT_TRUE(coverage().isComplete()) << "what ties the signatures to the package is left out";
-    EXPECT_FALSE(coverage({"word/"}).isComplete());
-    EXPECT_EQ(coverage({"word/"}).otherItems, std::vector<std::string>{"word/"});
-
-    const PartName extra(u"/_xmlsignatures/extra.xml");
-    const std::u16string origin = opened.package.getRelationshipByID(u"rId3").getType();
-    opened.package.createPart(extra, ContentType(u"a/b"), opc::test::PartInfo());
-    opened.package.createInternalRelationship(origin, extra.getURI());
-    opened.package.getPart(DOCUMENT).getOutputStream()->write(toBytes("x").data(), 1);
-    EXPECT_EQ(coverage().uncoveredParts, (Parts{extra, DOCUMENT}));
-    EXPECT_EQ(coverage().uncoveredRelationships.size(), 1U) << "a second origin counts for nothing";
-    EXPECT_EQ(coverage().coveredParts, (Parts{image, core, styles})) << "what else was signed still holds";
-    for (const DigitalSignature& each : manager.getSignatures())
-        each.getImpl()->objects.at(0).xmlBytes += u" ";
-    EXPECT_TRUE(coverage().coveredParts.empty()) << "who changes a manifest may say that anything is covered";
-}
-
-TEST_F(Verification, TellsOfContentThatPosesAsStructure) {
-    const std::string types = "[Content_Types].xml", own = "digital-signaturexmlsignature+xml";
-    const auto changedBy = [](const auto& change) {
-        Items items{signedLetter()};
-        change(items);
-        return items.toZip();
-    };
-    const struct {
-        Bytes zip;
-        std::u16string uncovered;
-    } rows[] = {
-        {changedBy([](Items& items) { items["_xmlsignatures/origin.sigs"] = "x"; }), u"/_xmlsignatures/origin.sigs"},
-        {changedBy([&](Items& items) { items.replace(types, "digital-signature-origin", "x"); }),
-         u"/_xmlsignatures/origin.sigs"},
-        {changedBy([&](Items& items) { items.replace(types, own, "x"); }), u"/_xmlsignatures/sig1.xml"},
-    };
-    for (auto row : rows) {
-        const Opened opened(row.zip, OpenMode::ReadOnly);
-        const auto reports = opened.manager.examineAllSignatures(noOptions(), TrustStore());
-        EXPECT_TRUE(reports.at(0).isSignatureValid());
-        EXPECT_EQ(opened.manager.examineCoverage(reports).uncoveredParts, std::vector{PartName(row.uncovered)});
-    }
-}
-
 TEST_F(Verification, OfAllToldOfEachApart) {
     Bytes zip = signedLetter();
     Opened opened(zip);

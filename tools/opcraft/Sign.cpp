@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "opcraft/CoverageEntry.hpp"
 #include "opcraft/Names.hpp"
 #include "opcraft/SigningOptions.hpp"
 #include "opcraft/SigningRequests.hpp"
@@ -20,16 +21,32 @@ std::string toText(const opc::model::DigitalSignature& signature) {
            countText(signature.getSignedRelationships().size(), "relationship") + '\n';
 }
 
+/// What whoever trusts the signature could be shown although nobody signed it.
+void warn(const opc::model::SigningGaps& gaps, const std::string& file, Console& console) {
+    std::vector<std::string> links;
+    for (const opc::model::Relationship& each : gaps.danglingRelationships)
+        links.push_back(linkText(LinkName(toUtf8(each.getSourceURI().toString()), toUtf8(each.getID()))) + " (" +
+                        toUtf8(each.getTarget()) + ')');
+    if (!links.empty())
+        console.note(file + ": warning: these lead to no part: " + listText(links));
+    if (!gaps.otherItems.empty())
+        console.note(file +
+                     ": warning: these items are no parts and so cannot be signed: " + listText(gaps.otherItems));
+}
+
 ExitCode sign(const SignOptions& options, Console& console) {
     const Signer signer(options);
     PackageChange change(options, console, ChangeSubject::Signatures);
     throwIfSignedByOthers(change);
     opc::model::DigitalSignatureManager& manager = change.getPackage().getSignatureManager();
     const opc::model::SigningRequest request = makeSigningRequest(change.getPackage(), options.selection);
+    const opc::model::SigningGaps gaps =
+        manager.findSigningGaps(change.getPackage().getInput().getZip().getOtherItems());
     const bool isCountersigned = manager.isPackageCountersigned();
     const std::string text = toText(signer.sign(manager, request));
     change.save(console);
     change.report(console, text);
+    warn(gaps, options.file, console);
     if (isCountersigned)
         console.note(options.file +
                      ": warning: the countersignature does not hold any longer, for it covers that there "
@@ -43,10 +60,12 @@ void addSignCommand(Tool& tool) {
     const auto options = std::make_shared<SignOptions>();
     CLI::App* command = addCommand(
         tool, "sign", "Sign a package, or some of its parts and relationships",
-        std::string("Without --part, --relationship and --relationship-type, all parts and all relationships of the\n"
-                    "package are signed. Prints the name of the signature and how much it covers; what it covers\n"
-                    "cannot be changed then without breaking it, but for the keywords of the core properties. A\n"
-                    "signature that is added to a countersigned package breaks the countersignature.\n\n") +
+        std::string(
+            "Without --part, --relationship and --relationship-type, all parts and all relationships of the\n"
+            "package are signed. Prints the name of the signature and how much it covers; what it covers\n"
+            "cannot be changed then without breaking it, but for the keywords of the core properties. Warns of\n"
+            "relationships that lead to no part, and of items that are no parts and so cannot be signed. A\n"
+            "signature that is added to a countersigned package breaks the countersignature.\n\n") +
             SIGNING_HELP + "\n\n" + PART_NAME_HELP +
             "\n\nExamples:\n"
             "  opcraft sign letter.docx --key alice.key --cert alice.pem --chain office.pem\n"

@@ -7,19 +7,24 @@
 
 #include <opc/crypto/RSAPublicKey.hpp>
 
+#include <map>
 #include <memory>
 
 namespace opcraft {
 
 namespace {
 
-using opc::model::CoverageReport;
+using opc::model::CoverageScope;
 using opc::model::DigitalSignatureManager;
 using opc::model::SignatureReport;
+
+const std::map<std::string, RequiredCoverage> coverages = {
+    {"content", RequiredCoverage::Content}, {"all", RequiredCoverage::All}, {"any", RequiredCoverage::Any}};
 
 struct VerifyOptions : ReadOptions {
     TrustOptions trust{};
     std::string publicKey{};
+    std::string coverage = "content";
     bool allowUntrusted = false;
     bool explain = false;
 };
@@ -66,23 +71,25 @@ void verify(OpenPackage& package, const Judges& judges, const VerifyPolicy& poli
     const std::vector<std::string> otherItems = package.getInput().getZip().getOtherItems();
     std::vector<SignatureReport> reports;
     for (const CheckedSignature& each : check(manager, judges)) {
-        std::vector<SignatureReport> own;
-        if (each.report)
-            own.push_back(*each.report);
-        reports.insert(reports.end(), own.begin(), own.end());
+        reports.push_back(each.report.value_or(SignatureReport(each.signature)));
         report.signatures.push_back(judge(each, policy));
-        report.signatures.back().coverage = entryOf(manager.examineCoverage(own, otherItems));
     }
+    const CoverageScope scope = policy.coverage == RequiredCoverage::All ? CoverageScope::All : CoverageScope::Content;
+    const auto coverage = manager.examineCoverage(reports, otherItems, scope);
+    for (std::size_t i = 0; i < coverage.size(); ++i)
+        report.signatures[i].coverage = entryOf(coverage[i]);
     relateSignatures(report.signatures);
-    report.coverage = entryOf(manager.examineCoverage(reports, otherItems));
+    report.coverage = commonCoverage(report.signatures);
     addOtherKinds(findSignatures(package), report);
 }
 
 VerifyReport makeReport(const VerifyOptions& options) {
     const Judges judges = readJudges(options);
-    const VerifyPolicy policy{options.trust.isTrusting(), options.allowUntrusted};
+    const VerifyPolicy policy{options.trust.isTrusting(), options.allowUntrusted, coverages.at(options.coverage)};
     VerifyReport report{options.file};
     report.allowsUntrusted = options.allowUntrusted;
+    report.namesSigners = options.trust.system && !options.allowUntrusted;
+    report.required = policy.coverage;
     try {
         OpenPackage package(options);
         verify(package, judges, policy, report);
@@ -111,10 +118,17 @@ constexpr const char* help =
     "Nobody is trusted unless --trust or --system-trust says so. A certificate has to be valid today: the\n"
     "time of signing is the signer's word. Revocation is not looked up, nothing uses the network. With\n"
     "--public-key, all signatures have to be made by that key, and certificates do not count.\n\n"
-    "The exit code is 0 only when every signature holds and is vouched for by a trusted certificate or the\n"
-    "public key; with --allow-untrusted, when every signature holds. It is 1 when one does not, when the\n"
-    "signatures cannot be read any longer, and when there are none, and 2 when all that were checked are\n"
-    "fine, but there are others, in the standard's form or of the whole file.\n\n"
+    "The exit code is 0 only when there is a signature, every one holds and is vouched for by a trusted\n"
+    "certificate or the public key (or --allow-untrusted is given), and each one by itself covers the\n"
+    "content; a countersignature covers every other signature instead. Content is all but the core and\n"
+    "extended properties and the thumbnail of the package, when nothing else leads to them, what ties the\n"
+    "signatures to it, folders and [trash]/; docs/signatures.md has the exact rule. --coverage all leaves\n"
+    "out neither properties nor thumbnail, --coverage any does not ask what is covered. What external\n"
+    "targets hold is never signed.\n\n"
+    "The exit code is 1 when one of these does not hold, the signatures cannot be read any longer or there\n"
+    "are none, and 2 when those that were checked hold, but there are others, in the standard's form or\n"
+    "of the whole file. With --system-trust anybody with a certificate from anywhere may have signed: the\n"
+    "last line says who it was.\n\n"
     "Examples:\n  opcraft verify letter.docx --trust ca.pem\n  opcraft verify letter.docx --public-key alice.pub "
     "--explain";
 
@@ -131,6 +145,10 @@ void addVerifyCommand(Tool& tool) {
             ->type_name("FILE");
     addTrustOptions(*command, options->trust, publicKey);
     command->add_flag("--allow-untrusted", options->allowUntrusted, "Do not ask who signed")->disable_flag_override();
+    command->add_option("--coverage", options->coverage, "What each signature has to cover: content, all or any")
+        ->type_name("SCOPE")
+        ->capture_default_str()
+        ->transform(CLI::IsMember(coverages).description(""));
     command->add_flag("--explain", options->explain, "Show everything that each signature covers")
         ->disable_flag_override();
     command->callback([&tool, options] {

@@ -33,10 +33,16 @@ const char* nameOf(Verdict verdict) {
         return "unchecked";
     case Verdict::Unsigned:
         return "unsigned";
+    case Verdict::Incomplete:
+        return "incomplete";
     case Verdict::Valid:
         break;
     }
     return "valid";
+}
+
+const char* nameOf(RequiredCoverage required) {
+    return required == RequiredCoverage::Content ? "content" : (required == RequiredCoverage::All ? "all" : "any");
 }
 
 const char* nameOf(Voucher voucher) {
@@ -73,18 +79,6 @@ const char* nameOf(ReferenceVerdict verdict) {
         break;
     }
     return "notReadable";
-}
-
-ordered_json toJson(const CoverageEntry& coverage) {
-    ordered_json json;
-    json["parts"] = coverage.parts;
-    json["relationships"] = coverage.relationships;
-    json["uncoveredParts"] = coverage.uncoveredParts;
-    json["uncoveredRelationships"] = ordered_json::array();
-    for (const CoverageEntry::Uncovered& each : coverage.uncoveredRelationships)
-        json["uncoveredRelationships"].push_back({{"source", each.source}, {"id", each.id}});
-    json["otherItems"] = coverage.otherItems;
-    return json;
 }
 
 ordered_json toJson(const RelationshipSelector& selector) {
@@ -136,6 +130,7 @@ ordered_json toJson(const VerifyReport& report) {
     ordered_json json = makeJsonReport("verify", report.file);
     json["verdict"] = nameOf(report.verdict);
     json["problem"] = textOrNull(report.problem);
+    json["requiredCoverage"] = nameOf(report.required);
     json["signatures"] = ordered_json::array();
     for (const SignatureVerdict& verdict : report.signatures)
         json["signatures"].push_back(toJson(verdict));

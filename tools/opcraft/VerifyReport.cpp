@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 
 namespace opcraft {
 
@@ -117,15 +118,17 @@ void relateSignatures(std::vector<SignatureVerdict>& verdicts) {
     }
 }
 
-CoverageEntry entryOf(const opc::model::CoverageReport& coverage) {
-    CoverageEntry entry{coverage.coveredParts.size(), coverage.coveredRelationships.size()};
-    for (const opc::model::PartName& name : coverage.uncoveredParts)
-        entry.uncoveredParts.push_back(toUtf8(name.toString()));
-    for (const opc::model::Relationship& relationship : coverage.uncoveredRelationships)
-        entry.uncoveredRelationships.push_back(
-            {toUtf8(relationship.getSourceURI().toString()), toUtf8(relationship.getID())});
-    entry.otherItems = coverage.otherItems;
-    return entry;
+CoverageEntry commonCoverage(const std::vector<SignatureVerdict>& verdicts) {
+    std::optional<CoverageEntry> common;
+    for (const SignatureVerdict& verdict : verdicts) {
+        if (verdict.entry.isCountersignature)
+            continue;
+        if (common)
+            restrict(*common, verdict.coverage);
+        else
+            common = verdict.coverage;
+    }
+    return common.value_or(CoverageEntry());
 }
 
 Verdict judge(const VerifyReport& report, const VerifyPolicy& policy) {
@@ -139,7 +142,12 @@ Verdict judge(const VerifyReport& report, const VerifyPolicy& policy) {
         return Verdict::Invalid;
     if (!report.standard.empty() || !report.pkcs7.empty())
         return Verdict::Unchecked;
-    return report.signatures.empty() ? Verdict::Unsigned : Verdict::Valid;
+    if (report.signatures.empty())
+        return Verdict::Unsigned;
+    const bool isComplete = policy.coverage == RequiredCoverage::Any ||
+                            std::all_of(report.signatures.begin(), report.signatures.end(),
+                                        [](const SignatureVerdict& each) { return each.coverage.isComplete; });
+    return isComplete ? Verdict::Valid : Verdict::Incomplete;
 }
 
 } // namespace opcraft

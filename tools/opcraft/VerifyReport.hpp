@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "opcraft/CoverageEntry.hpp"
 #include "opcraft/SignatureCheck.hpp"
 #include "opcraft/SignatureEntry.hpp"
 
@@ -18,17 +19,11 @@ enum class Voucher {
     GivenKey,  ///< it is the key that the user gave
 };
 
-/// What is covered of the package, and the rest by name.
-struct CoverageEntry {
-    std::size_t parts = 0;
-    std::size_t relationships = 0;
-    std::vector<std::string> uncoveredParts{};
-    struct Uncovered {
-        std::string source;
-        std::string id;
-    };
-    std::vector<Uncovered> uncoveredRelationships{};
-    std::vector<std::string> otherItems{};
+/// What every signature has to cover by itself.
+enum class RequiredCoverage {
+    Content,
+    All,
+    Any, ///< nothing in particular
 };
 
 /// The verdict on one signature.
@@ -51,6 +46,7 @@ enum class Verdict {
     Invalid,    ///< a signature does not hold, or nobody vouches for it
     Unchecked,  ///< there are signatures of a kind that is not checked
     Unsigned,
+    Incomplete, ///< a signature does not cover by itself what it has to
     Valid,
 };
 
@@ -58,9 +54,11 @@ struct VerifyReport {
     std::string file;
     Verdict verdict = Verdict::Unsigned;
     bool allowsUntrusted = false;
+    bool namesSigners = false; ///< so many are trusted that it matters who signed
+    RequiredCoverage required = RequiredCoverage::Content;
     std::string problem{}; ///< of the whole: why the signatures cannot be read
     std::vector<SignatureVerdict> signatures{};
-    CoverageEntry coverage{};         ///< by all signatures that hold
+    CoverageEntry coverage{};         ///< what each of them covers by itself, but for the countersignature
     std::set<std::string> standard{}; ///< parts with signatures in the standard's form
     std::set<std::string> pkcs7{};
     std::set<std::string> loose{}; ///< parts that look like signatures, but are not tied to the package
@@ -70,6 +68,7 @@ struct VerifyReport {
 struct VerifyPolicy {
     bool isTrusting = false;      ///< somebody is trusted
     bool allowsUntrusted = false; ///< it does not matter who signed
+    RequiredCoverage coverage = RequiredCoverage::Content;
 };
 
 /// The verdict on one signature, but for the coverage.
@@ -78,7 +77,8 @@ SignatureVerdict judge(const CheckedSignature& checked, const VerifyPolicy& poli
 /// Finds out which signatures cover others.
 void relateSignatures(std::vector<SignatureVerdict>& verdicts);
 
-CoverageEntry entryOf(const opc::model::CoverageReport& coverage);
+/// What each of the signatures covers by itself; countersignatures cover no content.
+CoverageEntry commonCoverage(const std::vector<SignatureVerdict>& verdicts);
 
 /// In few words: "/word/document.xml was changed".
 std::string describeProblem(const opc::model::ReferenceReport& reference);

@@ -17,9 +17,6 @@ using opc::model::ReferenceReport;
 using opc::model::RelationshipSelector;
 using opc::model::RelationshipSelectorType;
 
-/// How much is named without --explain.
-constexpr std::size_t named = 20;
-
 /// The digest that the entry names is that of the signature value; what it covers may have been signed by others.
 std::string weakDigestsText(const SignatureVerdict& verdict) {
     using opc::model::AlgorithmURIMap;
@@ -64,38 +61,6 @@ std::string voucherText(const SignatureVerdict& verdict) {
     return "nobody: the signature carries a bare key, with the SHA-256 fingerprint " + verdict.entry.fingerprint;
 }
 
-std::string ofText(std::size_t covered, std::size_t uncovered, const std::string& noun) {
-    return std::to_string(covered) + " of " + countText(covered + uncovered, noun);
-}
-
-std::string coverageText(const CoverageEntry& coverage) {
-    std::string text = ofText(coverage.parts, coverage.uncoveredParts.size(), "part") + ", " +
-                       ofText(coverage.relationships, coverage.uncoveredRelationships.size(), "relationship");
-    if (!coverage.otherItems.empty())
-        text += ", " + ofText(0, coverage.otherItems.size(), "other item");
-    return text;
-}
-
-std::vector<std::string> uncoveredNames(const CoverageEntry& coverage) {
-    std::vector<std::string> names = coverage.uncoveredParts;
-    for (const CoverageEntry::Uncovered& each : coverage.uncoveredRelationships)
-        names.push_back("relationship " + each.id + " of " + (each.source == "/" ? "the package" : each.source));
-    for (const std::string& item : coverage.otherItems)
-        names.push_back(item + ", which is no part");
-    return names;
-}
-
-std::string uncoveredLines(const CoverageEntry& coverage, bool explain) {
-    const std::vector<std::string> names = uncoveredNames(coverage);
-    const std::size_t count = explain || names.size() <= named + 1 ? names.size() : named;
-    std::string text;
-    for (std::size_t i = 0; i < count; ++i)
-        text += detailLine(i == 0 ? "Not covered" : "", names[i]);
-    if (count < names.size())
-        text += detailLine("", "and " + std::to_string(names.size() - count) + " more (--explain names all)");
-    return text;
-}
-
 std::string selectorText(const RelationshipSelector& selector) {
     const bool isById = selector.getSelectorType() == RelationshipSelectorType::ById;
     return (isById ? "ID " : "type ") + toUtf8(selector.getSelectionCriteria());
@@ -126,18 +91,24 @@ std::string referenceText(const ReferenceReport& reference) {
     return text;
 }
 
-std::string coverageLines(const SignatureVerdict& verdict, std::size_t others, bool explain) {
-    const CoverageEntry& coverage = verdict.coverage;
-    if (!verdict.entry.isCountersignature || coverage.parts + coverage.relationships > 0)
-        return detailLine("Covered", coverageText(coverage)) + uncoveredLines(coverage, explain);
-    const std::size_t count = verdict.signatures.size();
-    return detailLine("Covered",
-                      ofText(count, others - std::min(count, others), "other signature") + ", and no content");
+bool coversContent(const SignatureVerdict& verdict) {
+    const auto isPart = [](const ReferenceReport& each) { return each.kind == ReferenceKind::Part && each.holds(); };
+    const auto parts = std::count_if(verdict.references.begin(), verdict.references.end(), isPart);
+    return static_cast<std::size_t>(parts) > verdict.signatures.size();
 }
 
-std::string toText(const SignatureVerdict& verdict, std::size_t others, bool explain) {
+std::string coverageLines(const SignatureVerdict& verdict, bool explain) {
+    const CoverageEntry& coverage = verdict.coverage;
+    std::string text = coverageText(coverage);
+    if (verdict.entry.isCountersignature)
+        text = ofText(coverage.parts, coverage.uncoveredParts.size(), "other signature") +
+               (coversContent(verdict) ? "" : ", and no content");
+    return detailLine("Covered", text) + uncoveredLines(coverage, explain);
+}
+
+std::string toText(const SignatureVerdict& verdict, bool explain) {
     std::string text = titleOf(verdict.entry) + detailLine("Cryptography", cryptographyText(verdict)) +
-                       detailLine("Vouched for by", voucherText(verdict)) + coverageLines(verdict, others, explain);
+                       detailLine("Vouched for by", voucherText(verdict)) + coverageLines(verdict, explain);
     if (explain)
         for (const ReferenceReport& reference : verdict.references)
             text += referenceText(reference);
@@ -155,20 +126,56 @@ std::string otherKinds(const VerifyReport& report) {
     return text;
 }
 
-const char* verdictText(const VerifyReport& report) {
+/// What every signature covers, as the end of a sentence.
+const char* coveredText(const VerifyReport& report) {
+    switch (report.required) {
+    case RequiredCoverage::Content:
+        return ", and covers the content";
+    case RequiredCoverage::All:
+        return ", and covers everything";
+    case RequiredCoverage::Any:
+        break;
+    }
+    return "";
+}
+
+std::string signersText(const VerifyReport& report) {
+    std::vector<std::string> signers;
+    for (const SignatureVerdict& verdict : report.signatures)
+        if (const std::string name = escaped(certificateText(verdict));
+            std::find(signers.begin(), signers.end(), name) == signers.end())
+            signers.push_back(name);
+    std::string text;
+    for (const std::string& signer : signers)
+        text += (text.empty() ? " Signed by " : "; ") + signer;
+    return text;
+}
+
+std::string verdictText(const VerifyReport& report) {
     switch (report.verdict) {
     case Verdict::Unreadable:
-        return "The package was changed after it was signed, or its signatures are malformed.\n";
+        return "The package was changed after it was signed, or its signatures are malformed.";
     case Verdict::Invalid:
-        return "Not every signature holds and is vouched for.\n";
+        return "Not every signature holds and is vouched for.";
     case Verdict::Unchecked:
-        return "Not every signature was checked.\n";
+        return "Not every signature was checked.";
     case Verdict::Unsigned:
-        return "No signatures.\n";
+        return "No signatures.";
+    case Verdict::Incomplete:
+        return report.required == RequiredCoverage::All ? "Not every signature covers everything."
+                                                        : "Not every signature covers the content.";
     case Verdict::Valid:
         break;
     }
-    return report.allowsUntrusted ? "Every signature holds.\n" : "Every signature holds and is vouched for.\n";
+    const std::string start =
+        report.allowsUntrusted ? "Every signature holds" : "Every signature holds and is vouched for";
+    return start + coveredText(report) + '.' + (report.namesSigners ? signersText(report) : "");
+}
+
+std::string externalText(const CoverageEntry& coverage) {
+    if (coverage.externalTargets == 0)
+        return {};
+    return countText(coverage.externalTargets, "external target") + ": their content is not signed\n";
 }
 
 } // namespace
@@ -176,12 +183,11 @@ const char* verdictText(const VerifyReport& report) {
 std::string toText(const VerifyReport& report, bool explain) {
     std::string text;
     for (const SignatureVerdict& verdict : report.signatures)
-        text += toText(verdict, report.signatures.size() - 1, explain);
-    if (!report.signatures.empty())
-        text += "Together\n" + detailLine("Covered", coverageText(report.coverage));
+        text += toText(verdict, explain);
+    text += externalText(report.coverage);
     if (!report.problem.empty())
         text += escaped(report.problem) + '\n';
-    return text + otherKinds(report) + verdictText(report);
+    return text + otherKinds(report) + verdictText(report) + '\n';
 }
 
 } // namespace opcraft

@@ -236,10 +236,13 @@ public:
     /// @throws InvalidSignature when the key is empty or none; NotImplemented as above.
     std::vector<SignatureReport> examineAllSignatures(const std::vector<unsigned char>& publicKey) const;
 
-    /// What signatures cover.
+    /// What each of some signatures covers by itself, in the order of the reports.
     /// @param otherItems names of stored items that are no parts (`storage::ZipPackage::getOtherItems`).
-    CoverageReport examineCoverage(const std::vector<SignatureReport>& reports,
-                                   const std::vector<std::string>& otherItems = {}) const;
+    std::vector<CoverageReport> examineCoverage(const std::vector<SignatureReport>& reports,
+                                                const std::vector<std::string>& otherItems = {},
+                                                CoverageScope scope = CoverageScope::Content) const;
+    /// What a signature of the whole package, made now, could not stand for.
+    SigningGaps findSigningGaps(const std::vector<std::string>& otherItems = {}) const;
     /// @}
 
     /// @name Removing

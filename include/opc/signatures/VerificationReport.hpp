@@ -3,6 +3,7 @@
 
 #include <opc/certificates/CertificateValidationResults.hpp>
 #include <opc/core/Export.hpp>
+#include <opc/signatures/CoverageReport.hpp>
 #include <opc/signatures/DigitalSignature.hpp>
 #include <opc/signatures/DigitalSignatureVerificationStatus.hpp>
 
@@ -85,24 +86,6 @@ struct OPCRAFT_API SignatureReport {
 
     /// The first reference that does not hold; null when all do, or none was looked at.
     const ReferenceReport* findFirstProblem() const noexcept;
-};
-
-/// What signatures cover of a package, and what not: changing the latter breaks none of them.
-///
-/// Something is covered when its own reference holds in a signature whose value and whose objects hold, whether or not
-/// other references of the signature hold. Left out is what ties the signatures to the package: the origin part when it
-/// is empty, the signature parts, each with the content type that belongs to it, and the relationships to them.
-struct OPCRAFT_API CoverageReport {
-    std::vector<PartName> coveredParts{};
-    std::vector<PartName> uncoveredParts{};
-    std::vector<Relationship> coveredRelationships{};
-    std::vector<Relationship> uncoveredRelationships{};
-    /// Names of stored items that are no parts, as the caller gave them. No signature can cover them.
-    std::vector<std::string> otherItems{};
-
-    bool isComplete() const noexcept {
-        return uncoveredParts.empty() && uncoveredRelationships.empty() && otherItems.empty();
-    }
 };
 
 } // namespace opc::model

@@ -1,0 +1,273 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "signatures/Coverage.hpp"
+#include "model/ItemBytes.hpp"
+#include "model/WellKnown.hpp"
+#include "signatures/SignatureForm.hpp"
+#include "signatures/TolerantPath.hpp"
+
+#include <opc/core/Strings.hpp>
+#include <opc/errors/Errors.hpp>
+
+#include <algorithm>
+#include <iterator>
+#include <optional>
+#include <set>
+#include <string_view>
+
+namespace opc::model {
+
+namespace {
+
+using Key = Coverage::Key;
+using Types = std::vector<std::u16string_view>;
+
+/// The types of relationships of a package that are not content, by their kinds.
+const Types exceptedKinds[] = {
+    {wellknown::corePropertiesRelationshipType,
+     u"http://schemas.openxmlformats.org/officedocument/2006/relationships/metadata/core-properties",
+     u"http://schemas.openxmlformats.org/officeDocument/2006/relationships/metadata/core-properties"},
+    {u"http://schemas.openxmlformats.org/officeDocument/2006/relationships/extended-properties",
+     u"http://purl.oclc.org/ooxml/officeDocument/relationships/extendedProperties"},
+    {wellknown::thumbnailRelationshipType},
+};
+
+constexpr char16_t extendedPropertiesContentType[] =
+    u"application/vnd.openxmlformats-officedocument.extended-properties+xml";
+
+bool hasExceptedType(const Part& part) {
+    const ContentType type = part.getContentType();
+    const ContentType plain(type.getType() + u"/" + type.getSubType());
+    return caselessCompare(type.getType(), u"image") == 0 ||
+           plain == ContentType(wellknown::corePropertiesContentType) ||
+           plain == ContentType(extendedPropertiesContentType);
+}
+
+Key keyOf(const Relationship& relationship) {
+    return {toLowerASCIIString(relationship.getSourceURI().toString()), relationship.getID()};
+}
+
+/// The part that an internal relationship leads to; none when there is no such part.
+std::optional<Part> findTarget(const Package& package, const Relationship& relationship) {
+    if (relationship.getTargetMode() == TargetMode::External)
+        return std::nullopt;
+    try {
+        const URI target = relationship.getTargetURI();
+        const PartName name(target.getPath());
+        if (!target.hasScheme() && !target.hasAuthority() && package.hasPart(name))
+            return package.getPart(name);
+    } catch (const Exception&) { // no part has such a name
+    }
+    return std::nullopt;
+}
+
+bool isEmpty(const Part& part) {
+    bool empty = true;
+    try {
+        readItem(*part.getInputStream(),
+                 [&empty](const unsigned char*, std::size_t size) { return empty = size == 0; });
+    } catch (const Exception&) { // who knows
+        return false;
+    }
+    return empty;
+}
+
+bool isFolderOrTrash(const std::string& item) {
+    constexpr std::string_view trash = "[trash]/";
+    return (!item.empty() && item.back() == '/') || item.compare(0, trash.size(), trash) == 0;
+}
+
+/// What one signature covers, by name.
+struct Covered {
+    std::set<PartName> parts;
+    std::set<Key> relationships;
+
+    explicit Covered(const SignatureReport& report) {
+        if (isManifestAuthentic(report))
+            for (const ReferenceReport& reference : report.references)
+                add(reference);
+    }
+
+private:
+    /// Whether what the manifest says was said by the signer, whatever has become of the entries.
+    static bool isManifestAuthentic(const SignatureReport& report) {
+        return report.signatureValueHolds &&
+               std::all_of(report.references.begin(), report.references.end(), [](const ReferenceReport& each) {
+                   return each.kind != ReferenceKind::Object || each.holds();
+               });
+    }
+
+    void add(const ReferenceReport& reference) {
+        if (!reference.holds() || reference.kind == ReferenceKind::Object)
+            return;
+        if (reference.kind == ReferenceKind::Part)
+            parts.insert(PartName(reference.target));
+        for (const Relationship& relationship : reference.relationships)
+            relationships.insert(keyOf(relationship));
+    }
+};
+
+} // namespace
+
+bool CoverageReport::isComplete() const noexcept {
+    return uncoveredParts.empty() && uncoveredRelationships.empty() && otherItems.empty() &&
+           !(coveredParts.empty() && coveredRelationships.empty());
+}
+
+Coverage::Coverage(const Package& package, const std::vector<DigitalSignature>& signatures,
+                   const std::vector<std::string>& otherItems, CoverageScope scope)
+    : package_(package) {
+    collect();
+    markStructure(signatures);
+    if (scope == CoverageScope::Content)
+        markExceptions();
+    sortItems(otherItems);
+}
+
+void Coverage::collect() {
+    const auto addLinks = [this](const RelationshipSource& source) {
+        for (const Relationship& each : source.getRelationships())
+            links_.push_back({each, keyOf(each), tolerantPath(each)});
+    };
+    addLinks(package_);
+    for (const Part& part : package_.getParts()) {
+        parts_.try_emplace(part.getName());
+        addLinks(part);
+    }
+}
+
+/// The origin that counts, and what it leads to.
+void Coverage::markStructure(const std::vector<DigitalSignature>& signatures) {
+    for (const DigitalSignature& signature : signatures)
+        signatures_.emplace_back(signature.getImpl()->partName);
+    const SignatureForm& form = libraryForm();
+    const auto origins = package_.getRelationshipsByType(form.originRelationshipType);
+    if (origins.empty())
+        return;
+    for (Link& link : links_)
+        if (link.key == keyOf(origins.front()))
+            link.standing = Standing::Structure;
+    if (const auto origin = findTarget(package_, origins.front())) {
+        if (isEmpty(*origin))
+            markPart(origin->getName(), form.originContentType);
+        markLinks(origin->getSourceURI(), form.signatureRelationshipType);
+    }
+    for (const PartName& name : signatures_) {
+        markPart(name, form.signatureContentType);
+        if (package_.hasPart(name))
+            markCertificates(package_.getPart(name));
+    }
+    demoteLinkedStructure();
+}
+
+void Coverage::markCertificates(const Part& signature) {
+    const SignatureForm& form = libraryForm();
+    for (const Relationship& relationship : signature.getRelationshipsByType(form.certificateRelationshipType))
+        if (const auto certificate = findTarget(package_, relationship))
+            markPart(certificate->getName(), form.certificateContentType);
+    markLinks(signature.getSourceURI(), form.certificateRelationshipType);
+}
+
+void Coverage::markPart(const PartName& name, const char16_t* contentType) {
+    const auto found = parts_.find(name);
+    if (found != parts_.end() && package_.getPart(name).getContentType() == ContentType(contentType))
+        found->second.standing = Standing::Structure;
+}
+
+void Coverage::markLinks(const URI& source, const char16_t* type) {
+    for (Link& link : links_)
+        if (link.relationship.getSourceURI() == source && link.relationship.getType() == type &&
+            findTarget(package_, link.relationship))
+            link.standing = Standing::Structure;
+}
+
+/// What another relationship leads to is content, whatever else it is.
+void Coverage::demoteLinkedStructure() {
+    std::set<std::string> paths;
+    for (const Link& link : links_)
+        if (link.standing != Standing::Structure)
+            paths.insert(link.path);
+    for (auto& [name, entry] : parts_)
+        if (paths.count(tolerantPath(toASCIIString(name.toString()))) != 0)
+            entry.standing = Standing::Content;
+}
+
+void Coverage::markExceptions() {
+    for (const Types& kind : exceptedKinds) {
+        std::vector<Link*> found;
+        for (Link& link : links_)
+            if (PartName::isPackageRootUri(link.relationship.getSourceURI()) &&
+                std::find(kind.begin(), kind.end(), link.relationship.getType()) != kind.end())
+                found.push_back(&link);
+        if (found.size() != 1)
+            continue;
+        found.front()->standing = Standing::Excepted;
+        exceptPartOf(*found.front());
+    }
+}
+
+void Coverage::exceptPartOf(const Link& link) {
+    const auto part = findTarget(package_, link.relationship);
+    if (!part || !part->getRelationships().empty() || !hasExceptedType(*part))
+        return;
+    const std::string path = tolerantPath(toASCIIString(part->getName().toString()));
+    if (std::count_if(links_.begin(), links_.end(), [&path](const Link& each) { return each.path == path; }) == 1)
+        parts_[part->getName()] = {Standing::Excepted, link.key};
+}
+
+void Coverage::sortItems(const std::vector<std::string>& otherItems) {
+    std::set<std::string> paths;
+    for (const Link& link : links_)
+        paths.insert(link.path);
+    for (const std::string& item : otherItems)
+        (isFolderOrTrash(item) && paths.count(tolerantPath(item)) == 0 ? exceptedItems_ : items_).push_back(item);
+}
+
+CoverageReport Coverage::examine(const SignatureReport& report) const {
+    if (report.signature.getImpl()->signatureId == countersignatureId)
+        return examineCountersignature(report);
+    const Covered covered(report);
+    CoverageReport coverage;
+    coverage.otherItems = items_;
+    coverage.exceptedItems = exceptedItems_;
+    for (const Link& link : links_) {
+        coverage.externalTargets += link.relationship.getTargetMode() == TargetMode::External ? 1 : 0;
+        if (link.standing == Standing::Structure)
+            continue;
+        auto& list = covered.relationships.count(link.key) != 0 ? coverage.coveredRelationships
+                     : link.standing == Standing::Excepted      ? coverage.exceptedRelationships
+                                                                : coverage.uncoveredRelationships;
+        list.push_back(link.relationship);
+    }
+    for (const auto& [name, entry] : parts_) {
+        if (entry.standing == Standing::Structure)
+            continue;
+        const bool isExcepted =
+            entry.standing == Standing::Excepted && covered.relationships.count(entry.exceptedBy) == 0;
+        auto& list = covered.parts.count(name) != 0 ? coverage.coveredParts
+                     : isExcepted                   ? coverage.exceptedParts
+                                                    : coverage.uncoveredParts;
+        list.push_back(name);
+    }
+    return coverage;
+}
+
+CoverageReport Coverage::examineCountersignature(const SignatureReport& report) const {
+    const Covered covered(report);
+    const PartName own(report.signature.getImpl()->partName);
+    CoverageReport coverage;
+    for (const PartName& name : signatures_)
+        if (name != own)
+            (covered.parts.count(name) != 0 ? coverage.coveredParts : coverage.uncoveredParts).push_back(name);
+    return coverage;
+}
+
+SigningGaps Coverage::findGaps() const {
+    SigningGaps gaps;
+    for (const Link& link : links_)
+        if (link.relationship.getTargetMode() == TargetMode::Internal && !findTarget(package_, link.relationship))
+            gaps.danglingRelationships.push_back(link.relationship);
+    gaps.otherItems = items_;
+    return gaps;
+}
+
+} // namespace opc::model

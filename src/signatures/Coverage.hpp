@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/model/Package.hpp>
+#include <opc/signatures/CoverageReport.hpp>
+#include <opc/signatures/VerificationReport.hpp>
+
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace opc::model {
+
+/// What a package holds, by what signatures are asked to cover of it. For the time in which the package does not
+/// change.
+class Coverage {
+public:
+    /// @param signatures all that the package has.
+    /// @param otherItems names of stored items that are no parts.
+    Coverage(const Package& package, const std::vector<DigitalSignature>& signatures,
+             const std::vector<std::string>& otherItems, CoverageScope scope);
+
+    CoverageReport examine(const SignatureReport& report) const;
+    SigningGaps findGaps() const;
+
+    /// A relationship of the package: its source in lower case, and its ID.
+    using Key = std::pair<std::u16string, std::u16string>;
+
+private:
+    enum class Standing {
+        Content,
+        Excepted,
+        Structure, ///< ties the signatures to the package
+    };
+    struct Link {
+        Relationship relationship;
+        Key key;
+        std::string path; ///< where the most tolerant reader is led
+        Standing standing = Standing::Content;
+    };
+    struct Entry {
+        Standing standing = Standing::Content;
+        Key exceptedBy{}; ///< the relationship that leads to an excepted part
+    };
+
+    void collect();
+    void markStructure(const std::vector<DigitalSignature>& signatures);
+    void markCertificates(const Part& signature);
+    void markPart(const PartName& name, const char16_t* contentType);
+    void markLinks(const URI& source, const char16_t* type);
+    void markExceptions();
+    void exceptPartOf(const Link& link);
+    void sortItems(const std::vector<std::string>& otherItems);
+    void demoteLinkedStructure();
+    CoverageReport examineCountersignature(const SignatureReport& report) const;
+
+    const Package& package_;
+    std::vector<Link> links_;         // of the package first
+    std::map<PartName, Entry> parts_; // all but relationships parts
+    std::vector<PartName> signatures_;
+    std::vector<std::string> items_;
+    std::vector<std::string> exceptedItems_;
+};
+
+} // namespace opc::model

@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/model/relationships/Relationship.hpp>
+
+#include <string>
+#include <string_view>
+
+namespace opc::model {
+
+/// A name inside of a package as the most tolerant reader takes it: percent-escapes read, backslashes as slashes, dots,
+/// empty segments, and dots and blanks at the ends of segments left out, ASCII letters in lower case. Two names that
+/// some reader takes for one have one path; so may two that none does, which is why nothing is read by it.
+/// @param name UTF-8.
+std::string tolerantPath(std::string_view name);
+
+/// The same, of what a relationship leads to, without query and fragment; its target mode is not looked at.
+std::string tolerantPath(const Relationship& relationship);
+
+} // namespace opc::model
