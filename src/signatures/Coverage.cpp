@@ -2,6 +2,7 @@
 #include "signatures/Coverage.hpp"
 #include "model/ItemBytes.hpp"
 #include "model/WellKnown.hpp"
+#include "signatures/SignatureBounds.hpp"
 #include "signatures/SignatureForm.hpp"
 #include "signatures/TolerantPath.hpp"
 
@@ -71,9 +72,11 @@ bool isEmpty(const Part& part) {
     return empty;
 }
 
-bool isFolderOrTrash(const std::string& item) {
+/// @param path the item as the most tolerant reader takes it.
+bool isFolderOrTrash(const std::string& item, const std::string& path) {
     constexpr std::string_view trash = "[trash]/";
-    return (!item.empty() && item.back() == '/') || item.compare(0, trash.size(), trash) == 0;
+    const bool isFolder = !item.empty() && item.back() == '/';
+    return isFolder || (item.compare(0, trash.size(), trash) == 0 && path.find("/[trash]/") == 0);
 }
 
 /// What one signature covers, by name.
@@ -218,8 +221,22 @@ void Coverage::sortItems(const std::vector<std::string>& otherItems) {
     std::set<std::string> paths;
     for (const Link& link : links_)
         paths.insert(link.path);
-    for (const std::string& item : otherItems)
-        (isFolderOrTrash(item) && paths.count(tolerantPath(item)) == 0 ? exceptedItems_ : items_).push_back(item);
+    for (const std::string& item : otherItems) {
+        const std::string path = tolerantPath(item);
+        (isFolderOrTrash(item, path) && paths.count(path) == 0 ? exceptedItems_ : items_).push_back(item);
+    }
+}
+
+std::vector<CoverageReport> Coverage::examine(const std::vector<SignatureReport>& reports) const {
+    const std::size_t entities = links_.size() + parts_.size() + items_.size() + exceptedItems_.size();
+    if (reports.size() > 1 && entities > MAXIMUM_EXAMINED_ENTITIES / reports.size())
+        throw InvalidSignature("The package holds too much to look at what each of its " +
+                               std::to_string(reports.size()) + " signatures covers.");
+    std::vector<CoverageReport> coverage;
+    coverage.reserve(reports.size());
+    for (const SignatureReport& report : reports)
+        coverage.push_back(examine(report));
+    return coverage;
 }
 
 CoverageReport Coverage::examine(const SignatureReport& report) const {

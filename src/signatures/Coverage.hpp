@@ -21,7 +21,9 @@ public:
     Coverage(const Package& package, const std::vector<DigitalSignature>& signatures,
              const std::vector<std::string>& otherItems, CoverageScope scope);
 
-    CoverageReport examine(const SignatureReport& report) const;
+    /// Each by itself.
+    /// @throws InvalidSignature when that is too much.
+    std::vector<CoverageReport> examine(const std::vector<SignatureReport>& reports) const;
     SigningGaps findGaps() const;
 
     /// A relationship of the package: its source in lower case, and its ID.
@@ -53,6 +55,7 @@ private:
     void exceptPartOf(const Link& link);
     void sortItems(const std::vector<std::string>& otherItems);
     void demoteLinkedStructure();
+    CoverageReport examine(const SignatureReport& report) const;
     CoverageReport examineCountersignature(const SignatureReport& report) const;
 
     const Package& package_;

@@ -180,12 +180,7 @@ std::vector<CoverageReport> DigitalSignatureManager::examineCoverage(const std::
                                                                      const std::vector<std::string>& otherItems,
                                                                      CoverageScope scope) const {
     throwIfPackageNotOpen();
-    const Coverage coverage(getPackage(), loaded(), otherItems, scope);
-    std::vector<CoverageReport> covered;
-    covered.reserve(reports.size());
-    for (const SignatureReport& report : reports)
-        covered.push_back(coverage.examine(report));
-    return covered;
+    return Coverage(getPackage(), loaded(), otherItems, scope).examine(reports);
 }
 
 SigningGaps DigitalSignatureManager::findSigningGaps(const std::vector<std::string>& otherItems) const {

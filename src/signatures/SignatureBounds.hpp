@@ -16,6 +16,10 @@ namespace opc::model {
 inline constexpr std::size_t MAXIMUM_SIGNATURES = 100;
 inline constexpr std::size_t MAXIMUM_SIGNED_ENTITIES = 300'000; ///< parts and relationships, once for each signature
 
+/// Parts, relationships and items of a package, once for each signature whose coverage is examined. More of them cannot
+/// be covered by each.
+inline constexpr std::size_t MAXIMUM_EXAMINED_ENTITIES = 1'000'000;
+
 /// @param more parts and relationships that one more signature covers.
 /// @throws Error when one more signature is too much.
 template <class Error>

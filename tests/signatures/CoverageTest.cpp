@@ -78,6 +78,7 @@ TEST(Coverage, OfASignatureThatHoldsIsThatOfTheContent) {
         {"a relationship", nothing, relate(root, "a", "urn:main", "word/styles.xml")},
         {"an item that is no part", nothing, [](Items& items) { items["evil.bin"] = "x"; }},
         {"folders and trash", nothing, [](Items& items) { items["word/"] = items["[trash]/0000.dat"] = ""; }, "all"},
+        {"trash that leads out", nothing, [](Items& items) { items["[trash]/.."] = ""; }},
         {"trash that a relationship leads to", dangling("/%5Btrash%5D/0"),
          [](Items& items) { items["[trash]/0"] = "x"; }},
         {"extended properties", nothing, lead(office + "extended-properties", "docProps/app.xml", appType), "content"},

@@ -238,6 +238,8 @@ public:
 
     /// What each of some signatures covers by itself, in the order of the reports.
     /// @param otherItems names of stored items that are no parts (`storage::ZipPackage::getOtherItems`).
+    /// @throws InvalidSignature when there are several reports, and the package has more than 1,000,000 parts,
+    ///         relationships and items, each counted once for each report.
     std::vector<CoverageReport> examineCoverage(const std::vector<SignatureReport>& reports,
                                                 const std::vector<std::string>& otherItems = {},
                                                 CoverageScope scope = CoverageScope::Content) const;
