@@ -229,4 +229,19 @@ std::u16string IRI::toAsciiString() const {
     return widen(text_);
 }
 
+std::u16string_view withoutSpaceAtEnds(std::u16string_view text) noexcept {
+    constexpr std::u16string_view space = u" \t\r\n";
+    const std::size_t begin = std::min(text.find_first_not_of(space), text.size());
+    return text.substr(begin, text.find_last_not_of(space) + 1 - begin);
+}
+
+bool isAnyURI(std::u16string_view text) {
+    try {
+        const IRI parsed(withoutSpaceAtEnds(text));
+        return true;
+    } catch (const Exception&) {
+        return false;
+    }
+}
+
 } // namespace opc::iri

@@ -94,4 +94,10 @@ private:
     std::size_t queryEnd_ = 0;
 };
 
+/// A text without the white space at its ends, which xsd:anyURI does not count.
+std::u16string_view withoutSpaceAtEnds(std::u16string_view text) noexcept;
+
+/// Whether a text is an xsd:anyURI: a LEIRI but for white space at its ends. The empty text is one.
+bool isAnyURI(std::u16string_view text);
+
 } // namespace opc::iri

@@ -13,6 +13,7 @@
 #include "model/ContentTypeSource.hpp"
 #include "model/ItemBytes.hpp"
 #include "model/WellKnown.hpp"
+#include "xml/BoundedParser.hpp"
 #include "xml/ContentTypePattern.hpp"
 #include "xml/SchemaValidation.hpp"
 
@@ -245,6 +246,7 @@ void ContentTypeSource::readDocument(InputStream& stream) {
     const ParserHandle parser = XercesHelper::createParser(limits_);
     parser->getDomConfig()->setParameter(xercesc::XMLUni::fgXercesUseCachedGrammarInParse, true);
     loadEmbeddedSchema(*parser, embedded::opc_contentTypes);
+    dynamic_cast<BoundedParser&>(*parser).setKeepsWhiteSpace(true);
     const xercesc::DOMDocument* document = XercesHelper::readDocumentFromStream(*parser, stream, true, u"", u"");
     const xercesc::DOMElement* root = document->getDocumentElement();
     const auto defaults = XercesHelper::getElementsNS(root, names.ns, names.defaultEntry);

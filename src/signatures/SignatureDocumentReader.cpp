@@ -293,13 +293,23 @@ private:
                 reference.relationshipSourceIds.push_back(requiredAttribute(
                     selector, u"SourceId", "XML signature: SourceID of a relationship transform is empty."));
             else if (isOurs && libraryForm().isGroupReference(selector->getLocalName()))
-                reference.relationshipSourceTypes.push_back(requiredAttribute(
-                    selector, u"SourceType", "XML signature: Source type of a relationship group transform is empty."));
+                reference.relationshipSourceTypes.push_back(readSourceType(selector));
             else
                 refuse("XML signature: a relationships transform holds more than selectors.");
         }
         trace_("Number of relationship reference elements = ", reference.relationshipSourceIds.size());
         trace_("Number of relationship group reference elements = ", reference.relationshipSourceTypes.size());
+    }
+
+    static std::u16string readSourceType(const DOMElement* selector) {
+        std::u16string type = requiredAttribute(
+            selector, u"SourceType", "XML signature: Source type of a relationship group transform is empty.");
+        try {
+            const URI checked(type);
+        } catch (const InvalidURI&) {
+            refuse("XML signature: Source type of a relationship group transform is not a valid URI");
+        }
+        return type;
     }
 
     void readObjects() {

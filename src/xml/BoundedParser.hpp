@@ -41,6 +41,11 @@ public:
     /// Whether documents get a tree; true at first. Without, a parse only judges.
     void setBuildsTree(bool buildsTree) { buildsTree_ = buildsTree; }
 
+    /// Whether validation leaves attributes and texts as they are written; false at first. Otherwise white space that
+    /// does not count for the type of a value is taken out of it.
+    void setKeepsWhiteSpace(bool keepsWhiteSpace) { keepsWhiteSpace_ = keepsWhiteSpace; }
+    bool keepsWhiteSpace() const { return keepsWhiteSpace_; }
+
     void startDocument() override;
     void startElement(const xercesc::XMLElementDecl& declaration, unsigned int uriId, const XMLCh* prefix,
                       const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, XMLSize_t attributeCount, bool isEmpty,
@@ -65,6 +70,7 @@ private:
 
     const Limits limits_;
     bool buildsTree_ = true;
+    bool keepsWhiteSpace_ = false;
     std::uint64_t depth_ = 0;
     std::uint64_t nodes_ = 0;
     std::unordered_set<std::u16string, NameHash, std::equal_to<>> names_;

@@ -66,7 +66,9 @@ void setParameters(ParserSettings& settings, xercesc::DOMLSParser& parser, bool 
         settings.setIfSettable(XMLUni::fgDOMValidate, true);
         settings.setIfSettable(XMLUni::fgXercesSchema, true);
         settings.setIfSettable(XMLUni::fgDOMNamespaces, true);
-        settings.setIfSettable(XMLUni::fgDOMDatatypeNormalization, true);
+        const auto* bounded = dynamic_cast<const BoundedParser*>(&parser);
+        const bool keepsWhiteSpace = bounded != nullptr && bounded->keepsWhiteSpace();
+        settings.setIfSettable(XMLUni::fgDOMDatatypeNormalization, !keepsWhiteSpace);
     }
     parser.getDomConfig()->setParameter(XMLUni::fgDOMDisallowDoctype, true);
     settings.setIfSettable(XMLUni::fgXercesLoadExternalDTD, false);

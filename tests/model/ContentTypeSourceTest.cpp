@@ -144,6 +144,15 @@ TEST(ContentTypeSource, SaysWhatIsWrongWithAStream) {
                                                  reading(entry("PartName='/a/' ContentType='a/b'"))));
     EXPECT_TRUE(throws<InvalidContentTypeStream>("PartName is not a valid part name",
                                                  reading(entry("PartName='/a b' ContentType='a/b'"))));
+    for (const char* name : {" /a", "/a ", "/a&#9;", "&#10;/a", "/a\xC2\xA0"}) {
+        EXPECT_TRUE(
+            throws<InvalidContentTypeStream>("PartName is not a valid part name",
+                                             reading(entry(std::string("PartName='") + name + "' ContentType='a/b'"))))
+            << name;
+        EXPECT_THROW(
+            reading(contentTypesXml(std::string("<Default Extension='") + (name + 1) + "' ContentType='a/b'/>"))(),
+            InvalidXMLDocument);
+    }
     // What the schema takes and a media type does not.
     EXPECT_TRUE(throws<InvalidContentType>(doesNotParse, reading(entry("PartName='/a' ContentType='a/b;c=\"\"'"))));
     EXPECT_TRUE(

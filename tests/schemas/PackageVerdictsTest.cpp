@@ -166,5 +166,80 @@ TEST(Verdicts, on_relationships) {
                    });
 }
 
+TEST(Verdicts, on_URIs) {
+    const char* const port = "it takes a port for a number of 32 bits that is not empty";
+    const char* const bracket = "it does not read an address in brackets, nor brackets in a fragment";
+    std::vector<Document> documents;
+    const auto add = [&](bool valid, const std::string& uri, const char* xmllintErrs = nullptr) {
+        documents.push_back(
+            {valid, "<rel:Relationship Id='i' Type='t' Target='" + uri + "'/>", "a target: " + uri, xmllintErrs});
+    };
+    for (const char* uri : {"mailto:",
+                            "tel:",
+                            "file:",
+                            "x:",
+                            "news:",
+                            "urn:x:y",
+                            "mailto:a@b?subject=x y",
+                            "a b",
+                            " a ",
+                            "http://x y/",
+                            "file:///C:\\My Doc\\x",
+                            "\\\\server\\a",
+                            "file:C:/x",
+                            "{a}|^`\"&lt;>",
+                            "http://[::1]/",
+                            "http://[v1.x]/",
+                            "\xC3\xA4",
+                            "//server/\xC3\xA4",
+                            "\xF0\x9F\x98\x80",
+                            "\xC2\xA0",
+                            "#a b",
+                            "?a|b",
+                            "//",
+                            "///",
+                            "http://",
+                            "http:///",
+                            "a:b:c",
+                            "&#9;a&#10;b",
+                            "?",
+                            "#",
+                            "",
+                            "a//b",
+                            "http://1.2.3.256/",
+                            "http://a_b/",
+                            "http://%41/",
+                            "javascript:alert(1)"})
+        add(true, uri);
+    for (const char* uri : {"%zz",
+                            "a%2",
+                            "a#b#c",
+                            "h/a[1]",
+                            "1:",
+                            "1a:b",
+                            "-:x",
+                            ":",
+                            "::",
+                            "\xC3\xA4:b",
+                            "a b:c",
+                            "http://h:port/",
+                            "http://h:80:90/",
+                            "http://h:-1/",
+                            "http://u@@h/",
+                            "http://a:b@c:d/",
+                            "http://[::1",
+                            "http://h/[",
+                            "http://h/?[]",
+                            "http://h%zz/",
+                            "file://C:\\x",
+                            "docs\\a:b"})
+        add(false, uri);
+    add(true, "http://h:/", port);
+    add(true, "http://h:99999999999/", port);
+    add(false, "http://[1]/", bracket);
+    add(false, "#[", bracket);
+    expectVerdicts(relationshipsSchemas(), documents);
+}
+
 } // namespace
 } // namespace opc::model::test

@@ -6,6 +6,7 @@
 #include <opc/xml/XercesGuard.hpp>
 #include <opc/xml/XercesHelper.hpp>
 
+#include "iri/IRI.hpp"
 #include "support/Process.hpp"
 #include "support/TemporaryFolder.hpp"
 #include "xml/ContentTypePattern.hpp"
@@ -59,7 +60,8 @@ std::string importOf(const EmbeddedSchema& schema) {
     return "<xs:import namespace=\"" + targetNamespace(schema) + "\" schemaLocation=\"" + schema.systemId + "\"/>";
 }
 
-/// The schema as xmllint needs it: with the place of what it imports, and with the pattern that we leave out.
+/// The schema as xmllint needs it: with the place of what it imports, and with the types and the pattern that we leave
+/// out.
 std::string forXmllint(const EmbeddedSchema& schema, const Schemas& all) {
     std::string text(schema.text, schema.length);
     for (const EmbeddedSchema* other : all) {
@@ -68,6 +70,11 @@ std::string forXmllint(const EmbeddedSchema& schema, const Schemas& all) {
             replace(text, "import", name,
                     name.substr(0, name.size() - 2) + " schemaLocation=\"" + other->systemId + "\"/>");
     }
+    for (const std::string name : {"PartName", "Target", "Type", "SourceType"})
+        for (const std::string prefix : {"xs", "xsd"})
+            if (const std::string attribute = "name=\"" + name + "\" type=\"" + prefix;
+                text.find(attribute + ":string") != std::string::npos)
+                replace(text, attribute, ":string", ":anyURI");
     if (&schema == &embedded::opc_contentTypes) {
         replace(text, "<xs:simpleType name=\"ST_ContentType\">", "<xs:restriction base=\"xs:string\"/>",
                 "<xs:restriction base=\"xs:string\"><xs:pattern value=\"" + contentTypePattern() +
@@ -131,6 +138,8 @@ public:
         ByteArrayInAdaptor stream(bytes);
         try {
             const auto* document = XercesHelper::readDocumentFromStream(*parser_, stream, true, u"", u"");
+            if (!haveURIs(*document->getDocumentElement()))
+                return "a value is no URI";
             return haveContentTypes(*document) ? "" : "a content type does not match the pattern";
         } catch (const InvalidXMLDocument& e) {
             return e.what();
@@ -138,6 +147,16 @@ public:
     }
 
 private:
+    static bool haveURIs(const xercesc::DOMElement& root) {
+        auto elements = XercesHelper::getElements(&root, XercesString(u"*"));
+        elements.push_back(const_cast<xercesc::DOMElement*>(&root));
+        for (const xercesc::DOMElement* element : elements)
+            for (const char16_t* name : {u"PartName", u"Target", u"Type", u"SourceType"})
+                if (!iri::isAnyURI(element->getAttribute(name)))
+                    return false;
+        return true;
+    }
+
     static bool haveContentTypes(const xercesc::DOMDocument& document) {
         const XercesString entries(std::u16string(CONTENT_TYPES.begin(), CONTENT_TYPES.end()));
         const xercesc::DOMElement* root = document.getDocumentElement();

@@ -8,7 +8,7 @@ namespace opc::model::test {
 
 namespace {
 
-const std::string TYPES = "[Content_Types].xml", RELS = "word/_rels/document.xml.rels";
+const std::string TYPES = "[Content_Types].xml", MAIN = "_rels/.rels", RELS = "word/_rels/document.xml.rels";
 const std::string ORIGIN_RELS = "_xmlsignatures/_rels/origin.sigs.rels";
 const std::string CORE = "metadata/coreProperties.xml";
 const std::string KEYWORDS = "<cp:keywords>one</cp:keywords>";
@@ -52,6 +52,17 @@ TEST(Tampering, OfWhatIsSignedIsSeen) {
         {"a target", edit(RELS, "http://example.org/two", "http://example.org/too"), "invalid"},
         {"the target of one that was chosen by its Id", edit(RELS, "/media/image.png", "styles.xml"), "invalid"},
         {"only the spelling of a target", edit(RELS, "/media/image.png", "../media/image.png"), "invalid"},
+        {"a blank behind a target, and an item that other programs take for it",
+         both(edit(MAIN, "document.xml\"", "document.xml \""),
+              [](Items& items) { items["word/document.xml "] = "<document>Dear Bob</document>"; }),
+         "refused: In /_rels/.rels: Target is not a valid URI for an internal relationship"},
+        {"a blank behind an external target", edit(RELS, "/two", "/two "), "invalid"},
+        {"a line break before an external target", edit(RELS, "http://example.org/two", "&#10;http://example.org/two"),
+         "invalid"},
+        {"a blank behind a type", edit(RELS, "urn:link", "urn:link "),
+         "refused: In /word/_rels/document.xml.rels: Type is not a valid URI"},
+        {"a blank behind an Id", edit(RELS, "\"rId10\"", "\"rId10 \""),
+         "refused: In /word/_rels/document.xml.rels: Relationship ID is not a valid xsd::ID"},
         {"a type", edit(RELS, "urn:picture", "urn:sound"), "invalid"},
         {"the type of one that was chosen by it", edit(RELS, "urn:link", "urn:other"), "invalid"},
         {"all of a type", both(edit(RELS, "urn:link", "urn:other"), edit(RELS, "urn:link", "urn:other")),

@@ -3,9 +3,11 @@
 #include <opc/errors/Errors.hpp>
 #include <opc/model/relationships/RelationshipSource.hpp>
 
+#include "iri/IRI.hpp"
 #include "model/WellKnown.hpp"
 #include "model/relationships/RelationshipManager.hpp"
 #include "model/relationships/RelationshipSerializer.hpp"
+#include "xml/BoundedParser.hpp"
 #include "xml/SchemaValidation.hpp"
 
 #include <xercesc/util/XMLUni.hpp>
@@ -31,6 +33,8 @@ RelationshipSerializer::RelationshipSerializer(const Limits& limits)
       id_(u"Id"), type_(u"Type"), target_(u"Target"), targetMode_(u"TargetMode"), external_(u"External") {
     parser_->getDomConfig()->setParameter(xercesc::XMLUni::fgXercesUseCachedGrammarInParse, true);
     loadEmbeddedSchema(*parser_, embedded::opc_relationships);
+    // What is resolved, compared and signed is what stands there for every program.
+    dynamic_cast<BoundedParser&>(*parser_).setKeepsWhiteSpace(true);
 }
 
 void RelationshipSerializer::load(InputStream& stream, RelationshipManager& manager) {
@@ -71,10 +75,14 @@ Relationship RelationshipSerializer::readRelationship(const xercesc::DOMElement*
         readURI(type, "Type is not a valid URI");
         types_.insert(type);
     }
+    // Validation took it for an xsd:ID, for which blanks at its ends do not count.
+    if (iri::withoutSpaceAtEnds(id).size() != id.size())
+        throw InvalidPartContent("Relationship ID is not a valid xsd::ID");
     if (target.empty())
         throw InvalidPartContent("Target is empty");
     if (targetMode == external_) {
-        if (!RelationshipSource::isValidTarget(target))
+        if (!RelationshipSource::isValidTarget(std::u16string(iri::withoutSpaceAtEnds(target))) ||
+            !iri::isAnyURI(target))
             throw InvalidPartContent("Target is not a valid IRI for an external relationship");
         return Relationship(id, type, source, target);
     }

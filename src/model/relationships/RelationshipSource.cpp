@@ -16,7 +16,6 @@
 #include "model/relationships/ExternalTarget.hpp"
 #include "model/relationships/RelationshipManager.hpp"
 #include "model/relationships/RelationshipSerializer.hpp"
-#include "xml/AnyURI.hpp"
 
 #include <boost/make_shared.hpp>
 
@@ -66,18 +65,6 @@ interfaces::IPhysicalOutputStream* getPhysicalOutputStream(interfaces::IPhysical
     } catch (const Exception& e) {
         throw InvalidPartStream(e.what());
     }
-}
-
-/// What the XML parser gives back as it was: it judges xsd:anyURI more narrowly than a LEIRI, and collapses its white
-/// space. A relationships part with another target could not be read again, or not as it was written.
-bool isReadBack(const std::u16string& target) {
-    const auto isSpace = [](char16_t unit) { return unit == u' ' || unit == u'\t' || unit == u'\n' || unit == u'\r'; };
-    if (target.empty() || isSpace(target.front()) || isSpace(target.back()))
-        return false;
-    for (std::size_t i = 0; i + 1 < target.size(); ++i)
-        if (isSpace(target[i]) && (target[i] != u' ' || isSpace(target[i + 1])))
-            return false;
-    return isAnyURI(target);
 }
 
 void throwIfNotAllowedTarget(const URI& absolute, const URI& source) {
@@ -189,7 +176,7 @@ Relationship RelationshipSource::createInternalRelationship(const std::u16string
 Relationship RelationshipSource::createExternalRelationship(const std::u16string& type, const std::u16string& target,
                                                             const std::u16string& id) {
     throwIfNotChangeable();
-    if (!isValidTarget(target) || !isReadBack(target))
+    if (target.empty() || !isValidTarget(target) || !iri::isAnyURI(target)) // or it could not be read again
         throw InvalidRelationshipTarget("External relationship target is not a valid xsd::anyURI. See "
                                         "http://www.w3.org/TR/leiri/.");
     std::u16string verifiedID = id;
@@ -218,8 +205,6 @@ void RelationshipSource::verifyRelationship(std::u16string& id, const std::u16st
         throw InvalidRelationshipType("Relationship type must not be empty.");
     try {
         const URI checked(type);
-        if (!isAnyURI(type))
-            throw InvalidURI("not for the XML parser");
     } catch (const InvalidURI&) {
         throw InvalidRelationshipType("Relationship type is not a valid xsd::anyURI");
     }

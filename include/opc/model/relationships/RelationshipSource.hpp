@@ -78,9 +78,7 @@ public:
 
     /// Relates this source to something outside the package. The target is stored as it is.
     /// @throws InvalidRelationshipTarget when the target, its backslashes read as slashes, is no LEIRI; and when a
-    /// reader
-    ///         would not get it back: when it is empty, no xsd:anyURI for the XML parser, or holds white space that
-    ///         xsd:anyURI collapses.
+    ///         reader would refuse it: when it is empty or no xsd:anyURI.
     /// @throws InvalidRelationshipType, InvalidRelationshipID, RelationshipAlreadyExists,
     ///         InvalidCorePropertiesRelationships, PartCreateFailed as for an internal relationship.
     Relationship createExternalRelationship(const std::u16string& type, const std::u16string& target,
