@@ -10,12 +10,14 @@
 #include <opc/xml/XercesGuard.hpp>
 #include <opc/xml/XercesHelper.hpp>
 
+#include "errors/ErrorPlaces.hpp"
 #include "model/ContentTypeSource.hpp"
 #include "model/ItemBytes.hpp"
 #include "model/WellKnown.hpp"
 #include "xml/BoundedParser.hpp"
 #include "xml/ContentTypePattern.hpp"
 #include "xml/SchemaValidation.hpp"
+#include "xml/XmlPlaces.hpp"
 
 #include <xercesc/util/XMLUni.hpp>
 
@@ -29,6 +31,8 @@
 namespace opc::model {
 
 namespace {
+
+constexpr const char* streamName = "[Content_Types].xml";
 
 /// The names of the content types vocabulary; made while a XercesGuard is held.
 struct Vocabulary {
@@ -111,6 +115,14 @@ std::u16string readExtension(const xercesc::DOMElement* entry, const Vocabulary&
     return toLowerASCIIString(text);
 }
 
+[[noreturn]] void throwNotFound(const std::string& part) {
+    ErrorPlace place;
+    place.item = part;
+    place.reason = "No content type was found";
+    throwAt<ContentTypeNotFound>(std::make_shared<const ErrorPlace>(std::move(place)),
+                                 "No content type was found for part:" + part);
+}
+
 void appendEntry(xercesc::DOMElement* root, const Vocabulary& names, const XercesString& element,
                  const XercesString& key, const std::u16string& value, const ContentType& contentType) {
     xercesc::DOMElement* entry = XercesHelper::appendElementNS(root, names.ns, element);
@@ -149,7 +161,7 @@ ContentType ContentTypeSource::getContentType(const PartName& name, bool takeRef
         return named->second;
     const auto entry = defaults_.find(lowerExtension(name));
     if (entry == defaults_.end())
-        throw ContentTypeNotFound("No content type was found for part:" + toASCIIString(name.toString()));
+        throwNotFound(toASCIIString(name.toString()));
     if (takeReference)
         ++entry->second.useCount;
     return entry->second.contentType;
@@ -236,7 +248,10 @@ void ContentTypeSource::load(interfaces::IPhysicalInputStream& stream) {
     try {
         readDocument(adaptor);
     } catch (const InvalidPartContent& e) {
-        throw InvalidContentTypeStream(e.what());
+        throwAt<InvalidContentTypeStream>(placeInItem(e, streamName), e.what());
+    } catch (Exception& e) {
+        e.setPlace(placeInItem(e, streamName));
+        throw;
     }
 }
 
@@ -254,19 +269,28 @@ void ContentTypeSource::readDocument(InputStream& stream) {
     ContentTypes types;
     for (const auto* entries : {&defaults, &overrides})
         for (const xercesc::DOMElement* entry : *entries)
-            throwIfPatternIsBroken(entry, names, types);
+            checkAt(*parser, *entry, names.contentType, [&] { throwIfPatternIsBroken(entry, names, types); });
     if (names.types != root->getLocalName())
-        throw InvalidPartContent("The root element is not Types"); // the schema knows the others as roots too
+        throwAt<InvalidPartContent>(placeOf(*parser, *root), // the schema knows the others as roots too
+                                    "The root element is not Types");
 
     // The first of two entries for the same extension or part name wins.
     for (const xercesc::DOMElement* entry : defaults) {
-        const std::u16string extension = readExtension(entry, names);
-        defaults_.emplace(extension, Default{readContentType(entry, names, types), 0});
+        const XMLCh* judged = names.extension;
+        checkAt(*parser, *entry, judged, [&] {
+            const std::u16string extension = readExtension(entry, names);
+            judged = names.contentType;
+            defaults_.emplace(extension, Default{readContentType(entry, names, types), 0});
+        });
     }
     for (const xercesc::DOMElement* entry : overrides) {
-        const PartName name = readPartName(entry, names);
-        // This library writes them in the order of their names.
-        overrides_.emplace_hint(overrides_.end(), name, readContentType(entry, names, types));
+        const XMLCh* judged = names.partName;
+        checkAt(*parser, *entry, judged, [&] {
+            const PartName name = readPartName(entry, names);
+            judged = names.contentType;
+            // This library writes them in the order of their names.
+            overrides_.emplace_hint(overrides_.end(), name, readContentType(entry, names, types));
+        });
     }
 }
 

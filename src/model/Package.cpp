@@ -7,6 +7,7 @@
 #include <opc/model/DataManager.hpp>
 #include <opc/model/Package.hpp>
 
+#include "errors/ErrorPlaces.hpp"
 #include "model/ContentTypeSource.hpp"
 #include "model/PartNameTree.hpp"
 #include "model/WellKnown.hpp"
@@ -59,6 +60,14 @@ auto askWhileOpening(Question question) -> decltype(question()) {
     } catch (const Exception& e) {
         throw PackageOpenFailed(e.what(), e.code());
     }
+}
+
+[[noreturn]] void throwUnmatched(const std::string& relationshipsPart) {
+    ErrorPlace place;
+    place.item = relationshipsPart;
+    place.reason = "holds the relationships of a part that is not in the package";
+    throwAt<InconsistentPackage>(std::make_shared<const ErrorPlace>(std::move(place)),
+                                 "Not all relationship parts were matched with regular parts");
 }
 
 } // namespace
@@ -171,7 +180,7 @@ void Package::initializeParts() {
         for (const auto& entry : parts_)
             prefixes_->add(PartNameTree::keyOf(entry.first));
     if (!pending.empty())
-        throw InconsistentPackage("Not all relationship parts were matched with regular parts");
+        throwUnmatched(toASCIIString(pending.begin()->first.toString()));
 }
 
 void Package::attachRelationships(RelationshipSource& source, const PartName& name, PhysicalPartMap& pending) {

@@ -3,6 +3,7 @@
 #include <opc/errors/Errors.hpp>
 #include <opc/signatures/DigitalSignatureManager.hpp>
 
+#include "errors/ErrorPlaces.hpp"
 #include "signatures/ManifestTarget.hpp"
 #include "signatures/RelationshipsTransform.hpp"
 #include "signatures/SignatureBounds.hpp"
@@ -96,7 +97,7 @@ void DigitalSignatureManager::doLoad() {
             }
         }
     } catch (const Exception& e) {
-        throw InvalidSignature(e.what());
+        throwAs<InvalidSignature>(e);
     }
 }
 
@@ -104,7 +105,13 @@ void DigitalSignatureManager::doSave() {}
 
 DigitalSignature DigitalSignatureManager::loadSignature(const Part& part) const {
     std::ostream nowhere(nullptr);
-    auto data = std::make_shared<DigitalSignatureData>(reader_->read(*part.getInputStream(), nowhere));
+    auto data = std::make_shared<DigitalSignatureData>();
+    try {
+        *data = reader_->read(*part.getInputStream(), nowhere);
+    } catch (InvalidPartContent& e) {
+        e.setPlace(placeInItem(e, toASCIIString(part.getName().toString())));
+        throw;
+    }
     // What the document calls itself is not signed; where it is, its relationship says.
     data->partName = part.getName().toString();
     data->signatureId = withoutPrefix(stemOf(part.getName()));

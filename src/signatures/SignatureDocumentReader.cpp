@@ -6,6 +6,7 @@
 #include <opc/crypto/UnsupportedKeySize.hpp>
 #include <opc/errors/Errors.hpp>
 
+#include "errors/ErrorPlaces.hpp"
 #include "model/ItemBytes.hpp"
 #include "signatures/SignatureDocumentReader.hpp"
 #include "signatures/SignatureDocumentWriter.hpp"
@@ -461,7 +462,7 @@ DigitalSignatureData SignatureDocumentReader::read(InputStream& stream, std::ost
         translatingXercesErrors([this] { parser_->resetDocumentPool(); });
         return data;
     } catch (const InvalidXMLDocument& e) {
-        throw InvalidPartContent(e.what());
+        throwAs<InvalidPartContent>(e);
     }
 }
 
@@ -472,7 +473,7 @@ DigitalSignatureData SignatureDocumentReader::readDocument(const xercesc::DOMDoc
     try {
         return Reading(*root, trace).read();
     } catch (const InvalidXMLDocument& e) { // what cannot be written again, in canonical form or at all
-        throw InvalidPartContent(e.what());
+        throwAs<InvalidPartContent>(e);
     }
 }
 

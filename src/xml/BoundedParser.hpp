@@ -4,6 +4,7 @@
 #include <opc/core/Limits.hpp>
 
 #include "xml/IdCosts.hpp"
+#include "xml/ParseErrors.hpp"
 
 #include <xercesc/parsers/DOMLSParserImpl.hpp>
 
@@ -12,6 +13,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_set>
+#include <vector>
 
 namespace opc::model {
 
@@ -34,9 +36,19 @@ public:
     /// and looks through all of them: after many, another parser serves better.
     std::size_t getNameCount() const { return names_.size(); }
 
-    /// Makes the next document independent of the version of XML that the last one declared. It comes before the
-    /// settings of the read, of which some belong to the scanner that it replaces.
-    void forgetVersion();
+    /// Makes the next document independent of the last one: of its errors and of the version of XML that it declared.
+    /// It comes before the settings of the read, of which some belong to the scanner that it replaces.
+    void forgetLast();
+
+    /// Gets the errors of a read, which ends with the first of them.
+    ParseErrors& getErrors() { return errors_; }
+
+    /// @throws InvalidXMLDocument when the read ended with an error.
+    void throwIfWrong();
+
+    /// Puts the line and the column behind the start tag of an element of the last document into a place.
+    /// @param index the number of elements in front of it; nothing happens for one that was not read.
+    void locate(std::size_t index, ErrorPlace& place) const;
 
     /// Whether documents get a tree; true at first. Without, a parse only judges.
     void setBuildsTree(bool buildsTree) { buildsTree_ = buildsTree; }
@@ -62,6 +74,14 @@ private:
         std::size_t operator()(std::u16string_view name) const { return std::hash<std::u16string_view>()(name); }
     };
 
+    struct Position {
+        std::uint32_t line;
+        std::uint32_t column;
+    };
+
+    Position here() const;
+    void throwIfTooMuch(const xercesc::XMLElementDecl& declaration, const XMLCh* prefix,
+                        const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, XMLSize_t attributeCount);
     void countNodes(std::uint64_t count);
     void countName(std::u16string_view name);
     void countNames(const xercesc::XMLElementDecl& declaration, const XMLCh* prefix);
@@ -75,7 +95,9 @@ private:
     std::uint64_t nodes_ = 0;
     std::unordered_set<std::u16string, NameHash, std::equal_to<>> names_;
     IdCosts ids_;
-    std::u16string elementName_; ///< kept for its memory alone
+    ParseErrors errors_;
+    std::vector<Position> positions_; ///< behind the start tag of each element, in document order
+    std::u16string elementName_;      ///< kept for its memory alone
 };
 
 } // namespace opc::model

@@ -7,12 +7,12 @@ namespace opc::model {
 
 using xercesc::XMLUni;
 
-ParserSettings::ParserSettings(xercesc::DOMLSParser& parser, XercesErrorHandler& errors, ResourceRefuser& refuser)
+ParserSettings::ParserSettings(xercesc::DOMLSParser& parser, xercesc::DOMErrorHandler& errors, ResourceRefuser& refuser)
     : configuration_(*parser.getDomConfig()) {
     // A document's own word on where its schemas lie (xsi:schemaLocation) would open files and connections.
     setIfSettable(XMLUni::fgXercesLoadSchema, false);
     setIfSettable(XMLUni::fgXercesUseCachedGrammarInParse, true);
-    configuration_.setParameter(XMLUni::fgDOMErrorHandler, static_cast<xercesc::DOMErrorHandler*>(&errors));
+    configuration_.setParameter(XMLUni::fgDOMErrorHandler, &errors);
     configuration_.setParameter(XMLUni::fgDOMResourceResolver, static_cast<xercesc::DOMLSResourceResolver*>(&refuser));
 }
 

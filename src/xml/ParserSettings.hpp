@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <opc/xml/XercesErrorHandler.hpp>
-
 #include "xml/ResourceRefuser.hpp"
 
 #include <xercesc/dom/DOMConfiguration.hpp>
+#include <xercesc/dom/DOMErrorHandler.hpp>
 #include <xercesc/dom/DOMLSParser.hpp>
 
 #include <string>
@@ -16,7 +15,7 @@ namespace opc::model {
 class ParserSettings {
 public:
     /// Errors and what the content refers to go to the given objects, and nothing is loaded that a document names.
-    ParserSettings(xercesc::DOMLSParser& parser, XercesErrorHandler& errors, ResourceRefuser& refuser);
+    ParserSettings(xercesc::DOMLSParser& parser, xercesc::DOMErrorHandler& errors, ResourceRefuser& refuser);
     ~ParserSettings();
 
     ParserSettings(const ParserSettings&) = delete;

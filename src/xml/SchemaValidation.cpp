@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "xml/SchemaValidation.hpp"
 
+#include <opc/xml/XercesErrorHandler.hpp>
 #include <opc/xml/XercesGuard.hpp>
 
 #include "xml/ParserSettings.hpp"

@@ -301,20 +301,25 @@ DOMDocument* XercesHelper::readDocumentHelper(xercesc::DOMLSParser& parser, Inpu
         parser.resetDocumentPool();
         auto* bounded = dynamic_cast<BoundedParser*>(&parser);
         if (bounded != nullptr) {
-            bounded->forgetVersion();
+            bounded->forgetLast();
         }
         XmlInput input{stream, bounded == nullptr ? MAX_XML_SIZE : bounded->getLimits().xmlSize, nullptr};
-        XercesErrorHandler errors;
+        XercesErrorHandler errorsOfOthers;
         ResourceRefuser refuser(schemaLocation);
         DOMDocument* document = nullptr;
         {
+            auto& errors =
+                bounded == nullptr ? static_cast<xercesc::DOMErrorHandler&>(errorsOfOthers) : bounded->getErrors();
             ParserSettings settings(parser, errors, refuser);
             setParameters(settings, parser, validate);
             setLocation(settings, schemaLocation, schemaNamespace);
             document = parse(parser, input, encoding);
         }
         refuser.throwIfRefused();
-        errors.throwIfError();
+        errorsOfOthers.throwIfError();
+        if (bounded != nullptr) {
+            bounded->throwIfWrong();
+        }
         throwIfUnsupportedEncoding(document);
         throwIfDTDIsPresent(document);
         return document;

@@ -4,34 +4,20 @@
 #include "opcraft/Text.hpp"
 
 #include <opc/core/ByteArrayInAdaptor.hpp>
-#include <opc/core/ByteArrayOutAdaptor.hpp>
-#include <opc/core/Exception.hpp>
-#include <opc/core/OutputStream.hpp>
-#include <opc/core/Strings.hpp>
 #include <opc/core/Time.hpp>
-#include <opc/errors/Errors.hpp>
-#include <opc/model/Package.hpp>
-#include <opc/model/StandardPartInfo.hpp>
-#include <opc/model/coreproperties/PackageHelper.hpp>
-#include <opc/storage/memory/MemoryPackage.hpp>
 #include <opc/xml/XercesGuard.hpp>
 #include <opc/xml/XercesHelper.hpp>
 
 #include <algorithm>
-#include <optional>
 
 namespace opcraft {
 
 namespace {
 
 using opc::model::CoreProperties;
-using opc::model::PackageHelper;
 using opc::model::XercesHelper;
 using xercesc::DOMElement;
 using xercesc::DOMNode;
-
-/// More than the standard has properties; each is tried on its own.
-constexpr std::size_t maximumSuspects = 50;
 
 std::u16string trimmedEnd(std::u16string text) {
     text.erase(text.find_last_not_of(u" \t\r\n") + 1);
@@ -81,35 +67,6 @@ struct IsWhole {
     }
 };
 
-/// The message with which a part of these bytes fails to be read; none when it is fine.
-std::optional<std::string> messageFor(const std::vector<unsigned char>& bytes) {
-    opc::storage::MemoryPackage store;
-    opc::model::Package package(store);
-    package.open(opc::interfaces::OpenMode::CreateOnly);
-    const auto part = package.createPart(PackageHelper::getCorePropertiesURI(),
-                                         PackageHelper::getCorePropertiesContentType(), opc::model::StandardPartInfo());
-    part.getOutputStream()->write(bytes.data(), bytes.size());
-    part.getOutputStream()->close();
-    package.createInternalRelationship(PackageHelper::getCorePropertiesRelationshipType(),
-                                       PackageHelper::getCorePropertiesURI());
-    package.close();
-    package.open(opc::interfaces::OpenMode::ReadOnly);
-    try {
-        PackageHelper::getCoreProperties(package);
-        return std::nullopt;
-    } catch (const opc::Exception& e) {
-        return e.what();
-    }
-}
-
-std::optional<std::string> messageFor(const xercesc::DOMDocument* document) {
-    const auto writer = XercesHelper::createWriter();
-    std::vector<unsigned char> bytes;
-    opc::ByteArrayOutAdaptor stream(bytes);
-    XercesHelper::writeDocumentToStream(*writer, document, stream);
-    return messageFor(bytes);
-}
-
 /// The XML of a part, and what it needs to live.
 class Document {
 public:
@@ -120,33 +77,12 @@ public:
     }
 
     DOMElement* getRoot() const { return document_->getDocumentElement(); }
-    /// The message with which the document fails to be read as it is now; none when it is fine.
-    std::optional<std::string> getMessage() const { return messageFor(document_); }
 
 private:
     opc::model::XercesGuard guard_;
     opc::model::ParserHandle parser_;
     const xercesc::DOMDocument* document_;
 };
-
-/// Tries each child of the root on its own, and the root without any.
-std::string findCulprit(const Document& document, const std::string& message) {
-    DOMElement* root = document.getRoot();
-    const std::vector<DOMElement*> suspects = childElements(root);
-    if (suspects.size() > maximumSuspects)
-        return {};
-    while (DOMNode* child = root->getFirstChild())
-        root->removeChild(child);
-    if (document.getMessage() == message)
-        return toUtf8(root->getNodeName());
-    for (DOMElement* suspect : suspects) {
-        root->appendChild(suspect);
-        if (document.getMessage() == message)
-            return toUtf8(suspect->getNodeName());
-        root->removeChild(suspect);
-    }
-    return {};
-}
 
 } // namespace
 
@@ -159,14 +95,6 @@ std::vector<UnreadText> findUnread(const std::vector<unsigned char>& part, const
             unread.push_back({property, element->getTextContent()});
     }
     return unread;
-}
-
-std::string findCulprit(const std::vector<unsigned char>& part, const std::string& message) {
-    try {
-        return findCulprit(Document(part), message);
-    } catch (const opc::model::InvalidXMLDocument&) {
-        return {};
-    }
 }
 
 } // namespace opcraft

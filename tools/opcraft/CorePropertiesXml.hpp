@@ -19,9 +19,4 @@ struct UnreadText {
 /// @param part the bytes of the part, which could be read.
 std::vector<UnreadText> findUnread(const std::vector<unsigned char>& part, const opc::model::CoreProperties& values);
 
-/// The name of the element for which reading a part fails.
-/// @param message the reason why it fails.
-/// @return empty when no element alone is to blame, or the part is no XML.
-std::string findCulprit(const std::vector<unsigned char>& part, const std::string& message);
-
 } // namespace opcraft

@@ -31,6 +31,32 @@ void cutEnd(std::string& text, const std::string& name) {
     text = std::move(rest);
 }
 
+/// A value as it is quoted: a message has one line, whatever stands in a package.
+std::string quoted(const std::string& value) {
+    constexpr std::size_t longest = 200;
+    const bool isWhole = value.size() <= longest;
+    return '"' + value.substr(0, longest) + (isWhole ? "\"" : "\" …");
+}
+
+/// "/word/_rels/document.xml.rels, line 502, column 7"
+std::string placeText(const opc::ErrorPlace& place) {
+    if (place.line == 0)
+        return place.item;
+    return place.item + ", line " + std::to_string(place.line) + ", column " + std::to_string(place.column);
+}
+
+/// What the place names: ", <Relationship> Id "rId9", Target "a b"".
+std::string subjectText(const opc::ErrorPlace& place) {
+    std::string text = place.element.empty() ? "" : ", <" + place.element + '>';
+    if (!place.id.empty())
+        text += " Id " + quoted(place.id);
+    if (!place.attribute.empty() && place.attribute != "Id")
+        text += (place.id.empty() ? " " : ", ") + place.attribute + ' ' + quoted(place.value);
+    else if (place.attribute.empty() && !place.value.empty())
+        text += ' ' + quoted(place.value);
+    return text;
+}
+
 } // namespace
 
 Failure::Failure(ExitCode exitCode, std::string file, std::string part, std::string reason)
@@ -47,6 +73,9 @@ std::string Failure::getLine(const std::string& defaultFile, const std::string& 
 }
 
 Failure toFailure(const opc::Exception& error, const std::string& file, const std::string& part, ExitCode exitCode) {
+    const auto place = error.getPlace();
+    if (place && !place->item.empty())
+        return Failure(exitCode, file, placeText(*place), place->reason + subjectText(*place));
     std::string reason = error.what();
     cutStart(reason, "ZIP package in memory: ");
     cutStart(reason, file + ": ");

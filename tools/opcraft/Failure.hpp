@@ -35,7 +35,8 @@ private:
     std::string reason_;
 };
 
-/// A library error as a failure. The library names file and part in its message too: they are said once.
+/// A library error as a failure: with the place that it tells of, or, where it tells of none, with the given part. The
+/// library names file and part in its message too: they are said once.
 Failure toFailure(const opc::Exception& error, const std::string& file, const std::string& part,
                   ExitCode exitCode = ExitCode::NotProcessed);
 

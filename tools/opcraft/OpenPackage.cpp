@@ -23,8 +23,6 @@ using opc::interfaces::OpenMode;
 using opc::storage::ZipItem;
 using opc::storage::ZipItemKind;
 
-constexpr const char* contentTypesName = "[Content_Types].xml";
-
 std::set<std::u16string> partKeysOf(const opc::storage::ZipPackage& zip) {
     std::set<std::u16string> keys;
     for (const ZipItem& item : zip.getItems())
@@ -33,69 +31,17 @@ std::set<std::u16string> partKeysOf(const opc::storage::ZipPackage& zip) {
     return keys;
 }
 
-/// The first relationships part that belongs to no part; empty when there is none.
-std::string findOrphan(opc::storage::ZipPackage& zip) {
-    zip.open(OpenMode::ReadOnly);
-    std::vector<std::u16string> relationshipsParts;
-    std::set<std::u16string> expected{opc::model::PartName::PACKAGE_RELATIONSHIPS_ROOT_NAME};
-    for (const ZipItem& item : zip.getItems()) {
-        if (item.kind != ZipItemKind::Part)
-            continue;
-        if (opc::detail::isRelationshipsPartName(item.partName))
-            relationshipsParts.push_back(item.partName);
-        else
-            expected.insert(
-                opc::toLowerASCIIString(opc::model::PartName(item.partName, true).getRelationshipPartName()));
-    }
-    zip.close(true);
-    for (const std::u16string& name : relationshipsParts)
-        if (expected.count(opc::toLowerASCIIString(name)) == 0)
-            return toUtf8(name);
-    return {};
-}
-
-/// The library says "In /a/_rels/b.xml.rels: reason".
-Failure relationshipsFailure(const opc::Exception& error, const std::string& file) {
-    const std::string message = error.what();
-    const std::string start = "In ";
-    const std::size_t colon = message.find(": ");
-    if (message.compare(0, start.size(), start) != 0 || colon == std::string::npos)
-        return toFailure(error, file, "");
-    return {ExitCode::NotProcessed, file, message.substr(start.size(), colon - start.size()),
-            message.substr(colon + 2)};
-}
-
-/// The library says "No content type was found for part:/a/b.xml".
-Failure contentTypeFailure(const opc::Exception& error, const std::string& file) {
-    const std::string message = error.what();
-    const std::size_t slash = message.find(":/");
-    return toFailure(error, file, slash == std::string::npos ? contentTypesName : message.substr(slash + 1));
-}
-
 /// What went wrong while opening, told by the class of the error that is in flight.
 /// @throws UnreadableSignatures, FileInUse when it is that.
 Failure openFailure(const ZipInput& input) {
     const std::string& file = input.getName();
     try {
         throw;
-    } catch (const opc::model::InvalidXMLDocument& e) {
-        return toFailure(e, file, contentTypesName);
-    } catch (const opc::model::InvalidContentTypeStream& e) {
-        return toFailure(e, file, contentTypesName);
-    } catch (const opc::model::InvalidContentType& e) {
-        return toFailure(e, file, contentTypesName);
-    } catch (const opc::model::ContentTypeNotFound& e) {
-        return contentTypeFailure(e, file);
-    } catch (const opc::model::InvalidRelationshipContent& e) {
-        return relationshipsFailure(e, file);
     } catch (const opc::model::InvalidCorePropertiesRelationships& e) {
         return toFailure(e, file, "/_rels/.rels");
     } catch (const opc::model::InvalidSignature& e) {
         throw UnreadableSignatures(ExitCode::NotProcessed, file, "",
-                                   std::string("a signature cannot be read: ") + e.what());
-    } catch (const opc::model::InconsistentPackage&) {
-        return {ExitCode::NotProcessed, file, findOrphan(input.getZip()),
-                "holds the relationships of a part that is not in the package"};
+                                   "a signature cannot be read: " + toFailure(e, "", "").getLine("", ""));
     } catch (const opc::Exception& e) {
         throwIfInUse(e, file);
         return toFailure(e, file, "");

@@ -26,12 +26,6 @@ std::vector<unsigned char> readBytes(const opc::model::Part& part) {
     return bytes;
 }
 
-Failure brokenPart(const OpenPackage& package, const opc::model::Part& part, const std::string& reason) {
-    const std::string culprit = findCulprit(readBytes(part), reason);
-    return {ExitCode::NotProcessed, package.getName(), toUtf8(part.getName().toString()),
-            (culprit.empty() ? "" : '<' + culprit + ">: ") + reason};
-}
-
 Failure leadsNowhere(const OpenPackage& package, const opc::model::Relationship& relationship) {
     return {ExitCode::NotProcessed, package.getName(), toUtf8(relationship.getTarget()),
             "the core properties relationship \"" + toUtf8(relationship.getID()) +
@@ -54,7 +48,7 @@ StoredProperties readProperties(OpenPackage& package) {
         stored.values = PackageHelper::getCoreProperties(model);
         stored.unread = findUnread(readBytes(*part), stored.values);
     } catch (const opc::model::InvalidPartContent& e) {
-        throw brokenPart(package, *part, e.what());
+        throw toFailure(e, package.getName(), stored.part);
     } catch (const opc::Exception& e) {
         throw readFailure(e, package.getName(), *part);
     }

@@ -1,20 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <opc/core/ErrorPlace.hpp>
 #include <opc/core/Export.hpp>
 
 #include <boost/system/error_code.hpp>
 
+#include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace opc {
 
-/// The base of every error that the libraries report: a message and a Boost.System error code.
+/// The base of every error that the libraries report: a message, a Boost.System error code, and for an error in the
+/// content of an item the place where it lies.
 ///
 /// A physical package throws it directly, with a code that compares with the generic conditions
 /// (`e.code() == boost::system::errc::permission_denied`). The classes of `opc::model` derive from it.
-/// A value: it owns its message and may be copied to another thread.
+/// A value: it owns its message and may be copied to another thread. Copying throws nothing.
 class OPCRAFT_API Exception : public std::runtime_error {
 public:
     /// @param message UTF-8; what `what()` returns.
@@ -27,8 +31,13 @@ public:
 
     const boost::system::error_code& code() const noexcept { return code_; }
 
+    /// Where in an item of the package the error lies; null when there is no such place.
+    std::shared_ptr<const ErrorPlace> getPlace() const noexcept { return place_; }
+    void setPlace(std::shared_ptr<const ErrorPlace> place) noexcept { place_ = std::move(place); }
+
 private:
     boost::system::error_code code_;
+    std::shared_ptr<const ErrorPlace> place_;
 };
 
 } // namespace opc

@@ -2,8 +2,10 @@
 #include <opc/errors/Errors.hpp>
 #include <opc/xml/XercesHelper.hpp>
 
+#include "errors/ErrorPlaces.hpp"
 #include "model/coreproperties/CorePropertiesRules.hpp"
 #include "model/coreproperties/CorePropertiesVocabulary.hpp"
+#include "xml/XmlPlaces.hpp"
 
 #include <string_view>
 
@@ -19,53 +21,63 @@ bool isOneOf(const DOMElement* element, std::u16string_view first, std::u16strin
     return name == first || name == second;
 }
 
-void throwIfMarkupCompatibilityIsUsed(const DOMElement* root) {
+using Parser = xercesc::DOMLSParser;
+
+[[noreturn]] void refuse(const Parser& parser, const DOMElement* element, const XMLCh* attribute, const char* message) {
+    throwAt<InvalidPartContent>(placeOf(parser, *element, attribute), message);
+}
+
+void throwIfMarkupCompatibilityIsUsed(const Parser& parser, const DOMElement* root) {
     // The second call asks for a prefix that is spelt like the namespace, so a declaration with a prefix passes: only a
     // default namespace is refused.
     if (root->isDefaultNamespace(vocabulary::markupCompatibility) ||
         root->lookupNamespaceURI(vocabulary::markupCompatibility) != nullptr)
-        throw InvalidPartContent("Core properties shall not use the Markup Compatibility namespace. [M4.2]");
+        refuse(parser, root, u"xmlns", "Core properties shall not use the Markup Compatibility namespace. [M4.2]");
 }
 
-void throwIfRefined(const DOMElement* root) {
+void throwIfRefined(const Parser& parser, const DOMElement* root) {
     auto elements = XercesHelper::getElementsNS(root, XercesString(vocabulary::dcterms), XercesString(u"*"));
     if (std::u16string_view(root->getNamespaceURI()) == vocabulary::dcterms)
         elements.insert(elements.begin(), const_cast<DOMElement*>(root));
     for (const DOMElement* element : elements)
         if (!isOneOf(element, u"created", u"modified"))
-            throw InvalidPartContent("Core properties shall not use refinements to the Dublin Core except for the "
-                                     "\"created\" and \"modified\" elements. [M4.3]");
+            refuse(parser, element, nullptr,
+                   "Core properties shall not use refinements to the Dublin Core except for the "
+                   "\"created\" and \"modified\" elements. [M4.3]");
 }
 
 /// The names of elements are judged whatever their namespace.
-void throwIfAttributesAreMisplaced(const DOMElement* element) {
+void throwIfAttributesAreMisplaced(const Parser& parser, const DOMElement* element) {
     if (element->hasAttributeNS(vocabulary::xml, u"lang") && !isOneOf(element, u"keywords", u"value"))
-        throw InvalidPartContent("Core properties shall not use the xml:lang attribute except on the \"keywords\" and "
-                                 "\"value\" elements. [M4.4]");
+        refuse(parser, element, u"xml:lang",
+               "Core properties shall not use the xml:lang attribute except on the \"keywords\" and "
+               "\"value\" elements. [M4.4]");
     const bool isDated = isOneOf(element, u"created", u"modified");
     const bool isTyped = element->hasAttributeNS(vocabulary::xsi, u"type");
     if (!isTyped && isDated)
-        throw InvalidPartContent("Core properties must use the xsi:type attribute on the \"created\" and \"modified\" "
-                                 "elements. [M4.5]");
+        refuse(parser, element, nullptr,
+               "Core properties must use the xsi:type attribute on the \"created\" and \"modified\" "
+               "elements. [M4.5]");
     // The text of the attribute counts, so another prefix for the namespace is refused.
     if (isTyped &&
         (!isDated || std::u16string_view(element->getAttributeNS(vocabulary::xsi, u"type")) != vocabulary::w3cdtf))
-        throw InvalidPartContent("Core properties shall not use the xsi:type attribute except on the \"created\" and "
-                                 "\"modified\" elements. [M4.5]");
+        refuse(parser, element, u"xsi:type",
+               "Core properties shall not use the xsi:type attribute except on the \"created\" and "
+               "\"modified\" elements. [M4.5]");
     for (const DOMElement* child = element->getFirstElementChild(); child != nullptr;
          child = child->getNextElementSibling())
-        throwIfAttributesAreMisplaced(child);
+        throwIfAttributesAreMisplaced(parser, child);
 }
 
 } // namespace
 
-void throwIfRuleIsBroken(const DOMElement* root) {
-    throwIfMarkupCompatibilityIsUsed(root);
-    throwIfRefined(root);
-    throwIfAttributesAreMisplaced(root);
+void throwIfRuleIsBroken(const Parser& parser, const DOMElement* root) {
+    throwIfMarkupCompatibilityIsUsed(parser, root);
+    throwIfRefined(parser, root);
+    throwIfAttributesAreMisplaced(parser, root);
     // The schemas know other elements as roots too; nothing of them would be read.
     if (!isOneOf(root, u"coreProperties", u"coreProperties"))
-        throw InvalidPartContent("The root element is not coreProperties");
+        refuse(parser, root, nullptr, "The root element is not coreProperties");
 }
 
 } // namespace opc::model

@@ -3,6 +3,7 @@
 #include <opc/core/Time.hpp>
 #include <opc/errors/Errors.hpp>
 
+#include "errors/ErrorPlaces.hpp"
 #include "model/coreproperties/CorePropertiesRules.hpp"
 #include "model/coreproperties/CorePropertiesSerializer.hpp"
 #include "model/coreproperties/CorePropertiesVocabulary.hpp"
@@ -207,11 +208,11 @@ void CorePropertiesSerializer::load(InputStream& stream, CoreProperties& propert
     try {
         document = XercesHelper::readDocumentFromStream(*parser_, stream, true, u"", u"");
     } catch (const InvalidXMLDocument& e) {
-        throw InvalidPartContent(e.what());
+        throwAs<InvalidPartContent>(e);
     }
     properties.clear();
     const DOMElement* root = document->getDocumentElement();
-    throwIfRuleIsBroken(root);
+    throwIfRuleIsBroken(*parser_, root);
     forEachProperty(Reader(root, properties));
 }
 

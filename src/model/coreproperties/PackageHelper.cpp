@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <opc/core/ByteArrayInAdaptor.hpp>
 #include <opc/core/ByteArrayOutAdaptor.hpp>
+#include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
 #include <opc/model/Package.hpp>
 #include <opc/model/StandardPartInfo.hpp>
 #include <opc/model/coreproperties/PackageHelper.hpp>
 
+#include "errors/ErrorPlaces.hpp"
 #include "model/ItemBytes.hpp"
 #include "model/WellKnown.hpp"
 #include "model/coreproperties/CorePropertiesSerializer.hpp"
@@ -102,7 +104,12 @@ CoreProperties PackageHelper::getCoreProperties(const Package& package) {
     if (const auto part = findCoreProperties(package)) {
         const auto bytes = readXmlItem(*part->getInputStream(), package.getLimits().xmlSize);
         ByteArrayInAdaptor stream(bytes);
-        CorePropertiesSerializer(package.getLimits()).load(stream, properties);
+        try {
+            CorePropertiesSerializer(package.getLimits()).load(stream, properties);
+        } catch (InvalidPartContent& e) {
+            e.setPlace(placeInItem(e, toASCIIString(part->getName().toString())));
+            throw;
+        }
     }
     return properties;
 }

@@ -3,14 +3,18 @@
 #include <opc/errors/Errors.hpp>
 #include <opc/model/relationships/RelationshipSource.hpp>
 
+#include "errors/ErrorPlaces.hpp"
 #include "iri/IRI.hpp"
 #include "model/WellKnown.hpp"
 #include "model/relationships/RelationshipManager.hpp"
 #include "model/relationships/RelationshipSerializer.hpp"
 #include "xml/BoundedParser.hpp"
 #include "xml/SchemaValidation.hpp"
+#include "xml/XmlPlaces.hpp"
 
 #include <xercesc/util/XMLUni.hpp>
+
+#include <optional>
 
 namespace opc::model {
 
@@ -23,6 +27,32 @@ URI readURI(const std::u16string& text, const char* message) {
     } catch (const InvalidURI&) {
         throw InvalidPartContent(message);
     }
+}
+
+/// Validation took it for an xsd:ID, for which blanks at its ends do not count.
+void throwIfNotID(const std::u16string& id) {
+    if (iri::withoutSpaceAtEnds(id).size() != id.size())
+        throw InvalidPartContent("Relationship ID is not a valid xsd::ID");
+}
+
+void throwIfNoTarget(const std::u16string& target) {
+    if (target.empty())
+        throw InvalidPartContent("Target is empty");
+}
+
+const std::u16string& readExternalTarget(const std::u16string& target) {
+    throwIfNoTarget(target);
+    if (!RelationshipSource::isValidTarget(std::u16string(iri::withoutSpaceAtEnds(target))) || !iri::isAnyURI(target))
+        throw InvalidPartContent("Target is not a valid IRI for an external relationship");
+    return target;
+}
+
+URI readInternalTarget(const std::u16string& target) {
+    throwIfNoTarget(target);
+    const URI uri = readURI(target, "Target is not a valid URI for an internal relationship");
+    if (uri.isOpaque())
+        throw InvalidPartContent("Target of an internal relationship cannot be an opaque URI");
+    return uri;
 }
 
 } // namespace
@@ -44,7 +74,7 @@ void RelationshipSerializer::load(InputStream& stream, RelationshipManager& mana
     try {
         document = XercesHelper::readDocumentFromStream(*parser_, stream, true, u"", u"");
     } catch (const InvalidXMLDocument& e) {
-        throw InvalidPartContent(e.what());
+        throwAs<InvalidPartContent>(e);
     }
     readDocument(*document, manager);
     manager.setModified(false);
@@ -53,8 +83,8 @@ void RelationshipSerializer::load(InputStream& stream, RelationshipManager& mana
 void RelationshipSerializer::readDocument(const xercesc::DOMDocument& document, RelationshipManager& manager) {
     const xercesc::DOMElement* root = document.getDocumentElement();
     if (relationships_ != root->getLocalName())
-        throw InvalidPartContent(
-            "The root element is not Relationships"); // the schema knows Relationship as a root too
+        throwAt<InvalidPartContent>(placeOf(*parser_, *root), // the schema knows Relationship as a root too
+                                    "The root element is not Relationships");
     for (const xercesc::DOMElement* element : XercesHelper::getElementsNS(root, namespace_, relationship_))
         manager.add(readRelationship(element, manager.getSourceURI()));
 }
@@ -69,27 +99,26 @@ Relationship RelationshipSerializer::readRelationship(const xercesc::DOMElement*
     XercesHelper::getElementAttribute(element, targetMode_, targetMode);
     XercesHelper::getElementAttribute(element, target_, target);
 
+    const XMLCh* judged = type_;
+    std::optional<Relationship> relationship;
+    checkAt(*parser_, *element, judged, [&] {
+        throwIfNotType(type);
+        judged = id_;
+        throwIfNotID(id);
+        judged = target_;
+        relationship = targetMode == external_ ? Relationship(id, type, source, readExternalTarget(target))
+                                               : Relationship(id, type, source, readInternalTarget(target));
+    });
+    return *std::move(relationship);
+}
+
+void RelationshipSerializer::throwIfNotType(const std::u16string& type) {
     if (type.empty())
         throw InvalidPartContent("Type is empty");
     if (types_.count(type) == 0) {
         readURI(type, "Type is not a valid URI");
         types_.insert(type);
     }
-    // Validation took it for an xsd:ID, for which blanks at its ends do not count.
-    if (iri::withoutSpaceAtEnds(id).size() != id.size())
-        throw InvalidPartContent("Relationship ID is not a valid xsd::ID");
-    if (target.empty())
-        throw InvalidPartContent("Target is empty");
-    if (targetMode == external_) {
-        if (!RelationshipSource::isValidTarget(std::u16string(iri::withoutSpaceAtEnds(target))) ||
-            !iri::isAnyURI(target))
-            throw InvalidPartContent("Target is not a valid IRI for an external relationship");
-        return Relationship(id, type, source, target);
-    }
-    const URI targetURI = readURI(target, "Target is not a valid URI for an internal relationship");
-    if (targetURI.isOpaque())
-        throw InvalidPartContent("Target of an internal relationship cannot be an opaque URI");
-    return Relationship(id, type, source, targetURI);
 }
 
 std::vector<unsigned char> RelationshipSerializer::save(const RelationshipManager& manager) {

@@ -31,6 +31,7 @@ public:
 private:
     void readDocument(const xercesc::DOMDocument& document, RelationshipManager& manager);
     Relationship readRelationship(const xercesc::DOMElement* element, const URI& source);
+    void throwIfNotType(const std::u16string& type);
     void appendRelationship(xercesc::DOMElement* root, const Relationship& relationship) const;
 
     XercesGuard guard_;

@@ -10,6 +10,7 @@
 #include <opc/model/StandardPartInfo.hpp>
 #include <opc/model/relationships/RelationshipSource.hpp>
 
+#include "errors/ErrorPlaces.hpp"
 #include "iri/IRI.hpp"
 #include "model/ItemBytes.hpp"
 #include "model/WellKnown.hpp"
@@ -266,7 +267,8 @@ void RelationshipSource::setPhysicalRelationshipPart(interfaces::IPhysicalPart* 
     try {
         getPackage().getRelationshipSerializer().load(stream, impl_->relationships_);
     } catch (const InvalidPartContent& e) {
-        throw InvalidRelationshipContent("In " + toASCIIString(part->getName()) + ": " + e.what());
+        const std::string name = toASCIIString(part->getName());
+        throwAt<InvalidRelationshipContent>(placeInItem(e, name), "In " + name + ": " + e.what());
     }
 }
 
