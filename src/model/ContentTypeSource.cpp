@@ -319,7 +319,7 @@ std::vector<unsigned char> ContentTypeSource::writeDocument() const {
     const WriterHandle writer = XercesHelper::createPrettyPrintingWriter();
     std::vector<unsigned char> bytes;
     ByteArrayOutAdaptor out(bytes);
-    XercesHelper::writeDocumentToStream(*writer, document.get(), out);
+    XercesHelper::writeDocumentToStream(*writer, document.get(), out, limits_);
     return bytes;
 }
 

@@ -55,7 +55,7 @@ void XmlText::raw(const XmlText& element) {
 
 const std::string& XmlText::get() const {
     throwIfTooLarge(out_.size(), XercesHelper::MAX_XML_SIZE);
-    throwIfTooManyNodes(nodes_);
+    throwIfTooManyNodes(nodes_, XercesHelper::MAX_XML_NODES);
     return out_;
 }
 

@@ -128,7 +128,7 @@ void BoundedParser::docPI(const XMLCh* target, const XMLCh* data) {
 void BoundedParser::countNodes(std::uint64_t count) {
     ReserveUse::throwIfDrawnOn();
     nodes_ += count;
-    throwIfTooManyNodes(nodes_);
+    throwIfTooManyNodes(nodes_, limits_.xmlNodes);
 }
 
 void BoundedParser::countName(std::u16string_view name) {

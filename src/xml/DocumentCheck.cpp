@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "xml/DocumentCheck.hpp"
 
-#include <opc/xml/XercesHelper.hpp>
-
 #include <opc/errors/Errors.hpp>
 
 #include "xml/TreeWalk.hpp"
@@ -50,8 +48,7 @@ void checkAttribute(const DOMNode& attribute) {
 }
 
 /// @return the number of its attributes.
-XMLSize_t checkElement(const DOMNode& element, std::uint32_t depth) {
-    throwIfTooDeep(depth, XercesHelper::MAX_XML_DEPTH);
+XMLSize_t checkElement(const DOMNode& element) {
     checkNamespace(element);
     const xercesc::DOMNamedNodeMap& attributes = *element.getAttributes();
     const XMLSize_t count = attributes.getLength();
@@ -83,9 +80,9 @@ void checkSyntax(const DOMNode& node) {
 }
 
 /// @return how many nodes it counts as.
-XMLSize_t checkNode(const DOMNode& node, std::uint32_t depth) {
+XMLSize_t checkNode(const DOMNode& node) {
     if (node.getNodeType() == DOMNode::ELEMENT_NODE) {
-        return 1 + checkElement(node, depth);
+        return 1 + checkElement(node);
     }
     checkSyntax(node);
     throwIfNotXmlText(valueOf(node));
@@ -94,12 +91,15 @@ XMLSize_t checkNode(const DOMNode& node, std::uint32_t depth) {
 
 } // namespace
 
-void throwIfNotWritable(const xercesc::DOMDocument& document) {
+void throwIfNotWritable(const xercesc::DOMDocument& document, const Limits& limits) {
     TreeWalk walk(&document);
     std::uint64_t nodes = 0;
     while (const DOMNode* node = walk.next()) {
-        nodes += checkNode(*node, walk.depth());
-        throwIfTooManyNodes(nodes);
+        if (node->getNodeType() == DOMNode::ELEMENT_NODE) {
+            throwIfTooDeep(walk.depth(), limits.xmlDepth);
+        }
+        nodes += checkNode(*node);
+        throwIfTooManyNodes(nodes, limits.xmlNodes);
     }
 }
 

@@ -53,6 +53,7 @@ struct OutputRelease {
 };
 using OutputHandle = std::unique_ptr<xercesc::DOMLSOutput, OutputRelease>;
 
+constexpr const char16_t* UTF8_NAME = u"UTF-8";
 constexpr const char16_t* UTF16_NAME = u"UTF-16";
 
 xercesc::DOMImplementation& implementation() {
@@ -152,9 +153,8 @@ void serialize(xercesc::DOMLSSerializer& serializer, const DOMNode* node, xerces
     const OmittedDeclaration omitted(configuration, declaration == XmlDeclaration::Omit);
     const OutputHandle output(implementation().createLSOutput(XMLPlatformUtils::fgMemoryManager));
     output->setByteStream(&target);
-    if (encoding == XercesHelper::XercesEncoding::UTF16) {
-        output->setEncoding(UTF16_NAME);
-    }
+    // Otherwise a document goes out in the encoding in which it came.
+    output->setEncoding(encoding == XercesHelper::XercesEncoding::UTF16 ? UTF16_NAME : UTF8_NAME);
     serializer.write(node, output.get());
     errors.throwIfError();
 }
@@ -327,8 +327,8 @@ DOMDocument* XercesHelper::readDocumentHelper(xercesc::DOMLSParser& parser, Inpu
 }
 
 void XercesHelper::writeDocumentToStream(xercesc::DOMLSSerializer& serializer, const DOMDocument* document,
-                                         OutputStream& stream) {
-    writeDocumentHelper(serializer, document, stream, XercesEncoding::Default, XmlDeclaration::Include);
+                                         OutputStream& stream, const Limits& limits) {
+    writeDocumentHelper(serializer, document, stream, XercesEncoding::Default, XmlDeclaration::Include, limits);
 }
 
 void XercesHelper::writeDocumentToString(xercesc::DOMLSSerializer& serializer, const DOMDocument* document,
@@ -352,14 +352,14 @@ void XercesHelper::writeElementToString(xercesc::DOMLSSerializer& serializer, co
 
 void XercesHelper::writeDocumentHelper(xercesc::DOMLSSerializer& serializer, const DOMDocument* document,
                                        OutputStream& stream, const XercesEncoding& encoding,
-                                       const XmlDeclaration& declaration) {
+                                       const XmlDeclaration& declaration, const Limits& limits) {
     const XercesGuard guard;
     translatingXercesErrors([&] {
         throwIfDTDIsPresent(document);
-        throwIfNotWritable(*document);
+        throwIfNotWritable(*document, limits);
         xercesc::MemBufFormatTarget target;
         serialize(serializer, document, target, encoding, declaration);
-        throwIfTooLarge(target.getLen(), MAX_XML_SIZE);
+        throwIfTooLarge(target.getLen(), limits.xmlSize);
         const std::size_t unitSize = encoding == XercesEncoding::UTF16 ? sizeof(char16_t) : 1;
         const std::size_t start = lineBreaksAtStart(target.getRawBuffer(), target.getLen(), unitSize);
         stream.write(target.getRawBuffer() + start, static_cast<unsigned long>(target.getLen() - start));

@@ -34,8 +34,8 @@ void throwIfTooManyAttributes(std::uint64_t count) {
     throwIfMore(count, XercesHelper::MAX_XML_ATTRIBUTES, "XML content has an element with more than ", " attributes");
 }
 
-void throwIfTooManyNodes(std::uint64_t count) {
-    throwIfMore(count, XercesHelper::MAX_XML_NODES, "XML content has more than ", " nodes");
+void throwIfTooManyNodes(std::uint64_t count, std::uint64_t maximum) {
+    throwIfMore(count, maximum, "XML content has more than ", " nodes");
 }
 
 void throwIfTooManyNames(std::uint64_t count) {

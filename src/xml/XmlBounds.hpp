@@ -16,8 +16,8 @@ void throwIfTooDeep(std::uint64_t depth, std::uint64_t maximum);
 /// @throws InvalidXMLDocument for more attributes than `XercesHelper::MAX_XML_ATTRIBUTES`.
 void throwIfTooManyAttributes(std::uint64_t count);
 
-/// @throws InvalidXMLDocument for more nodes than `XercesHelper::MAX_XML_NODES`.
-void throwIfTooManyNodes(std::uint64_t count);
+/// @throws InvalidXMLDocument for more nodes than the maximum.
+void throwIfTooManyNodes(std::uint64_t count, std::uint64_t maximum);
 
 /// @throws InvalidXMLDocument for more names than `XercesHelper::MAX_XML_NAMES`.
 void throwIfTooManyNames(std::uint64_t count);

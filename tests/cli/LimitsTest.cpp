@@ -30,6 +30,7 @@ TEST_F(LimitOption, BoundsWhatACommandTakes) {
         {{"cat", "letter.docx", "/word/document.xml"}, "total-size=1M", "total-size=1", "(limit total-size)"},
         {{"rels", "letter.docx"}, "xml-size=2K", "xml-size=100", "XML content is larger than 100 bytes"},
         {{"unrelate", "letter.docx", "/", "rId1", "-o", "out.docx"}, "xml-depth=2", "xml-depth=1", "nested deeper"},
+        {{"info", "letter.docx"}, "xml-nodes=1K", "xml-nodes=10", "XML content has more than 10 nodes"},
         {{"props", "letter.docx"}, "items=1T", "items=0", "(limit items)"},
     };
     for (const auto& test : cases) {
@@ -53,7 +54,7 @@ TEST_F(LimitOption, BoundsWhatACommandTakes) {
 }
 
 TEST_F(LimitOption, TakesOnlyWhatItKnows) {
-    const std::string names = "items, item-size, total-size, ratio, name-length, xml-size, xml-depth";
+    const std::string names = "items, item-size, total-size, ratio, name-length, xml-size, xml-depth, xml-nodes";
     const std::string end = "; 'opcraft list --help' explains\n";
     for (const std::string text : {"items", "size=5", "=5", "ITEMS=5", "\"items=5"})
         EXPECT_EQ(opcraft({"list", "letter.docx", "--limit", text}).err,

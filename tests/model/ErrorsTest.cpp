@@ -12,8 +12,9 @@ namespace {
 template <class... Errors>
 struct Family {
     template <class Error>
-    static constexpr bool isDirect = std::is_base_of_v<Exception, Error> &&
-                                     (0 + ... + std::is_base_of_v<Errors, Error>) == 1;
+    static constexpr bool
+        isDirect = std::is_base_of_v<Exception, Error> &&
+                   (0 + ... + std::is_base_of_v<Errors, Error>) == 1 && std::is_nothrow_copy_constructible_v<Error>;
     static constexpr bool isFlat = (isDirect<Errors> && ...);
 
     template <class Error>

@@ -75,4 +75,31 @@ TEST(PackageLimits, HoldForRelationshipsAndCoreProperties) {
     EXPECT_NO_THROW(wide.open(OpenMode::ReadOnly));
 }
 
+TEST(PackageLimits, AreMetWhenARelationshipIsCreated) {
+    const std::pair<Limits, const char*> cases[] = {
+        {{.xmlNodes = 20}, "In /_rels/.rels: XML content has more than 20 nodes"},
+        {{.xmlSize = 1000}, "In /_rels/.rels: XML content is larger than 1000 bytes"},
+    };
+    for (const auto& [limits, reason] : cases) {
+        storage::MemoryPackage store;
+        Package package(store, limits);
+        package.open(OpenMode::CreateOnly);
+        const std::u16string target(150, u'"');
+        try {
+            while (package.getRelationships().size() < 5)
+                package.createExternalRelationship(u"t", package.getRelationships().empty() ? u"x" : target);
+            ADD_FAILURE() << reason;
+        } catch (const InvalidRelationshipContent& e) {
+            EXPECT_STREQ(e.what(), reason);
+        }
+        const auto count = package.getRelationships().size();
+        EXPECT_EQ(count, limits.xmlNodes == 20 ? 3U : 1U);
+        EXPECT_NO_THROW(package.close()) << reason;
+        package.open(OpenMode::ReadWrite);
+        EXPECT_EQ(package.getRelationships().size(), count);
+        package.deleteRelationship(u"rId1"); // makes room again
+        EXPECT_EQ(package.createExternalRelationship(u"t", u"x").getID(), u"rId1");
+    }
+}
+
 } // namespace opc::model

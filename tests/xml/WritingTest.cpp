@@ -106,6 +106,15 @@ TEST_F(WritingTest, keeps_every_character_over_writing_and_reading) {
     }
 }
 
+TEST_F(WritingTest, writes_UTF_8_whatever_was_read) {
+    const std::u16string text = u"<?xml version='1.0' encoding='UTF-16'?><a>\u00E9</a>";
+    const auto* document = XercesHelper::readDocumentFromString(*parser_, text, false, u"", u"");
+    std::vector<unsigned char> bytes;
+    ByteArrayOutAdaptor stream(bytes);
+    XercesHelper::writeDocumentToStream(*plain_, document, stream);
+    EXPECT_EQ(std::string(bytes.begin(), bytes.end()), DECLARATION + "<a>\xC3\xA9</a>");
+}
+
 struct Forbidden {
     std::u16string text;
     const char* name;

@@ -20,7 +20,7 @@ struct LimitName {
     std::uint64_t opc::Limits::*limit;
 };
 
-constexpr std::array<LimitName, 7> names = {{
+constexpr std::array<LimitName, 8> names = {{
     {"items", &opc::Limits::items},
     {"item-size", &opc::Limits::itemSize},
     {"total-size", &opc::Limits::totalSize},
@@ -28,6 +28,7 @@ constexpr std::array<LimitName, 7> names = {{
     {"name-length", &opc::Limits::nameLength},
     {"xml-size", &opc::Limits::xmlSize},
     {"xml-depth", &opc::Limits::xmlDepth},
+    {"xml-nodes", &opc::Limits::xmlNodes},
 }};
 
 /// The power of two that a letter behind a number stands for.

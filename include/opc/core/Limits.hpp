@@ -8,8 +8,9 @@ namespace opc {
 /// How much a package that is opened may cost. Who made the package may have made it to do harm: a few kilobytes of a
 /// ZIP file can stand for terabytes. Counted is what really comes out of the package, whatever it says of itself.
 ///
-/// A value without invariants; a store takes it for what it reads itself, `model::Package` for XML. The defaults suit a
-/// program that opens files of unknown origin; the documents of office programs stay far below them.
+/// A value without invariants; a store takes it for what it reads itself, `model::Package` for XML. What a package
+/// writes keeps to those for XML, too, so that it can be read again. The defaults suit a program that opens files of
+/// unknown origin; the documents of office programs stay far below them.
 struct Limits {
     static constexpr std::uint64_t GIBIBYTE = 1024ULL * 1024 * 1024;
 
@@ -24,6 +25,8 @@ struct Limits {
     std::uint64_t nameLength = 4096;             ///< bytes of the name of an item
     std::uint64_t xmlSize = 64ULL * 1024 * 1024; ///< bytes of an XML part or stream
     std::uint64_t xmlDepth = 128; ///< elements nested in one another, the outermost counting 1; each one takes stack
+    std::uint64_t xmlNodes = 1'000'000; ///< of an XML part or stream: elements, attributes with the declarations of
+                                        ///< namespaces, comments, processing instructions and CDATA sections; not texts
 };
 
 } // namespace opc

@@ -84,7 +84,7 @@ OPCRAFT_ERROR(InvalidRelationshipID)
 OPCRAFT_ERROR(InvalidRelationshipType)
 /// A relationship cannot have that target (ECMA-376-2 §6.5).
 OPCRAFT_ERROR(InvalidRelationshipTarget)
-/// A relationships part is malformed (ECMA-376-2 §6.5.2).
+/// A relationships part is malformed, or would outgrow the limits for XML (ECMA-376-2 §6.5.2).
 OPCRAFT_ERROR(InvalidRelationshipContent)
 /// XML is malformed, invalid against its schema, carries a DTD, or is neither UTF-8 nor UTF-16.
 OPCRAFT_ERROR(InvalidXMLDocument)

@@ -54,7 +54,8 @@ public:
         UTF16 = 1,   ///< UTF-16 in the order of this machine
     };
 
-    /// The longest input that is read unless the parser has other limits, and the longest that is written, in bytes.
+    /// The longest input that is read unless the parser has other limits, and the longest that is written unless other
+    /// limits are given, in bytes.
     static constexpr std::uint64_t MAX_XML_SIZE = Limits{}.xmlSize;
 
     /// The deepest nesting of elements that is read unless the parser has other limits, and the deepest that is
@@ -64,9 +65,8 @@ public:
     /// The most attributes that an element may have, its namespace declarations included.
     static constexpr std::uint32_t MAX_XML_ATTRIBUTES = 128;
 
-    /// The most nodes that are read or written: elements, attributes, comments, processing instructions and CDATA
-    /// sections, but not texts.
-    static constexpr std::uint32_t MAX_XML_NODES = 1'000'000;
+    /// The most nodes that are read unless the parser has other limits, and the most that are written.
+    static constexpr std::uint64_t MAX_XML_NODES = Limits{}.xmlNodes;
 
     /// The most different names of elements and attributes, and of namespaces, that are read.
     static constexpr std::uint32_t MAX_XML_NAMES = 10'000;
@@ -140,9 +140,10 @@ public:
     /// @throws whatever the stream throws.
     /// @{
 
-    /// Writes UTF-8 with an XML declaration.
+    /// Writes UTF-8 with an XML declaration, whatever the encoding of a document that was read.
+    /// @param limits those that whoever reads it again has; those for XML count.
     static void writeDocumentToStream(xercesc::DOMLSSerializer& serializer, const xercesc::DOMDocument* document,
-                                      OutputStream& stream);
+                                      OutputStream& stream, const Limits& limits = {});
 
     /// Replaces `out` by the text; a declaration names UTF-16.
     static void writeDocumentToString(xercesc::DOMLSSerializer& serializer, const xercesc::DOMDocument* document,
@@ -156,7 +157,7 @@ public:
 
     static void writeDocumentHelper(xercesc::DOMLSSerializer& serializer, const xercesc::DOMDocument* document,
                                     OutputStream& stream, const XercesEncoding& encoding,
-                                    const XmlDeclaration& declaration);
+                                    const XmlDeclaration& declaration, const Limits& limits = {});
     /// @}
 
     /// @name Checks

@@ -196,7 +196,8 @@ DocumentHandle makeDocument(const CoreProperties& properties) {
 } // namespace
 
 CorePropertiesSerializer::CorePropertiesSerializer(const Limits& limits)
-    : parser_(XercesHelper::createParser(limits)), writer_(XercesHelper::createPrettyPrintingWriter()) {
+    : limits_(limits), parser_(XercesHelper::createParser(limits)),
+      writer_(XercesHelper::createPrettyPrintingWriter()) {
     parser_->getDomConfig()->setParameter(xercesc::XMLUni::fgXercesUseCachedGrammarInParse, true);
     for (const EmbeddedSchema* schema :
          {&embedded::xml, &embedded::dc, &embedded::dcmitype, &embedded::dcterms, &embedded::opc_coreProperties})
@@ -219,7 +220,7 @@ void CorePropertiesSerializer::load(InputStream& stream, CoreProperties& propert
 void CorePropertiesSerializer::save(const CoreProperties& properties, OutputStream& stream) {
     try {
         const DocumentHandle document = makeDocument(properties);
-        XercesHelper::writeDocumentToStream(*writer_, document.get(), stream);
+        XercesHelper::writeDocumentToStream(*writer_, document.get(), stream, limits_);
     } catch (const InvalidXMLDocument& e) {
         throw InvalidPartContent(e.what());
     }

@@ -25,6 +25,7 @@ public:
 
 private:
     XercesGuard guard_;
+    Limits limits_;
     ParserHandle parser_;
     WriterHandle writer_;
 };

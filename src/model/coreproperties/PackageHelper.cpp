@@ -121,7 +121,7 @@ void PackageHelper::createOrUpdateCoreProperties(Package& package, const CorePro
     // The bytes come first, so that properties that cannot be written create nothing.
     std::vector<unsigned char> bytes;
     ByteArrayOutAdaptor stream(bytes);
-    CorePropertiesSerializer().save(properties, stream);
+    CorePropertiesSerializer(package.getLimits()).save(properties, stream);
     if (existing)
         replaceItem(*existing->getOutputStream(), bytes);
     else

@@ -4,6 +4,8 @@
 #include <opc/model/URI.hpp>
 #include <opc/model/relationships/Relationship.hpp>
 
+#include "model/relationships/RelationshipsCost.hpp"
+
 #include <map>
 #include <string>
 
@@ -23,14 +25,30 @@ public:
     const Map& getRelationships() const noexcept { return relationships_; }
 
     /// An ID that is there already keeps its relationship.
-    void add(const Relationship& relationship) { relationships_.emplace(relationship.getID(), relationship); }
-    void erase(const std::u16string& id) noexcept { relationships_.erase(id); }
-    void clear() noexcept { relationships_.clear(); }
+    void add(const Relationship& relationship) {
+        const RelationshipsCost cost = RelationshipsCost::of(relationship);
+        if (relationships_.emplace(relationship.getID(), relationship).second)
+            cost_ += cost;
+    }
+    void erase(const std::u16string& id) noexcept {
+        const auto found = relationships_.find(id);
+        if (found == relationships_.end())
+            return;
+        cost_ -= RelationshipsCost::of(found->second);
+        relationships_.erase(found);
+    }
+    void clear() noexcept {
+        relationships_.clear();
+        cost_ = RelationshipsCost::ofNone();
+    }
+
+    const RelationshipsCost& getCost() const noexcept { return cost_; }
 
 private:
     bool modified_ = true;
     URI source_;
     Map relationships_;
+    RelationshipsCost cost_ = RelationshipsCost::ofNone();
 };
 
 } // namespace opc::model

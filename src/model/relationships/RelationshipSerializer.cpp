@@ -58,7 +58,7 @@ URI readInternalTarget(const std::u16string& target) {
 } // namespace
 
 RelationshipSerializer::RelationshipSerializer(const Limits& limits)
-    : parser_(XercesHelper::createParser(limits)), writer_(XercesHelper::createPrettyPrintingWriter()),
+    : limits_(limits), parser_(XercesHelper::createParser(limits)), writer_(XercesHelper::createPrettyPrintingWriter()),
       namespace_(wellknown::relationshipsNamespace), relationships_(u"Relationships"), relationship_(u"Relationship"),
       id_(u"Id"), type_(u"Type"), target_(u"Target"), targetMode_(u"TargetMode"), external_(u"External") {
     parser_->getDomConfig()->setParameter(xercesc::XMLUni::fgXercesUseCachedGrammarInParse, true);
@@ -130,7 +130,7 @@ std::vector<unsigned char> RelationshipSerializer::save(const RelationshipManage
         for (const auto& entry : manager.getRelationships())
             appendRelationship(root, entry.second);
         ByteArrayOutAdaptor out(bytes);
-        XercesHelper::writeDocumentToStream(*writer_, document.get(), out);
+        XercesHelper::writeDocumentToStream(*writer_, document.get(), out, limits_);
     } catch (const InvalidXMLDocument& e) {
         throw InvalidPartContent(e.what());
     }

@@ -35,6 +35,7 @@ private:
     void appendRelationship(xercesc::DOMElement* root, const Relationship& relationship) const;
 
     XercesGuard guard_;
+    Limits limits_;
     ParserHandle parser_;
     WriterHandle writer_;
     XercesString namespace_;

@@ -17,6 +17,7 @@
 #include "model/relationships/ExternalTarget.hpp"
 #include "model/relationships/RelationshipManager.hpp"
 #include "model/relationships/RelationshipSerializer.hpp"
+#include "xml/XmlBounds.hpp"
 
 #include <boost/make_shared.hpp>
 
@@ -77,6 +78,22 @@ void throwIfNotAllowedTarget(const URI& absolute, const URI& source) {
     }
     if (absolute == source)
         throw InvalidRelationshipTarget("Relationship target cannot be the same as the source.");
+}
+
+/// The longest one that is generated.
+constexpr const char16_t* longestID = u"rId18446744073709551615";
+
+/// With the relationship, the relationships part could not be read again.
+void throwIfTooMuch(const RelationshipManager& relationships, const RelationshipsCost& more, const Limits& limits) {
+    RelationshipsCost cost = relationships.getCost();
+    cost += more;
+    try {
+        throwIfTooManyNodes(cost.nodes, limits.xmlNodes);
+        throwIfTooLarge(cost.bytes, limits.xmlSize);
+    } catch (const InvalidXMLDocument& e) {
+        const std::string part = toASCIIString(PartName(relationships.getSourceURI()).getRelationshipPartName());
+        throwAt<InvalidRelationshipContent>(placeInItem(e, part), "In " + part + ": " + e.what());
+    }
 }
 
 } // namespace
@@ -169,6 +186,9 @@ Relationship RelationshipSource::createInternalRelationship(const std::u16string
     const bool isPath = target.hasAbsolutePath();
     const URI relative = isPath ? relativize(source, target) : target;
     throwIfNotAllowedTarget(isPath ? target : resolve(source, target), source);
+    throwIfTooMuch(impl_->relationships_,
+                   RelationshipsCost::of(id.empty() ? longestID : id, type, relative.toString(), TargetMode::Internal),
+                   getPackage().getLimits());
     std::u16string verifiedID = id;
     verifyRelationship(verifiedID, type, relative.toString());
     return addRelationship(Relationship(verifiedID, type, source, relative));
@@ -180,6 +200,9 @@ Relationship RelationshipSource::createExternalRelationship(const std::u16string
     if (target.empty() || !isValidTarget(target) || !iri::isAnyURI(target)) // or it could not be read again
         throw InvalidRelationshipTarget("External relationship target is not a valid xsd::anyURI. See "
                                         "http://www.w3.org/TR/leiri/.");
+    throwIfTooMuch(impl_->relationships_,
+                   RelationshipsCost::of(id.empty() ? longestID : id, type, target, TargetMode::External),
+                   getPackage().getLimits());
     std::u16string verifiedID = id;
     verifyRelationship(verifiedID, type, target);
     return addRelationship(Relationship(verifiedID, type, impl_->source_, target));

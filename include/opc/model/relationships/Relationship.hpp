@@ -41,6 +41,8 @@ public:
     bool operator<(const Relationship& other) const noexcept;
 
 private:
+    friend struct RelationshipsCost; // measures the texts without copying them
+
     std::u16string id_;
     std::u16string type_;
     URI source_;

@@ -72,6 +72,9 @@ public:
     /// @throws InvalidRelationshipID when the ID is no xsd:ID.
     /// @throws RelationshipAlreadyExists when the ID is in use.
     /// @throws InvalidCorePropertiesRelationships when it would be a package's second core properties relationship.
+    /// @throws InvalidRelationshipContent when the relationships part would outgrow the limits for XML, so that it
+    /// could
+    ///         not be read again.
     /// @throws PartCreateFailed when the relationships part of a first relationship cannot be created.
     Relationship createInternalRelationship(const std::u16string& type, const URI& target,
                                             const std::u16string& id = std::u16string());
@@ -80,7 +83,8 @@ public:
     /// @throws InvalidRelationshipTarget when the target, its backslashes read as slashes, is no LEIRI; and when a
     ///         reader would refuse it: when it is empty or no xsd:anyURI.
     /// @throws InvalidRelationshipType, InvalidRelationshipID, RelationshipAlreadyExists,
-    ///         InvalidCorePropertiesRelationships, PartCreateFailed as for an internal relationship.
+    ///         InvalidCorePropertiesRelationships, InvalidRelationshipContent, PartCreateFailed as for an internal
+    ///         relationship.
     Relationship createExternalRelationship(const std::u16string& type, const std::u16string& target,
                                             const std::u16string& id = std::u16string());
 

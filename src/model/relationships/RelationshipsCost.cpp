@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "model/relationships/RelationshipsCost.hpp"
+
+#include <numeric>
+
+namespace opc::model {
+
+namespace {
+
+/// As UTF-8, or as a reference to a character.
+std::uint64_t bytesOf(char16_t unit) noexcept {
+    switch (unit) {
+    case u'&':
+    case u'<':
+    case u'>':
+    case u'"':
+    case u'\t':
+    case u'\n':
+    case u'\r':
+        return 6;
+    default:
+        return unit < 0x80 ? 1 : 3;
+    }
+}
+
+std::uint64_t bytesOf(const std::u16string& text) noexcept {
+    return std::accumulate(text.begin(), text.end(), std::uint64_t{0},
+                           [](std::uint64_t sum, char16_t unit) { return sum + bytesOf(unit); });
+}
+
+} // namespace
+
+RelationshipsCost RelationshipsCost::ofNone() noexcept {
+    return {2, 256}; // the root with its namespace; the XML declaration and both tags
+}
+
+RelationshipsCost RelationshipsCost::of(const std::u16string& id, const std::u16string& type,
+                                        const std::u16string& target, TargetMode mode) noexcept {
+    const bool hasMode = mode == TargetMode::External;
+    return {hasMode ? 5U : 4U, (hasMode ? 64 : 42) + bytesOf(id) + bytesOf(type) + bytesOf(target)};
+}
+
+RelationshipsCost RelationshipsCost::of(const Relationship& relationship) noexcept {
+    return of(relationship.id_, relationship.type_, relationship.target_, relationship.mode_);
+}
+
+RelationshipsCost& RelationshipsCost::operator+=(const RelationshipsCost& other) noexcept {
+    nodes += other.nodes;
+    bytes += other.bytes;
+    return *this;
+}
+
+RelationshipsCost& RelationshipsCost::operator-=(const RelationshipsCost& other) noexcept {
+    nodes -= other.nodes;
+    bytes -= other.bytes;
+    return *this;
+}
+
+} // namespace opc::model

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/model/relationships/Relationship.hpp>
+
+#include <cstdint>
+#include <string>
+
+namespace opc::model {
+
+/// What relationships take of the limits for XML, as they are written.
+struct RelationshipsCost {
+    std::uint64_t nodes = 0;
+    std::uint64_t bytes = 0; ///< never less than are written
+
+    /// Of a relationships part without a relationship.
+    static RelationshipsCost ofNone() noexcept;
+    static RelationshipsCost of(const std::u16string& id, const std::u16string& type, const std::u16string& target,
+                                TargetMode mode) noexcept;
+    static RelationshipsCost of(const Relationship& relationship) noexcept;
+
+    RelationshipsCost& operator+=(const RelationshipsCost& other) noexcept;
+    RelationshipsCost& operator-=(const RelationshipsCost& other) noexcept;
+};
+
+} // namespace opc::model
