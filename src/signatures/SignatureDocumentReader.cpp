@@ -17,6 +17,7 @@
 #include "xml/ChildElements.hpp"
 #include "xml/SchemaValidation.hpp"
 #include "xml/XercesErrors.hpp"
+#include "xml/XmlPlaces.hpp"
 
 #include <xercesc/util/XMLUni.hpp>
 
@@ -117,8 +118,8 @@ std::u16string requiredAttribute(const DOMElement* element, const char16_t* name
 /// Reads one signature into one value, in the order in which its faults are reported.
 class Reading {
 public:
-    Reading(const DOMElement& root, std::ostream& trace)
-        : root_(root), trace_(trace), writer_(XercesHelper::createWriter()) {}
+    Reading(const xercesc::DOMLSParser& parser, const DOMElement& root, std::ostream& trace)
+        : parser_(parser), root_(root), trace_(trace), writer_(XercesHelper::createWriter()) {}
 
     Data read() {
         const DOMElement* signedInfo = requiredChild(&root_, u"SignedInfo");
@@ -214,7 +215,7 @@ private:
                 continue;
             if (!isElement(*element, dsigNamespace, u"Reference"))
                 refuse("Internal Exception: Did not get Reference Element as expected.");
-            readSignedInfoReference(element);
+            checkAt(parser_, *element, nullptr, [&] { readSignedInfoReference(element); });
         }
         trace_("Number of reference elements = ", data_.signedInfoReferences.size());
     }
@@ -360,22 +361,25 @@ private:
             refuse("Internal Exception: Did not get Manifest Element as expected.");
         const auto elements = children(manifest);
         trace_("Number of reference elements = ", elements.size());
-        for (const DOMElement* element : elements) {
-            trace_(" -------------------- Reference --------------------");
-            if (!isElement(*element, dsigNamespace, u"Reference"))
-                refuse("Internal Exception: Did not get Reference Element as expected.");
-            ReferenceData reference;
-            if (!element->hasAttributeNS(nullptr, u"URI"))
-                refuse("XML signature: Manifest reference missing URI attribute.");
-            readURI(element, reference);
-            readReferenceBody(element, reference);
-            data_.manifestReferences.push_back(std::move(reference));
-        }
+        for (const DOMElement* element : elements)
+            checkAt(parser_, *element, nullptr, [&] { readManifestReference(element); });
+    }
+
+    void readManifestReference(const DOMElement* element) {
+        trace_(" -------------------- Reference --------------------");
+        if (!isElement(*element, dsigNamespace, u"Reference"))
+            refuse("Internal Exception: Did not get Reference Element as expected.");
+        ReferenceData reference;
+        if (!element->hasAttributeNS(nullptr, u"URI"))
+            refuse("XML signature: Manifest reference missing URI attribute.");
+        readURI(element, reference);
+        readReferenceBody(element, reference);
+        data_.manifestReferences.push_back(std::move(reference));
     }
 
     void readSignatureProperties(const DOMElement* properties) {
         for (const DOMElement* property : children(properties, dsigNamespace, u"SignatureProperty"))
-            readSignatureProperty(property);
+            checkAt(parser_, *property, nullptr, [&] { readSignatureProperty(property); });
         if (data_.signatureProperties.empty())
             refuse("XML signature: SignatureTime is not present.");
     }
@@ -425,6 +429,7 @@ private:
             refuse("XML signature: SignedInfo holds more than is understood.");
     }
 
+    const xercesc::DOMLSParser& parser_;
     const DOMElement& root_;
     Trace trace_;
     WriterHandle writer_;
@@ -458,7 +463,7 @@ DigitalSignatureData SignatureDocumentReader::read(InputStream& stream, std::ost
         XercesHelper::readDocumentFromStream(*validator_, judged, true, u"", u"");
         ByteArrayInAdaptor plain(bytes);
         DigitalSignatureData data =
-            readDocument(*XercesHelper::readDocumentFromStream(*parser_, plain, false, u"", u""), trace);
+            readDocument(*parser_, *XercesHelper::readDocumentFromStream(*parser_, plain, false, u"", u""), trace);
         translatingXercesErrors([this] { parser_->resetDocumentPool(); });
         return data;
     } catch (const InvalidXMLDocument& e) {
@@ -466,12 +471,15 @@ DigitalSignatureData SignatureDocumentReader::read(InputStream& stream, std::ost
     }
 }
 
-DigitalSignatureData SignatureDocumentReader::readDocument(const xercesc::DOMDocument& document, std::ostream& trace) {
+DigitalSignatureData SignatureDocumentReader::readDocument(const xercesc::DOMLSParser& parser,
+                                                           const xercesc::DOMDocument& document, std::ostream& trace) {
     const DOMElement* root = document.getDocumentElement();
     if (root == nullptr || !isElement(*root, dsigNamespace, u"Signature"))
         refuse("XML signature: Signature is not present.");
     try {
-        return Reading(*root, trace).read();
+        Data data;
+        checkAt(parser, *root, nullptr, [&] { data = Reading(parser, *root, trace).read(); });
+        return data;
     } catch (const InvalidXMLDocument& e) { // what cannot be written again, in canonical form or at all
         throwAs<InvalidPartContent>(e);
     }

@@ -26,8 +26,10 @@ public:
     DigitalSignatureData read(InputStream& stream, std::ostream& trace);
 
     /// Reads a document that was parsed with namespaces and validated, or not: nothing here relies on that.
+    /// @param parser the one that read it.
     /// @throws InvalidPartContent
-    static DigitalSignatureData readDocument(const xercesc::DOMDocument& document, std::ostream& trace);
+    static DigitalSignatureData readDocument(const xercesc::DOMLSParser& parser, const xercesc::DOMDocument& document,
+                                             std::ostream& trace);
 
 private:
     Limits limits_;

@@ -58,7 +58,7 @@ inline DigitalSignatureData readUnvalidated(const std::string& text) {
     const Bytes bytes = toBytes(text);
     ByteArrayInAdaptor stream(bytes);
     return SignatureDocumentReader::readDocument(
-        *XercesHelper::readDocumentFromStream(*parser, stream, false, u"", u""), nowhere);
+        *parser, *XercesHelper::readDocumentFromStream(*parser, stream, false, u"", u""), nowhere);
 }
 
 /// A signature of a part and of relationships by Id and by type, as it is stored.
