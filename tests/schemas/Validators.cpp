@@ -75,6 +75,8 @@ std::string forXmllint(const EmbeddedSchema& schema, const Schemas& all) {
             if (const std::string attribute = "name=\"" + name + "\" type=\"" + prefix;
                 text.find(attribute + ":string") != std::string::npos)
                 replace(text, attribute, ":string", ":anyURI");
+    if (&schema == &embedded::opc_relationships)
+        replace(text, "name=\"Id\"", ":NCName", ":ID");
     if (&schema == &embedded::opc_contentTypes) {
         replace(text, "<xs:simpleType name=\"ST_ContentType\">", "<xs:restriction base=\"xs:string\"/>",
                 "<xs:restriction base=\"xs:string\"><xs:pattern value=\"" + contentTypePattern() +

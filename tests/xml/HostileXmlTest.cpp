@@ -269,16 +269,16 @@ TEST_F(BoundsTest, refuses_a_longer_namespace_than_the_bound_before_it_costs_its
 }
 
 TEST_F(BoundsTest, refuses_IDs_made_to_be_compared_with_each_other_and_takes_any_number_of_others) {
-    loadEmbeddedSchema(*parser_, embedded::opc_relationships);
-    const auto relationships = [](const std::function<std::string(unsigned)>& idOf) {
-        std::string text = "<Relationships xmlns='http://schemas.openxmlformats.org/package/2006/relationships'>";
+    loadSignatureSchemas();
+    const auto objects = [&](const std::function<std::string(unsigned)>& idOf) {
+        std::string text = object_;
         for (unsigned i = 0; i < 1U << 17; ++i) {
-            text += "<Relationship Id='" + idOf(i) + "' Type='t' Target='x'/>";
+            text += "<Object Id='" + idOf(i) + "'/>";
         }
-        return text + "</Relationships>";
+        return text + "</Object>";
     };
-    EXPECT_EQ(verdict(relationships([](unsigned i) { return "rId" + std::to_string(i * 100); }), true), "accepted");
-    const std::string ofOneHash = relationships([](unsigned i) {
+    EXPECT_EQ(verdict(objects([](unsigned i) { return "rId" + std::to_string(i * 100); }), true), "accepted");
+    const std::string ofOneHash = objects([](unsigned i) {
         std::string id;
         for (unsigned bit = 0; bit < 17; ++bit) {
             id += (i >> bit & 1) != 0 ? "bT" : "az"; // a digit to the base 38 is carried
@@ -287,7 +287,7 @@ TEST_F(BoundsTest, refuses_IDs_made_to_be_compared_with_each_other_and_takes_any
     });
     const std::string tooMany = "XML content has IDs that take more than 100000000 comparisons";
     EXPECT_LT(secondsOf([&] { EXPECT_EQ(verdict(ofOneHash, true), tooMany); }), 20) << "without a bound, minutes";
-    EXPECT_EQ(verdict(relationships([](unsigned i) { return "a" + std::to_string(i); }), true), "accepted")
+    EXPECT_EQ(verdict(objects([](unsigned i) { return "a" + std::to_string(i); }), true), "accepted")
         << "a refusal leaves no count behind";
 }
 

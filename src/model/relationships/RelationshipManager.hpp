@@ -24,11 +24,12 @@ public:
     const URI& getSourceURI() const noexcept { return source_; }
     const Map& getRelationships() const noexcept { return relationships_; }
 
-    /// An ID that is there already keeps its relationship.
-    void add(const Relationship& relationship) {
-        const RelationshipsCost cost = RelationshipsCost::of(relationship);
-        if (relationships_.emplace(relationship.getID(), relationship).second)
-            cost_ += cost;
+    /// @return false when the ID is there already, and keeps its relationship.
+    bool add(const Relationship& relationship) {
+        const bool isNew = relationships_.emplace(relationship.getID(), relationship).second;
+        if (isNew)
+            cost_ += RelationshipsCost::of(relationship);
+        return isNew;
     }
     void erase(const std::u16string& id) noexcept {
         const auto found = relationships_.find(id);

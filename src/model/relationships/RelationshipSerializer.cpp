@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <opc/core/ByteArrayOutAdaptor.hpp>
+#include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
 #include <opc/model/relationships/RelationshipSource.hpp>
 
@@ -29,7 +30,7 @@ URI readURI(const std::u16string& text, const char* message) {
     }
 }
 
-/// Validation took it for an xsd:ID, for which blanks at its ends do not count.
+/// Validation took it for a name, for which blanks at its ends do not count.
 void throwIfNotID(const std::u16string& id) {
     if (iri::withoutSpaceAtEnds(id).size() != id.size())
         throw InvalidPartContent("Relationship ID is not a valid xsd::ID");
@@ -86,7 +87,10 @@ void RelationshipSerializer::readDocument(const xercesc::DOMDocument& document, 
         throwAt<InvalidPartContent>(placeOf(*parser_, *root), // the schema knows Relationship as a root too
                                     "The root element is not Relationships");
     for (const xercesc::DOMElement* element : XercesHelper::getElementsNS(root, namespace_, relationship_))
-        manager.add(readRelationship(element, manager.getSourceURI()));
+        if (!manager.add(readRelationship(element, manager.getSourceURI())))
+            throwAt<InvalidPartContent>(placeOf(*parser_, *element, id_),
+                                        "ID value '" + detail::toUTF8String(element->getAttribute(id_), false) +
+                                            "' is not unique");
 }
 
 Relationship RelationshipSerializer::readRelationship(const xercesc::DOMElement* element, const URI& source) {
