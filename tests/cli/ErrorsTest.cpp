@@ -121,7 +121,7 @@ TEST_F(Errors, InputThatIsNoPackageExitsWith2ForEveryCommand) {
 
 struct BrokenPackage {
     std::vector<RawItem> items;
-    std::string part; // that the error names; empty for none
+    std::string place; // that the error names; empty for none
     std::string reason;
 };
 
@@ -129,6 +129,18 @@ TEST_F(Errors, ABrokenPackageNamesThePartThatIsWrong) {
     const RawItem types = contentTypes({"xml=application/xml"});
     const RawItem part{"a.xml", ""};
     const std::string core = packageTypes + "/metadata/core-properties";
+    const auto rels = [&](const std::string& last) { // 502 lines, of which the last one is wrong
+        std::string xml = "<Relationships xmlns='http://schemas.openxmlformats.org/package/2006/relationships'>\n";
+        for (int i = 1; i <= 500; ++i)
+            xml += "<Relationship Id='rId" + std::to_string(i) + "' Type='t' Target='a.xml'/>\n";
+        return std::vector<RawItem>{types, part, {"_rels/.rels", xml + last + "</Relationships>"}};
+    };
+    const auto override = [&](const std::string& attributes) {
+        return std::vector<RawItem>{
+            {"[Content_Types].xml", "<Types xmlns='http://schemas.openxmlformats.org/package/2006/content-types'>\n"
+                                    "<Override " +
+                                        attributes + "/>\n</Types>"}};
+    };
     const BrokenPackage cases[] = {
         {{part}, "", "this is no package: there is no item \"[Content_Types].xml\""},
         {{{"[Content_Types].xml", "<no types"}, part}, "[Content_Types].xml", ""},
@@ -136,7 +148,22 @@ TEST_F(Errors, ABrokenPackageNamesThePartThatIsWrong) {
         {{contentTypes({"xml=none"}), part}, "[Content_Types].xml", ""},
         {{types, {"_rels/.rels", "<no rels"}}, "/_rels/.rels", ""},
         {{types, part, {"_rels/a.xml.rels", "<Relationships/>"}}, "/_rels/a.xml.rels", ""},
-        {{types, part, relationships("_rels/a.xml.rels", {{"a", "", "b.xml"}})}, "/_rels/a.xml.rels", "Type is empty"},
+        {{types, part, relationships("_rels/a.xml.rels", {{"a", "", "b.xml"}})},
+         "/_rels/a.xml.rels, line ",
+         "Type is empty, <Relationship> Id \"a\", Type \"\""},
+        {rels("<Relationship Id='x' Typ='t' Target='a.xml'/>"), "/_rels/.rels, line 502, column 46: ",
+         "attribute 'Typ' is not declared for element 'Relationship', <Relationship> Id \"x\", Typ \"t\""},
+        {rels("<Relationship Id='x' Type='t' Target='a.xml '/>"), "/_rels/.rels, line 502, column 48: ",
+         "Target is not a valid URI for an internal relationship, <Relationship> Id \"x\", Target \"a.xml \""},
+        {rels("<Relationship Id='rId7' Type='t' Target='x'/>"),
+         "/_rels/.rels, line 502, column 46: ", "ID value 'rId7' is not unique, <Relationship> Id \"rId7\""},
+        {rels("<Relationship Id='x' Type='t' Target='a&b'/>"),
+         "/_rels/.rels, line 502, column 42: ", "unterminated entity reference 'b', <Relationships>"},
+        {rels("<Relationship Id='x'"), "/_rels/.rels, line 502, column ", ", <Relationships>"},
+        {override("PartName='/a b' ContentType='a/b'"),
+         "[Content_Types].xml, line 2, column 45: ", "PartName is not a valid part name, <Override> PartName \"/a b\""},
+        {override("PartName='/a' ContentType='ab'"),
+         "[Content_Types].xml, line 2, column 42: ", "pattern of ST_ContentType, <Override> ContentType \"ab\""},
         {{types, part, relationships("x/_rels/B.xml.rels", {{"a", "t", "a.xml"}})},
          "/x/_rels/B.xml.rels",
          "holds the relationships of a part that is not in the package"},
@@ -149,9 +176,9 @@ TEST_F(Errors, ABrokenPackageNamesThePartThatIsWrong) {
         writeZip("p.zip", each.items);
         const ProcessResult result = opcraft({"list", "p.zip"});
         EXPECT_EQ(result.exitCode, 2) << result.out;
-        EXPECT_THAT(result.err, StartsWith("opcraft: p.zip: " + (each.part.empty() ? "" : each.part + ": ")));
+        EXPECT_THAT(result.err, StartsWith("opcraft: p.zip: " + each.place));
         EXPECT_THAT(result.err, EndsWith(each.reason + '\n'));
-        EXPECT_TRUE(each.part.empty() || result.err.find(each.part) == result.err.rfind(each.part))
+        EXPECT_TRUE(each.place.empty() || result.err.find(each.place) == result.err.rfind(each.place))
             << "named twice: " << result.err;
         expectOneLine(result);
     }
