@@ -10,6 +10,8 @@
 #include <cstdlib>
 #include <iostream>
 
+using opc::model::PackageHelper;
+
 namespace {
 
 void print(const char* name, const opc::model::CoreProperties::Text& text) {
@@ -25,14 +27,18 @@ void print(const char* name, const opc::model::CoreProperties::Time& time) {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 2)
+    if (argc != 2) {
+        std::cerr << "usage: SPDX-License-Identifier\n";
         return EXIT_FAILURE;
+    }
     try {
         opc::storage::ZipPackage file(argv[1]);
         opc::model::Package package(file);
         package.open(opc::interfaces::OpenMode::ReadOnly);
 
-        const auto properties = opc::model::PackageHelper::getCoreProperties(package);
+        // Some office programs relate core properties by a type of their own.
+        const auto type = PackageHelper::findCorePropertiesRelationshipType(package);
+        const auto properties = PackageHelper::getCoreProperties(package, type);
         print("title", properties.getTitle());
         print("creator", properties.getCreator());
         print("created", properties.getCreated());

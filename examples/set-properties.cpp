@@ -14,17 +14,20 @@
 using opc::model::PackageHelper;
 
 int main(int argc, char** argv) {
-    if (argc != 3)
+    if (argc != 3) {
+        std::cerr << "usage: SPDX-License-Identifier\n";
         return EXIT_FAILURE;
+    }
     try {
         opc::storage::ZipPackage file(argv[1]);
         opc::model::Package package(file);
         package.open(opc::interfaces::OpenMode::ReadWrite);
 
-        auto properties = PackageHelper::getCoreProperties(package);
+        const auto type = PackageHelper::findCorePropertiesRelationshipType(package);
+        auto properties = PackageHelper::getCoreProperties(package, type);
         properties.setTitle(opc::toString(argv[2]));
         properties.setModified(boost::posix_time::second_clock::universal_time());
-        PackageHelper::createOrUpdateCoreProperties(package, properties);
+        PackageHelper::createOrUpdateCoreProperties(package, properties, type);
 
         package.close();
         return EXIT_SUCCESS;

@@ -31,8 +31,10 @@ void walk(const opc::model::Package& package, const opc::model::RelationshipSour
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 2)
+    if (argc != 2) {
+        std::cerr << "usage: SPDX-License-Identifier\n";
         return EXIT_FAILURE;
+    }
     try {
         opc::storage::ZipPackage file(argv[1]);
         opc::model::Package package(file);

@@ -70,6 +70,15 @@ TEST_F(Errors, WrongUsageExitsWith64AndSaysWhereHelpIs) {
         {{"relate", "letter.docx", "/", "--type", "t"}, "--target is required; 'opcraft relate --help' explains"},
         {{"unrelate", "letter.docx", "/"}, "ID is required; 'opcraft unrelate --help' explains"},
         {{"info", ""}, "\"\": this names no file"},
+        {{"new", ""}, "FILE: must not be empty; 'opcraft new --help' explains"},
+        {{"rm", "letter.docx", "/a", "-o", ""}, "--output: must not be empty; 'opcraft rm --help' explains"},
+        {{"rels", "letter.docx", ""}, "PART: must not be empty; 'opcraft rels --help' explains"},
+        {{"add", "letter.docx", "/a", "--type", "a/b", "--from", ""},
+         "--from: must not be empty; 'opcraft add --help' explains"},
+        {{"add", "letter.docx", "/a", "--type", "a/b", "--rel-type", ""},
+         "--rel-type: must not be empty; 'opcraft add --help' explains"},
+        {{"relate", "letter.docx", "/", "--type", "t", "--target", "a", "--id", ""},
+         "--id: must not be empty; 'opcraft relate --help' explains"},
         {{"rm", "-", "/a"}, "-: this cannot be changed in place; name a file with -o"},
         {{"add", "-", "/a", "--type", "a/b", "--from", "-", "-o", "out"},
          "-: FILE and --from cannot both be the standard input"},
@@ -87,21 +96,70 @@ TEST_F(Errors, WrongUsageExitsWith64AndSaysWhereHelpIs) {
     EXPECT_THAT(folder_.names(), ElementsAre("letter.docx"));
 }
 
+/// An OLE2 compound file of a header, a table, and a directory of two sectors, the second of which names a stream.
+std::string compoundFile(const std::string& stream) {
+    std::string file(4 * 512, '\0');
+    const auto put = [&](std::size_t place, std::initializer_list<int> bytes) {
+        std::copy(bytes.begin(), bytes.end(), file.begin() + static_cast<std::ptrdiff_t>(place));
+    };
+    put(0, {0xD0, 0xCF, 0x11, 0xE0, 0xA1, 0xB1, 0x1A, 0xE1});
+    put(30, {9});                                       // sectors of 512 bytes
+    put(48, {1});                                       // the directory begins in sector 1
+    put(512 + 4, {2, 0, 0, 0, 0xFE, 0xFF, 0xFF, 0xFF}); // and goes on in sector 2
+    const std::size_t root = 2 * 512;
+    put(root + 68, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 3}); // no neighbours, and a first child
+    const std::size_t child = root + 3 * 128;
+    put(child + 68, {4, 0, 0, 0, 3, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF}); // one neighbour is the stream, one a loop
+    const std::size_t entry = root + 4 * 128;
+    for (std::size_t i = 0; i < stream.size(); ++i)
+        file[entry + 2 * i] = stream[i];
+    put(entry + 64, {static_cast<int>(2 * stream.size() + 2)});
+    return file;
+}
+
+std::string zipText(const std::vector<RawItem>& items) {
+    const auto bytes = makeZip(items);
+    return {bytes.begin(), bytes.end()};
+}
+
 TEST_F(Errors, InputThatIsNoPackageExitsWith2ForEveryCommand) {
-    write("empty.docx", std::string());
-    write("text.docx", "This is a letter, not a package.\n");
     const std::string whole = read("letter.docx");
     write("half.docx", whole.substr(0, whole.size() / 2));
     fs::create_directory(folder_ / "folder.docx");
-    const std::pair<std::string, std::string> cases[] = {
+    struct NoPackage {
+        std::string file;
+        std::string error;
+        std::string content{}; // that is written before
+    };
+    const std::string compound = "an OLE2 compound file (";
+    const std::string noTypes = ", not a package: no item \"[Content_Types].xml\"";
+    const NoPackage cases[] = {
+        {"empty.docx", "an empty file, not a package"},
         {"missing.docx", "cannot be opened: No such file or directory"},
         {"folder.docx", "cannot be opened: Is a directory"},
-        {"empty.docx", "this is no ZIP file: it is empty"},
-        {"text.docx", "this is no ZIP file, or its end is missing"},
-        {"half.docx", "this is no ZIP file, or its end is missing"},
+        {"half.docx", "a ZIP file whose end is missing"},
+        {"text.docx", "not a ZIP file", "This is a letter, not a package.\n"},
+        {"letter.pdf", "a PDF document, not a package", "%PDF-1.7\n"},
+        {"page.docx", "an HTML page, not a package", "<!DOCTYPE html><title>Log in</title>"},
+        {"locked.docx", compound + "an encrypted Office document), not a package", compoundFile("EncryptedPackage")},
+        {"old.doc", compound + "a Word document in the old binary format), not a package",
+         compoundFile("WordDocument")},
+        {"mail.msg", compound + "an encrypted or an old Office document), not a package", compoundFile("__nameid")},
+        {"cut.doc", compound + "an encrypted or an old Office document), not a package",
+         compoundFile("WordDocument").substr(0, 100)},
+        {"letter.odt", "an OpenDocument file (\"application/vnd.oasis.opendocument.text\")" + noTypes,
+         zipText({{"mimetype", "application/vnd.oasis.opendocument.text", 0}, {"META-INF/MANIFEST.MF", ""}})},
+        {"book.epub", "a ZIP file of the type \"application/epub+zip\"" + noTypes,
+         zipText({{"mimetype", "application/epub+zip\n", 0}})},
+        {"program.jar", "a Java archive (JAR)" + noTypes, zipText({{"META-INF/MANIFEST.MF", ""}})},
+        {"plain.zip", "a ZIP file" + noTypes, zipText({{"a.txt", "a"}})},
     };
+    for (const NoPackage& each : cases)
+        if (!each.content.empty())
+            write(each.file, each.content);
+    write("empty.docx", std::string());
     const auto names = folder_.names();
-    for (const auto& [file, error] : cases)
+    for (const auto& [file, error, content] : cases)
         for (const Arguments& arguments :
              {Arguments{"info", file}, Arguments{"list", file, "--json"}, Arguments{"rels", file},
               Arguments{"cat", file, "/a"}, Arguments{"add", file, "/a", "--type", "a/b"}, Arguments{"rm", file, "/a"},
@@ -116,7 +174,7 @@ TEST_F(Errors, InputThatIsNoPackageExitsWith2ForEveryCommand) {
 
     const ProcessResult result = opcraft({"info", "-"}, {"This is no package."});
     EXPECT_EQ(result.exitCode, 2);
-    EXPECT_EQ(result.err, "opcraft: -: this is no ZIP file, or its end is missing\n");
+    EXPECT_EQ(result.err, "opcraft: -: not a ZIP file\n");
 }
 
 struct BrokenPackage {
@@ -142,7 +200,7 @@ TEST_F(Errors, ABrokenPackageNamesThePartThatIsWrong) {
                                         attributes + "/>\n</Types>"}};
     };
     const BrokenPackage cases[] = {
-        {{part}, "", "this is no package: there is no item \"[Content_Types].xml\""},
+        {{part}, "", "a ZIP file, not a package: no item \"[Content_Types].xml\""},
         {{{"[Content_Types].xml", "<no types"}, part}, "[Content_Types].xml", ""},
         {{{"[Content_Types].xml", "<Types/>"}, part}, "[Content_Types].xml", ""},
         {{contentTypes({"xml=none"}), part}, "[Content_Types].xml", ""},

@@ -76,6 +76,7 @@ TEST_F(Props, AreShownInTheOrderOfTheirNamesWhenTheyArePresent) {
                                         "version           1 \n");
     EXPECT_EQ(report({"props", "p.zip"}), json::parse(R"({
         "version": 1, "command": "props", "file": "p.zip", "part": "/meta/1.psmdcp",
+        "relationshipType": "http://schemas.openxmlformats.org/package/2006/relationships/metadata/core-properties",
         "properties": {
             "category": null, "contentStatus": null, "created": "2026-01-31T10:00:00.25Z", "creator": null,
             "description": null, "identifier": null,
@@ -84,7 +85,7 @@ TEST_F(Props, AreShownInTheOrderOfTheirNamesWhenTheyArePresent) {
             "language": null, "lastModifiedBy": null, "lastPrinted": "2026-01-31T10:00:00Z", "modified": null,
             "revision": null, "subject": "", "title": "Dear \n \u202Ereader", "version": "  1 "
         },
-        "unread": []
+        "unread": [], "furtherParts": []
     })"));
 }
 
@@ -275,6 +276,40 @@ TEST_F(Props, GoWithTheirPartWhenTheyAreCleared) {
     }
 }
 
+TEST_F(Props, AreFoundByTheTypesThatOfficeProgramsWriteInPlaceOfTheStandards) {
+    const std::string small =
+        "http://schemas.openxmlformats.org/officedocument/2006/relationships/metadata/core-properties";
+    const std::string capital = officeTypes + "/metadata/core-properties";
+    for (const auto& [type, other] :
+         {std::pair(small, std::string()), {capital, ""}, {coreType, small}, {small, capital}}) {
+        std::vector<Rel> related{{"b", type, "core.xml"}};
+        if (!other.empty())
+            related.push_back({"a", other, "other.xml"});
+        writeZip("p.zip", {contentTypes({"xml=application/xml"}),
+                           relationships("_rels/.rels", related),
+                           {"core.xml", coreProperties("<dc:title>T</dc:title>")},
+                           {"other.xml", coreProperties("<dc:title>O</dc:title>")}});
+        const json place = {{"part", "/core.xml"}, {"relationshipType", type}};
+        const json found = report({"props", "p.zip"});
+        EXPECT_EQ(report({"info", "p.zip"})["coreProperties"], place);
+        EXPECT_EQ(json({{"part", found["part"]}, {"relationshipType", found["relationshipType"]}}), place);
+        EXPECT_EQ(found["furtherParts"].size(), other.empty() ? 0U : 1U);
+        EXPECT_THAT(good({"props", "p.zip"}),
+                    AllOf(HasSubstr("title           T\n"), HasSubstr(other), HasSubstr(type == coreType ? "" : type)));
+
+        const ProcessResult set = opcraft({"props", "p.zip", "--set", "title=U", "--set", "creator=C"});
+        EXPECT_EQ(set.err.find("/other.xml was not changed") == std::string::npos, other.empty());
+        opcraft({"props", "p.zip", "--unset", "creator", "-o", "out.zip"});
+        EXPECT_EQ(present("out.zip"), json({{"title", "U"}}));
+        EXPECT_EQ(report({"list", "out.zip"})["parts"].size(), 2U) << "no further part";
+        EXPECT_EQ(report({"rels", "out.zip"})["relationships"].size(), related.size());
+
+        good({"props", "out.zip", "--clear"});
+        EXPECT_EQ(good({"props", "out.zip"}), "No core properties.\n");
+        EXPECT_EQ(report({"list", "out.zip"})["parts"].size(), other.empty() ? 1U : 0U);
+    }
+}
+
 TEST_F(Props, LeaveTheirPartWhenSomethingElseLeadsToIt) {
     writeZip("p.zip", {contentTypes({"xml=application/xml"}),
                        relationships("_rels/.rels", {{"c", coreType, "core.xml"}, {"d", "http://t", "CORE.xml#x"}}),
@@ -418,7 +453,7 @@ TEST_F(Props, WrongUsageIsToldBeforeTheFileIsLookedAt) {
         refuses(arguments, 64, error);
     }
     refuses({"props", "-", "--set", "title=a"}, 64, "-: this cannot be changed in place; name a file with -o");
-    refuses({"props", "p.zip"}, 2, "p.zip: this is no ZIP file, or its end is missing");
+    refuses({"props", "p.zip"}, 2, "p.zip: not a ZIP file");
 }
 
 TEST_F(Props, AreReadFromAStream) {

@@ -35,7 +35,10 @@ TEST_F(Reading, InfoSaysWhatThePackageIsAndHolds) {
                                                  items["uncompressedSize"].dump() +
                                                  " bytes) in 6 items, compressed to " + items["compressedSize"].dump() +
                                                  " bytes\n"
+                                                 "Properties     none\n"
                                                  "Other items    1, which are no parts and are kept as they are\n"
+                                                 "               no content type for the extension \"dat\": "
+                                                 "[trash]/0000.dat\n"
                                                  "Signatures     none\n");
 }
 
@@ -58,7 +61,10 @@ TEST_F(Reading, InfoHasTheSameInJson) {
                     {"relationships", {{"package", 1}, {"total", 4}}},
                     {"size", read("letter.docx").size()},
                     {"items", {{"count", 6}, {"uncompressedSize", uncompressed}, {"compressedSize", compressed}}},
+                    {"coreProperties", nullptr},
                     {"otherItems", {"[trash]/0000.dat"}},
+                    {"otherItemReasons",
+                     {{{"reason", "no content type for the extension \"dat\""}, {"items", {"[trash]/0000.dat"}}}}},
                     {"signatures",
                      {{"origins", json::array()},
                       {"xml", json::array()},
@@ -180,8 +186,8 @@ TEST_F(Reading, ListShowsPartsByNameAndOtherItemsApart) {
                                                  "   9     0  /word/styles.xml    application/xml\n"
                                                  "\n"
                                                  "Other items of the ZIP file, which are no parts:\n"
-                                                 "SIZE  NAME\n"
-                                                 "   8  [trash]/0000.dat\n");
+                                                 "SIZE  NAME              REASON\n"
+                                                 "   8  [trash]/0000.dat  no content type for the extension \"dat\"\n");
     json found = report({"list", "letter.docx"});
     for (json& part : found["parts"])
         part.erase("compressedSize");
@@ -193,7 +199,42 @@ TEST_F(Reading, ListShowsPartsByNameAndOtherItemsApart) {
               {"parts",
                {{{"name", "/word/document.xml"}, {"contentType", wordType}, {"size", 32}, {"relationships", 3}},
                 {{"name", "/word/styles.xml"}, {"contentType", "application/xml"}, {"size", 9}, {"relationships", 0}}}},
-              {"otherItems", {{{"name", "[trash]/0000.dat"}, {"size", 8}, {"compressedSize", 8}}}}}));
+              {"otherItems",
+               {{{"name", "[trash]/0000.dat"},
+                 {"size", 8},
+                 {"compressedSize", 8},
+                 {"reason", "no content type for the extension \"dat\""}}}}}));
+}
+
+TEST_F(Reading, InfoSaysWhyItemsAreNoParts) {
+    writeZip("p.zip", {contentTypes({"xml=a/b"}),
+                       {"xl\\book.xml", ""},
+                       {"a.jpg", ""},
+                       {"folder/", ""},
+                       {"b.jpg", ""},
+                       {"c.jpg", ""},
+                       {"d.jpg", ""},
+                       {"word//a.xml", ""},
+                       {"LICENSE", ""},
+                       {"a./b.xml", ""},
+                       {"a%2Fb.xml", ""},
+                       {"c.xml/[1].piece", ""},
+                       {"_rels/a.jpg.rels", ""}});
+    const std::string start = "Other items    12, which are no parts and are kept as they are\n";
+    EXPECT_THAT(good({"info", "p.zip"}),
+                HasSubstr(start +
+                          "               a backslash in the name: xl\\book.xml\n"
+                          "               no content type for the extension \"jpg\": a.jpg, b.jpg, c.jpg and 1 more\n"
+                          "               a folder: folder/\n"
+                          "               an empty segment in the name: word//a.xml\n"
+                          "               no content type, and no extension: LICENSE\n"
+                          "               a segment of the name ends with a dot: a./b.xml\n"
+                          "               an escape in the name that no part name has: a%2Fb.xml\n"
+                          "               a piece of a part whose pieces are not complete: c.xml/[1].piece\n"
+                          "               the relationships of an item that is no part: _rels/a.jpg.rels\n"));
+    const json found = report({"info", "p.zip"})["otherItemReasons"];
+    EXPECT_EQ(found.size(), 9U);
+    EXPECT_EQ(found[1]["items"], json({"a.jpg", "b.jpg", "c.jpg", "d.jpg"}));
 }
 
 TEST_F(Reading, RelsResolvesTargetsAndCountsIDsAsPeopleDo) {
@@ -326,7 +367,7 @@ TEST_F(Reading, NothingOutOfAPackageSteersTheTerminal) {
             EXPECT_THAT(out, Not(HasSubstr("\xE2\x80\xAE"))) << command;
         }
     EXPECT_THAT(good({"rels", "p.zip"}), HasSubstr("http://x/\\x9B31m\\u202E\\x7Fü"));
-    EXPECT_THAT(good({"list", "p.zip"}), HasSubstr("   5  a\\x0A\\x9B31m\\u202E\n"));
+    EXPECT_THAT(good({"list", "p.zip"}), HasSubstr("   5  a\\x0A\\x9B31m\\u202E  no content type, and no extension\n"));
     EXPECT_EQ(report({"list", "p.zip"})["otherItems"][0]["name"], name);
     EXPECT_EQ(good({"cat", "p.zip", name}), "other");
 

@@ -54,15 +54,15 @@ TEST(ZipDamage, WhatIsNoPackageFailsTheOpenWithAReason) {
         const char* said;
         const char* why;
     } cases[] = {
-        {{}, "no ZIP file", "empty"},
-        {{'P', 'K'}, "no ZIP file", "two bytes"},
-        {std::vector<unsigned char>(100000, 'x'), "no ZIP file", "text"},
+        {{}, "an empty file", "empty"},
+        {{'P', 'K'}, "not a ZIP file", "two bytes"},
+        {std::vector<unsigned char>(100000, 'x'), "not a ZIP file", "text"},
         {{good.begin(), good.end() - 1}, "", "the last byte is missing"},
-        {{good.begin(), good.begin() + 100}, "no ZIP file", "the end is missing"},
+        {{good.begin(), good.begin() + 100}, "a ZIP file whose end is missing", "cut off"},
         {{good.begin() + 10, good.end()}, "", "the beginning is missing"},
-        {makeZip({}), "there is no item \"[Content_Types].xml\"", "a ZIP file without items"},
-        {makeZip({{"a.xml", "a"}}), "there is no item \"[Content_Types].xml\"", "no content types stream"},
-        {makeZip({{"x/[Content_Types].xml", TYPES}}), "there is no item", "in a folder"},
+        {makeZip({}), "no item \"[Content_Types].xml\"", "a ZIP file without items"},
+        {makeZip({{"a.xml", "a"}}), "no item \"[Content_Types].xml\"", "no content types stream"},
+        {makeZip({{"x/[Content_Types].xml", TYPES}}), "no item", "in a folder"},
     };
     TemporaryFolder folder;
     for (const auto& [bytes, said, why] : cases) {

@@ -104,11 +104,13 @@ void addAddCommand(Tool& tool) {
     command->add_option("PART", options->part, "The name of the new part")->required();
     command->add_option("--type", options->type, "Its content type")->type_name("TYPE")->required();
     command->add_option("--from", options->from, "The file with its content; - is the standard input")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check(notEmpty());
     command
         ->add_option("--rel-type", options->relationshipType,
                      "Relate the package to the part, with a relationship of this type")
-        ->type_name("TYPE");
+        ->type_name("TYPE")
+        ->check(notEmpty());
     command->add_option("--compression", options->compression, "none, normal, maximum, fast or super-fast")
         ->type_name("LEVEL")
         ->capture_default_str()

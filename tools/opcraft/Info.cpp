@@ -2,12 +2,14 @@
 #include "opcraft/Kind.hpp"
 #include "opcraft/OpenPackage.hpp"
 #include "opcraft/Signatures.hpp"
+#include "opcraft/StoredProperties.hpp"
 #include "opcraft/Text.hpp"
 #include "opcraft/Tool.hpp"
 
 #include <opc/core/PartNames.hpp>
 #include <opc/core/Strings.hpp>
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -15,6 +17,12 @@
 namespace opcraft {
 
 namespace {
+
+/// Items that are no parts, for one reason.
+struct OtherItems {
+    std::string reason;
+    std::vector<std::string> names;
+};
 
 struct InfoReport {
     std::string file;
@@ -24,13 +32,23 @@ struct InfoReport {
     std::uint64_t relationshipsParts = 0;
     std::uint64_t packageRelationships = 0;
     std::uint64_t relationships = 0; // those of the package too
+    std::vector<CorePropertiesEntry> coreProperties;
     std::vector<std::string> otherItems;
+    std::vector<OtherItems> reasons; // the same items, in the order in which a reason first applies
     std::uint64_t items = 0;
     std::uint64_t fileSize = 0;
     std::uint64_t uncompressedSize = 0; // of all items
     std::uint64_t compressedSize = 0;
     Signatures signatures;
 };
+
+void addReason(const opc::storage::ZipItem& item, std::vector<OtherItems>& reasons) {
+    auto found = std::find_if(reasons.begin(), reasons.end(),
+                              [&](const OtherItems& each) { return each.reason == item.reason; });
+    if (found == reasons.end())
+        found = reasons.insert(found, {item.reason, {}});
+    found->names.push_back(item.name);
+}
 
 void countItems(const opc::storage::ZipPackage& zip, InfoReport& report) {
     for (const opc::storage::ZipItem& item : zip.getItems()) {
@@ -39,6 +57,8 @@ void countItems(const opc::storage::ZipPackage& zip, InfoReport& report) {
         report.compressedSize += item.compressedSize;
         if (item.kind == opc::storage::ZipItemKind::Part && opc::detail::isRelationshipsPartName(item.partName))
             ++report.relationshipsParts;
+        if (item.kind == opc::storage::ZipItemKind::Other)
+            addReason(item, report.reasons);
     }
     report.otherItems = zip.getOtherItems();
 }
@@ -55,6 +75,7 @@ InfoReport makeReport(OpenPackage& package) {
     package.forEachSource([&](const opc::model::RelationshipSource& source) {
         report.relationships += source.getRelationships().size();
     });
+    report.coreProperties = findCoreProperties(package);
     countItems(package.getInput().getZip(), report);
     report.fileSize = package.getInput().getSize();
     report.signatures = findSignatures(package);
@@ -79,6 +100,30 @@ std::string signatureLines(const Signatures& signatures) {
     return line("Signatures", signatures.origins.empty() ? "none" : "none, but an origin for them");
 }
 
+std::string otherItemsLines(const InfoReport& report) {
+    constexpr std::size_t shown = 3;
+    std::string text =
+        line("Other items", std::to_string(report.otherItems.size()) +
+                                (report.otherItems.empty() ? "" : ", which are no parts and are kept as they are"));
+    for (const OtherItems& each : report.reasons) {
+        std::string names;
+        for (std::size_t i = 0; i < std::min(shown, each.names.size()); ++i)
+            names += (i == 0 ? "" : ", ") + each.names[i];
+        if (each.names.size() > shown)
+            names += " and " + std::to_string(each.names.size() - shown) + " more";
+        text += line("", each.reason + ": " + names);
+    }
+    return text;
+}
+
+std::string corePropertiesText(const std::vector<CorePropertiesEntry>& entries) {
+    std::string text;
+    for (const CorePropertiesEntry& entry : entries)
+        text += (text.empty() ? "" : ", ") + entry.target + (entry.part ? "" : " (missing)") +
+                (entry.isStandard ? "" : " (related by " + entry.type + ')');
+    return text.empty() ? "none" : text;
+}
+
 std::string toText(const InfoReport& report) {
     std::string kind = report.kind.name;
     if (!report.kind.extension.empty())
@@ -94,8 +139,7 @@ std::string toText(const InfoReport& report) {
            line("Size", sizeText(report.fileSize)) +
            line("Content", sizeText(report.uncompressedSize) + " in " + countText(report.items, "item") +
                                ", compressed to " + sizeText(report.compressedSize)) +
-           line("Other items", std::to_string(report.otherItems.size()) +
-                                   (report.otherItems.empty() ? "" : ", which are no parts and are kept as they are")) +
+           line("Properties", corePropertiesText(report.coreProperties)) + otherItemsLines(report) +
            signatureLines(report.signatures);
 }
 
@@ -107,6 +151,14 @@ nlohmann::ordered_json mainPartJson(const InfoReport& report) {
     if (report.kind.mainPart.empty())
         return {};
     return {{"name", report.kind.mainPart}, {"contentType", report.mainContentType}};
+}
+
+/// What `props` shows.
+nlohmann::ordered_json corePropertiesJson(const std::vector<CorePropertiesEntry>& entries) {
+    if (entries.empty())
+        return {};
+    const CorePropertiesEntry& first = entries.front();
+    return {{"part", textOrNull(first.part ? first.target : "")}, {"relationshipType", first.type}};
 }
 
 nlohmann::ordered_json toJson(const InfoReport& report) {
@@ -121,7 +173,11 @@ nlohmann::ordered_json toJson(const InfoReport& report) {
     json["items"] = {{"count", report.items},
                      {"uncompressedSize", report.uncompressedSize},
                      {"compressedSize", report.compressedSize}};
+    json["coreProperties"] = corePropertiesJson(report.coreProperties);
     json["otherItems"] = report.otherItems;
+    json["otherItemReasons"] = nlohmann::ordered_json::array();
+    for (const OtherItems& each : report.reasons)
+        json["otherItemReasons"].push_back({{"reason", each.reason}, {"items", each.names}});
     json["signatures"] = {{"origins", report.signatures.origins},
                           {"xml", report.signatures.xml},
                           {"pkcs7", report.signatures.pkcs7},

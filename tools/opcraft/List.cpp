@@ -30,6 +30,7 @@ struct OtherEntry {
     std::string name;
     std::uint64_t size = 0;
     std::uint64_t compressedSize = 0;
+    std::string reason; // why it is no part
 };
 
 struct ListReport {
@@ -69,7 +70,7 @@ ListReport makeReport(OpenPackage& package) {
         report.parts.push_back(entryOf(part, partsByName));
     for (const ZipItem& item : items)
         if (item.kind == ZipItemKind::Other)
-            report.otherItems.push_back({item.name, item.size, item.compressedSize});
+            report.otherItems.push_back({item.name, item.size, item.compressedSize, item.reason});
     std::sort(report.otherItems.begin(), report.otherItems.end(),
               [](const OtherEntry& a, const OtherEntry& b) { return a.name < b.name; });
     return report;
@@ -84,9 +85,9 @@ std::string toText(const ListReport& report) {
     if (report.otherItems.empty())
         return text;
 
-    Table others({{"SIZE", Align::Right}, {"NAME"}});
+    Table others({{"SIZE", Align::Right}, {"NAME"}, {"REASON"}});
     for (const OtherEntry& entry : report.otherItems)
-        others.addRow({std::to_string(entry.size), entry.name});
+        others.addRow({std::to_string(entry.size), entry.name, entry.reason});
     return text + "\nOther items of the ZIP file, which are no parts:\n" + others.toString();
 }
 
@@ -101,8 +102,10 @@ nlohmann::ordered_json toJson(const ListReport& report) {
                                  {"relationships", entry.relationships}});
     json["otherItems"] = nlohmann::ordered_json::array();
     for (const OtherEntry& entry : report.otherItems)
-        json["otherItems"].push_back(
-            {{"name", entry.name}, {"size", entry.size}, {"compressedSize", entry.compressedSize}});
+        json["otherItems"].push_back({{"name", entry.name},
+                                      {"size", entry.size},
+                                      {"compressedSize", entry.compressedSize},
+                                      {"reason", entry.reason}});
     return json;
 }
 

@@ -67,7 +67,9 @@ void addNewCommand(Tool& tool) {
     CLI::App* command = addCommand(tool, "new", "Make an empty package",
                                    "The package is valid and has no parts; 'opcraft add' adds them.\n\n"
                                    "Example:\n  opcraft new letter.docx");
-    command->add_option("FILE", options->file, "The file to make; - is the standard output")->required();
+    command->add_option("FILE", options->file, "The file to make; - is the standard output")
+        ->required()
+        ->check(notEmpty());
     command->add_flag("--force", options->force, "Replace a file that exists")->disable_flag_override();
     addWaitOption(*command, options->wait);
     command->callback([&tool, options] {

@@ -65,16 +65,33 @@ bool edit(OpenPackage& package, const PropertyEdits& edits) {
     if (lost != nullptr)
         throw Failure(ExitCode::NotProcessed, package.getName(), stored.part,
                       quoted(*lost) + " would be lost by a change; set or unset it too");
-    PackageHelper::createOrUpdateCoreProperties(package.getModel(), edited);
+    opc::model::Package& model = package.getModel();
+    PackageHelper::createOrUpdateCoreProperties(model, edited,
+                                                PackageHelper::findCorePropertiesRelationshipType(model));
     return true;
+}
+
+bool clear(OpenPackage& package) {
+    bool isChanged = false;
+    for (const std::u16string& type : PackageHelper::getCorePropertiesRelationshipTypes())
+        isChanged = removeWithTargets(package, type) || isChanged;
+    return isChanged;
+}
+
+/// Office programs differ in which of two they show.
+void warnOfOthers(const std::vector<CorePropertiesEntry>& entries, const std::string& file, Console& console) {
+    for (std::size_t i = 1; i < entries.size(); ++i)
+        console.note(file + ": warning: " + entries[i].target +
+                     " was not changed, and some programs show it instead: \"" + entries[i].id +
+                     "\" relates it as core properties, too, by " + entries[i].type);
 }
 
 ExitCode change(const PropsOptions& options, const PropertyEdits& edits, Console& console) {
     PackageChange change(options, console);
-    const bool isChanged =
-        options.clear ? removeWithTargets(change.getPackage(), PackageHelper::getCorePropertiesRelationshipType())
-                      : edit(change.getPackage(), edits);
+    const bool isChanged = options.clear ? clear(change.getPackage()) : edit(change.getPackage(), edits);
+    const std::vector<CorePropertiesEntry> entries = findCoreProperties(change.getPackage());
     change.save(console, isChanged);
+    warnOfOthers(entries, options.file, console);
     return ExitCode::Fine;
 }
 
@@ -97,6 +114,9 @@ constexpr const char* help =
     "TEXT@LANGUAGE is a keyword with a language tag, such as \"Brief@de\" or \"letter@en-GB\". An @ at the\n"
     "end ends a keyword without a language: \"me@de@\" is the keyword me@de. Some programs read one keyword\n"
     "at most; --set keywords=\"tulips, roses\" stores one text, which they take apart.\n\n"
+    "Core properties are also found by the relationship type that LibreOffice writes in place of the\n"
+    "standard's, which then stays as it is. Where a package has both, those of the standard's type are\n"
+    "shown and changed; --clear removes all.\n\n"
     "A change writes the whole part anew. Properties that the command does not name keep their value,\n"
     "but dates are then all in UTC, to the second, with a fraction of up to six digits when there is one.\n"
     "What could not be kept so keeps the change from being made.\n\n"

@@ -52,6 +52,22 @@ Json toJson(const KeywordsAccess::Type& keywords) {
     return json;
 }
 
+/// What cannot be taken for granted of where the properties are.
+std::string placesText(const std::vector<CorePropertiesEntry>& entries) {
+    std::string text;
+    if (!entries.empty() && !entries.front().isStandard)
+        text = "\nThis is " + escaped(entries.front().target) + ", related by another type than the standard's:\n" +
+               escaped(entries.front().type) + '\n';
+    for (std::size_t i = 1; i < entries.size(); ++i)
+        text += "\nNot shown is " + escaped(entries[i].target) + ", which some programs show instead, related by:\n" +
+                escaped(entries[i].type) + '\n';
+    return text;
+}
+
+Json toJson(const CorePropertiesEntry& entry) {
+    return {{"part", entry.part ? Json(entry.target) : Json()}, {"relationshipType", entry.type}};
+}
+
 /// Calls an action with the name of every property and its value, an optional.
 template <class Action>
 void forEachValue(const opc::model::CoreProperties& values, Action action) {
@@ -72,18 +88,22 @@ std::string toText(const StoredProperties& stored) {
             title.clear();
         }
     });
-    return text.empty() ? "No core properties.\n" : text;
+    return (text.empty() ? "No core properties.\n" : text) + placesText(stored.entries);
 }
 
 nlohmann::ordered_json toJson(const StoredProperties& stored, const std::string& file) {
     Json json = makeJsonReport("props", file);
     json["part"] = stored.part.empty() ? Json() : Json(stored.part);
+    json["relationshipType"] = stored.entries.empty() ? Json() : Json(stored.entries.front().type);
     forEachValue(stored.values, [&](const char* name, const auto& value) {
         json["properties"][name] = value ? toJson(*value) : Json();
     });
     json["unread"] = Json::array();
     for (const UnreadText& unread : stored.unread)
         json["unread"].push_back({{"property", unread.property->name}, {"text", toUtf8(unread.text)}});
+    json["furtherParts"] = Json::array();
+    for (std::size_t i = 1; i < stored.entries.size(); ++i)
+        json["furtherParts"].push_back(toJson(stored.entries[i]));
     return json;
 }
 

@@ -90,7 +90,7 @@ void addRelateCommand(Tool& tool) {
     command->add_option("--target", options->target, "What it leads to")->type_name("URI")->required();
     command->add_flag("--external", options->external, "The target lies outside of the package")
         ->disable_flag_override();
-    command->add_option("--id", options->id, "The ID; without it, one is made")->type_name("ID");
+    command->add_option("--id", options->id, "The ID; without it, one is made")->type_name("ID")->check(notEmpty());
     command->callback([&tool, options] {
         const std::string source = options->source == "/" ? "" : options->source;
         tool.action = {options->file, source, [options](Console& console) { return relate(*options, console); }};

@@ -67,7 +67,7 @@ void addRelsCommand(Tool& tool) {
                    "Examples:\n  opcraft rels letter.docx\n  opcraft rels letter.docx /word/document.xml");
     addReadOptions(*command, *options);
     CLI::Option* partOption =
-        command->add_option("PART", options->part, "The part; without it, or with /, the package");
+        command->add_option("PART", options->part, "The part; without it, or with /, the package")->check(notEmpty());
     command->add_flag("--all", options->all, "Those of the package and of all parts")
         ->disable_flag_override()
         ->excludes(partOption);

@@ -65,7 +65,9 @@ void addSignCommand(Tool& tool) {
             "package are signed. Prints the name of the signature and how much it covers; what it covers\n"
             "cannot be changed then without breaking it, but for the keywords of the core properties. Warns of\n"
             "relationships that lead to no part, and of items that are no parts and so cannot be signed. A\n"
-            "signature that is added to a countersigned package breaks the countersignature.\n\n") +
+            "signature that is added to a countersigned package breaks the countersignature.\n\n"
+            "Opcraft alone checks this form of signature. Word, LibreOffice and other programs do not\n"
+            "recognise it, as 'opcraft verify' does not check theirs.\n\n") +
             SIGNING_HELP + "\n\n" + PART_NAME_HELP +
             "\n\nExamples:\n"
             "  opcraft sign letter.docx --key alice.key --cert alice.pem --chain office.pem\n"

@@ -6,6 +6,7 @@
 #include "opcraft/Targets.hpp"
 #include "opcraft/Text.hpp"
 
+#include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
 #include <opc/model/coreproperties/PackageHelper.hpp>
 #include <opc/xml/XercesHelper.hpp>
@@ -26,31 +27,41 @@ std::vector<unsigned char> readBytes(const opc::model::Part& part) {
     return bytes;
 }
 
-Failure leadsNowhere(const OpenPackage& package, const opc::model::Relationship& relationship) {
-    return {ExitCode::NotProcessed, package.getName(), toUtf8(relationship.getTarget()),
-            "the core properties relationship \"" + toUtf8(relationship.getID()) +
-                "\" leads here, and this is no part"};
+Failure leadsNowhere(const OpenPackage& package, const CorePropertiesEntry& entry) {
+    return {ExitCode::NotProcessed, package.getName(), entry.target,
+            "the core properties relationship \"" + entry.id + "\" leads here, and this is no part"};
 }
 
 } // namespace
 
+std::vector<CorePropertiesEntry> findCoreProperties(OpenPackage& package) {
+    std::vector<CorePropertiesEntry> entries;
+    for (const std::u16string& type : PackageHelper::getCorePropertiesRelationshipTypes())
+        for (const opc::model::Relationship& relationship : package.getModel().getRelationshipsByType(type)) {
+            const auto part = findTarget(package, relationship);
+            entries.push_back({toUtf8(relationship.getID()),
+                               toUtf8(part ? part->getName().toString() : relationship.getTarget()), toUtf8(type), part,
+                               type == PackageHelper::getCorePropertiesRelationshipType()});
+        }
+    return entries;
+}
+
 StoredProperties readProperties(OpenPackage& package) {
     StoredProperties stored;
-    opc::model::Package& model = package.getModel();
-    const auto relationships = model.getRelationshipsByType(PackageHelper::getCorePropertiesRelationshipType());
-    if (relationships.empty())
+    stored.entries = findCoreProperties(package);
+    if (stored.entries.empty())
         return stored;
-    const auto part = findTarget(package, relationships.front());
-    if (!part)
-        throw leadsNowhere(package, relationships.front());
-    stored.part = toUtf8(part->getName().toString());
+    const CorePropertiesEntry& first = stored.entries.front();
+    if (!first.part)
+        throw leadsNowhere(package, first);
+    stored.part = first.target;
     try {
-        stored.values = PackageHelper::getCoreProperties(model);
-        stored.unread = findUnread(readBytes(*part), stored.values);
+        stored.values = PackageHelper::getCoreProperties(package.getModel(), opc::toString(first.type));
+        stored.unread = findUnread(readBytes(*first.part), stored.values);
     } catch (const opc::model::InvalidPartContent& e) {
         throw toFailure(e, package.getName(), stored.part);
     } catch (const opc::Exception& e) {
-        throw readFailure(e, package.getName(), *part);
+        throw readFailure(e, package.getName(), *first.part);
     }
     return stored;
 }

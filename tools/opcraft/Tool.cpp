@@ -18,7 +18,8 @@ void addSavingOptions(CLI::App& command, ChangeOptions& options) {
     command
         .add_option("-o,--output", options.output,
                     "Save to this file and leave FILE as it is; - is the standard output")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check(notEmpty());
     addWaitOption(command, options.wait);
 }
 
@@ -83,6 +84,11 @@ CLI::Option* addTexts(CLI::App& command, const std::string& name, std::vector<st
         ->type_size(1)
         ->expected(1, CLI::detail::expected_max_vector_size)
         ->allow_extra_args(false);
+}
+
+CLI::Validator notEmpty() {
+    return CLI::Validator([](const std::string& text) { return std::string(text.empty() ? "must not be empty" : ""); },
+                          "");
 }
 
 std::string toJsonText(const nlohmann::ordered_json& report) {

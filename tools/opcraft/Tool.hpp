@@ -70,6 +70,10 @@ void addWaitOption(CLI::App& command, unsigned& seconds);
 CLI::Option* addTexts(CLI::App& command, const std::string& name, std::vector<std::string>& texts,
                       const std::string& description);
 
+/// For an option or argument whose absence means something else than an empty text would, which is an error of a
+/// script.
+CLI::Validator notEmpty();
+
 /// The text of a JSON report. It is ASCII: nothing in it can steer a terminal.
 std::string toJsonText(const nlohmann::ordered_json& report);
 

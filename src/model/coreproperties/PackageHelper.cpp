@@ -12,6 +12,7 @@
 #include "model/WellKnown.hpp"
 #include "model/coreproperties/CorePropertiesSerializer.hpp"
 
+#include <iterator>
 #include <optional>
 
 namespace opc::model {
@@ -22,9 +23,9 @@ Part targetOf(const Package& package, const Relationship& relationship) {
     return package.getPart(PartName(relationship.getTargetURI()));
 }
 
-/// The part of the first core properties relationship.
-std::optional<Part> findCoreProperties(const Package& package) {
-    const auto relationships = package.getRelationshipsByType(wellknown::corePropertiesRelationshipType);
+/// The part of the first relationship of the type.
+std::optional<Part> findCoreProperties(const Package& package, const std::u16string& type) {
+    const auto relationships = package.getRelationshipsByType(type);
     if (relationships.empty())
         return std::nullopt;
     return targetOf(package, relationships.front());
@@ -43,7 +44,7 @@ void takeBack(Package& package, const PartName& name) noexcept {
     }
 }
 
-void createCoreProperties(Package& package, const std::vector<unsigned char>& bytes) {
+void createCoreProperties(Package& package, const std::u16string& type, const std::vector<unsigned char>& bytes) {
     const PartName name(PackageHelper::getCorePropertiesURI());
     const ContentType contentType = PackageHelper::getCorePropertiesContentType();
     // A created package deletes nothing: the part of an attempt whose relationship failed is there still.
@@ -51,7 +52,7 @@ void createCoreProperties(Package& package, const std::vector<unsigned char>& by
         package.isCreateOnly() && package.hasPart(name) && package.getPart(name).getContentType() == contentType;
     Part part = isLeft ? package.getPart(name) : package.createPart(name, contentType, StandardPartInfo());
     try {
-        package.createInternalRelationship(wellknown::corePropertiesRelationshipType, name.getURI());
+        package.createInternalRelationship(type, name.getURI());
         replaceItem(*part.getOutputStream(), bytes);
     } catch (...) {
         takeBack(package, name);
@@ -99,9 +100,27 @@ std::u16string PackageHelper::getThumbnailRelationshipType() {
     return wellknown::thumbnailRelationshipType;
 }
 
+std::vector<std::u16string> PackageHelper::getCorePropertiesRelationshipTypes() {
+    std::vector<std::u16string> types{wellknown::corePropertiesRelationshipType};
+    types.insert(types.end(), std::begin(wellknown::otherCorePropertiesRelationshipTypes),
+                 std::end(wellknown::otherCorePropertiesRelationshipTypes));
+    return types;
+}
+
+std::u16string PackageHelper::findCorePropertiesRelationshipType(const Package& package) {
+    for (const std::u16string& type : getCorePropertiesRelationshipTypes())
+        if (!package.getRelationshipsByType(type).empty())
+            return type;
+    return wellknown::corePropertiesRelationshipType;
+}
+
 CoreProperties PackageHelper::getCoreProperties(const Package& package) {
+    return getCoreProperties(package, wellknown::corePropertiesRelationshipType);
+}
+
+CoreProperties PackageHelper::getCoreProperties(const Package& package, const std::u16string& type) {
     CoreProperties properties;
-    if (const auto part = findCoreProperties(package)) {
+    if (const auto part = findCoreProperties(package, type)) {
         const auto bytes = readXmlItem(*part->getInputStream(), package.getLimits().xmlSize);
         ByteArrayInAdaptor stream(bytes);
         try {
@@ -115,7 +134,12 @@ CoreProperties PackageHelper::getCoreProperties(const Package& package) {
 }
 
 void PackageHelper::createOrUpdateCoreProperties(Package& package, const CoreProperties& properties) {
-    const auto existing = findCoreProperties(package);
+    createOrUpdateCoreProperties(package, properties, wellknown::corePropertiesRelationshipType);
+}
+
+void PackageHelper::createOrUpdateCoreProperties(Package& package, const CoreProperties& properties,
+                                                 const std::u16string& type) {
+    const auto existing = findCoreProperties(package, type);
     if (package.isReadOnly())
         throw PackageReadOnly("Package is read-only");
     // The bytes come first, so that properties that cannot be written create nothing.
@@ -125,7 +149,7 @@ void PackageHelper::createOrUpdateCoreProperties(Package& package, const CorePro
     if (existing)
         replaceItem(*existing->getOutputStream(), bytes);
     else
-        createCoreProperties(package, bytes);
+        createCoreProperties(package, type, bytes);
 }
 
 void PackageHelper::deleteCoreProperties(Package& package) {

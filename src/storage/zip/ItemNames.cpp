@@ -60,6 +60,22 @@ std::optional<std::u16string> toPartName(std::string_view itemName) {
     return detail::isPartName(name) ? std::optional(name) : std::nullopt;
 }
 
+std::string explainItemName(std::string_view itemName) {
+    if (itemName.ends_with('/')) {
+        return "a folder";
+    }
+    if (itemName.find('\\') != itemName.npos) {
+        return "a backslash in the name";
+    }
+    if (itemName.starts_with('/') || itemName.find("//") != itemName.npos) {
+        return "an empty segment in the name";
+    }
+    if (itemName.ends_with('.') || itemName.find("./") != itemName.npos) {
+        return "a segment of the name ends with a dot";
+    }
+    return "an escape in the name that no part name has";
+}
+
 std::optional<std::string> toItemName(std::u16string_view partName) {
     if (!detail::isPartName(partName)) {
         return std::nullopt;

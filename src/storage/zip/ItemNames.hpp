@@ -16,6 +16,9 @@ bool isContentTypesItem(std::string_view itemName);
 /// @return nothing for an item that can be no part.
 std::optional<std::u16string> toPartName(std::string_view itemName);
 
+/// Why an item can be no part by its name, for which `toPartName` gives nothing: "a backslash in the name".
+std::string explainItemName(std::string_view itemName);
+
 /// The item name of a new part.
 /// @return nothing when that item would not be this part again.
 std::optional<std::string> toItemName(std::u16string_view partName);

@@ -5,10 +5,13 @@
 #include "storage/zip/ContentTypesReader.hpp"
 #include "storage/zip/ItemNames.hpp"
 #include "storage/zip/MainPart.hpp"
+#include "storage/zip/OtherFormats.hpp"
 #include "storage/zip/Pieces.hpp"
 #include "storage/zip/ZipConsistency.hpp"
 
 #include <opc/core/Exception.hpp>
+#include <opc/core/PartNames.hpp>
+#include <opc/core/Strings.hpp>
 
 #include <algorithm>
 #include <array>
@@ -71,6 +74,22 @@ private:
     std::size_t next_ = 0;
     std::unique_ptr<ItemReader> current_;
 };
+
+/// Why an item is no part.
+std::string explainOther(const ZipEntry& entry) {
+    if (parsePieceName(entry.name)) {
+        return "a piece of a part whose pieces are not complete";
+    }
+    if (entry.partName().empty()) {
+        return explainItemName(entry.name);
+    }
+    if (detail::isRelationshipsPartName(entry.partName())) {
+        return "the relationships of an item that is no part";
+    }
+    const std::u16string extension = detail::getExtension(entry.partName());
+    return extension.empty() ? "no content type, and no extension"
+                             : "no content type for the extension " + inQuotes(detail::toUTF8String(extension, false));
+}
 
 } // namespace
 
@@ -165,8 +184,21 @@ void OpenZipPackage::readItems() {
         }
     }
     if (!items_.contentTypes()) {
-        fail(Errc::bad_message, place_.label + ": this is no package: there is no item \"[Content_Types].xml\"");
+        const auto hasItem = [this](std::string_view name) { return items_.findItem(name) != nullptr; };
+        fail(Errc::bad_message, place_.label + ": " + explainOtherZip(hasItem, readMediaType()));
     }
+}
+
+/// The start of the item by which other formats say what they are; empty when there is none that can be read.
+std::string OpenZipPackage::readMediaType() {
+    std::string text(100, '\0');
+    try {
+        ZipEntry* entry = items_.findItem("mimetype");
+        text.resize(entry ? readOriginal(*entry)->read(reinterpret_cast<unsigned char*>(text.data()), text.size()) : 0);
+    } catch (const Exception&) {
+        text.clear();
+    }
+    return text.substr(0, text.find_first_of("\r\n"));
 }
 
 /// @param pieces of an interleaved item; a lone piece is no part (ECMA-376-2 §7.2.4).
@@ -233,6 +265,8 @@ std::vector<ZipItem> OpenZipPackage::getItems() const {
         ZipItem item{entry.name, {}, entry.kind, entry.pieces.size(), entry.size, entry.compressedSize};
         if (entry.kind == ZipItemKind::Part) {
             item.partName = entry.partName();
+        } else if (entry.kind == ZipItemKind::Other) {
+            item.reason = explainOther(entry);
         }
         if (content) {
             item.size = item.compressedSize = content->size();

@@ -53,6 +53,7 @@ private:
     void openArchive();
     void readItems();
     void addItem(std::uint64_t index, const ZipArchive::Item& item, std::vector<std::uint64_t> pieces);
+    std::string readMediaType();
     void readContentTypes();
     std::unique_ptr<ItemReader> readOriginal(ZipEntry& entry) override;
     std::string labelOf(std::string_view itemName) const override;

@@ -2,6 +2,7 @@
 #include "storage/zip/ZipArchive.hpp"
 
 #include "storage/Failure.hpp"
+#include "storage/zip/OtherFormats.hpp"
 #include "storage/zip/ZipErrors.hpp"
 
 #include <algorithm>
@@ -58,7 +59,7 @@ private:
     std::unique_ptr<zip_file_t, FileCloser> file_;
 };
 
-ZipHandle openZip(ZipSource& source, const std::string& label) {
+ZipHandle openZip(ZipSource& source, const Bytes& bytes, const std::string& label) {
     zip_source_t* raw = source.makeSource();
     zip_error_t error;
     zip_error_init(&error);
@@ -66,6 +67,9 @@ ZipHandle openZip(ZipSource& source, const std::string& label) {
     if (!zip) {
         zip_source_free(raw);
         source.rethrow();
+        if (zip_error_code_zip(&error) == ZIP_ER_NOZIP) {
+            fail(Errc::bad_message, label + ": " + explainOtherFile(bytes));
+        }
         failWithZipError(error, label);
     }
     return zip;
@@ -75,11 +79,15 @@ ZipHandle openZip(ZipSource& source, const std::string& label) {
 
 ZipArchive::ZipArchive(std::unique_ptr<PackageBytes> bytes, std::string label)
     : label_(std::move(label)), bytes_(std::move(bytes)) {
+    std::string reason = explainCompoundFile(*bytes_);
     if (bytes_->size() == 0) {
-        fail(Errc::bad_message, label_ + ": this is no ZIP file: it is empty");
+        reason = explainOtherFile(*bytes_);
+    }
+    if (!reason.empty()) {
+        fail(Errc::bad_message, label_ + ": " + reason);
     }
     source_ = std::make_unique<ZipSource>(*bytes_);
-    zip_ = openZip(*source_, label_);
+    zip_ = openZip(*source_, *bytes_, label_);
     directory_ = ZipDirectory::find(
         *bytes_, [this](const ZipDirectory& found) { return isMine(found); }, label_);
     directory_.throwIfOverlapping(label_);

@@ -19,7 +19,6 @@ struct Meaning {
 };
 
 constexpr auto MEANINGS = std::to_array<Meaning>({
-    {ZIP_ER_NOZIP, Errc::bad_message, "this is no ZIP file, or its end is missing"},
     {ZIP_ER_INCONS, Errc::bad_message, "the ZIP structure is damaged"},
     {ZIP_ER_INVAL, Errc::bad_message, "the ZIP structure is damaged"},
     {ZIP_ER_CRC, Errc::bad_message, "the content is damaged: its checksum is wrong"},

@@ -7,6 +7,7 @@
 #include <opc/model/coreproperties/CoreProperties.hpp>
 
 #include <string>
+#include <vector>
 
 namespace opc::model {
 
@@ -32,10 +33,23 @@ public:
     static std::u16string getCorePropertiesRelationshipType();
     static std::u16string getThumbnailRelationshipType();
 
+    /// The types by which files relate core properties: the one of ECMA-376-2 Annex E, which all other functions mean
+    /// that are given none, and those that some office programs write in its place:
+    /// "http://schemas.openxmlformats.org/officedocument/2006/relationships/metadata/core-properties", also with
+    /// "officeDocument".
+    static std::vector<std::u16string> getCorePropertiesRelationshipTypes();
+
+    /// The first of these types that an open package has a relationship of; that of Annex E when it has none.
+    /// `deleteRelationshipsAndTargets` takes it, too.
+    /// @throws PackageNotOpen
+    static std::u16string findCorePropertiesRelationshipType(const Package& package);
+
     /// The core properties of an open package; empty when it has none.
     /// @throws InvalidPartContent when the part is not valid XML by its schema or breaks a rule of ECMA-376-2 §8.
     /// @throws PartNotFound when the relationship leads to no part.
     static CoreProperties getCoreProperties(const Package& package);
+    /// As above, of the part that the first relationship of a type leads to.
+    static CoreProperties getCoreProperties(const Package& package, const std::u16string& type);
 
     /// Writes the core properties into the part that has them, or into a new part that is related to the package. In a
     /// package that is open for creation, where nothing can be deleted, the part that a failed call left is used.
@@ -45,6 +59,9 @@ public:
     /// @throws PartNotFound when the relationship leads to no part; what `Package::createPart`, `getOutputStream` and
     ///         the store throw. A new part is taken back then.
     static void createOrUpdateCoreProperties(Package& package, const CoreProperties& properties);
+    /// As above, into the part that the first relationship of a type leads to, or a new one that is related by it.
+    static void createOrUpdateCoreProperties(Package& package, const CoreProperties& properties,
+                                             const std::u16string& type);
 
     /// Deletes the core properties and the relationship to them; nothing when there are none.
     /// An error stops half-way: the relationship is deleted before its target is looked for.

@@ -22,6 +22,7 @@ struct ZipItem {
     std::uint64_t pieces = 0;         ///< items that the bytes are spread over, for an interleaved part; else 0
     std::uint64_t size = 0;           ///< bytes, uncompressed
     std::uint64_t compressedSize = 0; ///< bytes in the file; for content written since the open, its plain size
+    std::string reason{}; ///< why an item of the kind Other is no part: "a backslash in the name"; else empty
 };
 
 } // namespace opc::storage

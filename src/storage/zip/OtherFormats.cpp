@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "storage/zip/OtherFormats.hpp"
+
+#include "storage/Failure.hpp"
+#include "storage/zip/ZipFormat.hpp"
+
+#include <algorithm>
+#include <cstdint>
+#include <vector>
+
+namespace opc::storage {
+
+using zipformat::ByteSpan;
+using zipformat::ByteVector;
+using zipformat::number;
+
+namespace {
+
+constexpr std::string_view COMPOUND_FILE = "\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1";
+constexpr std::size_t COMPOUND_HEADER_SIZE = 512;
+constexpr std::size_t COMPOUND_ENTRY_SIZE = 128;
+/// A directory with more sectors is not looked through to its end.
+constexpr std::size_t MAXIMUM_SECTORS = 256;
+
+struct Format {
+    std::string_view mark;
+    const char* description;
+};
+
+/// By the name of a stream in the root of a compound file.
+constexpr Format COMPOUND_FORMATS[] = {
+    {"EncryptedPackage", "an encrypted Office document"},
+    {"WordDocument", "a Word document in the old binary format"},
+    {"Workbook", "an Excel workbook in the old binary format"},
+    {"Book", "an Excel workbook in the old binary format"},
+    {"PowerPoint Document", "a PowerPoint presentation in the old binary format"},
+    {"VisioDocument", "a Visio drawing in the old binary format"},
+};
+
+/// By the first bytes.
+constexpr Format FILE_FORMATS[] = {
+    {"%PDF-", "a PDF document"},
+    {"{\\rtf", "an RTF document"},
+    {"<?xml", "an XML document"},
+    {"\xEF\xBB\xBF<?xml", "an XML document"},
+    {"<!DOCTYPE html", "an HTML page"},
+    {"<!doctype html", "an HTML page"},
+    {"<html", "an HTML page"},
+    {"\x1F\x8B", "a gzip file"},
+    {"7z\xBC\xAF\x27\x1C", "a 7-Zip archive"},
+    {"Rar!\x1A\x07", "a RAR archive"},
+    {"\x89PNG\r\n", "a PNG image"},
+    {"\xFF\xD8\xFF", "a JPEG image"},
+};
+
+/// By the name of an item.
+constexpr Format ZIP_FORMATS[] = {
+    {"AndroidManifest.xml", "an Android package (APK)"},
+    {"META-INF/MANIFEST.MF", "a Java archive (JAR)"},
+};
+
+ByteVector readFrom(const Bytes& file, std::uint64_t offset, std::size_t size) {
+    ByteVector bytes(size);
+    bytes.resize(offset < file.size() ? file.readAt(offset, bytes.data(), size) : 0);
+    return bytes;
+}
+
+bool startsWith(ByteSpan bytes, std::string_view mark) {
+    return bytes.size() >= mark.size() && std::equal(mark.begin(), mark.end(), bytes.begin(), [](char c, auto byte) {
+               return static_cast<unsigned char>(c) == byte;
+           });
+}
+
+/// The description of the first format whose mark is there; empty for none.
+template <std::size_t COUNT, class IsThere>
+std::string find(const Format (&formats)[COUNT], const IsThere& isThere) {
+    const auto found = std::ranges::find_if(formats, isThere, &Format::mark);
+    return found == std::end(formats) ? "" : found->description;
+}
+
+/// The directory of a compound file, read as far as the header alone leads to it.
+class CompoundDirectory {
+public:
+    CompoundDirectory(const Bytes& file, ByteSpan header)
+        : file_(file), header_(header), sectorSize_(number(header, 30, 2) == 12 ? 4096 : 512) {
+        std::uint64_t sector = number(header_, 48, 4);
+        for (std::size_t i = 0; i < MAXIMUM_SECTORS && sector < END_OF_CHAIN; ++i) {
+            const ByteVector bytes = readSector(sector);
+            entries_.insert(entries_.end(), bytes.begin(), bytes.end());
+            sector = bytes.size() == sectorSize_ ? findNext(sector) : END_OF_CHAIN;
+        }
+    }
+
+    /// Whether the root storage has an entry of a name.
+    bool hasInRoot(std::string_view name) const {
+        std::vector<std::uint64_t> pending{numberOf(0, 76)};
+        for (std::size_t i = 0; i < pending.size() && i < count(); ++i) {
+            if (pending[i] >= count()) {
+                continue;
+            }
+            if (hasName(pending[i], name)) {
+                return true;
+            }
+            pending.insert(pending.end(), {numberOf(pending[i], 68), numberOf(pending[i], 72)});
+        }
+        return false;
+    }
+
+private:
+    static constexpr std::uint64_t END_OF_CHAIN = 0xFFFFFFFA; ///< greater numbers are no sectors
+
+    ByteVector readSector(std::uint64_t sector) const {
+        return readFrom(file_, (sector + 1) * sectorSize_, sectorSize_);
+    }
+
+    std::uint64_t findNext(std::uint64_t sector) const {
+        const std::uint64_t perSector = sectorSize_ / 4;
+        const std::uint64_t place = 76 + sector / perSector * 4;
+        if (place + 4 > header_.size()) {
+            return END_OF_CHAIN;
+        }
+        const ByteVector table = readSector(number(header_, place, 4));
+        return table.size() == sectorSize_ ? number(table, sector % perSector * 4, 4) : END_OF_CHAIN;
+    }
+
+    std::uint64_t count() const { return entries_.size() / COMPOUND_ENTRY_SIZE; }
+
+    std::uint64_t numberOf(std::uint64_t entry, std::size_t place) const {
+        return entry < count() ? number(entries_, entry * COMPOUND_ENTRY_SIZE + place, 4) : END_OF_CHAIN;
+    }
+
+    /// Names are UTF-16 with a zero at the end.
+    bool hasName(std::uint64_t entry, std::string_view name) const {
+        const ByteSpan bytes = ByteSpan(entries_).subspan(entry * COMPOUND_ENTRY_SIZE, COMPOUND_ENTRY_SIZE);
+        if (number(bytes, 64, 2) != 2 * (name.size() + 1)) {
+            return false;
+        }
+        for (std::size_t i = 0; i < name.size(); ++i) {
+            if (number(bytes, 2 * i, 2) != static_cast<unsigned char>(name[i])) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    const Bytes& file_;
+    ByteSpan header_;
+    std::size_t sectorSize_;
+    ByteVector entries_;
+};
+
+} // namespace
+
+std::string explainCompoundFile(const Bytes& file) {
+    const ByteVector header = readFrom(file, 0, COMPOUND_HEADER_SIZE);
+    if (!startsWith(header, COMPOUND_FILE)) {
+        return {};
+    }
+    std::string content;
+    if (header.size() == COMPOUND_HEADER_SIZE) {
+        const CompoundDirectory directory(file, header);
+        content = find(COMPOUND_FORMATS, [&](std::string_view name) { return directory.hasInRoot(name); });
+    }
+    return "an OLE2 compound file (" + (content.empty() ? "an encrypted or an old Office document" : content) +
+           "), not a package";
+}
+
+std::string explainOtherFile(const Bytes& file) {
+    const ByteVector start = readFrom(file, 0, 16);
+    if (start.empty()) {
+        return "an empty file, not a package";
+    }
+    if (startsWith(start, "PK\x03\x04")) {
+        return "a ZIP file whose end is missing";
+    }
+    const std::string kind = find(FILE_FORMATS, [&](std::string_view mark) { return startsWith(start, mark); });
+    return kind.empty() ? "not a ZIP file" : kind + ", not a package";
+}
+
+std::string explainOtherZip(const std::function<bool(std::string_view)>& hasItem, std::string_view mediaType) {
+    std::string kind = find(ZIP_FORMATS, hasItem);
+    if (mediaType.starts_with("application/vnd.oasis.opendocument.")) {
+        kind = "an OpenDocument file (" + inQuotes(mediaType) + ')';
+    } else if (!mediaType.empty()) {
+        kind = "a ZIP file of the type " + inQuotes(mediaType);
+    }
+    return (kind.empty() ? "a ZIP file" : kind) + ", not a package: no item \"[Content_Types].xml\"";
+}
+
+} // namespace opc::storage

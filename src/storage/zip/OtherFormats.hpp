@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "storage/Bytes.hpp"
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+/// What files are that people take for packages, for the messages that refuse them. Everything is told by well-known
+/// bytes and names; nothing of a file is trusted.
+namespace opc::storage {
+
+/// An OLE2 compound file: "an OLE2 compound file (an encrypted Office document), not a package"; empty for any other
+/// file. Office programs take a file with this header for a document of that kind, whatever follows.
+std::string explainCompoundFile(const Bytes& file);
+
+/// A file that is no ZIP file: "a PDF document, not a package".
+std::string explainOtherFile(const Bytes& file);
+
+/// A ZIP file without a content types stream: "a Java archive (JAR), not a package: ...".
+/// @param hasItem whether the file has an item of a name.
+/// @param mediaType the content of the item "mimetype"; empty when there is none.
+std::string explainOtherZip(const std::function<bool(std::string_view)>& hasItem, std::string_view mediaType);
+
+} // namespace opc::storage
