@@ -263,19 +263,20 @@ TEST(RelationshipsPart, RefusesWhatBreaksItsRules) {
     for (const auto& [xml, message] : table)
         EXPECT_TRUE(throws<InvalidRelationshipContent>(message, opening(xml))) << xml;
     // Values are taken as they are written: what other programs do not cut off is not cut off here.
-    for (const std::string& space : {" ", "&#x20;", "&#9;", "&#10;", "\n", "\xC2\xA0"})
+    for (const std::string space : {" ", "&#x20;", "&#9;", "&#10;", "\n", "\xC2\xA0"})
         for (const bool isBefore : {false, true}) {
             const auto with = [&](const std::string& value) {
                 return "='" + (isBefore ? space + value : value + space) + "' ";
             };
-            const std::string id = "Id='i' ", type = "Type='t' ", target = "Target='x' ",
+            const std::string id = "Id='i' ", ofType = "Type='t' ", target = "Target='x' ",
                               mode = "TargetMode='External'";
             const std::pair<std::string, const char*> rows[] = {
-                {id + type + "Target" + with("x"), "Target is not a valid URI for an internal relationship"},
+                {id + ofType + "Target" + with("x"), "Target is not a valid URI for an internal relationship"},
                 {id + "Type" + with("t") + target, "Type is not a valid URI"},
                 {id + "Type" + with("t") + target + mode, "Type is not a valid URI"},
-                {"Id" + with("i") + type + target, space[0] == '\xC2' ? "" : "Relationship ID is not a valid xsd::ID"},
-                {id + type + target + "TargetMode" + with("External"), ""},
+                {"Id" + with("i") + ofType + target,
+                 space == "\xC2\xA0" ? "value '" : "Relationship ID is not a valid xsd::ID"},
+                {id + ofType + target + "TargetMode" + with("External"), "value '"},
             };
             for (const auto& [attributes, message] : rows)
                 EXPECT_TRUE(throwsSaying<InvalidRelationshipContent>(
