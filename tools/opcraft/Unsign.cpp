@@ -93,7 +93,8 @@ ExitCode removeAll(const UnsignOptions& options, Console& console) {
     if (text.empty())
         text = "No signatures.\n";
     for (const std::string& part : found.loose)
-        text += "Kept " + escaped(part) + ", which no signature origin of the package leads to\n";
+        text +=
+            "Kept " + escaped(part) + ", which no signature origin of the package leads to; 'opcraft rm' removes it\n";
     change.save(console, isSigned);
     change.report(console, text);
     return ExitCode::Fine;
