@@ -5,7 +5,8 @@
 
 namespace opc::certificates {
 
-CertificateValidationResults::CertificateValidationResults(int chainStatus, std::string message)
-    : chainStatus_(chainStatus), message_(std::move(message)) {}
+CertificateValidationResults::CertificateValidationResults(int chainStatus, std::string message,
+                                                           std::shared_ptr<const X509Certificate> trustAnchor)
+    : chainStatus_(chainStatus), message_(std::move(message)), trustAnchor_(std::move(trustAnchor)) {}
 
 } // namespace opc::certificates

@@ -9,7 +9,9 @@
 
 #include <boost/date_time/posix_time/posix_time.hpp>
 
+#include <algorithm>
 #include <ctime>
+#include <memory>
 #include <new>
 
 namespace opc::certificates {
@@ -83,8 +85,18 @@ bool isMadeForSignatures(STACK_OF(X509) * path) {
     return true;
 }
 
+using TrustAnchor = std::shared_ptr<const X509Certificate>;
+
+TrustAnchor endOf(STACK_OF(X509) * path, const ErrorScope& errors) {
+    const X509* const end = sk_X509_value(path, sk_X509_num(path) - 1);
+    std::vector<unsigned char> der(static_cast<std::size_t>(std::max(0, i2d_X509(end, nullptr))));
+    unsigned char* out = der.data();
+    errors.require(!der.empty() && i2d_X509(end, &out) > 0, "A certificate cannot be written");
+    return std::make_shared<const X509Certificate>(X509Certificate::fromDER(der));
+}
+
 int checkChain(X509* certificate, const X509CertificateChain& chain, const CertificateValidationOptions& options,
-               const TrustStore& trust) {
+               const TrustStore& trust, TrustAnchor& anchor) {
     const ErrorScope errors;
     const crypto::Store store = makeStore(trust, errors);
     const crypto::BorrowedCertificates untrusted = makeStack(chain, errors);
@@ -96,8 +108,10 @@ int checkChain(X509* certificate, const X509CertificateChain& chain, const Certi
         const int status = X509_STORE_CTX_get_error(context.get());
         return status == X509_V_OK ? X509_V_ERR_UNSPECIFIED : status;
     }
-    if (options.checksPurpose() && !isMadeForSignatures(X509_STORE_CTX_get0_chain(context.get())))
+    STACK_OF(X509)* const path = X509_STORE_CTX_get0_chain(context.get());
+    if (options.checksPurpose() && !isMadeForSignatures(path))
         return X509_V_ERR_INVALID_PURPOSE;
+    anchor = endOf(path, errors);
     return X509_V_OK;
 }
 
@@ -113,13 +127,14 @@ CertificateValidationResults X509Certificate::validate(const X509CertificateChai
                                                        const TrustStore& trust) const {
     const ErrorScope errors;
     X509* const certificate = getImpl().get();
+    TrustAnchor anchor;
     int status = checkAlone(certificate, options);
     if (status == X509_V_OK && options.checksPurpose() && !allowsDigitalSignatures())
         status = X509_V_ERR_INVALID_PURPOSE;
     if (status == X509_V_OK && options.checksChain())
-        status = checkChain(certificate, chain, options, trust);
+        status = checkChain(certificate, chain, options, trust, anchor);
     if (status == X509_V_OK)
-        return CertificateValidationResults();
+        return CertificateValidationResults(0, {}, anchor);
     if (status == X509_V_ERR_OUT_OF_MEM)
         throw std::bad_alloc();
     return CertificateValidationResults(status, X509_verify_cert_error_string(status));

@@ -191,9 +191,10 @@ void Package::attachRelationships(RelationshipSource& source, const PartName& na
     pending.erase(found);
 }
 
-ContentType Package::lookUpContentType(const PartName& name, const interfaces::IPhysicalPart& physicalPart) {
+ContentType Package::lookUpContentType(const PartName& name, const interfaces::IPhysicalPart& physicalPart,
+                                       bool takeReference) {
     if (physicalPackage_.hasContentTypeStream())
-        return contentTypeSource_->getContentType(name, true);
+        return contentTypeSource_->getContentType(name, takeReference);
     return askWhileOpening([&physicalPart] { return physicalPart.getContentType(); });
 }
 

@@ -21,6 +21,8 @@ namespace opc::model {
 
 namespace {
 
+constexpr const char* NO_SIGNATURE_PART = "The provided signature part name is invalid or does not exist.";
+
 bool isNumber(const std::u16string& text) {
     return !text.empty() && text.find_first_not_of(u"0123456789") == std::u16string::npos;
 }
@@ -54,6 +56,28 @@ void throwIfAbsent(const RelationshipSource& source, const RelationshipSelector&
         throw RelationshipNotFound(withDetails("Relationship with Type ", criteria, name));
 }
 
+/// Runs a step; what it throws lies in that item, where no other one is told.
+template <class Action>
+void placing(const URI& item, Action action) {
+    try {
+        action();
+    } catch (Exception& e) {
+        e.setPlace(placeInItem(e, toASCIIString(item.toString())));
+        throw;
+    }
+}
+
+/// The part of a signature whose name may be any text.
+PartName signaturePartOf(const DigitalSignatureManager& manager, const std::u16string& name) {
+    try {
+        return manager.getSignaturePartName(name);
+    } catch (const SignatureNotFound&) {
+        throw;
+    } catch (const Exception&) { // no URI, or no part name
+        throw SignatureNotFound(NO_SIGNATURE_PART);
+    }
+}
+
 /// What a reference selects of its source.
 /// @throws RelationshipNotFound when a selector selects nothing.
 std::vector<Relationship> resolveSelectors(const RelationshipSource& source,
@@ -80,22 +104,15 @@ void DigitalSignatureManager::doLoad() {
     if (origins.empty())
         return;
     try {
-        const Part origin = getPackage().getPart(PartName(origins.front().getTargetURI()));
+        const URI origin = origins.front().getTargetURI();
+        std::vector<Relationship> relationships;
+        placing(origin, [&] {
+            relationships =
+                getPackage().getPart(PartName(origin)).getRelationshipsByType(libraryForm().signatureRelationshipType);
+        });
         std::set<PartName> seen;
-        for (const Relationship& relationship :
-             origin.getRelationshipsByType(libraryForm().signatureRelationshipType)) {
-            const Part part = getPackage().getPart(PartName(relationship.getTargetURI()));
-            if (!seen.insert(part.getName()).second)
-                throw InvalidSignature("Two relationships lead to the signature part " +
-                                       toASCIIString(part.getName().toString()));
-            throwIfTooMuchIsSigned<InvalidSignature>(signatures_, 0);
-            signatures_.push_back(loadSignature(part));
-            const std::u16string id = signatures_.back().getImpl()->signatureId;
-            if (id != countersignatureId) {
-                updateNextSignatureID(id, part);
-                assertSignatureCorrectnessAfterLoad(*signatures_.back().getImpl());
-            }
-        }
+        for (const Relationship& each : relationships)
+            placing(each.getTargetURI(), [&] { load(PartName(each.getTargetURI()), seen); });
     } catch (const Exception& e) {
         throwAs<InvalidSignature>(e);
     }
@@ -103,15 +120,23 @@ void DigitalSignatureManager::doLoad() {
 
 void DigitalSignatureManager::doSave() {}
 
+void DigitalSignatureManager::load(const PartName& name, std::set<PartName>& seen) {
+    const Part part = getPackage().getPart(name);
+    if (!seen.insert(part.getName()).second)
+        throw InvalidSignature("Two relationships lead to the signature part " +
+                               toASCIIString(part.getName().toString()));
+    throwIfTooMuchIsSigned<InvalidSignature>(signatures_, 0);
+    signatures_.push_back(loadSignature(part));
+    const std::u16string id = signatures_.back().getImpl()->signatureId;
+    if (id != countersignatureId) {
+        updateNextSignatureID(id, part);
+        assertSignatureCorrectnessAfterLoad(*signatures_.back().getImpl());
+    }
+}
+
 DigitalSignature DigitalSignatureManager::loadSignature(const Part& part) const {
     std::ostream nowhere(nullptr);
-    auto data = std::make_shared<DigitalSignatureData>();
-    try {
-        *data = reader_->read(*part.getInputStream(), nowhere);
-    } catch (InvalidPartContent& e) {
-        e.setPlace(placeInItem(e, toASCIIString(part.getName().toString())));
-        throw;
-    }
+    auto data = std::make_shared<DigitalSignatureData>(reader_->read(*part.getInputStream(), nowhere));
     // What the document calls itself is not signed; where it is, its relationship says.
     data->partName = part.getName().toString();
     data->signatureId = withoutPrefix(stemOf(part.getName()));
@@ -121,28 +146,43 @@ DigitalSignature DigitalSignatureManager::loadSignature(const Part& part) const 
 
 void DigitalSignatureManager::fillUpSignedEntities(DigitalSignatureData& data) const {
     for (const auto& reference : data.manifestReferences) {
-        const ManifestTarget target = ManifestTarget::of(reference.uri);
-        const PartName part = target.isRelationships() ? PartName(target.name.getSourcePartName(), true) : target.name;
-        if (!PartName::isPackageRootUri(part.getURI()) && !getPackage().hasPart(part))
-            throw PartNotFound("Part referenced to by the signature is not present in the package.");
-        if (!target.isRelationships()) {
-            data.signedPartNames.push_back(part);
-            continue;
+        try {
+            resolve(reference, data);
+        } catch (Exception& e) {
+            ErrorPlace place;
+            place.element = "Reference";
+            place.attribute = "URI";
+            place.value = toASCIIString(reference.uri.toString());
+            e.setPlace(std::make_shared<const ErrorPlace>(std::move(place)));
+            throw;
         }
-        const URI source = part.getURI();
-        auto [entry, isNew] = data.relationshipSelectors.try_emplace(source);
-        if (!isNew)
-            throw InvalidSignature("Two references of the signature cover relationships of " +
-                                   toASCIIString(source.toString()));
-        for (const std::u16string& id : reference.relationshipSourceIds)
-            entry->second.emplace_back(source, RelationshipSelectorType::ById, id);
-        for (const std::u16string& type : reference.relationshipSourceTypes)
-            entry->second.emplace_back(source, RelationshipSelectorType::ByType, type);
-        const auto selected = withSource(getPackage(), source, [&entry = entry](const RelationshipSource& of) {
-            return resolveSelectors(of, entry->second);
-        });
-        data.signedRelationships.insert(data.signedRelationships.end(), selected.begin(), selected.end());
     }
+}
+
+/// Finds what a reference of the manifest names.
+void DigitalSignatureManager::resolve(const DigitalSignatureData::ReferenceData& reference,
+                                      DigitalSignatureData& data) const {
+    const ManifestTarget target = ManifestTarget::of(reference.uri);
+    const PartName part = target.isRelationships() ? PartName(target.name.getSourcePartName(), true) : target.name;
+    if (!PartName::isPackageRootUri(part.getURI()) && !getPackage().hasPart(part))
+        throw PartNotFound("Part referenced to by the signature is not present in the package.");
+    if (!target.isRelationships()) {
+        data.signedPartNames.push_back(part);
+        return;
+    }
+    const URI source = part.getURI();
+    auto [entry, isNew] = data.relationshipSelectors.try_emplace(source);
+    if (!isNew)
+        throw InvalidSignature("Two references of the signature cover relationships of " +
+                               toASCIIString(source.toString()));
+    for (const std::u16string& id : reference.relationshipSourceIds)
+        entry->second.emplace_back(source, RelationshipSelectorType::ById, id);
+    for (const std::u16string& type : reference.relationshipSourceTypes)
+        entry->second.emplace_back(source, RelationshipSelectorType::ByType, type);
+    const auto selected = withSource(getPackage(), source, [&entry = entry](const RelationshipSource& of) {
+        return resolveSelectors(of, entry->second);
+    });
+    data.signedRelationships.insert(data.signedRelationships.end(), selected.begin(), selected.end());
 }
 
 void DigitalSignatureManager::assertSignatureCorrectnessAfterLoad(
@@ -215,7 +255,7 @@ DigitalSignature DigitalSignatureManager::getSignature(const std::u16string& nam
 
 DigitalSignature DigitalSignatureManager::findSignature(const std::u16string& name) const {
     throwIfPackageNotOpen();
-    PartName part = getSignaturePartName(name);
+    PartName part = signaturePartOf(*this, name);
     const auto isNamed = [&name](const DigitalSignature& each) { return each.getName() == name; };
     // One may lie in another folder; of several of one name it is the one that lies where it should.
     auto found = std::find_if(loaded().begin(), loaded().end(), [&](const DigitalSignature& each) {
@@ -276,7 +316,7 @@ DigitalSignature DigitalSignatureManager::getCountersignature() const {
 
 void DigitalSignatureManager::throwIfNotValidSignaturePart(const PartName& name) const {
     if (!getPackage().hasPart(name))
-        throw SignatureNotFound("The provided signature part name is invalid or does not exist.");
+        throw SignatureNotFound(NO_SIGNATURE_PART);
     URI target(u"");
     std::u16string id;
     const auto relationships =

@@ -58,6 +58,7 @@ void throwIfKeyIsEmpty(const Bytes& key, const char* message) {
 /// What is to be signed, with what was found of it in the package.
 struct DataToSign {
     const SigningRequest& request;
+    std::vector<PartName> names{}; ///< of the parts, as they are stored
     std::vector<Bytes> digests{};
     std::vector<ContentType> contentTypes{};
     std::vector<Relationship> relationships{};
@@ -114,8 +115,11 @@ DataToSign computeDataToSign(const Package& package, const SigningRequest& reque
     DataToSign data{request};
     try {
         data.digests = computePartDigests(package, request.parts, params.getDigestMethod());
-        for (const PartName& name : request.parts)
-            data.contentTypes.push_back(package.getPart(name).getContentType());
+        for (const PartName& name : request.parts) {
+            const Part part = package.getPart(name);
+            data.names.push_back(part.getName());
+            data.contentTypes.push_back(part.getContentType());
+        }
         collectRelationships(package, data);
     } catch (const RelationshipNotFound&) {
         throw;
@@ -132,14 +136,14 @@ std::u16string toBase64(const Bytes& bytes) {
 }
 
 void addPartReferences(const DataToSign& data, const std::u16string& digestMethod, DigitalSignatureData& signature) {
-    for (std::size_t i = 0; i < data.request.parts.size(); ++i) {
+    for (std::size_t i = 0; i < data.names.size(); ++i) {
         ReferenceData reference;
-        reference.uri = makeManifestURI(data.request.parts[i].toString(), data.contentTypes[i].toString());
+        reference.uri = makeManifestURI(data.names[i].toString(), data.contentTypes[i].toString());
         reference.digestMethod = digestMethod;
         reference.digestValue = toBase64(data.digests[i]);
         signature.manifestReferences.push_back(std::move(reference));
     }
-    signature.signedPartNames = data.request.parts;
+    signature.signedPartNames = data.names;
 }
 
 void addRelationshipReferences(const Package& package, const DataToSign& data, const std::u16string& digestMethod,
@@ -148,8 +152,9 @@ void addRelationshipReferences(const Package& package, const DataToSign& data, c
         signature.relationshipSelectors[selector.getSourceURI()].push_back(selector);
     for (const auto& [source, selectors] : signature.relationshipSelectors) {
         ReferenceData reference;
-        reference.uri = makeManifestURI(PartName(source).getRelationshipPartName(),
-                                        PackageHelper::getRelationshipContentType().toString());
+        const PartName name =
+            withSource(package, source, [](const RelationshipSource& of) { return of.getRelationshipsPartName(); });
+        reference.uri = makeManifestURI(name.toString(), PackageHelper::getRelationshipContentType().toString());
         reference.digestMethod = digestMethod;
         for (const RelationshipSelector& selector : selectors)
             (selector.getSelectorType() == RelationshipSelectorType::ById ? reference.relationshipSourceIds

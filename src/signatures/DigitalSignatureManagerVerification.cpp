@@ -97,6 +97,7 @@ SignatureReport DigitalSignatureManager::examine(const DigitalSignature& signatu
             material.certificate.validate(material.chain, *material.options, trustedBy(*material.trustStore));
     }
     report.references = examiner.examine(data);
+    report.uncoveredObjects = ReferenceExaminer::findUncoveredObjects(data);
     return report;
 }
 

@@ -11,6 +11,19 @@ namespace {
 
 constexpr std::u16string_view contentTypeKey = std::u16string_view(contentTypeQuery).substr(1);
 
+/// What a part of a URI says.
+std::u16string unescaped(const std::u16string& text) {
+    std::u16string said;
+    for (std::size_t i = 0; i < text.size(); ++i)
+        if (text[i] == u'%') { // and two digits, as in every URI
+            said += static_cast<char16_t>(std::stoi(toASCIIString(text.substr(i + 1, 2)), nullptr, 16));
+            i += 2;
+        } else {
+            said += text[i];
+        }
+    return said;
+}
+
 } // namespace
 
 ManifestTarget ManifestTarget::of(const URI& uri) {
@@ -20,7 +33,7 @@ ManifestTarget ManifestTarget::of(const URI& uri) {
     ManifestTarget target{PartName(URI(uri.getPath()))};
     const std::u16string query = uri.getQuery();
     if (query.compare(0, contentTypeKey.size(), contentTypeKey) == 0)
-        target.contentType = query.substr(contentTypeKey.size());
+        target.contentType = unescaped(query.substr(contentTypeKey.size()));
     return target;
 }
 
@@ -28,7 +41,7 @@ URI makeManifestURI(const std::u16string& partName, const std::u16string& conten
     const std::u16string text = partName + contentTypeQuery + contentType;
     try {
         const URI uri(text);
-        if (!uri.hasFragment() && uri.getQuery() == std::u16string(contentTypeKey) + contentType)
+        if (!uri.hasFragment() && ManifestTarget::of(uri).contentType == contentType)
             return uri;
     } catch (const InvalidURI&) { // told below
     }

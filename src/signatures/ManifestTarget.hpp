@@ -11,7 +11,7 @@ namespace opc::model {
 /// What the URI of a manifest reference names (ECMA-376-2 §10.5.9).
 struct ManifestTarget {
     PartName name;                ///< of a part, or of a relationships part
-    std::u16string contentType{}; ///< as written; empty when none is
+    std::u16string contentType{}; ///< without the escapes of a URI; empty when there is none
 
     /// @throws InvalidSignature when the URI leads outside of the package or into the signature itself.
     /// @throws InvalidPartName

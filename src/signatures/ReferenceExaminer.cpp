@@ -8,11 +8,10 @@
 #include <opc/core/Strings.hpp>
 #include <opc/crypto/CryptoEngine.hpp>
 #include <opc/errors/Errors.hpp>
-#include <opc/model/coreproperties/PackageHelper.hpp>
 #include <opc/signatures/AlgorithmURIMap.hpp>
 
 #include <algorithm>
-#include <map>
+#include <set>
 
 namespace opc::model {
 
@@ -73,7 +72,7 @@ void compareDigests(const std::vector<unsigned char>& found, ReferenceReport& re
         throw Finding{ReferenceVerdict::DigestDiffers, "this is not what was signed: the digests differ"};
 }
 
-/// The normalized text of a content type; the text itself when it is none.
+/// The text of a content type whatever its spaces and the order of its parameters; the text itself when it is none.
 std::u16string normalized(const std::u16string& contentType) {
     try {
         return ContentType(contentType).toString();
@@ -87,10 +86,40 @@ void compareContentTypes(const std::u16string& claimed, const std::u16string& fo
     report.foundContentType = found;
     if (claimed.empty())
         throw Finding{ReferenceVerdict::NotSupported, "the reference names no content type"};
-    if (normalized(claimed) != found)
+    const std::u16string signedType = normalized(claimed);
+    if (signedType != found)
         throw Finding{ReferenceVerdict::ContentTypeDiffers,
                       "the content type is " + detail::toUTF8String(found, false) + " and was " +
-                          detail::toUTF8String(claimed, false) + " when it was signed"};
+                          detail::toUTF8String(claimed, false) + " when it was signed" +
+                          (caselessCompare(signedType, found) == 0 ? ", which differs in the case of letters" : "")};
+}
+
+/// Whether a signature is the countersignature its name decides. The signer says it by the target of the properties.
+void throwIfMisnamed(const DigitalSignatureData& signature) {
+    const std::u16string target = signature.signatureProperties.empty() ? u"" : signature.signatureProperties[0].target;
+    const bool isMeant = target == std::u16string(u"#Signature") + countersignatureId;
+    if (isMeant == (signature.signatureId == countersignatureId))
+        return;
+    const std::string signedAs = ", but its signed Target is " + detail::toUTF8String(target, false);
+    throw Finding{ReferenceVerdict::Misnamed,
+                  isMeant ? "the name of the signature is not that of the countersignature" + signedAs
+                          : "the name of the signature is that of the countersignature" + signedAs};
+}
+
+/// Names that differ in case are equivalent, and yet there are readers that do not find a part by the other one.
+void throwIfRenamed(const PartName& claimed, const PartName& found) {
+    if (claimed.toString() != found.toString())
+        throw Finding{ReferenceVerdict::Misnamed, "the name is " + detail::toUTF8String(found.toString(), false) +
+                                                      " and was " + detail::toUTF8String(claimed.toString(), false) +
+                                                      " when it was signed"};
+}
+
+PartName nameOfRelationshipsPart(const RelationshipSource& source) {
+    try {
+        return source.getRelationshipsPartName();
+    } catch (const Exception& e) {
+        throw Finding{ReferenceVerdict::NotReadable, std::string("Unable to compute digest. ") + e.what()};
+    }
 }
 
 void throwIfTransformed(const ReferenceData& reference) {
@@ -134,6 +163,17 @@ std::vector<ReferenceReport> ReferenceExaminer::examine(const DigitalSignatureDa
     return reports;
 }
 
+std::vector<std::u16string> ReferenceExaminer::findUncoveredObjects(const DigitalSignatureData& signature) {
+    std::set<std::u16string> covered;
+    for (const ReferenceData& reference : signature.signedInfoReferences)
+        covered.insert(reference.uri.getFragment());
+    std::vector<std::u16string> uncovered;
+    for (const auto& object : signature.objects)
+        if (covered.count(object.id) == 0)
+            uncovered.push_back(object.id);
+    return uncovered;
+}
+
 ReferenceReport ReferenceExaminer::examineObject(const ReferenceData& reference,
                                                  const DigitalSignatureData& signature) {
     ReferenceReport report = startReport(reference, ReferenceKind::Object);
@@ -147,6 +187,8 @@ ReferenceReport ReferenceExaminer::examineObject(const ReferenceData& reference,
         throwIfTransformed(reference);
         const std::string bytes = detail::toUTF8String(toDigestedText(found->xmlBytes));
         compareDigests(digester_.digestBytes(bytes, digestMethodOf(reference)), report);
+        if (report.target == packageObjectId)
+            throwIfMisnamed(signature);
     });
     return report;
 }
@@ -169,6 +211,7 @@ void ReferenceExaminer::examinePart(const ReferenceData& reference, const PartNa
     if (!package_.hasPart(name))
         throw Finding{ReferenceVerdict::Missing, "the part is not in the package any longer"};
     const Part part = package_.getPart(name);
+    throwIfRenamed(name, part.getName());
     throwIfTransformed(reference);
     compareContentTypes(report.claimedContentType, part.getContentType().toString(), report);
     const DigestMethod method = digestMethodOf(reference);
@@ -188,9 +231,10 @@ void ReferenceExaminer::examineRelationships(const ReferenceData& reference, con
     if (!PartName::isPackageRootUri(source) && !package_.hasPart(PartName(source)))
         throw Finding{ReferenceVerdict::Missing, "the part with these relationships is not in the package any longer"};
     throwIfTransformedOtherwise(reference);
-    compareContentTypes(report.claimedContentType, PackageHelper::getRelationshipContentType().toString(), report);
-    report.relationships = withSource(package_, source, [&report](const RelationshipSource& of) {
-        return selectRelationships(of, report.selectors);
+    withSource(package_, source, [&](const RelationshipSource& of) {
+        throwIfRenamed(name, nameOfRelationshipsPart(of));
+        compareContentTypes(report.claimedContentType, of.getRelationshipsContentType().toString(), report);
+        report.relationships = selectRelationships(of, report.selectors);
     });
     compareDigests(digester_.digestBytes(transformRelationships(report.relationships), digestMethodOf(reference)),
                    report);

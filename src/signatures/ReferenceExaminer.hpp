@@ -7,6 +7,7 @@
 
 #include "signatures/PartDigester.hpp"
 
+#include <string>
 #include <vector>
 
 namespace opc::model {
@@ -21,6 +22,9 @@ public:
 
     /// Those of `SignedInfo`, then those of the manifest. What is wrong stands in the reports.
     std::vector<ReferenceReport> examine(const DigitalSignatureData& signature);
+
+    /// The Ids of the objects that no reference of `SignedInfo` leads to.
+    static std::vector<std::u16string> findUncoveredObjects(const DigitalSignatureData& signature);
 
 private:
     using ReferenceData = DigitalSignatureData::ReferenceData;

@@ -159,19 +159,24 @@ private:
             readKeyValue(keyValue);
             return {};
         }
+        const auto x509Datas = children(keyInfo, dsigNamespace, u"X509Data");
+        if (x509Datas.empty())
+            refuse("Supported key management mechanisms in signatures are KeyValue using RSA or X509 certificates. "
+                   "Others are not supported.");
+        return readCertificates(x509Datas);
+    }
+
+    /// There may be none: then a key of the caller decides.
+    std::vector<certificates::X509Certificate> readCertificates(const std::vector<DOMElement*>& x509Datas) {
         std::vector<certificates::X509Certificate> found;
-        std::size_t count = 0;
-        for (const DOMElement* x509Data : children(keyInfo, dsigNamespace, u"X509Data"))
+        for (const DOMElement* x509Data : x509Datas)
             for (const DOMElement* element : children(x509Data, dsigNamespace, u"X509Certificate")) {
-                if (++count > MAXIMUM_CERTIFICATES)
+                if (found.size() >= MAXIMUM_CERTIFICATES)
                     refuse("XML signature: there are more than " + std::to_string(MAXIMUM_CERTIFICATES) +
                            " certificates.");
                 found.push_back(readCertificate(element));
             }
-        trace_("Number of x509Certificate elements = ", count);
-        if (found.empty())
-            refuse("Supported key management mechanisms in signatures are KeyValue using RSA or X509 certificates. "
-                   "Others are not supported.");
+        trace_("Number of x509Certificate elements = ", found.size());
         return found;
     }
 
@@ -331,6 +336,8 @@ private:
             XercesHelper::writeElementToString(*writer_, element, object.xmlBytes);
             data_.objects.push_back(std::move(object));
         }
+        if (packageObject == nullptr)
+            refuse(std::string("XML signature: Could not find referenced object ") + narrow(packageObjectId));
         readPackageObject(packageObject);
     }
 
@@ -342,15 +349,14 @@ private:
     /// A child of the package object by its local name: none of another namespace may look like it, either.
     static const DOMElement* onlyChild(const DOMElement* object, std::u16string_view name, const char* title) {
         const DOMElement* found = nullptr;
-        if (object != nullptr)
-            for (const DOMElement* element : children(object)) {
-                if (name != element->getLocalName())
-                    continue;
-                if (found != nullptr)
-                    refuse("XML signature: There must exist only one " + narrow(name) +
-                           " element in package specific Object element.");
-                found = element;
-            }
+        for (const DOMElement* element : children(object)) {
+            if (name != element->getLocalName())
+                continue;
+            if (found != nullptr)
+                refuse("XML signature: There must exist only one " + narrow(name) +
+                       " element in package specific Object element.");
+            found = element;
+        }
         if (found == nullptr)
             refuse(std::string("XML signature: Could not find ") + title + " object ");
         return found;
@@ -389,6 +395,7 @@ private:
             requiredAttribute(property, u"Target", "XML signature: SignatureProperty does not have a target.");
         if (target != u"#" + attribute(&root_, u"Id"))
             refuse("XML signature: the target of a SignatureProperty is not its signature.");
+        requiredChild(property, u"SignatureTime", packageSignatureNamespace);
         for (const DOMElement* time : children(property, packageSignatureNamespace, u"SignatureTime")) {
             if (!data_.signatureProperties.empty())
                 refuse("XML signature: There must exist only one SignatureTime element.");

@@ -31,6 +31,16 @@ const unsigned char* asBytes(const std::string& text) {
     return reinterpret_cast<const unsigned char*>(text.data());
 }
 
+/// Of the key of the signer, in bits. Where no key came with the signature its value tells, which is as long.
+unsigned keySizeOf(const DigitalSignatureData& signature) {
+    if (signature.publicKey)
+        return signature.publicKey->getKeySize();
+    if (!signature.certificate.isEmpty())
+        return signature.certificate.getKeySize();
+    const auto value = decode(signature.signatureValue);
+    return value ? static_cast<unsigned>(value->size() * 8) : 0;
+}
+
 template <class Action>
 auto translatingKeySize(Action action) -> decltype(action()) {
     try {
@@ -103,9 +113,7 @@ void deriveParams(DigitalSignatureData& signature) {
         digestMethod = AlgorithmURIMap::getSigningParameters(signature.signatureMethod).getDigestMethod();
     } catch (const Exception&) { // told when it is verified
     }
-    const unsigned keySize =
-        signature.publicKey ? signature.publicKey->getKeySize() : signature.certificate.getKeySize();
-    signature.signatureParams = {digestMethod, toSignatureMethod(keySize)};
+    signature.signatureParams = {digestMethod, toSignatureMethod(keySizeOf(signature))};
 }
 
 void throwIfKeyLengthIsOff(const std::vector<unsigned char>& privateKey, const std::vector<unsigned char>& publicKey,

@@ -36,8 +36,8 @@ std::u16string makeSignatureValue(const DigitalSignatureData& signature, const c
 /// none does. The others are its chain, in their order.
 void chooseSigner(DigitalSignatureData& signature, std::vector<certificates::X509Certificate> certificates);
 
-/// Takes the parameters of a signature that was read from its method and the size of its key. A method that is none of
-/// RSA leaves the digest as it is.
+/// Takes the parameters of a signature that was read from its method and the size of its key, or the length of its
+/// value when no key came with it. A method that is none of RSA leaves the digest as it is.
 /// @throws opc::Exception for a size that no signature method has.
 void deriveParams(DigitalSignatureData& signature);
 

@@ -310,27 +310,31 @@ TEST_F(SignaturesOf, APackageAreTakenForThatByTheirOriginAlone) {
 TEST_F(SignaturesOf, ChangedBeyondReadingAreAFindingAndStillGo) {
     sign();
     const std::string whole = read("letter.docx");
-    const std::function<void()> changes[] = {
-        [&] {
-            opcraft({"rm", "letter.docx", "/word/styles.xml", "--force"});
-        },
-        [&] { edit("letter.docx", "_xmlsignatures/sig1.xml", "<SignatureValue>", "<Signature_Value>"); },
-        [&] {
-            opcraft({"unrelate", "letter.docx", "/", "rId1"});
-        },
+    const std::pair<json, std::function<void()>> changes[] = {
+        {"/word/styles.xml?ContentType=application/xml",
+         [&] {
+             opcraft({"rm", "letter.docx", "/word/styles.xml", "--force"});
+         }},
+        {{}, [&] { edit("letter.docx", "_xmlsignatures/sig1.xml", "<SignatureValue>", "<Signature_Value>"); }},
+        {"/_rels/.rels?ContentType=application/vnd.openxmlformats-package.relationships+xml",
+         [&] {
+             opcraft({"unrelate", "letter.docx", "/", "rId1"});
+         }},
     };
-    for (const auto& change : changes) {
+    for (const auto& [value, change] : changes) {
         write("letter.docx", whole);
         change();
         const ProcessResult verified = opcraft({"verify", "letter.docx", "--allow-untrusted"});
         EXPECT_EQ(verified.exitCode, 1);
         EXPECT_EQ(verified.err, "");
-        EXPECT_THAT(verified.out, AllOf(HasSubstr("a signature cannot be read: "),
+        EXPECT_THAT(verified.out, AllOf(HasSubstr("a signature cannot be read: /_xmlsignatures/sig1.xml"),
                                         HasSubstr("The package was changed after it was signed, or its signatures are "
                                                   "malformed.\n")));
         const json report = reportWith(1, {"verify", "letter.docx"});
         EXPECT_EQ(report["verdict"], "unreadable");
         EXPECT_THAT(report["problem"].get<std::string>(), HasSubstr("cannot be read"));
+        EXPECT_EQ(report["unreadable"]["part"], "/_xmlsignatures/sig1.xml");
+        EXPECT_EQ(report["unreadable"]["value"], value);
         for (const Arguments& arguments :
              {Arguments{"signatures", "letter.docx"}, Arguments{"unsign", "letter.docx", "sig1"},
               byAlice({"sign", "letter.docx"})}) {

@@ -31,6 +31,9 @@ TEST_F(Signing, APackageIsSignedVerifiedBrokenAndTheReasonFound) {
                     "  Not asked for  [trash]/0000.dat: not signed, not content\n"
                     "1 external target: their content is not signed\n"
                     "Every signature holds and is vouched for, and covers the content.\n");
+    edit("letter.docx", "_xmlsignatures/sig1.xml", "</Signature>", "<Object Id=\"x\"/></Signature>");
+    EXPECT_THAT(good({"verify", "letter.docx", "--trust", pki("me.pem")}),
+                HasSubstr("  Not covered    object x of /_xmlsignatures/sig1.xml\n"));
     edit("letter.docx", "word/document.xml", "Dear", "Poor");
     const ProcessResult broken = opcraft({"verify", "letter.docx", "--trust", pki("me.pem")});
     EXPECT_EQ(broken.exitCode, 1);
@@ -62,6 +65,14 @@ TEST_F(Signing, VerifyExitsWith0OnlyWhenSomebodyWhoIsTrustedVouchesForASignature
         {{"letter.docx", "--trust", pki("root.der")}, 0, "a trusted certificate", "DER"},
         {{"letter.docx", "--trust", pki("alice.pem")}, 0, "a trusted certificate", "the certificate itself"},
         {{"letter.docx", "--trust", pki("other.pem"), "--trust", pki("root.pem")}, 0, "a trusted", "one of two"},
+        {{"letter.docx", "--trust", pki("root.pem"), "--explain"},
+         0,
+         "  Trust anchor   CN=root, serial number ",
+         "who"},
+        {{"letter.docx", "--trust", pki("root.pem"), "--explain"},
+         0,
+         "  Certificate    not covered by the signature: another one for the same key could take its place\n",
+         "the key alone made the value"},
         {{"letter.docx"}, 1, "an untrusted certificate: " + alice + " (no certificate is trusted without", "nobody"},
         {{"letter.docx", "--trust", pki("other.pem")}, 1, "(unable to get local issuer certificate)", "another"},
         {{"letter.docx", "--system-trust"}, 1, "(unable to get local issuer certificate)", "not the system"},
@@ -90,11 +101,18 @@ TEST_F(Signing, VerifyExitsWith0OnlyWhenSomebodyWhoIsTrustedVouchesForASignature
 
 TEST_F(Signing, TheCertificatesOfTheSystemAreTrustedOnRequestOnly) {
     sign();
+    const auto status = [&] { return opcraft({"verify", "letter.docx", "--system-trust", "--json"}); };
+    const auto signature = [&] { return nlohmann::json::parse(status().out)["signatures"][0]; };
+    EXPECT_EQ(signature()["certificateStatus"], 20) << "as openssl verify says";
     ::setenv("SSL_CERT_FILE", pki("root.pem").c_str(), 1);
     EXPECT_THAT(
         good({"verify", "letter.docx", "--system-trust"}),
         HasSubstr("\nEvery signature holds and is vouched for, and covers the content. Signed by CN=alice, issued "
                   "by CN=root\n"));
+    EXPECT_EQ(signature()["certificateStatus"], 0);
+    EXPECT_EQ(signature()["trustAnchor"]["subject"], "CN=root");
+    EXPECT_EQ(signature()["certificateCovered"], false);
+    EXPECT_EQ(signature()["weak"], nlohmann::json({"RSA with 1024 bits"}));
     EXPECT_EQ(opcraft({"verify", "letter.docx"}).exitCode, 1);
     ::unsetenv("SSL_CERT_FILE");
 }

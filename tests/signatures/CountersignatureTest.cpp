@@ -122,7 +122,7 @@ TEST(Countersignature, IsBrokenByWhatItCovers) {
     named.replace("[Content_Types].xml", "/_xmlsignatures/sig1.xml", "/_xmlsignatures/countersig.xml");
     add(origin, "A", signature, "countersig.xml")(named);
     changed(named.toZip(), [](Opened& opened) {
-        EXPECT_EQ(verdicts(opened.manager), (Names{u"!sigcountersig", u"sig1", u"sig2", COUNTERSIGNATURE}));
+        EXPECT_EQ(verdicts(opened.manager), (Names{u"!sigcountersig", u"!sigcountersig", u"sig1", u"sig2"}));
         EXPECT_EQ(opened.manager.getCountersignature().getImpl()->partName, u"/_xmlsignatures/sigcountersig.xml");
     });
     changed(zip, [](Opened& opened) {
@@ -132,6 +132,33 @@ TEST(Countersignature, IsBrokenByWhatItCovers) {
         countersign(opened.manager);
         EXPECT_EQ(verdicts(opened.manager), (Names{u"sig1", u"sig2", u"sig3", COUNTERSIGNATURE}));
     });
+}
+
+TEST(Countersignature, HasTheNameThatItWasSignedFor) {
+    const std::string name = "the name of the signature is ", target = "that of the countersignature, but its signed ";
+    const struct {
+        Bytes zip;
+        std::string from, to, problem;
+    } rows[] = {
+        {signedLetter(), "sig1", "sigcountersig", name + target + "Target is #Signature1"},
+        {signedLetter(), "sig1", "SIGCounterSig", name + target + "Target is #Signature1"},
+        {signedLetter(), "sig1", "sig2", ""},
+        {countersignedLetter(), "sigcountersig", "sig3", name + "not " + target + "Target is #Signaturecountersig"},
+    };
+    for (const auto& row : rows) {
+        Items items(row.zip);
+        items["_xmlsignatures/" + row.to + ".xml"] = items["_xmlsignatures/" + row.from + ".xml"];
+        items.erase("_xmlsignatures/" + row.from + ".xml");
+        items.replace("[Content_Types].xml", row.from, row.to);
+        items.replace("_xmlsignatures/_rels/origin.sigs.rels", row.from + ".xml", row.to + ".xml");
+        Bytes zip = items.toZip();
+        const Opened opened(zip, OpenMode::ReadOnly);
+        std::string found;
+        for (const SignatureReport& report : opened.manager.examineAllSignatures(noOptions(), TrustStore()))
+            if (const ReferenceReport* problem = report.findFirstProblem())
+                found += problem->problem;
+        EXPECT_EQ(found, row.problem) << row.to;
+    }
 }
 
 TEST(Removal, LeavesNoTraceInWhateverOrder) {
@@ -228,7 +255,7 @@ TEST(CountersigningAndRemoving, AreRefusedInTheirOrder) {
          {withoutKey}},
         {notFound + "Incorrect signature name provided. It should not start with backslash like a part name.",
          {remove(u"/_xmlsignatures/sig1.xml")}},
-        {noPart, {remove(u"sig3"), remove(u"1")}},
+        {noPart, {remove(u"sig3"), remove(u"1"), remove(u"a b"), remove(u"sig1?"), remove(u"\u00E9")}},
         {noSignature, {removePart(DOCUMENT), removePart(ORIGIN)}},
     };
     expectRefused(countersignedLetter(), rows);

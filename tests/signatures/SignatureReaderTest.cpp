@@ -39,6 +39,10 @@ TEST_F(SignatureReader, RefusesEveryMissingElementByItsName) {
          Seen::Behind},
         {absent("SignatureTime"), {{of("SignatureProperty"), ""}}, "no property at all", Seen::Behind},
         {absent("SignatureTime"), {{TIME, "<x:y xmlns:x=\"urn:x\"/>"}}, "a property of another kind"},
+        {absent("SignatureTime"),
+         {{"</SignatureProperties>", "<SignatureProperty Target=\"#Signature1\"><x:y xmlns:x=\"urn:x\"/>"
+                                     "</SignatureProperty></SignatureProperties>"}},
+         "one more of another kind"},
         {absent("Format"), {{of("pds:Format"), ""}}, "", Seen::Behind},
         {absent("Value"), {{of("pds:Value"), ""}}, "", Seen::Behind},
         {absent("Signature"), {{good_, of("SignedInfo")}}, "another root"},
@@ -105,7 +109,10 @@ TEST_F(SignatureReader, RefusesMethodsAndKeysThatItDoesNotKnow) {
         {noRSA, {{of("RSAKeyValue"), "<DSAKeyValue><Y>AA==</Y></DSAKeyValue>"}}, "DSA"},
         {noRSA, {{of("RSAKeyValue"), "<x:y xmlns:x=\"urn:x\"/>"}}, "a key of another kind"},
         {mechanisms, {{of("KeyValue"), "<KeyName>Ada</KeyName>"}}, "a name"},
-        {mechanisms, {{of("KeyValue"), "<X509Data><X509SKI>AAAA</X509SKI></X509Data>"}}, "no certificate"},
+        {size,
+         {{of("KeyValue"), "<X509Data><X509SKI>AAAA</X509SKI></X509Data>"},
+          {of("SignatureValue"), "<SignatureValue>AAAA</SignatureValue>"}},
+         "no certificate, and a value that no key made"},
         {"XML signature: RSAKeyValue: The text is not base64.", modulus("AAA"), "", Seen::Behind},
         {"XML signature: RSAKeyValue: The public exponent of the RSA key is not an odd number of at least 3.",
          {{"AQAB", "AQ=="}},
@@ -214,6 +221,7 @@ TEST_F(SignatureReader, RefusesObjectsThatAreNotTheOneOfThePackage) {
     const std::string manifest = of("Manifest");
     const std::string properties = of("SignatureProperties");
     const std::string noManifest = "XML signature: Could not find manifest object ";
+    const std::string noObject = "XML signature: Could not find referenced object idPackageObject";
     const std::string only = " element in package specific Object element.";
     const std::string onlyManifest = "XML signature: There must exist only one Manifest" + only;
     const std::string onlyProperties = "XML signature: There must exist only one SignatureProperties" + only;
@@ -227,10 +235,10 @@ TEST_F(SignatureReader, RefusesObjectsThatAreNotTheOneOfThePackage) {
          {{"</Signature>", "<Object Id=\"idPackageObject\"/></Signature>"}},
          "",
          Seen::Behind},
-        {noManifest, {{"Id=\"idPackageObject\"", "Id=\"other\""}}, "no package object"},
-        {noManifest, {{"Id=\"idPackageObject\"", "Id=\" idPackageObject\""}}, "white space is kept"},
+        {noObject, {{"Id=\"idPackageObject\"", "Id=\"other\""}}, "no package object"},
+        {noObject, {{"Id=\"idPackageObject\"", "Id=\" idPackageObject\""}}, "white space is kept"},
         {noManifest, {{manifest, ""}}, ""},
-        {noManifest,
+        {noObject,
          {{"</KeyInfo>", of("Object") + "</KeyInfo>"}, {"</KeyInfo>" + of("Object"), "</KeyInfo>"}},
          "an object that is no child of the signature",
          Seen::Behind},

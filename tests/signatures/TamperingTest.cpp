@@ -47,6 +47,19 @@ TEST(Tampering, OfWhatIsSignedIsSeen) {
         {"a content type", edit(TYPES, "image/png", "image/gif"), "invalid"},
         {"the case of a content type", edit(TYPES, "image/png", "image/PNG"), "invalid"},
         {"a content type gets a parameter", edit(TYPES, "image/png", "image/png;a=b"), "invalid"},
+        {"the case of the one of relationships parts", edit(TYPES, "ships+xml", "ships+XML"), "invalid"},
+        {"the case of a name",
+         [](Items& items) {
+             items["media/Image.png"] = items["media/image.png"];
+             items.erase("media/image.png");
+         },
+         "invalid"},
+        {"the case of the name of relationships",
+         [](Items& items) {
+             items["word/_rels/Document.xml.rels"] = items[RELS];
+             items.erase(RELS);
+         },
+         "invalid"},
         {"one part gets its own",
          insert(TYPES, "<Override", "<Override PartName=\"/word/styles.xml\" ContentType=\"text/xml\"/>"), "invalid"},
         {"a target", edit(RELS, "http://example.org/two", "http://example.org/too"), "invalid"},
@@ -102,6 +115,11 @@ TEST(Tampering, OfWhatIsNotSignedDoesNotMatter) {
     };
     expectVerdicts(letterSignedByType(), rows);
     EXPECT_EQ(verdictOn(Items(letterSignedByType()).toZip(0)), "valid") << "no compression";
+    Items typed = letter();
+    typed.replace(TYPES, "image/png", "image/png;b=1;a=2");
+    expectVerdicts(changed(typed.toZip(), [](Opened& o) { o.manager.signPackage(fixedKey(), params1024); }),
+                   {{"spaces and order of parameters", edit(TYPES, "g;a=2;b=1", "g ; b=1;  a=2"), "valid"},
+                    {"the case of a parameter", edit(TYPES, "g;a=2;b=1", "g;A=2;b=1"), "invalid"}});
 }
 
 TEST(Tampering, OfTheKeywordsAloneDoesNotMatter) {
@@ -252,7 +270,7 @@ TEST_F(TamperingWithSignatures, NoManifestTakesThePlaceOfTheSignedOne) {
         {"both by one Id", objects(elsewhere + forged), "refused: ID value 'idPackageObject' is not unique"},
         {"both the other way round", objects(forged + elsewhere)},
         {"inside of another one", objects("<Object Id=\"outer\">" + object + "</Object>"),
-         "refused: XML signature: Could not find manifest object "},
+         "refused: XML signature: Could not find referenced object idPackageObject"},
         {"the signed one inside of it", objects(with(forged, "</Object>", old + "</Object>"))},
         {"inside of the signed one", objects(with(object, "</Object>", other + "</Object>"))},
         {"a reference to the old one",

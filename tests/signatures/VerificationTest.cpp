@@ -219,6 +219,7 @@ const ReferenceReport& find(const SignatureReport& report, const std::u16string&
 TEST_F(Verification, ReportsWhatWasClaimedAndWhatWasFound) {
     Items items{changed(letter().toZip(), [&](Opened& opened) { signWith(opened, "leaf", "middle"); })};
     items.replace("[Content_Types].xml", "image/png", "image/jpeg");
+    items.replace(PART, "</Signature>", "<Object Id=\"more\"/></Signature>");
     Bytes zip = items.toZip();
     Opened opened(zip);
     const DigitalSignatureManager& manager = opened.manager;
@@ -232,6 +233,8 @@ TEST_F(Verification, ReportsWhatWasClaimedAndWhatWasFound) {
     EXPECT_EQ(report.certificate, ring.certificate("leaf"));
     EXPECT_EQ(report.certificateChain.getCertificates().size(), 1U);
     EXPECT_EQ(report.certificateResults.getCertificateChainStatus(), 0);
+    EXPECT_EQ(*report.certificateResults.getTrustAnchor(), ring.certificate("root"));
+    EXPECT_EQ(report.uncoveredObjects, std::vector<std::u16string>{u"more"});
     EXPECT_EQ(report.findFirstProblem(), &find(report, u"/media/image.png"));
     EXPECT_TRUE(find(report, u"idPackageObject").holds());
     const struct {
@@ -290,6 +293,9 @@ TEST_F(Verification, OfWhatIsNotClearFails) {
         {transforms, document, [](Data& data) { data.transforms = {enveloped}; }},
         {transforms, document, [](Data& data) { data.relationshipSourceIds = {u"rId1"}; }},
         {"the reference names no content type", document, [](Data& data) { data.uri = URI(document); }},
+        {"the content type is application/xml and was application/XML when it was signed, which differs in the case of "
+         "letters",
+         document, [](Data& data) { data.uri = URI(document + u"?ContentType=application/%58ML"); }},
         {"the reference has a fragment", document, [](Data& data) { data.uri = URI(data.uri.toString() + u"#x"); }},
         {"the reference does not say which relationships it covers", rels,
          [](Data& data) { data.relationshipSourceIds.clear(); }},

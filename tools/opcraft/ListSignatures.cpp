@@ -27,7 +27,7 @@ struct SignaturesReport {
 
 std::string signerText(const SignatureEntry& entry) {
     if (!entry.certificate)
-        return detailLine("Signer", "a bare key");
+        return detailLine("Signer", entry.fingerprint.empty() ? "neither a key nor a certificate" : "a bare key");
     const CertificateEntry& certificate = *entry.certificate;
     return detailLine("Signer", certificate.subject) + detailLine("Issuer", certificate.issuer) +
            detailLine("Serial number", certificate.serialNumber) +
@@ -38,7 +38,7 @@ std::string toText(const SignatureEntry& entry) {
     return titleOf(entry) + detailLine("Part", entry.part) +
            detailLine("Time", (entry.time.empty() ? "not known" : entry.time + ", as the signer says")) +
            detailLine("Algorithm", algorithmOf(entry)) + signerText(entry) +
-           detailLine("Key SHA-256", entry.fingerprint) +
+           (entry.fingerprint.empty() ? "" : detailLine("Key SHA-256", entry.fingerprint)) +
            detailLine("Names", countText(entry.parts, "part") + ", " + countText(entry.relationships, "relationship"));
 }
 

@@ -40,8 +40,7 @@ Failure openFailure(const ZipInput& input) {
     } catch (const opc::model::InvalidCorePropertiesRelationships& e) {
         return toFailure(e, file, "/_rels/.rels");
     } catch (const opc::model::InvalidSignature& e) {
-        throw UnreadableSignatures(ExitCode::NotProcessed, file, "",
-                                   "a signature cannot be read: " + toFailure(e, "", "").getLine("", ""));
+        throw UnreadableSignatures(e, file);
     } catch (const opc::Exception& e) {
         throwIfInUse(e, file);
         return toFailure(e, file, "");
@@ -59,6 +58,11 @@ Failure missingPart(const ZipInput& input, const opc::model::PartName& name) {
 }
 
 } // namespace
+
+UnreadableSignatures::UnreadableSignatures(const opc::Exception& error, const std::string& file)
+    : Failure(ExitCode::NotProcessed, file, "",
+              "a signature cannot be read: " + toFailure(error, "", "").getLine("", "")),
+      place_(error.getPlace()) {}
 
 ZipInput::ZipInput(const InputOptions& options, bool inMemory) : name_(options.file) {
     if (name_.empty())

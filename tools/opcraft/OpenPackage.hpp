@@ -48,7 +48,13 @@ private:
 /// A package is not opened because of its signatures.
 class UnreadableSignatures : public Failure {
 public:
-    using Failure::Failure;
+    UnreadableSignatures(const opc::Exception& error, const std::string& file);
+
+    /// The signature, and what is wrong in it; null when it is not known.
+    const std::shared_ptr<const opc::ErrorPlace>& getPlace() const noexcept { return place_; }
+
+private:
+    std::shared_ptr<const opc::ErrorPlace> place_;
 };
 
 /// An open package and the ZIP file it is in.

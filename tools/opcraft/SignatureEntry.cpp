@@ -6,6 +6,7 @@
 #include <opc/core/Exception.hpp>
 #include <opc/core/Time.hpp>
 #include <opc/crypto/CryptoEngine.hpp>
+#include <opc/signatures/AlgorithmURIMap.hpp>
 
 #include <array>
 #include <cstdio>
@@ -26,6 +27,12 @@ std::string digestName(DigestMethod method) {
     constexpr std::array names = {"MD5", "SHA-1", "SHA-224", "SHA-256", "SHA-384", "SHA-512"};
     const auto index = static_cast<std::size_t>(method);
     return index < names.size() ? names[index] : "an unknown digest";
+}
+
+constexpr DigestMethod weakDigests[] = {DigestMethod::MD5, DigestMethod::SHA1};
+
+std::string keyName(const SignatureEntry& entry) {
+    return "RSA with " + std::to_string(entry.keySize) + " bits";
 }
 
 unsigned keySizeOf(SignatureMethod method) {
@@ -91,8 +98,27 @@ std::string titleOf(const SignatureEntry& entry) {
 }
 
 std::string algorithmOf(const SignatureEntry& entry) {
-    const bool isWeak = entry.keySize < 2048 || entry.digest == "MD5" || entry.digest == "SHA-1";
-    return "RSA with " + std::to_string(entry.keySize) + " bits, " + entry.digest + (isWeak ? ", which is weak" : "");
+    std::string text = keyName(entry) + ", " + entry.digest;
+    for (const std::string& weak : weakAlgorithmsOf(entry))
+        text.insert(text.find(weak) + weak.size(), " (weak)");
+    return text;
+}
+
+std::vector<std::string> weakAlgorithmsOf(const SignatureEntry& entry) {
+    std::vector<std::string> names;
+    if (entry.keySize < 2048)
+        names.push_back(keyName(entry));
+    for (const DigestMethod method : weakDigests)
+        if (entry.digest == digestName(method))
+            names.push_back(entry.digest);
+    return names;
+}
+
+std::string weakDigestName(const std::u16string& identifier) {
+    for (const DigestMethod method : weakDigests)
+        if (identifier == opc::model::AlgorithmURIMap::getAlgorithmURI(method))
+            return digestName(method);
+    return {};
 }
 
 std::string detailLine(const std::string& label, const std::string& text) {
@@ -121,6 +147,7 @@ nlohmann::ordered_json toJson(const SignatureEntry& entry) {
     json["time"] = textOrNull(entry.time);
     json["digest"] = entry.digest;
     json["keySize"] = entry.keySize;
+    json["weak"] = weakAlgorithmsOf(entry);
     json["keyFingerprint"] = textOrNull(entry.fingerprint);
     json["certificate"] = toJson(entry.certificate);
     return json;

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace opcraft {
 
@@ -30,7 +31,7 @@ struct SignatureEntry {
     std::string time; ///< in UTC; empty when it is not known
     std::string digest;
     unsigned keySize = 0;                        ///< in bits
-    std::optional<CertificateEntry> certificate; ///< none when a bare key decides
+    std::optional<CertificateEntry> certificate; ///< none when a bare key decides, or nothing came along
     std::string fingerprint;                     ///< of the public key; empty when it is none for RSA
     std::size_t parts = 0;
     std::size_t relationships = 0;
@@ -40,8 +41,12 @@ SignatureEntry entryOf(const opc::model::DigitalSignature& signature);
 
 /// "sig1", with what is special about it.
 std::string titleOf(const SignatureEntry& entry);
-/// "RSA with 2048 bits, SHA-256", and whether that is weak.
+/// "RSA with 1024 bits (weak), SHA-256".
 std::string algorithmOf(const SignatureEntry& entry);
+/// The names of those that are weak, of the key and of the digest of the signature value.
+std::vector<std::string> weakAlgorithmsOf(const SignatureEntry& entry);
+/// The name of a digest that is weak; empty for any other.
+std::string weakDigestName(const std::u16string& identifier);
 
 /// A line under a title, with the text escaped.
 std::string detailLine(const std::string& label, const std::string& text);

@@ -95,6 +95,7 @@ VerifyReport makeReport(const VerifyOptions& options) {
         verify(package, judges, policy, report);
     } catch (const UnreadableSignatures& e) {
         report.problem = e.what();
+        report.place = e.getPlace();
     }
     report.verdict = judge(report, policy);
     return report;

@@ -75,6 +75,8 @@ const char* nameOf(ReferenceVerdict verdict) {
         return "missing";
     case ReferenceVerdict::NotSupported:
         return "notSupported";
+    case ReferenceVerdict::Misnamed:
+        return "misnamed";
     case ReferenceVerdict::NotReadable:
         break;
     }
@@ -109,14 +111,32 @@ ordered_json toJson(const ReferenceReport& reference) {
     return json;
 }
 
+ordered_json toJson(const std::shared_ptr<const opc::ErrorPlace>& place) {
+    if (!place || place->item.empty())
+        return {};
+    ordered_json json;
+    json["part"] = place->item;
+    json["line"] = place->line == 0 ? ordered_json() : ordered_json(place->line);
+    json["column"] = place->line == 0 ? ordered_json() : ordered_json(place->column);
+    json["element"] = textOrNull(place->element);
+    json["attribute"] = textOrNull(place->attribute);
+    json["value"] = textOrNull(place->value);
+    return json;
+}
+
 ordered_json toJson(const SignatureVerdict& verdict) {
     ordered_json json = toJson(verdict.entry);
+    json["weak"] = verdict.weak;
     json["holds"] = verdict.holds;
     json["valueHolds"] = verdict.valueHolds;
     json["problem"] = textOrNull(verdict.problem);
     json["vouchedForBy"] = nameOf(verdict.voucher);
     json["doubt"] = textOrNull(verdict.doubt);
+    json["certificateStatus"] = verdict.certificateStatus ? ordered_json(*verdict.certificateStatus) : ordered_json();
+    json["certificateCovered"] = verdict.entry.certificate ? ordered_json(verdict.certificateCovered) : ordered_json();
+    json["trustAnchor"] = toJson(verdict.trustAnchor);
     json["coverage"] = toJson(verdict.coverage);
+    json["uncoveredObjects"] = verdict.uncoveredObjects;
     json["signatures"] = verdict.signatures;
     json["references"] = ordered_json::array();
     for (const ReferenceReport& reference : verdict.references)
@@ -131,6 +151,7 @@ ordered_json toJson(const VerifyReport& report) {
     json["verdict"] = nameOf(report.verdict);
     json["problem"] = textOrNull(report.problem);
     json["requiredCoverage"] = nameOf(report.required);
+    json["unreadable"] = toJson(report.place);
     json["signatures"] = ordered_json::array();
     for (const SignatureVerdict& verdict : report.signatures)
         json["signatures"].push_back(toJson(verdict));

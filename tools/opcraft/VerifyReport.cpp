@@ -44,6 +44,10 @@ void judgeSigner(const SignatureReport& report, const VerifyPolicy& policy, Sign
         verdict.voucher = Voucher::GivenKey;
     } else if (report.keySource == KeySource::Certificate) {
         const bool trusted = isTrusted(report, policy);
+        verdict.certificateStatus = report.certificateResults.getCertificateChainStatus();
+        if (const auto& anchor = report.certificateResults.getTrustAnchor(); trusted && anchor)
+            verdict.trustAnchor = entryOf(*anchor);
+        verdict.certificateCovered = report.certificateCovered;
         verdict.voucher = trusted ? Voucher::Trusted : Voucher::Untrusted;
         if (!trusted)
             verdict.doubt = report.certificateResults.getMessage();
@@ -52,8 +56,22 @@ void judgeSigner(const SignatureReport& report, const VerifyPolicy& policy, Sign
     }
 }
 
+/// The digest of the signature value is one, those of what it covers may be others.
+std::vector<std::string> findWeakAlgorithms(const SignatureReport& report, const SignatureEntry& entry) {
+    std::vector<std::string> names = weakAlgorithmsOf(entry);
+    for (const ReferenceReport& reference : report.references) {
+        const std::string name = weakDigestName(reference.digestMethod);
+        if (!name.empty() && std::find(names.begin(), names.end(), name) == names.end())
+            names.push_back(name);
+    }
+    return names;
+}
+
 void judgeReferences(const SignatureReport& report, SignatureVerdict& verdict) {
     verdict.references = report.references;
+    verdict.weak = findWeakAlgorithms(report, verdict.entry);
+    for (const std::u16string& id : report.uncoveredObjects)
+        verdict.uncoveredObjects.push_back(toUtf8(id));
     verdict.problems =
         static_cast<std::size_t>(std::count_if(report.references.begin(), report.references.end(),
                                                [](const ReferenceReport& reference) { return !reference.holds(); }));
@@ -78,10 +96,11 @@ std::string describeProblem(const ReferenceReport& reference) {
     case ReferenceVerdict::DigestDiffers:
         return subject + (isMany ? " were changed" : " was changed");
     case ReferenceVerdict::ContentTypeDiffers:
-        return subject + " has another content type now, " + toUtf8(reference.foundContentType) + " and not " +
-               toUtf8(reference.claimedContentType);
+        return subject + ": " + reference.problem;
     case ReferenceVerdict::Missing:
         return subject + (isMany ? " are" : " is") + " not there any longer";
+    case ReferenceVerdict::Misnamed:
+        return reference.kind == ReferenceKind::Object ? reference.problem : subject + ": " + reference.problem;
     case ReferenceVerdict::NotSupported:
     case ReferenceVerdict::NotReadable:
         break;
@@ -91,6 +110,7 @@ std::string describeProblem(const ReferenceReport& reference) {
 
 SignatureVerdict judge(const CheckedSignature& checked, const VerifyPolicy& policy) {
     SignatureVerdict verdict{entryOf(checked.signature)};
+    verdict.weak = weakAlgorithmsOf(verdict.entry);
     verdict.problem = checked.problem;
     verdict.holds = checked.holds();
     if (!checked.report)

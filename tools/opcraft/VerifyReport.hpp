@@ -5,6 +5,7 @@
 #include "opcraft/SignatureCheck.hpp"
 #include "opcraft/SignatureEntry.hpp"
 
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -34,7 +35,12 @@ struct SignatureVerdict {
     std::string problem{};    ///< what keeps it from holding, the first thing that changed; empty when it holds
     std::size_t problems = 0; ///< references that do not hold
     Voucher voucher = Voucher::Nobody;
-    std::string doubt{}; ///< why a certificate is not trusted; empty when there is none
+    std::string doubt{};                           ///< why a certificate is not trusted; empty when there is none
+    std::optional<int> certificateStatus{};        ///< OpenSSL's code; none when no certificate was checked
+    std::optional<CertificateEntry> trustAnchor{}; ///< the trusted certificate that stands behind that of the signer
+    bool certificateCovered = false;
+    std::vector<std::string> weak{};             ///< weak algorithms, by name
+    std::vector<std::string> uncoveredObjects{}; ///< Ids of objects in the signature itself that it does not cover
     CoverageEntry coverage{};
     std::vector<std::string> signatures{}; ///< names of the signatures that it covers, as a countersignature does
     std::vector<opc::model::ReferenceReport> references{};
@@ -56,7 +62,8 @@ struct VerifyReport {
     bool allowsUntrusted = false;
     bool namesSigners = false; ///< so many are trusted that it matters who signed
     RequiredCoverage required = RequiredCoverage::Content;
-    std::string problem{}; ///< of the whole: why the signatures cannot be read
+    std::string problem{};                          ///< of the whole: why the signatures cannot be read
+    std::shared_ptr<const opc::ErrorPlace> place{}; ///< then: where the fault lies, as far as it is known
     std::vector<SignatureVerdict> signatures{};
     CoverageEntry coverage{};         ///< what each of them covers by itself, but for the countersignature
     std::set<std::string> standard{}; ///< parts with signatures in the standard's form

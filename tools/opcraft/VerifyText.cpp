@@ -4,9 +4,8 @@
 #include "opcraft/Text.hpp"
 #include "opcraft/VerifyReport.hpp"
 
-#include <opc/signatures/AlgorithmURIMap.hpp>
-
 #include <algorithm>
+#include <set>
 
 namespace opcraft {
 
@@ -19,14 +18,14 @@ using opc::model::RelationshipSelectorType;
 
 /// The digest that the entry names is that of the signature value; what it covers may have been signed by others.
 std::string weakDigestsText(const SignatureVerdict& verdict) {
-    using opc::model::AlgorithmURIMap;
-    using opc::model::DigestMethod;
-    const auto isWeak = [](const ReferenceReport& reference) {
-        return reference.digestMethod == AlgorithmURIMap::getAlgorithmURI(DigestMethod::MD5) ||
-               reference.digestMethod == AlgorithmURIMap::getAlgorithmURI(DigestMethod::SHA1);
-    };
-    const bool anyIsWeak = std::any_of(verdict.references.begin(), verdict.references.end(), isWeak);
-    return anyIsWeak ? "; what it covers by MD5 or SHA-1, which is weak" : "";
+    std::set<std::string> names;
+    for (const ReferenceReport& reference : verdict.references)
+        names.insert(weakDigestName(reference.digestMethod));
+    names.erase("");
+    std::string text;
+    for (const std::string& name : names)
+        text += (text.empty() ? "; covers by " : ", ") + name + " (weak)";
+    return text;
 }
 
 std::string cryptographyText(const SignatureVerdict& verdict) {
@@ -106,9 +105,29 @@ std::string coverageLines(const SignatureVerdict& verdict, bool explain) {
     return detailLine("Covered", text) + uncoveredLines(coverage, explain);
 }
 
+/// More about who vouches.
+std::string voucherLines(const SignatureVerdict& verdict) {
+    std::string text;
+    if (verdict.trustAnchor)
+        text += detailLine("Trust anchor",
+                           verdict.trustAnchor->subject + ", serial number " + verdict.trustAnchor->serialNumber);
+    if (verdict.entry.certificate && !verdict.certificateCovered)
+        text += detailLine("Certificate", "not covered by the signature: another one for the same key could take its "
+                                          "place");
+    return text;
+}
+
+std::string uncoveredObjectLines(const SignatureVerdict& verdict) {
+    std::string text;
+    for (const std::string& id : verdict.uncoveredObjects)
+        text += detailLine("Not covered", "object " + id + " of " + verdict.entry.part);
+    return text;
+}
+
 std::string toText(const SignatureVerdict& verdict, bool explain) {
     std::string text = titleOf(verdict.entry) + detailLine("Cryptography", cryptographyText(verdict)) +
-                       detailLine("Vouched for by", voucherText(verdict)) + coverageLines(verdict, explain);
+                       detailLine("Vouched for by", voucherText(verdict)) + (explain ? voucherLines(verdict) : "") +
+                       coverageLines(verdict, explain) + uncoveredObjectLines(verdict);
     if (explain)
         for (const ReferenceReport& reference : verdict.references)
             text += referenceText(reference);

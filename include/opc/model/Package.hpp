@@ -136,7 +136,8 @@ private:
     void openPhysicalPackage(interfaces::OpenMode mode);
     void initializeParts();
     static void attachRelationships(RelationshipSource& source, const PartName& name, PhysicalPartMap& pending);
-    ContentType lookUpContentType(const PartName& name, const interfaces::IPhysicalPart& physicalPart);
+    ContentType lookUpContentType(const PartName& name, const interfaces::IPhysicalPart& physicalPart,
+                                  bool takeReference = true);
     void abandon() noexcept;
     void clear() noexcept;
 

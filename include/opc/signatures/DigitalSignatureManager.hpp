@@ -12,6 +12,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -279,8 +280,10 @@ private:
     void throwIfPackageNotCountersigned() const;
     void throwIfNotValidSignaturePart(const PartName& name) const;
 
+    void load(const PartName& name, std::set<PartName>& seen);
     DigitalSignature loadSignature(const Part& part) const;
     void fillUpSignedEntities(DigitalSignatureData& data) const;
+    void resolve(const DigitalSignatureData::ReferenceData& reference, DigitalSignatureData& data) const;
     void assertSignatureCorrectnessAfterLoad(const DigitalSignatureData& data) const noexcept;
 
     DigitalSignature makeSignature(const NewSignature& wish, const SignatureParams& params,

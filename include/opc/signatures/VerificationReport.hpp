@@ -30,6 +30,8 @@ enum class ReferenceVerdict : std::int32_t {
     Missing,            ///< it is not in the package any longer
     NotSupported,       ///< it is not clear what it covers: no selectors, an unknown digest or transform
     NotReadable,        ///< it could not be read out of the package
+    Misnamed, ///< the part has another name than when it was signed, by the case of letters; of the package object: the
+              ///< signature has the name of the countersignature and is none, or is it by another name
 };
 
 /// One reference: what it claims and what was found.
@@ -72,9 +74,14 @@ struct OPCRAFT_API SignatureReport {
     certificates::X509CertificateChain certificateChain{};
     bool certificateChecked = false; ///< only when the signature value holds
     certificates::CertificateValidationResults certificateResults{};
+    /// Whether the signature covers its certificate. The references of signatures of this form lead to objects alone,
+    /// so another certificate for the same key could always stand in its place.
+    bool certificateCovered = false;
     /// Those of `SignedInfo`, then those of the manifest, in their order. They were all looked at when the signature
     /// value holds, and none otherwise.
     std::vector<ReferenceReport> references{};
+    /// The Ids of objects in the signature part that no reference of `SignedInfo` leads to: anybody may change them.
+    std::vector<std::u16string> uncoveredObjects{};
     /// Why the signature cannot be verified by that key at all; nothing else was found out then. Only
     /// `examineAllSignatures` tells it so, the others throw it.
     std::string problem{};

@@ -123,6 +123,22 @@ URI RelationshipSource::getSourceURI() const {
     return impl_->source_;
 }
 
+PartName RelationshipSource::getRelationshipsPartName() const {
+    throwIfInvalid();
+    throwIfNotOpen();
+    if (impl_->physicalPart_ == nullptr)
+        return PartName(impl_->source_).getRelationshipPartName();
+    return Package::storedNameOf(*impl_->physicalPart_);
+}
+
+ContentType RelationshipSource::getRelationshipsContentType() const {
+    throwIfInvalid();
+    throwIfNotOpen();
+    if (impl_->physicalPart_ == nullptr)
+        return wellknown::relationshipsContentType;
+    return getPackage().lookUpContentType(getRelationshipsPartName(), *impl_->physicalPart_, false);
+}
+
 interfaces::IPhysicalPart* RelationshipSource::getPhysicalRelationshipPart() const noexcept {
     return impl_->physicalPart_;
 }

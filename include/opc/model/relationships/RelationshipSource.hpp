@@ -17,7 +17,9 @@ class IPhysicalPart;
 
 namespace opc::model {
 
+class ContentType;
 class Package;
+class PartName;
 class RelationshipManager;
 
 /// What can own relationships (ECMA-376-2 §6.5): a package or a part.
@@ -51,6 +53,12 @@ protected:
 public:
     /// The part name of the source, "/" for a package.
     URI getSourceURI() const;
+
+    /// The name of the relationships part as it is stored; when there is none, that of one that would be created.
+    PartName getRelationshipsPartName() const;
+    /// The content type that the package has for the relationships part; when there is none, that of one that would be
+    /// created. Nothing else depends on it: what is a relationships part, its name decides.
+    ContentType getRelationshipsContentType() const;
 
     /// In ascending order of IDs (code units), as all listings.
     /// @param mode ExcludeManaged leaves out the types that a data manager owns.
