@@ -41,7 +41,7 @@ std::string contentTypePattern() {
 }
 
 /// Replaces the first `before` behind `start`.
-void replace(std::string& text, const std::string& start, const std::string& before, const std::string& after) {
+void replaceBehind(std::string& text, const std::string& start, const std::string& before, const std::string& after) {
     const auto from = text.find(start);
     const auto at = from == std::string::npos ? from : text.find(before, from);
     if (at == std::string::npos)
@@ -67,18 +67,18 @@ std::string forXmllint(const EmbeddedSchema& schema, const Schemas& all) {
     for (const EmbeddedSchema* other : all) {
         const std::string name = "namespace=\"" + targetNamespace(*other) + "\"/>";
         if (text.find(name) != std::string::npos)
-            replace(text, "import", name,
+            replaceBehind(text, "import", name,
                     name.substr(0, name.size() - 2) + " schemaLocation=\"" + other->systemId + "\"/>");
     }
     for (const std::string name : {"PartName", "Target", "Type", "SourceType"})
         for (const std::string prefix : {"xs", "xsd"})
             if (const std::string attribute = "name=\"" + name + "\" type=\"" + prefix;
                 text.find(attribute + ":string") != std::string::npos)
-                replace(text, attribute, ":string", ":anyURI");
+                replaceBehind(text, attribute, ":string", ":anyURI");
     if (&schema == &embedded::opc_relationships)
-        replace(text, "name=\"Id\"", ":NCName", ":ID");
+        replaceBehind(text, "name=\"Id\"", ":NCName", ":ID");
     if (&schema == &embedded::opc_contentTypes) {
-        replace(text, "<xs:simpleType name=\"ST_ContentType\">", "<xs:restriction base=\"xs:string\"/>",
+        replaceBehind(text, "<xs:simpleType name=\"ST_ContentType\">", "<xs:restriction base=\"xs:string\"/>",
                 "<xs:restriction base=\"xs:string\"><xs:pattern value=\"" + contentTypePattern() +
                     "\"/></xs:restriction>");
     }

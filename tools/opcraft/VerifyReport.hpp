@@ -5,6 +5,8 @@
 #include "opcraft/SignatureCheck.hpp"
 #include "opcraft/SignatureEntry.hpp"
 
+#include <opc/core/ErrorPlace.hpp>
+
 #include <optional>
 #include <set>
 #include <string>
