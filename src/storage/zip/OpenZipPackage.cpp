@@ -105,7 +105,7 @@ OpenZipPackage::OpenZipPackage(const ZipPlace& place, OpenMode mode, const std::
         setOutput(*output);
     }
     if (opening_.mode == OpenMode::CreateOnly) {
-        lockReplaced();
+        openReplaced();
     } else {
         openArchive();
         readItems();
@@ -114,14 +114,13 @@ OpenZipPackage::OpenZipPackage(const ZipPlace& place, OpenMode mode, const std::
 }
 
 /// The file that a created package will replace is not read, and needs no lock where it cannot be.
-void OpenZipPackage::lockReplaced() {
-    if (!own_ || !own_->known || output_ || !place_.options.lockTimeout) {
+void OpenZipPackage::openReplaced() {
+    if (!own_ || !own_->known || output_) {
         return;
     }
     try {
         replaced_ = std::make_unique<FileBytes>(place_.file, place_.label);
-        replaced_->lock(*place_.options.lockTimeout);
-        own_->known = replaced_->identity();
+        takeForOwn(*replaced_);
     } catch (const Exception& e) {
         if (e.code() == make_error_condition(Errc::device_or_resource_busy)) {
             throw;
@@ -131,6 +130,15 @@ void OpenZipPackage::lockReplaced() {
     }
 }
 
+void OpenZipPackage::takeForOwn(FileBytes& file) {
+    const bool isInPlace = opening_.mode != OpenMode::ReadOnly && !output_;
+    if (isInPlace && place_.options.lockTimeout) {
+        file.lock(*place_.options.lockTimeout);
+    }
+    own_->known = file.identity();
+    own_->unlocked = file.getUnlocked();
+}
+
 std::unique_ptr<PackageBytes> OpenZipPackage::openBytes() {
     if (place_.bytes) {
         return std::make_unique<VectorBytes>(*place_.bytes);
@@ -138,12 +146,8 @@ std::unique_ptr<PackageBytes> OpenZipPackage::openBytes() {
     auto bytes = std::make_unique<FileBytes>(place_.file, place_.label);
     if (opening_.mode == OpenMode::ReadWrite && !output_) {
         throwIfNotWritable(place_.file, place_.label);
-        if (place_.options.lockTimeout) {
-            bytes->lock(*place_.options.lockTimeout);
-        }
     }
-    own_->known = bytes->identity();
-    own_->unlocked = bytes->getUnlocked();
+    takeForOwn(*bytes);
     return bytes;
 }
 

@@ -48,7 +48,8 @@ public:
     void save();
 
 private:
-    void lockReplaced();
+    void openReplaced();
+    void takeForOwn(FileBytes& file);
     std::unique_ptr<PackageBytes> openBytes();
     void openArchive();
     void readItems();
@@ -75,7 +76,7 @@ private:
     std::optional<Destination> own_;      ///< nothing for a package in bytes
     std::optional<Destination> output_;   ///< elsewhere
     bool isOutputSet_ = false;            ///< it is written even when nothing was changed
-    std::unique_ptr<FileBytes> replaced_; ///< with the lock on what a created package replaces
+    std::unique_ptr<FileBytes> replaced_; ///< what a created package replaces
     ReadLimits limits_;
     std::unique_ptr<ZipArchive> archive_; ///< null in a created package
     ZipItems items_;                      ///< its readers end before the archive
