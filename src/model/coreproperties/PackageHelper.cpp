@@ -33,11 +33,11 @@ std::optional<Part> findCoreProperties(const Package& package, const std::u16str
 
 /// Deletes a new part and the one relationship to it: without its content it could not be read, without the other it
 /// would be in the way of the next try. The error that led here is the one that is reported.
-void takeBack(Package& package, const PartName& name) noexcept {
+void takeBack(Package& package, const std::u16string& type, const PartName& name) noexcept {
     try {
         if (package.isCreateOnly())
             return;
-        for (const Relationship& each : package.getRelationshipsByType(wellknown::corePropertiesRelationshipType))
+        for (const Relationship& each : package.getRelationshipsByType(type))
             package.deleteRelationship(each.getID());
         package.deletePart(name);
     } catch (...) { // NOLINT(bugprone-empty-catch)
@@ -55,7 +55,7 @@ void createCoreProperties(Package& package, const std::u16string& type, const st
         package.createInternalRelationship(type, name.getURI());
         replaceItem(*part.getOutputStream(), bytes);
     } catch (...) {
-        takeBack(package, name);
+        takeBack(package, type, name);
         throw;
     }
 }
