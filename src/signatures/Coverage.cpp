@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "signatures/Coverage.hpp"
 #include "model/ItemBytes.hpp"
-#include "model/WellKnown.hpp"
 #include "signatures/SignatureBounds.hpp"
 #include "signatures/SignatureForm.hpp"
 #include "signatures/TolerantPath.hpp"
 
 #include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
+#include <opc/model/coreproperties/PackageHelper.hpp>
 
 #include <algorithm>
 #include <iterator>
@@ -20,17 +20,15 @@ namespace opc::model {
 namespace {
 
 using Key = Coverage::Key;
-using Types = std::vector<std::u16string_view>;
+using Types = std::vector<std::u16string>;
 
 /// The types of relationships of a package that are not content, by their kinds.
-const Types exceptedKinds[] = {
-    {wellknown::corePropertiesRelationshipType,
-     u"http://schemas.openxmlformats.org/officedocument/2006/relationships/metadata/core-properties",
-     u"http://schemas.openxmlformats.org/officeDocument/2006/relationships/metadata/core-properties"},
-    {u"http://schemas.openxmlformats.org/officeDocument/2006/relationships/extended-properties",
-     u"http://purl.oclc.org/ooxml/officeDocument/relationships/extendedProperties"},
-    {wellknown::thumbnailRelationshipType},
-};
+std::vector<Types> exceptedKinds() {
+    return {PackageHelper::getCorePropertiesRelationshipTypes(),
+            {u"http://schemas.openxmlformats.org/officeDocument/2006/relationships/extended-properties",
+             u"http://purl.oclc.org/ooxml/officeDocument/relationships/extendedProperties"},
+            {PackageHelper::getThumbnailRelationshipType()}};
+}
 
 constexpr char16_t extendedPropertiesContentType[] =
     u"application/vnd.openxmlformats-officedocument.extended-properties+xml";
@@ -38,8 +36,7 @@ constexpr char16_t extendedPropertiesContentType[] =
 bool hasExceptedType(const Part& part) {
     const ContentType type = part.getContentType();
     const ContentType plain(type.getType() + u"/" + type.getSubType());
-    return caselessCompare(type.getType(), u"image") == 0 ||
-           plain == ContentType(wellknown::corePropertiesContentType) ||
+    return caselessCompare(type.getType(), u"image") == 0 || plain == PackageHelper::getCorePropertiesContentType() ||
            plain == ContentType(extendedPropertiesContentType);
 }
 
@@ -195,7 +192,7 @@ void Coverage::demoteLinkedStructure() {
 }
 
 void Coverage::markExceptions() {
-    for (const Types& kind : exceptedKinds) {
+    for (const Types& kind : exceptedKinds()) {
         std::vector<Link*> found;
         for (Link& link : links_)
             if (PartName::isPackageRootUri(link.relationship.getSourceURI()) &&

@@ -373,6 +373,11 @@ TEST_F(SignaturesOf, APackageThatAChangeBreaksAreNamed) {
         arguments.back() = "out.docx";
         EXPECT_EQ(opcraft(arguments).err, error) << testing::PrintToString(arguments);
     }
+    writeZip("all.docx", letter());
+    opcraft(byAlice({"sign", "all.docx"}));
+    EXPECT_EQ(opcraft({"props", "all.docx", "--set", "title=A letter"}).err, "") << "they are not content";
+    EXPECT_EQ(opcraft({"add", "all.docx", "/note.xml", "--type", "application/xml"}).err,
+              "opcraft: all.docx: warning: after this change these signatures do not cover the content: sig1\n");
     opcraft({"rm", "letter.docx", "/word/styles.xml", "--force"});
     EXPECT_EQ(opcraft({"add", "letter.docx", "/note.xml", "--type", "application/xml"}).err,
               "opcraft: letter.docx: warning: the package was signed, and its signatures may not hold any longer\n")

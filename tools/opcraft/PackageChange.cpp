@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opcraft/PackageChange.hpp"
 
+#include "opcraft/CoverageEntry.hpp"
 #include "opcraft/Queue.hpp"
 #include "opcraft/SignatureCheck.hpp"
 #include "opcraft/Text.hpp"
@@ -54,7 +55,9 @@ void PackageChange::save(Console& console, bool isChanged) {
 std::vector<std::string> PackageChange::readNames() {
     if (subject_ == ChangeSubject::Signatures || signatures_.own.empty())
         return {};
-    return readSignatureNames(*package_.getInput().lookAgain(""), limits_);
+    const auto stored = package_.getInput().lookAgain("");
+    complete_ = findCompleteSignatures(*stored, limits_);
+    return readSignatureNames(*stored, limits_);
 }
 
 bool PackageChange::hasUncheckedSignatures(const std::vector<std::string>& names) {
@@ -69,11 +72,16 @@ bool PackageChange::hasUncheckedSignatures(const std::vector<std::string>& names
 /// relationship that the command names.
 void PackageChange::warn(Console& console, const std::vector<std::string>& names) {
     const auto stored = package_.getInput().lookAgain(goesToStandardOutput() ? "" : output_);
-    std::string list;
-    for (const std::string& name : findBrokenSignatures(*stored, limits_, names))
-        list += (list.empty() ? "" : ", ") + name;
-    if (!list.empty())
-        console.note(package_.getName() + ": warning: after this change these signatures do not hold: " + list);
+    const std::vector<std::string> broken = findBrokenSignatures(*stored, limits_, names);
+    for (const std::string& name : findCompleteSignatures(*stored, limits_))
+        complete_.erase(name);
+    for (const std::string& name : broken)
+        complete_.erase(name);
+    const std::string start = package_.getName() + ": warning: after this change these signatures do not ";
+    if (!broken.empty())
+        console.note(start + "hold: " + listText(broken));
+    if (!complete_.empty())
+        console.note(start + "cover the content: " + listText({complete_.begin(), complete_.end()}));
 }
 
 void PackageChange::close() {

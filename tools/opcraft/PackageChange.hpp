@@ -28,8 +28,8 @@ public:
     /// Those that were there before the change.
     const Signatures& getSignatures() const noexcept { return signatures_; }
 
-    /// Saves and closes, and warns of signatures that do not hold any longer: it names those that it can check, and
-    /// says that there are others.
+    /// Saves and closes, and warns of signatures that do not hold any longer, or do not cover the content any longer:
+    /// it names those that it can check, and says that there are others.
     /// @param isChanged false: nothing was changed. In place, nothing is written then; elsewhere, a copy is.
     /// @throws Failure naming the file that cannot be written.
     void save(Console& console, bool isChanged = true);
@@ -49,6 +49,7 @@ private:
     ChangeSubject subject_;
     OpenPackage package_;
     Signatures signatures_;
+    std::set<std::string> complete_{}; ///< those that named all of the content before the change
 };
 
 } // namespace opcraft

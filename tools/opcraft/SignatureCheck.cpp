@@ -5,7 +5,6 @@
 
 #include <opc/core/Exception.hpp>
 
-#include <set>
 #include <utility>
 
 namespace opcraft {
@@ -38,6 +37,20 @@ void withSignatures(opc::storage::ZipPackage& zip, const opc::Limits& limits, Ac
     action(manager);
 }
 
+/// What would be found if all that a signature names were as it was signed.
+SignatureReport asIfItHeld(const DigitalSignature& signature) {
+    SignatureReport report(signature);
+    report.signatureValueHolds = true;
+    report.references.resize(1);
+    report.references[0].kind = opc::model::ReferenceKind::Relationships;
+    report.references[0].relationships = signature.getSignedRelationships();
+    for (const opc::model::PartName& name : signature.getSignedPartNames()) {
+        report.references.emplace_back().kind = opc::model::ReferenceKind::Part;
+        report.references.back().target = name.toString();
+    }
+    return report;
+}
+
 } // namespace
 
 std::vector<CheckedSignature> checkSignatures(const DigitalSignatureManager& manager,
@@ -56,6 +69,20 @@ std::vector<std::string> readSignatureNames(opc::storage::ZipPackage& zip, const
         withSignatures(zip, limits, [&](const DigitalSignatureManager& manager) {
             for (const DigitalSignature& signature : manager.getSignatures())
                 names.push_back(toUtf8(signature.getName()));
+        });
+    } catch (const opc::Exception&) {
+        names.clear();
+    }
+    return names;
+}
+
+std::set<std::string> findCompleteSignatures(opc::storage::ZipPackage& zip, const opc::Limits& limits) {
+    std::set<std::string> names;
+    try {
+        withSignatures(zip, limits, [&](const DigitalSignatureManager& manager) {
+            for (const DigitalSignature& signature : manager.getSignatures())
+                if (manager.examineCoverage({asIfItHeld(signature)}, zip.getOtherItems()).at(0).isComplete())
+                    names.insert(toUtf8(signature.getName()));
         });
     } catch (const opc::Exception&) {
         names.clear();

@@ -7,6 +7,7 @@
 #include <opc/storage/zip/ZipPackage.hpp>
 
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,10 @@ std::vector<CheckedSignature> checkSignatures(const opc::model::DigitalSignature
 
 /// The names of the signatures of a stored package; none when they cannot be read.
 std::vector<std::string> readSignatureNames(opc::storage::ZipPackage& zip, const opc::Limits& limits);
+
+/// The names of the signatures of a stored package that name all of its content, whether they hold or not; none when
+/// they cannot be read.
+std::set<std::string> findCompleteSignatures(opc::storage::ZipPackage& zip, const opc::Limits& limits);
 
 /// Those of some signatures that a stored package does not have any longer, or that do not hold in it; who signed does
 /// not matter. When the package's signatures cannot be read, these are all.
