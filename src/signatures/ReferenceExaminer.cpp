@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <set>
+#include <utility>
 
 namespace opc::model {
 
@@ -114,9 +115,10 @@ void throwIfRenamed(const PartName& claimed, const PartName& found) {
                                                       " when it was signed"};
 }
 
-PartName nameOfRelationshipsPart(const RelationshipSource& source) {
+/// The name and the content type of a relationships part, which a store may fail to tell.
+std::pair<PartName, std::u16string> describeRelationshipsPart(const RelationshipSource& source) {
     try {
-        return source.getRelationshipsPartName();
+        return {source.getRelationshipsPartName(), source.getRelationshipsContentType().toString()};
     } catch (const Exception& e) {
         throw Finding{ReferenceVerdict::NotReadable, std::string("Unable to compute digest. ") + e.what()};
     }
@@ -232,8 +234,9 @@ void ReferenceExaminer::examineRelationships(const ReferenceData& reference, con
         throw Finding{ReferenceVerdict::Missing, "the part with these relationships is not in the package any longer"};
     throwIfTransformedOtherwise(reference);
     withSource(package_, source, [&](const RelationshipSource& of) {
-        throwIfRenamed(name, nameOfRelationshipsPart(of));
-        compareContentTypes(report.claimedContentType, of.getRelationshipsContentType().toString(), report);
+        const auto [foundName, contentType] = describeRelationshipsPart(of);
+        throwIfRenamed(name, foundName);
+        compareContentTypes(report.claimedContentType, contentType, report);
         report.relationships = selectRelationships(of, report.selectors);
     });
     compareDigests(digester_.digestBytes(transformRelationships(report.relationships), digestMethodOf(reference)),

@@ -135,7 +135,7 @@ TEST_F(Changing, RmTakesThePartItsTypeAndItsOwnRelationships) {
     good({"add", "p.zip", "/b.xml", "--type", "text/b"});
     good({"relate", "p.zip", "/b.xml", "--type", "http://t", "--target", "#self"});
     EXPECT_EQ(good({"rm", "p.zip", "/b.xml", "--force", "-o", "q.zip"}),
-              "Removed with the part:\nSOURCE  ID    MODE      TARGET  RESOLVED    TYPE\n"
+              "Removed with the part:\nSOURCE  ID    MODE      TARGET  RESOLVED     TYPE\n"
               "/b.xml  rId1  internal  #self   /b.xml#self  http://t\n");
     EXPECT_EQ(good({"rm", "p.zip", "/b.xml"}), "");
     EXPECT_THAT(RawZipReader(readFile(folder_ / "p.zip")).names(), ElementsAre("[Content_Types].xml", "a.xml"));

@@ -155,6 +155,8 @@ inline std::string verdictOn(Bytes zip) {
         return opened.manager.verifyAllSignatures(noOptions(), TrustStore()).isSignatureValid() ? "valid" : "invalid";
     } catch (const InvalidSignature& e) {
         return std::string("refused: ") + e.what();
+    } catch (const InvalidRelationshipContent& e) {
+        return std::string("refused: ") + e.what();
     }
 }
 

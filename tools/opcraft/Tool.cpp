@@ -70,6 +70,7 @@ void addWaitOption(CLI::App& command, unsigned& seconds) {
         .add_option("--wait", seconds,
                     "How long to wait for other processes that change the file in place; 0 does not wait")
         ->type_name("SECONDS")
+        ->check(notEmpty())
         ->capture_default_str();
 }
 
