@@ -126,7 +126,7 @@ Coverage::Coverage(const Package& package, const std::vector<DigitalSignature>& 
 void Coverage::collect() {
     const auto addLinks = [this](const RelationshipSource& source) {
         for (const Relationship& each : source.getRelationships())
-            links_.push_back({each, keyOf(each), tolerantPath(each)});
+            links_.push_back({each, keyOf(each), tolerantPaths(each)});
     };
     addLinks(package_);
     for (const Part& part : package_.getParts()) {
@@ -185,7 +185,7 @@ void Coverage::demoteLinkedStructure() {
     std::set<std::string> paths;
     for (const Link& link : links_)
         if (link.standing != Standing::Structure)
-            paths.insert(link.path);
+            paths.insert(link.paths.begin(), link.paths.end());
     for (auto& [name, entry] : parts_)
         if (paths.count(tolerantPath(toASCIIString(name.toString()))) != 0)
             entry.standing = Standing::Content;
@@ -210,14 +210,15 @@ void Coverage::exceptPartOf(const Link& link) {
     if (!part || !part->getRelationships().empty() || !hasExceptedType(*part))
         return;
     const std::string path = tolerantPath(toASCIIString(part->getName().toString()));
-    if (std::count_if(links_.begin(), links_.end(), [&path](const Link& each) { return each.path == path; }) == 1)
+    if (std::count_if(links_.begin(), links_.end(),
+                      [&path](const Link& each) { return each.paths.count(path) != 0; }) == 1)
         parts_[part->getName()] = {Standing::Excepted, link.key};
 }
 
 void Coverage::sortItems(const std::vector<std::string>& otherItems) {
     std::set<std::string> paths;
     for (const Link& link : links_)
-        paths.insert(link.path);
+        paths.insert(link.paths.begin(), link.paths.end());
     for (const std::string& item : otherItems) {
         const std::string path = tolerantPath(item);
         (isFolderOrTrash(item, path) && paths.count(path) == 0 ? exceptedItems_ : items_).push_back(item);

@@ -6,6 +6,7 @@
 #include <opc/signatures/VerificationReport.hpp>
 
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -38,7 +39,7 @@ private:
     struct Link {
         Relationship relationship;
         Key key;
-        std::string path; ///< where the most tolerant reader is led
+        std::set<std::string> paths; ///< where the most tolerant readers are led
         Standing standing = Standing::Content;
     };
     struct Entry {

@@ -60,14 +60,14 @@ std::string tolerantPath(std::string_view name) {
     return path;
 }
 
-std::string tolerantPath(const Relationship& relationship) {
+std::set<std::string> tolerantPaths(const Relationship& relationship) {
     std::u16string target = relationship.getTarget();
-    target.resize(std::min(target.find_first_of(u"?#"), target.size()));
     if (target.empty() || (target.front() != u'/' && target.front() != u'\\')) {
         const std::u16string source = relationship.getSourceURI().getPath();
-        target = source.substr(0, source.rfind(u'/') + 1) + target;
+        target.insert(0, source, 0, source.rfind(u'/') + 1);
     }
-    return tolerantPath(detail::toUTF8String(target, false));
+    const std::string whole = detail::toUTF8String(target, false);
+    return {tolerantPath(whole), tolerantPath(whole.substr(0, whole.find_first_of("?#")))};
 }
 
 } // namespace opc::model

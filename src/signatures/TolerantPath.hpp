@@ -3,6 +3,7 @@
 
 #include <opc/model/relationships/Relationship.hpp>
 
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -14,7 +15,8 @@ namespace opc::model {
 /// @param name UTF-8.
 std::string tolerantPath(std::string_view name);
 
-/// The same, of what a relationship leads to, without query and fragment; its target mode is not looked at.
-std::string tolerantPath(const Relationship& relationship);
+/// The same, of what a relationship leads to; its target mode is not looked at. Some readers take query and fragment
+/// for a part of the name, so there are two paths with them.
+std::set<std::string> tolerantPaths(const Relationship& relationship);
 
 } // namespace opc::model

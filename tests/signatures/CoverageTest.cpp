@@ -99,6 +99,8 @@ TEST(Coverage, OfASignatureThatHoldsIsThatOfTheContent) {
         {"a picture that was missing", dangling("../docProps/thumbnail.png"), thumbnail},
         {"a picture that was missing, in another case", dangling("/DocProps/Thumbnail.png"), thumbnail},
         {"a picture that was missing, in another spelling", dangling("../docProps/x/../thumbnail.png?x#y"), thumbnail},
+        {"a picture that was missing, by a name that has the fragment", dangling("/a.png#x"),
+         lead(thumbnailType, "a.png%23x", "image/png")},
         {"a picture that is said to be outside",
          both(dangling("../docProps/thumbnail.png"), edit(document, "gone\"", "gone\" TargetMode=\"External\"")),
          thumbnail},
