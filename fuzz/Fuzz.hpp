@@ -4,10 +4,12 @@
 #include <opc/core/Exception.hpp>
 #include <opc/core/Strings.hpp>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,6 +22,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 #define OPCRAFT_REQUIRE(condition) ((condition) ? void() : opc::fuzz::fail(#condition, __FILE__, __LINE__))
 
 namespace opc::fuzz {
+
+using Bytes = std::vector<unsigned char>;
 
 [[noreturn]] inline void fail(const char* condition, const char* file, int line) {
     std::fprintf(stderr, "%s:%d: does not hold: %s\n", file, line, condition);
@@ -38,7 +42,7 @@ bool accepted(Action&& action) {
     }
 }
 
-inline std::vector<unsigned char> bytesOf(std::string_view text) {
+inline Bytes bytesOf(std::string_view text) {
     return {text.begin(), text.end()};
 }
 
@@ -50,24 +54,17 @@ public:
     bool empty() const noexcept { return rest_.empty(); }
 
     unsigned number() {
-        if (rest_.empty())
-            return 0;
-        const auto value = static_cast<unsigned char>(rest_.front());
-        rest_.remove_prefix(1);
+        const unsigned value = rest_.empty() ? 0 : static_cast<unsigned char>(rest_.front());
+        rest_.remove_prefix(rest_.empty() ? 0 : 1);
         return value;
     }
 
-    /// Up to the next line feed, or all that is left.
-    std::string_view line() {
-        const std::size_t end = std::min(rest_.find('\n'), rest_.size());
-        const std::string_view text = rest_.substr(0, end);
-        rest_.remove_prefix(std::min(end + 1, rest_.size()));
-        return text;
+    /// Up to the next line feed, or all that is left; what is no UTF-8 becomes U+FFFD.
+    std::u16string text() {
+        const std::string_view line = rest_.substr(0, rest_.find('\n'));
+        rest_.remove_prefix(std::min(line.size() + 1, rest_.size()));
+        return toString(line, false);
     }
-    /// What is no UTF-8 becomes U+FFFD.
-    std::u16string text() { return toString(line(), false); }
-
-    std::string_view rest() const noexcept { return rest_; }
 
 private:
     std::string_view rest_;

@@ -5,7 +5,6 @@
 #include <opc/core/interfaces/IPhysicalPart.hpp>
 #include <opc/crypto/CryptoEngine.hpp>
 #include <opc/errors/Errors.hpp>
-#include <opc/model/Package.hpp>
 #include <opc/model/StandardPartInfo.hpp>
 #include <opc/signatures/AlgorithmURIMap.hpp>
 #include <opc/signatures/DigitalSignatureManager.hpp>
@@ -18,21 +17,20 @@
 #include "signatures/SignatureKeys.hpp"
 #include "signatures/SigningClock.hpp"
 #include "support/FixedKey.hpp"
+#include "support/PackageContent.hpp"
 #include "xml/CanonicalXml.hpp"
 #include "xml/ChildElements.hpp"
 
 #include <boost/date_time/posix_time/posix_time.hpp>
 
-#include <map>
 #include <ostream>
 
 namespace {
 
 using namespace opc::model;
 using opc::crypto::CryptoEngine;
+using opc::fuzz::Bytes;
 using opc::interfaces::OpenMode;
-using namespace std::literals;
-using Bytes = std::vector<unsigned char>;
 
 constexpr char16_t signaturePart[] = u"/_xmlsignatures/sig1.xml";
 
@@ -45,27 +43,6 @@ const std::map<std::u16string, FixedPart> parts = {
     {u"/word/document.xml", {u"application/xml", "<document/>"}},
     {u"/media/image.png", {u"image/png", "\x89PNG"}},
 };
-
-void write(opc::OutputStream& stream, const Bytes& bytes) {
-    stream.write(bytes.data(), bytes.size());
-    stream.close();
-}
-
-Bytes readPart(const Package& package, const std::u16string& name) {
-    opc::InputStream& stream = *package.getPart(name).getInputStream();
-    Bytes bytes(64 * 1024);
-    stream.open();
-    std::size_t size = 0;
-    while (const unsigned long count = stream.read(bytes.data() + size, bytes.size() - size))
-        size += count;
-    stream.close();
-    bytes.resize(size);
-    return bytes;
-}
-
-Bytes privateKey() {
-    return CryptoEngine::decodeBase64(opc::test::FIXED_PRIVATE_KEY);
-}
 
 /// What of a part is signed: `SignedInfo` and the package object, each in its canonical form.
 std::pair<std::string, std::string> signedTexts(const Bytes& part) {
@@ -81,26 +58,80 @@ std::pair<std::string, std::string> signedTexts(const Bytes& part) {
     return texts;
 }
 
+Bytes digest(const std::string& text, DigestMethod method) {
+    // Both count the same digests in the same order.
+    auto engine = CryptoEngine::createDigestEngine(static_cast<opc::crypto::DigestAlgorithm>(method));
+    engine.update(opc::fuzz::bytesOf(text));
+    return engine.finish();
+}
+
+/// As if the owner of the key had signed just this: so the references of the manifest are looked at, whatever they
+/// claim.
+void signAgain(DigitalSignatureData& data, const opc::crypto::RSAPrivateKey& key) {
+    data.publicKey = key.getPublicKey();
+    data.certificate = {};
+    data.signatureParams = {DigestMethod::SHA256, SignatureMethod::RSA1024};
+    data.signatureMethod = AlgorithmURIMap::getAlgorithmURI(DigestMethod::SHA256, SignatureMethod::RSA1024);
+    for (auto& reference : data.signedInfoReferences)
+        for (const auto& object : data.objects)
+            if (reference.uri.getFragment() == object.id) {
+                const std::string text = opc::detail::toUTF8String(toDigestedText(object.xmlBytes));
+                reference.digestMethod = AlgorithmURIMap::getAlgorithmURI(DigestMethod::SHA256);
+                reference.digestValue = opc::toString(CryptoEngine::encodeBase64(digest(text, DigestMethod::SHA256)));
+            }
+    data.signatureValue = makeSignatureValue(data, key);
+}
+
+/// A valid signature claims of every part that it names the content type and the digest that the part has.
+void checkClaims(const DigitalSignatureData& data) {
+    std::size_t claimed = 0;
+    for (const auto& reference : data.manifestReferences) {
+        const auto part = parts.find(reference.uri.getPath());
+        if (part == parts.end())
+            continue; // relationships, or a name in other letters
+        ++claimed;
+        const ContentType contentType(reference.uri.getQuery().substr(std::size("ContentType=") - 1));
+        OPCRAFT_REQUIRE(contentType.toString() == part->second.contentType);
+        const DigestMethod method = AlgorithmURIMap::getDigestMethod(reference.digestMethod);
+        OPCRAFT_REQUIRE(CryptoEngine::decodeBase64(reference.digestValue) == digest(part->second.content, method));
+    }
+    OPCRAFT_REQUIRE(claimed <= data.signedPartNames.size());
+}
+
 /// A package that is signed by the fixed key, into which other signature parts are put.
 class SignedPackage {
 public:
     SignedPackage() {
         setSigningClock([] { return boost::posix_time::time_from_string("2026-03-04 05:06:00"); });
-        create();
+        package_.open(OpenMode::CreateOnly);
+        for (const auto& [name, part] : parts) {
+            auto& stream = *package_.createPart(name, part.contentType, StandardPartInfo()).getOutputStream();
+            stream.write(reinterpret_cast<const unsigned char*>(part.content.data()), part.content.size());
+            stream.close();
+        }
+        package_.createInternalRelationship(u"urn:main", URI(u"word/document.xml"), u"rId1");
+        auto document = package_.getPart(u"/word/document.xml");
+        document.createInternalRelationship(u"urn:image", URI(u"../media/image.png"), u"rId1");
+        document.createExternalRelationship(u"urn:link", u"http://h/a", u"rId2");
+        package_.close();
         package_.open(OpenMode::ReadWrite);
-        manager_.signPackage(privateKey(), {DigestMethod::SHA256, SignatureMethod::RSA1024});
+        manager_.signPackage(privateKey_, {DigestMethod::SHA256, SignatureMethod::RSA1024});
         package_.close();
         package_.open(OpenMode::ReadOnly);
-        signedTexts_ = signedTexts(readPart(package_, signaturePart));
-        publicKey_ = manager_.getSignatures().front().getImpl()->publicKey->toDER();
+        signedTexts_ = signedTexts(opc::fuzz::bytesOf(opc::test::bytesOf(package_.getPart(signaturePart))));
         OPCRAFT_REQUIRE(isValid(manager_.getSignatures().front()));
         OPCRAFT_REQUIRE(!signedTexts_.first.empty() && !signedTexts_.second.empty());
         package_.close();
     }
 
     void take(const Bytes& part) {
-        if (!isReadable(part))
+        std::ostream nowhere(nullptr);
+        opc::ByteArrayInAdaptor stream(part);
+        try {
+            reader_.read(stream, nowhere);
+        } catch (const InvalidPartContent&) { // the reader says no in one way
             return;
+        }
         put(part);
         try {
             package_.open(OpenMode::ReadOnly);
@@ -110,41 +141,16 @@ public:
         }
         OPCRAFT_REQUIRE(manager_.getSignatures().size() == 1);
         const DigitalSignature signature = manager_.getSignatures().front();
-        std::ostream nowhere(nullptr);
         prettyPrint(nowhere, *signature.getImpl());
         if (isValid(signature))
             OPCRAFT_REQUIRE(signedTexts(part) == signedTexts_);
-        signAgain(*signature.getImpl());
+        signAgain(*signature.getImpl(), key_);
         if (isValid(signature))
             checkClaims(*signature.getImpl());
         package_.close();
     }
 
 private:
-    void create() {
-        package_.open(OpenMode::CreateOnly);
-        for (const auto& [name, part] : parts)
-            write(*package_.createPart(name, part.contentType, StandardPartInfo()).getOutputStream(),
-                  opc::fuzz::bytesOf(part.content));
-        package_.createInternalRelationship(u"urn:main", URI(u"word/document.xml"), u"rId1");
-        auto document = package_.getPart(u"/word/document.xml");
-        document.createInternalRelationship(u"urn:image", URI(u"../media/image.png"), u"rId1");
-        document.createExternalRelationship(u"urn:link", u"http://h/a", u"rId2");
-        package_.close();
-    }
-
-    /// The reader says no in one way.
-    bool isReadable(const Bytes& part) {
-        std::ostream nowhere(nullptr);
-        opc::ByteArrayInAdaptor stream(part);
-        try {
-            reader_.read(stream, nowhere);
-            return true;
-        } catch (const InvalidPartContent&) {
-            return false;
-        }
-    }
-
     void put(const Bytes& part) {
         physical_.open(OpenMode::ReadWrite);
         for (auto* each : physical_.getParts())
@@ -162,7 +168,7 @@ private:
         } catch (const InvalidSignature&) { // by what it carries
         }
         try {
-            const SignatureReport report = manager_.examineSignature(signature, publicKey_);
+            const SignatureReport report = manager_.examineSignature(signature, key_.getPublicKey().toDER());
             OPCRAFT_REQUIRE(report.getStatus().isSignatureValid() == report.isSignatureValid());
             return report.isSignatureValid();
         } catch (const InvalidSignature&) {
@@ -170,54 +176,13 @@ private:
         }
     }
 
-    /// As if the owner of the key had signed just this: so the references of the manifest are looked at, whatever they
-    /// claim.
-    static void signAgain(DigitalSignatureData& data) {
-        const auto key = opc::crypto::RSAPrivateKey::fromDER(privateKey());
-        data.publicKey = key.getPublicKey();
-        data.certificate = {};
-        data.signatureParams = {DigestMethod::SHA256, SignatureMethod::RSA1024};
-        data.signatureMethod = AlgorithmURIMap::getAlgorithmURI(DigestMethod::SHA256, SignatureMethod::RSA1024);
-        for (auto& reference : data.signedInfoReferences)
-            for (const auto& object : data.objects)
-                if (reference.uri.getFragment() == object.id) {
-                    reference.digestMethod = AlgorithmURIMap::getAlgorithmURI(DigestMethod::SHA256);
-                    reference.digestValue =
-                        digest(opc::detail::toUTF8String(toDigestedText(object.xmlBytes)), DigestMethod::SHA256);
-                }
-        data.signatureValue = makeSignatureValue(data, key);
-    }
-
-    static std::u16string digest(const std::string& text, DigestMethod method) {
-        // Both count the same digests in the same order.
-        auto engine = CryptoEngine::createDigestEngine(static_cast<opc::crypto::DigestAlgorithm>(method));
-        engine.update(opc::fuzz::bytesOf(text));
-        return opc::toString(CryptoEngine::encodeBase64(engine.finish()));
-    }
-
-    /// A valid signature claims of every part that it names the content type and the digest that the part has.
-    static void checkClaims(const DigitalSignatureData& data) {
-        std::size_t claimed = 0;
-        for (const auto& reference : data.manifestReferences) {
-            const auto part = parts.find(reference.uri.getPath());
-            if (part == parts.end())
-                continue; // relationships, or a name in other letters
-            ++claimed;
-            const std::u16string contentType = reference.uri.getQuery().substr(u"ContentType="sv.size());
-            OPCRAFT_REQUIRE(ContentType(contentType).toString() == part->second.contentType);
-            const DigestMethod method = AlgorithmURIMap::getDigestMethod(reference.digestMethod);
-            OPCRAFT_REQUIRE(CryptoEngine::decodeBase64(reference.digestValue) ==
-                            CryptoEngine::decodeBase64(digest(part->second.content, method)));
-        }
-        OPCRAFT_REQUIRE(claimed <= data.signedPartNames.size());
-    }
-
+    const Bytes privateKey_ = CryptoEngine::decodeBase64(opc::test::FIXED_PRIVATE_KEY);
+    const opc::crypto::RSAPrivateKey key_ = opc::crypto::RSAPrivateKey::fromDER(privateKey_);
     opc::storage::MemoryPackage physical_;
     Package package_{physical_};
     DigitalSignatureManager manager_{package_};
     SignatureDocumentReader reader_;
     std::pair<std::string, std::string> signedTexts_;
-    Bytes publicKey_;
 };
 
 } // namespace

@@ -4,8 +4,6 @@
 #include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
 
-#include "xml/XercesMemory.hpp"
-
 #include <xercesc/dom/DOMException.hpp>
 #include <xercesc/sax/SAXException.hpp>
 #include <xercesc/util/OutOfMemoryException.hpp>
@@ -13,7 +11,6 @@
 
 #include <new>
 #include <string>
-#include <type_traits>
 
 namespace opc::model {
 
@@ -23,26 +20,12 @@ inline std::string toMessage(const XMLCh* message) {
     return message == nullptr ? std::string() : detail::toUTF8String(message, false);
 }
 
-/// Runs an action that may draw on the reserve. What it returns owns what it made, since it may be dropped here.
-template <class Action>
-auto drawingOnReserve(Action action) -> decltype(action()) {
-    const ReserveUse reserve;
-    if constexpr (std::is_void_v<decltype(action())>) {
-        action();
-        ReserveUse::throwIfDrawnOn();
-    } else {
-        auto result = action();
-        ReserveUse::throwIfDrawnOn();
-        return result;
-    }
-}
-
 /// Runs the action; what Xerces throws leaves as `InvalidXMLDocument` with its message, a lack of memory as
 /// `std::bad_alloc`, and anything else unchanged.
 template <class Action>
 auto translatingXercesErrors(Action action) -> decltype(action()) {
     try {
-        return drawingOnReserve(action);
+        return action();
     } catch (const xercesc::DOMException& e) {
         throw InvalidXMLDocument(toMessage(e.getMessage()));
     } catch (const xercesc::SAXException& e) {

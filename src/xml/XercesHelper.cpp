@@ -12,7 +12,6 @@
 #include "xml/ParserSettings.hpp"
 #include "xml/TreeWalk.hpp"
 #include "xml/XercesErrors.hpp"
-#include "xml/XercesMemory.hpp"
 #include "xml/XmlBounds.hpp"
 #include "xml/XmlCharacters.hpp"
 
@@ -44,7 +43,6 @@ namespace {
 
 template <class T>
 void release(T* object) noexcept {
-    const ReserveUse reserve;
     object->release();
 }
 

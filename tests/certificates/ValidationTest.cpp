@@ -4,14 +4,15 @@
 #include <opc/crypto/UnsupportedKeySize.hpp>
 
 #include "support/Authority.hpp"
+#include "support/Table.hpp"
 #include "support/Throws.hpp"
 
 #include <boost/date_time/posix_time/posix_time.hpp>
 
 #include <openssl/x509_vfy.h>
 
-#include <algorithm>
-#include <optional>
+#include <iterator>
+#include <sstream>
 
 namespace opc::certificates {
 namespace {
@@ -23,6 +24,11 @@ using test::throws;
 
 const char* const CA = "basicConstraints=critical,CA:TRUE\nkeyUsage=critical,keyCertSign,cRLSign";
 const ptime MIDDLE = time_from_string("2025-06-01 12:00:00");
+
+std::vector<std::string> namesIn(const std::string& text) {
+    std::istringstream stream(text);
+    return {std::istream_iterator<std::string>(stream), {}};
+}
 
 /// root <- middle <- the certificates of signers, which share the key of "leaf"; other is a root besides.
 class Validation : public test::WithCleanErrorQueue {
@@ -50,13 +56,14 @@ protected:
         return result;
     }
 
-    int status(const std::string& name, const std::vector<std::string>& chain, const std::vector<std::string>& trusted,
+    /// The verdict on a certificate with others and trusted ones, whose names are separated by blanks.
+    int status(const std::string& name, const std::string& chain, const std::string& trusted,
                const CertificateValidationOptions& how) const {
         X509CertificateChain others;
-        for (const std::string& other : chain)
+        for (const std::string& other : namesIn(chain))
             others.add(certificate(other));
         TrustStore trust;
-        for (const std::string& anchor : trusted)
+        for (const std::string& anchor : namesIn(trusted))
             trust.addCertificate(certificate(anchor));
         const auto results = certificate(name).validate(others, how, trust);
         const int code = results.getCertificateChainStatus();
@@ -65,15 +72,13 @@ protected:
     }
 
     /// The verdict of the command; it knows nothing of what a signer's certificate is for.
-    int theirs(const std::string& name, const std::vector<std::string>& chain, const std::vector<std::string>& trusted,
-               const ptime& when) const {
+    int theirs(const std::string& name, const std::string& chain, const std::string& trusted, const ptime& when) const {
+        const std::string time = std::to_string(boost::posix_time::to_time_t(when));
         std::vector<std::string> arguments = {
-            "verify",      "-no-CAfile",     "-no-CApath",
-            "-no-CAstore", "-partial_chain", "-auth_level",
-            "1",           "-attime",        std::to_string(boost::posix_time::to_time_t(when))};
-        for (const std::string& other : chain)
+            "verify", "-no-CAfile", "-no-CApath", "-no-CAstore", "-partial_chain", "-auth_level", "1", "-attime", time};
+        for (const std::string& other : namesIn(chain))
             arguments.insert(arguments.end(), {"-untrusted", Authority::file(other)});
-        for (const std::string& anchor : trusted)
+        for (const std::string& anchor : namesIn(trusted))
             arguments.insert(arguments.end(), {"-trusted", Authority::file(anchor)});
         arguments.push_back(Authority::file(name));
         test::ProcessOptions where;
@@ -107,122 +112,59 @@ TEST_F(Validation, GivesEachCertificateItsVerdictAndTheOneOfTheOpensslCommand) {
     authority.issue({"small", "root", "", "keyUsage=digitalSignature", "20240101000000Z", end, "sha256", "1024"});
     authority.issue({"tiny", "root", "", "keyUsage=digitalSignature", "20240101000000Z", end, "sha256", "768"});
 
-    const struct {
-        const char* why;
-        std::string name;
-        std::vector<std::string> chain, trusted;
-        int expected;
-        ptime when = MIDDLE;
-    } rows[] = {
-        {"the whole chain", "leaf", {"middle"}, {"root"}, X509_V_OK},
-        {"with more than it needs, in any order", "leaf", {"other", "root", "leaf", "middle"}, {"root"}, X509_V_OK},
-        {"all of it trusted", "leaf", {}, {"middle", "root"}, X509_V_OK},
-        {"an intermediate alone is trusted", "leaf", {}, {"middle"}, X509_V_OK},
-        {"it is trusted itself", "leaf", {}, {"leaf"}, X509_V_OK},
-        {"a missing intermediate", "leaf", {}, {"root"}, X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY},
-        {"nobody is trusted", "leaf", {"middle"}, {}, X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY},
-        {"a root that only came along", "leaf", {"middle", "root"}, {}, X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN},
-        {"an unknown issuer", "stranger", {"middle"}, {"root"}, X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY},
-        {"self-signed and trusted", "selfsigned", {}, {"selfsigned"}, X509_V_OK},
-        {"self-signed", "selfsigned", {}, {"root"}, X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT},
-        {"self-signed, as its own chain", "selfsigned", {"selfsigned"}, {}, X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT},
-        {"expired", "old", {}, {"root"}, X509_V_ERR_CERT_HAS_EXPIRED},
-        {"expired now, valid then", "old", {}, {"root"}, X509_V_OK, time_from_string("2020-06-01 00:00:00")},
-        {"not yet valid", "coming", {}, {"root"}, X509_V_ERR_CERT_NOT_YET_VALID},
-        {"its first second", "leaf", {"middle"}, {"root"}, X509_V_OK, time_from_string("2024-01-01 00:00:00")},
-        {"the second before",
-         "leaf",
-         {"middle"},
-         {"root"},
-         X509_V_ERR_CERT_NOT_YET_VALID,
-         time_from_string("2023-12-31 23:59:59")},
-        {"a second after its last one",
-         "leaf",
-         {"middle"},
-         {"root"},
-         X509_V_ERR_CERT_HAS_EXPIRED,
-         time_from_string("2026-01-01 00:00:01")},
-        {"an expired intermediate", "underold", {"oldmiddle"}, {"root"}, X509_V_ERR_CERT_HAS_EXPIRED},
-        {"an issuer that may issue nothing", "undernoca", {"noca"}, {"root"}, X509_V_ERR_INVALID_CA},
-        {"a critical extension that nobody knows", "critical", {}, {"root"}, X509_V_ERR_UNHANDLED_CRITICAL_EXTENSION},
-        {"a signature with SHA-1", "sha1", {}, {"root"}, X509_V_ERR_CA_MD_TOO_WEAK},
-        {"a key of 1024 bits", "small", {}, {"root"}, X509_V_OK},
-        {"a key of 768 bits", "tiny", {}, {"root"}, X509_V_ERR_EE_KEY_TOO_SMALL},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(status(row.name, row.chain, row.trusted, checking(true, true, true, row.when)), row.expected)
-            << row.why;
-        EXPECT_EQ(theirs(row.name, row.chain, row.trusted, row.when), row.expected) << row.why << ", by the command";
+    for (const auto& row : test::readTable("certificates/verdicts.tsv")) {
+        const ptime when = row[5] == "-" ? MIDDLE : time_from_string(row[5]);
+        EXPECT_EQ(status(row[1], row[2], row[3], checking(true, true, true, when)), std::stoi(row[4])) << row[0];
+        EXPECT_EQ(theirs(row[1], row[2], row[3], when), std::stoi(row[4])) << row[0] << ", by the command";
     }
     EXPECT_EQ(certificate("tiny").getKeySize(), 768U);
     EXPECT_TRUE(throws<crypto::UnsupportedKeySize>("An RSA key has to have 1024, 2048 or 4096 bits; this one has 768.",
                                                    [&] { certificate("tiny").getPublicKey(); }));
 
     // What is not asked for is not checked.
-    EXPECT_EQ(status("old", {}, {"root"}, checking(false, true, true)), X509_V_OK);
-    EXPECT_EQ(status("old", {}, {}, checking(false, false, false)), X509_V_OK);
-    EXPECT_EQ(status("old", {}, {}, checking(true, false, false)), X509_V_ERR_CERT_HAS_EXPIRED);
-    EXPECT_EQ(status("coming", {}, {}, checking(true, true, false)), X509_V_ERR_CERT_NOT_YET_VALID);
-    EXPECT_EQ(status("underold", {"oldmiddle"}, {"root"}, checking(false, true, true)), X509_V_OK);
-    EXPECT_EQ(status("stranger", {}, {"root"}, checking(true, true, false)), X509_V_OK);
+    EXPECT_EQ(status("old", "", "root", checking(false, true, true)), X509_V_OK);
+    EXPECT_EQ(status("old", "", "", checking(false, false, false)), X509_V_OK);
+    EXPECT_EQ(status("old", "", "", checking(true, false, false)), X509_V_ERR_CERT_HAS_EXPIRED);
+    EXPECT_EQ(status("coming", "", "", checking(true, true, false)), X509_V_ERR_CERT_NOT_YET_VALID);
+    EXPECT_EQ(status("underold", "oldmiddle", "root", checking(false, true, true)), X509_V_OK);
+    EXPECT_EQ(status("stranger", "", "root", checking(true, true, false)), X509_V_OK);
     EXPECT_TRUE(certificate("leaf").isValid(options));
     EXPECT_FALSE(certificate("old").isValid(options));
     EXPECT_TRUE(certificate("old").isValid(checking(false, true, true)));
 
     // Without a point in time it is the present one.
     CertificateValidationOptions now;
-    EXPECT_EQ(status("old", {}, {"root"}, now), X509_V_ERR_CERT_HAS_EXPIRED);
-    EXPECT_EQ(status("root", {}, {"root"}, checking(true, false, true, ptime())), X509_V_OK);
+    EXPECT_EQ(status("old", "", "root", now), X509_V_ERR_CERT_HAS_EXPIRED);
+    EXPECT_EQ(status("root", "", "root", checking(true, false, true, ptime())), X509_V_OK);
 }
 
 TEST_F(Validation, RefusesOtherPurposesThanSigning) {
-    const struct {
-        const char* extensions;
-        bool allowed;
-        const char* why;
-    } rows[] = {
-        {"subjectKeyIdentifier=hash", true, "nothing is said"},
-        {"keyUsage=digitalSignature", true, "signatures"},
-        {"keyUsage=nonRepudiation", true, "signatures that bind"},
-        {"keyUsage=keyEncipherment,dataEncipherment", false, "encryption alone"},
-        {"keyUsage=keyCertSign,cRLSign", false, "certificates alone"},
-        {"extendedKeyUsage=serverAuth", false, "servers"},
-        {"extendedKeyUsage=clientAuth", false, "clients"},
-        {"extendedKeyUsage=critical,serverAuth,clientAuth", false, "servers and clients"},
-        {"extendedKeyUsage=serverAuth,emailProtection", true, "one more than servers"},
-        {"extendedKeyUsage=1.3.6.1.5.5.7.3.36", true, "documents"},
-        {"extendedKeyUsage=anyExtendedKeyUsage", true, "anything"},
-        {"keyUsage=digitalSignature\nextendedKeyUsage=clientAuth", false, "signatures, but only for clients"},
-        {"keyUsage=keyAgreement\nextendedKeyUsage=emailProtection", false, "mail, but no signatures"},
-    };
-    int number = 0;
-    for (const auto& row : rows) {
-        const std::string name = "purpose" + std::to_string(number++);
-        authority.issue({name, "middle", "leaf", row.extensions});
-        const int expected = row.allowed ? X509_V_OK : X509_V_ERR_INVALID_PURPOSE;
-        EXPECT_EQ(certificate(name).allowsDigitalSignatures(), row.allowed) << row.why;
-        EXPECT_EQ(status(name, {"middle"}, {"root"}, options), expected) << row.why;
-        EXPECT_EQ(status(name, {}, {}, checking(true, true, false)), expected) << row.why;
-        EXPECT_EQ(status(name, {"middle"}, {"root"}, checking(true, false, true)), X509_V_OK) << row.why;
+    for (const auto& row : test::readTable("certificates/purposes.tsv")) {
+        authority.issue({row[2], "middle", "leaf", boost::replace_all_copy(row[0], "; ", "\n")});
+        const int expected = row[1] == "yes" ? X509_V_OK : X509_V_ERR_INVALID_PURPOSE;
+        EXPECT_EQ(certificate(row[2]).allowsDigitalSignatures(), row[1] == "yes") << row[2];
+        EXPECT_EQ(status(row[2], "middle", "root", options), expected) << row[2];
+        EXPECT_EQ(status(row[2], "", "", checking(true, true, false)), expected) << row[2];
+        EXPECT_EQ(status(row[2], "middle", "root", checking(true, false, true)), X509_V_OK) << row[2];
     }
     // An issuer that is there for servers cannot vouch for signatures, unless it is trusted itself.
     authority.issue({"tls", "root", "", std::string(CA) + "\nextendedKeyUsage=serverAuth,clientAuth"});
     authority.issue({"undertls", "tls", "leaf"});
-    EXPECT_EQ(status("undertls", {"tls"}, {"root"}, options), X509_V_ERR_INVALID_PURPOSE);
-    EXPECT_EQ(status("undertls", {}, {"tls"}, options), X509_V_OK);
-    EXPECT_EQ(status("undertls", {"tls"}, {"root"}, checking(true, false, true)), X509_V_OK);
+    EXPECT_EQ(status("undertls", "tls", "root", options), X509_V_ERR_INVALID_PURPOSE);
+    EXPECT_EQ(status("undertls", "", "tls", options), X509_V_OK);
+    EXPECT_EQ(status("undertls", "tls", "root", checking(true, false, true)), X509_V_OK);
 }
 
 TEST_F(Validation, RefusesAForgedIssuerAndMalformedExtensions) {
     // A certificate with the name of the intermediate but another key.
     authority.issue({"forger", "root", "", CA, "20200101000000Z", "20500101000000Z", "sha256", "2048", "/CN=middle"});
-    EXPECT_NE(status("leaf", {"forger"}, {"root"}, options), X509_V_OK);
-    EXPECT_EQ(status("leaf", {"forger", "middle"}, {"root"}, options), X509_V_OK);
+    EXPECT_NE(status("leaf", "forger", "root", options), X509_V_OK);
+    EXPECT_EQ(status("leaf", "forger middle", "root", options), X509_V_OK);
 
     authority.issue({"broken", "root", "leaf", "2.5.29.15=DER:04:01:00"}); // a key usage that is no bit string
     EXPECT_FALSE(certificate("broken").isValid(options));
-    EXPECT_EQ(status("broken", {}, {"root"}, options), X509_V_ERR_INVALID_EXTENSION);
-    EXPECT_EQ(status("broken", {}, {}, checking(false, false, false)), X509_V_ERR_INVALID_EXTENSION);
+    EXPECT_EQ(status("broken", "", "root", options), X509_V_ERR_INVALID_EXTENSION);
+    EXPECT_EQ(status("broken", "", "", checking(false, false, false)), X509_V_ERR_INVALID_EXTENSION);
 
     std::vector<unsigned char> changed = certificate("leaf").toDER();
     changed.back() ^= 1; // in the issuer's signature

@@ -5,24 +5,24 @@
 #include "support/OpenSSL.hpp"
 #include "support/Throws.hpp"
 
-#include <iomanip>
-#include <sstream>
-#include <thread>
+#include <boost/algorithm/hex.hpp>
+
+#include <future>
 
 namespace opc::crypto {
 namespace {
 
 using test::Bytes;
 using test::throws;
+using test::throwsSaying;
 using test::toBytes;
 
 class Digests : public test::WithCleanErrorQueue {};
 
-std::string hex(const Bytes& bytes) {
-    std::ostringstream text;
-    for (const int byte : bytes)
-        text << std::hex << std::setw(2) << std::setfill('0') << byte;
-    return text.str();
+std::string finish(DigestEngine& engine) {
+    std::string text;
+    boost::algorithm::hex_lower(engine.finish(), std::back_inserter(text));
+    return text;
 }
 
 const std::pair<DigestAlgorithm, const char*> OF_ABC[] = {
@@ -41,42 +41,38 @@ TEST_F(Digests, AreThePublishedOnesHoweverTheDataIsCutAndAgainAfterTheFirst) {
     for (const auto& [algorithm, expected] : OF_ABC) {
         DigestEngine engine = CryptoEngine::createDigestEngine(algorithm);
         engine.update(toBytes("abc"));
-        EXPECT_EQ(hex(engine.finish()), expected);
+        EXPECT_EQ(finish(engine), expected);
         engine.update(toBytes("a"));
         engine.update(nullptr, 0);
         DigestEngine moved = std::move(engine);
         moved.update(toBytes("bc"));
-        EXPECT_EQ(hex(moved.finish()), expected) << "in blocks, by an engine that was used and moved";
+        EXPECT_EQ(finish(moved), expected) << "in blocks, by an engine that was used and moved";
     }
     DigestEngine engine = CryptoEngine::createDigestEngine(DigestAlgorithm::SHA256);
-    EXPECT_EQ(hex(engine.finish()), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855") << "of nothing";
+    EXPECT_EQ(finish(engine), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855") << "of nothing";
     for (int i = 0; i < 1000; ++i)
         engine.update(Bytes(1000, 'a'));
-    EXPECT_EQ(hex(engine.finish()), "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0")
+    EXPECT_EQ(finish(engine), "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0")
         << "of a million letters";
+    EXPECT_TRUE(throws<Exception>("There is no such digest algorithm.",
+                                  [] { CryptoEngine::createDigestEngine(static_cast<DigestAlgorithm>(6)); }));
 }
 
 TEST_F(Digests, AreMadeByManyThreadsAtATime) {
-    std::vector<std::thread> threads;
-    std::vector<int> good(4);
-    for (int& count : good)
-        threads.emplace_back([&count] {
-            for (int i = 0; i < 200; ++i) {
-                for (const auto& [algorithm, expected] : OF_ABC) {
-                    DigestEngine engine = CryptoEngine::createDigestEngine(algorithm);
-                    engine.update(toBytes("abc"));
-                    count += hex(engine.finish()) == expected;
-                }
-            }
-        });
-    for (std::thread& thread : threads)
-        thread.join();
-    EXPECT_EQ(good, std::vector<int>(4, 1200));
-}
-
-TEST_F(Digests, OfNoSuchAlgorithmAreRefused) {
-    EXPECT_TRUE(throws<Exception>("There is no such digest algorithm.",
-                                  [] { CryptoEngine::createDigestEngine(static_cast<DigestAlgorithm>(6)); }));
+    const auto work = [] {
+        for (int i = 0; i < 1200; ++i) {
+            DigestEngine engine = CryptoEngine::createDigestEngine(OF_ABC[i % 6].first);
+            engine.update(toBytes("abc"));
+            if (finish(engine) != OF_ABC[i % 6].second)
+                return false;
+        }
+        return true;
+    };
+    std::vector<std::future<bool>> results;
+    for (int i = 0; i < 4; ++i)
+        results.push_back(std::async(std::launch::async, work));
+    for (auto& result : results)
+        EXPECT_TRUE(result.get());
 }
 
 TEST_F(Digests, NeedNothingOfTheSystemsConfiguration) {
@@ -96,13 +92,8 @@ TEST_F(Digests, NeedNothingOfTheSystemsConfiguration) {
     EXPECT_NE(child.out.find("[  PASSED  ] 3 tests."), std::string::npos) << child.out;
 }
 
-struct Base64Row {
-    const char* text;
-    const char* bytes;
-};
-
 TEST(Base64, IsWrittenWithoutBreaksAndReadBack) {
-    const Base64Row rows[] = {
+    const std::pair<std::string_view, const char*> rows[] = {
         // RFC 4648 §10
         {"", ""},
         {"Zg==", "f"},
@@ -115,7 +106,7 @@ TEST(Base64, IsWrittenWithoutBreaksAndReadBack) {
     };
     for (const auto& [text, bytes] : rows) {
         EXPECT_EQ(CryptoEngine::encodeBase64(toBytes(bytes)), text);
-        EXPECT_EQ(CryptoEngine::decodeBase64(std::string_view(text)), toBytes(bytes));
+        EXPECT_EQ(CryptoEngine::decodeBase64(text), toBytes(bytes));
     }
     Bytes large(3 * (3 << 20) + 1);
     for (std::size_t i = 0; i < large.size(); ++i)
@@ -124,8 +115,7 @@ TEST(Base64, IsWrittenWithoutBreaksAndReadBack) {
         large.resize(size);
         const std::string text = CryptoEngine::encodeBase64(large);
         EXPECT_EQ(text.size(), (size + 2) / 3 * 4);
-        EXPECT_EQ(text.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/="),
-                  std::string::npos);
+        EXPECT_EQ(text.find('\n'), std::string::npos);
         EXPECT_TRUE(CryptoEngine::decodeBase64(text) == large) << size;
     }
 }
@@ -133,37 +123,18 @@ TEST(Base64, IsWrittenWithoutBreaksAndReadBack) {
 TEST(Base64, IsReadWithWhiteSpaceOfXmlAndRefusedWithAnythingElse) {
     EXPECT_EQ(CryptoEngine::decodeBase64(std::u16string_view(u" \tZ m\r\n9v\nYg\n= = ")), toBytes("foob"));
     EXPECT_EQ(CryptoEngine::decodeBase64(std::string_view(" \n\t\r")), Bytes());
-    const std::pair<std::string_view, const char*> refused[] = {
-        {"Z", "one character"},
-        {"Zg", "no padding"},
-        {"Zg=", "half of the padding"},
-        {"Zg===", "too much padding"},
-        {"Zm9v====", "padding alone"},
-        {"====", "padding alone"},
-        {"=", "padding alone"},
-        {"Z===", "three of padding"},
-        {"Zg==Zg==", "padding in the middle"},
-        {"Zm8=Zg==", "padding in the middle"},
-        {"=Zg=", "padding in front"},
-        {"Zh==", "bits behind the last byte"},
-        {"Zm9=", "bits behind the last byte"},
-        {"Zm9-", "the alphabet of URLs"},
-        {"Zm9_", "the alphabet of URLs"},
-        {"Zm9v\f", "white space that is not XML's"},
-        {"Zm9v\v", "white space that is not XML's"},
-        {"-Zm9", "a hyphen"},
-        {"Zm9v-", "a hyphen at the end"},
-        {std::string_view("Zm9v\0", 5), "a zero byte"},
-        {"Zm9v\x7f", "a control character"},
-        {"Zm9v\xc3\xa4", "beyond ASCII"},
-        {"Zm9v!", "a mark"},
+    const std::string_view refused[] = {
+        "Z",        "Zg",           "Zg=",    "Zg===",  "Zm9v====", "====",  "=",
+        "Z===",                             // missing or needless padding
+        "Zg==Zg==", "Zm8=Zg==",     "=Zg=", // padding that is not at the end
+        "Zh==",     "Zm9=",                 // bits behind the last byte
+        "Zm9-",     "Zm9_",         "Zm9v\f", "Zm9v\v", "-Zm9",     "Zm9v-", std::string_view("Zm9v\0", 5),
+        "Zm9v\x7f", "Zm9v\xc3\xa4", "Zm9v!", // other characters
     };
-    for (const auto& [text, why] : refused)
-        EXPECT_TRUE(test::throwsSaying<Exception>("is not base64", [&text = text] {
-            CryptoEngine::decodeBase64(text);
-        })) << why;
+    for (const std::string_view text : refused)
+        EXPECT_TRUE(throwsSaying<Exception>("is not base64", [text] { CryptoEngine::decodeBase64(text); })) << text;
     for (const std::u16string_view text : {u"Zm9v\u00a0", u"Zm9v\u0141", u"Zm9\uff36", u"Zm9v\u2028", u"\u0100Zm9"})
-        EXPECT_TRUE(test::throwsSaying<Exception>("is not base64", [text] { CryptoEngine::decodeBase64(text); }));
+        EXPECT_TRUE(throwsSaying<Exception>("is not base64", [text] { CryptoEngine::decodeBase64(text); }));
 }
 
 TEST(RandomBytes, DifferEachTime) {

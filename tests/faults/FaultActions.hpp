@@ -20,13 +20,13 @@ struct FaultAction {
     using Call = std::function<void(Package&)>;
 
     std::string name;
-    bool isStored = true;                     ///< whether there is a package before
     std::optional<interfaces::OpenMode> mode; ///< how it is opened before; nothing where it stays closed
-    Call prepare;                             ///< done before, without a fault; may be missing
     Call run;
     /// What the headers name for a fault of the physical package; `opc::Exception` stands for the base itself.
     std::set<std::type_index> documented;
-    Call again = {}; ///< how it is tried again after a fault; missing where `run` serves
+    bool isStored = true; ///< whether there is a package before
+    Call prepare{};       ///< done before, without a fault; may be missing
+    Call again{};         ///< how it is tried again after a fault; missing where `run` serves
     /// The headers say that it stops half-way; trying again does not lead to the same content then.
     bool stopsHalfWay = false;
     /// It undoes what it did, and for that needs memory; without, trying again fails.
@@ -38,7 +38,7 @@ inline void PrintTo(const FaultAction& action, std::ostream* stream) {
 }
 
 /// Stores a package that has something of everything.
-void storeSample(interfaces::IPhysicalPackage& package);
+void storeSample(interfaces::IPhysicalPackage& physicalPackage);
 
 std::vector<FaultAction> allFaultActions();
 

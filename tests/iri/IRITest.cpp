@@ -4,6 +4,7 @@
 #include <opc/core/Exception.hpp>
 #include <opc/core/Strings.hpp>
 
+#include "support/Table.hpp"
 #include "support/Throws.hpp"
 
 #include <gtest/gtest.h>
@@ -21,53 +22,30 @@ std::string print(const std::u16string& text) {
     return opc::detail::toUTF8String(text, false);
 }
 
+/// The components as a row of the table has them.
+std::vector<std::string> componentsOf(const IRI& iri) {
+    const auto print = [](bool has, const std::u16string& text) { return has ? toASCIIString(text) : "-"; };
+    EXPECT_EQ(iri.isAbsolute(), iri.hasScheme());
+    EXPECT_EQ(iri.hasAbsolutePath(), iri.getPath(asWritten).starts_with(u'/'));
+    return {toASCIIString(iri.toAsciiString()),
+            print(iri.hasScheme(), iri.getScheme()),
+            print(iri.hasAuthority(), iri.getAuthority(asWritten)),
+            print(true, iri.getPath(asWritten)),
+            print(iri.hasQuery(), iri.getQuery(asWritten)),
+            print(iri.hasFragment(), iri.getFragment(asWritten)),
+            print(iri.isOpaque(), u"opaque")};
+}
+
 TEST(IRI, TellsItsComponentsApart) {
-    const struct {
-        const char16_t* text;
-        const char16_t* scheme; // null: absent
-        const char16_t* authority;
-        const char16_t* path;
-        const char16_t* query;
-        const char16_t* fragment;
-        bool isOpaque;
-    } table[] = {
-        {u"", nullptr, nullptr, u"", nullptr, nullptr, false},
-        {u"/a/b.xml", nullptr, nullptr, u"/a/b.xml", nullptr, nullptr, false},
-        {u"a/b:c", nullptr, nullptr, u"a/b:c", nullptr, nullptr, false},
-        {u"../a?", nullptr, nullptr, u"../a", u"", nullptr, false},
-        {u"#", nullptr, nullptr, u"", nullptr, u"", false},
-        {u"?a:b/c?d#e?f/g:", nullptr, nullptr, u"", u"a:b/c?d", u"e?f/g:", false},
-        {u"#a?b", nullptr, nullptr, u"", nullptr, u"a?b", false},
-        {u"//", nullptr, u"", u"", nullptr, nullptr, false},
-        {u"///a//b", nullptr, u"", u"/a//b", nullptr, nullptr, false},
-        {u"//me:x@h:80?q//", nullptr, u"me:x@h:80", u"", u"q//", nullptr, false},
-        {u"//[::1]:8#f", nullptr, u"[::1]:8", u"", nullptr, u"f", false},
-        {u"Http://h/a%2f%41?%7e#%20", u"Http", u"h", u"/a%2f%41", u"%7e", u"%20", false},
-        {u"file:///C:/a", u"file", u"", u"/C:/a", nullptr, nullptr, false},
-        {u"x:/a", u"x", nullptr, u"/a", nullptr, nullptr, false},
-        {u"x://h", u"x", u"h", u"", nullptr, nullptr, false},
-        {u"x:", u"x", nullptr, u"", nullptr, nullptr, true},
-        {u"x:a/b", u"x", nullptr, u"a/b", nullptr, nullptr, true},
-        {u"x:?/q", u"x", nullptr, u"", u"/q", nullptr, true},
-        {u"x:#/f", u"x", nullptr, u"", nullptr, u"/f", true},
-        {u"mailto:a@b:c?d#e", u"mailto", nullptr, u"a@b:c", u"d", u"e", true},
-        {u"a+-.1:b", u"a+-.1", nullptr, u"b", nullptr, nullptr, true},
-    };
-    for (const auto& row : table) {
-        const IRI iri(row.text, Form::Uri);
-        const auto same = [](bool has, const std::u16string& value, const char16_t* expected) {
-            return has == (expected != nullptr) && value == (expected == nullptr ? u"" : expected);
-        };
-        EXPECT_TRUE(same(iri.hasScheme(), iri.getScheme(), row.scheme)) << print(row.text);
-        EXPECT_TRUE(same(iri.hasAuthority(), iri.getAuthority(asWritten), row.authority)) << print(row.text);
-        EXPECT_EQ(iri.getPath(asWritten), row.path) << print(row.text);
-        EXPECT_TRUE(same(iri.hasQuery(), iri.getQuery(asWritten), row.query)) << print(row.text);
-        EXPECT_TRUE(same(iri.hasFragment(), iri.getFragment(asWritten), row.fragment)) << print(row.text);
-        EXPECT_EQ(iri.isAbsolute(), row.scheme != nullptr) << print(row.text);
-        EXPECT_EQ(iri.isOpaque(), row.isOpaque) << print(row.text);
-        EXPECT_EQ(iri.hasAbsolutePath(), row.path[0] == u'/') << print(row.text);
-        EXPECT_EQ(iri.toAsciiString(), row.text);
+    for (const auto& row : test::readTable("iri/components.tsv")) {
+        const std::u16string text = toString(row[0]);
+        if (row[1] != "refused")
+            EXPECT_EQ(componentsOf(IRI(text, Form::Uri)), row);
+        else
+            for (const Form form : {Form::Leiri, Form::Uri})
+                EXPECT_TRUE(throwsSaying<Exception>("RFC 3986", [&] { IRI(text, form); })) << row[0] << ": " << row[2];
     }
+    EXPECT_TRUE(throwsSaying<Exception>("at position 4", [] { IRI(u"/a/b[1]"); }));
 }
 
 TEST(IRI, TheSchemeSpecificPartEndsAtTheFragment) {
@@ -101,51 +79,7 @@ TEST(IRI, MapsWhatAURICannotHold) {
         EXPECT_EQ(print(IRI(row.text).toAsciiString()), print(row.mapped)) << row.why;
         EXPECT_NO_THROW(IRI(row.mapped, Form::Uri)) << row.why;
     }
-}
-
-TEST(IRI, RefusesInBothForms) {
-    const struct {
-        std::u16string text;
-        const char* says;
-        const char* why;
-    } table[] = {
-        {u"/%", "RFC 3986", "a stray percent sign"},
-        {u"/a%4", "RFC 3986", "a broken escape"},
-        {u"?%zz", "RFC 3986", "an escape without digits"},
-        {u"//%/", "RFC 3986", "in an authority"},
-        {u"a#b#c", "RFC 3986", "a second fragment"},
-        {u"/a[1]", "RFC 3986", "brackets in a path"},
-        {u"?[", "RFC 3986", "a bracket in a query"},
-        {u"#]", "RFC 3986", "a bracket in a fragment"},
-        {u"//[::1", "RFC 3986", "an open address"},
-        {u"//[1::2::3]", "RFC 3986", "a malformed address"},
-        {u"//h:8a", "RFC 3986", "a port that is no number"},
-        {u"//a@b@c", "RFC 3986", "two users"},
-        {u":a", "RFC 3986", "an empty scheme"},
-        {u"1:a", "RFC 3986", "a scheme that starts with a digit"},
-        {u"a_b:c", "RFC 3986", "a colon in the first segment of a relative path"},
-        {u"%41:c", "RFC 3986", "an escape in a scheme"},
-        {std::u16string(u"/a\0b", 4), "position 2", "U+0000"},
-        {std::u16string(u"/a\0", 3), "position 2", "U+0000 at the end"},
-        {u"/\x1", "XML does not allow", "the first control character"},
-        {u"/\x8", "XML does not allow", "in front of the tabulator"},
-        {u"/\xB", "XML does not allow", "between line feed and carriage return"},
-        {u"/\xC", "XML does not allow", "between line feed and carriage return"},
-        {u"/\xE", "XML does not allow", "behind carriage return"},
-        {u"/\x1F", "XML does not allow", "the last control character"},
-        {u"/\xFFFE", "XML does not allow", "a noncharacter"},
-        {u"/\xFFFF", "XML does not allow", "a noncharacter"},
-        {u"/\xD800", "surrogate", "a lead on its own"},
-        {u"/\xDC00x", "surrogate", "a trail on its own"},
-    };
-    for (const auto& row : table)
-        for (const Form form : {Form::Leiri, Form::Uri})
-            EXPECT_TRUE(throwsSaying<Exception>(row.says, [&] { IRI(row.text, form); })) << row.why;
-}
-
-TEST(IRI, TheURIFormTakesNothingThatWouldHaveToBeMapped) {
-    std::u16string mapped = u" <>\"{}|\\^`\t\n\r\x7F\x80\xA0\xE9\x141\x20AC\xE000\xFFFD";
-    for (const char16_t unit : mapped)
+    for (const char16_t unit : std::u16string(u" <>\"{}|\\^`\t\n\r\x7F\x80\xA0\xE9\x141\x20AC\xE000\xFFFD"))
         for (const std::u16string before : {u"", u"/a", u"?", u"#", u"//h", u"x:"}) {
             const std::u16string text = before + unit;
             EXPECT_TRUE(throwsSaying<Exception>("RFC 3986", [&] { IRI(text, Form::Uri); })) << print(text);
@@ -154,19 +88,15 @@ TEST(IRI, TheURIFormTakesNothingThatWouldHaveToBeMapped) {
     EXPECT_TRUE(throwsSaying<Exception>("RFC 3986", [] { IRI(u"/\xD83D\xDE00", Form::Uri); }));
 }
 
-TEST(IRI, AFailureNamesThePlace) {
-    EXPECT_TRUE(throwsSaying<Exception>("at position 4", [] { IRI(u"/a/b[1]"); }));
+TEST(IRI, RefusesWhatXMLDoesNotAllow) {
+    const std::u16string units(u"\0\x1\x8\xB\xC\xE\x1F\xFFFE\xFFFF\xD800\xDC00", 11);
+    for (std::size_t i = 0; i < units.size(); ++i)
+        for (const Form form : {Form::Leiri, Form::Uri}) {
+            const char* const says = i == 0 ? "position 2" : i < 9 ? "XML does not allow" : "surrogate";
+            EXPECT_TRUE(throwsSaying<Exception>(says, [&] { IRI(u"/a" + units.substr(i, 1), form); })) << i;
+            EXPECT_THROW(IRI(u"/a" + units.substr(i, 1) + u"b", form), Exception) << i;
+        }
     EXPECT_TRUE(throwsSaying<Exception>("at position 3", [] { IRI(u"/a/\x1"); }));
-}
-
-TEST(IRI, IsAValue) {
-    IRI first(u"http://h/a?b#c");
-    IRI second(u"");
-    second = first;
-    first = IRI(u"/");
-    EXPECT_EQ(second.getPath(asWritten), u"/a");
-    EXPECT_EQ(second.getFragment(asWritten), u"c");
-    EXPECT_EQ(first.toAsciiString(), u"/");
 }
 
 TEST(IRI, LongTextsAreParsedInLinearTimeAndLittleStack) {

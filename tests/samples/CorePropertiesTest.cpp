@@ -64,9 +64,10 @@ TEST_P(SampleProperties, AreShownByTheToolAndElseTheRuleAndTheElement) {
         EXPECT_EQ(result.exitCode, 2);
         EXPECT_EQ(result.out, "");
         EXPECT_THAT(result.err, StartsWith("opcraft: " + file().string() + ": " + expected().part + ", line "));
-        if (expected().verdict == Verdict::Refused)
+        if (expected().verdict == Verdict::Refused) {
             EXPECT_THAT(result.err,
                         HasSubstr(": " + std::string(expected().message) + ", <" + expected().element + '>'));
+        }
         return;
     }
     ASSERT_EQ(result.exitCode, 0) << result.err;

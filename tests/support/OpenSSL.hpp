@@ -4,6 +4,8 @@
 #include "support/Process.hpp"
 #include "support/TemporaryFolder.hpp"
 
+#include <opc/core/Exception.hpp>
+
 #include <openssl/err.h>
 
 #include <gtest/gtest.h>
@@ -18,6 +20,11 @@ using Bytes = std::vector<unsigned char>;
 
 inline Bytes toBytes(const std::string& text) {
     return {text.begin(), text.end()};
+}
+
+inline std::vector<std::string> plus(std::vector<std::string> options, const std::vector<std::string>& more) {
+    options.insert(options.end(), more.begin(), more.end());
+    return options;
 }
 
 /// Runs the openssl command in a folder and gives its standard output.
@@ -37,5 +44,34 @@ protected:
     void SetUp() override { ERR_clear_error(); }
     void TearDown() override { EXPECT_EQ(ERR_peek_error(), 0U) << "an error was left in OpenSSL's queue"; }
 };
+
+/// Reads bytes as they are, then cut, with one more, and with each of them changed. What is thrown has to be an
+/// `opc::Exception`, and leaves nothing in OpenSSL's error queue. @return how many of the changed ones were read.
+template <class Read>
+int readDamaged(const Bytes& whole, Read read) {
+    const auto canBeRead = [&](const Bytes& bytes) {
+        bool done = true;
+        try {
+            read(bytes);
+        } catch (const Exception&) {
+            done = false;
+        }
+        EXPECT_EQ(ERR_peek_error(), 0U);
+        return done;
+    };
+    EXPECT_TRUE(canBeRead(whole));
+    Bytes bytes = whole;
+    bytes.push_back(0);
+    EXPECT_FALSE(canBeRead(bytes)) << "a byte more";
+    for (std::size_t size = 0; size < whole.size(); size += 1 + size / 40)
+        EXPECT_FALSE(canBeRead({whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)})) << size;
+    int count = 0;
+    for (std::size_t i = 0; i < whole.size(); ++i) {
+        bytes = whole;
+        bytes[i] ^= static_cast<unsigned char>(1 + i % 255);
+        count += canBeRead(bytes);
+    }
+    return count;
+}
 
 } // namespace opc::test

@@ -32,8 +32,8 @@ struct ProcessResult {
     std::string err;
 };
 
-/// Runs a program and waits for its end. There is no shell in between, so every argument arrives as it is.
-/// @throws std::runtime_error when it cannot be run.
+/// Runs a program and waits for its end. Every argument arrives as it is. One that cannot be run has the exit code 126
+/// or 127, and the reason on its standard error stream.
 ProcessResult runProcess(const std::filesystem::path& program, const std::vector<std::string>& arguments,
                          const ProcessOptions& options = {});
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "support/OwnPackage.hpp"
 #include "support/PhysicalAccess.hpp"
 #include "support/TemporaryFolder.hpp"
 
@@ -21,6 +20,8 @@ class Store {
 public:
     virtual ~Store() = default;
     virtual interfaces::IPhysicalPackage& package() = 0;
+    /// Of the file; none for a package that is kept otherwise.
+    virtual std::vector<unsigned char> bytes() const { return {}; }
 };
 
 /// A way to make stores; what the tests of the contract are run over. A decorator of one kind is another kind.
@@ -47,6 +48,10 @@ struct Plain final : Store {
 struct ZipFile final : Store {
     explicit ZipFile(storage::ZipOptions options = {}) : package_(folder_ / "package.zip", std::move(options)) {}
     interfaces::IPhysicalPackage& package() override { return package_; }
+    std::vector<unsigned char> bytes() const override {
+        const auto file = folder_ / "package.zip";
+        return std::filesystem::exists(file) ? readFile(file) : std::vector<unsigned char>();
+    }
     TemporaryFolder folder_;
     storage::ZipPackage package_;
 };
@@ -60,6 +65,7 @@ inline std::unique_ptr<Store> makeSpillingZipFile() {
 
 struct ZipBytes final : Store {
     interfaces::IPhysicalPackage& package() override { return package_; }
+    std::vector<unsigned char> bytes() const override { return bytes_; }
     std::vector<unsigned char> bytes_;
     storage::ZipPackage package_{bytes_};
 };
@@ -74,7 +80,6 @@ inline std::vector<StoreKind> allStores() {
         {"ZipFile", [] { return std::make_unique<stores::ZipFile>(); }, Errc::no_such_file_or_directory},
         {"SpillingZipFile", stores::makeSpillingZipFile, Errc::no_such_file_or_directory},
         {"ZipBytes", [] { return std::make_unique<stores::ZipBytes>(); }, Errc::bad_message},
-        {"Own", [] { return std::make_unique<stores::Plain<OwnPackage>>(); }, Errc::no_such_file_or_directory},
     };
 }
 

@@ -13,7 +13,7 @@ namespace opc::model {
 /// May be made and destroyed on any thread: initialising and terminating is serialised by one process-wide mutex.
 class OPCRAFT_API XercesGuard {
 public:
-    /// @throws std::bad_alloc when memory ends.
+    /// Xerces ends the process when it finds no memory to be initialised in.
     /// @throws boost::lock_error when the mutex cannot be locked.
     XercesGuard();
     ~XercesGuard();

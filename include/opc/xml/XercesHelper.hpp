@@ -25,7 +25,7 @@ enum class XmlDeclaration : std::int32_t {
     Include = 1,
 };
 
-/// Disposes of a Xerces object the way Xerces asks for. That takes memory, of which there is enough always.
+/// Disposes of a Xerces object the way Xerces asks for. That may take memory.
 struct OPCRAFT_API XercesRelease {
     void operator()(xercesc::DOMLSParser* parser) const noexcept;
     void operator()(xercesc::DOMLSSerializer* writer) const noexcept;

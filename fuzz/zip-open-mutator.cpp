@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // Changes ZIP files as such: beside any byte of the file, the names and the contents of its items, with checksums
-// that fit, so that what lies behind the ZIP format is reached too. Linked to fuzzers of ZIP files.
+// that fit, so that what lies behind the ZIP format is reached too.
 #include "support/RawZip.hpp"
 
 #include "Fuzz.hpp"
 
-#include <algorithm>
 #include <random>
 
 extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t maximumSize);
@@ -36,9 +35,7 @@ std::string inflated(const opc::test::RawEntry& entry) {
 std::vector<RawItem> itemsOf(const std::uint8_t* data, std::size_t size) try {
     std::vector<RawItem> items;
     for (const auto& entry : opc::test::RawZipReader({data, data + size}).entries) {
-        RawItem item{entry.name, inflated(entry)};
-        item.method = entry.method == Z_DEFLATED ? Z_DEFLATED : static_cast<int>(entry.method);
-        item.flags = entry.flags & ~8U;
+        RawItem item{entry.name, inflated(entry), static_cast<int>(entry.method), entry.flags & ~8U};
         item.descriptor = (entry.flags & 8U) != 0;
         items.push_back(std::move(item));
     }
@@ -48,39 +45,33 @@ std::vector<RawItem> itemsOf(const std::uint8_t* data, std::size_t size) try {
 }
 
 void mutate(std::string& text, std::size_t maximumSize) {
-    std::string room = text;
-    room.resize(std::max(text.size() + 32, text.size() * 2));
-    const std::size_t limit = std::min(room.size(), maximumSize);
-    auto* bytes = reinterpret_cast<std::uint8_t*>(room.data());
-    room.resize(LLVMFuzzerMutate(bytes, std::min(text.size(), limit), limit));
-    text = room;
+    const std::size_t limit = std::min(std::max(text.size() + 32, text.size() * 2), maximumSize);
+    const std::size_t size = std::min(text.size(), limit);
+    text.resize(limit);
+    text.resize(LLVMFuzzerMutate(reinterpret_cast<std::uint8_t*>(text.data()), size, limit));
 }
 
 void change(std::vector<RawItem>& items, std::minstd_rand& random) {
-    const auto any = [&] { return static_cast<std::size_t>(random() % items.size()); };
-    const std::size_t at = any();
+    const std::size_t at = random() % items.size();
+    const std::size_t other = random() % items.size();
     switch (random() % 8) {
     case 0:
-        mutate(items[at].name, 512);
-        break;
+        return mutate(items[at].name, 512);
     case 1:
         items[at].method = items[at].method == Z_DEFLATED ? 0 : Z_DEFLATED;
-        break;
+        return;
     case 2:
         items[at].descriptor = !items[at].descriptor;
-        break;
+        return;
     case 3:
-        items.insert(items.begin() + static_cast<std::ptrdiff_t>(at), items[any()]);
-        break;
+        return items.push_back(RawItem(items[at]));
     case 4:
         items.erase(items.begin() + static_cast<std::ptrdiff_t>(at));
-        break;
+        return;
     case 5:
-        std::swap(items[at], items[any()]);
-        break;
+        return std::swap(items[at], items[other]);
     default:
-        mutate(items[at].content, longestContent);
-        break;
+        return mutate(items[at].content, longestContent);
     }
 }
 

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <boost/algorithm/string.hpp>
+
+#include <fstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace opc::test {
+
+/// The rows of a file below tests/; tabs stand between their fields. Lines that start with "# " are comments.
+inline std::vector<std::vector<std::string>> readTable(const std::string& file) {
+    std::ifstream stream(std::string(OPCRAFT_TESTS) + "/" + file);
+    std::vector<std::vector<std::string>> rows;
+    for (std::string line; std::getline(stream, line);)
+        if (!boost::starts_with(line, "# "))
+            boost::split(rows.emplace_back(), line, boost::is_any_of("\t"));
+    if (rows.empty())
+        throw std::runtime_error("no rows in " + file);
+    return rows;
+}
+
+} // namespace opc::test
