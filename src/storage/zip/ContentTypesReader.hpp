@@ -20,13 +20,33 @@ public:
     const std::u16string* find(std::u16string_view partName) const;
 
     /// The first of two entries that are equal without regard to ASCII case stays.
-    void addDefault(std::u16string extension, std::u16string contentType);
-    void addOverride(std::u16string partName, std::u16string contentType);
+    /// @param isPlain whether the element is written without a prefix.
+    void addDefault(std::u16string extension, std::u16string contentType, bool isPlain);
+    void addOverride(std::u16string partName, std::u16string contentType, bool isPlain);
+
+    /// Refuses two Defaults for one extension and two Overrides for one part: one reader goes by the first, another one
+    /// by the last. Names are one when they are folded (`foldName`).
+    /// @param label starts the message.
+    /// @throws opc::Exception bad_message
+    void throwIfAmbiguous(const std::string& label) const;
+
+    /// Refuses a part that has another content type for a reader that compares names with their case, or knows no
+    /// prefixes of namespaces.
+    /// @throws opc::Exception bad_message
+    void throwIfAmbiguous(std::u16string_view partName, const std::string& label) const;
 
 private:
-    using Map = std::unordered_map<std::u16string, std::u16string, CaselessHash, CaselessEqual>;
+    struct Type {
+        std::u16string text;
+        bool isPlain;
+    };
+    using Map = std::unordered_map<std::u16string, Type, CaselessHash, CaselessEqual>;
+    void add(Map& entries, std::u16string name, Type type);
+    static const std::u16string* findExact(const Map& entries, std::u16string_view name);
+
     Map defaults_;
     Map overrides_;
+    std::string duplicate_; ///< the first two entries that are equal; empty for none
 };
 
 /// Reads a content types stream to its end, if that comes before so many bytes.

@@ -191,6 +191,9 @@ void OpenZipPackage::readItems() {
         const auto hasItem = [this](std::string_view name) { return items_.findItem(name) != nullptr; };
         fail(Errc::bad_message, place_.label + ": " + explainOtherZip(hasItem, readMediaType()));
     }
+    if (place_.options.consistent) {
+        throwIfNamesMeet(items_, *archive_, place_.label);
+    }
 }
 
 /// The start of the item by which other formats say what they are; empty when there is none that can be read.
@@ -245,6 +248,12 @@ void OpenZipPackage::readContentTypes() {
         types = storage::readContentTypes(*readOriginal(stream), limits_.get().xmlSize);
     } catch (const Exception&) {
         // Whoever reads the stream meets the same failure; here it says that nothing is known of the types.
+    }
+    if (types && place_.options.consistent) {
+        types->throwIfAmbiguous(place_.label);
+        for (const ZipEntry& entry : items_.all()) {
+            types->throwIfAmbiguous(entry.partName(), place_.label);
+        }
     }
     items_.findParts(types ? &*types : nullptr, place_.label);
 }

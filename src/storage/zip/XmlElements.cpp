@@ -5,6 +5,7 @@
 
 #include <expat.h>
 
+#include <algorithm>
 #include <array>
 #include <exception>
 #include <memory>
@@ -65,6 +66,10 @@ bool feed(XML_Parser parser, ItemReader& stream, std::uint64_t left) {
 
 } // namespace
 
+XmlElement::XmlElement(std::string_view name, const char** attributes)
+    : name_(name.substr(0, name.find(SEPARATOR, std::min(name.find(SEPARATOR), name.size() - 1) + 1))),
+      hasPrefix_(name_.size() != name.size()), attributes_(attributes) {}
+
 std::u16string XmlElement::attribute(std::string_view name) const {
     for (const char** each = attributes_; *each; each += 2) {
         if (each[0] == name) {
@@ -81,6 +86,7 @@ bool forEachElement(ItemReader& stream, std::uint64_t maximumSize,
         throw std::bad_alloc();
     }
     Parse parse{parser.get(), action};
+    XML_SetReturnNSTriplet(parser.get(), XML_TRUE);
     XML_SetUserData(parser.get(), &parse);
     XML_SetStartElementHandler(parser.get(), startElement);
     XML_SetStartDoctypeDeclHandler(parser.get(), startDoctype);

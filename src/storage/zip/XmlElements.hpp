@@ -13,17 +13,22 @@ namespace opc::storage {
 /// The start of an element.
 class XmlElement {
 public:
-    XmlElement(const char* name, const char** attributes) : name_(name), attributes_(attributes) {}
+    /// @param name the namespace, the local name and the prefix, where there is one, with a space between them.
+    XmlElement(std::string_view name, const char** attributes);
 
     /// The namespace, a space, and the local name.
     std::string_view name() const { return name_; }
+
+    /// Whether the element is written with a prefix.
+    bool hasPrefix() const { return hasPrefix_; }
 
     /// The value of an attribute without a namespace; empty when there is none.
     /// @throws opc::Exception when it is no text.
     std::u16string attribute(std::string_view name) const;
 
 private:
-    const char* name_;
+    std::string_view name_;
+    bool hasPrefix_;
     const char** attributes_;
 };
 

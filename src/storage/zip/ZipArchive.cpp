@@ -105,6 +105,14 @@ ZipArchive::Item ZipArchive::item(std::uint64_t index) const {
     return {status.name ? status.name : "", status.size, status.comp_size};
 }
 
+std::string ZipArchive::strictName(std::uint64_t index) const {
+    const char* name = zip_get_name(zip_.get(), index, ZIP_FL_ENC_STRICT);
+    if (!name) {
+        failWithZipError(*zip_get_error(zip_.get()), label_);
+    }
+    return name;
+}
+
 std::unique_ptr<ItemReader> ZipArchive::read(std::uint64_t index, const std::string& itemLabel) const {
     auto reader = std::make_unique<ZipItemReader>(zip_.get(), index, item(index).size, *source_, itemLabel);
     throwIfOverlapping(index, itemLabel);

@@ -34,6 +34,9 @@ public:
     std::uint64_t count() const;
     Item item(std::uint64_t index) const;
 
+    /// The name for who takes every name that is not marked as UTF-8 for one in the old IBM code page.
+    std::string strictName(std::uint64_t index) const;
+
     /// Reads an item from its start. Any number of readers may be in use at the same time; none outlives the
     /// archive.
     /// @param itemLabel starts the messages.

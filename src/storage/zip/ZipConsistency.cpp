@@ -2,12 +2,15 @@
 #include "storage/zip/ZipConsistency.hpp"
 
 #include "storage/Failure.hpp"
+#include "storage/zip/FoldedNames.hpp"
 
 #include <zlib.h>
 
 #include <algorithm>
 #include <initializer_list>
 #include <string_view>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace opc::storage {
@@ -25,6 +28,11 @@ constexpr std::uint32_t SINGLE_DISK_MARKER = 0x30304B50;
 
 /// How hard the compressor tried says nothing to a reader (APPNOTE §4.4.4).
 constexpr unsigned COMPRESSION_LEVEL = 3U << 1;
+
+/// The type of a file in what Unix programs keep of it (the upper half of the external attributes).
+constexpr std::uint64_t FILE_TYPE = 0xF000;
+constexpr std::uint64_t REGULAR_FILE = 0x8000;
+constexpr std::uint64_t FOLDER = 0x4000;
 
 struct LocalHeader {
     ByteVector bytes;
@@ -101,6 +109,17 @@ private:
         if (directory_.start() + directory_.size() != records) {
             failAtEnd("the end record does not follow the central directory");
         }
+        if (!isOneDisk(ByteSpan(end).subspan(4), 2)) {
+            failAtEnd("the end record tells of other disks");
+        }
+    }
+
+    /// @param fields the disk of the end record, the one where the directory starts, the records on the disk and all.
+    static bool isOneDisk(ByteSpan fields, std::size_t size) {
+        const std::size_t disk = std::min<std::size_t>(size, 4);
+        const auto isNoOther = [&](std::uint64_t value) { return value == 0 || (size == 2 && value == FULL_16); };
+        return isNoOther(number(fields, 0, disk)) && isNoOther(number(fields, disk, disk)) &&
+               number(fields, 2 * disk, size) == number(fields, 2 * disk + size, size);
     }
 
     /// @return the place of the first record behind the directory.
@@ -114,10 +133,16 @@ private:
             return place;
         }
         const std::uint64_t place64 = number(locator, 8, 8);
-        const ByteVector end64 = read(place64, END_RECORD_64_SIZE);
+        // Readers look right in front of the locator, too, so there is no room for more in the record.
+        constexpr std::uint64_t room = END_RECORD_64_SIZE + END_LOCATOR_64_SIZE;
+        const ByteVector end64 = place < room ? ByteVector(END_RECORD_64_SIZE) : read(place - room, END_RECORD_64_SIZE);
         // The size that the record tells leaves out its first 12 bytes (APPNOTE §4.3.14.1).
-        if (number(end64, 4, 8) != place - END_LOCATOR_64_SIZE - place64 - 12) {
+        if (number(end64, 0, 4) != END_RECORD_64 || number(end64, 4, 8) != END_RECORD_64_SIZE - 12 ||
+            place64 != place - room) {
             failAtEnd("the end record of ZIP64 is not where it should be");
+        }
+        if (number(locator, 4, 4) != 0 || !isOneDisk(ByteSpan(end64).subspan(16), 8)) {
+            failAtEnd("the end record of ZIP64 tells of other disks");
         }
         const bool agrees = isSameOrFull(number(end, 10, 2), FULL_16, number(end64, 32, 8)) &&
                             isSameOrFull(number(end, 12, 4), FULL_32, number(end64, 40, 8)) &&
@@ -146,7 +171,7 @@ private:
     }
 
     void checkItems() const {
-        const std::vector<const DirectoryRecord*> order = directory_.inFileOrder();
+        const std::vector<const DirectoryRecord*>& order = directory_.inFileOrder();
         if (!order.empty()) {
             checkStart(*order.front());
         }
@@ -169,6 +194,7 @@ private:
 
     /// @param next the place of what comes next.
     void checkItem(const DirectoryRecord& record, std::uint64_t next) const {
+        checkRecord(record);
         const LocalHeader header = readLocalHeader(record);
         checkHeader(record, header);
         const std::uint64_t content = record.localHeader + header.bytes.size();
@@ -204,6 +230,19 @@ private:
         }
         header.bytes.resize(size);
         return header;
+    }
+
+    void checkRecord(const DirectoryRecord& record) const {
+        const std::uint64_t type = number(record.bytes, 40, 2) & FILE_TYPE;
+        if (type != 0 && type != REGULAR_FILE && type != FOLDER) {
+            failAt(record, "the item is a link or a device");
+        }
+        if (number(record.bytes, 10, 2) == STORED && record.size != record.compressedSize) {
+            failAt(record, "the item is stored, but its compressed size is another one than its size");
+        }
+        if (number(record.bytes, 34, 2) != 0) {
+            failAt(record, "the item is on another disk");
+        }
     }
 
     void checkHeader(const DirectoryRecord& record, const LocalHeader& header) const {
@@ -280,6 +319,32 @@ private:
 
 void throwIfInconsistent(const Bytes& file, const ZipDirectory& directory, const std::string& label) {
     ConsistencyCheck(file, directory, label).run();
+}
+
+void throwIfNamesMeet(const ZipItems& items, const ZipArchive& archive, const std::string& label) {
+    std::unordered_map<std::string, std::pair<std::string, const void*>> folded;
+    const auto add = [&](const std::string& name, const void* item) {
+        const auto [place, isNew] = folded.try_emplace(foldName(name), name, item);
+        if (!isNew && place->second.second != item) {
+            fail(Errc::bad_message,
+                 label + ": " + inQuotes(name) + ": readers could take the item for " + inQuotes(place->second.first));
+        }
+    };
+    const auto addStored = [&](std::uint64_t index) {
+        const DirectoryRecord& record = archive.getDirectory().records()[index];
+        add(archive.item(index).name, &record);
+        if (!isASCII(record.name())) {
+            add(archive.strictName(index), &record);
+        }
+    };
+    for (const ZipEntry& entry : items.all()) {
+        if (entry.pieces.empty()) {
+            addStored(*entry.index);
+        } else {
+            add(entry.name, &entry);
+            std::for_each(entry.pieces.begin(), entry.pieces.end(), addStored);
+        }
+    }
 }
 
 } // namespace opc::storage

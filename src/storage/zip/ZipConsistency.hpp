@@ -2,7 +2,9 @@
 #pragma once
 
 #include "storage/Bytes.hpp"
+#include "storage/zip/ZipArchive.hpp"
 #include "storage/zip/ZipDirectory.hpp"
+#include "storage/zip/ZipItems.hpp"
 
 #include <string>
 
@@ -16,5 +18,11 @@ namespace opc::storage {
 /// @param label starts the messages.
 /// @throws opc::Exception bad_message for what `ZipOptions::consistent` lists.
 void throwIfInconsistent(const Bytes& file, const ZipDirectory& directory, const std::string& label);
+
+/// Refuses two items that a reader could take for one, or for the same part, by their names (`foldName`).
+/// @param items of the archive.
+/// @param label starts the messages.
+/// @throws opc::Exception bad_message
+void throwIfNamesMeet(const ZipItems& items, const ZipArchive& archive, const std::string& label);
 
 } // namespace opc::storage

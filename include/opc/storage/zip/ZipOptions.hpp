@@ -33,15 +33,22 @@ struct ZipOptions {
     /// are:
     /// - an item whose local header and central directory disagree about name, method, checksum, sizes or flags, or
     ///   whose data descriptor (APPNOTE §4.3.9) is missing or says something else;
-    /// - two items of one name, two ZIP64 fields of one item, a name that an extra field replaces;
+    /// - two items of one name, or whose names some reader takes for one: differences in case, in empty or dot
+    ///   segments, backslashes, slashes at either end, blanks around and dots behind a segment, escapes, compatible and
+    ///   ignorable characters and normalization forms of Unicode, and the encoding of a name that is not marked as
+    ///   UTF-8 do not count;
+    /// - a name that an extra field replaces; two ZIP64 fields of one item; links and devices;
+    /// - two entries of the content types stream for one name, compared in the same way;
     /// - what looks like an item in front of the first one, and anything but zeros between items: who reads from the
     ///   front would find what the directory does not know;
     /// - anything between the central directory and the end record or behind its comment, an end record in the
-    ///   comment, two end records that disagree: who looks for the directory from the end could find another.
+    ///   comment, two end records that disagree, several disks: who looks for the
+    ///   directory from the end could find another.
     ///
     /// Not refused is what real producers do, and what no reader goes by: other times, versions, extra fields or
     /// compression level in the local header, zeros in place of what a data descriptor tells, zeros that align the next
-    /// item, and a program in front that unpacks the file (APPNOTE §4.1.9).
+    /// item, items of folders, and a program in front that unpacks the file (APPNOTE §4.1.9). Two archives in a row are
+    /// refused without this, too.
     bool consistent = false;
 };
 

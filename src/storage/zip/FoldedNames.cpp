@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "storage/zip/FoldedNames.hpp"
+
+#include <utf8proc.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <optional>
+#include <vector>
+
+namespace opc::storage {
+
+namespace {
+
+constexpr int MAXIMUM_COMBINING = 30;
+
+int hexValue(char c) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    const char lower = c >= 'A' && c <= 'F' ? static_cast<char>(c - 'A' + 'a') : c;
+    const std::size_t place = digits.find(lower);
+    return place == std::string_view::npos ? -1 : static_cast<int>(place);
+}
+
+/// Decodes escapes, and those that come out of escapes.
+std::string decode(std::string_view name) {
+    std::string text;
+    for (const char c : name) {
+        text += c;
+        for (std::size_t size = text.size(); size >= 3 && text[size - 3] == '%'; size = text.size()) {
+            const int high = hexValue(text[size - 2]);
+            const int low = hexValue(text[size - 1]);
+            if (high < 0 || low < 0) {
+                break;
+            }
+            text.resize(size - 3);
+            text += static_cast<char>(high * 16 + low);
+        }
+    }
+    return text;
+}
+
+std::string fromLatin1(std::string_view text) {
+    std::string result;
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte < 0x80) {
+            result += c;
+        } else {
+            result += {static_cast<char>(0xC0 | byte >> 6), static_cast<char>(0x80 | (byte & 0x3F))};
+        }
+    }
+    return result;
+}
+
+/// Leaves out what is beyond the Stream-Safe Text Format (UAX #15): the order of more would take long to find.
+/// @return nothing for what is no UTF-8.
+std::optional<std::string> limitCombining(std::string_view text) {
+    std::string result;
+    for (int combining = 0; !text.empty();) {
+        utf8proc_int32_t character = 0;
+        const utf8proc_ssize_t size = utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
+                                                       static_cast<utf8proc_ssize_t>(text.size()), &character);
+        if (size <= 0) {
+            return std::nullopt;
+        }
+        combining = utf8proc_get_property(character)->combining_class != 0 ? combining + 1 : 0;
+        if (combining <= MAXIMUM_COMBINING) {
+            result.append(text.substr(0, static_cast<std::size_t>(size)));
+        }
+        text.remove_prefix(static_cast<std::size_t>(size));
+    }
+    return result;
+}
+
+/// @return nothing for what is no UTF-8.
+std::optional<std::string> normalize(std::string_view name) {
+    const std::optional<std::string> text = limitCombining(name);
+    if (!text) {
+        return std::nullopt;
+    }
+    constexpr auto options = static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_COMPAT | UTF8PROC_COMPOSE |
+                                                            UTF8PROC_CASEFOLD | UTF8PROC_IGNORE | UTF8PROC_STRIPCC);
+    utf8proc_uint8_t* raw = nullptr;
+    const utf8proc_ssize_t size = utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(text->data()),
+                                               static_cast<utf8proc_ssize_t>(text->size()), &raw, options);
+    const std::unique_ptr<utf8proc_uint8_t, decltype(&std::free)> owner(raw, &std::free);
+    if (size < 0) {
+        throw std::bad_alloc(); // nothing else can be wrong with it
+    }
+    return std::string(reinterpret_cast<const char*>(raw), static_cast<std::size_t>(size));
+}
+
+std::string_view trim(std::string_view segment) {
+    segment.remove_prefix(std::min(segment.find_first_not_of(' '), segment.size()));
+    return segment.substr(0, segment.find_last_not_of(' ') + 1);
+}
+
+std::string foldPath(std::string_view path) {
+    std::vector<std::string_view> segments;
+    for (std::size_t start = 0; start <= path.size();) {
+        const std::size_t end = std::min(path.find('/', start), path.size());
+        const std::string_view segment = trim(path.substr(start, end - start));
+        const std::string_view kept = segment.substr(0, segment.find_last_not_of(" .") + 1);
+        if (segment == ".." && !segments.empty()) {
+            segments.pop_back();
+        } else if (!kept.empty()) {
+            segments.push_back(kept);
+        }
+        start = end + 1;
+    }
+    std::string result;
+    for (const std::string_view segment : segments) {
+        result.append(result.empty() ? "" : "/").append(segment);
+    }
+    return result;
+}
+
+} // namespace
+
+std::string foldName(std::string_view name) {
+    std::string decoded = decode(name);
+    decoded.resize(std::min(decoded.find('\0'), decoded.size())); // where many end a text
+    std::optional<std::string> text = normalize(decoded);
+    if (!text) {
+        text = normalize(fromLatin1(decoded));
+    }
+    std::replace(text->begin(), text->end(), '\\', '/');
+    return foldPath(*text);
+}
+
+} // namespace opc::storage
