@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <ctime>
 
 namespace opc::detail {
 namespace {
@@ -32,7 +32,7 @@ TEST(PartNames, FollowTheRulesAndLeadToTheSourceOfRelationships) {
 }
 
 TEST(PartNames, LongNamesTakeLinearTime) {
-    const auto start = std::chrono::steady_clock::now();
+    const std::clock_t start = std::clock();
     std::u16string folders;
     std::u16string escapes = u"/";
     for (int i = 0; i < 1'000'000; ++i) {
@@ -45,7 +45,7 @@ TEST(PartNames, LongNamesTakeLinearTime) {
     EXPECT_TRUE(isRelationshipsPartName(folders + u".rels" + folders + u"/.rels"));
     EXPECT_FALSE(isPartName(u"//[" + folders + u"]/"));
     // Far above what linear work takes, under sanitizers too, and far below what quadratic work takes.
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
+    EXPECT_LT(std::clock() - start, 30 * CLOCKS_PER_SEC);
 }
 
 } // namespace

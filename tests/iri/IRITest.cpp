@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <ctime>
 
 namespace opc::iri {
 namespace {
@@ -100,7 +100,7 @@ TEST(IRI, RefusesWhatXMLDoesNotAllow) {
 }
 
 TEST(IRI, LongTextsAreParsedInLinearTimeAndLittleStack) {
-    const auto start = std::chrono::steady_clock::now();
+    const std::clock_t start = std::clock();
     const auto repeat = [](const std::u16string& piece, std::size_t count) {
         std::u16string text;
         while (count-- > 0)
@@ -117,7 +117,7 @@ TEST(IRI, LongTextsAreParsedInLinearTimeAndLittleStack) {
     EXPECT_EQ(IRI(repeat(u"\x20AC", million)).toAsciiString().size(), 9 * million);
     EXPECT_THROW(IRI(u"/" + repeat(u"a/", million) + u"["), Exception);
     // Far above what linear work takes, under sanitizers too, and far below what quadratic work takes.
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
+    EXPECT_LT(std::clock() - start, 30 * CLOCKS_PER_SEC);
 }
 
 } // namespace

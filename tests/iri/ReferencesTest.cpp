@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <ctime>
 #include <random>
 
 namespace opc::iri {
@@ -64,7 +64,7 @@ TEST(Relativizing, ResolvingBringsAnyTargetBack) {
 }
 
 TEST(Resolving, LongPathsTakeLinearTime) {
-    const auto start = std::chrono::steady_clock::now();
+    const std::clock_t start = std::clock();
     const auto repeat = [](const std::string& piece) {
         std::string text;
         for (int i = 0; i < 500'000; ++i)
@@ -83,7 +83,7 @@ TEST(Resolving, LongPathsTakeLinearTime) {
     EXPECT_EQ(relativize("/x", deep), deep.substr(1));
     EXPECT_EQ(relativize("/" + repeat("aa") + "/b", "/" + repeat("aa")), "../" + repeat("aa"));
     // Far above what linear work takes, under sanitizers too, and far below what quadratic work takes.
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
+    EXPECT_LT(std::clock() - start, 30 * CLOCKS_PER_SEC);
 }
 
 } // namespace
