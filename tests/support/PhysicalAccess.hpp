@@ -9,6 +9,8 @@
 #include <opc/core/interfaces/IPhysicalPart.hpp>
 #include <opc/core/interfaces/IPhysicalPartInfo.hpp>
 
+#include "support/Throws.hpp"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -108,18 +110,13 @@ inline void writeContentTypes(interfaces::IPhysicalPackage& package) {
 /// Succeeds when the action throws an `opc::Exception` with this code and a message that holds the text.
 template <class Action>
 testing::AssertionResult failsWith(Errc code, const std::string& text, Action action) {
-    try {
-        action();
-    } catch (const Exception& e) {
-        if (e.code() != make_error_condition(code))
-            return testing::AssertionFailure() << "code " << e.code().message() << ": " << e.what();
-        if (std::string(e.what()).find(text) == std::string::npos)
-            return testing::AssertionFailure() << "said \"" << e.what() << "\", without \"" << text << '"';
-        return testing::AssertionSuccess();
-    } catch (const std::exception& e) {
-        return testing::AssertionFailure() << "threw no opc::Exception: " << e.what();
-    }
-    return testing::AssertionFailure() << "did not throw";
+    return throwsWhat(action,
+                      [&](const std::exception& e) {
+                          const auto* exception = dynamic_cast<const Exception*>(&e);
+                          return exception != nullptr && exception->code() == make_error_condition(code) &&
+                                 std::string(e.what()).find(text) != std::string::npos;
+                      })
+           << ", expected \"" << text << "\" with the code " << make_error_condition(code).message();
 }
 
 template <class Action>
