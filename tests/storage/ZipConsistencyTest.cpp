@@ -282,6 +282,7 @@ std::vector<Refused> refusedFiles() {
         {withEnd64(16, number(0, 4)), "the end records do not agree", "about the place of the directory"},
         {beside("word//document.xml"), taken, "two slashes"},
         {beside("word///document.xml"), taken, "three slashes"},
+        {beside("word//x/document.xml"), taken, "two slashes in front of another folder"},
         {beside("word/./document.xml"), taken, "a segment of one dot"},
         {beside("word/x/../document.xml"), taken, "a segment of two dots"},
         {beside("../word/document.xml"), taken, "two dots in front"},

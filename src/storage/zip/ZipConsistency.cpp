@@ -315,6 +315,12 @@ private:
     const std::string& label_;
 };
 
+/// A name for who goes down the folders to the first empty segment, and finds the last segment there.
+std::string withoutHiddenSegments(const std::string& name) {
+    const std::size_t empty = name.starts_with('/') ? 0 : name.find("//");
+    return empty == std::string::npos ? name : name.substr(0, empty) + name.substr(name.rfind('/'));
+}
+
 } // namespace
 
 void throwIfInconsistent(const Bytes& file, const ZipDirectory& directory, const std::string& label) {
@@ -324,10 +330,12 @@ void throwIfInconsistent(const Bytes& file, const ZipDirectory& directory, const
 void throwIfNamesMeet(const ZipItems& items, const ZipArchive& archive, const std::string& label) {
     std::unordered_map<std::string, std::pair<std::string, const void*>> folded;
     const auto add = [&](const std::string& name, const void* item) {
-        const auto [place, isNew] = folded.try_emplace(foldName(name), name, item);
-        if (!isNew && place->second.second != item) {
-            fail(Errc::bad_message,
-                 label + ": " + inQuotes(name) + ": readers could take the item for " + inQuotes(place->second.first));
+        for (const std::string& text : {foldName(name), foldName(withoutHiddenSegments(name))}) {
+            const auto [place, isNew] = folded.try_emplace(text, name, item);
+            if (!isNew && place->second.second != item) {
+                fail(Errc::bad_message, label + ": " + inQuotes(name) + ": readers could take the item for " +
+                                            inQuotes(place->second.first));
+            }
         }
     };
     const auto addStored = [&](std::uint64_t index) {
