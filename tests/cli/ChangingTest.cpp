@@ -303,7 +303,7 @@ TEST_F(Changing, ARefusedChangeSaysWhyAndLeavesTheFileAsItIs) {
         {{"rm", "letter.docx", "/no.xml"}, 2, "/no.xml: no such part; 'opcraft list' shows the parts of a package"},
         {{"rm", "letter.docx", "/_rels/.rels"},
          2,
-         "/_rels/.rels: this names a relationships part; use 'opcraft rels', 'relate' and 'unrelate'"},
+         "/_rels/.rels: a relationships part; 'opcraft rels', 'relate' and 'unrelate' take the name of its source: /"},
         {{"rm", "letter.docx", "[trash]/0000.dat"}, 2, "/%5Btrash%5D/0000.dat: this item of the ZIP file is no part"},
         {relate("/no.xml", {"--type", "t", "--target", "/a"}), 2,
          "/no.xml: no such part; 'opcraft list' shows the parts of a package"},

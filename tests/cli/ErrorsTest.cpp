@@ -321,6 +321,7 @@ TEST_F(Errors, AFileThatCannotBeWrittenIsNamedAndTheOldOneStays) {
         EXPECT_EQ(result.exitCode, 2) << output;
         EXPECT_THAT(result.err, StartsWith("opcraft: " + output + ": "));
         EXPECT_THAT(result.err, EndsWith(reason + '\n'));
+        EXPECT_EQ(result.err.find(": /", 9), std::string::npos) << "named once: " << result.err;
         expectOneLine(result);
         EXPECT_EQ(read("letter.docx"), before);
     }

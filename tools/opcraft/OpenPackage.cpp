@@ -49,9 +49,10 @@ Failure openFailure(const ZipInput& input) {
 
 Failure missingPart(const ZipInput& input, const opc::model::PartName& name) {
     const std::string text = toUtf8(name.toString());
-    const char* reason = "no such part; 'opcraft list' shows the parts of a package";
+    std::string reason = "no such part; 'opcraft list' shows the parts of a package";
     if (name.isRelationshipName())
-        reason = "this names a relationships part; use 'opcraft rels', 'relate' and 'unrelate'";
+        reason = "a relationships part; 'opcraft rels', 'relate' and 'unrelate' take the name of its source: " +
+                 toUtf8(opc::detail::getSourcePartName(name.toString()));
     else if (!findItems(input.getZip().getItems(), text).empty())
         reason = "this item of the ZIP file is no part";
     return {ExitCode::NotProcessed, input.getName(), text, reason};

@@ -264,7 +264,7 @@ void OpenZipPackage::setOutput(const std::filesystem::path& file) {
     isOutputSet_ = true;
     output_.reset();
     if (!own_ || !leadToOnePlace(path, own_->file)) {
-        output_.emplace(path, path.string());
+        output_.emplace(path, file.string());
     }
 }
 
