@@ -68,16 +68,10 @@ void check(const PKCS12Certificate& bundle) {
 void check(char kind, const Bytes& bytes) {
     switch (kind) {
     case 'c':
-        return check(X509Certificate::fromDER(bytes));
-    case 'C':
         return check(X509Certificate::fromPEMOrDER(bytes));
     case 'k':
-        return check(RSAPublicKey::fromDER(bytes));
-    case 'K':
         return check(RSAPublicKey::fromPEMOrDER(bytes));
     case 's':
-        return check(RSAPrivateKey::fromDER(bytes));
-    case 'S':
         return check(RSAPrivateKey::fromPEMOrDER(bytes));
     case 'h':
         return check(X509CertificateChain::fromPEMOrDER(bytes));

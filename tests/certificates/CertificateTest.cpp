@@ -40,10 +40,8 @@ protected:
 class Bundles : public Certificates {
 protected:
     Bundles() {
-        authority.issue(
-            {"root", "root", "", "basicConstraints=CA:TRUE", "20240101000000Z", "20260101000000Z", "sha256", "1024"});
-        authority.issue(
-            {"leaf", "root", "", "keyUsage=digitalSignature", "20240101000000Z", "20260101000000Z", "sha256", "1024"});
+        authority.issue({.name = "root", .issuer = "root", .extensions = "basicConstraints=CA:TRUE", .bits = "1024"});
+        authority.issue({.name = "leaf", .issuer = "root", .extensions = "keyUsage=digitalSignature", .bits = "1024"});
     }
 
     Bytes bundle(const std::vector<std::string>& options,
@@ -86,8 +84,7 @@ TEST_F(Certificates, SayWhatTheOpensslCommandSays) {
 }
 
 TEST_F(Certificates, AreReadAndWrittenInBothForms) {
-    authority.issue(
-        {"signer", "signer", "", "keyUsage=digitalSignature", "20240101000000Z", "20260101000000Z", "sha256", "1024"});
+    authority.issue({.name = "signer", .issuer = "signer", .bits = "1024"});
     authority.issue({"second", "signer", "signer"});
     openssl(authority.folder, {"x509", "-in", "signer.pem", "-outform", "DER", "-out", "der"});
     const Bytes der = readFile(authority.folder / "der");
@@ -130,8 +127,7 @@ TEST_F(Certificates, ThatAreEmptyOrHaveOtherKeysSaySo) {
 }
 
 TEST_F(Certificates, ThatAreCutExtendedOrDamagedThrowAndNothingElse) {
-    authority.issue({"signer", "signer", "", "keyUsage=digitalSignature\nextendedKeyUsage=emailProtection",
-                     "20240101000000Z", "20260101000000Z", "sha256", "1024"});
+    authority.issue({.name = "signer", .issuer = "signer", .extensions = "extendedKeyUsage=1.2", .bits = "1024"});
     const int read = test::readDamaged(certificate("signer").toDER(), [&](const Bytes& bytes) {
         const X509Certificate one = X509Certificate::fromDER(bytes);
         TrustStore trust;

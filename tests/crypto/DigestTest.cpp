@@ -7,8 +7,6 @@
 
 #include <boost/algorithm/hex.hpp>
 
-#include <future>
-
 namespace opc::crypto {
 namespace {
 
@@ -56,23 +54,6 @@ TEST_F(Digests, AreThePublishedOnesHoweverTheDataIsCutAndAgainAfterTheFirst) {
         << "of a million letters";
     EXPECT_TRUE(throws<Exception>("There is no such digest algorithm.",
                                   [] { CryptoEngine::createDigestEngine(static_cast<DigestAlgorithm>(6)); }));
-}
-
-TEST_F(Digests, AreMadeByManyThreadsAtATime) {
-    const auto work = [] {
-        for (int i = 0; i < 1200; ++i) {
-            DigestEngine engine = CryptoEngine::createDigestEngine(OF_ABC[i % 6].first);
-            engine.update(toBytes("abc"));
-            if (finish(engine) != OF_ABC[i % 6].second)
-                return false;
-        }
-        return true;
-    };
-    std::vector<std::future<bool>> results;
-    for (int i = 0; i < 4; ++i)
-        results.push_back(std::async(std::launch::async, work));
-    for (auto& result : results)
-        EXPECT_TRUE(result.get());
 }
 
 TEST_F(Digests, NeedNothingOfTheSystemsConfiguration) {
