@@ -83,6 +83,8 @@ bool isChildOfRoot(std::string_view text, std::size_t tag) {
 
 void removeKeywords(std::string& coreProperties) {
     const std::string_view text = coreProperties;
+    if (text.find('\0') != std::string_view::npos) // UTF-16, where these bytes are other characters
+        return;
     const std::size_t start = text.find(keywordsStart);
     const std::size_t end = text.find(keywordsEnd);
     if (start == std::string_view::npos || end == std::string_view::npos || end < start || !isChildOfRoot(text, start))

@@ -162,6 +162,13 @@ TEST(Tampering, OfTheKeywordsAloneDoesNotMatter) {
                          {"ones in a comment", insert(CORE, "-->", KEYWORDS)},
                          {"ones in an instruction", insert(CORE, "?>", KEYWORDS)},
                          {"ones in an attribute", insert(CORE, ">'", KEYWORDS)}});
+    Items wide = letter();
+    const std::string narrow = wide[CORE];
+    wide[CORE] = "\xFF\xFE";
+    for (const char each : narrow)
+        wide[CORE] += {each, '\0'};
+    expectVerdicts(changed(wide.toZip(), [](Opened& o) { o.manager.signPackage(fixedKey(), params1024); }),
+                   {{"other characters of UTF-16", insert(CORE, std::string("<\0c\0p\0:\0k", 9), KEYWORDS)}});
 }
 
 /// All that a signature part says, by the certificate that it carries too.

@@ -179,6 +179,10 @@ void OpenZipPackage::readItems() {
         if (pieces.empty()) {
             addItem(index, items[index], {});
         } else if (pieces.front() == index) {
+            if (place_.options.consistent) {
+                fail(Errc::bad_message, place_.label + ": " + inQuotes(std::string(piece->prefix)) +
+                                            ": the part is in pieces, and there are readers that do not find it");
+            }
             ZipArchive::Item whole{std::string(piece->prefix)};
             for (const std::uint64_t place : pieces) {
                 whole.size += items[place].size;
@@ -249,7 +253,11 @@ void OpenZipPackage::readContentTypes() {
     } catch (const Exception&) {
         // Whoever reads the stream meets the same failure; here it says that nothing is known of the types.
     }
-    if (types && place_.options.consistent) {
+    if (place_.options.consistent) {
+        if (!types) {
+            fail(Errc::bad_message,
+                 place_.label + ": \"[Content_Types].xml\": cannot be read, or is XML that not every reader takes");
+        }
         types->throwIfAmbiguous(place_.label);
         for (const ZipEntry& entry : items_.all()) {
             types->throwIfAmbiguous(entry.partName(), place_.label);

@@ -38,7 +38,9 @@ struct ZipOptions {
     ///   ignorable characters and normalization forms of Unicode, and the encoding of a name that is not marked as
     ///   UTF-8 do not count;
     /// - a name that an extra field replaces; two ZIP64 fields of one item; links and devices;
+    /// - parts in pieces, which few readers put together;
     /// - two entries of the content types stream for one name, compared in the same way;
+    /// - a content types stream that cannot be read, or has what only XML 1.1 allows;
     /// - what looks like an item in front of the first one, and anything but zeros between items: who reads from the
     ///   front would find what the directory does not know;
     /// - anything between the central directory and the end record or behind its comment, an end record in the
