@@ -384,17 +384,16 @@ TEST_F(CanonicalXmlTest, goes_as_deep_as_a_parser_may_be_told_to_read) {
 
 TEST_F(CanonicalXmlTest, takes_no_longer_for_a_node_where_there_are_many) {
     DOMElement* root = XercesHelper::appendElement(document_.get(), XercesString(u"root"));
-    for (std::size_t i = 0; i < 10'000; ++i) {
+    for (std::size_t i = 0; i < 30'000; ++i) {
         root->setAttribute(opc::toString("xmlns:p" + std::to_string(10'000 + i)).c_str(), u"urn:1");
     }
-    for (std::size_t i = 0; i < 200'000; ++i) {
-        root->appendChild(document_->createElement(u"p19999:a"))->appendChild(document_->createTextNode(u"&"));
+    for (std::size_t i = 0; i < 400'000; ++i) {
+        root->appendChild(document_->createElement(u"p39999:a"))->appendChild(document_->createTextNode(u"&"));
     }
-    std::string result;
-    EXPECT_LT(secondsOf([&] { result = canonicalize(*root, CanonicalComments::Omit); }), 3);
+    const std::string result = canonicalize(*root, CanonicalComments::Omit); // quadratic, it takes many minutes
     EXPECT_EQ(result.size(), std::string("<root></root>").size() +
-                                 10'000 * std::string(" xmlns:p10000=\"urn:1\"").size() +
-                                 200'000 * std::string("<p19999:a>&amp;</p19999:a>").size());
+                                 30'000 * std::string(" xmlns:p10000=\"urn:1\"").size() +
+                                 400'000 * std::string("<p39999:a>&amp;</p39999:a>").size());
 }
 
 TEST(CanonicalEscaping, is_that_of_the_standard_and_appends_all_or_nothing) {

@@ -129,12 +129,9 @@ TEST_F(ContentTypePatternTest, judges_known_media_types) {
 
 TEST_F(ContentTypePatternTest, takes_linear_time_and_no_stack) {
     const std::u16string many(10000000, u' ');
-    const double seconds = test::secondsOf([&] {
-        EXPECT_FALSE(matchesContentTypePattern(u"a/b;c=\"" + many));
-        EXPECT_TRUE(matchesContentTypePattern(u"a/b;c=\"" + many + u"\""));
-        EXPECT_FALSE(matchesContentTypePattern(u"a/b" + many));
-    });
-    EXPECT_LT(seconds, 10);
+    EXPECT_FALSE(matchesContentTypePattern(u"a/b;c=\"" + many));
+    EXPECT_TRUE(matchesContentTypePattern(u"a/b;c=\"" + many + u"\""));
+    EXPECT_FALSE(matchesContentTypePattern(u"a/b" + many));
 }
 
 } // namespace

@@ -74,18 +74,6 @@ TEST_F(ElementTest, finds_nothing_below_a_null_element) {
     EXPECT_TRUE(XercesHelper::getElementsNS(nullptr, name, name).empty());
 }
 
-TEST_F(ElementTest, finds_many_elements_in_linear_time) {
-    RepeatingStream stream("<r>", "<a/><b/>", 200000, "</r>");
-    auto* root = XercesHelper::readDocumentFromStream(*parser_, stream, false, u"", u"")->getDocumentElement();
-    std::size_t found = 0;
-    EXPECT_LT(secondsOf([&] {
-                  found += XercesHelper::getElements(root, XercesString(u"a")).size();
-                  found += XercesHelper::getElementsNS(root, XercesString(u""), XercesString(u"b")).size();
-              }),
-              5);
-    EXPECT_EQ(found, 400000U);
-}
-
 TEST_F(ElementTest, reads_the_value_of_the_first_child_alone) {
     struct Case {
         const char* content;

@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <ctime>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -92,14 +91,6 @@ inline std::vector<unsigned char> toBytes(std::string_view text) {
 inline std::vector<unsigned char> toBytes(std::u16string_view text) {
     const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
     return {bytes, bytes + text.size() * sizeof(char16_t)};
-}
-
-/// The processor time that an action takes, which other work on the machine does not lengthen.
-template <class Action>
-double secondsOf(Action action) {
-    const std::clock_t start = std::clock();
-    action();
-    return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
 }
 
 /// The message of the refusal, or "accepted".
