@@ -44,15 +44,21 @@ const char* nameOf(DigestAlgorithm digest) {
     throw Exception("There is no such digest algorithm.");
 }
 
-void startSignature(DigestContext& context, decltype(&EVP_DigestSignInit_ex) initialize, const Key& key,
-                    DigestAlgorithm digest, RSAPaddingMode padding, const char* failure) {
+EVP_PKEY_CTX* startSignature(DigestContext& context, decltype(&EVP_DigestSignInit_ex) initialize, const Key& key,
+                             DigestAlgorithm digest, const char* failure) {
     const ErrorScope errors;
     context.reset(EVP_MD_CTX_new());
     EVP_PKEY_CTX* operation = nullptr;
     errors.require(context && initialize(context.get(), &operation, nameOf(digest), libraryContext(), nullptr,
                                          key.get(), nullptr) > 0,
                    failure);
-    setPadding(operation, padding, errors);
+    return operation;
+}
+
+void startSignature(DigestContext& context, decltype(&EVP_DigestSignInit_ex) initialize, const Key& key,
+                    DigestAlgorithm digest, RSAPaddingMode padding, const char* failure) {
+    const ErrorScope errors;
+    setPadding(startSignature(context, initialize, key, digest, failure), padding, errors);
 }
 
 } // namespace opc::crypto

@@ -12,11 +12,16 @@ namespace opc::crypto {
 /// @throws opc::Exception for a value that is no enumerator.
 const char* nameOf(DigestAlgorithm digest);
 
-/// Starts to digest data for a signature, or for the check of one.
+/// Starts to digest data for a signature, or for the check of one; with RSA, of PKCS#1 v1.5.
 /// @param context what was digested in it is gone, also when this fails.
 /// @param initialize of OpenSSL; it tells which of the two.
 /// @param failure the message when it fails.
 /// @throws opc::Exception for a value that is no enumerator, or when OpenSSL fails.
+/// @return the operation, whose padding may be set.
+EVP_PKEY_CTX* startSignature(DigestContext& context, decltype(&EVP_DigestSignInit_ex) initialize, const Key& key,
+                             DigestAlgorithm digest, const char* failure);
+
+/// The same, with a padding.
 void startSignature(DigestContext& context, decltype(&EVP_DigestSignInit_ex) initialize, const Key& key,
                     DigestAlgorithm digest, RSAPaddingMode padding, const char* failure);
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "crypto/OpenSSL.hpp"
+#include "crypto/PublicKeys.hpp"
 
 #include <opc/crypto/RSAPrivateKey.hpp>
 #include <opc/crypto/RSAPublicKey.hpp>
@@ -20,9 +20,5 @@ struct RSAPrivateKey::Impl {
     Key key;
     RSAPublicKey publicKey;
 };
-
-/// The public part of any key as a SubjectPublicKeyInfo.
-/// @throws opc::Exception when OpenSSL fails.
-std::vector<unsigned char> encodePublicKey(const EVP_PKEY* key, const ErrorScope& errors);
 
 } // namespace opc::crypto

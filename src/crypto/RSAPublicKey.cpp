@@ -21,18 +21,13 @@ namespace {
 constexpr const char* NOT_A_KEY = "The bytes are not an RSA public key in DER.";
 /// More than any key that is taken, in bytes.
 constexpr std::size_t MAXIMUM_NUMBER = 4096 / 8;
-/// OpenSSL computes with no longer exponents when the modulus is longer than 3072 bits.
-constexpr int LONGEST_EXPONENT_OF_4096_BITS = 64;
 
 template <class TooLong>
 Number toNumber(const std::vector<unsigned char>& bytes, const ErrorScope& errors, const char* tooLong) {
     const auto first = std::find_if(bytes.begin(), bytes.end(), [](unsigned char byte) { return byte != 0; });
-    const auto size = static_cast<std::size_t>(bytes.end() - first);
-    if (size > MAXIMUM_NUMBER)
+    if (static_cast<std::size_t>(bytes.end() - first) > MAXIMUM_NUMBER)
         throw TooLong(tooLong);
-    Number number(BN_bin2bn(bytes.data() + (first - bytes.begin()), static_cast<int>(size), nullptr));
-    errors.require(number != nullptr, "A number cannot be read");
-    return number;
+    return opc::crypto::toNumber(bytes, errors);
 }
 
 Number toNumber(const ASN1_TYPE* type) {
@@ -49,38 +44,13 @@ void check(const BIGNUM* modulus, const BIGNUM* exponent) {
     if (bits != 1024 && bits != 2048 && bits != 4096)
         throw UnsupportedKeySize("An RSA key has to have 1024, 2048 or 4096 bits; this one has " +
                                  std::to_string(bits) + ".");
-    if (!BN_is_odd(modulus))
-        throw Exception("The modulus of the RSA key is even.");
-    if (!BN_is_odd(exponent) || BN_is_one(exponent))
-        throw Exception("The public exponent of the RSA key is not an odd number of at least 3.");
-    if (BN_cmp(exponent, modulus) >= 0 || (bits == 4096 && BN_num_bits(exponent) > LONGEST_EXPONENT_OF_4096_BITS))
-        throw Exception("The public exponent of the RSA key is too long.");
-}
-
-std::vector<unsigned char> toBytes(const BIGNUM* number) {
-    std::vector<unsigned char> bytes(static_cast<std::size_t>(BN_num_bytes(number)));
-    BN_bn2bin(number, bytes.data());
-    return bytes;
-}
-
-Key makeKey(const BIGNUM* modulus, const BIGNUM* exponent, const ErrorScope& errors) {
-    const ParameterBuilder builder(OSSL_PARAM_BLD_new());
-    errors.require(builder && OSSL_PARAM_BLD_push_BN(builder.get(), OSSL_PKEY_PARAM_RSA_N, modulus) &&
-                       OSSL_PARAM_BLD_push_BN(builder.get(), OSSL_PKEY_PARAM_RSA_E, exponent),
-                   "An RSA key cannot be made");
-    const Parameters parameters(OSSL_PARAM_BLD_to_param(builder.get()));
-    const KeyContext context(EVP_PKEY_CTX_new_from_name(libraryContext(), "RSA", nullptr));
-    EVP_PKEY* key = nullptr;
-    errors.require(parameters && context && EVP_PKEY_fromdata_init(context.get()) > 0 &&
-                       EVP_PKEY_fromdata(context.get(), &key, EVP_PKEY_PUBLIC_KEY, parameters.get()) > 0,
-                   "An RSA key cannot be made");
-    return Key(key);
+    throwIfUnusableRSANumbers(modulus, exponent);
 }
 
 std::shared_ptr<const RSAPublicKey::Impl> makePublicKey(const BIGNUM* modulus, const BIGNUM* exponent,
                                                         const ErrorScope& errors) {
     check(modulus, exponent);
-    Key key = makeKey(modulus, exponent, errors);
+    Key key = makeRSAPublicKey(modulus, exponent, errors);
     std::vector<unsigned char> der = encodePublicKey(key.get(), errors);
     return std::make_shared<const RSAPublicKey::Impl>(
         RSAPublicKey::Impl{std::move(key), static_cast<unsigned>(BN_num_bits(modulus)), toBytes(modulus),
@@ -111,15 +81,6 @@ UnsupportedKeySize::UnsupportedKeySize(const std::string& message) : Exception(m
 
 UnsupportedKeySize::~UnsupportedKeySize() = default;
 
-std::vector<unsigned char> encodePublicKey(const EVP_PKEY* key, const ErrorScope& errors) {
-    const int size = i2d_PUBKEY(key, nullptr);
-    errors.require(size > 0, "The public key cannot be encoded");
-    std::vector<unsigned char> der(static_cast<std::size_t>(size));
-    unsigned char* end = der.data();
-    i2d_PUBKEY(key, &end);
-    return der;
-}
-
 RSAPublicKey::RSAPublicKey(std::shared_ptr<const Impl> impl) : impl_(std::move(impl)) {}
 
 RSAPublicKey RSAPublicKey::fromDER(const std::vector<unsigned char>& der) {
@@ -132,14 +93,9 @@ RSAPublicKey RSAPublicKey::fromDER(const std::vector<unsigned char>& der) {
         return RSAPublicKey(makePublicKey(modulus.get(), exponent.get(), errors));
     }
     const Key key = readKeyInfo(der);
-    BIGNUM* modulus = nullptr;
-    BIGNUM* exponent = nullptr;
-    const int got = EVP_PKEY_get_bn_param(key.get(), OSSL_PKEY_PARAM_RSA_N, &modulus) > 0 &&
-                    EVP_PKEY_get_bn_param(key.get(), OSSL_PKEY_PARAM_RSA_E, &exponent) > 0;
-    const Number ownedModulus(modulus);
-    const Number ownedExponent(exponent);
-    errors.require(got != 0, NOT_A_KEY);
-    return RSAPublicKey(makePublicKey(modulus, exponent, errors));
+    const Number modulus = numberOf(key.get(), OSSL_PKEY_PARAM_RSA_N, errors);
+    const Number exponent = numberOf(key.get(), OSSL_PKEY_PARAM_RSA_E, errors);
+    return RSAPublicKey(makePublicKey(modulus.get(), exponent.get(), errors));
 }
 
 RSAPublicKey RSAPublicKey::fromPEMOrDER(const std::vector<unsigned char>& bytes) {
