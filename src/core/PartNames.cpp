@@ -1,56 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <opc/core/PartNames.hpp>
 
+#include <opc/core/Characters.hpp>
+
 #include <algorithm>
-#include <array>
 
 namespace opc::detail {
 
 namespace {
 
-constexpr std::u16string_view packageRoot = u"/";
-constexpr std::u16string_view packageRelationships = u"/_rels/.rels";
 constexpr std::u16string_view relationshipsFolder = u"/_rels/";
 constexpr std::u16string_view relationshipsExtension = u".rels";
-
-constexpr bool isAlphanumeric(char16_t unit) noexcept {
-    return (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z') || (unit >= u'0' && unit <= u'9');
-}
-
-/// Which characters stand for themselves in a path: those of RFC 3986 §3.3, and the "/".
-constexpr auto pathCharacters = [] {
-    constexpr std::u16string_view symbols = u"-._~!$&'()*+,;=:@/";
-    std::array<bool, 0x80> table{};
-    for (char16_t unit = 0; unit < table.size(); ++unit)
-        table[unit] = isAlphanumeric(unit) || symbols.find(unit) != std::u16string_view::npos;
-    return table;
-}();
-
-bool isPathCharacter(char16_t unit) noexcept {
-    return unit < pathCharacters.size() && pathCharacters[unit];
-}
-
-bool isUnreserved(char16_t unit) noexcept {
-    return isAlphanumeric(unit) || unit == u'-' || unit == u'.' || unit == u'_' || unit == u'~';
-}
-
-/// The value of a hexadecimal digit; -1 for any other unit.
-int hexDigitValue(char16_t unit) noexcept {
-    if (unit >= u'0' && unit <= u'9')
-        return unit - u'0';
-    if (unit >= u'a' && unit <= u'f')
-        return unit - u'a' + 10;
-    return unit >= u'A' && unit <= u'F' ? unit - u'A' + 10 : -1;
-}
-
-bool isEscape(std::u16string_view text, std::size_t at) noexcept {
-    return at + 2 < text.size() && hexDigitValue(text[at + 1]) >= 0 && hexDigitValue(text[at + 2]) >= 0;
-}
 
 /// True for the characters of a path, and with "?" those of a query or a fragment (RFC 3986 §3.3 to §3.5).
 bool isMadeOfPathCharacters(std::u16string_view text, bool questionMarkToo) noexcept {
     for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == u'%' ? !isEscape(text, i) : !isPathCharacter(text[i]) && !(questionMarkToo && text[i] == u'?'))
+        if (!isPathCharacter(text[i]) && escapedByte(text, i) < 0 && !(questionMarkToo && text[i] == u'?'))
             return false;
     }
     return true;
@@ -64,46 +29,72 @@ std::u16string_view cutBefore(std::u16string_view& text, char16_t unit) noexcept
     return tail;
 }
 
-// ECMA-376-2 §6.2.2.2: no segment holds the escape of a slash, a backslash or an unreserved character. The text is a
-// URI reference, so two hexadecimal digits follow every "%".
-bool hasForbiddenEscape(std::u16string_view segment) noexcept {
-    for (std::size_t i = segment.find(u'%'); i != std::u16string_view::npos; i = segment.find(u'%', i + 3)) {
-        const auto value = static_cast<char16_t>(hexDigitValue(segment[i + 1]) * 16 + hexDigitValue(segment[i + 2]));
-        if (value == u'/' || value == u'\\' || isUnreserved(value))
-            return true;
-    }
-    return false;
-}
-
-bool isPartNameSegment(std::u16string_view segment) noexcept {
-    return !segment.empty() && segment.back() != u'.' && !hasForbiddenEscape(segment);
-}
-
-// The segments of the whole text, a query and a fragment being cut at their slashes too.
-bool hasPartNameSegments(std::u16string_view name) noexcept {
-    for (std::size_t start = 1; start <= name.size();) {
-        const std::size_t end = std::min(name.find(u'/', start), name.size());
-        if (!isPartNameSegment(name.substr(start, end - start)))
-            return false;
-        start = end + 1;
-    }
-    return true;
+bool isURIReference(std::u16string_view path) noexcept {
+    const std::u16string_view fragment = cutBefore(path, u'#');
+    const std::u16string_view query = cutBefore(path, u'?');
+    return isMadeOfPathCharacters(path, false) && isMadeOfPathCharacters(query, true) &&
+           isMadeOfPathCharacters(fragment, true);
 }
 
 std::u16string_view getPath(std::u16string_view name) noexcept {
-    const auto end = std::find_if(name.begin(), name.end(), [](char16_t unit) { return unit == u'?' || unit == u'#'; });
-    return name.substr(0, static_cast<std::size_t>(end - name.begin()));
+    return name.substr(0, name.find_first_of(u"?#"));
+}
+
+/// An authority ("//host") is no path.
+bool hasAbsolutePath(std::u16string_view name) noexcept {
+    const std::u16string_view path = getPath(name);
+    return path.starts_with(u"//") ? path.find(u'/', 2) != std::u16string_view::npos : path.starts_with(u'/');
+}
+
+std::optional<PartNameFault> findFault(std::u16string_view segment) noexcept {
+    if (segment.empty())
+        return PartNameFault{PartNameRule::NoEmptySegment, 0};
+    if (segment.back() != u'.')
+        return findForbiddenEscape(segment);
+    const bool isMadeOfDots = segment.find_first_not_of(u'.') == std::u16string_view::npos;
+    return PartNameFault{isMadeOfDots ? PartNameRule::NoSegmentOfDots : PartNameRule::NoDotAtEnd, segment.size() - 1};
 }
 
 } // namespace
 
+std::optional<PartNameFault> findForbiddenEscape(std::u16string_view segment) noexcept {
+    for (std::size_t i = segment.find(u'%'); i != std::u16string_view::npos; i = segment.find(u'%', i + 3)) {
+        const int value = escapedByte(segment, i);
+        if (value == '/' || value == '\\')
+            return PartNameFault{PartNameRule::NoEscapedSlash, i};
+        if (value >= 0 && isUnreserved(static_cast<char32_t>(value)))
+            return PartNameFault{PartNameRule::NoEscapedUnreserved, i};
+    }
+    return std::nullopt;
+}
+
+std::optional<PartNameFault> findSegmentFault(std::u16string_view name) noexcept {
+    for (std::size_t slash = name.find(u'/'); slash < name.size();) {
+        const std::size_t start = slash + 1;
+        slash = std::min(name.find(u'/', start), name.size());
+        if (auto fault = findFault(name.substr(start, slash - start))) {
+            fault->position += start;
+            return fault;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<PartNameFault> findPartNameFault(std::u16string_view name) noexcept {
+    if (name.empty())
+        return PartNameFault{PartNameRule::NotEmpty, 0};
+    const std::size_t delimiter = name.find_first_of(u":/?#");
+    if (delimiter < name.size() && name[delimiter] == u':')
+        return PartNameFault{PartNameRule::NoScheme, 0};
+    if (!hasAbsolutePath(name))
+        return PartNameFault{PartNameRule::AbsolutePath, 0};
+    if (name.ends_with(u'/'))
+        return PartNameFault{PartNameRule::NoSlashAtEnd, name.size() - 1};
+    return findSegmentFault(name);
+}
+
 bool isPartName(std::u16string_view name) noexcept {
-    // Neither a scheme nor an authority can stand in a part name, so what is left of a URI is a path and what follows.
-    std::u16string_view path = name;
-    const std::u16string_view fragment = cutBefore(path, u'#');
-    const std::u16string_view query = cutBefore(path, u'?');
-    return path.starts_with(u'/') && path != packageRoot && isMadeOfPathCharacters(path, false) &&
-           isMadeOfPathCharacters(query, true) && isMadeOfPathCharacters(fragment, true) && hasPartNameSegments(name);
+    return isURIReference(name) && getPath(name) != u"/" && !findPartNameFault(name);
 }
 
 bool isRelationshipsPartName(std::u16string_view name) noexcept {
@@ -115,9 +106,17 @@ bool isRelationshipsPartName(std::u16string_view name) noexcept {
            path.substr(folder + relationshipsFolder.size()).ends_with(relationshipsExtension);
 }
 
+std::u16string getRelationshipsPartName(std::u16string_view path) {
+    const std::size_t file = path.rfind(u'/') + 1;
+    std::u16string name;
+    name.reserve(path.size() + relationshipsFolder.size() + relationshipsExtension.size());
+    name += path.substr(0, file);
+    name += relationshipsFolder.substr(1);
+    name += path.substr(file);
+    return name += relationshipsExtension;
+}
+
 std::u16string getSourcePartName(std::u16string_view relationshipsPartName) {
-    if (relationshipsPartName == packageRelationships)
-        return std::u16string(packageRoot);
     const std::u16string_view path = getPath(relationshipsPartName);
     const std::size_t slash = path.rfind(u'/');
     const std::u16string_view file = path.substr(slash + 1);

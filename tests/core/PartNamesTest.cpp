@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <ctime>
+#include <tuple>
 
 namespace opc::detail {
 namespace {
@@ -29,6 +30,18 @@ TEST(PartNames, FollowTheRulesAndLeadToTheSourceOfRelationships) {
     }
     for (const std::u16string_view name : {u"/a\x7F"sv, u"/a\0b"sv, u"/a\0"sv})
         EXPECT_FALSE(isPartName(name)) << "a control character";
+}
+
+TEST(PartNames, AFaultHasItsRuleAndPosition) {
+    const std::tuple<std::u16string_view, PartNameRule, std::size_t> rows[] = {
+        {u"/a//b.", PartNameRule::NoEmptySegment, 3},       {u"/a/b.", PartNameRule::NoDotAtEnd, 4},
+        {u"/%20/..", PartNameRule::NoSegmentOfDots, 6},     {u"/a%20%5c/.", PartNameRule::NoEscapedSlash, 5},
+        {u"/%2/%41", PartNameRule::NoEscapedUnreserved, 4}, {u"/a./", PartNameRule::NoSlashAtEnd, 3},
+    };
+    for (const auto& [name, rule, position] : rows) {
+        const auto fault = findPartNameFault(name);
+        EXPECT_TRUE(fault && fault->rule == rule && fault->position == position) << toUTF8String(name);
+    }
 }
 
 TEST(PartNames, LongNamesTakeLinearTime) {

@@ -24,20 +24,6 @@ void erase(Map& map, const typename Map::key_type& name, ZipItems::Entries::iter
     }
 }
 
-constexpr std::u16string_view relationshipsFolder = u"_rels/";
-constexpr std::u16string_view relationshipsExtension = u".rels";
-
-/// The part whose relationships part bears this name, be there ".rels" in its own name too; empty for none.
-std::u16string sourceOf(std::u16string_view relationshipsPart) {
-    const std::size_t file = relationshipsPart.rfind(u'/') + 1;
-    const std::u16string_view folder = relationshipsPart.substr(0, file);
-    if (!folder.ends_with(u"/_rels/")) {
-        return {};
-    }
-    std::u16string source(folder.substr(0, folder.size() - relationshipsFolder.size()));
-    return source += relationshipsPart.substr(file, relationshipsPart.size() - file - relationshipsExtension.size());
-}
-
 } // namespace
 
 /// Lets an entry be found by its names, or takes it out again.
@@ -101,10 +87,9 @@ void ZipItems::findParts(const ContentTypes* types, const std::string& label) {
     if (!types) {
         return;
     }
-    for (ZipEntry& entry : entries_) {
-        if (entry.kind == ZipItemKind::Part && detail::isRelationshipsPartName(entry.partName()) &&
-            isRelationshipsOfOther(entry)) {
-            entry.kind = ZipItemKind::Other;
+    for (const ZipEntry& entry : entries_) {
+        if (entry.kind == ZipItemKind::Other) {
+            hideRelationshipsOf(entry.partName());
         }
     }
     throwIfSamePart(label);
@@ -121,10 +106,18 @@ void ZipItems::noteOtherExtensions() {
     }
 }
 
-/// Relationships are judged by the model, unless what they belong to is kept from it.
-bool ZipItems::isRelationshipsOfOther(const ZipEntry& entry) {
-    const std::u16string source = sourceOf(entry.partName());
-    return findPlace(source) && !findPart(source);
+/// Relationships are judged by the model, unless what they belong to is kept from it; what are relationships of those
+/// in turn are too.
+void ZipItems::hideRelationshipsOf(std::u16string name) {
+    while (findPlace(name) && !findPart(name)) {
+        name = detail::getRelationshipsPartName(name);
+        const auto [first, last] = byPartName_.equal_range(name);
+        std::for_each(first, last, [](const auto& entry) {
+            if (detail::isRelationshipsPartName(entry.first)) {
+                entry.second->kind = ZipItemKind::Other;
+            }
+        });
+    }
 }
 
 /// Equal names are neighbours.

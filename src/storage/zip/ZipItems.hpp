@@ -110,7 +110,7 @@ public:
 
 private:
     void index(Entries::iterator place);
-    bool isRelationshipsOfOther(const ZipEntry& entry);
+    void hideRelationshipsOf(std::u16string name);
     void throwIfSamePart(const std::string& label) const;
     void noteOtherExtensions();
 
