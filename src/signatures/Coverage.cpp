@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "signatures/Coverage.hpp"
+
+#include "core/FoldedNames.hpp"
 #include "model/ItemBytes.hpp"
 #include "signatures/SignatureBounds.hpp"
 #include "signatures/SignatureForm.hpp"
-#include "signatures/TolerantPath.hpp"
 
 #include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
@@ -58,6 +59,22 @@ std::optional<Part> findTarget(const Package& package, const Relationship& relat
     return std::nullopt;
 }
 
+std::string pathOf(const PartName& name) {
+    return detail::foldName(toASCIIString(name.toString()));
+}
+
+/// Where a relationship leads; its target mode is not looked at. Some readers take query and fragment for a part of the
+/// name, so there are two paths with them.
+std::set<std::string> pathsOf(const Relationship& relationship) {
+    std::u16string target = relationship.getTarget();
+    if (target.empty() || (target.front() != u'/' && target.front() != u'\\')) {
+        const std::u16string source = relationship.getSourceURI().getPath();
+        target.insert(0, source, 0, source.rfind(u'/') + 1);
+    }
+    const std::string whole = detail::toUTF8String(target, false);
+    return {detail::foldName(whole), detail::foldName(whole.substr(0, whole.find_first_of("?#")))};
+}
+
 bool isEmpty(const Part& part) {
     bool empty = true;
     try {
@@ -69,11 +86,11 @@ bool isEmpty(const Part& part) {
     return empty;
 }
 
-/// @param path the item as the most tolerant reader takes it.
+/// @param path the folded name of the item.
 bool isFolderOrTrash(const std::string& item, const std::string& path) {
     constexpr std::string_view trash = "[trash]/";
     const bool isFolder = !item.empty() && item.back() == '/';
-    return isFolder || (item.compare(0, trash.size(), trash) == 0 && path.find("/[trash]/") == 0);
+    return isFolder || (item.starts_with(trash) && path.starts_with(trash));
 }
 
 /// What one signature covers, by name.
@@ -126,7 +143,7 @@ Coverage::Coverage(const Package& package, const std::vector<DigitalSignature>& 
 void Coverage::collect() {
     const auto addLinks = [this](const RelationshipSource& source) {
         for (const Relationship& each : source.getRelationships())
-            links_.push_back({each, keyOf(each), tolerantPaths(each)});
+            links_.push_back({each, keyOf(each), pathsOf(each)});
     };
     addLinks(package_);
     for (const Part& part : package_.getParts()) {
@@ -187,7 +204,7 @@ void Coverage::demoteLinkedStructure() {
         if (link.standing != Standing::Structure)
             paths.insert(link.paths.begin(), link.paths.end());
     for (auto& [name, entry] : parts_)
-        if (paths.count(tolerantPath(toASCIIString(name.toString()))) != 0)
+        if (paths.count(pathOf(name)) != 0)
             entry.standing = Standing::Content;
 }
 
@@ -209,7 +226,7 @@ void Coverage::exceptPartOf(const Link& link) {
     const auto part = findTarget(package_, link.relationship);
     if (!part || !part->getRelationships().empty() || !hasExceptedType(*part))
         return;
-    const std::string path = tolerantPath(toASCIIString(part->getName().toString()));
+    const std::string path = pathOf(part->getName());
     if (std::count_if(links_.begin(), links_.end(),
                       [&path](const Link& each) { return each.paths.count(path) != 0; }) == 1)
         parts_[part->getName()] = {Standing::Excepted, link.key};
@@ -220,7 +237,7 @@ void Coverage::sortItems(const std::vector<std::string>& otherItems) {
     for (const Link& link : links_)
         paths.insert(link.paths.begin(), link.paths.end());
     for (const std::string& item : otherItems) {
-        const std::string path = tolerantPath(item);
+        const std::string path = detail::foldName(item);
         (isFolderOrTrash(item, path) && paths.count(path) == 0 ? exceptedItems_ : items_).push_back(item);
     }
 }

@@ -39,7 +39,7 @@ private:
     struct Link {
         Relationship relationship;
         Key key;
-        std::set<std::string> paths; ///< where the most tolerant readers are led
+        std::set<std::string> paths; ///< folded names of where it leads
         Standing standing = Standing::Content;
     };
     struct Entry {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "storage/zip/ContentTypesReader.hpp"
 
+#include "core/FoldedNames.hpp"
 #include "storage/Failure.hpp"
-#include "storage/zip/FoldedNames.hpp"
 #include "storage/zip/XmlElements.hpp"
 
 #include <opc/core/Exception.hpp>
@@ -58,7 +58,8 @@ void ContentTypes::throwIfAmbiguous(const std::string& label) const {
     for (const Map* entries : {&defaults_, &overrides_}) {
         std::unordered_map<std::string, const Map::value_type*> folded;
         for (const auto& entry : *entries) {
-            const auto [place, isNew] = folded.try_emplace(foldName(detail::toUTF8String(entry.first, false)), &entry);
+            const auto [place, isNew] =
+                folded.try_emplace(detail::foldName(detail::toUTF8String(entry.first, false)), &entry);
             if (!isNew && duplicate.empty()) {
                 duplicate = shown(place->second->first, place->second->second.text) + ", and " +
                             shown(entry.first, entry.second.text);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "storage/zip/ZipConsistency.hpp"
 
+#include "core/FoldedNames.hpp"
 #include "storage/Failure.hpp"
-#include "storage/zip/FoldedNames.hpp"
 
 #include <zlib.h>
 
@@ -330,7 +330,7 @@ void throwIfInconsistent(const Bytes& file, const ZipDirectory& directory, const
 void throwIfNamesMeet(const ZipItems& items, const ZipArchive& archive, const std::string& label) {
     std::unordered_map<std::string, std::pair<std::string, const void*>> folded;
     const auto add = [&](const std::string& name, const void* item) {
-        for (const std::string& text : {foldName(name), foldName(withoutHiddenSegments(name))}) {
+        for (const std::string& text : {detail::foldName(name), detail::foldName(withoutHiddenSegments(name))}) {
             const auto [place, isNew] = folded.try_emplace(text, name, item);
             if (!isNew && place->second.second != item) {
                 fail(Errc::bad_message, label + ": " + inQuotes(name) + ": readers could take the item for " +

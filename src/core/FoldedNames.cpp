@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "storage/zip/FoldedNames.hpp"
+#include "core/FoldedNames.hpp"
+
+#include <opc/core/Characters.hpp>
+#include <opc/core/Strings.hpp>
 
 #include <utf8proc.h>
 
@@ -10,48 +13,35 @@
 #include <optional>
 #include <vector>
 
-namespace opc::storage {
+namespace opc::detail {
 
 namespace {
 
 constexpr int MAXIMUM_COMBINING = 30;
-
-int hexValue(char c) {
-    constexpr std::string_view digits = "0123456789abcdef";
-    const char lower = c >= 'A' && c <= 'F' ? static_cast<char>(c - 'A' + 'a') : c;
-    const std::size_t place = digits.find(lower);
-    return place == std::string_view::npos ? -1 : static_cast<int>(place);
-}
 
 /// Decodes escapes, and those that come out of escapes.
 std::string decode(std::string_view name) {
     std::string text;
     for (const char c : name) {
         text += c;
-        for (std::size_t size = text.size(); size >= 3 && text[size - 3] == '%'; size = text.size()) {
-            const int high = hexValue(text[size - 2]);
-            const int low = hexValue(text[size - 1]);
-            if (high < 0 || low < 0) {
+        while (text.size() >= 3) {
+            const int byte = escapedByte<char>(text, text.size() - 3);
+            if (byte < 0) {
                 break;
             }
-            text.resize(size - 3);
-            text += static_cast<char>(high * 16 + low);
+            text.resize(text.size() - 3);
+            text += static_cast<char>(byte);
         }
     }
     return text;
 }
 
 std::string fromLatin1(std::string_view text) {
-    std::string result;
+    std::u16string wide;
     for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x80) {
-            result += c;
-        } else {
-            result += {static_cast<char>(0xC0 | byte >> 6), static_cast<char>(0x80 | (byte & 0x3F))};
-        }
+        wide += static_cast<unsigned char>(c);
     }
-    return result;
+    return toUTF8String(wide);
 }
 
 /// Leaves out what is beyond the Stream-Safe Text Format (UAX #15): the order of more would take long to find.
@@ -130,4 +120,4 @@ std::string foldName(std::string_view name) {
     return foldPath(*text);
 }
 
-} // namespace opc::storage
+} // namespace opc::detail
