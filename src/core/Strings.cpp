@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <opc/core/Exception.hpp>
 #include <opc/core/Strings.hpp>
+
+#include <opc/core/Characters.hpp>
+#include <opc/core/Exception.hpp>
 
 #include <algorithm>
 #include <cstddef>
@@ -14,26 +16,16 @@ namespace opc {
 
 static_assert(sizeof(wchar_t) == sizeof(char32_t), "a wide character holds any Unicode code point");
 
+using detail::decodeUTF16;
+using detail::decodeUTF8;
+using detail::malformedSequence;
+
 namespace {
 
 constexpr char32_t replacement = 0xFFFD;
-// What the decoders give for a malformed sequence; no code point has this value.
-constexpr char32_t malformed = 0xFFFFFFFF;
-
-constexpr char16_t toLowerASCII(char16_t unit) noexcept {
-    return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + (u'a' - u'A')) : unit;
-}
-
-constexpr bool isLeadSurrogate(char32_t value) noexcept {
-    return value >= 0xD800 && value <= 0xDBFF;
-}
-
-constexpr bool isTrailSurrogate(char32_t value) noexcept {
-    return value >= 0xDC00 && value <= 0xDFFF;
-}
 
 constexpr bool isScalarValue(char32_t value) noexcept {
-    return value <= 0x10FFFF && !isLeadSurrogate(value) && !isTrailSurrogate(value);
+    return value <= 0x10FFFF && !detail::isLeadSurrogate(value) && !detail::isTrailSurrogate(value);
 }
 
 // How many units two texts share from their start, four at a time: most of two names is the same.
@@ -49,16 +41,6 @@ std::size_t countEqual(const char16_t* a, const char16_t* b, std::size_t size) n
 
 [[noreturn]] void throwMalformed(const char* what, std::size_t position) {
     throw Exception(std::string(what) + " at position " + std::to_string(position) + ".");
-}
-
-// The code point at `position`, which moves behind it; malformed for an unpaired surrogate.
-char32_t decodeUTF16(std::u16string_view text, std::size_t& position) noexcept {
-    const char32_t unit = text[position++];
-    if (!isLeadSurrogate(unit) && !isTrailSurrogate(unit))
-        return unit;
-    if (isTrailSurrogate(unit) || position == text.size() || !isTrailSurrogate(text[position]))
-        return malformed;
-    return 0x10000 + ((unit - 0xD800) << 10) + (text[position++] - 0xDC00);
 }
 
 // What a first byte of UTF-8 announces (Unicode, table 3-7): the number of further bytes, and the range of the second
@@ -81,24 +63,6 @@ LeadByte describeLeadByte(unsigned char lead) noexcept {
                 static_cast<unsigned char>(lead == 0xED ? 0x9F : 0xBF)};
     return {3, static_cast<unsigned char>(lead == 0xF0 ? 0x90 : 0x80),
             static_cast<unsigned char>(lead == 0xF4 ? 0x8F : 0xBF)};
-}
-
-// The code point at `position`, which moves behind it; malformed for a sequence that breaks off, and then `position`
-// is behind the bytes that still fitted, so that each maximal wrong part counts once.
-char32_t decodeUTF8(std::string_view text, std::size_t& position) noexcept {
-    const auto lead = static_cast<unsigned char>(text[position++]);
-    auto [further, low, high] = describeLeadByte(lead);
-    if (further < 0)
-        return malformed;
-    char32_t value = further == 0 ? lead : lead & (0x3FU >> further);
-    for (; further > 0; --further, low = 0x80, high = 0xBF) {
-        const unsigned char byte = position < text.size() ? static_cast<unsigned char>(text[position]) : 0;
-        if (byte < low || byte > high)
-            return malformed;
-        value = (value << 6) | (byte & 0x3FU);
-        ++position;
-    }
-    return value;
 }
 
 void appendUTF16(std::u16string& text, char32_t value) {
@@ -126,7 +90,7 @@ void appendUTF8(std::string& text, char32_t value) {
 int caselessCompare(std::u16string_view a, std::u16string_view b) noexcept {
     const std::size_t common = std::min(a.size(), b.size());
     for (std::size_t i = countEqual(a.data(), b.data(), common); i < common; ++i) {
-        const int difference = toLowerASCII(a[i]) - toLowerASCII(b[i]);
+        const int difference = detail::toLowerASCII(a[i]) - detail::toLowerASCII(b[i]);
         if (difference != 0)
             return difference;
     }
@@ -135,7 +99,7 @@ int caselessCompare(std::u16string_view a, std::u16string_view b) noexcept {
 
 std::u16string toLowerASCIIString(std::u16string_view text) {
     std::u16string result(text);
-    std::transform(result.begin(), result.end(), result.begin(), toLowerASCII);
+    std::transform(result.begin(), result.end(), result.begin(), detail::toLowerASCII<char16_t>);
     return result;
 }
 
@@ -155,7 +119,7 @@ std::wstring toWideString(std::u16string_view text) {
     for (std::size_t position = 0; position < text.size();) {
         const std::size_t start = position;
         const char32_t value = decodeUTF16(text, position);
-        if (value == malformed)
+        if (value == malformedSequence)
             throwMalformed("The text is not valid UTF-16: an unpaired surrogate", start);
         result += static_cast<wchar_t>(value);
     }
@@ -168,9 +132,9 @@ std::u16string toString(std::string_view utf8, bool strict) {
     for (std::size_t position = 0; position < utf8.size();) {
         const std::size_t start = position;
         const char32_t value = decodeUTF8(utf8, position);
-        if (value == malformed && strict)
+        if (value == malformedSequence && strict)
             throwMalformed("The text is not valid UTF-8: a malformed sequence", start);
-        appendUTF16(result, value == malformed ? replacement : value);
+        appendUTF16(result, value == malformedSequence ? replacement : value);
     }
     return result;
 }
@@ -207,15 +171,31 @@ std::string toUDEString(std::u16string_view text) {
 
 namespace detail {
 
+char32_t decodeUTF8(std::string_view text, std::size_t& position) noexcept {
+    const auto lead = static_cast<unsigned char>(text[position++]);
+    auto [further, low, high] = describeLeadByte(lead);
+    if (further < 0)
+        return malformedSequence;
+    char32_t value = further == 0 ? lead : lead & (0x3FU >> further);
+    for (; further > 0; --further, low = 0x80, high = 0xBF) {
+        const unsigned char byte = position < text.size() ? static_cast<unsigned char>(text[position]) : 0;
+        if (byte < low || byte > high)
+            return malformedSequence;
+        value = (value << 6) | (byte & 0x3FU);
+        ++position;
+    }
+    return value;
+}
+
 std::string toUTF8String(std::u16string_view text, bool strict) {
     const auto ascii = std::find_if(text.begin(), text.end(), [](char16_t unit) { return unit > 0x7F; });
     std::string result(text.begin(), ascii);
     for (std::size_t position = result.size(); position < text.size();) {
         const std::size_t start = position;
         const char32_t value = decodeUTF16(text, position);
-        if (value == malformed && strict)
+        if (value == malformedSequence && strict)
             throwMalformed("The text is not valid UTF-16: an unpaired surrogate", start);
-        appendUTF8(result, value == malformed ? replacement : value);
+        appendUTF8(result, value == malformedSequence ? replacement : value);
     }
     return result;
 }

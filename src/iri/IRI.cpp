@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "iri/IRI.hpp"
 
+#include <opc/core/Characters.hpp>
 #include <opc/core/Exception.hpp>
 #include <opc/core/Strings.hpp>
 
@@ -15,11 +16,6 @@ namespace opc::iri {
 
 namespace {
 
-// XML 1.0 §2.2, but for surrogates: the conversion to UTF-8 finds the unpaired ones.
-constexpr bool isXMLCharacter(char16_t unit) noexcept {
-    return (unit >= 0x20 && unit <= 0xFFFD) || unit == u'\t' || unit == u'\n' || unit == u'\r';
-}
-
 // RFC 3987 §3.1 for what is not ASCII; the rest is what a LEIRI adds.
 constexpr bool isMapped(char character) noexcept {
     const auto byte = static_cast<unsigned char>(character);
@@ -27,13 +23,11 @@ constexpr bool isMapped(char character) noexcept {
 }
 
 std::string mapToURI(std::string_view utf8) {
-    static constexpr char digits[] = "0123456789ABCDEF";
     std::string mapped;
     mapped.reserve(utf8.size());
     for (const char character : utf8) {
-        const auto byte = static_cast<unsigned char>(character);
         if (isMapped(character))
-            mapped += {'%', digits[byte >> 4], digits[byte & 0xF]};
+            detail::appendEscape(mapped, static_cast<unsigned char>(character));
         else
             mapped += character;
     }
@@ -41,7 +35,8 @@ std::string mapToURI(std::string_view utf8) {
 }
 
 std::string toURIForm(std::u16string_view text, Form form) {
-    const auto found = std::find_if(text.begin(), text.end(), [](char16_t unit) { return !isXMLCharacter(unit); });
+    // The conversion to UTF-8 finds unpaired surrogates.
+    const auto found = std::find_if_not(text.begin(), text.end(), detail::isXMLUnit);
     if (found != text.end())
         throw Exception("The text is no IRI: XML does not allow the character at position " +
                         std::to_string(found - text.begin()) + ".");
@@ -52,10 +47,7 @@ std::string toURIForm(std::u16string_view text, Form form) {
 /// Most names of parts and most targets are made of unreserved characters and slashes; these are always a URI
 /// reference.
 bool isPlainPath(const std::string& text) noexcept {
-    return std::all_of(text.begin(), text.end(), [](char c) {
-        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '/' || c == '.' ||
-               c == '-' || c == '_' || c == '~';
-    });
+    return std::all_of(text.begin(), text.end(), [](char32_t c) { return detail::isUnreserved(c) || c == U'/'; });
 }
 
 void throwIfNotURIReference(const std::string& text) {
@@ -155,7 +147,7 @@ IRI::IRI(Parsed parsed) : text_(std::move(parsed.text)) {
     if (colon < pathEnd_ && text_[colon] == ':')
         schemeEnd_ = colon + 1;
     authorityEnd_ = schemeEnd_;
-    if (text_.compare(schemeEnd_, 2, "//") == 0)
+    if (std::string_view(text_).substr(schemeEnd_).starts_with("//"))
         authorityEnd_ = std::min(text_.find('/', schemeEnd_ + 2), pathEnd_);
 }
 

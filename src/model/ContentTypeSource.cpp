@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <opc/core/ByteArrayInAdaptor.hpp>
 #include <opc/core/ByteArrayOutAdaptor.hpp>
+#include <opc/core/Characters.hpp>
 #include <opc/core/Strings.hpp>
 #include <opc/core/interfaces/IPhysicalOtherItems.hpp>
 #include <opc/core/interfaces/IPhysicalPackage.hpp>
@@ -49,25 +50,13 @@ std::u16string lowerExtension(const PartName& name) {
     return toLowerASCIIString(name.getExtension());
 }
 
-bool isHexDigit(char16_t unit) noexcept {
-    return (unit >= u'0' && unit <= u'9') || (unit >= u'a' && unit <= u'f') || (unit >= u'A' && unit <= u'F');
-}
-
 /// The language of ST_Extension in the published schema, which is narrower than what a part name may end with (it
 /// has no ";"). An entry outside it could not be read back.
 bool canBeDefault(const std::u16string& extension) {
-    static constexpr std::u16string_view others = u"!$&'()*+,:=@-_~";
-    for (std::size_t i = 0; i < extension.size(); ++i) {
-        const char16_t unit = extension[i];
-        if (unit == u'%') {
-            if (i + 2 >= extension.size() || !isHexDigit(extension[i + 1]) || !isHexDigit(extension[i + 2]))
-                return false;
-            i += 2;
-        } else if (!(unit >= u'a' && unit <= u'z') && !(unit >= u'A' && unit <= u'Z') &&
-                   !(unit >= u'0' && unit <= u'9') && others.find(unit) == std::u16string_view::npos) {
+    for (std::size_t i = 0; i < extension.size(); ++i)
+        if (!(detail::isPathCharacter(extension[i]) && extension[i] != u';') &&
+            detail::escapedByte<char16_t>(extension, i) < 0)
             return false;
-        }
-    }
     return !extension.empty();
 }
 

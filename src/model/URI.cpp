@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <opc/model/URI.hpp>
+
+#include <opc/core/Characters.hpp>
 #include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
-#include <opc/model/URI.hpp>
 
 #include "iri/IRI.hpp"
 
@@ -119,15 +121,13 @@ std::u16string URI::getFragment() const {
 }
 
 std::u16string URI::percentEncode(const std::u16string& text, const std::string& allowed) {
-    static constexpr char digits[] = "0123456789ABCDEF";
     std::string encoded;
     for (const char character : detail::toUTF8String(text, true)) {
         const auto byte = static_cast<unsigned char>(character);
-        if (byte < 0x80 && allowed.find(character) != std::string::npos) {
+        if (byte < 0x80 && allowed.find(character) != std::string::npos)
             encoded += character;
-        } else {
-            encoded += {'%', digits[byte >> 4], digits[byte & 0xF]};
-        }
+        else
+            detail::appendEscape(encoded, byte);
     }
     return opc::toString(encoded, true);
 }

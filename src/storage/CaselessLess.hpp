@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <opc/core/Characters.hpp>
 #include <opc/core/Strings.hpp>
 
 #include <cstddef>
@@ -20,7 +21,7 @@ struct CaselessHash {
     std::size_t operator()(std::u16string_view text) const noexcept {
         std::uint64_t hash = 0xCBF29CE484222325; // FNV-1a
         for (const char16_t c : text) {
-            hash = (hash ^ (c >= u'A' && c <= u'Z' ? c - u'A' + u'a' : c)) * 0x100000001B3;
+            hash = (hash ^ detail::toLowerASCII(c)) * 0x100000001B3;
         }
         return hash;
     }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "storage/Failure.hpp"
 
+#include <opc/core/Characters.hpp>
 #include <opc/core/Exception.hpp>
 
 namespace opc::storage {
@@ -15,12 +16,11 @@ void failWithErrno(int number, const std::string& message) {
 }
 
 std::string inQuotes(std::string_view name) {
-    constexpr std::string_view hex = "0123456789ABCDEF";
     std::string text = "\"";
     for (const char c : name) {
         const auto byte = static_cast<unsigned char>(c);
         if (byte < 0x20 || byte == 0x7F) {
-            text += {'%', hex[byte >> 4], hex[byte & 15]};
+            detail::appendEscape(text, byte);
         } else {
             text += c;
         }

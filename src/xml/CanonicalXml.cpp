@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "xml/CanonicalXml.hpp"
 
+#include <opc/core/Characters.hpp>
 #include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
 
@@ -42,7 +43,7 @@ std::string toUTF8(View text) {
 
 /// Surrogates stand for what comes after every character of one unit.
 char32_t rankOf(char16_t unit) {
-    return unit >= 0xD800 && unit <= 0xDFFF ? unit + 0x10000U : unit;
+    return detail::isLeadSurrogate(unit) || detail::isTrailSurrogate(unit) ? unit + 0x10000U : unit;
 }
 
 /// The order of code points (Canonical XML 1.0 §2.2), which is not that of UTF-16 units.

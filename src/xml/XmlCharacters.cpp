@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "xml/XmlCharacters.hpp"
 
+#include <opc/core/Characters.hpp>
 #include <opc/errors/Errors.hpp>
 
 #include <array>
@@ -9,19 +10,6 @@
 namespace opc::model {
 
 namespace {
-
-bool isHighSurrogate(char16_t unit) {
-    return unit >= 0xD800 && unit <= 0xDBFF;
-}
-
-bool isLowSurrogate(char16_t unit) {
-    return unit >= 0xDC00 && unit <= 0xDFFF;
-}
-
-bool isCharacter(char16_t unit) {
-    return unit >= 0x20 ? unit < 0xD800 || (unit > 0xDFFF && unit < 0xFFFE)
-                        : unit == u'\t' || unit == u'\n' || unit == u'\r';
-}
 
 [[noreturn]] void refuse(char16_t unit) {
     std::array<char, sizeof("U+FFFF")> name{};
@@ -32,15 +20,11 @@ bool isCharacter(char16_t unit) {
 } // namespace
 
 void throwIfNotXmlText(std::u16string_view text) {
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (isCharacter(text[i])) {
-            continue;
+    for (std::size_t i = 0; i < text.size();) {
+        const char16_t unit = text[i];
+        if (!detail::isXMLUnit(unit) || detail::decodeUTF16(text, i) == detail::malformedSequence) {
+            refuse(unit);
         }
-        const bool paired = isHighSurrogate(text[i]) && i + 1 < text.size() && isLowSurrogate(text[i + 1]);
-        if (!paired) {
-            refuse(text[i]);
-        }
-        ++i;
     }
 }
 

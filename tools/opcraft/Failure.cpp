@@ -9,12 +9,8 @@ namespace opcraft {
 
 namespace {
 
-bool startsWith(std::string_view text, std::string_view start) {
-    return text.substr(0, start.size()) == start;
-}
-
 void cutStart(std::string& text, const std::string& start) {
-    if (!start.empty() && startsWith(text, start))
+    if (text.starts_with(start))
         text.erase(0, start.size());
 }
 

@@ -4,6 +4,7 @@
 #include "opcraft/Failure.hpp"
 #include "opcraft/Text.hpp"
 
+#include <opc/core/Characters.hpp>
 #include <opc/core/Exception.hpp>
 #include <opc/core/Strings.hpp>
 
@@ -24,24 +25,12 @@ using opc::storage::ZipItemKind;
 const std::string inPartName = "/:@!$&'()*+,;=%";
 const std::string inTarget = "/:@!$&'()*+,;=%?#[]";
 
-int hexValue(char16_t digit) {
-    if (digit >= u'0' && digit <= u'9')
-        return digit - u'0';
-    if (digit >= u'a' && digit <= u'f')
-        return digit - u'a' + 10;
-    return digit >= u'A' && digit <= u'F' ? digit - u'A' + 10 : -1;
-}
-
-bool isEscape(const std::u16string& text, std::size_t at) {
-    return text[at] == u'%' && at + 2 < text.size() && hexValue(text[at + 1]) >= 0 && hexValue(text[at + 2]) >= 0;
-}
-
 /// A "%" that starts no escape stands for itself.
 std::u16string withLonePercentEncoded(const std::u16string& text) {
     std::u16string result;
     for (std::size_t i = 0; i < text.size(); ++i) {
         result += text[i];
-        if (text[i] == u'%' && !isEscape(text, i))
+        if (text[i] == u'%' && opc::detail::escapedByte<char16_t>(text, i) < 0)
             result += u"25";
     }
     return result;
@@ -55,8 +44,9 @@ std::u16string encoded(const std::string& argument, const std::string& allowed) 
 std::string decoded(const std::u16string& text) {
     std::string bytes;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        if (isEscape(text, i)) {
-            bytes += static_cast<char>(16 * hexValue(text[i + 1]) + hexValue(text[i + 2]));
+        const int byte = opc::detail::escapedByte<char16_t>(text, i);
+        if (byte >= 0) {
+            bytes += static_cast<char>(byte);
             i += 2;
         } else {
             bytes += toUtf8(std::u16string_view(text).substr(i, 1));

@@ -4,6 +4,7 @@
 #include "opcraft/Failure.hpp"
 #include "opcraft/Names.hpp"
 
+#include <opc/core/Characters.hpp>
 #include <opc/core/Time.hpp>
 
 #include <algorithm>
@@ -26,14 +27,9 @@ const Property& toProperty(const std::string& name, const std::string& argument)
     throw wrongArgument(argument, "there is no property \"" + name + "\", but " + names);
 }
 
-/// XML 1.0 §2.2; an argument holds no NUL, and UTF-8 no lone surrogate.
-bool isExcludedFromXml(char16_t c) {
-    return (c < 0x20 && c != u'\t' && c != u'\n' && c != u'\r') || c >= 0xFFFE;
-}
-
 std::u16string toText(const std::string& value, const std::string& argument) {
     std::u16string text = toUtf16(value);
-    const auto found = std::find_if(text.begin(), text.end(), isExcludedFromXml);
+    const auto found = std::find_if_not(text.begin(), text.end(), opc::detail::isXMLUnit);
     if (found == text.end())
         return text;
     char code[8];
@@ -50,7 +46,7 @@ boost::posix_time::ptime toTime(const std::string& value, const std::string& arg
 
 bool isSubtag(std::u16string_view text, std::size_t shortest, std::size_t longest, bool lettersOnly) {
     const auto isAllowed = [&](char16_t c) {
-        return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (!lettersOnly && c >= u'0' && c <= u'9');
+        return opc::detail::isLetter(c) || (!lettersOnly && opc::detail::isDigit(c));
     };
     return text.size() >= shortest && text.size() <= longest && std::all_of(text.begin(), text.end(), isAllowed);
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opcraft/Text.hpp"
 
+#include <opc/core/Characters.hpp>
 #include <opc/core/Strings.hpp>
 
 #include <algorithm>
@@ -10,43 +11,6 @@
 namespace opcraft {
 
 namespace {
-
-struct Sequence {
-    char32_t character = 0;
-    std::size_t length = 0; // 0 when the bytes are no UTF-8
-};
-
-/// How many bytes a sequence has whose first byte this is; 0 for a byte that starts none.
-std::size_t lengthOf(unsigned char first) {
-    if (first < 0x80)
-        return 1;
-    if (first >= 0xC2 && first <= 0xDF)
-        return 2;
-    if (first >= 0xE0 && first <= 0xEF)
-        return 3;
-    return first >= 0xF0 && first <= 0xF4 ? 4 : 0;
-}
-
-/// Overlong forms, surrogates and what lies past U+10FFFF are no characters.
-bool isMalformed(char32_t character, std::size_t length) {
-    constexpr char32_t smallest[] = {0, 0, 0x80, 0x800, 0x10000};
-    return character < smallest[length] || character > 0x10FFFF || (character >= 0xD800 && character <= 0xDFFF);
-}
-
-Sequence firstSequence(std::string_view text) {
-    const auto first = static_cast<unsigned char>(text.front());
-    const std::size_t length = lengthOf(first);
-    if (length == 0 || length > text.size())
-        return {};
-    char32_t character = length == 1 ? first : first & (0x7FU >> length);
-    for (std::size_t i = 1; i < length; ++i) {
-        const auto next = static_cast<unsigned char>(text[i]);
-        if ((next & 0xC0U) != 0x80)
-            return {};
-        character = character << 6U | (next & 0x3FU);
-    }
-    return isMalformed(character, length) ? Sequence{} : Sequence{character, length};
-}
 
 bool isControl(char32_t c) {
     return c < 0x20 || (c >= 0x7F && c < 0xA0);
@@ -72,13 +36,17 @@ std::size_t widthOf(const std::string& text) {
 std::string escaped(std::string_view utf8) {
     std::string text;
     while (!utf8.empty()) {
-        const Sequence next = firstSequence(utf8);
-        const std::size_t length = std::max<std::size_t>(next.length, 1);
-        if (next.length == 0 || isControl(next.character)) {
-            const unsigned value = next.length == 0 ? static_cast<unsigned char>(utf8.front()) : next.character;
-            text += formatted("\\x%02X", value);
-        } else if (isLayout(next.character)) {
-            text += formatted("\\u%04X", next.character);
+        std::size_t length = 0;
+        char32_t character = opc::detail::decodeUTF8(utf8, length);
+        const bool isMalformed = character == opc::detail::malformedSequence;
+        if (isMalformed) {
+            character = static_cast<unsigned char>(utf8.front());
+            length = 1;
+        }
+        if (isMalformed || isControl(character)) {
+            text += formatted("\\x%02X", character);
+        } else if (isLayout(character)) {
+            text += formatted("\\u%04X", character);
         } else {
             text += utf8.substr(0, length);
         }

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <opc/core/Characters.hpp>
 #include <opc/core/Strings.hpp>
 #include <opc/core/Time.hpp>
 #include <opc/errors/Errors.hpp>
@@ -65,12 +66,10 @@ bool isLanguage(std::u16string_view tag) noexcept {
     std::size_t length = 0;
     bool isFirstGroup = true;
     for (const char16_t unit : tag) {
-        const bool isLetter = (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z');
-        const bool isDigit = unit >= u'0' && unit <= u'9';
         if (unit == u'-' && length != 0) {
             length = 0;
             isFirstGroup = false;
-        } else if (!(isLetter || (isDigit && !isFirstGroup)) || ++length > 8) {
+        } else if (!(detail::isLetter(unit) || (detail::isDigit(unit) && !isFirstGroup)) || ++length > 8) {
             return false;
         }
     }

@@ -65,10 +65,8 @@ ByteVector readFrom(const Bytes& file, std::uint64_t offset, std::size_t size) {
     return bytes;
 }
 
-bool startsWith(ByteSpan bytes, std::string_view mark) {
-    return bytes.size() >= mark.size() && std::equal(mark.begin(), mark.end(), bytes.begin(), [](char c, auto byte) {
-               return static_cast<unsigned char>(c) == byte;
-           });
+std::string_view viewOf(ByteSpan bytes) {
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
 /// The description of the first format whose mark is there; empty for none.
@@ -153,7 +151,7 @@ private:
 
 std::string explainCompoundFile(const Bytes& file) {
     const ByteVector header = readFrom(file, 0, COMPOUND_HEADER_SIZE);
-    if (!startsWith(header, COMPOUND_FILE)) {
+    if (!viewOf(header).starts_with(COMPOUND_FILE)) {
         return {};
     }
     std::string content;
@@ -170,10 +168,10 @@ std::string explainOtherFile(const Bytes& file) {
     if (start.empty()) {
         return "an empty file, not a package";
     }
-    if (startsWith(start, "PK\x03\x04")) {
+    if (viewOf(start).starts_with("PK\x03\x04")) {
         return "a ZIP file whose end is missing";
     }
-    const std::string kind = find(FILE_FORMATS, [&](std::string_view mark) { return startsWith(start, mark); });
+    const std::string kind = find(FILE_FORMATS, [&](std::string_view mark) { return viewOf(start).starts_with(mark); });
     return kind.empty() ? "not a ZIP file" : kind + ", not a package";
 }
 

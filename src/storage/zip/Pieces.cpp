@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "storage/zip/Pieces.hpp"
 
+#include <opc/core/Characters.hpp>
+
 #include <algorithm>
 #include <charconv>
 
@@ -10,18 +12,13 @@ namespace {
 
 std::string toLower(std::string_view text) {
     std::string lower(text);
-    for (char& c : lower) {
-        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    }
+    std::transform(lower.begin(), lower.end(), lower.begin(), detail::toLowerASCII<char>);
     return lower;
 }
 
 /// Takes an ending off, in whatever case it is written.
 bool takeOff(std::string_view& text, std::string_view ending) {
-    const auto isSame = [](char a, char b) { return a == b || (a >= 'A' && a <= 'Z' && a - 'A' + 'a' == b); };
-    if (text.size() < ending.size() ||
-        !std::equal(ending.begin(), ending.end(), text.end() - static_cast<std::ptrdiff_t>(ending.size()),
-                    [&](char wanted, char found) { return isSame(found, wanted); })) {
+    if (text.size() < ending.size() || toLower(text.substr(text.size() - ending.size())) != ending) {
         return false;
     }
     text.remove_suffix(ending.size());
