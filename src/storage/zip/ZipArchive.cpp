@@ -6,7 +6,6 @@
 #include "storage/zip/ZipErrors.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <utility>
 
@@ -89,7 +88,7 @@ ZipArchive::ZipArchive(std::unique_ptr<PackageBytes> bytes, std::string label)
     source_ = std::make_unique<ZipSource>(*bytes_);
     zip_ = openZip(*source_, *bytes_, label_);
     directory_ = ZipDirectory::find(
-        *bytes_, [this](const ZipDirectory& found) { return isMine(found); }, label_);
+        *bytes_, [this](const ZipDirectory& found) { return hasSameItems(found); }, label_);
     directory_.throwIfOverlapping(label_);
 }
 
@@ -120,7 +119,7 @@ std::unique_ptr<ItemReader> ZipArchive::read(std::uint64_t index, const std::str
 }
 
 /// libzip does not tell where the directory is that it took, so its items are compared.
-bool ZipArchive::isMine(const ZipDirectory& directory) const {
+bool ZipArchive::hasSameItems(const ZipDirectory& directory) const {
     const auto& records = directory.records();
     if (records.size() != count()) {
         return false;
@@ -130,7 +129,7 @@ bool ZipArchive::isMine(const ZipDirectory& directory) const {
         zip_stat_t status;
         const char* name = zip_get_name(zip_.get(), index, ZIP_FL_ENC_RAW);
         if (!name || zip_stat_index(zip_.get(), index, 0, &status) != 0 || status.size != record.size ||
-            status.comp_size != record.compressedSize || status.crc != record.checksum ||
+            status.comp_size != record.compressedSize || status.crc != record.header.checksum ||
             !std::ranges::equal(record.name().first(std::min(record.name().size(), std::strlen(name))),
                                 std::string_view(name), {}, {}, [](char c) { return static_cast<unsigned char>(c); })) {
             return false;
@@ -142,10 +141,8 @@ bool ZipArchive::isMine(const ZipDirectory& directory) const {
 /// The check at open knew no lengths of local headers.
 void ZipArchive::throwIfOverlapping(std::uint64_t index, const std::string& itemLabel) const {
     const DirectoryRecord& record = directory_.records()[index];
-    std::array<unsigned char, zipformat::LOCAL_HEADER_SIZE> header{};
-    bytes_->readAt(record.localHeader, header.data(), header.size());
     const std::uint64_t headerSize =
-        header.size() + zipformat::number(header, 26, 2) + zipformat::number(header, 28, 2);
+        sizeOf(readLocalHeader(*bytes_, record.localHeader).value_or(zipformat::LocalHeader()));
     const std::uint64_t room = directory_.findNext(record.localHeader) - record.localHeader;
     if (record.compressedSize > 0 && (room < headerSize || room - headerSize < record.compressedSize)) {
         fail(Errc::bad_message, itemLabel + ": the content overlaps what comes next in the file");

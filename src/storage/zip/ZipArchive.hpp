@@ -48,7 +48,7 @@ public:
     const PackageBytes& getBytes() const { return *bytes_; }
 
 private:
-    bool isMine(const ZipDirectory& directory) const;
+    bool hasSameItems(const ZipDirectory& directory) const;
     void throwIfOverlapping(std::uint64_t index, const std::string& itemLabel) const;
 
     std::string label_;

@@ -19,8 +19,6 @@ using namespace zipformat;
 
 namespace {
 
-/// More than most local headers take behind their names, so that one read is enough for them.
-constexpr std::size_t USUAL_EXTRA_SIZE = 512;
 constexpr std::size_t BLOCK_SIZE = 64 * 1024;
 
 /// In front of the first item of a file that could have become several (APPNOTE §8.5).
@@ -30,17 +28,16 @@ constexpr std::uint32_t SINGLE_DISK_MARKER = 0x30304B50;
 constexpr unsigned COMPRESSION_LEVEL = 3U << 1;
 
 /// The type of a file in what Unix programs keep of it (the upper half of the external attributes).
-constexpr std::uint64_t FILE_TYPE = 0xF000;
-constexpr std::uint64_t REGULAR_FILE = 0x8000;
-constexpr std::uint64_t FOLDER = 0x4000;
+constexpr unsigned FILE_TYPE = 0xF000;
+constexpr unsigned REGULAR_FILE = 0x8000;
+constexpr unsigned FOLDER = 0x4000;
 
-struct LocalHeader {
-    ByteVector bytes;
+/// A local header with what follows it.
+struct ItemHeader : LocalHeader {
+    ByteVector rest{};
 
-    std::size_t nameSize() const { return number(bytes, 26, 2); }
-    ByteSpan name() const { return ByteSpan(bytes).subspan(LOCAL_HEADER_SIZE, nameSize()); }
-    ByteSpan extra() const { return ByteSpan(bytes).subspan(LOCAL_HEADER_SIZE + nameSize()); }
-    unsigned flags() const { return static_cast<unsigned>(number(bytes, 6, 2)); }
+    ByteSpan name() const { return ByteSpan(rest).first(nameSize); }
+    ByteSpan extra() const { return ByteSpan(rest).subspan(nameSize); }
 };
 
 std::string_view viewOf(ByteSpan text) {
@@ -56,23 +53,6 @@ bool isRenamed(ByteSpan extra, ByteSpan name) {
                    viewOf(field.subspan(9)) != viewOf(name);
     });
     return renamed;
-}
-
-/// The length of the data descriptor (APPNOTE §4.3.9) at the start of these bytes: its signature may be left out, and
-/// its sizes are of ZIP64 or not. 0 when none of the forms tells what the directory does.
-std::size_t findDescriptor(ByteSpan bytes, const DirectoryRecord& record) {
-    const std::size_t signature = bytes.size() >= 4 && number(bytes, 0, 4) == DESCRIPTOR ? 4 : 0;
-    for (const std::size_t start : {signature, std::size_t(0)}) {
-        for (const std::size_t width : {8U, 4U}) {
-            const std::size_t size = start + 4 + 2 * width;
-            if (bytes.size() >= size && number(bytes, start, 4) == record.checksum &&
-                number(bytes, start + 4, width) == record.compressedSize &&
-                number(bytes, start + 4 + width, width) == record.size) {
-                return size;
-            }
-        }
-    }
-    return 0;
 }
 
 class ConsistencyCheck {
@@ -97,60 +77,65 @@ private:
 
     /// Some readers find the directory by what stands right in front of the end record, others by its own words.
     void checkEnd() const {
-        const ByteVector end = read(directory_.endRecord(), END_RECORD_SIZE);
-        if (file_.size() - directory_.endRecord() - END_RECORD_SIZE != number(end, 20, 2)) {
+        const auto end = readRecord<EndRecord>(read(directory_.endRecord(), SIZE<EndRecord>));
+        if (file_.size() - directory_.endRecord() - SIZE<EndRecord> != end.commentSize) {
             failAtEnd("something other than its comment follows the end record");
         }
         constexpr std::string_view signature = "PK\5\6";
         if (viewOf(directory_.comment()).find(signature) != std::string_view::npos) {
             failAtEnd("there is an end record in the comment");
         }
-        const std::uint64_t records = find64(end);
-        if (directory_.start() + directory_.size() != records) {
+        if (directory_.start() + directory_.size() != findBehindDirectory(end)) {
             failAtEnd("the end record does not follow the central directory");
         }
-        if (!isOneDisk(ByteSpan(end).subspan(4), 2)) {
+        if (!isOneDisk(end)) {
             failAtEnd("the end record tells of other disks");
         }
     }
 
-    /// @param fields the disk of the end record, the one where the directory starts, the records on the disk and all.
-    static bool isOneDisk(ByteSpan fields, std::size_t size) {
-        const std::size_t disk = std::min<std::size_t>(size, 4);
-        const auto isNoOther = [&](std::uint64_t value) { return value == 0 || (size == 2 && value == FULL_16); };
-        return isNoOther(number(fields, 0, disk)) && isNoOther(number(fields, disk, disk)) &&
-               number(fields, 2 * disk, size) == number(fields, 2 * disk + size, size);
+    template <class End>
+    static bool isOneDisk(const End& end) {
+        const auto isNoOther = [](auto disk) { return disk == 0 || (sizeof disk == 2 && disk == FULL_16); };
+        return isNoOther(end.disk) && isNoOther(end.directoryDisk) && end.diskEntries == end.entries;
     }
 
-    /// @return the place of the first record behind the directory.
-    std::uint64_t find64(ByteSpan end) const {
-        const std::uint64_t place = directory_.endRecord();
-        if (place < END_LOCATOR_64_SIZE) {
-            return place;
+    /// @return the offset of the first record behind the directory.
+    std::uint64_t findBehindDirectory(const EndRecord& end) const {
+        const std::uint64_t offset = directory_.endRecord();
+        if (offset < SIZE<EndLocator64>) {
+            return offset;
         }
-        const ByteVector locator = read(place - END_LOCATOR_64_SIZE, END_LOCATOR_64_SIZE);
-        if (number(locator, 0, 4) != END_LOCATOR_64) {
-            return place;
+        const ByteVector bytes = read(offset - SIZE<EndLocator64>, SIZE<EndLocator64>);
+        if (!isRecord<EndLocator64>(bytes)) {
+            return offset;
         }
-        const std::uint64_t place64 = number(locator, 8, 8);
-        // Readers look right in front of the locator, too, so there is no room for more in the record.
-        constexpr std::uint64_t room = END_RECORD_64_SIZE + END_LOCATOR_64_SIZE;
-        const ByteVector end64 = place < room ? ByteVector(END_RECORD_64_SIZE) : read(place - room, END_RECORD_64_SIZE);
-        // The size that the record tells leaves out its first 12 bytes (APPNOTE §4.3.14.1).
-        if (number(end64, 0, 4) != END_RECORD_64 || number(end64, 4, 8) != END_RECORD_64_SIZE - 12 ||
-            place64 != place - room) {
+        const auto locator = readRecord<EndLocator64>(bytes);
+        checkEnd64(end, locator, read64(offset, locator));
+        return locator.endRecordOffset;
+    }
+
+    /// Readers look right in front of the locator, too, so there is no room for more in the record.
+    EndRecord64 read64(std::uint64_t endRecord, const EndLocator64& locator) const {
+        constexpr std::uint64_t room = SIZE<EndRecord64> + SIZE<EndLocator64>;
+        const ByteVector bytes = endRecord < room ? ByteVector() : read(endRecord - room, SIZE<EndRecord64>);
+        const auto end64 = readRecord<EndRecord64>(bytes);
+        if (!isRecord<EndRecord64>(bytes) || end64.size != EndRecord64::PLAIN_SIZE ||
+            locator.endRecordOffset != endRecord - room) {
             failAtEnd("the end record of ZIP64 is not where it should be");
         }
-        if (number(locator, 4, 4) != 0 || !isOneDisk(ByteSpan(end64).subspan(16), 8)) {
+        return end64;
+    }
+
+    void checkEnd64(const EndRecord& end, const EndLocator64& locator, const EndRecord64& end64) const {
+        if (locator.endRecordDisk != 0 || !isOneDisk(end64)) {
             failAtEnd("the end record of ZIP64 tells of other disks");
         }
-        const bool agrees = isSameOrFull(number(end, 10, 2), FULL_16, number(end64, 32, 8)) &&
-                            isSameOrFull(number(end, 12, 4), FULL_32, number(end64, 40, 8)) &&
-                            isSameOrFull(number(end, 16, 4), FULL_32, number(end64, 48, 8));
+        const bool agrees = isSameOrFull(end.entries, FULL_16, end64.entries) &&
+                            isSameOrFull(end.directorySize, FULL_32, end64.directorySize) &&
+                            isSameOrFull(end.directoryOffset, FULL_32, end64.directoryOffset);
         if (!agrees) {
             failAtEnd("the end records do not agree");
         }
-        return place64;
     }
 
     static bool isSameOrFull(std::uint64_t value, std::uint64_t full, std::uint64_t value64) {
@@ -184,27 +169,27 @@ private:
     /// What is in front of the first item may be a program that unpacks the file, but not an item.
     void checkStart(const DirectoryRecord& first) const {
         const ByteVector start = read(0, std::min<std::uint64_t>(first.localHeader, 8));
-        const bool marked =
-            start.size() == 8 && (number(start, 0, 4) == SINGLE_DISK_MARKER || number(start, 0, 4) == DESCRIPTOR);
-        const ByteSpan item = ByteSpan(start).subspan(marked ? 4 : 0);
-        if (item.size() >= 4 && number(item, 0, 4) == LOCAL_HEADER) {
+        const std::uint64_t marker = start.size() == 8 ? number(start, 0, 4) : 0;
+        const bool isMarked = marker == SINGLE_DISK_MARKER || marker == DESCRIPTOR;
+        const ByteSpan item = ByteSpan(start).subspan(isMarked ? 4 : 0);
+        if (item.size() >= 4 && number(item, 0, 4) == LocalHeader::SIGNATURE) {
             fail(Errc::bad_message, label_ + ": the file starts with an item that the central directory does not have");
         }
     }
 
-    /// @param next the place of what comes next.
+    /// @param next the offset of what comes next.
     void checkItem(const DirectoryRecord& record, std::uint64_t next) const {
         checkRecord(record);
-        const LocalHeader header = readLocalHeader(record);
+        const ItemHeader header = readHeader(record);
         checkHeader(record, header);
-        const std::uint64_t content = record.localHeader + header.bytes.size();
+        const std::uint64_t content = record.localHeader + sizeOf(header);
         if (next < content || next - content < record.compressedSize) {
             failAt(record, "the content overlaps what comes next in the file");
         }
         std::uint64_t end = content + record.compressedSize;
-        if (header.flags() & HAS_DESCRIPTOR) {
-            constexpr std::uint64_t longest = 24;
-            const std::size_t size = findDescriptor(read(end, std::min(next - end, longest)), record);
+        if (header.flags & HAS_DESCRIPTOR) {
+            const std::uint64_t room = std::min<std::uint64_t>(next - end, MAXIMUM_DESCRIPTOR_SIZE);
+            const std::size_t size = findDescriptor(read(end, room), record);
             if (size == 0) {
                 failAt(record, "no data descriptor that agrees with the central directory follows the content");
             }
@@ -213,47 +198,40 @@ private:
         checkPadding(record, end, next);
     }
 
-    LocalHeader readLocalHeader(const DirectoryRecord& record) const {
-        LocalHeader header;
-        const std::uint64_t usual = LOCAL_HEADER_SIZE + record.name().size() + USUAL_EXTRA_SIZE;
-        const std::uint64_t rest = file_.size() - std::min(file_.size(), record.localHeader);
-        header.bytes = read(record.localHeader, std::min(usual, rest));
-        if (header.bytes.size() < LOCAL_HEADER_SIZE || number(header.bytes, 0, 4) != LOCAL_HEADER) {
+    ItemHeader readHeader(const DirectoryRecord& record) const {
+        const auto fixed = readLocalHeader(file_, record.localHeader);
+        if (!fixed || fixed->signature != LocalHeader::SIGNATURE) {
             failAt(record, "there is no local header where the central directory says");
         }
-        const std::uint64_t size = LOCAL_HEADER_SIZE + header.nameSize() + number(header.bytes, 28, 2);
-        if (size > rest) {
+        if (sizeOf(*fixed) > file_.size() - record.localHeader) {
             failAt(record, "the local header is longer than the file");
         }
-        if (size > header.bytes.size()) {
-            header.bytes = read(record.localHeader, size);
-        }
-        header.bytes.resize(size);
-        return header;
+        const std::uint64_t rest = record.localHeader + SIZE<LocalHeader>;
+        return {*fixed, read(rest, sizeOf(*fixed) - SIZE<LocalHeader>)};
     }
 
     void checkRecord(const DirectoryRecord& record) const {
-        const std::uint64_t type = number(record.bytes, 40, 2) & FILE_TYPE;
+        const unsigned type = record.header.externalAttributes >> 16 & FILE_TYPE;
         if (type != 0 && type != REGULAR_FILE && type != FOLDER) {
             failAt(record, "the item is a link or a device");
         }
-        if (number(record.bytes, 10, 2) == STORED && record.size != record.compressedSize) {
+        if (record.header.method == STORED && record.size != record.compressedSize) {
             failAt(record, "the item is stored, but its compressed size is another one than its size");
         }
-        if (number(record.bytes, 34, 2) != 0) {
+        if (record.header.disk != 0) {
             failAt(record, "the item is on another disk");
         }
     }
 
-    void checkHeader(const DirectoryRecord& record, const LocalHeader& header) const {
+    void checkHeader(const DirectoryRecord& record, const ItemHeader& header) const {
         if (viewOf(header.name()) != viewOf(record.name()) || isRenamed(header.extra(), header.name())) {
             failAt(record, disagreement("name"));
         }
-        const unsigned differing = header.flags() ^ record.flags;
+        const unsigned differing = header.flags ^ record.header.flags;
         if (differing & ~COMPRESSION_LEVEL & ~(isASCII(record.name()) ? IS_UTF8 : 0U)) {
             failAt(record, disagreement("flags"));
         }
-        if (number(header.bytes, 8, 2) != number(record.bytes, 10, 2)) {
+        if (header.method != record.header.method) {
             failAt(record, disagreement("compression method"));
         }
         if (countFields(header.extra(), ZIP64_FIELD) > 1 || countFields(record.extra(), ZIP64_FIELD) > 1) {
@@ -262,10 +240,9 @@ private:
         checkNumbers(record, header);
     }
 
-    void checkNumbers(const DirectoryRecord& record, const LocalHeader& header) const {
-        const std::uint64_t checksum = number(header.bytes, 14, 4);
-        std::uint64_t compressedSize = number(header.bytes, 18, 4);
-        std::uint64_t size = number(header.bytes, 22, 4);
+    void checkNumbers(const DirectoryRecord& record, const ItemHeader& header) const {
+        std::uint64_t compressedSize = header.compressedSize;
+        std::uint64_t size = header.size;
         ByteSpan wide = findNumbers64(header.extra());
         if (!widen(size, wide) || !widen(compressedSize, wide)) {
             failAt(record, "the local header lacks the sizes of ZIP64");
@@ -275,12 +252,12 @@ private:
             std::uint64_t local;
             std::uint64_t central;
         } numbers[] = {
-            {"checksum", checksum, record.checksum},
+            {"checksum", header.checksum, record.header.checksum},
             {"compressed size", compressedSize, record.compressedSize},
             {"size", size, record.size},
         };
         for (const auto& [name, local, central] : numbers) {
-            const bool comesLater = local == 0 && header.flags() & HAS_DESCRIPTOR;
+            const bool comesLater = local == 0 && header.flags & HAS_DESCRIPTOR;
             if (local != central && !comesLater) {
                 failAt(record, disagreement(name));
             }
@@ -302,9 +279,9 @@ private:
         }
     }
 
-    ByteVector read(std::uint64_t place, std::uint64_t size) const {
+    ByteVector read(std::uint64_t offset, std::uint64_t size) const {
         ByteVector bytes(size);
-        if (file_.readAt(place, bytes.data(), bytes.size()) != bytes.size()) {
+        if (file_.readAt(offset, bytes.data(), bytes.size()) != bytes.size()) {
             fail(Errc::bad_message, label_ + ": the file ends too early");
         }
         return bytes;

@@ -15,13 +15,9 @@ using namespace zipformat;
 namespace {
 
 /// The end record is followed by nothing but its comment.
-constexpr std::uint64_t TAIL_SIZE = FULL_16 + END_RECORD_SIZE + END_LOCATOR_64_SIZE;
+constexpr std::uint64_t TAIL_SIZE = FULL_16 + SIZE<EndRecord> + SIZE<EndLocator64>;
 /// A file with more directories is refused before each of them has been read.
 constexpr int MAXIMUM_DIRECTORIES = 16;
-
-std::size_t lengthAt(ByteSpan record, std::size_t place) {
-    return number(record, place, 2);
-}
 
 std::string shown(const DirectoryRecord& record) {
     const ByteSpan name = record.name();
@@ -31,15 +27,36 @@ std::string shown(const DirectoryRecord& record) {
 } // namespace
 
 ByteSpan DirectoryRecord::name() const {
-    return bytes.subspan(DIRECTORY_RECORD_SIZE, lengthAt(bytes, 28));
+    return bytes.subspan(SIZE<CentralHeader>, header.nameSize);
 }
 
 ByteSpan DirectoryRecord::extra() const {
-    return bytes.subspan(DIRECTORY_RECORD_SIZE + lengthAt(bytes, 28), lengthAt(bytes, 30));
+    return bytes.subspan(SIZE<CentralHeader> + header.nameSize, header.extraSize);
 }
 
 ByteSpan DirectoryRecord::comment() const {
-    return bytes.last(lengthAt(bytes, 32));
+    return bytes.last(header.commentSize);
+}
+
+std::optional<LocalHeader> readLocalHeader(const Bytes& file, std::uint64_t offset) {
+    std::array<unsigned char, SIZE<LocalHeader>> bytes{};
+    const bool isWhole = file.readAt(offset, bytes.data(), bytes.size()) == bytes.size();
+    return isWhole ? std::optional(zipformat::readRecord<LocalHeader>(bytes)) : std::nullopt;
+}
+
+std::size_t findDescriptor(ByteSpan bytes, const DirectoryRecord& record) {
+    const std::size_t signature = bytes.size() >= 4 && number(bytes, 0, 4) == DESCRIPTOR ? 4 : 0;
+    for (const std::size_t start : {signature, std::size_t(0)}) {
+        for (const std::size_t width : {8U, 4U}) {
+            const std::size_t size = start + 4 + 2 * width;
+            if (bytes.size() >= size && number(bytes, start, 4) == record.header.checksum &&
+                number(bytes, start + 4, width) == record.compressedSize &&
+                number(bytes, start + 4 + width, width) == record.size) {
+                return size;
+            }
+        }
+    }
+    return 0;
 }
 
 /// Looks for the end record of a file, from its end as all readers do.
@@ -54,9 +71,9 @@ public:
     /// The last end record counts, or the one whose comment it is in. An earlier one is another archive's, unless it is
     /// in the content of an item.
     ZipDirectory run() {
-        for (std::size_t place = tail_.size(); place-- > 0;) {
-            if (isEnd(place)) {
-                compare(place);
+        for (std::size_t position = tail_.size(); position-- > 0;) {
+            if (isRecord<EndRecord>(tailFrom(position))) {
+                compare(position);
             }
         }
         if (isTwofold_) {
@@ -69,44 +86,48 @@ public:
     }
 
 private:
-    bool isEnd(std::size_t place) const {
-        return tail_.size() - place >= END_RECORD_SIZE && number(tail_, place, 4) == END_RECORD;
+    ByteSpan tailFrom(std::size_t position) const { return ByteSpan(tail_).subspan(position); }
+
+    /// The comment of an end record, as far as it is there.
+    ByteSpan commentOf(std::size_t position) const {
+        const ByteSpan rest = tailFrom(position + SIZE<EndRecord>);
+        return rest.first(std::min<std::size_t>(rest.size(), endAt(position).commentSize));
     }
+
+    EndRecord endAt(std::size_t position) const { return readRecord<EndRecord>(tailFrom(position)); }
 
     /// Whether the comment of an end record is the end of the file.
-    bool hasWholeRest(std::size_t place) const {
-        return tail_.size() - place - END_RECORD_SIZE == lengthAt(tail_, place + 20);
+    bool hasWholeRest(std::size_t position) const {
+        return tail_.size() - position - SIZE<EndRecord> == endAt(position).commentSize;
     }
 
-    void compare(std::size_t place) {
+    void compare(std::size_t position) {
         const bool isLast = !std::exchange(hasLast_, true);
-        const bool isContent = found_ && found_->isContent(file_, start_ + place, END_RECORD_SIZE);
-        if (isContent && !hasWholeRest(place)) {
+        const bool isContent = found_ && found_->isContent(file_, start_ + position, SIZE<EndRecord>);
+        if (isContent && !hasWholeRest(position)) {
             return;
         }
-        std::vector<ZipDirectory> directories = read(place);
+        std::vector<ZipDirectory> directories = read(position);
         if (directories.empty() || (!isLast && directories.front().records().empty())) {
             return;
         }
-        if (!isLast && (isContent || !hasWholeRest(place))) {
+        if (!isLast && (isContent || !hasWholeRest(position))) {
             failAsAmbiguous(found_ ? "there are two directories" : "the last end record leads to no directory");
         }
         isTwofold_ = directories.size() > 1;
-        take(std::move(directories.front()), place);
+        take(std::move(directories.front()), position);
     }
 
-    void take(ZipDirectory&& directory, std::size_t place) {
-        const std::size_t rest = tail_.size() - place - END_RECORD_SIZE;
-        const ByteSpan comment = ByteSpan(tail_).subspan(place + END_RECORD_SIZE);
-        append(directory.comment_, comment.first(std::min(rest, lengthAt(tail_, place + 20))));
-        directory.endRecord_ = start_ + place;
+    void take(ZipDirectory&& directory, std::size_t position) {
+        append(directory.comment_, commentOf(position));
+        directory.endRecord_ = start_ + position;
         found_ = std::move(directory);
     }
 
     /// The directory of an end record: where it says, or right in front of it, as readers find it behind other data.
-    std::vector<ZipDirectory> read(std::size_t place) {
+    std::vector<ZipDirectory> read(std::size_t position) {
         std::vector<ZipDirectory> found;
-        for (const ZipDirectory::End& end : readEnds(place)) {
+        for (const ZipDirectory::End& end : readEnds(position)) {
             const bool isKnown = !found.empty() && found.back().start_ == end.start;
             if (isKnown || !ZipDirectory::isAt(file_, end)) {
                 continue;
@@ -123,28 +144,30 @@ private:
     }
 
     /// What the end record says, and the one of ZIP64 before it.
-    std::vector<ZipDirectory::End> readEnds(std::size_t place) const {
+    std::vector<ZipDirectory::End> readEnds(std::size_t position) const {
         std::vector<ZipDirectory::End> ends;
-        if (place >= END_LOCATOR_64_SIZE && number(tail_, place - END_LOCATOR_64_SIZE, 4) == END_LOCATOR_64) {
-            std::array<unsigned char, END_RECORD_64_SIZE> end{};
-            const std::uint64_t at = number(tail_, place - END_LOCATOR_64_SIZE + 8, 8);
-            if (at < file_.size() && file_.readAt(at, end.data(), end.size()) == end.size() &&
-                number(end, 0, 4) == END_RECORD_64) {
-                add(ends, {number(end, 32, 8), number(end, 48, 8), number(end, 40, 8)}, at);
+        const std::size_t locator = position - SIZE<EndLocator64>;
+        if (position >= SIZE<EndLocator64> && isRecord<EndLocator64>(tailFrom(locator))) {
+            const std::uint64_t offset = readRecord<EndLocator64>(tailFrom(locator)).endRecordOffset;
+            std::array<unsigned char, SIZE<EndRecord64>> end{};
+            if (offset < file_.size() && file_.readAt(offset, end.data(), end.size()) == end.size() &&
+                isRecord<EndRecord64>(end)) {
+                add(ends, readRecord<EndRecord64>(end), offset);
             }
         }
-        const auto plain = [&](std::size_t field, std::size_t size) { return number(tail_, place + field, size); };
-        add(ends, {plain(10, 2), plain(16, 4), plain(12, 4)}, start_ + place);
+        add(ends, endAt(position), start_ + position);
         return ends;
     }
 
-    /// @param record the place of the record that says so.
-    void add(std::vector<ZipDirectory::End>& ends, ZipDirectory::End end, std::uint64_t record) const {
+    /// @param offset of the end record.
+    template <class Record>
+    void add(std::vector<ZipDirectory::End>& ends, const Record& record, std::uint64_t offset) const {
+        const ZipDirectory::End end{record.entries, record.directoryOffset, record.directorySize};
         if (end.start <= file_.size() && end.size <= file_.size() - end.start) {
             ends.push_back(end);
         }
-        if (end.count > 0 && end.size <= record) {
-            ends.push_back({end.count, record - end.size, end.size});
+        if (end.count > 0 && end.size <= offset) {
+            ends.push_back({end.count, offset - end.size, end.size});
         }
     }
 
@@ -169,10 +192,10 @@ ZipDirectory ZipDirectory::find(const Bytes& file, const std::function<bool(cons
 }
 
 bool ZipDirectory::isAt(const Bytes& file, const End& end) {
-    std::array<unsigned char, 4> signature{};
-    return end.count <= end.size / DIRECTORY_RECORD_SIZE &&
-           (end.count == 0 || (file.readAt(end.start, signature.data(), signature.size()) == signature.size() &&
-                               number(signature, 0, 4) == DIRECTORY_RECORD));
+    std::array<unsigned char, SIZE<CentralHeader>> header{};
+    return end.count <= end.size / header.size() &&
+           (end.count == 0 ||
+            (file.readAt(end.start, header.data(), header.size()) == header.size() && isRecord<CentralHeader>(header)));
 }
 
 bool ZipDirectory::read(const Bytes& file, const End& end) {
@@ -181,11 +204,11 @@ bool ZipDirectory::read(const Bytes& file, const End& end) {
     if (file.readAt(end.start, bytes_.data(), bytes_.size()) != bytes_.size()) {
         return false;
     }
-    std::size_t place = 0;
+    std::size_t offset = 0;
     records_.reserve(end.count);
     order_.reserve(end.count);
     for (std::uint64_t i = 0; i < end.count; ++i) {
-        if (!readRecord(place)) {
+        if (!readRecord(offset)) {
             return false;
         }
         order_.push_back(&records_.back());
@@ -197,27 +220,23 @@ bool ZipDirectory::read(const Bytes& file, const End& end) {
     return true;
 }
 
-bool ZipDirectory::readRecord(std::size_t& place) {
-    const ByteSpan rest = ByteSpan(bytes_).subspan(place);
-    if (rest.size() < DIRECTORY_RECORD_SIZE || number(rest, 0, 4) != DIRECTORY_RECORD) {
+bool ZipDirectory::readRecord(std::size_t& offset) {
+    const ByteSpan rest = ByteSpan(bytes_).subspan(offset);
+    if (!isRecord<CentralHeader>(rest)) {
         return false;
     }
-    const std::size_t size = DIRECTORY_RECORD_SIZE + lengthAt(rest, 28) + lengthAt(rest, 30) + lengthAt(rest, 32);
+    const auto header = zipformat::readRecord<CentralHeader>(rest);
+    const std::size_t size = SIZE<CentralHeader> + header.nameSize + header.extraSize + header.commentSize;
     if (size > rest.size()) {
         return false;
     }
-    DirectoryRecord record{rest.first(size),
-                           static_cast<unsigned>(number(rest, 8, 2)),
-                           static_cast<std::uint32_t>(number(rest, 16, 4)),
-                           number(rest, 20, 4),
-                           number(rest, 24, 4),
-                           number(rest, 42, 4)};
+    DirectoryRecord record{rest.first(size), header, header.compressedSize, header.size, header.localHeader};
     ByteSpan wide = findNumbers64(record.extra());
     if (!widen(record.size, wide) || !widen(record.compressedSize, wide) || !widen(record.localHeader, wide)) {
         return false;
     }
     records_.push_back(record);
-    place += size;
+    offset += size;
     return true;
 }
 
@@ -226,31 +245,31 @@ void ZipDirectory::throwIfOverlapping(const std::string& label) const {
     for (std::size_t i = 1; i < order_.size(); ++i) {
         const DirectoryRecord& record = *order_[i - 1];
         const std::uint64_t room = order_[i]->localHeader - record.localHeader;
-        if (room < LOCAL_HEADER_SIZE || room - LOCAL_HEADER_SIZE < record.compressedSize) {
+        if (room < SIZE<LocalHeader> || room - SIZE<LocalHeader> < record.compressedSize) {
             fail(Errc::bad_message,
                  label + ": the items " + shown(record) + " and " + shown(*order_[i]) + " overlap in the file");
         }
     }
 }
 
-/// The first item, in the order of the file, that starts behind a place.
-ZipDirectory::Order::const_iterator ZipDirectory::findBehind(std::uint64_t place) const {
-    return std::upper_bound(order_.begin(), order_.end(), place,
+/// The first item, in the order of the file, that starts behind an offset.
+ZipDirectory::Order::const_iterator ZipDirectory::findBehind(std::uint64_t offset) const {
+    return std::upper_bound(order_.begin(), order_.end(), offset,
                             [](std::uint64_t value, const auto* record) { return value < record->localHeader; });
 }
 
-bool ZipDirectory::isContent(const Bytes& file, std::uint64_t place, std::uint64_t size) const {
-    const auto behind = findBehind(place);
-    std::array<unsigned char, LOCAL_HEADER_SIZE> header{};
+bool ZipDirectory::isContent(const Bytes& file, std::uint64_t offset, std::uint64_t size) const {
+    const auto behind = findBehind(offset);
     if (behind == order_.begin()) {
         return false;
     }
     const DirectoryRecord& record = **std::prev(behind);
-    if (file.readAt(record.localHeader, header.data(), header.size()) != header.size()) {
+    const auto header = readLocalHeader(file, record.localHeader);
+    if (!header) {
         return false;
     }
-    const std::uint64_t headerSize = header.size() + lengthAt(header, 26) + lengthAt(header, 28);
-    const std::uint64_t from = place - record.localHeader;
+    const std::uint64_t headerSize = sizeOf(*header);
+    const std::uint64_t from = offset - record.localHeader;
     return from >= headerSize && size <= record.compressedSize && from - headerSize <= record.compressedSize - size;
 }
 

@@ -4,7 +4,9 @@
 #include "storage/Bytes.hpp"
 #include "storage/zip/ZipFormat.hpp"
 
+#include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,16 +16,29 @@ namespace opc::storage {
 /// What the central directory of a ZIP file says of one item.
 struct DirectoryRecord {
     zipformat::ByteSpan bytes; ///< the whole record; owned by the directory
-    unsigned flags;
-    std::uint32_t checksum;
-    std::uint64_t compressedSize;
+    zipformat::CentralHeader header;
+    std::uint64_t compressedSize; ///< these three from the ZIP64 field where the header has no room for them
     std::uint64_t size;
-    std::uint64_t localHeader; ///< place in the file
+    std::uint64_t localHeader; ///< offset in the file
 
     zipformat::ByteSpan name() const;
     zipformat::ByteSpan extra() const;
     zipformat::ByteSpan comment() const;
 };
+
+/// The local header at an offset, whatever its signature; nothing when the file ends before it does.
+std::optional<zipformat::LocalHeader> readLocalHeader(const Bytes& file, std::uint64_t offset);
+
+/// The bytes from the start of a local header to the content.
+constexpr std::uint64_t sizeOf(const zipformat::LocalHeader& header) {
+    return zipformat::SIZE<zipformat::LocalHeader> + header.nameSize + header.extraSize;
+}
+
+/// The size of the data descriptor (APPNOTE §4.3.9) at the start of these bytes: its signature may be left out, and
+/// its sizes are of ZIP64 or not. 0 when in none of these forms it agrees with the directory.
+std::size_t findDescriptor(zipformat::ByteSpan bytes, const DirectoryRecord& record);
+
+constexpr std::size_t MAXIMUM_DESCRIPTOR_SIZE = 24;
 
 /// The central directory of a ZIP file as it stands there (APPNOTE §4.3.12), to take over what is not changed.
 class ZipDirectory {
@@ -31,8 +46,7 @@ public:
     /// Finds the directory of the last end record; what is in the comment of the archive is no end record.
     /// @param isWanted tells whether another reader found the same one.
     /// @throws opc::Exception bad_message when it did not, or when an earlier end record outside the content of the
-    /// items
-    ///         leads to a directory, too: who reads the file could not be sure.
+    ///         items leads to a directory, too: who reads the file could not be sure.
     static ZipDirectory find(const Bytes& file, const std::function<bool(const ZipDirectory&)>& isWanted,
                              const std::string& label);
 
@@ -42,19 +56,19 @@ public:
 
     const std::vector<DirectoryRecord>& records() const { return records_; }
     const std::vector<const DirectoryRecord*>& inFileOrder() const { return order_; }
-    std::uint64_t start() const { return start_; } ///< place in the file
+    std::uint64_t start() const { return start_; } ///< offset in the file
     std::uint64_t size() const { return bytes_.size(); }
-    std::uint64_t endRecord() const { return endRecord_; } ///< place in the file
+    std::uint64_t endRecord() const { return endRecord_; } ///< offset in the file
     zipformat::ByteSpan comment() const { return comment_; }
 
     /// Refuses a file in which two items share bytes, so that a short file could stand for endless content.
     /// @throws opc::Exception bad_message
     void throwIfOverlapping(const std::string& label) const;
 
-    /// Whether so many bytes are in the content of an item.
-    bool isContent(const Bytes& file, std::uint64_t place, std::uint64_t size) const;
+    /// Whether so many bytes from an offset on are in the content of an item.
+    bool isContent(const Bytes& file, std::uint64_t offset, std::uint64_t size) const;
 
-    /// The place of the first thing behind a local header.
+    /// The offset of what comes behind a local header and the content: the next item, or the directory.
     std::uint64_t findNext(std::uint64_t localHeader) const;
 
 private:
@@ -73,8 +87,8 @@ private:
 
     /// @return false when it is no directory.
     bool read(const Bytes& file, const End& end);
-    bool readRecord(std::size_t& place);
-    Order::const_iterator findBehind(std::uint64_t place) const;
+    bool readRecord(std::size_t& offset);
+    Order::const_iterator findBehind(std::uint64_t offset) const;
 
     std::uint64_t start_ = 0;
     std::uint64_t endRecord_ = 0;

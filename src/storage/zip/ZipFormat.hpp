@@ -4,38 +4,30 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <span>
+#include <tuple>
+#include <type_traits>
 #include <vector>
 
-/// The records of a ZIP file (APPNOTE §4.3): where their fields are, and how numbers are written.
+/// The records of a ZIP file (APPNOTE §4.3), and how their numbers are written.
 namespace opc::storage::zipformat {
 
 using ByteVector = std::vector<unsigned char>;
 using ByteSpan = std::span<const unsigned char>;
 
-constexpr std::uint32_t LOCAL_HEADER = 0x04034B50;
-constexpr std::uint32_t DIRECTORY_RECORD = 0x02014B50;
-constexpr std::uint32_t END_RECORD = 0x06054B50;
-constexpr std::uint32_t END_RECORD_64 = 0x06064B50;
-constexpr std::uint32_t END_LOCATOR_64 = 0x07064B50;
+/// May stand in front of a data descriptor (§4.3.9.3).
 constexpr std::uint32_t DESCRIPTOR = 0x08074B50;
-
-/// Bytes of the parts that are always there.
-constexpr std::size_t LOCAL_HEADER_SIZE = 30;
-constexpr std::size_t DIRECTORY_RECORD_SIZE = 46;
-constexpr std::size_t END_RECORD_SIZE = 22;
-constexpr std::size_t END_RECORD_64_SIZE = 56;
-constexpr std::size_t END_LOCATOR_64_SIZE = 20;
 
 /// In place of a number that is too large for its field and stands in a ZIP64 field.
 constexpr std::uint64_t FULL_16 = 0xFFFF;
 constexpr std::uint64_t FULL_32 = 0xFFFFFFFF;
 
-constexpr unsigned PLAIN_VERSION = 20; ///< needed to extract what is deflated or in a folder
-constexpr unsigned ZIP64_VERSION = 45; ///< needed to extract what uses ZIP64
+constexpr std::uint16_t PLAIN_VERSION = 20; ///< needed to extract what is deflated or in a folder
+constexpr std::uint16_t ZIP64_VERSION = 45; ///< needed to extract what uses ZIP64
 
-constexpr unsigned STORED = 0;
-constexpr unsigned DEFLATED = 8;
+constexpr std::uint16_t STORED = 0;
+constexpr std::uint16_t DEFLATED = 8;
 
 /// General purpose bits (APPNOTE §4.4.4).
 constexpr unsigned HAS_DESCRIPTOR = 1U << 3;
@@ -50,10 +42,10 @@ constexpr unsigned OLD_UNIX_FIELD = 0x5855;
 constexpr unsigned AES_FIELD = 0x9901;
 
 /// A number of so many bytes, the lowest first.
-inline std::uint64_t number(ByteSpan bytes, std::size_t place, std::size_t size) {
+inline std::uint64_t number(ByteSpan bytes, std::size_t offset, std::size_t size) {
     std::uint64_t value = 0;
     for (std::size_t i = size; i-- > 0;) {
-        value = value << 8 | bytes[place + i];
+        value = value << 8 | bytes[offset + i];
     }
     return value;
 }
@@ -64,10 +56,141 @@ inline void put(ByteVector& bytes, std::uint64_t value, std::size_t size) {
     }
 }
 
-inline void set(std::span<unsigned char> bytes, std::size_t place, std::uint64_t value, std::size_t size) {
-    for (std::size_t i = 0; i < size; ++i) {
-        bytes[place + i] = static_cast<unsigned char>(value >> 8 * i);
+/// A number in a field; one that is too large is written as the largest, and stands in a ZIP64 field.
+template <class Field>
+constexpr Field toField(std::uint64_t value) {
+    return static_cast<Field>(std::min<std::uint64_t>(value, std::numeric_limits<Field>::max()));
+}
+
+// Each record lists its fields once, in their order; what reads and writes it goes by that. Their types are as wide as
+// the fields.
+
+/// What both headers of an item say (APPNOTE §4.4).
+struct ItemFields {
+    std::uint16_t versionNeeded = 0;
+    std::uint16_t flags = 0;
+    std::uint16_t method = 0;
+    std::uint16_t time = 0;
+    std::uint16_t date = 0;
+    std::uint32_t checksum = 0;
+    std::uint32_t compressedSize = 0;
+    std::uint32_t size = 0;
+    std::uint16_t nameSize = 0;
+    std::uint16_t extraSize = 0;
+
+    static constexpr auto list(auto& self) {
+        return std::tie(self.versionNeeded, self.flags, self.method, self.time, self.date, self.checksum,
+                        self.compressedSize, self.size, self.nameSize, self.extraSize);
     }
+};
+
+/// In front of the content of an item (§4.3.7); name and extra fields follow.
+struct LocalHeader : ItemFields {
+    static constexpr std::uint32_t SIGNATURE = 0x04034B50;
+    std::uint32_t signature = SIGNATURE;
+
+    static constexpr auto list(auto& self) { return std::tuple_cat(std::tie(self.signature), ItemFields::list(self)); }
+};
+
+/// What the central directory says of an item (§4.3.12); name, extra fields and comment follow.
+struct CentralHeader : ItemFields {
+    static constexpr std::uint32_t SIGNATURE = 0x02014B50;
+    std::uint32_t signature = SIGNATURE;
+    std::uint16_t madeBy = 0;
+    std::uint16_t commentSize = 0;
+    std::uint16_t disk = 0;
+    std::uint16_t internalAttributes = 0;
+    std::uint32_t externalAttributes = 0;
+    std::uint32_t localHeader = 0; ///< offset in the file
+
+    static constexpr auto list(auto& self) {
+        return std::tuple_cat(
+            std::tie(self.signature, self.madeBy), ItemFields::list(self),
+            std::tie(self.commentSize, self.disk, self.internalAttributes, self.externalAttributes, self.localHeader));
+    }
+};
+
+/// Behind the central directory (§4.3.16); the comment of the archive follows.
+struct EndRecord {
+    static constexpr std::uint32_t SIGNATURE = 0x06054B50;
+    std::uint32_t signature = SIGNATURE;
+    std::uint16_t disk = 0;
+    std::uint16_t directoryDisk = 0;
+    std::uint16_t diskEntries = 0;
+    std::uint16_t entries = 0;
+    std::uint32_t directorySize = 0;
+    std::uint32_t directoryOffset = 0;
+    std::uint16_t commentSize = 0;
+
+    static constexpr auto list(auto& self) {
+        return std::tie(self.signature, self.disk, self.directoryDisk, self.diskEntries, self.entries,
+                        self.directorySize, self.directoryOffset, self.commentSize);
+    }
+};
+
+/// In front of its locator where a number of the end record is too large (§4.3.14).
+struct EndRecord64 {
+    static constexpr std::uint32_t SIGNATURE = 0x06064B50;
+    static constexpr std::uint64_t PLAIN_SIZE = 44; ///< `size` of a record without further data
+    std::uint32_t signature = SIGNATURE;
+    std::uint64_t size = PLAIN_SIZE; ///< of what follows this field
+    std::uint16_t madeBy = 0;
+    std::uint16_t versionNeeded = 0;
+    std::uint32_t disk = 0;
+    std::uint32_t directoryDisk = 0;
+    std::uint64_t diskEntries = 0;
+    std::uint64_t entries = 0;
+    std::uint64_t directorySize = 0;
+    std::uint64_t directoryOffset = 0;
+
+    static constexpr auto list(auto& self) {
+        return std::tie(self.signature, self.size, self.madeBy, self.versionNeeded, self.disk, self.directoryDisk,
+                        self.diskEntries, self.entries, self.directorySize, self.directoryOffset);
+    }
+};
+
+/// In front of the end record (§4.3.15).
+struct EndLocator64 {
+    static constexpr std::uint32_t SIGNATURE = 0x07064B50;
+    std::uint32_t signature = SIGNATURE;
+    std::uint32_t endRecordDisk = 0;
+    std::uint64_t endRecordOffset = 0;
+    std::uint32_t disks = 1;
+
+    static constexpr auto list(auto& self) {
+        return std::tie(self.signature, self.endRecordDisk, self.endRecordOffset, self.disks);
+    }
+};
+
+/// Bytes of the fields of a record.
+template <class Record>
+constexpr std::size_t SIZE = [] {
+    const Record record;
+    return std::apply([](const auto&... fields) { return (sizeof(fields) + ...); }, Record::list(record));
+}();
+
+/// Whether a record starts here, by its signature.
+template <class Record>
+bool isRecord(ByteSpan bytes) {
+    return bytes.size() >= SIZE<Record> && number(bytes, 0, 4) == Record::SIGNATURE;
+}
+
+/// The fields of a record, whatever its signature; those of zeros where there are not enough bytes.
+template <class Record>
+Record readRecord(ByteSpan bytes) {
+    Record record;
+    const auto read = [&bytes](auto& field) {
+        const std::size_t size = std::min(sizeof(field), bytes.size());
+        field = static_cast<std::remove_reference_t<decltype(field)>>(number(bytes, 0, size));
+        bytes = bytes.subspan(size);
+    };
+    std::apply([&](auto&... fields) { (read(fields), ...); }, Record::list(record));
+    return record;
+}
+
+template <class Record>
+void putRecord(ByteVector& bytes, const Record& record) {
+    std::apply([&](const auto&... fields) { (put(bytes, fields, sizeof(fields)), ...); }, Record::list(record));
 }
 
 inline bool isASCII(ByteSpan text) {

@@ -22,13 +22,13 @@ using namespace zipformat;
 namespace {
 
 /// 1980-01-01 00:00:00 in the form of ZIP: the same calls give the same bytes.
-constexpr unsigned FIXED_DATE = 1 << 5 | 1;
-constexpr unsigned FIXED_TIME = 0;
+constexpr std::uint16_t FIXED_DATE = 1 << 5 | 1;
+constexpr std::uint16_t FIXED_TIME = 0;
 
 /// Unix, by the version of APPNOTE that knows ZIP64.
-constexpr unsigned MADE_BY = 3 << 8 | ZIP64_VERSION;
+constexpr std::uint16_t MADE_BY = 3 << 8 | ZIP64_VERSION;
 /// A regular file that everybody may read, in the upper half as Unix keeps it.
-constexpr std::uint64_t FILE_ATTRIBUTES = std::uint64_t(0100644) << 16;
+constexpr std::uint32_t FILE_ATTRIBUTES = std::uint32_t(0100644) << 16;
 
 constexpr std::size_t BLOCK_SIZE = 256 * 1024;
 
@@ -63,16 +63,16 @@ ByteVector zip64Field(const std::vector<std::uint64_t>& numbers) {
     return field;
 }
 
-std::size_t checkedLength(std::size_t length, const std::string& label) {
+std::uint16_t checkedLength(std::size_t length, const std::string& label) {
     if (length > FULL_16) {
         fail(Errc::value_too_large, label + ": a name or an extra field is too long for a ZIP file");
     }
-    return length;
+    return static_cast<std::uint16_t>(length);
 }
 
 /// The bytes of an item as they go into the file.
 struct Payload {
-    unsigned method = STORED;
+    std::uint16_t method = STORED;
     std::uint32_t checksum = 0;
     std::uint64_t plainSize = 0;
     std::uint64_t size = 0;
@@ -106,17 +106,18 @@ Payload makePayload(const Content& content, CompressionType type) {
     return payload;
 }
 
-/// What the headers of a new item say beside its content.
+/// What the headers of a new item say.
 struct Facts {
-    unsigned flags = 0;
-    unsigned madeBy = MADE_BY;
-    std::uint64_t internalAttributes = 0;
-    std::uint64_t externalAttributes = FILE_ATTRIBUTES;
+    CentralHeader header{};
     ByteSpan name{};
     ByteVector localExtra{};
     ByteVector extra{};
     ByteSpan comment{};
 };
+
+void raiseVersion(ItemFields& fields, std::uint16_t version) {
+    fields.versionNeeded = std::max(fields.versionNeeded, version);
+}
 
 class Writer {
 public:
@@ -137,13 +138,15 @@ public:
         const Bytes& file = original_->getBytes();
         LocalHeader header = readLocalHeader(record);
         const std::uint64_t start = position_;
-        const std::uint64_t content = header.size() + number(header, 26, 2) + number(header, 28, 2);
+        const std::uint64_t content = sizeOf(header);
         const std::uint64_t size = content + record.compressedSize + descriptorSize(record, content);
         if (start >= FULL_32) {
-            set(header, 4, std::max<std::uint64_t>(number(header, 4, 2), ZIP64_VERSION), 2);
+            raiseVersion(header, ZIP64_VERSION);
         }
-        put(header);
-        copy(file, record.localHeader + header.size(), size - header.size());
+        ByteVector bytes;
+        putRecord(bytes, header);
+        put(bytes);
+        copy(file, record.localHeader + bytes.size(), size - bytes.size());
         if (position_ - start != size) {
             failToKeep(record);
         }
@@ -153,13 +156,13 @@ public:
     void replace(const DirectoryRecord& record, const ZipChanges::Replaced& item) {
         Facts facts;
         facts.name = item.newName.empty() ? record.name() : spanOf(item.newName);
-        facts.flags = record.flags & IS_UTF8;
+        facts.header.flags = record.header.flags & IS_UTF8;
         if (!item.newName.empty() && !isASCII(facts.name)) {
-            facts.flags = IS_UTF8;
+            facts.header.flags = IS_UTF8;
         }
-        facts.madeBy = static_cast<unsigned>(number(record.bytes, 4, 2));
-        facts.internalAttributes = number(record.bytes, 36, 2);
-        facts.externalAttributes = number(record.bytes, 38, 4);
+        facts.header.madeBy = record.header.madeBy;
+        facts.header.internalAttributes = record.header.internalAttributes;
+        facts.header.externalAttributes = record.header.externalAttributes;
         facts.localExtra = keptFields(localExtra(record));
         facts.extra = keptFields(record.extra());
         facts.comment = record.comment();
@@ -169,7 +172,9 @@ public:
     void add(const ZipChanges::Added& item) {
         Facts facts;
         facts.name = spanOf(item.name);
-        facts.flags = isASCII(facts.name) ? 0 : IS_UTF8;
+        facts.header.flags = isASCII(facts.name) ? 0 : IS_UTF8;
+        facts.header.madeBy = MADE_BY;
+        facts.header.externalAttributes = FILE_ATTRIBUTES;
         write(facts, makePayload(*item.content, item.compression), item.label);
     }
 
@@ -178,25 +183,22 @@ public:
         const std::uint64_t start = position_;
         put(directory_);
         const std::uint64_t size = position_ - start;
-        ByteVector end;
+        ByteVector bytes;
         if (count_ >= FULL_16 || size >= FULL_32 || start >= FULL_32) {
-            putEnd64(end, start, size);
+            putEnd64(bytes, start, size);
         }
-        zipformat::put(end, END_RECORD, 4);
-        zipformat::put(end, 0, 4);
-        zipformat::put(end, std::min(count_, FULL_16), 2);
-        zipformat::put(end, std::min(count_, FULL_16), 2);
-        zipformat::put(end, std::min(size, FULL_32), 4);
-        zipformat::put(end, std::min(start, FULL_32), 4);
-        zipformat::put(end, comment.size(), 2);
-        append(end, comment);
-        put(end);
+        EndRecord end;
+        end.diskEntries = end.entries = toField<std::uint16_t>(count_);
+        end.directorySize = toField<std::uint32_t>(size);
+        end.directoryOffset = toField<std::uint32_t>(start);
+        end.commentSize = toField<std::uint16_t>(comment.size());
+        putRecord(bytes, end);
+        append(bytes, comment);
+        put(bytes);
         flush();
     }
 
 private:
-    using LocalHeader = std::array<unsigned char, LOCAL_HEADER_SIZE>;
-
     [[noreturn]] static void failToKeep(const DirectoryRecord& record) {
         const ByteSpan name = record.name();
         fail(Errc::bad_message, "the item " + inQuotes({reinterpret_cast<const char*>(name.data()), name.size()}) +
@@ -204,74 +206,66 @@ private:
     }
 
     LocalHeader readLocalHeader(const DirectoryRecord& record) const {
-        LocalHeader header{};
-        const std::size_t count = original_->getBytes().readAt(record.localHeader, header.data(), header.size());
-        if (count != header.size() || number(header, 0, 4) != LOCAL_HEADER) {
+        const auto header = storage::readLocalHeader(original_->getBytes(), record.localHeader);
+        if (!header || header->signature != LocalHeader::SIGNATURE) {
             failToKeep(record);
         }
-        return header;
+        return *header;
     }
 
-    /// The size of what a bit announces behind the content: checksum and sizes, in one of four forms (APPNOTE §4.3.9).
+    /// The size of the data descriptor, if there is one, behind the content.
     std::uint64_t descriptorSize(const DirectoryRecord& record, std::uint64_t content) const {
-        if (!(record.flags & HAS_DESCRIPTOR)) {
+        if (!(record.header.flags & HAS_DESCRIPTOR)) {
             return 0;
         }
-        std::array<unsigned char, 24> found{};
+        std::array<unsigned char, MAXIMUM_DESCRIPTOR_SIZE> found{};
         original_->getBytes().readAt(record.localHeader + content + record.compressedSize, found.data(), found.size());
-        for (const std::size_t signature : {std::size_t(4), std::size_t(0)}) {
-            for (const std::size_t width : {std::size_t(8), std::size_t(4)}) {
-                if ((signature == 0 || number(found, 0, 4) == DESCRIPTOR) &&
-                    number(found, signature, 4) == record.checksum &&
-                    number(found, signature + 4, width) == record.compressedSize &&
-                    number(found, signature + 4 + width, width) == record.size) {
-                    return signature + 4 + 2 * width;
-                }
-            }
-        }
-        return 0;
+        return findDescriptor(found, record);
     }
 
     ByteVector localExtra(const DirectoryRecord& record) const {
         const LocalHeader header = readLocalHeader(record);
-        ByteVector extra(number(header, 28, 2));
-        const std::uint64_t place = record.localHeader + header.size() + number(header, 26, 2);
-        extra.resize(original_->getBytes().readAt(place, extra.data(), extra.size()));
+        ByteVector extra(header.extraSize);
+        const std::uint64_t offset = record.localHeader + sizeOf(header) - extra.size();
+        extra.resize(original_->getBytes().readAt(offset, extra.data(), extra.size()));
         return extra;
     }
 
     /// The record of an item that is somewhere else now.
     void keepRecord(const DirectoryRecord& record, std::uint64_t start) {
+        CentralHeader header = record.header;
         std::vector<std::uint64_t> numbers;
-        for (const auto& [value, place] : {std::pair(record.size, 24), std::pair(record.compressedSize, 20)}) {
-            if (number(record.bytes, static_cast<std::size_t>(place), 4) == FULL_32) {
-                numbers.push_back(value);
-            }
+        if (header.size == FULL_32) {
+            numbers.push_back(record.size);
+        }
+        if (header.compressedSize == FULL_32) {
+            numbers.push_back(record.compressedSize);
         }
         if (start >= FULL_32) {
             numbers.push_back(start);
+            raiseVersion(header, ZIP64_VERSION);
         }
         ByteVector extra = zip64Field(numbers);
-        forEachExtraField(record.extra(), [&](unsigned header, ByteSpan field) {
-            if (header != ZIP64_FIELD) {
+        forEachExtraField(record.extra(), [&](unsigned id, ByteSpan field) {
+            if (id != ZIP64_FIELD) {
                 append(extra, field);
             }
         });
-        ByteVector bytes;
-        append(bytes, record.bytes.first(DIRECTORY_RECORD_SIZE));
-        if (start >= FULL_32) {
-            set(bytes, 6, std::max<std::uint64_t>(number(bytes, 6, 2), ZIP64_VERSION), 2);
-        }
-        set(bytes, 30, checkedLength(extra.size(), "a ZIP item"), 2);
-        set(bytes, 42, std::min(start, FULL_32), 4);
-        append(directory_, bytes);
-        append(directory_, record.name());
+        header.extraSize = checkedLength(extra.size(), "a ZIP item");
+        header.localHeader = toField<std::uint32_t>(start);
+        addRecord(header, record.name(), extra, record.comment());
+    }
+
+    void addRecord(const CentralHeader& header, ByteSpan name, ByteSpan extra, ByteSpan comment) {
+        putRecord(directory_, header);
+        append(directory_, name);
         append(directory_, extra);
-        append(directory_, record.comment());
+        append(directory_, comment);
         ++count_;
     }
 
-    void write(const Facts& facts, const Payload& payload, const std::string& label) {
+    void write(Facts& facts, const Payload& payload, const std::string& label) {
+        CentralHeader& header = facts.header;
         const std::uint64_t start = position_;
         std::vector<std::uint64_t> numbers;
         if (isLarge(payload)) {
@@ -282,10 +276,15 @@ private:
             numbers.push_back(start);
         }
         const ByteVector extra = joined(zip64Field(numbers), facts.extra, label);
-        const ByteVector common = commonFields(facts, payload, numbers.empty() ? PLAIN_VERSION : ZIP64_VERSION, label);
-        putLocalHeader(facts, common, localExtra);
+        raiseVersion(header, numbers.empty() ? PLAIN_VERSION : ZIP64_VERSION);
+        setContent(header, payload);
+        header.nameSize = checkedLength(facts.name.size(), label);
+        putLocalHeader(header, facts.name, localExtra);
         putPayload(payload);
-        addRecord(facts, common, extra, start);
+        header.extraSize = static_cast<std::uint16_t>(extra.size());
+        header.commentSize = static_cast<std::uint16_t>(facts.comment.size());
+        header.localHeader = toField<std::uint32_t>(start);
+        addRecord(header, facts.name, extra, facts.comment);
     }
 
     static bool isLarge(const Payload& payload) { return payload.plainSize >= FULL_32 || payload.size >= FULL_32; }
@@ -296,46 +295,24 @@ private:
         return fields;
     }
 
-    /// What stands in both headers of an item.
-    static ByteVector commonFields(const Facts& facts, const Payload& payload, unsigned version,
-                                   const std::string& label) {
-        ByteVector common;
-        zipformat::put(common, version, 2);
-        zipformat::put(common, facts.flags, 2);
-        zipformat::put(common, payload.method, 2);
-        zipformat::put(common, FIXED_TIME, 2);
-        zipformat::put(common, FIXED_DATE, 2);
-        zipformat::put(common, payload.checksum, 4);
-        zipformat::put(common, isLarge(payload) ? FULL_32 : payload.size, 4);
-        zipformat::put(common, isLarge(payload) ? FULL_32 : payload.plainSize, 4);
-        zipformat::put(common, checkedLength(facts.name.size(), label), 2);
-        return common;
+    static void setContent(ItemFields& fields, const Payload& payload) {
+        fields.method = payload.method;
+        fields.time = FIXED_TIME;
+        fields.date = FIXED_DATE;
+        fields.checksum = payload.checksum;
+        // Both sizes stand in the ZIP64 field, or none does.
+        fields.compressedSize = toField<std::uint32_t>(isLarge(payload) ? FULL_32 : payload.size);
+        fields.size = toField<std::uint32_t>(isLarge(payload) ? FULL_32 : payload.plainSize);
     }
 
-    void putLocalHeader(const Facts& facts, const ByteVector& common, const ByteVector& extra) {
-        ByteVector header;
-        zipformat::put(header, LOCAL_HEADER, 4);
-        append(header, common);
-        zipformat::put(header, extra.size(), 2);
-        append(header, facts.name);
-        append(header, extra);
-        put(header);
-    }
-
-    void addRecord(const Facts& facts, const ByteVector& common, const ByteVector& extra, std::uint64_t start) {
-        zipformat::put(directory_, DIRECTORY_RECORD, 4);
-        zipformat::put(directory_, facts.madeBy, 2);
-        append(directory_, common);
-        zipformat::put(directory_, extra.size(), 2);
-        zipformat::put(directory_, facts.comment.size(), 2);
-        zipformat::put(directory_, 0, 2); // the number of the disk
-        zipformat::put(directory_, facts.internalAttributes, 2);
-        zipformat::put(directory_, facts.externalAttributes, 4);
-        zipformat::put(directory_, std::min(start, FULL_32), 4);
-        append(directory_, facts.name);
-        append(directory_, extra);
-        append(directory_, facts.comment);
-        ++count_;
+    void putLocalHeader(const ItemFields& fields, ByteSpan name, const ByteVector& extra) {
+        LocalHeader header{fields};
+        header.extraSize = static_cast<std::uint16_t>(extra.size());
+        ByteVector bytes;
+        putRecord(bytes, header);
+        append(bytes, name);
+        append(bytes, extra);
+        put(bytes);
     }
 
     void putPayload(const Payload& payload) {
@@ -346,20 +323,17 @@ private:
         }
     }
 
-    void putEnd64(ByteVector& end, std::uint64_t start, std::uint64_t size) const {
-        zipformat::put(end, END_RECORD_64, 4);
-        zipformat::put(end, END_RECORD_64_SIZE - 12, 8);
-        zipformat::put(end, MADE_BY, 2);
-        zipformat::put(end, ZIP64_VERSION, 2);
-        zipformat::put(end, 0, 8);
-        zipformat::put(end, count_, 8);
-        zipformat::put(end, count_, 8);
-        zipformat::put(end, size, 8);
-        zipformat::put(end, start, 8);
-        zipformat::put(end, END_LOCATOR_64, 4);
-        zipformat::put(end, 0, 4);
-        zipformat::put(end, position_, 8);
-        zipformat::put(end, 1, 4);
+    void putEnd64(ByteVector& bytes, std::uint64_t start, std::uint64_t size) const {
+        EndRecord64 end;
+        end.madeBy = MADE_BY;
+        end.versionNeeded = ZIP64_VERSION;
+        end.diskEntries = end.entries = count_;
+        end.directorySize = size;
+        end.directoryOffset = start;
+        putRecord(bytes, end);
+        EndLocator64 locator;
+        locator.endRecordOffset = position_;
+        putRecord(bytes, locator);
     }
 
     /// Small pieces are gathered.
