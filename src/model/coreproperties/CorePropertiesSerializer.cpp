@@ -3,6 +3,7 @@
 #include <opc/core/Strings.hpp>
 #include <opc/core/Time.hpp>
 #include <opc/errors/Errors.hpp>
+#include <opc/model/coreproperties/CoreProperty.hpp>
 
 #include "errors/ErrorPlaces.hpp"
 #include "model/coreproperties/CorePropertiesRules.hpp"
@@ -19,46 +20,18 @@ namespace {
 namespace vocabulary = coreproperties;
 using xercesc::DOMElement;
 
-/// One property: where it stands in the part, and how the value class gives and takes it.
-template <class Value>
-struct Property {
-    const char16_t* namespaceURI;
-    const char16_t* qualifiedName;
-    std::optional<Value> (CoreProperties::*get)() const;
-    void (CoreProperties::*set)(const Value&);
-
-    const char16_t* localName() const { return qualifiedName + std::u16string_view(qualifiedName).find(u':') + 1; }
-};
-
-using TextProperty = Property<std::u16string>;
-using TimeProperty = Property<boost::posix_time::ptime>;
-
-template <class Value>
-DOMElement* firstChild(const DOMElement* root, const Property<Value>& property) {
-    return vocabulary::firstChild(root, property.namespaceURI, property.localName());
+/// The name of an element with its prefix: "dc:title".
+std::u16string qualifiedName(const CoreProperty& property) {
+    const std::u16string_view uri = property.namespaceURI;
+    const std::string prefix = uri == vocabulary::cp ? "cp:" : uri == vocabulary::dc ? "dc:" : "dcterms:";
+    return toString(prefix + property.name);
 }
 
-/// Calls an action with every property but the keywords, in the order in which they are written; with nothing in the
-/// place of the keywords.
+/// Calls an action with every property and its access, in the order in which they are written.
 template <class Action>
 void forEachProperty(Action action) {
-    using P = CoreProperties;
-    using namespace vocabulary;
-    action(TextProperty{cp, u"cp:category", &P::getCategory, &P::setCategory});
-    action(TextProperty{cp, u"cp:contentStatus", &P::getContentStatus, &P::setContentStatus});
-    action(TimeProperty{dcterms, u"dcterms:created", &P::getCreated, &P::setCreated});
-    action(TextProperty{dc, u"dc:creator", &P::getCreator, &P::setCreator});
-    action(TextProperty{dc, u"dc:description", &P::getDescription, &P::setDescription});
-    action(TextProperty{dc, u"dc:identifier", &P::getIdentifier, &P::setIdentifier});
-    action(nullptr);
-    action(TextProperty{dc, u"dc:language", &P::getLanguage, &P::setLanguage});
-    action(TextProperty{cp, u"cp:lastModifiedBy", &P::getLastModifiedBy, &P::setLastModifiedBy});
-    action(TimeProperty{cp, u"cp:lastPrinted", &P::getLastPrinted, &P::setLastPrinted});
-    action(TimeProperty{dcterms, u"dcterms:modified", &P::getModified, &P::setModified});
-    action(TextProperty{cp, u"cp:revision", &P::getRevision, &P::setRevision});
-    action(TextProperty{dc, u"dc:subject", &P::getSubject, &P::setSubject});
-    action(TextProperty{dc, u"dc:title", &P::getTitle, &P::setTitle});
-    action(TextProperty{cp, u"cp:version", &P::getVersion, &P::setVersion});
+    for (const CoreProperty& property : getAllCoreProperties())
+        std::visit([&](const auto& access) { action(property, access); }, property.access);
 }
 
 /// The language of xs:language: up to eight letters, then groups of up to eight letters and digits behind hyphens.
@@ -80,33 +53,37 @@ class Reader {
 public:
     Reader(const DOMElement* root, CoreProperties& properties) : root_(root), properties_(properties) {}
 
-    void operator()(const TextProperty& property) {
+    void operator()(const CoreProperty& property, const CoreProperty::Text& access) {
         std::u16string text;
-        if (XercesHelper::getElementText(firstChild(root_, property), text))
-            (properties_.*property.set)(text);
+        if (XercesHelper::getElementText(find(property), text))
+            (properties_.*access.set)(text);
     }
 
     /// A text that the schema takes and the time type cannot hold leaves the property absent.
-    void operator()(const TimeProperty& property) {
+    void operator()(const CoreProperty& property, const CoreProperty::Time& access) {
         std::u16string text;
-        if (!XercesHelper::getElementText(firstChild(root_, property), text))
+        if (!XercesHelper::getElementText(find(property), text))
             return;
         const auto time = convertStringToTime(text);
         if (!time.is_special())
-            (properties_.*property.set)(time);
+            (properties_.*access.set)(time);
     }
 
-    void operator()(std::nullptr_t) {
-        const DOMElement* keywords = vocabulary::firstChild(root_, vocabulary::cp, u"keywords");
+    void operator()(const CoreProperty& property, const CoreProperty::Keywords& access) {
+        const DOMElement* keywords = find(property);
         if (keywords == nullptr)
             return;
         std::vector<CoreProperties::Keyword> values{readKeyword(keywords)};
         for (const DOMElement* value : vocabulary::children(keywords, vocabulary::cp, u"value"))
             values.push_back(readKeyword(value));
-        properties_.setKeywords(values);
+        (properties_.*access.set)(values);
     }
 
 private:
+    const DOMElement* find(const CoreProperty& property) const {
+        return vocabulary::firstChild(root_, property.namespaceURI, toString(std::string_view(property.name)));
+    }
+
     static CoreProperties::Keyword readKeyword(const DOMElement* element) {
         CoreProperties::Keyword keyword;
         XercesHelper::getTrimmedElementText(element, keyword.first);
@@ -123,30 +100,30 @@ class Writer {
 public:
     Writer(DOMElement* root, const CoreProperties& properties) : root_(root), properties_(properties) {}
 
-    void operator()(const TextProperty& property) {
-        if (const auto value = (properties_.*property.get)())
-            XercesHelper::setElementText(append(property.namespaceURI, property.qualifiedName), *value);
+    void operator()(const CoreProperty& property, const CoreProperty::Text& access) {
+        if (const auto value = (properties_.*access.get)())
+            XercesHelper::setElementText(append(property), *value);
     }
 
-    void operator()(const TimeProperty& property) {
-        const auto value = (properties_.*property.get)();
+    void operator()(const CoreProperty& property, const CoreProperty::Time& access) {
+        const auto value = (properties_.*access.get)();
         if (!value)
             return;
         if (value->is_special())
-            throw InvalidPartContent("The time of " + detail::toUTF8String(property.qualifiedName) +
+            throw InvalidPartContent("The time of " + detail::toUTF8String(qualifiedName(property)) +
                                      " is no point in time");
-        DOMElement* element = append(property.namespaceURI, property.qualifiedName);
+        DOMElement* element = append(property);
         XercesHelper::setElementText(element, convertTimeToString(*value));
-        if (property.namespaceURI == vocabulary::dcterms)
+        if (std::u16string_view(property.namespaceURI) == vocabulary::dcterms)
             XercesHelper::setElementAttributeNS(element, XercesString(vocabulary::xsi), XercesString(u"xsi:type"),
                                                 vocabulary::w3cdtf);
     }
 
-    void operator()(std::nullptr_t) {
-        const auto keywords = properties_.getKeywords();
+    void operator()(const CoreProperty& property, const CoreProperty::Keywords& access) {
+        const auto keywords = (properties_.*access.get)();
         if (!keywords || keywords->empty())
             return;
-        DOMElement* element = append(vocabulary::cp, u"cp:keywords");
+        DOMElement* element = append(property);
         writeKeyword(element, keywords->front());
         for (auto keyword = keywords->begin() + 1; keyword != keywords->end(); ++keyword)
             writeKeyword(
@@ -155,8 +132,9 @@ public:
     }
 
 private:
-    DOMElement* append(const char16_t* namespaceURI, const char16_t* qualifiedName) {
-        return XercesHelper::appendElementNS(root_, XercesString(namespaceURI), XercesString(qualifiedName));
+    DOMElement* append(const CoreProperty& property) {
+        return XercesHelper::appendElementNS(root_, XercesString(property.namespaceURI),
+                                             XercesString(qualifiedName(property)));
     }
 
     static void writeKeyword(DOMElement* element, const CoreProperties::Keyword& keyword) {

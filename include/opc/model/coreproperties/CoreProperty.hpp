@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/core/Export.hpp>
+#include <opc/model/coreproperties/CoreProperties.hpp>
+
+#include <array>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace opc::model {
+
+/// How `CoreProperties` gives and takes one property.
+template <class Value>
+struct CorePropertyAccess {
+    using Type = Value;
+
+    std::optional<Value> (CoreProperties::*get)() const;
+    void (CoreProperties::*set)(const Value&);
+};
+
+/// One of the fifteen core properties (ECMA-376-2 §8), for those who treat them alike.
+struct CoreProperty {
+    using Text = CorePropertyAccess<std::u16string>;
+    using Time = CorePropertyAccess<boost::posix_time::ptime>;
+    using Keywords = CorePropertyAccess<std::vector<CoreProperties::Keyword>>;
+
+    const char* name;             ///< the local name of its element, "lastModifiedBy"
+    const char16_t* namespaceURI; ///< of its element
+    std::variant<Text, Time, Keywords> access;
+};
+
+/// All of them in the order of their names, in which a part has them. May be called from any thread.
+OPCRAFT_API const std::array<CoreProperty, 15>& getAllCoreProperties() noexcept;
+
+} // namespace opc::model
