@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <opc/model/ContentType.hpp>
+
+#include <opc/core/Characters.hpp>
 #include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
-#include <opc/model/ContentType.hpp>
 
 #include <boost/make_shared.hpp>
 
 #include <algorithm>
-#include <array>
 #include <map>
 #include <optional>
 #include <string_view>
@@ -16,25 +17,8 @@ namespace opc::model {
 
 namespace {
 
-constexpr std::u16string_view separators = u"()<>@,;:\\\"/[]?={} \t";
-
 constexpr bool isPrintable(char16_t unit) noexcept {
     return unit >= 0x20 && unit <= 0x7E;
-}
-
-constexpr bool isSeparator(char16_t unit) noexcept {
-    return separators.find(unit) != std::u16string_view::npos;
-}
-
-constexpr auto tokenCharacters = [] {
-    std::array<bool, 0x80> table{};
-    for (char16_t unit = 0; unit < table.size(); ++unit)
-        table[unit] = isPrintable(unit) && !isSeparator(unit);
-    return table;
-}();
-
-bool isTokenCharacter(char16_t unit) noexcept {
-    return unit < tokenCharacters.size() && tokenCharacters[unit];
 }
 
 /// Reads the grammar from left to right. It needs no backtracking: what may follow a rule never starts with what the
@@ -57,7 +41,7 @@ public:
         }
     }
 
-    std::u16string_view takeToken() noexcept { return takeWhile(isTokenCharacter); }
+    std::u16string_view takeToken() noexcept { return takeWhile(detail::isTokenCharacter); }
 
     /// A token or a quoted string; nothing when neither stands here.
     std::optional<std::u16string_view> takeValue() noexcept {
@@ -84,8 +68,8 @@ private:
     std::u16string_view rest_;
 };
 
-void throwIf(bool broken) {
-    if (broken)
+void requireGrammar(bool isKept) {
+    if (!isKept)
         throw InvalidContentType("Could not successfully parse content type string");
 }
 
@@ -114,17 +98,17 @@ void ContentType::init(const std::u16string& text) {
     Scanner scanner(text);
     Value value;
     value.type = scanner.takeToken();
-    throwIf(value.type.empty() || !scanner.accept(u'/'));
+    requireGrammar(!value.type.empty() && scanner.accept(u'/'));
     value.subType = scanner.takeToken();
-    throwIf(value.subType.empty());
+    requireGrammar(!value.subType.empty());
     while (!scanner.atEnd()) {
         scanner.skipSpaces();
-        throwIf(!scanner.accept(u';'));
+        requireGrammar(scanner.accept(u';'));
         scanner.skipSpaces();
         const std::u16string attribute(scanner.takeToken());
-        throwIf(attribute.empty() || !scanner.accept(u'='));
+        requireGrammar(!attribute.empty() && scanner.accept(u'='));
         const auto parameter = scanner.takeValue();
-        throwIf(!parameter);
+        requireGrammar(parameter.has_value());
         value.parameters[attribute] = *parameter;
     }
     setValue(std::move(value));
@@ -134,7 +118,7 @@ void ContentType::setValue(Value value) {
     std::u16string text = value.type + u'/' + value.subType;
     for (const auto& [attribute, parameter] : value.parameters) {
         text += u';' + attribute + u'=';
-        const bool quoted = std::any_of(parameter.begin(), parameter.end(), isSeparator);
+        const bool quoted = std::any_of(parameter.begin(), parameter.end(), detail::isSeparator);
         text += quoted ? u'"' + parameter + u'"' : parameter;
     }
     value.text = std::move(text);
@@ -165,7 +149,7 @@ std::u16string ContentType::getParameterValue(const std::u16string& attribute) c
 }
 
 void ContentType::addParameter(const std::u16string& attribute, const std::u16string& value) {
-    if (attribute.empty() || !std::all_of(attribute.begin(), attribute.end(), isTokenCharacter))
+    if (attribute.empty() || !std::all_of(attribute.begin(), attribute.end(), detail::isTokenCharacter))
         throw InvalidContentTypeParameter("Invalid parameter attribute name");
     if (value.empty() || !std::all_of(value.begin(), value.end(), isPrintable))
         throw InvalidContentTypeParameter("Invalid parameter attribute value");

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "xml/ContentTypePattern.hpp"
 
+#include <opc/core/Characters.hpp>
+
 #include <cstdint>
 
 namespace opc::model {
@@ -28,11 +30,6 @@ constexpr States ACCEPTING = InSubtype | InToken | AfterQuotes;
 
 bool isSpace(char16_t c) {
     return c == u' ' || c == u'\t' || c == u'\n' || c == u'\r';
-}
-
-bool isToken(char16_t c) {
-    constexpr std::u16string_view SEPARATORS = u"()<>@,;:\\\"/[]?={}";
-    return c > 0x20 && c < 0x7F && SEPARATORS.find(c) == std::u16string_view::npos;
 }
 
 /// White space, a graphic character of Basic Latin but the quote, or one of the Latin-1 Supplement.
@@ -73,7 +70,7 @@ States stepAtSeparator(States states, char16_t c) {
 States step(States states, char16_t c) {
     States next = c < 0x80 ? whenAny(states, AfterBackslash, InQuotes) : 0;
     next |= isQuotable(c) ? whenAny(states, InQuotes, InQuotes) : 0;
-    if (isToken(c)) {
+    if (detail::isTokenCharacter(c)) {
         return next | stepInToken(states);
     }
     return next | (isSpace(c) ? stepAtSpace(states) : stepAtSeparator(states, c));

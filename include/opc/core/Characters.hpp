@@ -30,20 +30,34 @@ constexpr bool isUnreserved(char32_t c) noexcept {
     return isLetter(c) || isDigit(c) || c == U'-' || c == U'.' || c == U'_' || c == U'~';
 }
 
-constexpr bool computeIsPathCharacter(char32_t c) noexcept {
-    return isUnreserved(c) || std::u32string_view(U"!$&'()*+,;=:@/").find(c) != std::u32string_view::npos;
-}
-
-inline constexpr auto pathCharacters = [] {
+/// Which characters of US-ASCII keep a rule.
+template <class Rule>
+constexpr std::array<bool, 0x80> makeTable(Rule rule) noexcept {
     std::array<bool, 0x80> table{};
     for (char32_t c = 0; c < table.size(); ++c)
-        table[c] = computeIsPathCharacter(c);
+        table[c] = rule(c);
     return table;
-}();
+}
+
+inline constexpr auto pathCharacters = makeTable([](char32_t c) {
+    return isUnreserved(c) || std::u32string_view(U"!$&'()*+,;=:@/").find(c) != std::u32string_view::npos;
+});
 
 /// True for what stands for itself in the path of a URI: pchar of RFC 3986 §3.3, and the "/".
 constexpr bool isPathCharacter(char32_t c) noexcept {
     return c < pathCharacters.size() && pathCharacters[c];
+}
+
+/// True for what ends a token (RFC 2616 §2.2).
+constexpr bool isSeparator(char32_t c) noexcept {
+    return std::u32string_view(U"()<>@,;:\\\"/[]?={} \t").find(c) != std::u32string_view::npos;
+}
+
+inline constexpr auto tokenCharacters = makeTable([](char32_t c) { return c > 0x20 && c < 0x7F && !isSeparator(c); });
+
+/// True for what the tokens of a media type are made of (RFC 2616 §2.2).
+constexpr bool isTokenCharacter(char32_t c) noexcept {
+    return c < tokenCharacters.size() && tokenCharacters[c];
 }
 
 /// The value of a hexadecimal digit; -1 for anything else.
