@@ -74,8 +74,7 @@ PartName::PartName(const std::u16string& name, bool /*unchecked*/) : uri_(name) 
 }
 
 void PartName::init(bool validate) {
-    isPackageRoot_ = isPackageRootUri(uri_);
-    if (isPackageRoot_)
+    if (isPackageRootUri(uri_))
         return;
     if (validate)
         throwExceptionIfInvalidPartUri(uri_);

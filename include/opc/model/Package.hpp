@@ -84,9 +84,8 @@ public:
     /// @throws PackageNotOpen, PackageReadOnly
     /// @throws InvalidContentTypeStream when the content types stream cannot be written.
     /// @throws InvalidPartContent when relationships cannot be written; InvalidPartStream when the physical package
-    /// does
-    ///         not give the stream of a relationships part; opc::Exception, with its code, when it refuses the bytes;
-    ///         and what data managers throw.
+    ///         does not give the stream of a relationships part; opc::Exception, with its code, when it refuses the
+    ///         bytes; and what data managers throw.
     void flush();
 
     /// Creates an empty part.

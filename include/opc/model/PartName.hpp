@@ -74,7 +74,6 @@ private:
     void init(bool validate);
 
     URI uri_;
-    bool isPackageRoot_ = false;
     bool isRelationship_ = false;
 
     friend OPCRAFT_API int compare(const PartName& name, const std::u16string& text) noexcept;

@@ -81,8 +81,7 @@ public:
     /// @throws RelationshipAlreadyExists when the ID is in use.
     /// @throws InvalidCorePropertiesRelationships when it would be a package's second core properties relationship.
     /// @throws InvalidRelationshipContent when the relationships part would outgrow the limits for XML, so that it
-    /// could
-    ///         not be read again.
+    ///         could not be read again.
     /// @throws PartCreateFailed when the relationships part of a first relationship cannot be created.
     Relationship createInternalRelationship(const std::u16string& type, const URI& target,
                                             const std::u16string& id = std::u16string());

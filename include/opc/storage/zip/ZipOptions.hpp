@@ -44,8 +44,8 @@ struct ZipOptions {
     /// - what looks like an item in front of the first one, and anything but zeros between items: who reads from the
     ///   front would find what the directory does not know;
     /// - anything between the central directory and the end record or behind its comment, an end record in the
-    ///   comment, two end records that disagree, several disks: who looks for the
-    ///   directory from the end could find another.
+    ///   comment, two end records that disagree, several disks: who looks for the directory from the end could find
+    ///   another.
     ///
     /// Not refused is what real producers do, and what no reader goes by: other times, versions, extra fields or
     /// compression level in the local header, zeros in place of what a data descriptor tells, zeros that align the next
