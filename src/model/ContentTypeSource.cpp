@@ -158,12 +158,12 @@ ContentType ContentTypeSource::getContentType(const PartName& name, bool takeRef
 
 /// While a package is opened its parts come in the order of their names, so each is found behind the one before.
 ContentTypeSource::Overrides::const_iterator ContentTypeSource::findOverride(const PartName& name) {
-    const bool isPlace = (next_ == overrides_.end() || !(next_->first < name)) &&
-                         (next_ == overrides_.begin() || std::prev(next_)->first < name);
-    const auto place = isPlace ? next_ : overrides_.lower_bound(name);
-    const bool found = place != overrides_.end() && !(name < place->first);
-    next_ = found ? std::next(place) : place;
-    return found ? place : overrides_.end();
+    const bool isNext = (next_ == overrides_.end() || !(next_->first < name)) &&
+                        (next_ == overrides_.begin() || std::prev(next_)->first < name);
+    const auto entry = isNext ? next_ : overrides_.lower_bound(name);
+    const bool found = entry != overrides_.end() && !(name < entry->first);
+    next_ = found ? std::next(entry) : entry;
+    return found ? entry : overrides_.end();
 }
 
 void ContentTypeSource::addContentType(const PartName& name, const ContentType& type) {

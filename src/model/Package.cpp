@@ -52,11 +52,11 @@ void throwIfNotReadable(const ContentType& contentType) {
         throw InvalidContentType("Could not successfully parse content type string");
 }
 
-/// Asks the physical package for something while it is opened.
-template <class Question>
-auto askWhileOpening(Question question) -> decltype(question()) {
+/// Calls the physical package while the package is opened; its failures become those of the open.
+template <class Call>
+auto translatingOpenFailure(Call call) -> decltype(call()) {
     try {
-        return question();
+        return call();
     } catch (const Exception& e) {
         throw PackageOpenFailed(e.what(), e.code());
     }
@@ -147,23 +147,24 @@ void Package::openPhysicalPackage(interfaces::OpenMode mode) {
 void Package::initializeParts() {
     PhysicalPartMap pending; // relationships parts whose source was not met yet
     PhysicalPartMap regular;
-    auto place = regular.end(); // behind the last: items that follow one another often have names that do, too
-    for (interfaces::IPhysicalPart* physicalPart : askWhileOpening([this] { return physicalPackage_.getParts(); })) {
-        const PartName name(askWhileOpening([physicalPart] { return physicalPart->getName(); }));
+    auto hint = regular.end(); // behind the last: items that follow one another often have names that do, too
+    for (interfaces::IPhysicalPart* physicalPart :
+         translatingOpenFailure([this] { return physicalPackage_.getParts(); })) {
+        const PartName name(translatingOpenFailure([physicalPart] { return physicalPart->getName(); }));
         throwIfPackageRoot(name);
         if (name.isRelationshipName()) {
             lookUpContentType(name, *physicalPart);
             const auto [entry, isNew] = pending.try_emplace(name, physicalPart);
             if (!isNew)
-                hidden_.emplace_back(askWhileOpening([&old = entry->second] { return old->getName(); }));
+                hidden_.emplace_back(translatingOpenFailure([&old = entry->second] { return old->getName(); }));
             entry->second = physicalPart;
         } else {
             const std::size_t count = regular.size();
-            place = regular.emplace_hint(place, name, physicalPart);
+            hint = regular.emplace_hint(hint, name, physicalPart);
             if (regular.size() == count)
-                throw InconsistentPackage(withName("Two parts have equivalent names: ", place->first) +
+                throw InconsistentPackage(withName("Two parts have equivalent names: ", hint->first) +
                                           withName(" and ", name));
-            ++place;
+            ++hint;
         }
     }
 
@@ -195,7 +196,7 @@ ContentType Package::lookUpContentType(const PartName& name, const interfaces::I
                                        bool takeReference) {
     if (physicalPackage_.hasContentTypeStream())
         return contentTypeSource_->getContentType(name, takeReference);
-    return askWhileOpening([&physicalPart] { return physicalPart.getContentType(); });
+    return translatingOpenFailure([&physicalPart] { return physicalPart.getContentType(); });
 }
 
 void Package::close(bool discard) {

@@ -14,7 +14,7 @@ struct FilePiece {
     std::uint64_t size;
 };
 
-/// A row of bytes that can be read from any place, by several readers in turn.
+/// A sequence of bytes that can be read from any offset, by several readers in turn.
 class Bytes {
 public:
     virtual ~Bytes() = default;

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-/// Reading and writing at a place of an open file, to the last byte, and locking it. Pure functions.
+/// Reading and writing at an offset of an open file, to the last byte, and locking it. Pure functions.
 namespace opc::storage {
 
 /// @param label starts the messages.

@@ -147,7 +147,7 @@ std::optional<FilePiece> SpilledContent::findInFile(std::uint64_t offset, std::u
         return std::nullopt;
     }
     const auto next = std::upper_bound(extents_.begin(), extents_.end(), offset,
-                                       [](std::uint64_t place, const Extent& extent) { return place < extent.start; });
+                                       [](std::uint64_t value, const Extent& extent) { return value < extent.start; });
     const Extent& extent = *std::prev(next);
     const std::uint64_t skipped = offset - extent.start;
     return FilePiece{area_->getFile(), extent.offset + skipped, std::min(size, extent.size - skipped)};

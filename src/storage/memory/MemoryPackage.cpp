@@ -69,13 +69,13 @@ struct OpenPackage {
     }
 
     StoredItem* add(const std::u16string& name, const std::u16string& type, std::shared_ptr<const Content> content) {
-        const auto place = byName.emplace(name, parts.end()).first;
+        const auto entry = byName.emplace(name, parts.end()).first;
         try {
             std::u16string contentType = type;
-            place->second = parts.emplace(parts.end(), opening, name, std::move(content));
+            entry->second = parts.emplace(parts.end(), opening, name, std::move(content));
             parts.back().bytes.setContentType(std::move(contentType));
         } catch (...) {
-            byName.erase(place);
+            byName.erase(entry);
             throw;
         }
         return &parts.back().bytes;
@@ -194,12 +194,12 @@ void MemoryPackage::deletePart(const std::u16string& name) {
     if (package.opening.mode == OpenMode::CreateOnly) {
         fail(Errc::operation_not_permitted, label(name) + ": nothing can be deleted while the package is created");
     }
-    const auto place = package.byName.find(name);
-    if (place == package.byName.end()) {
+    const auto entry = package.byName.find(name);
+    if (entry == package.byName.end()) {
         fail(Errc::no_such_file_or_directory, label(name) + ": there is no such part");
     }
-    package.parts.erase(place->second);
-    package.byName.erase(place);
+    package.parts.erase(entry->second);
+    package.byName.erase(entry);
 }
 
 } // namespace opc::storage

@@ -47,9 +47,9 @@ void ContentTypes::addOverride(std::u16string partName, std::u16string contentTy
 }
 
 void ContentTypes::add(Map& entries, std::u16string name, Type type) {
-    const auto [place, isNew] = entries.try_emplace(name, type);
+    const auto [known, isNew] = entries.try_emplace(name, type);
     if (!isNew && duplicate_.empty()) {
-        duplicate_ = shown(place->first, place->second.text) + ", and " + shown(name, type.text);
+        duplicate_ = shown(known->first, known->second.text) + ", and " + shown(name, type.text);
     }
 }
 
@@ -58,10 +58,10 @@ void ContentTypes::throwIfAmbiguous(const std::string& label) const {
     for (const Map* entries : {&defaults_, &overrides_}) {
         std::unordered_map<std::string, const Map::value_type*> folded;
         for (const auto& entry : *entries) {
-            const auto [place, isNew] =
+            const auto [known, isNew] =
                 folded.try_emplace(detail::foldName(detail::toUTF8String(entry.first, false)), &entry);
             if (!isNew && duplicate.empty()) {
-                duplicate = shown(place->second->first, place->second->second.text) + ", and " +
+                duplicate = shown(known->second->first, known->second->second.text) + ", and " +
                             shown(entry.first, entry.second.text);
             }
         }

@@ -93,13 +93,14 @@ std::string explainOther(const ZipEntry& entry) {
 
 } // namespace
 
-OpenZipPackage::OpenZipPackage(const ZipPlace& place, OpenMode mode, const std::optional<std::filesystem::path>& output)
-    : place_(place), opening_{mode}, limits_(place.options.limits) {
-    if (!place_.bytes) {
-        place_.file = absolutePath(place.file, place_.label);
-        own_.emplace(place_.file, place_.label);
+OpenZipPackage::OpenZipPackage(const ZipLocation& location, OpenMode mode,
+                               const std::optional<std::filesystem::path>& output)
+    : location_(location), opening_{mode}, limits_(location.options.limits) {
+    if (!location_.bytes) {
+        location_.file = absolutePath(location.file, location_.label);
+        own_.emplace(location_.file, location_.label);
         opening_.area =
-            std::make_shared<SpillArea>(place_.label, place_.options.memory, place_.options.temporaryFolder);
+            std::make_shared<SpillArea>(location_.label, location_.options.memory, location_.options.temporaryFolder);
     }
     if (output) {
         setOutput(*output);
@@ -119,43 +120,43 @@ void OpenZipPackage::openReplaced() {
         return;
     }
     try {
-        replaced_ = std::make_unique<FileBytes>(place_.file, place_.label);
+        replaced_ = std::make_unique<FileBytes>(location_.file, location_.label);
         takeForOwn(*replaced_);
     } catch (const Exception& e) {
         if (e.code() == make_error_condition(Errc::device_or_resource_busy)) {
             throw;
         }
         replaced_.reset();
-        own_.emplace(place_.file, place_.label);
+        own_.emplace(location_.file, location_.label);
     }
 }
 
 void OpenZipPackage::takeForOwn(FileBytes& file) {
     const bool isInPlace = opening_.mode != OpenMode::ReadOnly && !output_;
-    if (isInPlace && place_.options.lockTimeout) {
-        file.lock(*place_.options.lockTimeout);
+    if (isInPlace && location_.options.lockTimeout) {
+        file.lock(*location_.options.lockTimeout);
     }
     own_->known = file.identity();
     own_->unlocked = file.getUnlocked();
 }
 
 std::unique_ptr<PackageBytes> OpenZipPackage::openBytes() {
-    if (place_.bytes) {
-        return std::make_unique<VectorBytes>(*place_.bytes);
+    if (location_.bytes) {
+        return std::make_unique<VectorBytes>(*location_.bytes);
     }
-    auto bytes = std::make_unique<FileBytes>(place_.file, place_.label);
+    auto bytes = std::make_unique<FileBytes>(location_.file, location_.label);
     if (opening_.mode == OpenMode::ReadWrite && !output_) {
-        throwIfNotWritable(place_.file, place_.label);
+        throwIfNotWritable(location_.file, location_.label);
     }
     takeForOwn(*bytes);
     return bytes;
 }
 
 void OpenZipPackage::openArchive() {
-    archive_ = std::make_unique<ZipArchive>(openBytes(), place_.label);
-    limits_.checkItems(archive_->count(), place_.label);
-    if (place_.options.consistent) {
-        throwIfInconsistent(archive_->getBytes(), archive_->getDirectory(), place_.label);
+    archive_ = std::make_unique<ZipArchive>(openBytes(), location_.label);
+    limits_.checkItems(archive_->count(), location_.label);
+    if (location_.options.consistent) {
+        throwIfInconsistent(archive_->getBytes(), archive_->getDirectory(), location_.label);
     }
 }
 
@@ -166,10 +167,10 @@ void OpenZipPackage::readItems() {
     for (std::uint64_t index = 0; index < archive_->count(); ++index) {
         items.push_back(archive_->item(index));
         const std::string& name = items.back().name;
-        limits_.checkName(name, place_.label);
+        limits_.checkName(name, location_.label);
         const auto piece = parsePieceName(name);
         if (piece && !groups.add(*piece, index)) {
-            fail(Errc::bad_message, place_.label + ": there are two items " + inQuotes(name));
+            fail(Errc::bad_message, location_.label + ": there are two items " + inQuotes(name));
         }
     }
     items_.reserve(items.size());
@@ -179,24 +180,24 @@ void OpenZipPackage::readItems() {
         if (pieces.empty()) {
             addItem(index, items[index], {});
         } else if (pieces.front() == index) {
-            if (place_.options.consistent) {
-                fail(Errc::bad_message, place_.label + ": " + inQuotes(std::string(piece->prefix)) +
+            if (location_.options.consistent) {
+                fail(Errc::bad_message, location_.label + ": " + inQuotes(std::string(piece->prefix)) +
                                             ": the part is in pieces, and there are readers that do not find it");
             }
             ZipArchive::Item whole{std::string(piece->prefix)};
-            for (const std::uint64_t place : pieces) {
-                whole.size += items[place].size;
-                whole.compressedSize += items[place].compressedSize;
+            for (const std::uint64_t each : pieces) {
+                whole.size += items[each].size;
+                whole.compressedSize += items[each].compressedSize;
             }
             addItem(index, whole, std::move(pieces));
         }
     }
     if (!items_.contentTypes()) {
         const auto hasItem = [this](std::string_view name) { return items_.findItem(name) != nullptr; };
-        fail(Errc::bad_message, place_.label + ": " + explainOtherZip(hasItem, readMediaType()));
+        fail(Errc::bad_message, location_.label + ": " + explainOtherZip(hasItem, readMediaType()));
     }
-    if (place_.options.consistent) {
-        throwIfNamesMeet(items_, *archive_, place_.label);
+    if (location_.options.consistent) {
+        throwIfNamesMeet(items_, *archive_, location_.label);
     }
 }
 
@@ -216,7 +217,7 @@ std::string OpenZipPackage::readMediaType() {
 void OpenZipPackage::addItem(std::uint64_t index, const ZipArchive::Item& item, std::vector<std::uint64_t> pieces) {
     const bool isContentTypes = isContentTypesItem(item.name);
     if (isContentTypes && items_.contentTypes()) {
-        fail(Errc::bad_message, place_.label + ": there are two content types streams, " +
+        fail(Errc::bad_message, location_.label + ": there are two content types streams, " +
                                     inQuotes(items_.contentTypes()->name) + " and " + inQuotes(item.name));
     }
     std::optional<std::u16string> partName;
@@ -253,22 +254,22 @@ void OpenZipPackage::readContentTypes() {
     } catch (const Exception&) {
         // Whoever reads the stream meets the same failure; here it says that nothing is known of the types.
     }
-    if (place_.options.consistent) {
+    if (location_.options.consistent) {
         if (!types) {
             fail(Errc::bad_message,
-                 place_.label + ": \"[Content_Types].xml\": cannot be read, or is XML that not every reader takes");
+                 location_.label + ": \"[Content_Types].xml\": cannot be read, or is XML that not every reader takes");
         }
-        types->throwIfAmbiguous(place_.label);
+        types->throwIfAmbiguous(location_.label);
         for (const ZipEntry& entry : items_.all()) {
-            types->throwIfAmbiguous(entry.partName(), place_.label);
+            types->throwIfAmbiguous(entry.partName(), location_.label);
         }
     }
-    items_.findParts(types ? &*types : nullptr, place_.label);
+    items_.findParts(types ? &*types : nullptr, location_.label);
 }
 
 void OpenZipPackage::setOutput(const std::filesystem::path& file) {
     throwIfReadOnly();
-    const std::filesystem::path path = absolutePath(file, place_.label);
+    const std::filesystem::path path = absolutePath(file, location_.label);
     isOutputSet_ = true;
     output_.reset();
     if (!own_ || !leadToOnePlace(path, own_->file)) {
@@ -308,7 +309,7 @@ interfaces::IPhysicalInputStream* OpenZipPackage::getItemInputStream(const std::
 }
 
 interfaces::IPhysicalInputStream* OpenZipPackage::getContentTypeInputStream() {
-    throwIfCreateOnly(place_.label);
+    throwIfCreateOnly(location_.label);
     return items_.contentTypes()->bytes.getInputStream();
 }
 
@@ -339,7 +340,7 @@ interfaces::IPhysicalPart* OpenZipPackage::createPart(const std::u16string& name
     if (!itemName) {
         fail(Errc::invalid_argument, labelOf(name) + ": no item of a ZIP file can be a part of this name");
     }
-    if (const ZipEntry* taken = items_.findPlace(name)) {
+    if (const ZipEntry* taken = items_.findByPartName(name)) {
         fail(Errc::file_exists, labelOf(name) + ": the item " + inQuotes(taken->name) + " exists already");
     }
     std::u16string type = contentType;
@@ -360,8 +361,8 @@ void OpenZipPackage::deletePart(const std::u16string& name) {
     }
     if (part->index) {
         const std::vector<std::uint64_t> whole{*part->index};
-        const auto& places = part->pieces.empty() ? whole : part->pieces;
-        deleted_.insert(deleted_.end(), places.begin(), places.end());
+        const auto& indexes = part->pieces.empty() ? whole : part->pieces;
+        deleted_.insert(deleted_.end(), indexes.begin(), indexes.end());
     }
     items_.removePart(*part);
 }
@@ -430,7 +431,7 @@ std::unique_ptr<Target> OpenZipPackage::makeTarget() {
     if (own_) {
         return std::make_unique<FileTarget>(*own_);
     }
-    return std::make_unique<VectorTarget>(*place_.bytes);
+    return std::make_unique<VectorTarget>(*location_.bytes);
 }
 
 void OpenZipPackage::save() {
@@ -460,7 +461,7 @@ void OpenZipPackage::throwIfChanged() const {
 }
 
 std::string OpenZipPackage::labelOf(std::string_view itemName) const {
-    return place_.label + ": " + inQuotes(itemName);
+    return location_.label + ": " + inQuotes(itemName);
 }
 
 std::string OpenZipPackage::labelOf(std::u16string_view partName) const {
@@ -470,7 +471,7 @@ std::string OpenZipPackage::labelOf(std::u16string_view partName) const {
 /// @param partName of what is concerned; empty for the package.
 void OpenZipPackage::throwIfReadOnly(std::u16string_view partName) const {
     if (opening_.mode == OpenMode::ReadOnly) {
-        const std::string label = partName.empty() ? place_.label : labelOf(partName);
+        const std::string label = partName.empty() ? location_.label : labelOf(partName);
         fail(Errc::operation_not_permitted, label + ": the package is open for reading only");
     }
 }

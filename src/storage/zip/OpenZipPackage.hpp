@@ -19,7 +19,7 @@
 namespace opc::storage {
 
 /// Where a ZIP package is kept: in a file, or in bytes.
-struct ZipPlace {
+struct ZipLocation {
     std::string label; ///< starts the messages
     std::filesystem::path file;
     std::vector<unsigned char>* bytes = nullptr;
@@ -30,7 +30,7 @@ struct ZipPlace {
 class OpenZipPackage final : public ZipItemOwner {
 public:
     /// @param output as for `setOutput`; nothing: where the package is kept.
-    OpenZipPackage(const ZipPlace& place, interfaces::OpenMode mode,
+    OpenZipPackage(const ZipLocation& location, interfaces::OpenMode mode,
                    const std::optional<std::filesystem::path>& output = std::nullopt);
 
     void setOutput(const std::filesystem::path& file);
@@ -71,7 +71,7 @@ private:
     std::unique_ptr<Target> makeTarget();
     void throwIfChanged() const;
 
-    ZipPlace place_;
+    ZipLocation location_;
     StoredItem::Opening opening_;         ///< without an area for a package in bytes
     std::optional<Destination> own_;      ///< nothing for a package in bytes
     std::optional<Destination> output_;   ///< elsewhere
@@ -80,7 +80,7 @@ private:
     ReadLimits limits_;
     std::unique_ptr<ZipArchive> archive_; ///< null in a created package
     ZipItems items_;                      ///< its readers end before the archive
-    std::vector<std::uint64_t> deleted_;  ///< places in the archive
+    std::vector<std::uint64_t> deleted_;  ///< indexes in the archive
 };
 
 } // namespace opc::storage

@@ -13,6 +13,7 @@ namespace opc::storage {
 using zipformat::ByteSpan;
 using zipformat::ByteVector;
 using zipformat::number;
+using zipformat::viewOf;
 
 namespace {
 
@@ -65,10 +66,6 @@ ByteVector readFrom(const Bytes& file, std::uint64_t offset, std::size_t size) {
     return bytes;
 }
 
-std::string_view viewOf(ByteSpan bytes) {
-    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
-
 /// The description of the first format whose mark is there; empty for none.
 template <std::size_t COUNT, class IsThere>
 std::string find(const Format (&formats)[COUNT], const IsThere& isThere) {
@@ -113,18 +110,18 @@ private:
 
     std::uint64_t findNext(std::uint64_t sector) const {
         const std::uint64_t perSector = sectorSize_ / 4;
-        const std::uint64_t place = 76 + sector / perSector * 4;
-        if (place + 4 > header_.size()) {
+        const std::uint64_t offset = 76 + sector / perSector * 4;
+        if (offset + 4 > header_.size()) {
             return END_OF_CHAIN;
         }
-        const ByteVector table = readSector(number(header_, place, 4));
+        const ByteVector table = readSector(number(header_, offset, 4));
         return table.size() == sectorSize_ ? number(table, sector % perSector * 4, 4) : END_OF_CHAIN;
     }
 
     std::uint64_t count() const { return entries_.size() / COMPOUND_ENTRY_SIZE; }
 
-    std::uint64_t numberOf(std::uint64_t entry, std::size_t place) const {
-        return entry < count() ? number(entries_, entry * COMPOUND_ENTRY_SIZE + place, 4) : END_OF_CHAIN;
+    std::uint64_t numberOf(std::uint64_t entry, std::size_t offset) const {
+        return entry < count() ? number(entries_, entry * COMPOUND_ENTRY_SIZE + offset, 4) : END_OF_CHAIN;
     }
 
     /// Names are UTF-16 with a zero at the end.

@@ -49,30 +49,30 @@ std::optional<PieceName> parsePieceName(std::string_view itemName) {
     return number ? std::optional(PieceName{rest.substr(0, start), *number, isLast}) : std::nullopt;
 }
 
-bool PieceGroups::add(const PieceName& name, std::uint64_t place) {
+bool PieceGroups::add(const PieceName& name, std::uint64_t index) {
     Group& group = groups_[toLower(name.prefix)];
     if (name.isLast) {
         group.hasTwoLast = group.last.has_value();
         group.last = name.number;
     }
-    return group.places.emplace(name.number, place).second;
+    return group.indexes.emplace(name.number, index).second;
 }
 
 std::vector<std::uint64_t> PieceGroups::findComplete(std::string_view prefix) const {
-    std::vector<std::uint64_t> places;
+    std::vector<std::uint64_t> indexes;
     const auto found = groups_.find(toLower(prefix));
     if (found == groups_.end()) {
-        return places;
+        return indexes;
     }
     const Group& group = found->second;
     // As many pieces as the last number says, with the last as the highest, are all of them.
-    const bool isComplete = group.last && !group.hasTwoLast && group.places.size() == *group.last + 1 &&
-                            group.places.rbegin()->first == *group.last;
+    const bool isComplete = group.last && !group.hasTwoLast && group.indexes.size() == *group.last + 1 &&
+                            group.indexes.rbegin()->first == *group.last;
     if (isComplete) {
-        std::transform(group.places.begin(), group.places.end(), std::back_inserter(places),
+        std::transform(group.indexes.begin(), group.indexes.end(), std::back_inserter(indexes),
                        [](const auto& piece) { return piece.second; });
     }
-    return places;
+    return indexes;
 }
 
 } // namespace opc::storage

@@ -24,17 +24,17 @@ std::optional<PieceName> parsePieceName(std::string_view itemName);
 /// The pieces of a package, sorted by what they are pieces of.
 class PieceGroups {
 public:
-    /// @param place any number that tells the items apart.
+    /// @param index of the item in the directory.
     /// @return false when there is a piece of that name already.
-    bool add(const PieceName& name, std::uint64_t place);
+    bool add(const PieceName& name, std::uint64_t index);
 
-    /// The places of all pieces in their order; empty when one is missing, or when there is more than the last one.
+    /// The indexes of all pieces in their order; empty when one is missing, or when there is more than the last one.
     std::vector<std::uint64_t> findComplete(std::string_view prefix) const;
 
 private:
     struct Group {
-        std::map<std::uint64_t, std::uint64_t> places; ///< by number
-        std::optional<std::uint64_t> last;             ///< number
+        std::map<std::uint64_t, std::uint64_t> indexes; ///< by number
+        std::optional<std::uint64_t> last;              ///< number
         bool hasTwoLast = false;
     };
     std::map<std::string, Group> groups_; ///< by prefix in lower case

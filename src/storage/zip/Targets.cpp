@@ -189,11 +189,11 @@ void FileTarget::removeLeftBehind() const {
         void operator()(DIR* folder) const noexcept { ::closedir(folder); }
     };
     // Not a directory_iterator: GNU's ends the process when it gets no memory.
-    const fs::path place = folderOf(file_);
-    const std::unique_ptr<DIR, Closing> folder(::opendir(place.c_str()));
+    const fs::path parent = folderOf(file_);
+    const std::unique_ptr<DIR, Closing> folder(::opendir(parent.c_str()));
     while (const dirent* entry = folder ? ::readdir(folder.get()) : nullptr) {
         if (isTemporaryName(entry->d_name, start)) {
-            removeUnlessLocked(place / entry->d_name);
+            removeUnlessLocked(parent / entry->d_name);
         }
     }
 }

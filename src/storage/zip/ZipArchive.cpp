@@ -6,7 +6,6 @@
 #include "storage/zip/ZipErrors.hpp"
 
 #include <algorithm>
-#include <cstring>
 #include <utility>
 
 namespace opc::storage {
@@ -130,8 +129,7 @@ bool ZipArchive::hasSameItems(const ZipDirectory& directory) const {
         const char* name = zip_get_name(zip_.get(), index, ZIP_FL_ENC_RAW);
         if (!name || zip_stat_index(zip_.get(), index, 0, &status) != 0 || status.size != record.size ||
             status.comp_size != record.compressedSize || status.crc != record.header.checksum ||
-            !std::ranges::equal(record.name().first(std::min(record.name().size(), std::strlen(name))),
-                                std::string_view(name), {}, {}, [](char c) { return static_cast<unsigned char>(c); })) {
+            !zipformat::viewOf(record.name()).starts_with(name)) {
             return false;
         }
     }

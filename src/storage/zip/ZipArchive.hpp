@@ -18,7 +18,7 @@ struct ZipDiscarder {
 };
 using ZipHandle = std::unique_ptr<zip_t, ZipDiscarder>;
 
-/// A ZIP file that is open for reading. Items are known by their place in the central directory.
+/// A ZIP file that is open for reading. Items are known by their index in the central directory.
 class ZipArchive {
 public:
     struct Item {

@@ -40,10 +40,6 @@ struct ItemHeader : LocalHeader {
     ByteSpan extra() const { return ByteSpan(rest).subspan(nameSize); }
 };
 
-std::string_view viewOf(ByteSpan text) {
-    return {reinterpret_cast<const char*>(text.data()), text.size()};
-}
-
 /// Whether a Unicode path field (APPNOTE §4.6.9) renames the item. One for another name is out of date, and void.
 bool isRenamed(ByteSpan extra, ByteSpan name) {
     const std::uint64_t sum = ::crc32(0, name.data(), static_cast<uInt>(name.size()));
@@ -268,7 +264,7 @@ private:
         return std::string("the local header tells another ") + what + " than the central directory";
     }
 
-    /// Zeros that bring the next item to a round place are no data.
+    /// Zeros that align the next item are no data.
     void checkPadding(const DirectoryRecord& record, std::uint64_t from, std::uint64_t to) const {
         while (from < to) {
             const ByteVector block = read(from, std::min<std::uint64_t>(to - from, BLOCK_SIZE));
@@ -308,10 +304,10 @@ void throwIfNamesMeet(const ZipItems& items, const ZipArchive& archive, const st
     std::unordered_map<std::string, std::pair<std::string, const void*>> folded;
     const auto add = [&](const std::string& name, const void* item) {
         for (const std::string& text : {detail::foldName(name), detail::foldName(withoutHiddenSegments(name))}) {
-            const auto [place, isNew] = folded.try_emplace(text, name, item);
-            if (!isNew && place->second.second != item) {
+            const auto [known, isNew] = folded.try_emplace(text, name, item);
+            if (!isNew && known->second.second != item) {
                 fail(Errc::bad_message, label + ": " + inQuotes(name) + ": readers could take the item for " +
-                                            inQuotes(place->second.first));
+                                            inQuotes(known->second.first));
             }
         }
     };

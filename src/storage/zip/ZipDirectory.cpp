@@ -19,11 +19,6 @@ constexpr std::uint64_t TAIL_SIZE = FULL_16 + SIZE<EndRecord> + SIZE<EndLocator6
 /// A file with more directories is refused before each of them has been read.
 constexpr int MAXIMUM_DIRECTORIES = 16;
 
-std::string shown(const DirectoryRecord& record) {
-    const ByteSpan name = record.name();
-    return inQuotes({reinterpret_cast<const char*>(name.data()), name.size()});
-}
-
 } // namespace
 
 ByteSpan DirectoryRecord::name() const {
@@ -246,8 +241,8 @@ void ZipDirectory::throwIfOverlapping(const std::string& label) const {
         const DirectoryRecord& record = *order_[i - 1];
         const std::uint64_t room = order_[i]->localHeader - record.localHeader;
         if (room < SIZE<LocalHeader> || room - SIZE<LocalHeader> < record.compressedSize) {
-            fail(Errc::bad_message,
-                 label + ": the items " + shown(record) + " and " + shown(*order_[i]) + " overlap in the file");
+            fail(Errc::bad_message, label + ": the items " + inQuotes(viewOf(record.name())) + " and " +
+                                        inQuotes(viewOf(order_[i]->name())) + " overlap in the file");
         }
     }
 }

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <limits>
 #include <span>
+#include <string_view>
 #include <tuple>
 #include <type_traits>
 #include <vector>
@@ -191,6 +192,10 @@ Record readRecord(ByteSpan bytes) {
 template <class Record>
 void putRecord(ByteVector& bytes, const Record& record) {
     std::apply([&](const auto&... fields) { (put(bytes, fields, sizeof(fields)), ...); }, Record::list(record));
+}
+
+inline std::string_view viewOf(ByteSpan text) {
+    return {reinterpret_cast<const char*>(text.data()), text.size()};
 }
 
 inline bool isASCII(ByteSpan text) {

@@ -14,11 +14,11 @@ namespace opc::storage {
 
 namespace {
 
-/// Takes the one entry for `place` out of a map that finds places by name.
+/// Takes an entry out of a map that finds entries by name.
 template <typename Map>
-void erase(Map& map, const typename Map::key_type& name, ZipItems::Entries::iterator place) {
+void erase(Map& map, const typename Map::key_type& name, ZipItems::Entries::iterator entry) {
     const auto [first, last] = map.equal_range(name);
-    const auto found = std::find_if(first, last, [&](const auto& entry) { return entry.second == place; });
+    const auto found = std::find_if(first, last, [&](const auto& known) { return known.second == entry; });
     if (found != last) {
         map.erase(found);
     }
@@ -27,16 +27,16 @@ void erase(Map& map, const typename Map::key_type& name, ZipItems::Entries::iter
 } // namespace
 
 /// Lets an entry be found by its names, or takes it out again.
-void ZipItems::index(Entries::iterator place) {
+void ZipItems::index(Entries::iterator entry) {
     try {
-        byItemName_.emplace(place->name, place);
-        if (!place->partName().empty()) {
+        byItemName_.emplace(entry->name, entry);
+        if (!entry->partName().empty()) {
             // Items often come in the order of their names.
-            byPartName_.emplace_hint(byPartName_.end(), place->partName(), place);
+            byPartName_.emplace_hint(byPartName_.end(), entry->partName(), entry);
         }
     } catch (...) {
-        erase(byItemName_, place->name, place);
-        entries_.erase(place);
+        erase(byItemName_, entry->name, entry);
+        entries_.erase(entry);
         throw;
     }
 }
@@ -44,8 +44,8 @@ void ZipItems::index(Entries::iterator place) {
 ZipEntry* ZipItems::findItem(std::string_view name) {
     const auto [first, last] = byItemName_.equal_range(name);
     ZipEntry* found = nullptr;
-    for (auto place = first; place != last; ++place) {
-        ZipEntry& entry = *place->second;
+    for (auto known = first; known != last; ++known) {
+        ZipEntry& entry = *known->second;
         found = !found || entry.index < found->index ? &entry : found;
     }
     return found;
@@ -58,7 +58,7 @@ ZipEntry* ZipItems::findPart(std::u16string_view name) {
     return found == last ? nullptr : &*found->second;
 }
 
-ZipEntry* ZipItems::findPlace(std::u16string_view partName) {
+ZipEntry* ZipItems::findByPartName(std::u16string_view partName) {
     const auto found = byPartName_.find(partName);
     return found == byPartName_.end() ? nullptr : &*found->second;
 }
@@ -66,10 +66,10 @@ ZipEntry* ZipItems::findPlace(std::u16string_view partName) {
 void ZipItems::removePart(ZipEntry& part) {
     const auto [first, last] = byPartName_.equal_range(part.partName());
     const auto found = std::find_if(first, last, [&](const auto& entry) { return &*entry.second == &part; });
-    const auto place = found->second;
-    erase(byItemName_, place->name, place);
+    const auto entry = found->second;
+    erase(byItemName_, entry->name, entry);
     byPartName_.erase(found);
-    entries_.erase(place);
+    entries_.erase(entry);
 }
 
 void ZipItems::findParts(const ContentTypes* types, const std::string& label) {
@@ -109,7 +109,7 @@ void ZipItems::noteOtherExtensions() {
 /// Relationships are judged by the model, unless what they belong to is kept from it; what are relationships of those
 /// in turn are too.
 void ZipItems::hideRelationshipsOf(std::u16string name) {
-    while (findPlace(name) && !findPart(name)) {
+    while (findByPartName(name) && !findPart(name)) {
         name = detail::getRelationshipsPartName(name);
         const auto [first, last] = byPartName_.equal_range(name);
         std::for_each(first, last, [](const auto& entry) {
@@ -123,15 +123,15 @@ void ZipItems::hideRelationshipsOf(std::u16string name) {
 /// Equal names are neighbours.
 void ZipItems::throwIfSamePart(const std::string& label) const {
     const ZipEntry* last = nullptr;
-    for (const auto& [name, place] : byPartName_) {
-        if (place->kind != ZipItemKind::Part) {
+    for (const auto& [name, entry] : byPartName_) {
+        if (entry->kind != ZipItemKind::Part) {
             continue;
         }
         if (last && caselessCompare(last->partName(), name) == 0) {
-            fail(Errc::bad_message, label + ": the items " + inQuotes(last->name) + " and " + inQuotes(place->name) +
+            fail(Errc::bad_message, label + ": the items " + inQuotes(last->name) + " and " + inQuotes(entry->name) +
                                         " are the same part");
         }
-        last = &*place;
+        last = &*entry;
     }
 }
 

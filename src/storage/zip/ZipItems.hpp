@@ -52,8 +52,8 @@ struct ZipEntry final : ItemOrigin {
     ZipItemOwner& owner;
     const std::string name;
     ZipItemKind kind = ZipItemKind::Other;
-    std::optional<std::uint64_t> index{}; ///< place in the file that was opened; none for a new item
-    std::vector<std::uint64_t> pieces{};  ///< places of all pieces in their order; empty for an item in one
+    std::optional<std::uint64_t> index{}; ///< in the directory of the file that was opened; none for a new item
+    std::vector<std::uint64_t> pieces{};  ///< indexes of all pieces in their order; empty for an item in one
     std::uint64_t size = 0;               ///< as stored
     std::uint64_t compressedSize = 0;
     ReadCount count{};
@@ -71,9 +71,9 @@ public:
     /// Makes an item behind all others, or before a given one.
     template <class... Arguments>
     ZipEntry& add(Entries::iterator before, Arguments&&... arguments) {
-        const auto place = entries_.emplace(before, std::forward<Arguments>(arguments)...);
-        index(place);
-        return *place;
+        const auto entry = entries_.emplace(before, std::forward<Arguments>(arguments)...);
+        index(entry);
+        return *entry;
     }
 
     /// Says how many items will come.
@@ -92,8 +92,8 @@ public:
     /// The part of this name; null for none.
     ZipEntry* findPart(std::u16string_view name);
 
-    /// The item that is this part or takes the place where it would be; null for none.
-    ZipEntry* findPlace(std::u16string_view partName);
+    /// The item whose name maps to this part name, be it a part or not; null for none.
+    ZipEntry* findByPartName(std::u16string_view partName);
 
     /// True when an item that is no part has this extension.
     bool hasOthers(const std::u16string& extension) const { return otherExtensions_.contains(extension); }
@@ -109,7 +109,7 @@ public:
     void findParts(const ContentTypes* types, const std::string& label);
 
 private:
-    void index(Entries::iterator place);
+    void index(Entries::iterator entry);
     void hideRelationshipsOf(std::u16string name);
     void throwIfSamePart(const std::string& label) const;
     void noteOtherExtensions();

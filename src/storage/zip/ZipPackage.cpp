@@ -16,25 +16,25 @@ using interfaces::OpenMode;
 
 class ZipPackage::Impl {
 public:
-    explicit Impl(ZipPlace where) : place(std::move(where)) {}
+    explicit Impl(ZipLocation where) : location(std::move(where)) {}
 
-    ZipPlace place;
+    ZipLocation location;
     std::optional<std::filesystem::path> output; ///< for the next open
     std::optional<OpenZipPackage> current;
 
     OpenZipPackage& opened() {
         if (!current) {
-            fail(Errc::bad_file_descriptor, place.label + ": the package is not open");
+            fail(Errc::bad_file_descriptor, location.label + ": the package is not open");
         }
         return *current;
     }
 };
 
 ZipPackage::ZipPackage(std::filesystem::path file, ZipOptions options)
-    : impl_(std::make_unique<Impl>(ZipPlace{file.string(), std::move(file), nullptr, std::move(options)})) {}
+    : impl_(std::make_unique<Impl>(ZipLocation{file.string(), std::move(file), nullptr, std::move(options)})) {}
 
 ZipPackage::ZipPackage(std::vector<unsigned char>& bytes, ZipOptions options)
-    : impl_(std::make_unique<Impl>(ZipPlace{"ZIP package in memory", {}, &bytes, std::move(options)})) {}
+    : impl_(std::make_unique<Impl>(ZipLocation{"ZIP package in memory", {}, &bytes, std::move(options)})) {}
 
 ZipPackage::~ZipPackage() = default;
 
@@ -86,9 +86,9 @@ std::vector<interfaces::IPhysicalPart*> ZipPackage::getParts() {
 
 void ZipPackage::open(const OpenMode& mode) {
     if (impl_->current) {
-        fail(Errc::bad_file_descriptor, impl_->place.label + ": the package is already open");
+        fail(Errc::bad_file_descriptor, impl_->location.label + ": the package is already open");
     }
-    impl_->current.emplace(impl_->place, mode, impl_->output);
+    impl_->current.emplace(impl_->location, mode, impl_->output);
 }
 
 void ZipPackage::close(bool discard) {

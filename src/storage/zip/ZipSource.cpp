@@ -86,7 +86,7 @@ zip_int64_t ZipSource::read(void* data, zip_uint64_t size) {
 }
 
 /// libzip reads in small pieces. Where one follows on another, more and more is read ahead.
-/// @return false when the bytes at the place are not there and are better read for themselves.
+/// @return false when the bytes at the offset are not there and are better read for themselves.
 bool ZipSource::refillAhead(zip_uint64_t size) {
     if (readPosition_ >= aheadStart_ && readPosition_ < aheadStart_ + ahead_.size()) {
         return true;

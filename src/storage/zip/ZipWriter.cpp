@@ -200,8 +200,7 @@ public:
 
 private:
     [[noreturn]] static void failToKeep(const DirectoryRecord& record) {
-        const ByteSpan name = record.name();
-        fail(Errc::bad_message, "the item " + inQuotes({reinterpret_cast<const char*>(name.data()), name.size()}) +
+        fail(Errc::bad_message, "the item " + inQuotes(viewOf(record.name())) +
                                     " is damaged, and cannot be taken over: it is not where the directory says");
     }
 
