@@ -3,16 +3,45 @@
 
 #include <opc/core/InputStream.hpp>
 #include <opc/core/OutputStream.hpp>
-#include <opc/model/ContentType.hpp>
+#include <opc/core/Strings.hpp>
+#include <opc/errors/Errors.hpp>
 #include <opc/model/Package.hpp>
 #include <opc/model/StandardPartInfo.hpp>
 
-#include <string>
-#include <vector>
+#include "support/ScriptedPackage.hpp"
+#include "support/Table.hpp"
+
+#include <boost/core/demangle.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
 
 namespace opc::model::test {
 
 using interfaces::OpenMode;
+using opc::test::readTable;
+using opc::test::ScriptedPackage;
+
+/// What an action throws, as "Class: message", with the text of its error code in brackets if it has one; "nothing"
+/// when it throws nothing.
+template <class Action>
+std::string thrownBy(Action action) {
+    try {
+        action();
+    } catch (const std::exception& e) {
+        const std::string name = boost::core::demangle(typeid(e).name());
+        const auto* ours = dynamic_cast<const opc::Exception*>(&e);
+        const std::string code = ours && ours->code() ? " [" + ours->code().message() + "]" : "";
+        return name.substr(name.rfind(':') + 1) + ": " + e.what() + code;
+    }
+    return "nothing";
+}
+
+inline void expectAllThrow(const std::string& expected, std::initializer_list<std::function<void()>> actions) {
+    for (const auto& action : actions)
+        EXPECT_EQ(thrownBy(action), expected) << "action " << &action - actions.begin();
+}
 
 inline std::string relationshipsXml(const std::string& entries) {
     return "<Relationships xmlns=\"http://schemas.openxmlformats.org/package/2006/relationships\">" + entries +
@@ -23,12 +52,11 @@ inline std::string contentTypesXml(const std::string& entries) {
     return "<Types xmlns=\"http://schemas.openxmlformats.org/package/2006/content-types\">" + entries + "</Types>";
 }
 
-/// A content types stream that gives every ".xml", ".rels" and ".bin" part its type.
+/// A content types stream that gives every ".xml" and ".rels" part its type.
 inline std::string usualContentTypes() {
     return contentTypesXml("<Default Extension=\"rels\" "
                            "ContentType=\"application/vnd.openxmlformats-package.relationships+xml\"/>"
-                           "<Default Extension=\"xml\" ContentType=\"application/xml\"/>"
-                           "<Default Extension=\"bin\" ContentType=\"application/octet-stream\"/>");
+                           "<Default Extension=\"xml\" ContentType=\"application/xml\"/>");
 }
 
 inline Part create(Package& package, const std::u16string& name,
@@ -53,17 +81,17 @@ inline std::string read(const Part& part) {
     return text;
 }
 
-inline std::vector<std::u16string> namesOf(const std::vector<Part>& parts) {
-    std::vector<std::u16string> names;
+inline std::string namesOf(const std::vector<Part>& parts) {
+    std::string names;
     for (const Part& part : parts)
-        names.push_back(part.getName().toString());
+        names += (names.empty() ? "" : " ") + toASCIIString(part.getName().toString());
     return names;
 }
 
-inline std::vector<std::u16string> idsOf(const std::vector<Relationship>& relationships) {
-    std::vector<std::u16string> ids;
+inline std::string idsOf(const std::vector<Relationship>& relationships) {
+    std::string ids;
     for (const Relationship& relationship : relationships)
-        ids.push_back(relationship.getID());
+        ids += (ids.empty() ? "" : " ") + toASCIIString(relationship.getID());
     return ids;
 }
 
