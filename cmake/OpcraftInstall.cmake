@@ -43,15 +43,13 @@ foreach(name opcraft-core opcraft opcraft-storage)
   install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${pc_folder} COMPONENT development)
 endforeach()
 
-# The manual pages and the completions are made from the help of the tool that was built.
+# The tool that was built writes its manual pages and completions.
 if(OPCRAFT_BUILD_TOOL)
   set(manual ${PROJECT_BINARY_DIR}/manual)
-  file(GLOB manual_sources CONFIGURE_DEPENDS
-    ${PROJECT_SOURCE_DIR}/docs/man/* ${PROJECT_SOURCE_DIR}/tools/opcraft/completion/*)
-  add_custom_command(OUTPUT ${manual}/help.tsv
-    COMMAND ${PROJECT_SOURCE_DIR}/docs/man/generate $<TARGET_FILE:opcraft> ${PROJECT_VERSION} ${manual}
-    DEPENDS opcraft ${manual_sources} COMMENT "Making manual pages and completions" VERBATIM)
-  add_custom_target(opcraft_manual ALL DEPENDS ${manual}/help.tsv)
+  add_custom_command(OUTPUT ${manual}/man1/opcraft.1
+    COMMAND ${CMAKE_COMMAND} -E rm -rf ${manual} COMMAND opcraft generate-documentation ${manual}
+    DEPENDS opcraft COMMENT "Making manual pages and completions" VERBATIM)
+  add_custom_target(opcraft_manual ALL DEPENDS ${manual}/man1/opcraft.1)
 
   install(TARGETS opcraft RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
   install(DIRECTORY ${manual}/man1 DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT tool)

@@ -1,16 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opcraft/Console.hpp"
 
-#include "opcraft/Failure.hpp"
 #include "opcraft/Text.hpp"
 
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <stop_token>
+#include <system_error>
 
 namespace opcraft {
 
 namespace {
+
+constexpr std::string_view clearLine = "\r\033[K";
 
 /// @return 0, or the error number.
 int writeAll(int descriptor, std::string_view bytes) noexcept {
@@ -24,9 +30,48 @@ int writeAll(int descriptor, std::string_view bytes) noexcept {
     return 0;
 }
 
+/// Writes to the terminal at most once: a terminal that accepts nothing does not stop the work.
+void show(const std::string& text) {
+    [[maybe_unused]] const ssize_t count = ::write(STDERR_FILENO, text.data(), text.size());
+}
+
+void tick(const std::stop_token& stop, const std::string& subject) {
+    std::mutex mutex;
+    std::condition_variable_any wake;
+    std::unique_lock lock(mutex);
+    int seconds = 0;
+    for (;;) {
+        wake.wait_for(lock, stop, std::chrono::seconds(1), [] { return false; });
+        if (stop.stop_requested())
+            break;
+        ++seconds;
+        show(std::string(clearLine) + "opcraft: " + subject + ": working, " + std::to_string(seconds) + " s");
+    }
+    if (seconds > 0)
+        show(std::string(clearLine));
+}
+
 } // namespace
 
-void writeToStandardOutput(std::string_view bytes) {
+Progress::Progress(const std::string& subject) {
+    if (::isatty(STDERR_FILENO) != 1)
+        return;
+    try {
+        ticker_ = std::jthread([subject = escaped(subject)](const std::stop_token& stop) { tick(stop, subject); });
+    } catch (const std::system_error&) { // NOLINT(bugprone-empty-catch): without threads there is no progress line
+    }
+}
+
+void Progress::stop() noexcept {
+    if (!ticker_.joinable())
+        return;
+    ticker_.request_stop();
+    ticker_.join();
+}
+
+void Console::write(std::string_view bytes) {
+    if (::isatty(STDOUT_FILENO) == 1)
+        progress_.stop();
     const int number = writeAll(STDOUT_FILENO, bytes);
     if (number == 0)
         return;
@@ -34,12 +79,6 @@ void writeToStandardOutput(std::string_view bytes) {
     if (number == EPIPE)
         throw BrokenPipe(ExitCode::NotProcessed, "standard output", "", reason);
     throw Failure(ExitCode::NotProcessed, "standard output", "", reason);
-}
-
-void Console::write(std::string_view bytes) {
-    if (::isatty(STDOUT_FILENO) == 1)
-        progress_.stop();
-    writeToStandardOutput(bytes);
 }
 
 void Console::note(const std::string& line) {

@@ -2,10 +2,10 @@
 #pragma once
 
 #include "opcraft/Failure.hpp"
-#include "opcraft/Progress.hpp"
 
 #include <string>
 #include <string_view>
+#include <thread>
 
 namespace opcraft {
 
@@ -15,7 +15,24 @@ public:
     using Failure::Failure;
 };
 
-/// Where a command speaks: results go to the standard output, everything else to the standard error stream.
+/// Shows a user at a terminal that the work goes on: after one second, a line on the standard error stream with the
+/// time passed. Shows nothing when that stream is not a terminal.
+class Progress {
+public:
+    explicit Progress(const std::string& subject);
+    ~Progress() { stop(); }
+
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    /// Removes the line for good. Stopping twice does nothing.
+    void stop() noexcept;
+
+private:
+    std::jthread ticker_;
+};
+
+/// The output of a command: results go to the standard output, everything else to the standard error stream.
 class Console {
 public:
     /// @param subject what the progress line names.
@@ -31,8 +48,5 @@ public:
 private:
     Progress progress_;
 };
-
-/// Writes a result without a console. Throws as `Console::write` does.
-void writeToStandardOutput(std::string_view bytes);
 
 } // namespace opcraft

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opcraft/Failure.hpp"
 
-#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -9,25 +8,21 @@ namespace opcraft {
 
 namespace {
 
-void cutStart(std::string& text, const std::string& start) {
-    if (text.starts_with(start))
-        text.erase(0, start.size());
+void removePrefix(std::string& text, const std::string& prefix) {
+    if (text.starts_with(prefix))
+        text.erase(0, prefix.size());
 }
 
-/// Takes a name off the end, with the colon and the space that lead to it.
-void cutEnd(std::string& text, const std::string& name) {
-    if (name.empty() || text.size() <= name.size() || text.substr(text.size() - name.size()) != name)
+/// Removes a name at the end, with the colon and the spaces in front of it.
+void removeSuffix(std::string& text, const std::string& name) {
+    if (!text.ends_with(name))
         return;
-    std::string rest = text.substr(0, text.size() - name.size());
-    while (!rest.empty() && rest.back() == ' ')
-        rest.pop_back();
-    if (rest.empty() || rest.back() != ':')
-        return;
-    rest.pop_back();
-    text = std::move(rest);
+    const std::size_t end = text.substr(0, text.size() - name.size()).find_last_not_of(' ');
+    if (end != std::string::npos && text[end] == ':')
+        text.erase(end);
 }
 
-/// A value as it is quoted: a message has one line, whatever stands in a package.
+/// A value in quotation marks, at most 200 bytes of it, so that a message remains readable.
 std::string quoted(const std::string& value) {
     constexpr std::size_t longest = 200;
     const bool isWhole = value.size() <= longest;
@@ -35,13 +30,13 @@ std::string quoted(const std::string& value) {
 }
 
 /// "/word/_rels/document.xml.rels, line 502, column 7"
-std::string placeText(const opc::ErrorPlace& place) {
+std::string locationText(const opc::ErrorPlace& place) {
     if (place.line == 0)
         return place.item;
     return place.item + ", line " + std::to_string(place.line) + ", column " + std::to_string(place.column);
 }
 
-/// What the place names: ", <Relationship> Id "rId9", Target "a b"".
+/// The element and attribute: ", <Relationship> Id "rId9", Target "a b"".
 std::string subjectText(const opc::ErrorPlace& place) {
     std::string text = place.element.empty() ? "" : ", <" + place.element + '>';
     if (!place.id.empty())
@@ -60,7 +55,7 @@ Failure::Failure(ExitCode exitCode, std::string file, std::string part, std::str
 
 std::string Failure::getLine(const std::string& defaultFile, const std::string& defaultPart) const {
     std::string line;
-    // The part is one of the command's own file only.
+    // The default part belongs to the default file.
     const std::string& part = !part_.empty() || !file_.empty() ? part_ : defaultPart;
     for (const std::string& piece : {file_.empty() ? defaultFile : file_, part})
         if (!piece.empty())
@@ -71,15 +66,15 @@ std::string Failure::getLine(const std::string& defaultFile, const std::string& 
 Failure toFailure(const opc::Exception& error, const std::string& file, const std::string& part, ExitCode exitCode) {
     const auto place = error.getPlace();
     if (place && !place->item.empty())
-        return Failure(exitCode, file, placeText(*place), place->reason + subjectText(*place));
+        return Failure(exitCode, file, locationText(*place), place->reason + subjectText(*place));
     std::string reason = error.what();
-    cutStart(reason, "ZIP package in memory: ");
-    cutStart(reason, file + ": ");
-    cutStart(reason, '"' + file + "\": ");
+    removePrefix(reason, "ZIP package in memory: ");
+    removePrefix(reason, file + ": ");
+    removePrefix(reason, '"' + file + "\": ");
     if (!part.empty()) {
-        cutStart(reason, part + ": ");
-        cutStart(reason, '"' + part + "\": ");
-        cutEnd(reason, part);
+        removePrefix(reason, part + ": ");
+        removePrefix(reason, '"' + part + "\": ");
+        removeSuffix(reason, part);
     }
     return Failure(exitCode, file, part, reason);
 }

@@ -11,13 +11,13 @@ namespace opcraft {
 /// What the exit code tells a script. The values are a contract.
 enum class ExitCode : int {
     Fine = 0,
-    Findings = 1,     ///< the tool did its work and has something to object to
+    Findings = 1,     ///< the command did its work and found something to report: an invalid signature, a part in use
     NotProcessed = 2, ///< the input could not be processed, or the result not be written
     WrongUsage = 64,  ///< the command line itself is wrong, whatever the file holds
 };
 
-/// Ends a command with one line for the user: the file, the part where there is one, and the reason. What is left
-/// empty is filled in where the command is run.
+/// Ends a command with one line for the user: the file, the part where there is one, and the reason. A file and part
+/// left empty are those of the command line.
 class Failure : public std::exception {
 public:
     Failure(ExitCode exitCode, std::string file, std::string part, std::string reason);
@@ -35,12 +35,12 @@ private:
     std::string reason_;
 };
 
-/// A library error as a failure: with the place that it tells of, or, where it tells of none, with the given part. The
-/// library names file and part in its message too: they are said once.
+/// A library error as a failure: with the place that the error has, or else with the given part. The library also names
+/// file and part in its message: these repetitions are removed.
 Failure toFailure(const opc::Exception& error, const std::string& file, const std::string& part,
                   ExitCode exitCode = ExitCode::NotProcessed);
 
-/// Wrong usage: an argument that no package could make right.
+/// Wrong usage: an argument that is invalid whatever the package holds.
 Failure wrongArgument(const std::string& argument, const std::string& reason);
 
 /// The system's text for an error number.

@@ -8,7 +8,7 @@
 
 namespace opcraft {
 
-/// Reads a file, or for "-" the standard input, from its start to its end.
+/// Reads a file, or the standard input for "-", sequentially.
 class FileInput {
 public:
     /// @throws Failure naming the file when it cannot be opened.
@@ -21,7 +21,7 @@ public:
     /// The size in bytes; 0 when it is not known.
     std::uint64_t getSize() const noexcept { return size_; }
 
-    /// @return the bytes delivered; 0 at the end.
+    /// @return the number of bytes read; 0 at the end.
     /// @throws Failure naming the file when it cannot be read.
     std::size_t read(unsigned char* buffer, std::size_t size);
 
@@ -33,7 +33,7 @@ private:
     std::uint64_t size_ = 0;
 };
 
-/// True for what can be read once only: the standard input ("-"), a pipe, a device.
+/// Whether the name is that of a file that can be read only once: the standard input ("-"), a pipe, a device.
 bool isStream(const std::string& name);
 
 /// @throws Failure for wrong usage when more than one of these files is the standard input.

@@ -21,12 +21,12 @@ using opc::model::URI;
 using opc::storage::ZipItem;
 using opc::storage::ZipItemKind;
 
-// What may stand unescaped besides letters, digits and "-._~" (RFC 3986 §2.2, §3.3).
+// The characters that are not encoded besides letters, digits and "-._~" (RFC 3986 §2.2, §3.3).
 const std::string inPartName = "/:@!$&'()*+,;=%";
 const std::string inTarget = "/:@!$&'()*+,;=%?#[]";
 
-/// A "%" that starts no escape stands for itself.
-std::u16string withLonePercentEncoded(const std::u16string& text) {
+/// Encodes every "%" that starts no escape.
+std::u16string encodePercentSigns(const std::u16string& text) {
     std::u16string result;
     for (std::size_t i = 0; i < text.size(); ++i) {
         result += text[i];
@@ -37,10 +37,10 @@ std::u16string withLonePercentEncoded(const std::u16string& text) {
 }
 
 std::u16string encoded(const std::string& argument, const std::string& allowed) {
-    return URI::encodeComponent(withLonePercentEncoded(toUtf16(argument)), allowed);
+    return URI::encodeComponent(encodePercentSigns(toUtf16(argument)), allowed);
 }
 
-/// What two spellings of one part name have in common: the bytes behind the escapes, in lower case.
+/// The text with its escapes decoded to bytes: the same for different spellings of a part name.
 std::string decoded(const std::u16string& text) {
     std::string bytes;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -66,7 +66,7 @@ std::u16string keyOf(const ZipItem& item) {
 
 using ItemTest = std::function<bool(const ZipItem&)>;
 
-/// The tests in the order in which they decide.
+/// The tests in their order of precedence.
 std::vector<ItemTest> testsFor(const std::string& argument) {
     const std::u16string name = encoded('/' + withoutSlash(argument), inPartName);
     const std::u16string key = opc::toLowerASCIIString(name);

@@ -8,31 +8,31 @@
 #include <string>
 #include <vector>
 
-/// What users write on the command line, as the names and texts of the library. Every function throws a `Failure`
-/// for wrong usage when its text is no UTF-8.
+/// Converts arguments of the command line to names and texts of the library. Every function throws a `Failure` for
+/// wrong usage when its argument is not UTF-8.
 namespace opcraft {
 
-/// What the help says of part names.
+/// The paragraph of the help on part names.
 extern const char* const PART_NAME_HELP;
 
 std::u16string toUtf16(const std::string& argument);
 
-/// A part name, or "/" for the package. A missing leading slash is added, and what a part name cannot hold is
-/// percent-encoded; escapes that are there stay.
+/// A part name, or "/" for the package. A missing leading slash is added, and characters that a part name cannot hold
+/// are percent-encoded; escapes are kept.
 /// @throws Failure for wrong usage when the name breaks a part-name rule.
 opc::model::PartName toPartName(const std::string& argument);
 
-/// The same, but not of the package.
-/// @throws Failure for wrong usage for "/", too.
+/// The same for a part only.
+/// @throws Failure for wrong usage also for "/".
 opc::model::PartName toPartNameOfPart(const std::string& argument);
 
-/// A relationship target as a URI reference: what no URI holds is percent-encoded, "#" and "?" mean what they mean in a
-/// URI.
-/// @throws Failure for wrong usage when it is no URI reference.
+/// A relationship target as a URI reference: characters that no URI holds are percent-encoded; "#" starts a fragment,
+/// "?" a query.
+/// @throws Failure for wrong usage when it is not a URI reference.
 opc::model::URI toTarget(const std::string& argument);
 
-/// The items that a name on the command line may mean. The first of these that finds any decides: the exact
-/// item name, with or without a leading slash; the same part name; the same name once all percent-escapes are read.
+/// The items that a name on the command line may mean: those that the first of these rules finds that finds any. The
+/// exact item name, with or without a leading slash; the same part name; the same name with all escapes decoded.
 std::vector<opc::storage::ZipItem> findItems(const std::vector<opc::storage::ZipItem>& items,
                                              const std::string& argument);
 

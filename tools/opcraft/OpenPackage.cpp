@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opcraft/OpenPackage.hpp"
 
-#include "opcraft/Failure.hpp"
 #include "opcraft/Names.hpp"
-#include "opcraft/Queue.hpp"
 #include "opcraft/Text.hpp"
 
 #include <opc/core/PartNames.hpp>
@@ -20,19 +18,9 @@ namespace opcraft {
 namespace {
 
 using opc::interfaces::OpenMode;
-using opc::storage::ZipItem;
-using opc::storage::ZipItemKind;
 
-std::set<std::u16string> partKeysOf(const opc::storage::ZipPackage& zip) {
-    std::set<std::u16string> keys;
-    for (const ZipItem& item : zip.getItems())
-        if (item.kind == ZipItemKind::Part)
-            keys.insert(opc::toLowerASCIIString(item.partName));
-    return keys;
-}
-
-/// What went wrong while opening, told by the class of the error that is in flight.
-/// @throws UnreadableSignatures, FileInUse when it is that.
+/// The error that is being handled, as a failure to open.
+/// @throws UnreadableSignatures, FileInUse instead, when the error is one of these.
 Failure openFailure(const ZipInput& input) {
     const std::string& file = input.getName();
     try {
@@ -60,6 +48,15 @@ Failure missingPart(const ZipInput& input, const opc::model::PartName& name) {
 
 } // namespace
 
+FileInUse::FileInUse(const std::string& file)
+    : Failure(ExitCode::NotProcessed, file, "",
+              "another process is changing the file; --wait SECONDS waits longer for it") {}
+
+void throwIfInUse(const opc::Exception& error, const std::string& file) {
+    if (error.code() == boost::system::errc::device_or_resource_busy)
+        throw FileInUse(file);
+}
+
 UnreadableSignatures::UnreadableSignatures(const opc::Exception& error, const std::string& file)
     : Failure(ExitCode::NotProcessed, file, "",
               "a signature cannot be read: " + toFailure(error, "", "").getLine("", "")),
@@ -79,7 +76,7 @@ ZipInput::ZipInput(const InputOptions& options, bool inMemory) : name_(options.f
     }
 }
 
-std::unique_ptr<opc::storage::ZipPackage> ZipInput::lookAgain(const std::string& file) {
+std::unique_ptr<opc::storage::ZipPackage> ZipInput::reopen(const std::string& file) {
     if (file.empty() && !bytes_.empty())
         return std::make_unique<opc::storage::ZipPackage>(bytes_, options_);
     return std::make_unique<opc::storage::ZipPackage>(std::filesystem::path(file.empty() ? name_ : file), options_);
@@ -117,7 +114,16 @@ opc::model::Part OpenPackage::getPart(const opc::model::PartName& name) const {
 }
 
 std::set<std::u16string> OpenPackage::getPartKeys() const {
-    return partKeysOf(input_.getZip());
+    std::set<std::u16string> keys;
+    for (const opc::storage::ZipItem& item : input_.getZip().getItems())
+        if (item.kind == opc::storage::ZipItemKind::Part)
+            keys.insert(opc::toLowerASCIIString(item.partName));
+    return keys;
+}
+
+Failure readFailure(const opc::Exception& error, const std::string& file, const opc::model::Part& part) {
+    const std::string name = toUtf8(part.getName().toString());
+    return {ExitCode::NotProcessed, file, name, toFailure(error, file, name.substr(1)).what()};
 }
 
 } // namespace opcraft

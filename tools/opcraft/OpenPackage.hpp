@@ -4,10 +4,13 @@
 #include "opcraft/FileInput.hpp"
 #include "opcraft/Tool.hpp"
 
+#include <opc/core/InputStream.hpp>
 #include <opc/core/interfaces/OpenMode.hpp>
 #include <opc/model/Package.hpp>
 #include <opc/storage/zip/ZipPackage.hpp>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <set>
@@ -20,7 +23,34 @@ class DigitalSignatureManager;
 
 namespace opcraft {
 
-/// A name on the command line and the ZIP package behind it; what is a stream is held in memory.
+/// Another process is changing the file.
+class FileInUse : public Failure {
+public:
+    explicit FileInUse(const std::string& file);
+};
+
+/// @throws FileInUse when an error of `ZipPackage::open` means that.
+void throwIfInUse(const opc::Exception& error, const std::string& file);
+
+/// Opens a file for a change in place as soon as no other process changes it. When that takes longer than a second, the
+/// user is told.
+/// @param open `open(std::chrono::milliseconds timeout)`, which throws FileInUse after the timeout.
+template <class Open>
+auto openWhenFree(const std::string& file, unsigned seconds, Console& console, Open open) {
+    using std::chrono::milliseconds;
+    const milliseconds all = std::chrono::seconds(seconds);
+    const milliseconds quiet = std::min<milliseconds>(all, std::chrono::seconds(1));
+    try {
+        return open(quiet);
+    } catch (const FileInUse&) {
+        if (all == quiet)
+            throw;
+    }
+    console.note(file + ": waiting for another process that is changing the file");
+    return open(all - quiet);
+}
+
+/// A name on the command line and the ZIP package of that name. A stream is held in memory.
 class ZipInput {
 public:
     /// @param inMemory true: read the file at once, so that a save changes the bytes and not the file.
@@ -34,9 +64,9 @@ public:
     /// Bytes of the whole file.
     std::uint64_t getSize() const;
 
-    /// Another look at what is stored now.
-    /// @param file where it is; empty: where it was read from.
-    std::unique_ptr<opc::storage::ZipPackage> lookAgain(const std::string& file);
+    /// A second package object for what is stored now.
+    /// @param file where it was saved; empty: where it was read from.
+    std::unique_ptr<opc::storage::ZipPackage> reopen(const std::string& file);
 
 private:
     opc::storage::ZipOptions options_;
@@ -50,23 +80,23 @@ class UnreadableSignatures : public Failure {
 public:
     UnreadableSignatures(const opc::Exception& error, const std::string& file);
 
-    /// The signature, and what is wrong in it; null when it is not known.
+    /// The signature part and the error in it; null when it is not known.
     const std::shared_ptr<const opc::ErrorPlace>& getPlace() const noexcept { return place_; }
 
 private:
     std::shared_ptr<const opc::ErrorPlace> place_;
 };
 
-/// An open package and the ZIP file it is in.
+/// An open package and the ZIP file that it is stored in.
 class OpenPackage {
 public:
-    /// @throws UnreadableSignatures when the options ask for signatures, and they cannot be read or name what is not
-    ///         there.
-    /// @throws Failure naming the part that is wrong, as far as it can be told.
+    /// @throws UnreadableSignatures when the options ask for signatures, and these cannot be read or name a part that
+    ///         does not exist.
+    /// @throws Failure naming the invalid part, where it is known.
     explicit OpenPackage(const InputOptions& options);
 
-    /// A package that is to be changed, and saved at another place than its own when one is named.
-    /// @param output the name of a file; empty: in place; "-": the standard output, for which all is held in memory.
+    /// Opens a package to change it.
+    /// @param output the file to save to; empty: in place; "-": the standard output, for which all is held in memory.
     OpenPackage(const InputOptions& options, const std::string& output);
 
     ~OpenPackage();
@@ -80,10 +110,10 @@ public:
     /// Only when the options asked for signatures.
     opc::model::DigitalSignatureManager& getSignatureManager() noexcept { return *signatures_; }
 
-    /// @throws Failure, with advice, when there is no such part.
+    /// @throws Failure, with advice, when the part does not exist.
     opc::model::Part getPart(const opc::model::PartName& name) const;
 
-    /// Calls an action with a relationship source: a part, or for "/" the package.
+    /// Calls an action with a relationship source: a part, or the package for "/".
     template <class Action>
     void withSource(const opc::model::PartName& name, Action action) {
         if (opc::model::PartName::isPackageRootUri(name.getURI()))
@@ -100,7 +130,7 @@ public:
             action(part);
     }
 
-    /// The names of all parts, relationships parts included, in lower case.
+    /// The names of all parts, including relationships parts, in lower case.
     std::set<std::u16string> getPartKeys() const;
 
 private:
@@ -110,5 +140,19 @@ private:
     opc::model::Package model_;
     std::unique_ptr<opc::model::DigitalSignatureManager> signatures_;
 };
+
+/// Calls an action with every block of a part's bytes: `action(const unsigned char*, std::size_t)`.
+template <class Action>
+void forEachBlock(const opc::model::Part& part, Action action) {
+    opc::InputStream& stream = *part.getInputStream();
+    stream.open();
+    std::vector<unsigned char> block(64UL * 1024);
+    while (const unsigned long count = stream.read(block.data(), block.size()))
+        action(block.data(), count);
+    stream.close();
+}
+
+/// An error of reading a part, without the name of the ZIP item in the message of the library.
+Failure readFailure(const opc::Exception& error, const std::string& file, const opc::model::Part& part);
 
 } // namespace opcraft

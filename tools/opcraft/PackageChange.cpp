@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opcraft/PackageChange.hpp"
 
-#include "opcraft/CoverageEntry.hpp"
-#include "opcraft/Queue.hpp"
-#include "opcraft/SignatureCheck.hpp"
 #include "opcraft/Text.hpp"
 
 #include <opc/core/Exception.hpp>
+#include <opc/signatures/DigitalSignatureManager.hpp>
 
 #include <algorithm>
 #include <sstream>
@@ -15,6 +13,10 @@ namespace opcraft {
 
 namespace {
 
+using opc::model::DigitalSignature;
+using opc::model::DigitalSignatureManager;
+using opc::model::SignatureReport;
+
 const ChangeOptions& checked(const ChangeOptions& options) {
     if (options.output.empty() && isStream(options.file))
         throw Failure(ExitCode::WrongUsage, options.file, "", "this cannot be changed in place; name a file with -o");
@@ -22,11 +24,91 @@ const ChangeOptions& checked(const ChangeOptions& options) {
 }
 
 OpenPackage open(const ChangeOptions& options, Console& console) {
-    return openInTurn(options.file, options.wait, console, [&](std::chrono::milliseconds timeout) {
+    return openWhenFree(options.file, options.wait, console, [&](std::chrono::milliseconds timeout) {
         InputOptions input = checked(options);
         input.lockTimeout = timeout;
         return OpenPackage(input, options.output);
     });
+}
+
+/// Opens a stored package with its signatures and calls an action with their manager.
+template <class Action>
+void withSignatures(opc::storage::ZipPackage& zip, const opc::Limits& limits, Action action) {
+    opc::model::Package package(zip, limits);
+    const DigitalSignatureManager manager(package);
+    package.open(opc::interfaces::OpenMode::ReadOnly);
+    action(manager);
+}
+
+/// The report of a signature as if nothing it names had changed.
+SignatureReport asIfItHeld(const DigitalSignature& signature) {
+    SignatureReport report(signature);
+    report.signatureValueHolds = true;
+    report.references.resize(1);
+    report.references[0].kind = opc::model::ReferenceKind::Relationships;
+    report.references[0].relationships = signature.getSignedRelationships();
+    for (const opc::model::PartName& name : signature.getSignedPartNames()) {
+        report.references.emplace_back().kind = opc::model::ReferenceKind::Part;
+        report.references.back().target = name.toString();
+    }
+    return report;
+}
+
+/// The names of the signatures of a stored package; none when they cannot be read.
+std::vector<std::string> readSignatureNames(opc::storage::ZipPackage& zip, const opc::Limits& limits) {
+    std::vector<std::string> names;
+    try {
+        withSignatures(zip, limits, [&](const DigitalSignatureManager& manager) {
+            for (const DigitalSignature& signature : manager.getSignatures())
+                names.push_back(toUtf8(signature.getName()));
+        });
+    } catch (const opc::Exception&) {
+        names.clear();
+    }
+    return names;
+}
+
+/// The names of the signatures of a stored package that name all of its content, whether they hold or not; none when
+/// they cannot be read.
+std::set<std::string> findCompleteSignatures(opc::storage::ZipPackage& zip, const opc::Limits& limits) {
+    std::set<std::string> names;
+    try {
+        withSignatures(zip, limits, [&](const DigitalSignatureManager& manager) {
+            for (const DigitalSignature& signature : manager.getSignatures())
+                if (manager.examineCoverage({asIfItHeld(signature)}, zip.getOtherItems()).at(0).isComplete())
+                    names.insert(toUtf8(signature.getName()));
+        });
+    } catch (const opc::Exception&) {
+        names.clear();
+    }
+    return names;
+}
+
+/// The signatures, of those named, that do not exist any longer or do not hold in a stored package, whoever signed; all
+/// when the signatures of the package cannot be read.
+std::vector<std::string> findBrokenSignatures(opc::storage::ZipPackage& zip, const opc::Limits& limits,
+                                              const std::vector<std::string>& names) {
+    opc::certificates::CertificateValidationOptions nothing;
+    nothing.setCheckChain(false);
+    nothing.setCheckPurpose(false);
+    nothing.setCheckValidityTime(false);
+    std::multiset<std::string> holding; // several may have one name, in different folders
+    try {
+        withSignatures(zip, limits, [&](const DigitalSignatureManager& manager) {
+            for (const SignatureReport& each : manager.examineAllSignatures(nothing, opc::certificates::TrustStore()))
+                if (each.isSignatureValid())
+                    holding.insert(toUtf8(each.signature.getName()));
+        });
+    } catch (const opc::Exception&) {
+        return names;
+    }
+    std::vector<std::string> broken;
+    for (const std::string& name : names)
+        if (const auto found = holding.find(name); found != holding.end())
+            holding.erase(found);
+        else
+            broken.push_back(name);
+    return broken;
 }
 
 } // namespace
@@ -50,12 +132,12 @@ void PackageChange::save(Console& console, bool isChanged) {
         warn(console, names);
 }
 
-/// The signatures of the file as it was, whose fate can be told; opened once more, since a package whose signatures
-/// cannot be read is to be changed all the same.
+/// The names of the signatures of the file before the change that can be verified. The file is opened once more for
+/// them, because a package is also changed when its signatures cannot be read.
 std::vector<std::string> PackageChange::readNames() {
     if (subject_ == ChangeSubject::Signatures || signatures_.own.empty())
         return {};
-    const auto stored = package_.getInput().lookAgain("");
+    const auto stored = package_.getInput().reopen("");
     complete_ = findCompleteSignatures(*stored, limits_);
     return readSignatureNames(*stored, limits_);
 }
@@ -68,10 +150,9 @@ bool PackageChange::hasUncheckedSignatures(const std::vector<std::string>& names
            !std::includes(left.loose.begin(), left.loose.end(), left.standard.begin(), left.standard.end());
 }
 
-/// What a change does to a signature shows in what was saved, and only there: it covers more than the part or
-/// relationship that the command names.
+/// Verifies the signatures of the saved file, because they cover more than the part or relationship that was changed.
 void PackageChange::warn(Console& console, const std::vector<std::string>& names) {
-    const auto stored = package_.getInput().lookAgain(goesToStandardOutput() ? "" : output_);
+    const auto stored = package_.getInput().reopen(goesToStandardOutput() ? "" : output_);
     const std::vector<std::string> broken = findBrokenSignatures(*stored, limits_, names);
     for (const std::string& name : findCompleteSignatures(*stored, limits_))
         complete_.erase(name);

@@ -2,39 +2,41 @@
 #pragma once
 
 #include "opcraft/OpenPackage.hpp"
-#include "opcraft/Signatures.hpp"
+#include "opcraft/SignatureParts.hpp"
 #include "opcraft/Tool.hpp"
 
+#include <set>
 #include <string>
 #include <vector>
 
 namespace opcraft {
 
-/// What a command is to change.
+/// What a command changes.
 enum class ChangeSubject {
     Content,
-    Signatures, ///< the command itself tells what becomes of those that the library knows
+    Signatures, ///< the command itself reports on those that the library knows
 };
 
-/// A package open for a change, which is saved in place or elsewhere. Without `save`, no file is touched. Those who
-/// change a file in place queue: it is the only one of them all that has the file open.
+/// A package open for a change, which is saved in place or to another file. Without `save`, no file is changed. While
+/// it exists, no other process that does the same has a file open that is changed in place.
 class PackageChange {
 public:
-    /// @throws Failure for wrong usage when a stream is to be changed in place; FileInUse when others change the file
-    ///         for longer than the options wait.
+    /// @throws Failure for wrong usage when a stream is to be changed in place; FileInUse when other processes change
+    /// the
+    ///         file for longer than the options wait.
     PackageChange(const ChangeOptions& options, Console& console, ChangeSubject subject = ChangeSubject::Content);
 
     OpenPackage& getPackage() noexcept { return package_; }
-    /// Those that were there before the change.
+    /// Those before the change.
     const Signatures& getSignatures() const noexcept { return signatures_; }
 
-    /// Saves and closes, and warns of signatures that do not hold any longer, or do not cover the content any longer:
-    /// it names those that it can check, and says that there are others.
-    /// @param isChanged false: nothing was changed. In place, nothing is written then; elsewhere, a copy is.
+    /// Saves and closes, and warns of signatures that do not hold or do not cover the content any longer: by name of
+    /// those that can be verified, and in general of others.
+    /// @param isChanged false: in place, nothing is written; to another file, a copy.
     /// @throws Failure naming the file that cannot be written.
     void save(Console& console, bool isChanged = true);
 
-    /// Tells a result in lines of text, on the standard error stream when the package goes to the standard output.
+    /// Writes a result in lines of text, to the standard error stream when the package goes to the standard output.
     void report(Console& console, const std::string& lines) const;
 
 private:
@@ -49,7 +51,7 @@ private:
     ChangeSubject subject_;
     OpenPackage package_;
     Signatures signatures_;
-    std::set<std::string> complete_{}; ///< those that named all of the content before the change
+    std::set<std::string> complete_{}; ///< those that covered the content before the change
 };
 
 } // namespace opcraft

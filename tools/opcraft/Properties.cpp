@@ -1,32 +1,139 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opcraft/Properties.hpp"
 
+#include "opcraft/Relationships.hpp"
+#include "opcraft/Text.hpp"
+
+#include <opc/core/ByteArrayInAdaptor.hpp>
+#include <opc/core/Strings.hpp>
+#include <opc/core/Time.hpp>
+#include <opc/errors/Errors.hpp>
+#include <opc/model/coreproperties/PackageHelper.hpp>
+#include <opc/xml/XercesGuard.hpp>
+#include <opc/xml/XercesHelper.hpp>
+
 #include <algorithm>
 
 namespace opcraft {
 
 namespace {
 
-using P = opc::model::CoreProperties;
+using opc::model::CoreProperties;
+using opc::model::PackageHelper;
+using opc::model::XercesHelper;
+using xercesc::DOMElement;
+using xercesc::DOMNode;
+
+std::u16string trimmedEnd(std::u16string text) {
+    text.erase(text.find_last_not_of(u" \t\r\n") + 1);
+    return text;
+}
+
+std::u16string trimmed(const std::u16string& text) {
+    return trimmedEnd(text.substr(std::min(text.find_first_not_of(u" \t\r\n"), text.size())));
+}
+
+std::vector<DOMElement*> childElements(const DOMElement* parent) {
+    std::vector<DOMElement*> children;
+    for (DOMElement* child = parent->getFirstElementChild(); child != nullptr; child = child->getNextElementSibling())
+        children.push_back(child);
+    return children;
+}
+
+/// The text of the element without that of child elements, comments and processing instructions.
+std::u16string ownText(const DOMElement* element) {
+    std::u16string text;
+    for (const DOMNode* child = element->getFirstChild(); child != nullptr; child = child->getNextSibling())
+        if (child->getNodeType() == DOMNode::TEXT_NODE || child->getNodeType() == DOMNode::CDATA_SECTION_NODE)
+            text += child->getNodeValue();
+    return text;
+}
+
+/// Whether the value that was read is all content of an element.
+struct IsWhole {
+    const DOMElement* element;
+    const CoreProperties& values;
+
+    bool operator()(const TextAccess& access) const { return (values.*access.get)() == ownText(element); }
+
+    bool operator()(const TimeAccess& access) const {
+        const auto time = opc::convertStringToTime(trimmed(ownText(element)));
+        return !time.is_special() && (values.*access.get)() == time;
+    }
+
+    bool operator()(const KeywordsAccess& access) const {
+        std::vector<std::u16string> stored{trimmedEnd(ownText(element))};
+        for (const DOMElement* child : childElements(element))
+            stored.push_back(trimmedEnd(ownText(child)));
+        std::vector<std::u16string> read;
+        for (const auto& [text, language] : (values.*access.get)().value_or(KeywordsAccess::Type()))
+            read.push_back(text);
+        return stored == read;
+    }
+};
+
+/// The XML of a part, with the parser that owns it.
+class Document {
+public:
+    /// @throws InvalidXMLDocument when the bytes are not XML.
+    explicit Document(const std::vector<unsigned char>& bytes) : parser_(XercesHelper::createParser()) {
+        opc::ByteArrayInAdaptor stream(bytes);
+        document_ = XercesHelper::readDocumentFromStream(*parser_, stream, false, u"", u"");
+    }
+
+    DOMElement* getRoot() const { return document_->getDocumentElement(); }
+
+private:
+    opc::model::XercesGuard guard_;
+    opc::model::ParserHandle parser_;
+    const xercesc::DOMDocument* document_;
+};
+
+/// What would be lost if a part were rewritten with the values that were read from it.
+std::vector<UnreadText> findUnread(const std::vector<unsigned char>& part, const CoreProperties& values) {
+    const Document document(part);
+    std::vector<UnreadText> unread;
+    for (const DOMElement* element : childElements(document.getRoot())) {
+        const Property* property = findProperty(toUtf8(element->getLocalName()));
+        if (property != nullptr && !std::visit(IsWhole{element, values}, property->access))
+            unread.push_back({property, element->getTextContent()});
+    }
+    return unread;
+}
+
+/// Stops soon after the largest size that is read as XML.
+std::vector<unsigned char> readBytes(const opc::model::Part& part) {
+    std::vector<unsigned char> bytes;
+    forEachBlock(part, [&](const unsigned char* data, std::size_t size) {
+        if (bytes.size() <= opc::model::XercesHelper::MAX_XML_SIZE)
+            bytes.insert(bytes.end(), data, data + size);
+    });
+    return bytes;
+}
+
+Failure leadsNowhere(const OpenPackage& package, const CorePropertiesEntry& entry) {
+    return {ExitCode::NotProcessed, package.getName(), entry.target,
+            "the core properties relationship \"" + entry.id + "\" leads here, and this is no part"};
+}
 
 } // namespace
 
 const std::array<Property, 15> allProperties = {{
-    {"category", TextAccess{&P::getCategory, &P::setCategory}},
-    {"contentStatus", TextAccess{&P::getContentStatus, &P::setContentStatus}},
-    {"created", TimeAccess{&P::getCreated, &P::setCreated}},
-    {"creator", TextAccess{&P::getCreator, &P::setCreator}},
-    {"description", TextAccess{&P::getDescription, &P::setDescription}},
-    {"identifier", TextAccess{&P::getIdentifier, &P::setIdentifier}},
-    {"keywords", KeywordsAccess{&P::getKeywords, &P::setKeywords}},
-    {"language", TextAccess{&P::getLanguage, &P::setLanguage}},
-    {"lastModifiedBy", TextAccess{&P::getLastModifiedBy, &P::setLastModifiedBy}},
-    {"lastPrinted", TimeAccess{&P::getLastPrinted, &P::setLastPrinted}},
-    {"modified", TimeAccess{&P::getModified, &P::setModified}},
-    {"revision", TextAccess{&P::getRevision, &P::setRevision}},
-    {"subject", TextAccess{&P::getSubject, &P::setSubject}},
-    {"title", TextAccess{&P::getTitle, &P::setTitle}},
-    {"version", TextAccess{&P::getVersion, &P::setVersion}},
+    {"category", TextAccess{&CoreProperties::getCategory, &CoreProperties::setCategory}},
+    {"contentStatus", TextAccess{&CoreProperties::getContentStatus, &CoreProperties::setContentStatus}},
+    {"created", TimeAccess{&CoreProperties::getCreated, &CoreProperties::setCreated}},
+    {"creator", TextAccess{&CoreProperties::getCreator, &CoreProperties::setCreator}},
+    {"description", TextAccess{&CoreProperties::getDescription, &CoreProperties::setDescription}},
+    {"identifier", TextAccess{&CoreProperties::getIdentifier, &CoreProperties::setIdentifier}},
+    {"keywords", KeywordsAccess{&CoreProperties::getKeywords, &CoreProperties::setKeywords}},
+    {"language", TextAccess{&CoreProperties::getLanguage, &CoreProperties::setLanguage}},
+    {"lastModifiedBy", TextAccess{&CoreProperties::getLastModifiedBy, &CoreProperties::setLastModifiedBy}},
+    {"lastPrinted", TimeAccess{&CoreProperties::getLastPrinted, &CoreProperties::setLastPrinted}},
+    {"modified", TimeAccess{&CoreProperties::getModified, &CoreProperties::setModified}},
+    {"revision", TextAccess{&CoreProperties::getRevision, &CoreProperties::setRevision}},
+    {"subject", TextAccess{&CoreProperties::getSubject, &CoreProperties::setSubject}},
+    {"title", TextAccess{&CoreProperties::getTitle, &CoreProperties::setTitle}},
+    {"version", TextAccess{&CoreProperties::getVersion, &CoreProperties::setVersion}},
 }};
 
 const Property* findProperty(const std::string& name) {
@@ -35,19 +142,36 @@ const Property* findProperty(const std::string& name) {
     return found == allProperties.end() ? nullptr : &*found;
 }
 
-void copyProperty(const Property& property, const P& from, P& to) {
-    std::visit(
-        [&](const auto& access) {
-            if (const auto value = (from.*access.get)())
-                (to.*access.set)(*value);
-        },
-        property.access);
+std::vector<CorePropertiesEntry> findCoreProperties(OpenPackage& package) {
+    std::vector<CorePropertiesEntry> entries;
+    for (const std::u16string& type : PackageHelper::getCorePropertiesRelationshipTypes())
+        for (const opc::model::Relationship& relationship : package.getModel().getRelationshipsByType(type)) {
+            const auto part = findTarget(package, relationship);
+            entries.push_back({toUtf8(relationship.getID()),
+                               toUtf8(part ? part->getName().toString() : relationship.getTarget()), toUtf8(type), part,
+                               type == PackageHelper::getCorePropertiesRelationshipType()});
+        }
+    return entries;
 }
 
-bool isSame(const P& a, const P& b) {
-    return std::all_of(allProperties.begin(), allProperties.end(), [&](const Property& property) {
-        return std::visit([&](const auto& access) { return (a.*access.get)() == (b.*access.get)(); }, property.access);
-    });
+StoredProperties readProperties(OpenPackage& package) {
+    StoredProperties stored;
+    stored.entries = findCoreProperties(package);
+    if (stored.entries.empty())
+        return stored;
+    const CorePropertiesEntry& first = stored.entries.front();
+    if (!first.part)
+        throw leadsNowhere(package, first);
+    stored.part = first.target;
+    try {
+        stored.values = PackageHelper::getCoreProperties(package.getModel(), opc::toString(first.type));
+        stored.unread = findUnread(readBytes(*first.part), stored.values);
+    } catch (const opc::model::InvalidPartContent& e) {
+        throw toFailure(e, package.getName(), stored.part);
+    } catch (const opc::Exception& e) {
+        throw readFailure(e, package.getName(), *first.part);
+    }
+    return stored;
 }
 
 } // namespace opcraft

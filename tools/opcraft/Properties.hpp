@@ -1,15 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "opcraft/OpenPackage.hpp"
+
 #include <opc/model/coreproperties/CoreProperties.hpp>
 
 #include <array>
+#include <optional>
 #include <string>
 #include <variant>
+#include <vector>
 
 namespace opcraft {
 
-/// How the value class gives and takes one property.
+/// The getter and the setter of one property.
 template <class Value>
 struct PropertyAccess {
     using Type = Value;
@@ -31,12 +35,37 @@ struct Property {
 /// In the order of their names.
 extern const std::array<Property, 15> allProperties;
 
-/// Null when there is no property of that name.
+/// Null when no property has that name.
 const Property* findProperty(const std::string& name);
 
-/// Sets a property to what it is elsewhere; nothing when it is absent there.
-void copyProperty(const Property& property, const opc::model::CoreProperties& from, opc::model::CoreProperties& to);
+/// A relationship of the package to core properties, of the type of the standard or of one that other programs write.
+struct CorePropertiesEntry {
+    std::string id;
+    std::string target; ///< the name of the part; without a part, the target as stored
+    std::string type;
+    std::optional<opc::model::Part> part; ///< none when the relationship leads to no part that exists
+    bool isStandard = false;
+};
 
-bool isSame(const opc::model::CoreProperties& a, const opc::model::CoreProperties& b);
+/// In the order of their precedence: the first leads to the properties that are shown and changed.
+std::vector<CorePropertiesEntry> findCoreProperties(OpenPackage& package);
+
+/// Text that a core properties part has for a property and its value does not: a date that the time type cannot
+/// represent, or text beside a comment, a CDATA section or a keyword.
+struct UnreadText {
+    const Property* property;
+    std::u16string text; ///< all text of the element
+};
+
+/// The core properties of a package, as they are stored.
+struct StoredProperties {
+    std::string part; ///< the name of the part; empty when the package has none
+    std::vector<CorePropertiesEntry> entries;
+    opc::model::CoreProperties values;
+    std::vector<UnreadText> unread; ///< lost when the part is rewritten with the values
+};
+
+/// @throws Failure naming the part and, where the part is invalid, the element.
+StoredProperties readProperties(OpenPackage& package);
 
 } // namespace opcraft

@@ -13,6 +13,7 @@ namespace opcraft {
 
 namespace {
 
+using opc::model::PartName;
 using opc::model::Relationship;
 using opc::model::TargetMode;
 using opc::model::URI;
@@ -35,11 +36,11 @@ RelationshipEntry entryOf(const Relationship& relationship, const std::set<std::
     if (const auto resolved = resolvedTarget(relationship))
         entry.resolved = toUtf8(resolved->toString());
     const auto part = targetPartOf(relationship);
-    entry.exists = part && partKeys.count(opc::toLowerASCIIString(*part)) != 0;
+    entry.exists = part && partKeys.contains(opc::toLowerASCIIString(*part));
     return entry;
 }
 
-/// What stands before the number at the end, and the number, which compares by its length first.
+/// The text before the number at the end, and the number, compared by its length first.
 auto countingKey(const std::string& id) {
     const std::size_t digits = id.find_last_not_of("0123456789") + 1;
     return std::make_tuple(id.substr(0, digits), id.size() - digits, id.substr(digits));
@@ -53,12 +54,47 @@ std::string resolvedText(const RelationshipEntry& entry) {
 
 } // namespace
 
+void addSourceArgument(CLI::App& command, CommandOptions& options) {
+    command.add_option("SOURCE", options.part, "The part that the relationship starts from; / is the package")
+        ->required();
+}
+
+std::string relationshipText(const std::string& source, const std::string& id) {
+    return "relationship " + id + " of " + (source == "/" ? "the package" : source);
+}
+
 std::optional<std::u16string> targetPartOf(const Relationship& relationship) {
     const std::optional<URI> target = resolvedTarget(relationship);
     if (relationship.getTargetMode() == TargetMode::External || !target || target->hasScheme() ||
         target->hasAuthority())
         return std::nullopt;
     return target->getPath();
+}
+
+std::optional<opc::model::Part> findTarget(OpenPackage& package, const Relationship& relationship) {
+    const auto target = targetPartOf(relationship);
+    // A target may not be a valid part name.
+    if (!target || !package.getPartKeys().contains(opc::toLowerASCIIString(*target)))
+        return std::nullopt;
+    const PartName name(*target);
+    if (!package.getModel().hasPart(name)) // a relationships part
+        return std::nullopt;
+    return package.getModel().getPart(name);
+}
+
+bool removeWithTargets(OpenPackage& package, const std::u16string& type) {
+    opc::model::Package& model = package.getModel();
+    const auto relationships = model.getRelationshipsByType(type);
+    std::set<PartName> targets;
+    for (const Relationship& relationship : relationships) {
+        if (const auto part = findTarget(package, relationship))
+            targets.insert(part->getName());
+        model.deleteRelationship(relationship.getID());
+    }
+    for (const PartName& name : targets)
+        if (entriesLeadingTo(name, package).empty())
+            model.deletePart(name);
+    return !relationships.empty();
 }
 
 std::vector<RelationshipEntry> entriesOf(const opc::model::RelationshipSource& source,
@@ -72,7 +108,7 @@ std::vector<RelationshipEntry> entriesOf(const opc::model::RelationshipSource& s
     return entries;
 }
 
-std::vector<RelationshipEntry> entriesLeadingTo(const opc::model::PartName& name, OpenPackage& package) {
+std::vector<RelationshipEntry> entriesLeadingTo(const PartName& name, OpenPackage& package) {
     const std::set<std::u16string> partKeys = package.getPartKeys();
     std::vector<RelationshipEntry> entries;
     package.forEachSource([&](const opc::model::RelationshipSource& source) {
@@ -102,15 +138,15 @@ std::string toTable(const std::vector<RelationshipEntry>& entries, bool withSour
     return table.toString();
 }
 
-nlohmann::ordered_json toJson(const RelationshipEntry& entry) {
-    nlohmann::ordered_json json;
+Json toJson(const RelationshipEntry& entry) {
+    Json json;
     json["source"] = entry.source;
     json["id"] = entry.id;
     json["type"] = entry.type;
     json["target"] = entry.target;
     json["mode"] = entry.isExternal ? "external" : "internal";
-    json["resolved"] = entry.resolved ? nlohmann::ordered_json(*entry.resolved) : nlohmann::ordered_json();
-    json["exists"] = entry.isExternal ? nlohmann::ordered_json() : nlohmann::ordered_json(entry.exists);
+    json["resolved"] = entry.resolved ? Json(*entry.resolved) : Json();
+    json["exists"] = entry.isExternal ? Json() : Json(entry.exists);
     return json;
 }
 

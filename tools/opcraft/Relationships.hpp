@@ -3,8 +3,6 @@
 
 #include "opcraft/OpenPackage.hpp"
 
-#include <nlohmann/json.hpp>
-
 #include <opc/model/relationships/Relationship.hpp>
 
 #include <optional>
@@ -21,24 +19,37 @@ struct RelationshipEntry {
     std::string type;
     std::string target;
     bool isExternal = false;
-    std::optional<std::string> resolved; ///< the target as a whole URI, where it can be made one
+    std::optional<std::string> resolved; ///< the target resolved against its source, where it can be
     bool exists = false;                 ///< an internal target is a part of the package
 };
 
-/// The part that an internal relationship leads to, without query and fragment; none when the target cannot be
-/// one. Whether there is such a part is another matter.
+/// The argument SOURCE, which `CommandOptions::part` holds.
+void addSourceArgument(CLI::App& command, CommandOptions& options);
+
+/// "relationship rId2 of /word/document.xml".
+std::string relationshipText(const std::string& source, const std::string& id);
+
+/// The path that an internal relationship leads to, without query and fragment; none when it leads out of the package
+/// or has no valid target. It need not be the name of a part.
 std::optional<std::u16string> targetPartOf(const opc::model::Relationship& relationship);
+
+/// The part that a relationship of the package or a part leads to; none when it leads to no part that exists.
+std::optional<opc::model::Part> findTarget(OpenPackage& package, const opc::model::Relationship& relationship);
+
+/// Removes the relationships of the package of a type, and each part that they lead to and no other relationship does.
+/// @return whether there were any.
+bool removeWithTargets(OpenPackage& package, const std::u16string& type);
 
 /// The relationships of one source, in the order in which people count IDs: "rId2" comes before "rId10".
 std::vector<RelationshipEntry> entriesOf(const opc::model::RelationshipSource& source,
                                          const std::set<std::u16string>& partKeys);
 
-/// Every relationship of the package and its parts that leads to a part, but for those of the part itself.
+/// Every relationship of the package and its parts that leads to a part, except those of the part itself.
 std::vector<RelationshipEntry> entriesLeadingTo(const opc::model::PartName& name, OpenPackage& package);
 
-/// @param withSource true: a first column names the source.
+/// @param withSource true: the first column is the source.
 std::string toTable(const std::vector<RelationshipEntry>& entries, bool withSource);
 
-nlohmann::ordered_json toJson(const RelationshipEntry& entry);
+Json toJson(const RelationshipEntry& entry);
 
 } // namespace opcraft

@@ -16,12 +16,9 @@ namespace opcraft {
 
 namespace {
 
+using opc::certificates::X509Certificate;
 using opc::model::DigestMethod;
 using opc::model::SignatureMethod;
-
-std::string timeText(const boost::posix_time::ptime& time, opc::TimeForm form) {
-    return time.is_special() ? std::string() : toUtf8(opc::convertTimeToString(time, form));
-}
 
 std::string digestName(DigestMethod method) {
     constexpr std::array names = {"MD5", "SHA-1", "SHA-224", "SHA-256", "SHA-384", "SHA-512"};
@@ -39,7 +36,7 @@ unsigned keySizeOf(SignatureMethod method) {
     return method == SignatureMethod::RSA1024 ? 1024 : (method == SignatureMethod::RSA2048 ? 2048 : 4096);
 }
 
-/// As sha256sum writes it, of the key as a SubjectPublicKeyInfo in DER.
+/// The SHA-256 digest of the SubjectPublicKeyInfo in DER, in hexadecimal.
 std::string fingerprintOf(const opc::crypto::RSAPublicKey& key) {
     opc::crypto::DigestEngine engine =
         opc::crypto::CryptoEngine::createDigestEngine(opc::crypto::DigestAlgorithm::SHA256);
@@ -56,24 +53,15 @@ std::string fingerprintOf(const opc::crypto::RSAPublicKey& key) {
 std::string fingerprintOf(const opc::model::DigitalSignatureData& data) {
     try {
         return fingerprintOf(data.publicKey ? *data.publicKey : data.certificate.getPublicKey());
-    } catch (const opc::Exception&) { // there is no key that could be one of these signatures
+    } catch (const opc::Exception&) { // not an RSA key
         return {};
     }
 }
 
-nlohmann::ordered_json textOrNull(const std::string& text) {
-    return text.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(text);
-}
-
 } // namespace
 
-CertificateEntry entryOf(const opc::certificates::X509Certificate& certificate) {
-    return {certificate.getSubject(),
-            certificate.getIssuer(),
-            certificate.getSerialNumber(),
-            timeText(certificate.getNotBefore(), opc::TimeForm::Seconds),
-            timeText(certificate.getNotAfter(), opc::TimeForm::Seconds),
-            certificate.getKeySize()};
+std::string timeText(const boost::posix_time::ptime& time, opc::TimeForm form) {
+    return time.is_special() ? std::string() : toUtf8(opc::convertTimeToString(time, form));
 }
 
 SignatureEntry entryOf(const opc::model::DigitalSignature& signature) {
@@ -86,7 +74,7 @@ SignatureEntry entryOf(const opc::model::DigitalSignature& signature) {
     entry.digest = digestName(data.signatureParams.getDigestMethod());
     entry.keySize = keySizeOf(data.signatureParams.getSignatureMethod());
     if (!data.publicKey && !data.certificate.isEmpty())
-        entry.certificate = entryOf(data.certificate);
+        entry.certificate = data.certificate;
     entry.fingerprint = fingerprintOf(data);
     entry.parts = data.signedPartNames.size();
     entry.relationships = data.signedRelationships.size();
@@ -122,35 +110,30 @@ std::string weakDigestName(const std::u16string& identifier) {
 }
 
 std::string detailLine(const std::string& label, const std::string& text) {
-    constexpr std::size_t width = 15;
-    return "  " + label + std::string(width - label.size(), ' ') + escaped(text) + '\n';
+    return titledLine("  " + label, 17, text);
 }
 
-nlohmann::ordered_json toJson(const std::optional<CertificateEntry>& entry) {
-    if (!entry)
+Json toJson(const X509Certificate& certificate) {
+    if (certificate.isEmpty())
         return {};
-    nlohmann::ordered_json json;
-    json["subject"] = entry->subject;
-    json["issuer"] = entry->issuer;
-    json["serialNumber"] = entry->serialNumber;
-    json["notBefore"] = textOrNull(entry->notBefore);
-    json["notAfter"] = textOrNull(entry->notAfter);
-    json["keySize"] = entry->keySize;
-    return json;
+    return {{"subject", certificate.getSubject()},
+            {"issuer", certificate.getIssuer()},
+            {"serialNumber", certificate.getSerialNumber()},
+            {"notBefore", textOrNull(timeText(certificate.getNotBefore()))},
+            {"notAfter", textOrNull(timeText(certificate.getNotAfter()))},
+            {"keySize", certificate.getKeySize()}};
 }
 
-nlohmann::ordered_json toJson(const SignatureEntry& entry) {
-    nlohmann::ordered_json json;
-    json["name"] = entry.name;
-    json["part"] = entry.part;
-    json["countersignature"] = entry.isCountersignature;
-    json["time"] = textOrNull(entry.time);
-    json["digest"] = entry.digest;
-    json["keySize"] = entry.keySize;
-    json["weak"] = weakAlgorithmsOf(entry);
-    json["keyFingerprint"] = textOrNull(entry.fingerprint);
-    json["certificate"] = toJson(entry.certificate);
-    return json;
+Json toJson(const SignatureEntry& entry) {
+    return {{"name", entry.name},
+            {"part", entry.part},
+            {"countersignature", entry.isCountersignature},
+            {"time", textOrNull(entry.time)},
+            {"digest", entry.digest},
+            {"keySize", entry.keySize},
+            {"weak", weakAlgorithmsOf(entry)},
+            {"keyFingerprint", textOrNull(entry.fingerprint)},
+            {"certificate", toJson(entry.certificate)}};
 }
 
 } // namespace opcraft

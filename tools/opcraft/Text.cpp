@@ -16,6 +16,7 @@ bool isControl(char32_t c) {
     return c < 0x20 || (c >= 0x7F && c < 0xA0);
 }
 
+/// Characters that reorder bidirectional text or break lines.
 bool isLayout(char32_t c) {
     return c == 0x061C || (c >= 0x200E && c <= 0x200F) || (c >= 0x2028 && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
 }
@@ -43,13 +44,12 @@ std::string escaped(std::string_view utf8) {
             character = static_cast<unsigned char>(utf8.front());
             length = 1;
         }
-        if (isMalformed || isControl(character)) {
+        if (isMalformed || isControl(character))
             text += formatted("\\x%02X", character);
-        } else if (isLayout(character)) {
+        else if (isLayout(character))
             text += formatted("\\u%04X", character);
-        } else {
+        else
             text += utf8.substr(0, length);
-        }
         utf8.remove_prefix(length);
     }
     return text;
@@ -77,6 +77,21 @@ std::string countText(std::uint64_t count, const std::string& noun) {
     return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
 }
 
+std::string listText(const std::vector<std::string>& texts, std::size_t longest) {
+    const std::size_t count = std::min(texts.size(), longest);
+    std::string text;
+    for (std::size_t i = 0; i < count; ++i)
+        text += (i == 0 ? "" : ", ") + texts[i];
+    if (count < texts.size())
+        text += " and " + std::to_string(texts.size() - count) + " more";
+    return text;
+}
+
+std::string titledLine(const std::string& title, std::size_t width, const std::string& text) {
+    const std::string padding(text.empty() || title.size() >= width ? 0 : width - title.size(), ' ');
+    return title + padding + escaped(text) + '\n';
+}
+
 Table::Table(std::vector<Column> columns) : columns_(std::move(columns)) {}
 
 void Table::addRow(std::vector<std::string> cells) {
@@ -100,8 +115,8 @@ std::string Table::toString() const {
     for (const auto& line : lines) {
         for (std::size_t i = 0; i < line.size(); ++i) {
             const std::string padding(widths[i] - widthOf(line[i]), ' ');
-            const bool isRight = columns_[i].align == Align::Right;
-            text += (i == 0 ? "" : "  ") + (isRight ? padding + line[i] : line[i] + padding);
+            const bool alignsRight = columns_[i].align == Align::Right;
+            text += (i == 0 ? "" : "  ") + (alignsRight ? padding + line[i] : line[i] + padding);
         }
         text.erase(text.find_last_not_of(' ') + 1);
         text += '\n';

@@ -1,17 +1,93 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opcraft/Tool.hpp"
 
-#include "opcraft/Limit.hpp"
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <string_view>
 
 namespace opcraft {
 
 namespace {
 
-/// Raised when the JSON reports change in a way that a reader of the old ones would notice.
+/// Incremented when JSON reports change incompatibly.
 constexpr int jsonVersion = 1;
 
+struct LimitName {
+    std::string_view name;
+    std::uint64_t opc::Limits::*limit;
+};
+
+constexpr std::array<LimitName, 8> limitNames = {{
+    {"items", &opc::Limits::items},
+    {"item-size", &opc::Limits::itemSize},
+    {"total-size", &opc::Limits::totalSize},
+    {"ratio", &opc::Limits::ratio},
+    {"name-length", &opc::Limits::nameLength},
+    {"xml-size", &opc::Limits::xmlSize},
+    {"xml-depth", &opc::Limits::xmlDepth},
+    {"xml-nodes", &opc::Limits::xmlNodes},
+}};
+
+std::string listLimitNames() {
+    std::string text;
+    for (const LimitName& each : limitNames)
+        text += (text.empty() ? "" : ", ") + std::string(each.name);
+    return text;
+}
+
+/// The power of two that a letter after a number stands for.
+unsigned shiftFor(std::string_view unit) {
+    constexpr std::string_view units = "KMGT";
+    const std::size_t index = unit.size() == 1 ? units.find(unit.front()) : std::string_view::npos;
+    return index == std::string_view::npos ? 0 : 10 * (static_cast<unsigned>(index) + 1);
+}
+
+std::optional<std::uint64_t> parseLimit(std::string_view text) {
+    std::uint64_t value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    const std::string_view unit = text.substr(static_cast<std::size_t>(end - text.data()));
+    const unsigned shift = shiftFor(unit);
+    if (error != std::errc() || (!unit.empty() && shift == 0) ||
+        value > std::numeric_limits<std::uint64_t>::max() >> shift)
+        return std::nullopt;
+    return value << shift;
+}
+
+/// @param text "NAME=VALUE"; the value is a number, which K, M, G or T after it multiplies by a power of 1024.
+/// @throws CLI::ValidationError for another text.
+void setLimit(opc::Limits& limits, const std::string& text) {
+    const std::size_t sign = text.find('=');
+    const std::string_view name = std::string_view(text).substr(0, sign);
+    const auto found =
+        std::find_if(limitNames.begin(), limitNames.end(), [&](const LimitName& known) { return known.name == name; });
+    if (sign == std::string::npos || found == limitNames.end())
+        throw CLI::ValidationError("--limit", '"' + text + "\" is no NAME=VALUE with a NAME of " + listLimitNames());
+    const auto value = parseLimit(std::string_view(text).substr(sign + 1));
+    if (!value)
+        throw CLI::ValidationError("--limit",
+                                   '"' + text + "\" has a VALUE that is no number, or one that is too large");
+    limits.*found->limit = *value;
+}
+
+/// Bound to a vector itself, an option would read "[a,b]" as two texts and "{}" as none.
+CLI::Option* addRepeated(CLI::App& command, const std::string& name,
+                         const std::function<void(const CLI::results_t&)>& take, const std::string& description) {
+    const auto callback = [take](const CLI::results_t& results) {
+        take(results);
+        return true;
+    };
+    return command.add_option(name, callback, description)
+        ->type_size(1)
+        ->expected(1, CLI::detail::expected_max_vector_size)
+        ->allow_extra_args(false);
+}
+
 CLI::Option* addJsonFlag(CLI::App& command, bool& json) {
-    return command.add_flag("--json", json, "Report as JSON, for programs (docs/json.md)")->disable_flag_override();
+    return addFlag(command, "--json", json, "Report as JSON, for programs (docs/json.md)");
 }
 
 void addSavingOptions(CLI::App& command, ChangeOptions& options) {
@@ -25,11 +101,11 @@ void addSavingOptions(CLI::App& command, ChangeOptions& options) {
 
 } // namespace
 
-CLI::App* addCommand(Tool& tool, const std::string& name, const std::string& description, const std::string& help) {
+CLI::App& addSubcommand(Tool& tool, const std::string& name, const std::string& description, const std::string& help) {
     CLI::App* command = tool.app.add_subcommand(name, description);
     command->group("Commands");
     command->footer(help);
-    return command;
+    return *command;
 }
 
 void addInputOptions(CLI::App& command, InputOptions& options, const std::string& description) {
@@ -37,20 +113,15 @@ void addInputOptions(CLI::App& command, InputOptions& options, const std::string
     const auto take = [&options](const CLI::results_t& results) {
         for (const std::string& text : results)
             setLimit(options.limits, text);
-        return true;
     };
-    command
-        .add_option("--limit", take,
-                    "Bound what a package may cost; NAME is " + limitNames() +
-                        "; VALUE may end in K, M, G or T. The ratio of an item counts beyond 64 MiB of it")
-        ->type_name("NAME=VALUE")
-        ->type_size(1)
-        ->expected(1, CLI::detail::expected_max_vector_size)
-        ->allow_extra_args(false);
+    addRepeated(command, "--limit", take,
+                "Bound what a package may cost; NAME is " + listLimitNames() +
+                    "; VALUE may end in K, M, G or T. The ratio of an item counts beyond 64 MiB of it")
+        ->type_name("NAME=VALUE");
 }
 
 CLI::Option* addReadOptions(CLI::App& command, ReadOptions& options) {
-    addInputOptions(command, options, "The package; - is the standard input");
+    addInputOptions(command, options);
     return addJsonFlag(command, options.json);
 }
 
@@ -74,17 +145,14 @@ void addWaitOption(CLI::App& command, unsigned& seconds) {
         ->capture_default_str();
 }
 
+CLI::Option* addFlag(CLI::App& command, const std::string& name, bool& flag, const std::string& description) {
+    return command.add_flag(name, flag, description)->disable_flag_override();
+}
+
 CLI::Option* addTexts(CLI::App& command, const std::string& name, std::vector<std::string>& texts,
                       const std::string& description) {
-    // Bound to a vector itself, the option would read "[a,b]" as two texts and "{}" as none.
-    const auto take = [&texts](const CLI::results_t& results) {
-        texts = results;
-        return true;
-    };
-    return command.add_option(name, take, description)
-        ->type_size(1)
-        ->expected(1, CLI::detail::expected_max_vector_size)
-        ->allow_extra_args(false);
+    const auto take = [&texts](const CLI::results_t& results) { texts = results; };
+    return addRepeated(command, name, take, description);
 }
 
 CLI::Validator notEmpty() {
@@ -92,16 +160,16 @@ CLI::Validator notEmpty() {
                           "");
 }
 
-std::string toJsonText(const nlohmann::ordered_json& report) {
-    return report.dump(2, ' ', true, nlohmann::ordered_json::error_handler_t::replace) + '\n';
+std::string toJsonText(const Json& report) {
+    return report.dump(2, ' ', true, Json::error_handler_t::replace) + '\n';
 }
 
-nlohmann::ordered_json makeJsonReport(const std::string& command, const std::string& file) {
-    nlohmann::ordered_json report;
-    report["version"] = jsonVersion;
-    report["command"] = command;
-    report["file"] = file;
-    return report;
+Json makeJsonReport(const std::string& command, const std::string& file) {
+    return {{"version", jsonVersion}, {"command", command}, {"file", file}};
+}
+
+Json textOrNull(const std::string& text) {
+    return text.empty() ? Json() : Json(text);
 }
 
 } // namespace opcraft

@@ -11,31 +11,37 @@
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace opcraft {
 
-/// What is to be done once the command line is read.
+/// What is to be done once the command line is parsed.
 struct Action {
     std::string file; ///< named in error messages
     std::string part; ///< the same; may be empty
     std::function<ExitCode(Console&)> run;
 };
 
-/// The command line of the tool. Each command adds itself, and leaves its action when it is chosen.
+/// The command line of the tool. The chosen command sets the action.
 struct Tool {
     CLI::App app{"Looks into packages of the Open Packaging Conventions (.docx, .xlsx, .nupkg, …) and changes them."};
     Action action;
 };
 
+/// The options of every command.
+struct CommandOptions {
+    std::string file{};
+    std::string part{}; ///< the part or item that error messages name; they name none when it is empty or "/"
+};
+
 /// The options of a command that opens a package.
-struct InputOptions {
-    std::string file;
+struct InputOptions : CommandOptions {
     opc::Limits limits{};
-    bool consistent = false; ///< whether a ZIP file that could be read in two ways is refused; set by the command
-    bool signatures = false; ///< whether signatures are read, so that they are checked or changed; set by the command
+    bool consistent = false; ///< whether a ZIP file that readers may read differently is refused; set by the command
+    bool signatures = false; ///< whether signatures are read, to be verified or changed; set by the command
     std::optional<std::chrono::milliseconds> lockTimeout{}; ///< as of `opc::storage::ZipOptions`; set by the command
 };
 
@@ -44,57 +50,89 @@ struct ReadOptions : InputOptions {
     bool json = false;
 };
 
-/// The options of a command that changes.
+/// The options of a command that changes a package.
 struct ChangeOptions : InputOptions {
     std::string output{}; ///< empty: in place
     unsigned wait = 60;   ///< seconds, for other processes that change the file
 };
 
-/// The options of a command that reads, and changes when it is told what.
+/// The options of a command that reads, or changes a package when options say so.
 struct ReadOrChangeOptions : ChangeOptions {
     bool json = false;
 };
 
-CLI::App* addCommand(Tool& tool, const std::string& name, const std::string& description, const std::string& help);
-void addInputOptions(CLI::App& command, InputOptions& options, const std::string& description);
-/// @return the one for JSON.
+/// A command of the tool.
+template <class Options>
+struct Command {
+    const char* name;
+    const char* description;
+    std::string help; ///< what `--help` shows below the options
+    void (*addOptions)(CLI::App& command, Options& options);
+    ExitCode (*run)(const Options& options, Console& console);
+};
+
+CLI::App& addSubcommand(Tool& tool, const std::string& name, const std::string& description, const std::string& help);
+
+/// Registers a command.
+/// @tparam Options a `CommandOptions` with what the command adds.
+template <class Options>
+void addCommand(Tool& tool, const Command<Options>& command) {
+    const auto options = std::make_shared<Options>();
+    CLI::App& app = addSubcommand(tool, command.name, command.description, command.help);
+    command.addOptions(app, *options);
+    app.callback([&tool, options, run = command.run] {
+        tool.action = {options->file, options->part == "/" ? "" : options->part,
+                       [options, run](Console& console) { return run(*options, console); }};
+    });
+}
+
+void addInputOptions(CLI::App& command, InputOptions& options,
+                     const std::string& description = "The package; - is the standard input");
+/// @return the option for JSON.
 CLI::Option* addReadOptions(CLI::App& command, ReadOptions& options);
 void addChangeOptions(CLI::App& command, ChangeOptions& options);
-/// @return the one for JSON, which only reading takes.
+/// @return the option for JSON, which excludes those that change.
 CLI::Option* addReadOrChangeOptions(CLI::App& command, ReadOrChangeOptions& options);
 
-/// @param seconds with the default.
+/// @param seconds holds the default.
 void addWaitOption(CLI::App& command, unsigned& seconds);
 
-/// An option that may be given any number of times, each time with one text, which is taken as it is.
+CLI::Option* addFlag(CLI::App& command, const std::string& name, bool& flag, const std::string& description);
+
+/// An option that may be given any number of times, each time with one text, which is taken literally.
 CLI::Option* addTexts(CLI::App& command, const std::string& name, std::vector<std::string>& texts,
                       const std::string& description);
 
-/// For an option or argument whose absence means something else than an empty text would, which is an error of a
-/// script.
+/// For an option or argument whose absence means something else than an empty text, which is a mistake in a script.
 CLI::Validator notEmpty();
 
-/// The text of a JSON report. It is ASCII: nothing in it can steer a terminal.
-std::string toJsonText(const nlohmann::ordered_json& report);
+/// For an option that takes one of the keys of a map. Completion offers the keys, which are the name of the validator.
+template <class Map, class... Filters>
+CLI::Validator oneOf(const Map& map, Filters... filters) {
+    std::string words;
+    for (const auto& [word, value] : map)
+        words += (words.empty() ? "" : " ") + word;
+    return CLI::IsMember(map, filters...).description("").name(words);
+}
 
-/// A report that is still to be filled, with what all reports have in common.
-nlohmann::ordered_json makeJsonReport(const std::string& command, const std::string& file);
+using Json = nlohmann::ordered_json;
 
-void addInfoCommand(Tool& tool);
-void addListCommand(Tool& tool);
-void addRelsCommand(Tool& tool);
-void addCatCommand(Tool& tool);
-void addNewCommand(Tool& tool);
-void addAddCommand(Tool& tool);
-void addRmCommand(Tool& tool);
-void addRelateCommand(Tool& tool);
-void addUnrelateCommand(Tool& tool);
-void addPropsCommand(Tool& tool);
-void addThumbnailCommand(Tool& tool);
-void addSignCommand(Tool& tool);
-void addVerifyCommand(Tool& tool);
-void addSignaturesCommand(Tool& tool);
-void addCountersignCommand(Tool& tool);
-void addUnsignCommand(Tool& tool);
+/// The text of a JSON report. It is ASCII, so that no control character in a package reaches the terminal.
+std::string toJsonText(const Json& report);
+
+/// A report with what all reports have in common.
+Json makeJsonReport(const std::string& command, const std::string& file);
+
+/// Null for an empty text.
+Json textOrNull(const std::string& text);
+
+/// An array of what a function makes of every element.
+template <class Range, class Function>
+Json toJsonArray(const Range& range, Function toElement) {
+    Json json = Json::array();
+    for (const auto& each : range)
+        json.push_back(toElement(each));
+    return json;
+}
 
 } // namespace opcraft

@@ -1,161 +1,117 @@
 // SPDX-License-Identifier: Apache-2.0
-// What `verify` prints for programs.
+// The JSON report of `verify`.
 #include "opcraft/Text.hpp"
-#include "opcraft/Tool.hpp"
 #include "opcraft/VerifyReport.hpp"
+
+#include <algorithm>
 
 namespace opcraft {
 
 namespace {
 
-using nlohmann::ordered_json;
-using opc::model::ReferenceKind;
 using opc::model::ReferenceReport;
-using opc::model::ReferenceVerdict;
 using opc::model::RelationshipSelector;
 using opc::model::RelationshipSelectorType;
 
-ordered_json textOrNull(const std::string& text) {
-    return text.empty() ? ordered_json() : ordered_json(text);
+/// The name of an enumerator.
+/// @param names in the order of the enumeration.
+template <class Enum, std::size_t COUNT>
+const char* nameOf(Enum value, const char* const (&names)[COUNT]) {
+    return names[std::min(static_cast<std::size_t>(value), COUNT - 1)];
 }
 
-ordered_json textOrNull(const std::u16string& text) {
+constexpr const char* verdictNames[] = {"unreadable", "invalid", "unchecked", "unsigned", "incomplete", "valid"};
+constexpr const char* coverageNames[] = {"content", "all", "any"};
+constexpr const char* voucherNames[] = {"nobody", "untrustedCertificate", "trustedCertificate", "givenKey"};
+constexpr const char* kindNames[] = {"object", "part", "relationships"};
+constexpr const char* referenceNames[] = {
+    "holds", "digestDiffers", "contentTypeDiffers", "missing", "notSupported", "notReadable", "misnamed"};
+
+Json utf16OrNull(const std::u16string& text) {
     return textOrNull(toUtf8(text));
 }
 
-const char* nameOf(Verdict verdict) {
-    switch (verdict) {
-    case Verdict::Unreadable:
-        return "unreadable";
-    case Verdict::Invalid:
-        return "invalid";
-    case Verdict::Unchecked:
-        return "unchecked";
-    case Verdict::Unsigned:
-        return "unsigned";
-    case Verdict::Incomplete:
-        return "incomplete";
-    case Verdict::Valid:
-        break;
-    }
-    return "valid";
-}
-
-const char* nameOf(RequiredCoverage required) {
-    return required == RequiredCoverage::Content ? "content" : (required == RequiredCoverage::All ? "all" : "any");
-}
-
-const char* nameOf(Voucher voucher) {
-    switch (voucher) {
-    case Voucher::Nobody:
-        return "nobody";
-    case Voucher::Untrusted:
-        return "untrustedCertificate";
-    case Voucher::Trusted:
-        return "trustedCertificate";
-    case Voucher::GivenKey:
-        break;
-    }
-    return "givenKey";
-}
-
-const char* nameOf(ReferenceKind kind) {
-    return kind == ReferenceKind::Object ? "object" : (kind == ReferenceKind::Part ? "part" : "relationships");
-}
-
-const char* nameOf(ReferenceVerdict verdict) {
-    switch (verdict) {
-    case ReferenceVerdict::Holds:
-        return "holds";
-    case ReferenceVerdict::DigestDiffers:
-        return "digestDiffers";
-    case ReferenceVerdict::ContentTypeDiffers:
-        return "contentTypeDiffers";
-    case ReferenceVerdict::Missing:
-        return "missing";
-    case ReferenceVerdict::NotSupported:
-        return "notSupported";
-    case ReferenceVerdict::Misnamed:
-        return "misnamed";
-    case ReferenceVerdict::NotReadable:
-        break;
-    }
-    return "notReadable";
-}
-
-ordered_json toJson(const RelationshipSelector& selector) {
+Json selectorJson(const RelationshipSelector& selector) {
     const bool isById = selector.getSelectorType() == RelationshipSelectorType::ById;
     return {{isById ? "id" : "type", toUtf8(selector.getSelectionCriteria())}};
 }
 
-ordered_json toJson(const ReferenceReport& reference) {
-    ordered_json json;
-    json["kind"] = nameOf(reference.kind);
-    json["target"] = toUtf8(reference.target);
-    json["verdict"] = nameOf(reference.verdict);
-    json["problem"] = textOrNull(reference.problem);
-    json["signedContentType"] = textOrNull(reference.claimedContentType);
-    json["contentType"] = textOrNull(reference.foundContentType);
-    json["digestMethod"] = toUtf8(reference.digestMethod);
-    json["signedDigest"] = toUtf8(reference.claimedDigest);
-    json["digest"] = textOrNull(reference.foundDigest);
-    json["transforms"] = ordered_json::array();
-    for (const std::u16string& transform : reference.transforms)
-        json["transforms"].push_back(toUtf8(transform));
-    json["selectors"] = ordered_json::array();
-    for (const RelationshipSelector& selector : reference.selectors)
-        json["selectors"].push_back(toJson(selector));
-    json["relationships"] = ordered_json::array();
-    for (const opc::model::Relationship& relationship : reference.relationships)
-        json["relationships"].push_back(toUtf8(relationship.getID()));
-    return json;
+Json toJson(const ReferenceReport& reference) {
+    return {{"kind", nameOf(reference.kind, kindNames)},
+            {"target", toUtf8(reference.target)},
+            {"verdict", nameOf(reference.verdict, referenceNames)},
+            {"problem", textOrNull(reference.problem)},
+            {"signedContentType", utf16OrNull(reference.claimedContentType)},
+            {"contentType", utf16OrNull(reference.foundContentType)},
+            {"digestMethod", toUtf8(reference.digestMethod)},
+            {"signedDigest", toUtf8(reference.claimedDigest)},
+            {"digest", utf16OrNull(reference.foundDigest)},
+            {"transforms", toJsonArray(reference.transforms, toUtf8)},
+            {"selectors", toJsonArray(reference.selectors, selectorJson)},
+            {"relationships", toJsonArray(reference.relationships,
+                                          [](const opc::model::Relationship& each) { return toUtf8(each.getID()); })}};
 }
 
-ordered_json toJson(const std::shared_ptr<const opc::ErrorPlace>& place) {
+Json toJson(const std::shared_ptr<const opc::ErrorPlace>& place) {
     if (!place || place->item.empty())
         return {};
-    ordered_json json;
-    json["part"] = place->item;
-    json["line"] = place->line == 0 ? ordered_json() : ordered_json(place->line);
-    json["column"] = place->line == 0 ? ordered_json() : ordered_json(place->column);
-    json["element"] = textOrNull(place->element);
-    json["attribute"] = textOrNull(place->attribute);
-    json["value"] = textOrNull(place->value);
-    return json;
+    return {{"part", place->item},
+            {"line", place->line == 0 ? Json() : Json(place->line)},
+            {"column", place->line == 0 ? Json() : Json(place->column)},
+            {"element", textOrNull(place->element)},
+            {"attribute", textOrNull(place->attribute)},
+            {"value", textOrNull(place->value)}};
 }
 
-ordered_json toJson(const SignatureVerdict& verdict) {
-    ordered_json json = toJson(verdict.entry);
+Json toJson(const std::set<RelationshipName>& names) {
+    return toJsonArray(names, [](const RelationshipName& name) {
+        return Json{{"source", name.first}, {"id", name.second}};
+    });
+}
+
+Json toJson(const CoverageEntry& coverage) {
+    return {{"complete", coverage.isComplete},
+            {"parts", coverage.parts},
+            {"relationships", coverage.relationships},
+            {"uncoveredParts", coverage.uncoveredParts},
+            {"uncoveredRelationships", toJson(coverage.uncoveredRelationships)},
+            {"otherItems", coverage.otherItems},
+            {"exceptedParts", coverage.exceptedParts},
+            {"exceptedRelationships", toJson(coverage.exceptedRelationships)},
+            {"exceptedItems", coverage.exceptedItems},
+            {"externalTargets", coverage.externalTargets}};
+}
+
+Json toJson(const SignatureVerdict& verdict) {
+    const opc::model::SignatureReport& report = verdict.report;
+    const bool hasCertificate = !verdict.entry.certificate.isEmpty();
+    Json json = toJson(verdict.entry);
     json["weak"] = verdict.weak;
-    json["holds"] = verdict.holds;
-    json["valueHolds"] = verdict.valueHolds;
+    json["holds"] = report.isSignatureValid();
+    json["valueHolds"] = report.signatureValueHolds;
     json["problem"] = textOrNull(verdict.problem);
-    json["vouchedForBy"] = nameOf(verdict.voucher);
+    json["vouchedForBy"] = nameOf(verdict.voucher, voucherNames);
     json["doubt"] = textOrNull(verdict.doubt);
-    json["certificateStatus"] = verdict.certificateStatus ? ordered_json(*verdict.certificateStatus) : ordered_json();
-    json["certificateCovered"] = verdict.entry.certificate ? ordered_json(verdict.certificateCovered) : ordered_json();
-    json["trustAnchor"] = toJson(verdict.trustAnchor);
+    json["certificateStatus"] = verdict.certificateStatus ? Json(*verdict.certificateStatus) : Json();
+    json["certificateCovered"] = hasCertificate ? Json(report.certificateCovered) : Json();
+    json["trustAnchor"] = opcraft::toJson(verdict.trustAnchor);
     json["coverage"] = toJson(verdict.coverage);
-    json["uncoveredObjects"] = verdict.uncoveredObjects;
+    json["uncoveredObjects"] = toJsonArray(report.uncoveredObjects, toUtf8);
     json["signatures"] = verdict.signatures;
-    json["references"] = ordered_json::array();
-    for (const ReferenceReport& reference : verdict.references)
-        json["references"].push_back(toJson(reference));
+    json["references"] = toJsonArray(report.references, [](const ReferenceReport& each) { return toJson(each); });
     return json;
 }
 
 } // namespace
 
-ordered_json toJson(const VerifyReport& report) {
-    ordered_json json = makeJsonReport("verify", report.file);
-    json["verdict"] = nameOf(report.verdict);
+Json toJson(const VerifyReport& report) {
+    Json json = makeJsonReport("verify", report.file);
+    json["verdict"] = nameOf(report.verdict, verdictNames);
     json["problem"] = textOrNull(report.problem);
-    json["requiredCoverage"] = nameOf(report.required);
+    json["requiredCoverage"] = nameOf(report.required, coverageNames);
     json["unreadable"] = toJson(report.place);
-    json["signatures"] = ordered_json::array();
-    for (const SignatureVerdict& verdict : report.signatures)
-        json["signatures"].push_back(toJson(verdict));
-    json["coverage"] = report.signatures.empty() ? ordered_json() : toJson(report.coverage);
+    json["signatures"] = toJsonArray(report.signatures, [](const SignatureVerdict& each) { return toJson(each); });
+    json["coverage"] = report.signatures.empty() ? Json() : toJson(report.coverage);
     json["standard"] = report.standard;
     json["pkcs7"] = report.pkcs7;
     json["loose"] = report.loose;

@@ -14,9 +14,11 @@ namespace opcraft {
 namespace {
 
 using opc::model::KeySource;
+using opc::model::PartName;
 using opc::model::ReferenceKind;
 using opc::model::ReferenceReport;
 using opc::model::ReferenceVerdict;
+using opc::model::Relationship;
 using opc::model::SignatureReport;
 
 std::string subjectOf(const ReferenceReport& reference) {
@@ -37,7 +39,8 @@ bool isTrusted(const SignatureReport& report, const VerifyPolicy& policy) {
 }
 
 /// Only a key that verified the signature value can be vouched for.
-void judgeSigner(const SignatureReport& report, const VerifyPolicy& policy, SignatureVerdict& verdict) {
+void judgeSigner(const VerifyPolicy& policy, SignatureVerdict& verdict) {
+    const SignatureReport& report = verdict.report;
     if (!report.signatureValueHolds)
         return;
     if (report.keySource == KeySource::Caller) {
@@ -46,8 +49,7 @@ void judgeSigner(const SignatureReport& report, const VerifyPolicy& policy, Sign
         const bool trusted = isTrusted(report, policy);
         verdict.certificateStatus = report.certificateResults.getCertificateChainStatus();
         if (const auto& anchor = report.certificateResults.getTrustAnchor(); trusted && anchor)
-            verdict.trustAnchor = entryOf(*anchor);
-        verdict.certificateCovered = report.certificateCovered;
+            verdict.trustAnchor = *anchor;
         verdict.voucher = trusted ? Voucher::Trusted : Voucher::Untrusted;
         if (!trusted)
             verdict.doubt = report.certificateResults.getMessage();
@@ -56,10 +58,10 @@ void judgeSigner(const SignatureReport& report, const VerifyPolicy& policy, Sign
     }
 }
 
-/// The digest of the signature value is one, those of what it covers may be others.
-std::vector<std::string> findWeakAlgorithms(const SignatureReport& report, const SignatureEntry& entry) {
-    std::vector<std::string> names = weakAlgorithmsOf(entry);
-    for (const ReferenceReport& reference : report.references) {
+/// The digest of the signature value and those of the references may be different algorithms.
+std::vector<std::string> findWeakAlgorithms(const SignatureVerdict& verdict) {
+    std::vector<std::string> names = weakAlgorithmsOf(verdict.entry);
+    for (const ReferenceReport& reference : verdict.report.references) {
         const std::string name = weakDigestName(reference.digestMethod);
         if (!name.empty() && std::find(names.begin(), names.end(), name) == names.end())
             names.push_back(name);
@@ -67,25 +69,70 @@ std::vector<std::string> findWeakAlgorithms(const SignatureReport& report, const
     return names;
 }
 
-void judgeReferences(const SignatureReport& report, SignatureVerdict& verdict) {
-    verdict.references = report.references;
-    verdict.weak = findWeakAlgorithms(report, verdict.entry);
-    for (const std::u16string& id : report.uncoveredObjects)
-        verdict.uncoveredObjects.push_back(toUtf8(id));
-    verdict.problems =
-        static_cast<std::size_t>(std::count_if(report.references.begin(), report.references.end(),
-                                               [](const ReferenceReport& reference) { return !reference.holds(); }));
+std::string findProblem(const SignatureReport& report) {
+    if (!report.problem.empty())
+        return report.problem;
     if (!report.signatureValueHolds)
-        verdict.problem = "the signature itself was changed, or another key made it";
-    else if (const ReferenceReport* first = report.findFirstProblem())
-        verdict.problem = describeProblem(*first);
+        return "the signature itself was changed, or another key made it";
+    const ReferenceReport* first = report.findFirstProblem();
+    return first == nullptr ? std::string() : describeProblem(*first);
 }
 
 bool isBrokenObject(const ReferenceReport& reference) {
     return reference.kind == ReferenceKind::Object && !reference.holds();
 }
 
+std::set<std::string> namesOf(const std::vector<PartName>& parts) {
+    std::set<std::string> names;
+    for (const PartName& part : parts)
+        names.insert(toUtf8(part.toString()));
+    return names;
+}
+
+std::set<RelationshipName> namesOf(const std::vector<Relationship>& relationships) {
+    std::set<RelationshipName> names;
+    for (const Relationship& each : relationships)
+        names.emplace(toUtf8(each.getSourceURI().toString()), toUtf8(each.getID()));
+    return names;
+}
+
+/// Removes from what is covered what another signature does not cover or need not cover.
+template <class Name>
+void restrict(std::size_t& covered, std::set<Name>& uncovered, std::set<Name>& excepted,
+              const std::set<Name>& otherUncovered, const std::set<Name>& otherExcepted) {
+    const std::size_t total = covered + uncovered.size() + excepted.size();
+    uncovered.insert(otherUncovered.begin(), otherUncovered.end());
+    excepted.insert(otherExcepted.begin(), otherExcepted.end());
+    for (const Name& name : uncovered)
+        excepted.erase(name);
+    covered = total - uncovered.size() - excepted.size();
+}
+
+/// Leaves of a coverage what another one covers, too: coverages are never added up.
+void restrict(CoverageEntry& coverage, const CoverageEntry& other) {
+    restrict(coverage.parts, coverage.uncoveredParts, coverage.exceptedParts, other.uncoveredParts,
+             other.exceptedParts);
+    restrict(coverage.relationships, coverage.uncoveredRelationships, coverage.exceptedRelationships,
+             other.uncoveredRelationships, other.exceptedRelationships);
+    coverage.isComplete = coverage.isComplete && other.isComplete;
+}
+
 } // namespace
+
+CoverageEntry entryOf(const opc::model::CoverageReport& coverage) {
+    CoverageEntry entry;
+    entry.isComplete = coverage.isComplete();
+    entry.parts = coverage.coveredParts.size();
+    entry.relationships = coverage.coveredRelationships.size();
+    entry.uncoveredParts = namesOf(coverage.uncoveredParts);
+    entry.uncoveredRelationships = namesOf(coverage.uncoveredRelationships);
+    entry.otherItems = coverage.otherItems;
+    entry.exceptedParts = namesOf(coverage.exceptedParts);
+    entry.exceptedRelationships = namesOf(coverage.exceptedRelationships);
+    entry.exceptedItems = coverage.exceptedItems;
+    entry.externalTargets = coverage.externalTargets;
+    return entry;
+}
 
 std::string describeProblem(const ReferenceReport& reference) {
     const std::string subject = subjectOf(reference);
@@ -108,16 +155,11 @@ std::string describeProblem(const ReferenceReport& reference) {
     return subject + " cannot be checked: " + reference.problem;
 }
 
-SignatureVerdict judge(const CheckedSignature& checked, const VerifyPolicy& policy) {
-    SignatureVerdict verdict{entryOf(checked.signature)};
-    verdict.weak = weakAlgorithmsOf(verdict.entry);
-    verdict.problem = checked.problem;
-    verdict.holds = checked.holds();
-    if (!checked.report)
-        return verdict;
-    verdict.valueHolds = checked.report->signatureValueHolds;
-    judgeReferences(*checked.report, verdict);
-    judgeSigner(*checked.report, policy, verdict);
+SignatureVerdict judge(const SignatureReport& report, const VerifyPolicy& policy) {
+    SignatureVerdict verdict{entryOf(report.signature), report};
+    verdict.problem = findProblem(report);
+    verdict.weak = findWeakAlgorithms(verdict);
+    judgeSigner(policy, verdict);
     return verdict;
 }
 
@@ -126,9 +168,9 @@ void relateSignatures(std::vector<SignatureVerdict>& verdicts) {
     for (const SignatureVerdict& verdict : verdicts)
         names[opc::toLowerASCIIString(opc::toString(verdict.entry.part))] = verdict.entry.name;
     for (SignatureVerdict& verdict : verdicts) {
-        const auto& references = verdict.references;
-        // When the list itself does not hold, nothing on it is covered.
-        if (!verdict.valueHolds || std::any_of(references.begin(), references.end(), isBrokenObject))
+        const auto& references = verdict.report.references;
+        // Nothing is covered when an object of the signature itself does not hold.
+        if (!verdict.report.signatureValueHolds || std::any_of(references.begin(), references.end(), isBrokenObject))
             continue;
         for (const ReferenceReport& reference : references) {
             const auto found = names.find(opc::toLowerASCIIString(reference.target));
@@ -155,7 +197,7 @@ Verdict judge(const VerifyReport& report, const VerifyPolicy& policy) {
     if (!report.problem.empty())
         return Verdict::Unreadable;
     const auto isFine = [&](const SignatureVerdict& each) {
-        return each.holds &&
+        return each.report.isSignatureValid() &&
                (policy.allowsUntrusted || each.voucher == Voucher::Trusted || each.voucher == Voucher::GivenKey);
     };
     if (!std::all_of(report.signatures.begin(), report.signatures.end(), isFine))

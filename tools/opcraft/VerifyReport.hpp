@@ -1,25 +1,27 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "opcraft/CoverageEntry.hpp"
-#include "opcraft/SignatureCheck.hpp"
 #include "opcraft/SignatureEntry.hpp"
 
 #include <opc/core/ErrorPlace.hpp>
+#include <opc/signatures/VerificationReport.hpp>
 
+#include <cstddef>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace opcraft {
 
 /// Who vouches for the key of a signature.
 enum class Voucher {
-    Nobody,    ///< a bare key in the signature, or it is not known since the signature value does not hold
-    Untrusted, ///< a certificate that nobody who is trusted stands behind, or that is not good for signatures
-    Trusted,   ///< a certificate that somebody who is trusted stands behind
-    GivenKey,  ///< it is the key that the user gave
+    Nobody,    ///< a bare key in the signature, or an unknown key since the signature value does not hold
+    Untrusted, ///< a certificate without a trusted issuer, or one that is not for signatures
+    Trusted,   ///< a certificate with a trusted issuer
+    GivenKey,  ///< the public key that the user gave
 };
 
 /// What every signature has to cover by itself.
@@ -29,32 +31,46 @@ enum class RequiredCoverage {
     Any, ///< nothing in particular
 };
 
+/// A relationship by its source, "/" for the package, and its ID.
+using RelationshipName = std::pair<std::string, std::string>;
+
+/// What a signature covers of the package: how much, and what not by name.
+struct CoverageEntry {
+    bool isComplete = false;
+    std::size_t parts = 0;
+    std::size_t relationships = 0;
+    std::set<std::string> uncoveredParts{};
+    std::set<RelationshipName> uncoveredRelationships{};
+    std::vector<std::string> otherItems{};
+    std::set<std::string> exceptedParts{};
+    std::set<RelationshipName> exceptedRelationships{};
+    std::vector<std::string> exceptedItems{};
+    std::size_t externalTargets = 0;
+};
+
+CoverageEntry entryOf(const opc::model::CoverageReport& coverage);
+
 /// The verdict on one signature.
 struct SignatureVerdict {
     SignatureEntry entry;
-    bool valueHolds = false;
-    bool holds = false;
-    std::string problem{};    ///< what keeps it from holding, the first thing that changed; empty when it holds
-    std::size_t problems = 0; ///< references that do not hold
+    opc::model::SignatureReport report;
+    std::string problem{}; ///< the first reason why the signature does not hold; empty when it holds
     Voucher voucher = Voucher::Nobody;
-    std::string doubt{};                           ///< why a certificate is not trusted; empty when there is none
-    std::optional<int> certificateStatus{};        ///< OpenSSL's code; none when no certificate was checked
-    std::optional<CertificateEntry> trustAnchor{}; ///< the trusted certificate that stands behind that of the signer
-    bool certificateCovered = false;
-    std::vector<std::string> weak{};             ///< weak algorithms, by name
-    std::vector<std::string> uncoveredObjects{}; ///< Ids of objects in the signature itself that it does not cover
+    std::string doubt{};                              ///< why a certificate is not trusted; may be empty
+    std::optional<int> certificateStatus{};           ///< OpenSSL's code; none when no certificate was checked
+    opc::certificates::X509Certificate trustAnchor{}; ///< the trusted certificate that the chain ends at; may be empty
+    std::vector<std::string> weak{};                  ///< weak algorithms, by name
     CoverageEntry coverage{};
-    std::vector<std::string> signatures{}; ///< names of the signatures that it covers, as a countersignature does
-    std::vector<opc::model::ReferenceReport> references{};
+    std::vector<std::string> signatures{}; ///< names of the signatures that a countersignature covers
 };
 
-/// The verdict on the whole. Its order is that of importance: the first that applies counts.
+/// The verdict on all signatures. The first one that applies counts.
 enum class Verdict {
-    Unreadable, ///< the signatures cannot be read, or name what is not there
+    Unreadable, ///< the signatures cannot be read, or name parts that do not exist
     Invalid,    ///< a signature does not hold, or nobody vouches for it
-    Unchecked,  ///< there are signatures of a kind that is not checked
+    Unchecked,  ///< there are signatures of a kind that is not verified
     Unsigned,
-    Incomplete, ///< a signature does not cover by itself what it has to
+    Incomplete, ///< a signature does not cover by itself what is required
     Valid,
 };
 
@@ -62,26 +78,26 @@ struct VerifyReport {
     std::string file;
     Verdict verdict = Verdict::Unsigned;
     bool allowsUntrusted = false;
-    bool namesSigners = false; ///< so many are trusted that it matters who signed
+    bool namesSigners = false; ///< since whoever has a certificate of the system's authorities is trusted
     RequiredCoverage required = RequiredCoverage::Content;
-    std::string problem{};                          ///< of the whole: why the signatures cannot be read
-    std::shared_ptr<const opc::ErrorPlace> place{}; ///< then: where the fault lies, as far as it is known
+    std::string problem{};                          ///< why the signatures cannot be read; empty when they can
+    std::shared_ptr<const opc::ErrorPlace> place{}; ///< then: where the error is, as far as it is known
     std::vector<SignatureVerdict> signatures{};
-    CoverageEntry coverage{};         ///< what each of them covers by itself, but for the countersignature
+    CoverageEntry coverage{};         ///< what each signature covers by itself, countersignatures left out
     std::set<std::string> standard{}; ///< parts with signatures in the standard's form
     std::set<std::string> pkcs7{};
-    std::set<std::string> loose{}; ///< parts that look like signatures, but are not tied to the package
+    std::set<std::string> loose{}; ///< parts that look like signatures, but are not related to the package as such
 };
 
-/// What is asked of a signer.
+/// What is required of a signer.
 struct VerifyPolicy {
-    bool isTrusting = false;      ///< somebody is trusted
-    bool allowsUntrusted = false; ///< it does not matter who signed
+    bool isTrusting = false;      ///< the user named trusted certificates
+    bool allowsUntrusted = false; ///< anybody may have signed
     RequiredCoverage coverage = RequiredCoverage::Content;
 };
 
-/// The verdict on one signature, but for the coverage.
-SignatureVerdict judge(const CheckedSignature& checked, const VerifyPolicy& policy);
+/// The verdict on one signature, without its coverage.
+SignatureVerdict judge(const opc::model::SignatureReport& report, const VerifyPolicy& policy);
 
 /// Finds out which signatures cover others.
 void relateSignatures(std::vector<SignatureVerdict>& verdicts);
@@ -92,11 +108,11 @@ CoverageEntry commonCoverage(const std::vector<SignatureVerdict>& verdicts);
 /// In few words: "/word/document.xml was changed".
 std::string describeProblem(const opc::model::ReferenceReport& reference);
 
-/// The verdict on the whole that follows from the rest of the report.
+/// The verdict on all signatures that follows from the rest of the report.
 Verdict judge(const VerifyReport& report, const VerifyPolicy& policy);
 
-/// @param explain true: with every reference, and without a bound on what is named.
+/// @param explain true: with every reference, and all names.
 std::string toText(const VerifyReport& report, bool explain);
-nlohmann::ordered_json toJson(const VerifyReport& report);
+Json toJson(const VerifyReport& report);
 
 } // namespace opcraft

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// What `verify` prints for people.
-#include "opcraft/Signatures.hpp"
+// The text report of `verify`.
+#include "opcraft/Relationships.hpp"
+#include "opcraft/SignatureParts.hpp"
 #include "opcraft/Text.hpp"
 #include "opcraft/VerifyReport.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <set>
 
 namespace opcraft {
@@ -16,10 +18,56 @@ using opc::model::ReferenceReport;
 using opc::model::RelationshipSelector;
 using opc::model::RelationshipSelectorType;
 
-/// The digest that the entry names is that of the signature value; what it covers may have been signed by others.
+std::vector<std::string> uncoveredNames(const CoverageEntry& coverage) {
+    std::vector<std::string> names(coverage.uncoveredParts.begin(), coverage.uncoveredParts.end());
+    for (const RelationshipName& each : coverage.uncoveredRelationships)
+        names.push_back(relationshipText(each.first, each.second));
+    for (const std::string& item : coverage.otherItems)
+        names.push_back(item + ", which is no part");
+    return names;
+}
+
+std::vector<std::string> exceptedNames(const CoverageEntry& coverage) {
+    std::vector<std::string> names(coverage.exceptedParts.begin(), coverage.exceptedParts.end());
+    for (const RelationshipName& each : coverage.exceptedRelationships)
+        names.push_back(relationshipText(each.first, each.second));
+    names.insert(names.end(), coverage.exceptedItems.begin(), coverage.exceptedItems.end());
+    for (std::string& name : names)
+        name += ": not signed, not content";
+    return names;
+}
+
+std::string nameLines(const std::string& label, const std::vector<std::string>& names, bool explain) {
+    const std::size_t count = explain || names.size() <= shownNames + 1 ? names.size() : shownNames;
+    std::string text;
+    for (std::size_t i = 0; i < count; ++i)
+        text += detailLine(i == 0 ? label : "", names[i]);
+    if (count < names.size())
+        text += detailLine("", "and " + std::to_string(names.size() - count) + " more (--explain names all)");
+    return text;
+}
+
+std::string ofText(std::size_t covered, std::size_t uncovered, const std::string& noun) {
+    return std::to_string(covered) + " of " + countText(covered + uncovered, noun);
+}
+
+std::string coverageText(const CoverageEntry& coverage) {
+    std::string text = ofText(coverage.parts, coverage.uncoveredParts.size(), "part") + ", " +
+                       ofText(coverage.relationships, coverage.uncoveredRelationships.size(), "relationship");
+    if (!coverage.otherItems.empty())
+        text += ", " + ofText(0, coverage.otherItems.size(), "other item");
+    return text;
+}
+
+std::string uncoveredLines(const CoverageEntry& coverage, bool explain) {
+    return nameLines("Not covered", uncoveredNames(coverage), explain) +
+           nameLines("Not asked for", exceptedNames(coverage), explain);
+}
+
+/// The digest in the entry is that of the signature value; the references may have others.
 std::string weakDigestsText(const SignatureVerdict& verdict) {
     std::set<std::string> names;
-    for (const ReferenceReport& reference : verdict.references)
+    for (const ReferenceReport& reference : verdict.report.references)
         names.insert(weakDigestName(reference.digestMethod));
     names.erase("");
     std::string text;
@@ -29,18 +77,22 @@ std::string weakDigestsText(const SignatureVerdict& verdict) {
 }
 
 std::string cryptographyText(const SignatureVerdict& verdict) {
-    if (verdict.holds)
+    if (verdict.report.isSignatureValid())
         return "holds (" + algorithmOf(verdict.entry) + weakDigestsText(verdict) + ')';
     std::string text = "does not hold: " + verdict.problem;
-    if (verdict.valueHolds && verdict.problems > 1)
-        text += ", and " + countText(verdict.problems - 1, "more problem") + " (--explain shows all)";
+    const auto& references = verdict.report.references;
+    const auto problems =
+        std::count_if(references.begin(), references.end(), [](const ReferenceReport& each) { return !each.holds(); });
+    if (verdict.report.signatureValueHolds && problems > 1)
+        text +=
+            ", and " + countText(static_cast<std::uint64_t>(problems) - 1, "more problem") + " (--explain shows all)";
     return text;
 }
 
 std::string certificateText(const SignatureVerdict& verdict) {
-    if (!verdict.entry.certificate)
-        return "the certificate";
-    return verdict.entry.certificate->subject + ", issued by " + verdict.entry.certificate->issuer;
+    const opc::certificates::X509Certificate& certificate = verdict.entry.certificate;
+    return certificate.isEmpty() ? "the certificate"
+                                 : certificate.getSubject() + ", issued by " + certificate.getIssuer();
 }
 
 std::string voucherText(const SignatureVerdict& verdict) {
@@ -54,9 +106,10 @@ std::string voucherText(const SignatureVerdict& verdict) {
     case Voucher::Nobody:
         break;
     }
-    if (!verdict.valueHolds)
+    if (!verdict.report.signatureValueHolds)
         return "nobody: it is not known which key made the signature value" +
-               (verdict.entry.certificate ? "; the certificate beside it is " + certificateText(verdict) : "");
+               (verdict.entry.certificate.isEmpty() ? ""
+                                                    : "; the certificate beside it is " + certificateText(verdict));
     return "nobody: the signature carries a bare key, with the SHA-256 fingerprint " + verdict.entry.fingerprint;
 }
 
@@ -92,7 +145,7 @@ std::string referenceText(const ReferenceReport& reference) {
 
 bool coversContent(const SignatureVerdict& verdict) {
     const auto isPart = [](const ReferenceReport& each) { return each.kind == ReferenceKind::Part && each.holds(); };
-    const auto parts = std::count_if(verdict.references.begin(), verdict.references.end(), isPart);
+    const auto parts = std::count_if(verdict.report.references.begin(), verdict.report.references.end(), isPart);
     return static_cast<std::size_t>(parts) > verdict.signatures.size();
 }
 
@@ -108,10 +161,10 @@ std::string coverageLines(const SignatureVerdict& verdict, bool explain) {
 /// More about who vouches.
 std::string voucherLines(const SignatureVerdict& verdict) {
     std::string text;
-    if (verdict.trustAnchor)
-        text += detailLine("Trust anchor",
-                           verdict.trustAnchor->subject + ", serial number " + verdict.trustAnchor->serialNumber);
-    if (verdict.entry.certificate && !verdict.certificateCovered)
+    if (!verdict.trustAnchor.isEmpty())
+        text += detailLine("Trust anchor", verdict.trustAnchor.getSubject() + ", serial number " +
+                                               verdict.trustAnchor.getSerialNumber());
+    if (!verdict.entry.certificate.isEmpty() && !verdict.report.certificateCovered)
         text += detailLine("Certificate", "not covered by the signature: another one for the same key could take its "
                                           "place");
     return text;
@@ -119,8 +172,8 @@ std::string voucherLines(const SignatureVerdict& verdict) {
 
 std::string uncoveredObjectLines(const SignatureVerdict& verdict) {
     std::string text;
-    for (const std::string& id : verdict.uncoveredObjects)
-        text += detailLine("Not covered", "object " + id + " of " + verdict.entry.part);
+    for (const std::u16string& id : verdict.report.uncoveredObjects)
+        text += detailLine("Not covered", "object " + toUtf8(id) + " of " + verdict.entry.part);
     return text;
 }
 
@@ -129,7 +182,7 @@ std::string toText(const SignatureVerdict& verdict, bool explain) {
                        detailLine("Vouched for by", voucherText(verdict)) + (explain ? voucherLines(verdict) : "") +
                        coverageLines(verdict, explain) + uncoveredObjectLines(verdict);
     if (explain)
-        for (const ReferenceReport& reference : verdict.references)
+        for (const ReferenceReport& reference : verdict.report.references)
             text += referenceText(reference);
     return text;
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "opcraft/Tool.hpp"
+#include "opcraft/Documentation.hpp"
+#include "opcraft/commands/Commands.hpp"
 
 #include <opc/core/Exception.hpp>
 
@@ -14,6 +15,7 @@
 namespace opcraft {
 namespace {
 
+/// In the order in which the help shows them.
 void addCommands(Tool& tool) {
     tool.app.name("opcraft");
     tool.app.set_version_flag("--version", "opcraft " OPCRAFT_VERSION, "Print the version and exit");
@@ -39,9 +41,10 @@ void addCommands(Tool& tool) {
     addSignaturesCommand(tool);
     addCountersignCommand(tool);
     addUnsignCommand(tool);
+    addDocumentationCommand(tool);
 }
 
-/// Runs the action, and tells every error in one line.
+/// Runs the action, and reports every error in one line.
 ExitCode run(const Action& action, Console& console) {
     try {
         return action.run(console);
@@ -94,8 +97,8 @@ ExitCode runCommandLine(Tool& tool, int count, char** arguments) {
     return run(tool.action, console);
 }
 
-/// A file that is opened never gets the number of a standard stream that is closed: it would be taken for the input, or
-/// get the result. What stands there instead fails when it is read or written, as the closed stream would.
+/// Opens /dev/null for every standard stream that is closed. Otherwise the next file that is opened would get its
+/// number, and be taken for the input or get the result. Reading or writing it fails, as with the closed stream.
 void occupyStandardStreams() {
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
         if (::fcntl(stream, F_GETFD) == -1)
@@ -107,14 +110,15 @@ void occupyStandardStreams() {
 
 int main(int count, char** arguments) {
     opcraft::occupyStandardStreams();
-    // No save is cut short because nobody reads what is said of it.
+    // A save is not interrupted because nobody reads the report.
     const auto inherited = std::signal(SIGPIPE, SIG_IGN);
     try {
         opcraft::Tool tool;
         opcraft::addCommands(tool);
         return static_cast<int>(opcraft::runCommandLine(tool, count, arguments));
     } catch (const opcraft::BrokenPipe& e) {
-        // All files are closed: now the signal ends this program as it ends others, unless its parent ignores it.
+        // All files are closed: now the signal terminates the program, as is usual, unless the parent process ignores
+        // it.
         std::signal(SIGPIPE, inherited);
         std::raise(SIGPIPE);
         std::fprintf(stderr, "opcraft: %s\n", e.getLine("", "").c_str());

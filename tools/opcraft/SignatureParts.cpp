@@ -1,0 +1,220 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "opcraft/SignatureParts.hpp"
+
+#include "opcraft/Relationships.hpp"
+#include "opcraft/Text.hpp"
+
+#include <opc/core/Exception.hpp>
+#include <opc/core/Strings.hpp>
+
+#include <algorithm>
+#include <iterator>
+#include <optional>
+
+namespace opcraft {
+
+namespace {
+
+using opc::model::Package;
+using opc::model::Part;
+using opc::model::PartName;
+using opc::model::Relationship;
+
+using PartNames = std::set<PartName>;
+
+/// How signatures are related to a package.
+struct Form {
+    const char16_t* originType;
+    const char16_t* signatureType;
+    const char16_t* signatureContentType;
+};
+
+/// As in the standard (ECMA-376-2 Annex E).
+constexpr Form standardForm = {
+    u"http://schemas.openxmlformats.org/package/2006/relationships/digital-signature/origin",
+    u"http://schemas.openxmlformats.org/package/2006/relationships/digital-signature/signature",
+    u"application/vnd.openxmlformats-package.digital-signature-xmlsignature+xml",
+};
+/// As the library writes them.
+constexpr Form ownForm = {
+    u"http://schemas.openxmlformats.org/package/2006/relationships/digitalsignature/origin",
+    u"http://schemas.openxmlformats.org/package/2006/relationships/digitalsignature/signature",
+    u"application/vnd.openxmlformats-package.digital-signaturexmlsignature+xml",
+};
+constexpr const Form* forms[] = {&standardForm, &ownForm};
+constexpr const char16_t* originContentType = u"application/vnd.openxmlformats-package.digital-signature-origin";
+
+// A certificate in a part of its own, which only the standard's form has.
+constexpr const char16_t* certificateType =
+    u"http://schemas.openxmlformats.org/package/2006/relationships/digital-signature/certificate";
+constexpr const char16_t* certificateContentType =
+    u"application/vnd.openxmlformats-package.digital-signature-certificate";
+
+/// Extensions of items that sign the file as a whole.
+constexpr const char16_t* pkcs7Extensions[] = {u"p7s", u"p7x"};
+
+bool hasContentType(const Part& part, const char16_t* type) {
+    return opc::caselessCompare(part.getContentType().toString(), type) == 0;
+}
+
+bool hasSignatureContentType(const Part& part) {
+    return std::any_of(std::begin(forms), std::end(forms),
+                       [&](const Form* form) { return hasContentType(part, form->signatureContentType); });
+}
+
+/// None when the target cannot be a part.
+std::optional<PartName> partNameOf(const Relationship& relationship) {
+    const auto target = targetPartOf(relationship);
+    try {
+        return target ? std::optional<PartName>(*target) : std::nullopt;
+    } catch (const opc::Exception&) {
+        return std::nullopt;
+    }
+}
+
+/// The parts that the relationships of a type of a source lead to.
+PartNames targetsOf(const Package& package, const opc::model::RelationshipSource& source, const char16_t* type) {
+    PartNames names;
+    for (const Relationship& relationship : source.getRelationshipsByType(type))
+        if (const auto name = partNameOf(relationship); name && package.hasPart(*name))
+            names.insert(package.getPart(*name).getName());
+    return names;
+}
+
+PartNames partsWithContentType(const Package& package, const char16_t* type) {
+    PartNames names;
+    for (const Part& part : package.getParts())
+        if (hasContentType(part, type))
+            names.insert(part.getName());
+    return names;
+}
+
+/// The origins that relationships of the package lead to.
+PartNames findRelatedOrigins(const Package& package) {
+    PartNames origins;
+    for (const Form* form : forms)
+        origins.merge(targetsOf(package, package, form->originType));
+    return origins;
+}
+
+PartNames findOrigins(const Package& package) {
+    PartNames origins = partsWithContentType(package, originContentType);
+    origins.merge(findRelatedOrigins(package));
+    return origins;
+}
+
+PartNames findRelated(const Package& package, const PartNames& origins, const Form& form) {
+    PartNames found;
+    for (const PartName& origin : origins)
+        found.merge(targetsOf(package, package.getPart(origin), form.signatureType));
+    return found;
+}
+
+/// The signatures of both forms.
+PartNames findRelated(const Package& package, const PartNames& origins) {
+    PartNames related;
+    for (const Form* form : forms)
+        related.merge(findRelated(package, origins, *form));
+    return related;
+}
+
+/// These, and the parts with a content type of signatures.
+PartNames findAll(const Package& package, const PartNames& origins) {
+    PartNames all = findRelated(package, origins);
+    for (const Form* form : forms)
+        all.merge(partsWithContentType(package, form->signatureContentType));
+    return all;
+}
+
+PartNames findLoose(const Package& package) {
+    const PartNames origins = findRelatedOrigins(package);
+    PartNames loose = findOrigins(package);
+    loose.merge(findAll(package, loose));
+    for (const PartName& name : findRelated(package, origins))
+        loose.erase(name);
+    for (const PartName& name : origins)
+        loose.erase(name);
+    return loose;
+}
+
+std::set<std::string> toTexts(const PartNames& names) {
+    std::set<std::string> texts;
+    for (const PartName& name : names)
+        texts.insert(toUtf8(name.toString()));
+    return texts;
+}
+
+void findXmlSignatures(const Package& package, Signatures& signatures) {
+    const PartNames origins = findOrigins(package);
+    const PartNames own = findRelated(package, targetsOf(package, package, ownForm.originType), ownForm);
+    PartNames standard = findRelated(package, origins, standardForm);
+    standard.merge(partsWithContentType(package, standardForm.signatureContentType));
+    for (const PartName& name : own)
+        standard.erase(name);
+    signatures.origins = toTexts(origins);
+    signatures.xml = toTexts(findAll(package, origins));
+    signatures.own = toTexts(own);
+    signatures.standard = toTexts(standard);
+    signatures.loose = toTexts(findLoose(package));
+}
+
+void deleteRelationships(opc::model::RelationshipSource& source, const char16_t* Form::*type) {
+    for (const Form* form : forms)
+        for (const Relationship& relationship : source.getRelationshipsByType(form->*type))
+            source.deleteRelationship(relationship.getID());
+}
+
+/// The certificate parts of a signature.
+PartNames findCertificates(const Package& package, const Part& signature) {
+    PartNames names = targetsOf(package, signature, certificateType);
+    for (auto name = names.begin(); name != names.end();)
+        name = hasContentType(package.getPart(*name), certificateContentType) ? std::next(name) : names.erase(name);
+    return names;
+}
+
+} // namespace
+
+Signatures findSignatures(OpenPackage& package) {
+    Signatures signatures;
+    findXmlSignatures(package.getModel(), signatures);
+    for (const opc::storage::ZipItem& item : package.getInput().getZip().getItems()) {
+        const std::u16string extension = opc::detail::getExtension(opc::toString(item.name, false));
+        if (std::any_of(std::begin(pkcs7Extensions), std::end(pkcs7Extensions),
+                        [&](const char16_t* each) { return opc::caselessCompare(extension, each) == 0; }))
+            signatures.pkcs7.insert(item.name);
+    }
+    return signatures;
+}
+
+std::string notCheckedText(std::size_t count) {
+    return countText(count, "signature") + " in the standard's form, not checked";
+}
+
+std::vector<std::string> removeXmlSignatures(OpenPackage& package) {
+    Package& model = package.getModel();
+    const PartNames origins = findRelatedOrigins(model);
+    const PartNames signatures = findRelated(model, origins);
+    deleteRelationships(model, &Form::originType);
+    for (const PartName& name : origins) {
+        Part origin = model.getPart(name);
+        deleteRelationships(origin, &Form::signatureType);
+        if (hasContentType(origin, originContentType))
+            model.deletePart(name);
+    }
+    PartNames certificates;
+    std::vector<std::string> removed;
+    for (const PartName& name : signatures) {
+        const Part part = model.getPart(name);
+        if (!hasSignatureContentType(part))
+            continue;
+        certificates.merge(findCertificates(model, part));
+        model.deletePart(name);
+        removed.push_back(toUtf8(name.toString()));
+    }
+    for (const PartName& name : certificates)
+        if (entriesLeadingTo(name, package).empty())
+            model.deletePart(name);
+    return removed;
+}
+
+} // namespace opcraft

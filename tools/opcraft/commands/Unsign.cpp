@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "opcraft/Names.hpp"
+#include "opcraft/PackageChange.hpp"
+#include "opcraft/Text.hpp"
+#include "opcraft/commands/Commands.hpp"
+
+#include <opc/signatures/DigitalSignatureManager.hpp>
+
+#include <algorithm>
+#include <vector>
+
+namespace opcraft {
+
+namespace {
+
+using opc::model::DigitalSignature;
+using opc::model::DigitalSignatureManager;
+using opc::model::PartName;
+
+struct UnsignOptions : ChangeOptions {
+    std::vector<std::string> names{};
+    bool countersignature = false;
+    bool all = false;
+};
+
+bool isCountersignature(const DigitalSignature& signature) {
+    return signature.getImpl()->signatureId == u"countersig";
+}
+
+DigitalSignature find(const DigitalSignatureManager& manager, const std::string& name) {
+    const std::u16string wanted = toUtf16(name);
+    for (const DigitalSignature& signature : manager.getSignatures())
+        if (signature.getName() == wanted)
+            return manager.getSignature(wanted); // of several of one name, always the same
+    throw Failure(ExitCode::NotProcessed, "", "",
+                  "no signature \"" + name + "\"; 'opcraft signatures' shows those of a package");
+}
+
+/// The signatures to remove, each once.
+std::vector<DigitalSignature> select(const DigitalSignatureManager& manager, const UnsignOptions& options) {
+    std::vector<DigitalSignature> selected;
+    const auto add = [&](const DigitalSignature& signature) {
+        const bool isKnown = std::any_of(selected.begin(), selected.end(), [&](const DigitalSignature& known) {
+            return known.getImpl() == signature.getImpl();
+        });
+        if (!isKnown)
+            selected.push_back(signature);
+    };
+    for (const std::string& name : options.names)
+        add(find(manager, name));
+    if (options.countersignature && !manager.isPackageCountersigned())
+        throw Failure(ExitCode::NotProcessed, "", "", "the package is not countersigned");
+    if (options.countersignature)
+        add(manager.getCountersignature());
+    return selected;
+}
+
+/// A countersignature is kept only when it covers none of the signatures to remove; those made after it may be removed.
+void throwIfCountersigned(const DigitalSignatureManager& manager, const std::vector<DigitalSignature>& selected) {
+    if (!manager.isPackageCountersigned() || std::any_of(selected.begin(), selected.end(), isCountersignature))
+        return;
+    const std::vector<PartName> covered = manager.getCountersignature().getSignedPartNames();
+    for (const DigitalSignature& signature : selected)
+        if (std::find(covered.begin(), covered.end(), PartName(signature.getImpl()->partName)) != covered.end())
+            throw Failure(ExitCode::NotProcessed, "", "",
+                          toUtf8(signature.getName()) +
+                              " is countersigned; --countersignature removes the countersignature too");
+}
+
+ExitCode removeSome(UnsignOptions options, Console& console) {
+    options.signatures = true;
+    PackageChange change(options, console, ChangeSubject::Signatures);
+    DigitalSignatureManager& manager = change.getPackage().getSignatureManager();
+    const std::vector<DigitalSignature> selected = select(manager, options);
+    throwIfCountersigned(manager, selected);
+    std::string text;
+    for (const DigitalSignature& signature : selected) {
+        text += "Removed " + escaped(toUtf8(signature.getName())) + '\n';
+        manager.removeSignature(signature);
+    }
+    change.save(console);
+    change.report(console, text);
+    return ExitCode::Fine;
+}
+
+/// Does not read the signatures, so that invalid ones are removed, too.
+ExitCode removeAll(const UnsignOptions& options, Console& console) {
+    PackageChange change(options, console, ChangeSubject::Signatures);
+    const Signatures& found = change.getSignatures();
+    const bool isSigned = found.loose.size() < found.xml.size() + found.origins.size();
+    std::string text;
+    for (const std::string& part : removeXmlSignatures(change.getPackage()))
+        text += "Removed " + escaped(part) + '\n';
+    if (text.empty())
+        text = "No signatures.\n";
+    for (const std::string& part : found.loose)
+        text +=
+            "Kept " + escaped(part) + ", which no signature origin of the package leads to; 'opcraft rm' removes it\n";
+    change.save(console, isSigned);
+    change.report(console, text);
+    return ExitCode::Fine;
+}
+
+ExitCode unsign(const UnsignOptions& options, Console& console) {
+    if (options.names.empty() && !options.countersignature && !options.all)
+        throw Failure(ExitCode::WrongUsage, "", "", "NAME, --countersignature or --all is required");
+    return options.all ? removeAll(options, console) : removeSome(options, console);
+}
+
+void addOptions(CLI::App& command, UnsignOptions& options) {
+    addChangeOptions(command, options);
+    CLI::Option* names = addTexts(command, "NAME", options.names, "A signature, as 'opcraft signatures' names it");
+    names->allow_extra_args();
+    CLI::Option* countersignature =
+        addFlag(command, "--countersignature", options.countersignature, "Remove the countersignature");
+    addFlag(command, "--all", options.all, "Remove all signatures")->excludes(names)->excludes(countersignature);
+}
+
+} // namespace
+
+void addUnsignCommand(Tool& tool) {
+    addCommand<UnsignOptions>(
+        tool, {"unsign", "Remove signatures from a package",
+               "A signature that the countersignature covers is removed only together with that. --all removes\n"
+               "signatures that cannot be read, and those of the standard's form, too. A part that is a signature\n"
+               "by its content type alone, to which no signature origin leads, is named and stays; 'opcraft rm'\n"
+               "removes it. Items with a PKCS#7 signature of the file stay.\n\n"
+               "Examples:\n  opcraft unsign letter.docx sig1\n  opcraft unsign letter.docx sig1 --countersignature\n"
+               "  opcraft unsign letter.docx --all -o plain.docx",
+               addOptions, unsign});
+}
+
+} // namespace opcraft
