@@ -5,6 +5,9 @@
 #include "opcraft/Text.hpp"
 #include "opcraft/commands/Commands.hpp"
 
+#include <set>
+#include <vector>
+
 namespace opcraft {
 
 namespace {
