@@ -54,19 +54,19 @@ struct IsWhole {
     const DOMElement* element;
     const CoreProperties& values;
 
-    bool operator()(const TextAccess& access) const { return (values.*access.get)() == ownText(element); }
+    bool operator()(const CoreProperty::Text& access) const { return (values.*access.get)() == ownText(element); }
 
-    bool operator()(const TimeAccess& access) const {
+    bool operator()(const CoreProperty::Time& access) const {
         const auto time = opc::convertStringToTime(trimmed(ownText(element)));
         return !time.is_special() && (values.*access.get)() == time;
     }
 
-    bool operator()(const KeywordsAccess& access) const {
+    bool operator()(const CoreProperty::Keywords& access) const {
         std::vector<std::u16string> stored{trimmedEnd(ownText(element))};
         for (const DOMElement* child : childElements(element))
             stored.push_back(trimmedEnd(ownText(child)));
         std::vector<std::u16string> read;
-        for (const auto& [text, language] : (values.*access.get)().value_or(KeywordsAccess::Type()))
+        for (const auto& [text, language] : (values.*access.get)().value_or(CoreProperty::Keywords::Type()))
             read.push_back(text);
         return stored == read;
     }
@@ -94,7 +94,7 @@ std::vector<UnreadText> findUnread(const std::vector<unsigned char>& part, const
     const Document document(part);
     std::vector<UnreadText> unread;
     for (const DOMElement* element : childElements(document.getRoot())) {
-        const Property* property = findProperty(toUtf8(element->getLocalName()));
+        const CoreProperty* property = findProperty(toUtf8(element->getLocalName()));
         if (property != nullptr && !std::visit(IsWhole{element, values}, property->access))
             unread.push_back({property, element->getTextContent()});
     }
@@ -118,28 +118,11 @@ Failure leadsNowhere(const OpenPackage& package, const CorePropertiesEntry& entr
 
 } // namespace
 
-const std::array<Property, 15> allProperties = {{
-    {"category", TextAccess{&CoreProperties::getCategory, &CoreProperties::setCategory}},
-    {"contentStatus", TextAccess{&CoreProperties::getContentStatus, &CoreProperties::setContentStatus}},
-    {"created", TimeAccess{&CoreProperties::getCreated, &CoreProperties::setCreated}},
-    {"creator", TextAccess{&CoreProperties::getCreator, &CoreProperties::setCreator}},
-    {"description", TextAccess{&CoreProperties::getDescription, &CoreProperties::setDescription}},
-    {"identifier", TextAccess{&CoreProperties::getIdentifier, &CoreProperties::setIdentifier}},
-    {"keywords", KeywordsAccess{&CoreProperties::getKeywords, &CoreProperties::setKeywords}},
-    {"language", TextAccess{&CoreProperties::getLanguage, &CoreProperties::setLanguage}},
-    {"lastModifiedBy", TextAccess{&CoreProperties::getLastModifiedBy, &CoreProperties::setLastModifiedBy}},
-    {"lastPrinted", TimeAccess{&CoreProperties::getLastPrinted, &CoreProperties::setLastPrinted}},
-    {"modified", TimeAccess{&CoreProperties::getModified, &CoreProperties::setModified}},
-    {"revision", TextAccess{&CoreProperties::getRevision, &CoreProperties::setRevision}},
-    {"subject", TextAccess{&CoreProperties::getSubject, &CoreProperties::setSubject}},
-    {"title", TextAccess{&CoreProperties::getTitle, &CoreProperties::setTitle}},
-    {"version", TextAccess{&CoreProperties::getVersion, &CoreProperties::setVersion}},
-}};
-
-const Property* findProperty(const std::string& name) {
-    const auto found = std::find_if(allProperties.begin(), allProperties.end(),
-                                    [&](const Property& property) { return property.name == name; });
-    return found == allProperties.end() ? nullptr : &*found;
+const CoreProperty* findProperty(const std::string& name) {
+    const auto& all = opc::model::getAllCoreProperties();
+    const auto found =
+        std::find_if(all.begin(), all.end(), [&](const CoreProperty& property) { return property.name == name; });
+    return found == all.end() ? nullptr : &*found;
 }
 
 std::vector<CorePropertiesEntry> findCoreProperties(OpenPackage& package) {

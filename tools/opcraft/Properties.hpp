@@ -3,40 +3,18 @@
 
 #include "opcraft/OpenPackage.hpp"
 
-#include <opc/model/coreproperties/CoreProperties.hpp>
+#include <opc/model/coreproperties/CoreProperty.hpp>
 
-#include <array>
 #include <optional>
 #include <string>
-#include <variant>
 #include <vector>
 
 namespace opcraft {
 
-/// The getter and the setter of one property.
-template <class Value>
-struct PropertyAccess {
-    using Type = Value;
-
-    std::optional<Value> (opc::model::CoreProperties::*get)() const;
-    void (opc::model::CoreProperties::*set)(const Value&);
-};
-
-using TextAccess = PropertyAccess<std::u16string>;
-using TimeAccess = PropertyAccess<boost::posix_time::ptime>;
-using KeywordsAccess = PropertyAccess<std::vector<opc::model::CoreProperties::Keyword>>;
-
-/// One of the fifteen core properties.
-struct Property {
-    const char* name; ///< the local name of its element
-    std::variant<TextAccess, TimeAccess, KeywordsAccess> access;
-};
-
-/// In the order of their names.
-extern const std::array<Property, 15> allProperties;
+using opc::model::CoreProperty;
 
 /// Null when no property has that name.
-const Property* findProperty(const std::string& name);
+const CoreProperty* findProperty(const std::string& name);
 
 /// A relationship of the package to core properties, of the type of the standard or of one that other programs write.
 struct CorePropertiesEntry {
@@ -53,7 +31,7 @@ std::vector<CorePropertiesEntry> findCoreProperties(OpenPackage& package);
 /// Text that a core properties part has for a property and its value does not: a date that the time type cannot
 /// represent, or text beside a comment, a CDATA section or a keyword.
 struct UnreadText {
-    const Property* property;
+    const CoreProperty* property;
     std::u16string text; ///< all text of the element
 };
 

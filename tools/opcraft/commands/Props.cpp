@@ -2,6 +2,7 @@
 #include "opcraft/Names.hpp"
 #include "opcraft/PackageChange.hpp"
 #include "opcraft/Properties.hpp"
+#include "opcraft/Relationships.hpp"
 #include "opcraft/Text.hpp"
 #include "opcraft/commands/Commands.hpp"
 
@@ -30,11 +31,11 @@ struct PropsOptions : ReadOrChangeOptions {
 
 constexpr const char* keywordsName = "keywords";
 
-const Property& toProperty(const std::string& name, const std::string& argument) {
-    if (const Property* property = findProperty(name))
+const CoreProperty& toProperty(const std::string& name, const std::string& argument) {
+    if (const CoreProperty* property = findProperty(name))
         return *property;
     std::vector<std::string> names;
-    for (const Property& property : allProperties)
+    for (const CoreProperty& property : opc::model::getAllCoreProperties())
         names.emplace_back(property.name);
     throw wrongArgument(argument, "there is no property \"" + name + "\", but " + listText(names));
 }
@@ -96,13 +97,15 @@ struct Setter {
     const std::string& argument;
     CoreProperties& properties;
 
-    void operator()(const TextAccess& access) const { (properties.*access.set)(toText(value, argument)); }
-    void operator()(const TimeAccess& access) const { (properties.*access.set)(toTime(value, argument)); }
-    void operator()(const KeywordsAccess& access) const { (properties.*access.set)({{toText(value, argument), u""}}); }
+    void operator()(const CoreProperty::Text& access) const { (properties.*access.set)(toText(value, argument)); }
+    void operator()(const CoreProperty::Time& access) const { (properties.*access.set)(toTime(value, argument)); }
+    void operator()(const CoreProperty::Keywords& access) const {
+        (properties.*access.set)({{toText(value, argument), u""}});
+    }
 };
 
 /// Sets a property to its value in other properties, if it has one.
-void copyProperty(const Property& property, const CoreProperties& from, CoreProperties& to) {
+void copyProperty(const CoreProperty& property, const CoreProperties& from, CoreProperties& to) {
     std::visit(
         [&](const auto& access) {
             if (const auto value = (from.*access.get)())
@@ -112,7 +115,8 @@ void copyProperty(const Property& property, const CoreProperties& from, CoreProp
 }
 
 bool isSame(const CoreProperties& a, const CoreProperties& b) {
-    return std::all_of(allProperties.begin(), allProperties.end(), [&](const Property& property) {
+    const auto& all = opc::model::getAllCoreProperties();
+    return std::all_of(all.begin(), all.end(), [&](const CoreProperty& property) {
         return std::visit([&](const auto& access) { return (a.*access.get)() == (b.*access.get)(); }, property.access);
     });
 }
@@ -128,19 +132,19 @@ public:
     void setKeywords(const std::vector<std::string>& arguments);
 
     bool isEmpty() const { return named_.empty(); }
-    bool names(const Property& property) const { return named_.count(&property) != 0; }
+    bool names(const CoreProperty& property) const { return named_.count(&property) != 0; }
 
     /// The properties with those set and without those unset; the others keep their values.
     CoreProperties applyTo(const CoreProperties& properties) const;
 
 private:
-    void claim(const Property& property, const std::string& argument);
+    void claim(const CoreProperty& property, const std::string& argument);
 
-    std::set<const Property*> named_;
+    std::set<const CoreProperty*> named_;
     CoreProperties values_; // of properties that are set; a named one without a value is unset
 };
 
-void PropertyEdits::claim(const Property& property, const std::string& argument) {
+void PropertyEdits::claim(const CoreProperty& property, const std::string& argument) {
     if (!named_.insert(&property).second)
         throw wrongArgument(argument, std::string("the property \"") + property.name + "\" is named twice");
 }
@@ -149,7 +153,7 @@ void PropertyEdits::set(const std::string& assignment) {
     const std::size_t equals = assignment.find('=');
     if (equals == std::string::npos)
         throw wrongArgument(assignment, "a property is set with NAME=VALUE");
-    const Property& property = toProperty(assignment.substr(0, equals), assignment);
+    const CoreProperty& property = toProperty(assignment.substr(0, equals), assignment);
     claim(property, assignment);
     const std::string value = assignment.substr(equals + 1);
     std::visit(Setter{value, assignment, values_}, property.access);
@@ -169,7 +173,7 @@ void PropertyEdits::setKeywords(const std::vector<std::string>& arguments) {
 
 CoreProperties PropertyEdits::applyTo(const CoreProperties& properties) const {
     CoreProperties result;
-    for (const Property& property : allProperties)
+    for (const CoreProperty& property : opc::model::getAllCoreProperties())
         copyProperty(property, names(property) ? values_ : properties, result);
     return result;
 }
@@ -188,7 +192,7 @@ std::vector<std::string> toLines(const boost::posix_time::ptime& time) {
     return {toUtf8(opc::convertTimeToString(time))};
 }
 
-std::vector<std::string> toLines(const KeywordsAccess::Type& keywords) {
+std::vector<std::string> toLines(const CoreProperty::Keywords::Type& keywords) {
     std::vector<std::string> lines;
     for (const auto& keyword : keywords)
         lines.push_back(toUtf8(toArgument(keyword)));
@@ -200,7 +204,7 @@ Json toJson(const Value& value) {
     return toLines(value).front();
 }
 
-Json toJson(const KeywordsAccess::Type& keywords) {
+Json toJson(const CoreProperty::Keywords::Type& keywords) {
     return toJsonArray(keywords, [](const auto& keyword) {
         return Json{{"text", toUtf8(keyword.first)}, {"language", textOrNull(toUtf8(keyword.second))}};
     });
@@ -225,7 +229,7 @@ Json toJson(const CorePropertiesEntry& entry) {
 /// Calls an action with the name of every property and its value, an optional.
 template <class Action>
 void forEachValue(const CoreProperties& values, Action action) {
-    for (const Property& property : allProperties)
+    for (const CoreProperty& property : opc::model::getAllCoreProperties())
         std::visit([&](const auto& access) { action(property.name, (values.*access.get)()); }, property.access);
 }
 
