@@ -34,7 +34,8 @@ struct Tool {
 /// The options of every command.
 struct CommandOptions {
     std::string file{};
-    std::string part{}; ///< the part or item that error messages name; they name none when it is empty or "/"
+    std::string part{};        ///< the part or item that error messages name; may be empty
+    bool hidesPackage = false; ///< whether error messages leave out the part "/"; set by the command
 };
 
 /// The options of a command that opens a package.
@@ -81,7 +82,8 @@ void addCommand(Tool& tool, const Command<Options>& command) {
     CLI::App& app = addSubcommand(tool, command.name, command.description, command.help);
     command.addOptions(app, *options);
     app.callback([&tool, options, run = command.run] {
-        tool.action = {options->file, options->part == "/" ? "" : options->part,
+        const bool isHidden = options->hidesPackage && options->part == "/";
+        tool.action = {options->file, isHidden ? "" : options->part,
                        [options, run](Console& console) { return run(*options, console); }};
     });
 }

@@ -70,6 +70,7 @@ ExitCode relate(const RelateOptions& options, Console& console) {
 
 void addOptions(CLI::App& command, RelateOptions& options) {
     addChangeOptions(command, options);
+    options.hidesPackage = true;
     addSourceArgument(command, options);
     command.add_option("--type", options.type, "The type of the relationship, a URI")->type_name("TYPE")->required();
     command.add_option("--target", options.target, "What it leads to")->type_name("URI")->required();

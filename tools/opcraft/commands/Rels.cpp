@@ -56,6 +56,7 @@ ExitCode rels(const RelsOptions& options, Console& console) {
 void addOptions(CLI::App& command, RelsOptions& options) {
     addReadOptions(command, options);
     options.part = "/";
+    options.hidesPackage = true;
     CLI::Option* part =
         command.add_option("PART", options.part, "The part; without it, or with /, the package")->check(notEmpty());
     addFlag(command, "--all", options.all, "Those of the package and of all parts")->excludes(part);
