@@ -75,7 +75,7 @@ void Password::readFile(const std::string& file) {
 void Password::readEnvironment(const std::string& variable) {
     const char* value = std::getenv(variable.c_str());
     if (value == nullptr)
-        throw Failure(ExitCode::NotProcessed, variable, "", "there is no environment variable of this name");
+        throw Failure(ExitCode::NotProcessed, variable, "", "no environment variable of this name");
     text_ = value;
 }
 
@@ -257,10 +257,9 @@ void Signer::readBundle(const SigningOptions& options) {
     withFileName(options.bundle, [&] {
         const PKCS12Certificate bundle(bytes.get(), password.get());
         if (!bundle.hasPrivateKey())
-            throw Failure(ExitCode::NotProcessed, options.bundle, "", "there is no private key in it");
+            throw Failure(ExitCode::NotProcessed, options.bundle, "", "it holds no private key");
         if (!bundle.hasCertificate())
-            throw Failure(ExitCode::NotProcessed, options.bundle, "",
-                          "there is no certificate of the private key in it");
+            throw Failure(ExitCode::NotProcessed, options.bundle, "", "it holds no certificate of the private key");
         takeKey(bundle.getPrivateKey().get());
         certificate_ = bundle.getCertificate();
         chain_ = bundle.getCertificateChain();

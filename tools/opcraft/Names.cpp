@@ -91,7 +91,7 @@ std::u16string toUtf16(const std::string& argument) {
     try {
         return opc::toString(argument);
     } catch (const opc::Exception&) {
-        throw wrongArgument(argument, "this is not UTF-8");
+        throw wrongArgument(argument, "not UTF-8");
     }
 }
 

@@ -42,7 +42,7 @@ Failure missingPart(const ZipInput& input, const opc::model::PartName& name) {
         reason = "a relationships part; 'opcraft rels', 'relate' and 'unrelate' take the name of its source: " +
                  toUtf8(opc::detail::getSourcePartName(name.toString()));
     else if (!findItems(input.getZip().getItems(), text).empty())
-        reason = "this item of the ZIP file is no part";
+        reason = "this item of the ZIP file is not a part";
     return {ExitCode::NotProcessed, input.getName(), text, reason};
 }
 

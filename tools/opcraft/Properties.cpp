@@ -113,7 +113,7 @@ std::vector<unsigned char> readBytes(const opc::model::Part& part) {
 
 Failure leadsNowhere(const OpenPackage& package, const CorePropertiesEntry& entry) {
     return {ExitCode::NotProcessed, package.getName(), entry.target,
-            "the core properties relationship \"" + entry.id + "\" leads here, and this is no part"};
+            "the core properties relationship \"" + entry.id + "\" leads here, which is not a part"};
 }
 
 } // namespace

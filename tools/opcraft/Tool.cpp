@@ -65,11 +65,10 @@ void setLimit(opc::Limits& limits, const std::string& text) {
     const auto found =
         std::find_if(limitNames.begin(), limitNames.end(), [&](const LimitName& known) { return known.name == name; });
     if (sign == std::string::npos || found == limitNames.end())
-        throw CLI::ValidationError("--limit", '"' + text + "\" is no NAME=VALUE with a NAME of " + listLimitNames());
+        throw CLI::ValidationError("--limit", '"' + text + "\" is not NAME=VALUE with a NAME of " + listLimitNames());
     const auto value = parseLimit(std::string_view(text).substr(sign + 1));
     if (!value)
-        throw CLI::ValidationError("--limit",
-                                   '"' + text + "\" has a VALUE that is no number, or one that is too large");
+        throw CLI::ValidationError("--limit", '"' + text + "\" has a VALUE that is not a number or is too large");
     limits.*found->limit = *value;
 }
 

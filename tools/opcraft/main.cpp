@@ -56,7 +56,7 @@ ExitCode run(const Action& action, Console& console) {
     } catch (const opc::Exception& e) {
         console.note(toFailure(e, action.file, action.part).getLine("", ""));
     } catch (const std::bad_alloc&) {
-        console.note(action.file + ": there is not enough memory");
+        console.note(action.file + ": out of memory");
     } catch (const std::exception& e) {
         console.note(action.file + ": " + e.what());
     }
@@ -70,7 +70,7 @@ ExitCode wrongUsage(const Tool& tool, const CLI::ParseError& error) {
     if (!chosen.empty())
         command += ' ' + chosen.front()->get_name();
     else if (const auto rest = tool.app.remaining(); !rest.empty())
-        reason = rest.front() + ": there is no such command or option";
+        reason = rest.front() + ": unknown command or option";
     else
         reason = "a command is required";
     Console("").note(reason + "; '" + command + " --help' explains");

@@ -36,7 +36,7 @@ opc::model::ContentType toContentType(const std::string& argument) {
     try {
         return opc::model::ContentType(toUtf16(argument));
     } catch (const opc::model::InvalidContentType&) {
-        throw wrongArgument(argument, "this is no content type; one looks like application/xml");
+        throw wrongArgument(argument, "not a content type; an example is application/xml");
     }
 }
 

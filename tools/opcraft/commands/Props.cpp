@@ -37,7 +37,7 @@ const CoreProperty& toProperty(const std::string& name, const std::string& argum
     std::vector<std::string> names;
     for (const CoreProperty& property : opc::model::getAllCoreProperties())
         names.emplace_back(property.name);
-    throw wrongArgument(argument, "there is no property \"" + name + "\", but " + listText(names));
+    throw wrongArgument(argument, "unknown property \"" + name + "\"; known are " + listText(names));
 }
 
 std::u16string toText(const std::string& value, const std::string& argument) {
@@ -47,13 +47,13 @@ std::u16string toText(const std::string& value, const std::string& argument) {
         return text;
     char code[8];
     std::snprintf(code, sizeof code, "U+%04X", static_cast<unsigned>(*found));
-    throw wrongArgument(argument, std::string("the character ") + code + " cannot stand in XML");
+    throw wrongArgument(argument, std::string("the character ") + code + " is not allowed in XML");
 }
 
 boost::posix_time::ptime toTime(const std::string& value, const std::string& argument) {
     const auto time = opc::convertStringToTime(toUtf16(value));
     if (time.is_special())
-        throw wrongArgument(argument, "this is no date of the years 1400 to 9999; one looks like 2026-01-31T10:00:00Z");
+        throw wrongArgument(argument, "not a date of the years 1400 to 9999; an example is 2026-01-31T10:00:00Z");
     return time;
 }
 

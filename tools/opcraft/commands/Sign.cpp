@@ -44,7 +44,7 @@ void addSelector(const RelationshipSelector& selector, SigningRequest& request) 
 void addById(OpenPackage& package, const std::string& text, SigningRequest& request) {
     const std::size_t sign = text.rfind('#');
     if (sign == std::string::npos || sign == 0 || sign + 1 == text.size())
-        throw wrongArgument(text, "this is no SOURCE#ID");
+        throw wrongArgument(text, "not of the form SOURCE#ID");
     const PartName source = toPartName(text.substr(0, sign));
     const std::u16string id = toUtf16(text.substr(sign + 1));
     package.withSource(source, [&](const opc::model::RelationshipSource& owner) {
@@ -77,7 +77,7 @@ std::size_t findSign(OpenPackage& package, const std::string& text) {
 void addByType(OpenPackage& package, const std::string& text, SigningRequest& request) {
     const std::size_t sign = findSign(package, text);
     if (sign == std::string::npos || sign == 0 || sign + 1 == text.size())
-        throw wrongArgument(text, "this is no SOURCE=TYPE");
+        throw wrongArgument(text, "not of the form SOURCE=TYPE");
     const PartName source = toPartName(text.substr(0, sign));
     const std::u16string type = toUtf16(text.substr(sign + 1));
     package.withSource(source, [&](const opc::model::RelationshipSource& owner) {

@@ -97,7 +97,7 @@ ExitCode listSignatures(const SignaturesOptions& options, Console& console) {
 void addOptions(CLI::App& command, SignaturesOptions& options) {
     options.signatures = true;
     CLI::Option* json = addReadOptions(command, options);
-    addFlag(command, "--dump", options.dump, "Show everything that stands in the signatures")->excludes(json);
+    addFlag(command, "--dump", options.dump, "Show the whole content of the signatures")->excludes(json);
 }
 
 } // namespace

@@ -194,7 +194,7 @@ void setThumbnail(OpenPackage& package, const std::string& imageName, const std:
     const ImageType* type = findImageType(image);
     if (type == nullptr)
         throw Failure(ExitCode::NotProcessed, imageName, "",
-                      std::string("this is no image of a known kind, which are ") + IMAGE_TYPE_NAMES);
+                      std::string("not an image of a known kind, which are ") + IMAGE_TYPE_NAMES);
     removeThumbnails(package);
     const Part part = createThumbnail(package, *type, image.size());
     opc::OutputStream& stream = *part.getOutputStream();
@@ -221,7 +221,7 @@ Part findFirst(OpenPackage& package) {
     if (thumbnails.empty())
         throw Failure(ExitCode::NotProcessed, package.getName(), "", "the package has no thumbnail");
     throw Failure(ExitCode::NotProcessed, package.getName(), thumbnails.front().target,
-                  "the thumbnail relationship \"" + thumbnails.front().id + "\" leads here, and this is no part");
+                  "the thumbnail relationship \"" + thumbnails.front().id + "\" leads here, which is not a part");
 }
 
 void copyTo(const std::string& output, const Part& part, Console& console) {
