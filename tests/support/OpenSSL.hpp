@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "support/Bytes.hpp"
 #include "support/Process.hpp"
 #include "support/TemporaryFolder.hpp"
 
@@ -15,12 +16,6 @@
 #include <vector>
 
 namespace opc::test {
-
-using Bytes = std::vector<unsigned char>;
-
-inline Bytes toBytes(const std::string& text) {
-    return {text.begin(), text.end()};
-}
 
 inline std::vector<std::string> plus(std::vector<std::string> options, const std::vector<std::string>& more) {
     options.insert(options.end(), more.begin(), more.end());

@@ -75,6 +75,10 @@ inline std::string readPart(interfaces::IPhysicalPackage& package, const std::u1
     return readAll(*part->getInputStream());
 }
 
+inline void writePart(interfaces::IPhysicalPackage& package, const std::u16string& name, const std::string& bytes) {
+    writeAll(*findPart(package, name)->getOutputStream(), bytes);
+}
+
 inline interfaces::IPhysicalPart* createPart(interfaces::IPhysicalPackage& package, const std::u16string& name,
                                              const std::string& bytes, const PartInfo& info = PartInfo()) {
     interfaces::IPhysicalPart* part = package.createPart(name, u"application/octet-stream", info);

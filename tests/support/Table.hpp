@@ -22,4 +22,15 @@ inline std::vector<std::vector<std::string>> readTable(const std::string& file) 
     return rows;
 }
 
+/// A text in which "\x41" stands for a byte.
+inline std::string unescaped(const std::string& text) {
+    std::string bytes;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool isEscape = text.compare(i, 2, "\\x") == 0;
+        bytes += isEscape ? static_cast<char>(std::stoi(text.substr(i + 2, 2), nullptr, 16)) : text[i];
+        i += isEscape ? 3 : 0;
+    }
+    return bytes;
+}
+
 } // namespace opc::test
