@@ -67,7 +67,7 @@ std::string withEnd64(std::string file) {
 std::string packageOf(const std::vector<RawItem>& more, const std::string& comment = {}, const std::string& file = {}) {
     std::vector<RawItem> items{TYPES_ITEM, RELATIONSHIPS_ITEM};
     items.insert(items.end(), more.begin(), more.end());
-    return zipText(items, comment, file);
+    return rawZip(items, comment, file);
 }
 
 /// A package of the table.
@@ -87,7 +87,7 @@ std::string packageOf(const std::string& kind, const std::string& where, const s
                                                     {"comment", &comment}};
     if (texts.contains(where))
         *texts.at(where) = where == "types" ? typesWith(bytes) : bytes;
-    std::string file = zipText({types, RELATIONSHIPS_ITEM, ours, last}, comment);
+    std::string file = rawZip({types, RELATIONSHIPS_ITEM, ours, last}, comment);
     const std::size_t local = file.find(ours.name) - 30;
     if (kind == "ZIP64")
         file.replace(local + 18, 8, 8, '\xFF');
@@ -116,10 +116,10 @@ struct Case {
 
 /// Two items of which the first is the document.
 std::string withNames(const std::string& name, const std::string& other, unsigned flags) {
-    return zipText({{TYPES_ITEM.name, typesWith("<Default Extension='x' ContentType='" + MAIN + "'/>")},
-                    {"_rels/.rels", relationshipTo(name)},
-                    {.name = name, .content = TEXT, .flags = 0x800},
-                    {.name = other, .content = FAKE, .flags = flags}});
+    return rawZip({{TYPES_ITEM.name, typesWith("<Default Extension='x' ContentType='" + MAIN + "'/>")},
+                   {"_rels/.rels", relationshipTo(name)},
+                   {.name = name, .content = TEXT, .flags = 0x800},
+                   {.name = other, .content = FAKE, .flags = flags}});
 }
 
 /// What changes in one place do not make.
@@ -145,7 +145,7 @@ std::vector<Case> otherCases() {
          ambiguous},
         {ambiguous, ours.substr(0, ours.size() - 22) + theirs,
          "a directory in front of the end record, and where it says", ambiguous},
-        {ambiguous, ours + zipText({}), "an empty archive behind", ambiguous},
+        {ambiguous, ours + rawZip({}), "an empty archive behind", ambiguous},
         {"there is an end record in the comment", packageOf({OURS}, theirs), "an archive in the comment"},
         {"the ZIP structure is damaged", uncounted, "one item more", "is damaged"},
         {noItem, gap, "in front of the directory"},
@@ -166,7 +166,7 @@ std::vector<Case> otherCases() {
              {{.name = "x.xml", .content = TEXT, .extra = rename, .localExtra = ""}, {"word//document.xml", FAKE}}),
          "the name of the document in an extra field", ambiguous},
         {"\"[Content_Types].xml\": cannot be read",
-         zipText({{TYPES_ITEM.name, "<?xml version='1.1'?><x a='&#1;'/>"}, RELATIONSHIPS_ITEM, OURS}),
+         rawZip({{TYPES_ITEM.name, "<?xml version='1.1'?><x a='&#1;'/>"}, RELATIONSHIPS_ITEM, OURS}),
          "XML 1.1, which few readers take"},
         {": \"" + NAME + "\": the part is in pieces",
          packageOf({{NAME + "/[0].piece", "<"}, {NAME + "/[1].last.piece", "a/>"}}),

@@ -59,7 +59,7 @@ inline std::string appendItem(std::string& file, const RawItem& item) {
 }
 
 /// @param file what stands in front; places count from its start.
-inline std::string zipText(const std::vector<RawItem>& items, const std::string& comment = {}, std::string file = {}) {
+inline std::string rawZip(const std::vector<RawItem>& items, const std::string& comment = {}, std::string file = {}) {
     std::string directory;
     for (const RawItem& item : items)
         directory += appendItem(file, item);
@@ -69,7 +69,7 @@ inline std::string zipText(const std::vector<RawItem>& items, const std::string&
 }
 
 inline Bytes makeZip(const std::vector<RawItem>& items, const std::string& comment = {}) {
-    return toBytes(zipText(items, comment));
+    return toBytes(rawZip(items, comment));
 }
 
 /// What the central directory says of an item, and its compressed bytes.
