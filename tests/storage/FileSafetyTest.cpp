@@ -5,38 +5,36 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <functional>
+#include <sstream>
 
 namespace opc::test {
 namespace {
 
 namespace fs = std::filesystem;
 
-struct stat statusOf(const fs::path& file) {
-    struct stat result = {};
-    EXPECT_EQ(::lstat(file.c_str(), &result), 0) << file;
-    return result;
+/// User, group and mode.
+std::string ownerAndModeOf(const fs::path& file) {
+    struct stat status = {};
+    EXPECT_EQ(::lstat(file.c_str(), &status), 0) << file;
+    std::ostringstream text;
+    text << status.st_uid << ' ' << status.st_gid << ' ' << std::oct << (status.st_mode & 07777);
+    return text.str();
 }
 
-unsigned modeOf(const fs::path& file) {
-    return statusOf(file).st_mode & 07777;
-}
+const bool IS_ROOT = ::geteuid() == 0;
 
 /// Acts as a user without rights, where the tests run as root: root is refused nothing.
 class PlainUser {
 public:
     static constexpr uid_t ID = 65534;
-    PlainUser() {
-        if (root_ && (::setegid(ID) != 0 || ::seteuid(ID) != 0))
-            throw std::runtime_error("cannot drop root's rights");
-    }
-    ~PlainUser() {
-        if (root_ && (::seteuid(0) != 0 || ::setegid(0) != 0))
-            std::abort();
-    }
+    PlainUser() { become(ID); }
+    ~PlainUser() { become(0); }
 
 private:
-    bool root_ = ::geteuid() == 0;
+    static void become(uid_t id) {
+        if (IS_ROOT && (::seteuid(0) != 0 || ::setegid(id) != 0 || ::seteuid(id) != 0))
+            std::abort();
+    }
 };
 
 class FileSafety : public testing::Test {
@@ -49,7 +47,7 @@ protected:
 
     /// Makes a file the plain user's own.
     static void giveAway(const fs::path& path) {
-        if (::geteuid() == 0) {
+        if (IS_ROOT) {
             ASSERT_EQ(::chown(path.c_str(), PlainUser::ID, PlainUser::ID), 0);
         }
     }
@@ -100,22 +98,19 @@ TEST_F(FileSafety, ASavedFileKeepsItsModeAndItsOwnerAndANewOneHasTheModeThatTheU
     for (const unsigned mode : {0640U, 0600U, 0666U, 0755U}) {
         writeFile(file, original);
         ASSERT_EQ(::chmod(file.c_str(), mode), 0);
+        const std::string before = ownerAndModeOf(file);
         changeAndSave(file);
-        EXPECT_EQ(modeOf(file), mode);
-        if (::geteuid() == 0) {
-            EXPECT_EQ(statusOf(file).st_uid, PlainUser::ID);
-            EXPECT_EQ(statusOf(file).st_gid, PlainUser::ID);
-        }
+        EXPECT_EQ(ownerAndModeOf(file), before);
         expectChanged(file);
     }
     EXPECT_EQ(folder.names(), std::set<std::string>{"book.docx"});
     createAndSave(folder / "new.docx");
-    EXPECT_EQ(modeOf(folder / "new.docx"), 0640U);
+    EXPECT_TRUE(ownerAndModeOf(folder / "new.docx").ends_with(" 640"));
     ::umask(mask);
 }
 
 TEST_F(FileSafety, AnotherGroupGetsNoMoreThanEverybody) {
-    if (::geteuid() != 0)
+    if (!IS_ROOT)
         GTEST_SKIP() << "needs root to give a file away";
     ASSERT_EQ(::chown(file.c_str(), PlainUser::ID, 0), 0);
     ASSERT_EQ(::chmod(file.c_str(), 0664), 0);
@@ -123,8 +118,7 @@ TEST_F(FileSafety, AnotherGroupGetsNoMoreThanEverybody) {
         const PlainUser user;
         changeAndSave(file);
     }
-    EXPECT_EQ(statusOf(file).st_gid, PlainUser::ID) << "the user is not in the old group";
-    EXPECT_EQ(modeOf(file), 0644U);
+    EXPECT_EQ(ownerAndModeOf(file), "65534 65534 644") << "the user is not in the old group";
 }
 
 TEST_F(FileSafety, SymbolicLinksStayAndTheFileBehindThemIsReplaced) {
@@ -187,30 +181,6 @@ TEST_F(FileSafety, AFailedCloseCanBeTriedAgainOrGoToAnotherFile) {
     EXPECT_EQ(folder.names(), (std::set<std::string>{"book.docx", "else"}));
 }
 
-TEST_F(FileSafety, WhateverTheLastByteThatFitsTheOldFileStays) {
-    const std::string noise = someText(30000, 1, 256);
-    ZipPackage package(file);
-    openAndChange(package);
-    createPart(package, u"/noise.xml", noise);
-    std::size_t failures = 0;
-    for (rlim_t limit = 0;; limit += 997) {
-        const FileSizeLimit full(limit);
-        try {
-            package.close(false);
-            break;
-        } catch (const Exception& e) {
-            ++failures;
-            ASSERT_EQ(e.code(), make_error_condition(Errc::file_too_large)) << e.what();
-            expectUntouched();
-        }
-    }
-    EXPECT_GT(failures, 3U);
-    ZipPackage saved(file);
-    saved.open(OpenMode::ReadOnly);
-    EXPECT_EQ(readPart(saved, u"/noise.xml"), noise);
-    EXPECT_EQ(readPart(saved, u"/a.xml"), "new");
-}
-
 TEST_F(FileSafety, OnlyRegularFilesAreReplaced) {
     ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
     fs::create_directory(folder / "folder");
@@ -270,36 +240,43 @@ TEST_F(FileSafety, ALaterWorkingDirectorySendsNoSaveElsewhere) {
     EXPECT_TRUE(fs::is_empty(folder / "later"));
 }
 
-enum Result { Saved, Refused, RefusedEverywhere };
-
 /// What another program does with a file of which a package is open.
 class OtherPrograms : public FileSafety {
 protected:
-    using Action = std::function<void()>;
+    void perform(const std::string& action) {
+        if (action == "overwrites") {
+            writeFile(file, theirs);
+        } else if (action == "touches") {
+            fs::last_write_time(file, fs::file_time_type::clock::now() + std::chrono::seconds(1));
+        } else if (action == "replaces") {
+            writeFile(folder / "new", theirs);
+            fs::rename(folder / "new", file);
+        } else if (action == "removes") {
+            fs::remove(file);
+        } else if (action == "changes the link") {
+            writeFile(folder / "else.docx", theirs);
+            fs::remove(folder / "link");
+            fs::create_symlink("else.docx", folder / "link");
+        } else if (action == "links, with another mode") {
+            fs::create_hard_link(file, folder / "hard");
+            fs::permissions(file, fs::perms(0600));
+        } else {
+            ASSERT_EQ(action, "creates the output");
+            writeFile(folder / "output.docx", theirs);
+        }
+    }
 
-    /// @param output where the package is saved; empty: in place.
-    void check(OpenMode mode, const std::string& name, const std::string& output, const Action& meanwhile,
-               Result result) {
-        for (const auto& entry : fs::directory_iterator(folder.path()))
-            fs::remove(entry);
-        writeFile(file, original);
-        fs::create_symlink("book.docx", link);
-        ZipPackage package(folder / name);
-        package.open(mode);
-        createPart(package, u"/ours.xml", "ours");
-        writeAll(*package.getContentTypeOutputStream(), TYPES);
-        fs::path target = folder / (output.empty() ? name : output);
-        if (!output.empty())
-            package.setOutput(target);
-        meanwhile();
-        if (result != Saved) {
+    /// @param target where the package is saved.
+    /// @param result "saved", "refused" there, or "refused" everywhere.
+    void check(ZipPackage& package, fs::path target, const std::string& result) {
+        if (result != "saved") {
             const Bytes before = fs::exists(target) ? readFile(target) : Bytes();
             for (int attempt = 0; attempt < 2; ++attempt)
                 EXPECT_TRUE(saveFails(package, Errc::device_or_resource_busy, folder.path()));
             EXPECT_EQ(fs::exists(target) ? readFile(target) : Bytes(), before);
             package.setOutput(target = folder / "rescued.docx");
         }
-        if (result == RefusedEverywhere) {
+        if (result == "refused everywhere") {
             EXPECT_TRUE(saveFails(package, Errc::device_or_resource_busy, ""));
             EXPECT_FALSE(fs::exists(target));
             return;
@@ -311,55 +288,23 @@ protected:
     }
 
     const Bytes theirs = zipWith({{"theirs.xml", "theirs"}});
-    const fs::path link = folder / "link";
-    const Action overwrite = [this] { writeFile(file, theirs); };
-    const Action touch = [this] {
-        fs::last_write_time(file, fs::file_time_type::clock::now() + std::chrono::seconds(1));
-    };
-    const Action replace = [this] {
-        writeFile(folder / "new", theirs);
-        fs::rename(folder / "new", file);
-    };
-    const Action relink = [this] {
-        writeFile(folder / "else.docx", theirs);
-        fs::remove(link);
-        fs::create_symlink("else.docx", link);
-    };
-    const Action remove = [this] { fs::remove(file); };
-    const Action changeStatus = [this] {
-        fs::create_hard_link(file, folder / "hard");
-        fs::permissions(file, fs::perms(0600));
-    };
-    const Action createOutput = [this] { writeFile(folder / "output.docx", theirs); };
 };
 
-TEST_F(OtherPrograms, WhatTheyWroteMeanwhileIsNeitherReplacedNorMixedIn) {
-    const struct {
-        const char* why;
-        OpenMode mode;
-        const char* name;
-        const char* output;
-        const Action& meanwhile;
-        Result result;
-    } cases[] = {
-        {"written", OpenMode::ReadWrite, "book.docx", "", overwrite, RefusedEverywhere},
-        {"written, with the same size", OpenMode::ReadWrite, "book.docx", "", touch, RefusedEverywhere},
-        {"replaced", OpenMode::ReadWrite, "book.docx", "", replace, Refused},
-        {"replaced behind a link", OpenMode::ReadWrite, "link", "", replace, Refused},
-        {"replaced, named twice", OpenMode::ReadWrite, "link", "./book.docx", replace, Refused},
-        {"a link that leads elsewhere", OpenMode::ReadWrite, "link", "", relink, Refused},
-        {"removed", OpenMode::ReadWrite, "book.docx", "", remove, Saved},
-        {"linked, with another mode", OpenMode::ReadWrite, "book.docx", "", changeStatus, Saved},
-        {"saved elsewhere", OpenMode::ReadWrite, "book.docx", "output.docx", replace, Saved},
-        {"saved elsewhere, written", OpenMode::ReadWrite, "book.docx", "output.docx", overwrite, RefusedEverywhere},
-        {"the output came", OpenMode::ReadWrite, "book.docx", "output.docx", createOutput, Refused},
-        {"created over it", OpenMode::CreateOnly, "book.docx", "", replace, Refused},
-        {"created, and so did they", OpenMode::CreateOnly, "output.docx", "", createOutput, Refused},
-        {"created over what is gone", OpenMode::CreateOnly, "book.docx", "", remove, Saved},
-    };
-    for (const auto& [why, mode, name, output, meanwhile, result] : cases) {
-        SCOPED_TRACE(why);
-        check(mode, name, output, meanwhile, result);
+TEST_F(OtherPrograms, WhatTheyWriteMeanwhileIsNeitherReplacedNorMixedIn) {
+    for (const auto& row : readTable("storage/other-programs.tsv")) {
+        SCOPED_TRACE(boost::join(row, ", "));
+        for (const auto& entry : fs::directory_iterator(folder.path()))
+            fs::remove(entry);
+        writeFile(file, original);
+        fs::create_symlink("book.docx", folder / "link");
+        ZipPackage package(folder / row[1]);
+        package.open(row[0] == "changes" ? OpenMode::ReadWrite : OpenMode::CreateOnly);
+        createPart(package, u"/ours.xml", "ours");
+        writeAll(*package.getContentTypeOutputStream(), TYPES);
+        if (row.at(2) != row[1])
+            package.setOutput(folder / row[2]);
+        perform(row.at(3));
+        check(package, folder / row[2], row.at(4));
     }
 }
 

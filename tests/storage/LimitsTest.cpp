@@ -8,18 +8,11 @@ const std::string TEXT(3000, 'x');
 
 TEST(Limits, WhatIsCountedAtOpen) {
     const Bytes file = zipWith({{"a.xml", "a"}, {"folder/", "", 0}});
-    Limits limits;
-    limits.items = 3;
-    limits.nameLength = 19;
-    EXPECT_EQ(openingSays(file, {.limits = limits}), "opens");
-    limits.items = 2;
-    EXPECT_THAT(openingSays(file, {.limits = limits}, Errc::file_too_large),
+    EXPECT_EQ(openingSays(file, {.limits = {.items = 3, .nameLength = 19}}), "opens");
+    EXPECT_THAT(openingSays(file, {.limits = {.items = 2}}, Errc::file_too_large),
                 HasSubstr("the file has more items than 2 (limit items)"));
-    limits.items = 3;
-    limits.nameLength = 18;
-    EXPECT_THAT(openingSays(file, {.limits = limits}, Errc::file_too_large),
+    EXPECT_THAT(openingSays(file, {.limits = {.nameLength = 18}}, Errc::file_too_large),
                 HasSubstr("a name of more bytes than 18 (limit name-length)"));
-
     for (const bool fits : {true, false}) {
         Zip zip(file, {.limits = {.xmlSize = TYPES.size() - (fits ? 0 : 1)}});
         EXPECT_EQ(findPart(zip.package, u"/a.xml")->getContentType(), fits ? u"a/xml" : u"") << "nothing is known";

@@ -2,7 +2,6 @@
 #include "storage/zip/Pieces.hpp"
 
 #include "storage/Zips.hpp"
-#include "support/Table.hpp"
 
 namespace opc::test {
 namespace {
@@ -65,15 +64,7 @@ TEST(Pieces, StayUntilTheirPartIsWrittenOrDeleted) {
 }
 
 TEST(Pieces, OfAnIncompleteRowAreNoPart) {
-    const std::vector<std::string> rows[] = {
-        {"a.xml/[0].piece"},
-        {"a.xml/[1].last.piece"},
-        {"a.xml/[0].piece", "a.xml/[2].last.piece"},
-        {"a.xml/[0].last.piece", "a.xml/[1].last.piece"},
-        {"a.xml/[0].last.piece", "a.xml/[1].piece"},
-        {"a.xml/[0].piece", "a.xml/[1].piece"},
-    };
-    for (const auto& row : rows) {
+    for (const auto& row : readTable("storage/incomplete-pieces.tsv")) {
         Zip zip(zipOfNames(row));
         EXPECT_EQ(zip.parts().size(), 0U) << row.front();
         EXPECT_EQ(zip->getOtherItems(), row);

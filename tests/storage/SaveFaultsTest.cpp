@@ -9,6 +9,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
+
 /// What is left of a file when a save of it is killed or refused, at every step that it takes.
 namespace opc::test {
 namespace {
@@ -42,8 +44,13 @@ extern "C" {
 
 using opc::test::perform;
 
+ssize_t pread(int file, void* data, size_t size, off_t offset) {
+    return perform("pread", SYS_pread64, file, data, size, offset);
+}
+
+/// Not all at once.
 ssize_t pwrite(int file, const void* data, size_t size, off_t offset) {
-    return perform("pwrite", SYS_pwrite64, file, data, size, offset);
+    return perform("pwrite", SYS_pwrite64, file, data, std::min<size_t>(size, 100000), offset);
 }
 
 ssize_t copy_file_range(int from, off64_t* offset, int to, off64_t* place, size_t size, unsigned flags) {
@@ -223,11 +230,54 @@ TEST_F(SaveFaults, AKilledSaveLeavesTheOldFileOrTheNewOne) {
 TEST_F(SaveFaults, ARefusedSaveLeavesTheOldFileAndThePackageOpen) {
     std::set<std::string> met;
     int faults = 0;
-    for (const int error : {ENOSPC, EIO, EDQUOT})
+    for (const int error : {ENOSPC, EIO, EDQUOT, EFBIG})
         for (int n = 1; failAt(n, error); ++n, ++faults)
             met.insert(fault.failed);
-    EXPECT_EQ(met, (std::set<std::string>{"close", "copy_file_range", "fchmod", "fsync", "pwrite", "rename"}));
+    EXPECT_EQ(met, (std::set<std::string>{"close", "copy_file_range", "fchmod", "fsync", "pread", "pwrite", "rename"}));
     std::printf("             %d faults\n", faults);
+}
+
+TEST_F(SaveFaults, AFailedReadIsToldAsItIs) {
+    writeFile(file, after);
+    const std::string expected = TYPES + someText(700000, 1, 256) + std::string(300000, 'b') + "new";
+    int n = 0;
+    do {
+        fault = {++n, EIO};
+        try {
+            ZipPackage package(file);
+            package.open(OpenMode::ReadOnly);
+            std::string content;
+            for (const ZipItem& item : package.getItems())
+                content += readAll(*package.getItemInputStream(item.name));
+            EXPECT_TRUE(content == expected) << fault.failed << ", call " << n;
+        } catch (const Exception& e) {
+            EXPECT_EQ(e.code(), make_error_condition(Errc::io_error));
+            EXPECT_THAT(e.what(), HasSubstr("book.docx: cannot be read"));
+        }
+    } while (fault.failed);
+    EXPECT_GT(n, 10);
+}
+
+TEST_F(SaveFaults, ContentThatDoesNotFitIsNeverSavedInPart) {
+    ZipPackage package(file, {.memory = 1000});
+    package.open(OpenMode::CreateOnly);
+    writeAll(*package.getContentTypeOutputStream(), TYPES);
+    const std::string text = someText(700000, 1, 256);
+    auto& stream = *createPart(package, u"/a.xml", "")->getOutputStream();
+    write(stream, text.substr(0, 500));
+    write(stream, text.substr(500, 1000));
+    fault = {2, ENOSPC};
+    EXPECT_TRUE(
+        failsWith(Errc::no_space_on_device, "book.docx: the temporary file in \"", [&] { write(stream, text); }));
+    const std::function<void()> others[] = {[&] { write(stream, "more"); }, [&] { package.close(false); },
+                                            [&] { stream.close(); }};
+    for (const auto& action : others)
+        EXPECT_TRUE(failsWith(Errc::no_space_on_device, action)) << "a part of it would be saved";
+    EXPECT_FALSE(std::filesystem::exists(file));
+    writeAll(stream, text);
+    package.close(false);
+    package.open(OpenMode::ReadOnly);
+    EXPECT_EQ(readPart(package, u"/a.xml"), text);
 }
 
 TEST_F(SaveFaults, OnlyWhatAKilledSaveLeftBehindIsRemoved) {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "storage/Zips.hpp"
 #include "support/Process.hpp"
-#include "support/Table.hpp"
 
 #include <zip.h>
 
@@ -156,8 +155,6 @@ std::vector<Case> otherCases() {
         {"the item is stored", packageOf({{.name = NAME, .content = TEXT, .method = 0, .size = TEXT.size() - 1}}),
          "a size less than what is stored"},
         {"there are two items \"x.bin\"", packageOf({OURS, {"x.bin", "1"}, {"x.bin", "2"}}), "that are no parts"},
-        {"could take the item for \"_rels/.rels\"", packageOf({OURS, {"/_rels/.rels", relationshipTo("c.xml")}}),
-         "relationships"},
         {"could take the item for \"\xC3\xA9.x\"", withNames("\xC3\xA9.x", "e\xCC\x81.x", 0x800), "NFC and NFD"},
         {"could take the item for", withNames("\xE2\x94\x9C\xE2\x95\xA2.x", "\xC3\xB6.x", 0), "UTF-8 or code page"},
         {"opens", withNames("e.x", "\xC3\xA9.x", 0x800), "names that an accent tells apart"},

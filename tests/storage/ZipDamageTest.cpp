@@ -21,16 +21,8 @@ TEST(ZipDamage, WhatIsNoPackageFailsTheOpenWithAReason) {
         {makeZip({}), "no item \"[Content_Types].xml\""},
         {makeZip({{"x/[Content_Types].xml", TYPES}}), "no item \"[Content_Types].xml\""},
     };
-    TemporaryFolder folder;
-    for (const auto& [bytes, said] : cases) {
-        writeFile(folder / "book.docx", bytes);
-        for (const OpenMode mode : {OpenMode::ReadOnly, OpenMode::ReadWrite}) {
-            ZipPackage package(folder / "book.docx");
-            EXPECT_TRUE(failsWith(Errc::bad_message, said, [&] { package.open(mode); }));
-            EXPECT_TRUE(failsWith(Errc::bad_message, "book.docx: ", [&] { package.open(mode); })) << said;
-        }
-        EXPECT_EQ(readFile(folder / "book.docx"), bytes) << said;
-    }
+    for (const auto& [bytes, said] : cases)
+        EXPECT_THAT(openingSays(bytes), AllOf(testing::StartsWith("ZIP package in memory: "), HasSubstr(said)));
 }
 
 TEST(ZipDamage, WhatCannotBeOpenedSaysWhy) {

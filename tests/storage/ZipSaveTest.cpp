@@ -10,10 +10,6 @@ namespace {
 
 using interfaces::CompressionType;
 
-int run(const std::string& command) {
-    return WEXITSTATUS(std::system(command.c_str()));
-}
-
 /// Items of every kind that a save leaves alone.
 std::vector<RawItem> variousItems() {
     const std::string text(3000, 't');
@@ -54,22 +50,9 @@ TEST(ZipSave, NewItemsThatTellTheKindOfAPackageComeFirst) {
                              "<Relationship Id='r1' Type='http://t' Target='b.xml'/>"
                              "<Relationship Id='r2' Type='http://schemas.openxmlformats.org/officeDocument/2006/"
                              "relationships/officeDocument' Target='word/main.xml'/></Relationships>";
-    const struct {
-        std::string first; ///< item of a package that is opened; empty: it is created
-        std::string calls; ///< what is written in turn; "|" saves the package and opens it again
-        std::string items; ///< "head": the content types stream and the relationships
-    } cases[] = {
-        {"", "b.xml types rels a.xml", "head b.xml a.xml"},
-        {"", "b.xml rels a.xml types", "head b.xml a.xml"},
-        {"", "b.xml word/main.xml rels types", "head word/main.xml b.xml"},
-        {"", "types | b.xml word/main.xml rels", "head word/main.xml b.xml"},
-        {"", "types | b.xml | rels | a.xml word/main.xml", "head word/main.xml b.xml a.xml"},
-        {"", "types b.xml word/main.xml | rels", "head b.xml word/main.xml"},
-        {"mimetype", "word/main.xml rels", "mimetype [Content_Types].xml word/main.xml _rels/.rels"},
-    };
-    for (const auto& [first, calls, items] : cases) {
-        Zip zip(first.empty() ? Bytes() : makeZip({{first, ""}, {"[Content_Types].xml", TYPES}}));
-        std::istringstream words(calls);
+    for (const auto& row : readTable("storage/first-items.tsv")) {
+        Zip zip(row[0] == "created" ? Bytes() : makeZip({{row[0], ""}, {"[Content_Types].xml", TYPES}}));
+        std::istringstream words(row.at(1));
         for (std::string call; words >> call;)
             if (call == "|")
                 zip.save();
@@ -77,11 +60,7 @@ TEST(ZipSave, NewItemsThatTellTheKindOfAPackageComeFirst) {
                 writeAll(*zip->getContentTypeOutputStream(), TYPES);
             else
                 createPart(zip.package, call == "rels" ? u"/_rels/.rels" : u'/' + toString(call), rels);
-        std::string names;
-        for (const std::string& name : zip.save())
-            names += (names.empty() ? "" : " ") + name;
-        EXPECT_EQ(names, items.starts_with("head") ? "[Content_Types].xml _rels/.rels" + items.substr(4) : items)
-            << calls;
+        EXPECT_EQ(boost::join(zip.save(), " "), row.at(2)) << row[1];
     }
 }
 
@@ -170,19 +149,18 @@ TEST(ZipSave, NewContentTakesTheNameAndThePlaceOfTheOld) {
 
 TEST(ZipSave, OtherProgramsReadTheResult) {
     TemporaryFolder folder;
-    const std::string file = folder / "book.zip";
-    writeFile(file, createBook());
-    EXPECT_EQ(run("unzip -tqq " + file), 0);
-    ZipPackage package(file);
+    writeFile(folder / "book.zip", createBook());
+    const std::string command = "cd " + folder.path().string() + " && unzip -tqq book.zip";
+    EXPECT_EQ(std::system(command.c_str()), 0);
+    ZipPackage package(folder / "book.zip");
     package.open(OpenMode::ReadWrite);
     writePart(package, u"/1.xml", "changed");
     package.deletePart(u"/2.xml");
     createPart(package, u"/new%20name.xml", std::string(100000, 'n'));
     package.close(false);
-    EXPECT_EQ(run("unzip -tqq " + file), 0);
-    EXPECT_EQ(run("unzip -p " + file + " 1.xml | grep -qx changed"), 0);
-    EXPECT_EQ(run("unzip -p " + file + " new%20name.xml | tr -d n | grep -q ."), 1);
-    EXPECT_EQ(run("unzip -l " + file + " 2.xml >/dev/null"), 11) << "nothing of that name";
+    const std::string check = " && unzip -p book.zip 1.xml | grep -qx changed && ! unzip -l book.zip 2.xml >/dev/null"
+                              " && test $(unzip -p book.zip new%20name.xml | tr -cd n | wc -c) = 100000";
+    EXPECT_EQ(std::system((command + check).c_str()), 0);
 }
 
 TEST(ZipSave, WithoutAChangeNothingIsWritten) {
@@ -219,6 +197,7 @@ TEST(ZipSave, WithoutAChangeNothingIsWritten) {
 TEST(ZipSave, AnotherOutputLeavesTheOriginalAlone) {
     TemporaryFolder folder;
     const Bytes original = makeZip(variousItems());
+    const auto written = [&] { return RawZipReader(readFile(folder / "out.docx")).names(); };
     for (const bool inFile : {true, false}) {
         for (const bool changed : {true, false}) {
             SCOPED_TRACE(testing::Message() << (inFile ? "file" : "bytes") << (changed ? ", changed" : ""));
@@ -235,7 +214,7 @@ TEST(ZipSave, AnotherOutputLeavesTheOriginalAlone) {
             EXPECT_EQ(readFile(folder / "in.docx"), original);
             EXPECT_EQ(bytes, original);
             EXPECT_EQ(readFile(folder / "out.docx") == original, !changed) << "without a change a plain copy";
-            EXPECT_EQ(RawZipReader(readFile(folder / "out.docx")).entries.size(), changed ? 15U : 14U);
+            EXPECT_EQ(written().size(), changed ? 15U : 14U);
 
             package->open(OpenMode::ReadWrite);
             EXPECT_EQ(findPart(*package, u"/new.xml"), nullptr) << "the output held until the close";
@@ -243,10 +222,18 @@ TEST(ZipSave, AnotherOutputLeavesTheOriginalAlone) {
             package->close(true);
         }
     }
+    Bytes bytes = {'x'};
+    ZipPackage created(bytes);
+    created.open(OpenMode::CreateOnly);
+    created.setOutput(folder / "out.docx");
+    writeAll(*created.getContentTypeOutputStream(), TYPES);
+    created.close(false);
+    EXPECT_EQ(bytes, Bytes{'x'});
+    EXPECT_THAT(written(), ElementsAre("[Content_Types].xml"));
     EXPECT_EQ(folder.names(), (std::set<std::string>{"in.docx", "out.docx"}));
 }
 
-TEST(ZipSave, TheOutputMayBeTheInputAndACreatedPackageMayHaveOne) {
+TEST(ZipSave, TheOutputMayBeTheInput) {
     TemporaryFolder folder;
     writeFile(folder / "in.docx", makeZip(variousItems()));
     ZipPackage package(folder / "in.docx");
@@ -260,30 +247,6 @@ TEST(ZipSave, TheOutputMayBeTheInputAndACreatedPackageMayHaveOne) {
     package.open(OpenMode::ReadOnly);
     EXPECT_EQ(readPart(package, u"/new.xml"), "new");
     EXPECT_EQ(readPart(package, u"/z.xml"), std::string(3000, 't'));
-
-    Bytes bytes = {'x'};
-    ZipPackage created(bytes);
-    created.open(OpenMode::CreateOnly);
-    created.setOutput(folder / "created.docx");
-    writeAll(*created.getContentTypeOutputStream(), TYPES);
-    created.close(false);
-    EXPECT_EQ(bytes, Bytes{'x'});
-    EXPECT_THAT(RawZipReader(readFile(folder / "created.docx")).names(), ElementsAre("[Content_Types].xml"));
-}
-
-TEST(ZipSave, ThousandsOfItemsAreNoTrouble) {
-    const auto name = [](int i) { return u"/p" + toString(std::to_string(i)) + u".xml"; };
-    Zip zip;
-    writeAll(*zip->getContentTypeOutputStream(), TYPES);
-    for (int i = 0; i < 20000; ++i)
-        createPart(zip.package, name(i), std::to_string(i));
-    zip.save();
-    ASSERT_EQ(zip->getParts().size(), 20000U);
-    for (int i = 0; i < 20000; i += 2)
-        zip->deletePart(name(i));
-    zip.save();
-    ASSERT_EQ(zip->getParts().size(), 10000U);
-    EXPECT_EQ(readAll(*zip->getParts().back()->getInputStream()), "19999");
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 
 #include "support/PhysicalAccess.hpp"
 #include "support/RawZip.hpp"
+#include "support/Table.hpp"
 #include "support/TemporaryFolder.hpp"
 
 #include "storage/Content.hpp"
@@ -11,9 +12,7 @@
 
 #include <gmock/gmock.h>
 
-#include <sys/resource.h>
-
-#include <csignal>
+#include <functional>
 
 /// What the tests of ZIP packages share.
 namespace opc::test {
@@ -88,23 +87,5 @@ inline std::string readRest(ItemReader& reader, std::size_t piece = 70000) {
         bytes += next;
     return bytes;
 }
-
-/// Lets the files of this process grow to a size only, as a full disk would.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
-        ::getrlimit(RLIMIT_FSIZE, &before_);
-        const rlimit limit{bytes, before_.rlim_max};
-        ::setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FileSizeLimit() {
-        ::setrlimit(RLIMIT_FSIZE, &before_);
-        std::signal(SIGXFSZ, handler_);
-    }
-
-private:
-    void (*handler_)(int);
-    rlimit before_ = {};
-};
 
 } // namespace opc::test

@@ -41,7 +41,7 @@ def verdict(reader, file):
         read = reader(file)
         target = re.search("Target='/?([^']*)'", read("_rels/.rels").decode())[1]
         return "same" if read(unquote(target)) == document.encode() else "other"
-    except (OSError, KeyError, NotImplementedError, RuntimeError, ValueError, zipfile.BadZipFile):
+    except (OSError, KeyError, NotImplementedError, RuntimeError, TypeError, ValueError, zipfile.BadZipFile):
         return "none"
 
 
