@@ -7,10 +7,10 @@
 #include "xml/SchemaValidation.hpp"
 #include "xml/XercesErrors.hpp"
 
-#include <gmock/gmock.h>
 #include <xercesc/dom/DOMError.hpp>
 #include <xercesc/dom/DOMLocator.hpp>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <thread>
@@ -18,132 +18,77 @@
 namespace opc::model::test {
 namespace {
 
-using Encoding = XercesHelper::XercesEncoding;
+class ReadingTest : public XmlTest {};
 
-constexpr const char* ENCODING_REFUSED = "XML content must be UTF-8 or UTF-16 or empty (i.e., absent XML declaration)";
-
-class ReadingTest : public XmlTest {
-protected:
-    std::string verdictOfText(const std::u16string& text) {
-        return verdictOf([&] { XercesHelper::readDocumentFromString(*parser_, text, false, u"", u""); });
-    }
-};
-
-TEST_F(ReadingTest, accepts_only_the_five_declared_encodings) {
-    struct Case {
-        const char* declaration;
-        std::string expected;
-    };
-    const std::vector<Case> cases = {
-        {"", "accepted"},
-        {"<?xml version='1.0'?>", "accepted"},
-        {"<?xml version='1.0' encoding='UTF-8'?>", "accepted"},
-        {"<?xml version='1.0' encoding='utf-8'?>", "accepted"},
-        {"<?xml version='1.0' encoding='Utf-8'?>", ENCODING_REFUSED},
-        {"<?xml version='1.0' encoding='UTF8'?>", ENCODING_REFUSED},
-        {"<?xml version='1.0' encoding='ISO-8859-1'?>", ENCODING_REFUSED},
-        {"<?xml version='1.0' encoding='US-ASCII'?>", ENCODING_REFUSED},
-    };
-    for (const auto& [declaration, expected] : cases) {
-        EXPECT_EQ(verdict(std::string(declaration) + "<a/>"), expected) << declaration;
-        EXPECT_EQ(verdictOfText(opc::toString(std::string(declaration) + "<a/>")), expected) << declaration;
+TEST_F(ReadingTest, AcceptsFiveEncodingsAndWellFormedDocumentsAlone) {
+    for (const auto& row : readTable("xml/reading.tsv")) {
+        EXPECT_THAT(verdict(row[1]), ::testing::HasSubstr(row[0])) << row[1];
+        EXPECT_THAT(verdict(opc::toString(row[1], true)), ::testing::HasSubstr(row[0])) << row[1] << " as a string";
     }
     for (const char16_t* name : {u"utf-16", u"UTF-16"}) {
         const std::u16string text = std::u16string(u"<?xml version='1.0' encoding='") + name + u"'?><a/>";
-        EXPECT_EQ(verdictOfText(text), "accepted");
-        EXPECT_EQ(verdictOf([&] { readBytes(toBytes(u"\uFEFF" + text)); }), "accepted") << "detected by its mark";
+        EXPECT_EQ(verdict(text), "accepted");
+        EXPECT_EQ(verdict(toUTF16Bytes(u"\uFEFF" + text)), "accepted") << "detected by its mark";
     }
+    EXPECT_THAT(verdict("<a>\xC3</a>"), ::testing::HasSubstr("invalid byte '<' at position 2 of a 2-byte sequence"));
+    EXPECT_THAT(verdict("<a>\xC0\x80</a>"), ::testing::HasSubstr("invalid byte"));
 }
 
-TEST_F(ReadingTest, decodes_the_same_text_from_every_form_and_every_size_of_read) {
+TEST_F(ReadingTest, DecodesTheSameTextFromEveryFormAndEverySizeOfRead) {
     const std::u16string text = u"<a b='\u00E9'>\u4E2D\U0001F600</a>";
-    std::u16string swapped = u"\uFEFF" + text;
-    for (char16_t& unit : swapped) {
-        unit = static_cast<char16_t>((unit << 8) | (unit >> 8));
-    }
+    std::string swapped = toUTF16Bytes(u"\uFEFF" + text);
+    for (std::size_t i = 0; i < swapped.size(); i += 2)
+        std::swap(swapped[i], swapped[i + 1]);
     const std::string utf8 = opc::detail::toUTF8String(text);
-    const std::vector<std::vector<unsigned char>> forms = {toBytes(utf8), toBytes("\xEF\xBB\xBF" + utf8),
-                                                           toBytes(u"\uFEFF" + text), toBytes(swapped)};
-    for (const auto& form : forms) {
+    const auto expectText = [](const DOMDocument* document) {
+        std::u16string content, value;
+        XercesHelper::getElementText(document->getDocumentElement(), content);
+        XercesHelper::getElementAttribute(document->getDocumentElement(), XercesString(u"b"), value);
+        EXPECT_EQ(content + value, u"\u4E2D\U0001F600\u00E9");
+    };
+    for (const auto& form : {utf8, "\xEF\xBB\xBF" + utf8, toUTF16Bytes(u"\uFEFF" + text), swapped})
         for (const unsigned long largestRead : {1UL, 3UL, 65536UL}) {
-            RepeatingStream stream(std::string(form.begin(), form.end()), "", 0, "");
+            RepeatingStream stream(form, "", 0, "");
             stream.largestRead = largestRead;
-            auto* root = XercesHelper::readDocumentFromStream(*parser_, stream, false, u"", u"")->getDocumentElement();
-            std::u16string content;
-            XercesHelper::getElementText(root, content);
-            EXPECT_EQ(content, u"\u4E2D\U0001F600") << "form " << (&form - forms.data()) << " by " << largestRead;
+            expectText(read(stream));
         }
-    }
-    auto* root = XercesHelper::readDocumentFromString(*parser_, text, false, u"", u"")->getDocumentElement();
-    std::u16string value;
-    XercesHelper::getElementAttribute(root, XercesString(u"b"), value);
-    EXPECT_EQ(value, u"\u00E9");
+    expectText(read(text));
 }
 
-TEST_F(ReadingTest, refuses_what_is_not_well_formed_with_the_message_of_the_parser) {
-    struct Case {
-        const char* text;
-        const char* expected;
-    };
-    const std::vector<Case> cases = {
-        {"", "invalid document structure"},
-        {"<a>", "input ended before all started tags were ended; last tag started is 'a'"},
-        {"<a/>x", "comment or processing instruction expected"},
-        {"<a b='1' b='2'/>", "attribute 'b' is already specified for element 'a'"},
-        {"<q:a/>", "prefix 'q' can not be resolved to namespace URI"},
-        {"<!DOCTYPE a><a/>", "invalid document structure"},
-        {"<!DOCTYPE a [<!ELEMENT a ANY>]><a/>", "invalid document structure"},
-        {"<a>\xC3</a>", "invalid byte '<' at position 2 of a 2-byte sequence"},
-        {"<a>\xC0\x80</a>", "invalid byte"},
-    };
-    for (const auto& [text, expected] : cases) {
-        EXPECT_THAT(verdict(text), ::testing::HasSubstr(expected)) << text;
-        EXPECT_EQ(verdict("<a/>"), "accepted") << "the parser can be used again after " << text;
-    }
-}
-
-TEST_F(ReadingTest, keeps_names_in_messages_whatever_the_locale) {
-    EXPECT_EQ(verdict("<\xC3\xA9\xE4\xB8\xAD>"),
-              "input ended before all started tags were ended; last tag started is '\xC3\xA9\xE4\xB8\xAD'");
-}
-
-TEST_F(ReadingTest, reports_a_failing_stream_by_its_own_exception_and_before_any_other_error) {
+TEST_F(ReadingTest, ReportsAFailingStreamByItsOwnExceptionAndBeforeAnyOtherError) {
     const boost::system::error_code ioError(5, boost::system::system_category());
     for (const std::string text : {"", "<", "<a>", "<a></b>", "<a/>", "<?xml version='1.0' encoding='UTF8'?><a/>"}) {
-        FailingStream failing(text, [&] { throw opc::Exception("disk gone", ioError); });
+        RepeatingStream failing(text, "", 0, "");
+        failing.atEnd = [&] { throw opc::Exception("disk gone", ioError); };
         try {
-            XercesHelper::readDocumentFromStream(*parser_, failing, false, u"", u"");
+            read(failing);
             ADD_FAILURE() << text;
         } catch (const opc::Exception& e) {
             EXPECT_STREQ(e.what(), "disk gone") << text;
             EXPECT_EQ(e.code(), ioError) << text;
         }
-        FailingStream odd(text, [] { throw 42; });
-        EXPECT_THROW(XercesHelper::readDocumentFromStream(*parser_, odd, false, u"", u""), int) << text;
-        EXPECT_EQ(verdict("<a/>"), "accepted") << text;
+        RepeatingStream odd(text, "", 0, "");
+        odd.atEnd = [] { throw 42; };
+        EXPECT_THROW(read(odd), int) << text;
+        EXPECT_EQ(verdict("<a/>"), "accepted") << "the parser can be used again after " << text;
     }
+    for (const XMLCh* parameter : {XMLUni::fgDOMErrorHandler, XMLUni::fgDOMResourceResolver})
+        EXPECT_EQ(parser_->getDomConfig()->getParameter(parameter), nullptr) << "nothing is left behind";
 }
 
-TEST_F(ReadingTest, leaves_nothing_of_one_read_behind_in_the_parser) {
-    const auto& configuration = *parser_->getDomConfig();
-    EXPECT_NE(verdict("<a>"), "accepted");
-    EXPECT_EQ(configuration.getParameter(xercesc::XMLUni::fgDOMErrorHandler), nullptr);
-    EXPECT_EQ(configuration.getParameter(xercesc::XMLUni::fgDOMResourceResolver), nullptr);
-}
-
-TEST_F(ReadingTest, judges_a_document_whatever_version_of_XML_was_read_before_it) {
-    const std::vector<std::string> ofVersion11 = {"<?xml version='1.1'?><a>&#1;</a>", "<?xml version='1.1'?><a",
-                                                  "<?xml version='1.1' encoding='UTF8'?><a/>"};
-    const std::vector<std::string> documents = {"<a>&#1;</a>", "<a xmlns:p=''/>",  "<a\xC2\x85/>", "<!DOCTYPE a><a/>",
-                                                "<a/>",        ofVersion11.front()};
+TEST_F(ReadingTest, JudgesADocumentWhateverVersionOfXMLWasReadBeforeIt) {
+    const std::string ofVersion11[] = {"<?xml version='1.1'?><a>&#1;</a>", "<?xml version='1.1'?><a",
+                                       "<?xml version='1.1' encoding='UTF8'?><a/>"};
     for (const bool validated : {false, true}) {
         parser_ = XercesHelper::createParser();
         loadEmbeddedSchema(*parser_, embedded::opc_contentTypes);
         verdict("<a/>", validated);
-        for (const std::string& document : documents) {
+        for (const std::string& document :
+             {std::string("<a>&#1;</a>"), std::string("<a xmlns:p=''/>"), std::string("<a\xC2\x85/>"),
+              std::string("<!DOCTYPE a><a/>"), std::string("<a/>"), ofVersion11[0]}) {
             const std::string expected = verdict(document);
-            const bool accepted = !validated && (document == "<a/>" || document == ofVersion11.front());
-            EXPECT_EQ(expected == "accepted", accepted) << document;
+            const bool isAccepted = !validated && (document == "<a/>" || document == ofVersion11[0]);
+            EXPECT_EQ(expected == "accepted", isAccepted) << document;
             for (const std::string& before : ofVersion11) {
                 verdict(before);
                 EXPECT_EQ(verdict(document), expected) << document << " after " << before;
@@ -152,67 +97,91 @@ TEST_F(ReadingTest, judges_a_document_whatever_version_of_XML_was_read_before_it
     }
 }
 
-TEST_F(ReadingTest, goes_on_validating_once_it_has_validated) {
-    EXPECT_EQ(verdict("<a/>"), "accepted");
-    EXPECT_EQ(verdict("<a/>", true), "grammar not found for namespace ''");
-    EXPECT_EQ(verdict("<a/>"), "grammar not found for namespace ''");
-}
-
-TEST_F(ReadingTest, loads_the_schema_that_the_caller_itself_locates_but_nothing_that_this_one_names) {
-    const auto folder = std::filesystem::path(::testing::TempDir());
-    const auto schema = (folder / "opcraft-located.xsd").string();
-    const std::string head = "<xs:schema xmlns:xs='http://www.w3.org/2001/XMLSchema' targetNamespace='urn:t'>";
-    std::ofstream(schema) << head << "<xs:element name='a'/></xs:schema>";
-    const auto verdictAt = [&](const std::string& text, const std::string& location, const std::u16string& space) {
+TEST_F(ReadingTest, LoadsTheSchemaThatTheCallerItselfLocatesButNothingThatThisOneNames) {
+    const std::string path = ::testing::TempDir() + "opcraft-located.xsd";
+    const auto expectVerdict = [&](const std::string& schema, const std::string& text, const std::u16string& space,
+                                   const std::string& expected) {
+        std::ofstream(path) << "<xs:schema xmlns:xs='http://www.w3.org/2001/XMLSchema' " << schema
+                            << "<xs:element name='a'/></xs:schema>";
         const ParserHandle fresh = XercesHelper::createParser();
-        std::string result = verdictOf([&] {
-            const auto bytes = toBytes(text);
-            ByteArrayInAdaptor stream(bytes);
-            XercesHelper::readDocumentFromStream(*fresh, stream, true, opc::toString(location), space);
-        });
-        for (const XMLCh* parameter : {xercesc::XMLUni::fgXercesSchemaExternalSchemaLocation,
-                                       xercesc::XMLUni::fgXercesSchemaExternalNoNameSpaceSchemaLocation}) {
+        RepeatingStream stream(text, "", 0, "");
+        EXPECT_EQ(
+            verdictOf([&] { XercesHelper::readDocumentFromStream(*fresh, stream, true, opc::toString(path), space); }),
+            expected);
+        for (const XMLCh* parameter :
+             {XMLUni::fgXercesSchemaExternalSchemaLocation, XMLUni::fgXercesSchemaExternalNoNameSpaceSchemaLocation})
             EXPECT_EQ(fresh->getDomConfig()->getParameter(parameter), nullptr) << "it counts for one read";
-        }
-        return result;
     };
-    EXPECT_EQ(verdictAt("<a xmlns='urn:t'/>", schema, u"urn:t"), "accepted");
-    EXPECT_EQ(verdictAt("<b xmlns='urn:t'/>", schema, u"urn:t"), "no declaration found for element 'b'");
-
-    std::ofstream(schema) << head << "<xs:include schemaLocation='other.xsd'/><xs:element name='a'/></xs:schema>";
-    EXPECT_EQ(verdictAt("<a xmlns='urn:t'/>", schema, u"urn:t"),
-              "XML content can not refer to another resource: other.xsd");
-
-    std::ofstream(schema)
-        << "<xs:schema xmlns:xs='http://www.w3.org/2001/XMLSchema'><xs:element name='a'/></xs:schema>";
-    EXPECT_EQ(verdictAt("<a/>", schema, u""), "accepted");
-    EXPECT_EQ(verdictAt("<b/>", schema, u""), "no declaration found for element 'b'");
-    std::filesystem::remove(schema);
+    const std::string target = "targetNamespace='urn:t'>";
+    expectVerdict(target, "<a xmlns='urn:t'/>", u"urn:t", "accepted");
+    expectVerdict(target, "<b xmlns='urn:t'/>", u"urn:t", "no declaration found for element 'b'");
+    expectVerdict(target + "<xs:include schemaLocation='other.xsd'/>", "<a xmlns='urn:t'/>", u"urn:t",
+                  "XML content can not refer to another resource: other.xsd");
+    expectVerdict(">", "<a/>", u"", "accepted");
+    expectVerdict(">", "<b/>", u"", "no declaration found for element 'b'");
+    std::filesystem::remove(path);
 }
 
-TEST(XercesGuardTest, lets_threads_come_and_go_while_others_read) {
-    const auto work = [] {
-        for (int i = 0; i < 20; ++i) {
-            const XercesGuard guard;
-            const auto parser = XercesHelper::createParser();
-            auto* document = XercesHelper::readDocumentFromString(*parser, u"<a>text</a>", false, u"", u"");
-            std::u16string text;
-            XercesHelper::getElementText(document->getDocumentElement(), text);
-            EXPECT_EQ(text, u"text");
+TEST_F(ReadingTest, LoadingASchemaSaysWhyItCouldNot) {
+    const auto loadVerdict = [](const std::string& text) {
+        try {
+            loadEmbeddedSchema(*XercesHelper::createParser(), {"test.xsd", text.c_str(), text.size()});
+        } catch (const InvalidXMLSchema& e) {
+            return std::string(e.what());
         }
+        return std::string("loaded");
     };
+    const std::string start = "<xs:schema xmlns:xs='http://www.w3.org/2001/XMLSchema'>";
+    const std::string failed = "Schema could not be loaded: ";
+    EXPECT_EQ(loadVerdict(start + "</xs:schema>"), "loaded");
+    EXPECT_EQ(loadVerdict("<a"), failed + "unexpected end of input");
+    EXPECT_EQ(loadVerdict("<a/>"), failed + "root element name of XML Schema document must be 'schema'");
+    EXPECT_EQ(loadVerdict(start + "<xs:include schemaLocation='/etc/hostname'/></xs:schema>"),
+              failed + "XML content can not refer to another resource: /etc/hostname");
+    EXPECT_THROW(loadEmbeddedSchema(*parser_, embedded::opc_coreProperties), InvalidXMLSchema)
+        << "what it imports is not in the cache";
+    for (const auto* schema :
+         {&embedded::xml, &embedded::dc, &embedded::dcmitype, &embedded::dcterms, &embedded::opc_coreProperties,
+          &embedded::opc_contentTypes, &embedded::opc_relationships, &embedded::opc_dsig, &embedded::xmldsig}) {
+        EXPECT_EQ(std::strlen(schema->text), schema->length) << schema->systemId;
+        EXPECT_EQ(verdict(schema->text), "accepted") << schema->systemId << " holds no document type";
+        EXPECT_EQ(std::string(schema->text).find("schemaLocation"), std::string::npos) << schema->systemId;
+    }
+}
+
+TEST_F(ReadingTest, GoesOnValidatingOnceItHasValidatedWithTheSchemasItHasAndGets) {
+    const std::string ns = "xmlns='http://schemas.openxmlformats.org/package/2006/";
+    const std::string types = "<Types " + ns + "content-types'/>";
+    const std::string relationships = "<Relationships " + ns + "relationships'/>";
+    EXPECT_EQ(verdict("<a/>"), "accepted");
+    loadEmbeddedSchema(*parser_, embedded::opc_contentTypes);
+    EXPECT_EQ(verdict(types, true), "accepted");
+    EXPECT_THAT(verdict(relationships, true), ::testing::StartsWith("grammar not found for namespace"));
+    loadEmbeddedSchema(*parser_, embedded::opc_relationships);
+    for (const bool validate : {true, false, true}) {
+        EXPECT_EQ(verdict(types, validate), "accepted");
+        EXPECT_EQ(verdict(relationships, validate), "accepted");
+        EXPECT_EQ(verdict("<Types/>", validate), "grammar not found for namespace ''");
+    }
+}
+
+TEST_F(ReadingTest, LetsThreadsComeAndGoWhileOthersRead) {
     std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back(work);
-    }
-    for (auto& thread : threads) {
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back([] {
+            for (int round = 0; round < 20; ++round) {
+                const XercesGuard guard;
+                const auto parser = XercesHelper::createParser();
+                auto* document = XercesHelper::readDocumentFromString(*parser, u"<a>text</a>", false, u"", u"");
+                EXPECT_STREQ(toASCIIString(document->getDocumentElement()->getTextContent()).c_str(), "text");
+            }
+        });
+    for (auto& thread : threads)
         thread.join();
-    }
 }
 
 /// An error as the parser would report it.
-class ReportedError final : public xercesc::DOMError {
-public:
+struct ReportedError final : xercesc::DOMError {
     ReportedError(ErrorSeverity severity, const XMLCh* message) : severity_(severity), message_(message) {}
     ErrorSeverity getSeverity() const override { return severity_; }
     const XMLCh* getMessage() const override { return message_; }
@@ -221,12 +190,11 @@ public:
     const XMLCh* getType() const override { return nullptr; }
     void* getRelatedData() const override { return nullptr; }
 
-private:
     ErrorSeverity severity_;
     const XMLCh* message_;
 };
 
-TEST(XercesErrorHandlerTest, ignores_warnings_and_keeps_the_message_of_the_last_error) {
+TEST(XercesErrorsTest, IgnoreWarningsKeepTheLastMessageAndBecomeOurs) {
     const XercesGuard guard;
     XercesErrorHandler handler;
     EXPECT_TRUE(handler.handleError(ReportedError(xercesc::DOMError::DOM_SEVERITY_WARNING, u"odd")));
@@ -235,18 +203,56 @@ TEST(XercesErrorHandlerTest, ignores_warnings_and_keeps_the_message_of_the_last_
     EXPECT_FALSE(handler.handleError(ReportedError(xercesc::DOMError::DOM_SEVERITY_FATAL_ERROR, u"worse \u00E9")));
     EXPECT_TRUE(handler.handleError(ReportedError(xercesc::DOMError::DOM_SEVERITY_WARNING, u"odd")));
     EXPECT_EQ(verdictOf([&] { handler.throwIfError(); }), "worse \xC3\xA9");
+
+    const auto translating = [](auto exception) {
+        return [=] { translatingXercesErrors([=]() -> int { throw exception; }); };
+    };
+    EXPECT_EQ(verdictOf(translating(xercesc::SAXException(u"from a \u00E9"))), "from a \xC3\xA9");
+    EXPECT_NE(verdictOf(translating(xercesc::DOMException(xercesc::DOMException::NOT_FOUND_ERR))), "");
+    EXPECT_THROW(translating(xercesc::OutOfMemoryException())(), std::bad_alloc);
+    EXPECT_THROW(translating(InvalidPartName("x"))(), InvalidPartName);
+    EXPECT_EQ(translatingXercesErrors([] { return 7; }), 7);
 }
 
-TEST(XercesErrorTranslationTest, turns_every_foreign_exception_into_one_of_ours) {
+TEST(XercesStringTest, OwnsACopyAndComparesNullAsEmptyWhateverTheFormOfTheOtherSide) {
     const XercesGuard guard;
-    const auto verdictOfThrow = [](auto exception) {
-        return verdictOf([&] { translatingXercesErrors([&]() -> int { throw exception; }); });
+    const char16_t* const null = nullptr;
+    std::u16string source = u"Relationship\U0001F600";
+    XercesString string(source);
+    source.assign(source.size(), u'x');
+    EXPECT_EQ(string.toString(), u"Relationship\U0001F600");
+    EXPECT_EQ(string.toXMLCh()[14], u'\0');
+    EXPECT_EQ(static_cast<char16_t*>(string), string.toXMLCh());
+    const XercesString cut(std::u16string(u"a\0b", 3));
+    EXPECT_EQ(cut.toXMLCh()[2], u'b') << "all units are copied";
+    EXPECT_EQ(std::u16string(cut), u"a") << "but a NUL ends the text";
+    XercesString copy(string);
+    EXPECT_TRUE(copy.toXMLCh() != string.toXMLCh() && copy == string);
+    const char16_t* buffer = string.toXMLCh();
+    EXPECT_EQ(XercesString(std::move(string)).toXMLCh(), buffer) << "a move takes the buffer";
+    XercesString& alias = copy;
+    copy = alias;
+    EXPECT_EQ(copy.toString(), u"Relationship\U0001F600");
+
+    const auto expectOrder = [](const XercesString& one, auto&& other, bool isEqual) {
+        EXPECT_TRUE((one == other) == isEqual && (one != other) != isEqual);
+        EXPECT_TRUE((other == one) == isEqual && (other != one) != isEqual);
     };
-    EXPECT_EQ(verdictOfThrow(xercesc::SAXException(u"from a \u00E9")), "from a \xC3\xA9");
-    EXPECT_EQ(verdictOfThrow(xercesc::DOMException(xercesc::DOMException::NOT_FOUND_ERR)).empty(), false);
-    EXPECT_THROW(translatingXercesErrors([]() -> int { throw xercesc::OutOfMemoryException(); }), std::bad_alloc);
-    EXPECT_THROW(translatingXercesErrors([]() -> int { throw InvalidPartName("x"); }), InvalidPartName);
-    EXPECT_EQ(translatingXercesErrors([] { return 7; }), 7);
+    const XercesString name(u"Id"), empty(u""), nothing(null);
+    char16_t text[] = u"Id";
+    char16_t* const pointer = text;
+    expectOrder(name, XercesString(u"Id"), true);
+    expectOrder(name, u"Id", true);
+    expectOrder(name, pointer, true); // texts, not addresses
+    expectOrder(name, XercesString(u"Ids"), false);
+    expectOrder(name, u"id", false);
+    expectOrder(name, null, false);
+    expectOrder(nothing, empty, true);
+    expectOrder(nothing, XercesString(null), true);
+    expectOrder(nothing, null, true);
+    expectOrder(empty, null, true);
+    EXPECT_EQ(nothing.toXMLCh(), null);
+    EXPECT_THROW(nothing.toString(), std::logic_error);
 }
 
 } // namespace

@@ -7,19 +7,22 @@
 #include <opc/xml/XercesGuard.hpp>
 #include <opc/xml/XercesHelper.hpp>
 
+#include "support/Table.hpp"
+
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstddef>
-#include <cstdint>
 #include <functional>
-#include <string>
-#include <string_view>
-#include <vector>
 
 namespace opc::model::test {
 
-/// Delivers `head`, then `unit` again and again, then `tail`, without holding them; finds its end only by a read.
+using opc::test::readTable;
+using xercesc::DOMDocument;
+using xercesc::DOMElement;
+using xercesc::XMLUni;
+
+/// Delivers `head`, then `unit` again and again, then `tail`, without holding them; finds its end only by a read, in
+/// which it does what the caller chooses.
 class RepeatingStream final : public InputStream {
 public:
     RepeatingStream(std::string head, std::string unit, std::uint64_t times, std::string tail)
@@ -28,25 +31,23 @@ public:
     void open() override { position_ = 0; }
     bool isDone() const override { return done_; }
     void close() override {}
-
     unsigned long read(unsigned char* buffer, unsigned long size) override {
         unsigned long count = 0;
-        for (; count < std::min(size, largestRead) && position_ < length(); ++count) {
+        for (; count < std::min(size, largestRead) && position_ < head_.size() + repeated_ + tail_.size(); ++count)
             buffer[count] = static_cast<unsigned char>(at(position_++));
-        }
         done_ = count == 0;
+        if (done_)
+            atEnd();
         return count;
     }
 
     unsigned long largestRead = 65536;
+    std::function<void()> atEnd = [] {};
 
 private:
-    std::uint64_t length() const { return head_.size() + repeated_ + tail_.size(); }
-
     char at(std::uint64_t position) const {
-        if (position < head_.size()) {
+        if (position < head_.size())
             return head_[position];
-        }
         position -= head_.size();
         return position < repeated_ ? unit_[position % unit_.size()] : tail_[position - repeated_];
     }
@@ -59,38 +60,9 @@ private:
     bool done_ = false;
 };
 
-/// Throws in the read that follows its text, which the caller chooses.
-class FailingStream final : public InputStream {
-public:
-    FailingStream(std::string text, std::function<void()> failure)
-        : text_(std::move(text)), failure_(std::move(failure)) {}
-    void open() override {}
-    bool isDone() const override { return false; }
-    void close() override {}
-    unsigned long read(unsigned char* buffer, unsigned long size) override {
-        if (position_ == text_.size()) {
-            failure_();
-        }
-        const auto count = std::min<unsigned long>(size, text_.size() - position_);
-        std::copy_n(text_.begin() + static_cast<std::ptrdiff_t>(position_), count, buffer);
-        position_ += count;
-        return count;
-    }
-
-private:
-    std::string text_;
-    std::size_t position_ = 0;
-    std::function<void()> failure_;
-};
-
-inline std::vector<unsigned char> toBytes(std::string_view text) {
-    return {text.begin(), text.end()};
-}
-
-/// UTF-16 in the order of this machine.
-inline std::vector<unsigned char> toBytes(std::u16string_view text) {
-    const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
-    return {bytes, bytes + text.size() * sizeof(char16_t)};
+/// In the order of this machine.
+inline std::string toUTF16Bytes(std::u16string_view text) {
+    return {reinterpret_cast<const char*>(text.data()), text.size() * sizeof(char16_t)};
 }
 
 /// The message of the refusal, or "accepted".
@@ -106,23 +78,22 @@ std::string verdictOf(Action action) {
 
 class XmlTest : public ::testing::Test {
 protected:
-    xercesc::DOMDocument* readBytes(const std::vector<unsigned char>& bytes, bool validate = false) {
+    DOMDocument* read(std::string_view text, bool validate = false) {
+        const std::vector<unsigned char> bytes(text.begin(), text.end());
         ByteArrayInAdaptor stream(bytes);
+        return read(stream, validate);
+    }
+    DOMDocument* read(InputStream& stream, bool validate = false) {
         return XercesHelper::readDocumentFromStream(*parser_, stream, validate, u"", u"");
     }
-
-    xercesc::DOMDocument* read(std::string_view text, bool validate = false) {
-        return readBytes(toBytes(text), validate);
+    DOMDocument* read(const std::u16string& text, bool validate = false) {
+        return XercesHelper::readDocumentFromString(*parser_, text, validate, u"", u"");
     }
+    DOMElement* readRoot(std::string_view text) { return read(text)->getDocumentElement(); }
 
-    xercesc::DOMElement* readRoot(std::string_view text) { return read(text)->getDocumentElement(); }
-
-    std::string verdict(std::string_view text, bool validate = false) {
-        return verdictOf([&] { read(text, validate); });
-    }
-
-    std::string verdict(InputStream& stream, bool validate = false) {
-        return verdictOf([&] { XercesHelper::readDocumentFromStream(*parser_, stream, validate, u"", u""); });
+    template <class Document>
+    std::string verdict(Document&& document, bool validate = false) {
+        return verdictOf([&] { read(document, validate); });
     }
 
     XercesGuard guard_;
