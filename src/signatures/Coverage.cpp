@@ -6,9 +6,12 @@
 #include "signatures/SignatureBounds.hpp"
 #include "signatures/SignatureForm.hpp"
 
+#include <opc/core/ByteArrayInAdaptor.hpp>
 #include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
+#include <opc/model/ImageType.hpp>
 #include <opc/model/coreproperties/PackageHelper.hpp>
+#include <opc/xml/XercesHelper.hpp>
 
 #include <algorithm>
 #include <iterator>
@@ -23,22 +26,65 @@ namespace {
 using Key = Coverage::Key;
 using Types = std::vector<std::u16string>;
 
-/// The types of relationships of a package that are not content, by their kinds.
-std::vector<Types> exceptedKinds() {
-    return {PackageHelper::getCorePropertiesRelationshipTypes(),
-            {u"http://schemas.openxmlformats.org/officeDocument/2006/relationships/extended-properties",
-             u"http://purl.oclc.org/ooxml/officeDocument/relationships/extendedProperties"},
-            {PackageHelper::getThumbnailRelationshipType()}};
+bool isEqual(const XMLCh* text, std::u16string_view expected) {
+    return text != nullptr && text == expected;
 }
 
-constexpr char16_t extendedPropertiesContentType[] =
-    u"application/vnd.openxmlformats-officedocument.extended-properties+xml";
+/// Whether a part is XML with this root.
+bool hasRoot(const Part& part, const Limits& limits, std::u16string_view namespaceURI, std::u16string_view name) {
+    const std::vector<unsigned char> bytes = readXmlItem(*part.getInputStream(), limits.xmlSize);
+    const ParserHandle parser = XercesHelper::createParser(limits);
+    ByteArrayInAdaptor stream(bytes);
+    const auto* root = XercesHelper::readDocumentFromStream(*parser, stream, false, u"", u"")->getDocumentElement();
+    return isEqual(root->getNamespaceURI(), namespaceURI) && isEqual(root->getLocalName(), name);
+}
 
-bool hasExceptedType(const Part& part) {
+/// The content type without its parameters.
+ContentType plainTypeOf(const Part& part) {
     const ContentType type = part.getContentType();
-    const ContentType plain(type.getType() + u"/" + type.getSubType());
-    return caselessCompare(type.getType(), u"image") == 0 || plain == PackageHelper::getCorePropertiesContentType() ||
-           plain == ContentType(extendedPropertiesContentType);
+    return ContentType(type.getType() + u"/" + type.getSubType());
+}
+
+bool isCoreProperties(const Part& part, const Limits& limits) {
+    return plainTypeOf(part) == PackageHelper::getCorePropertiesContentType() &&
+           hasRoot(part, limits, u"http://schemas.openxmlformats.org/package/2006/metadata/core-properties",
+                   u"coreProperties");
+}
+
+bool isExtendedProperties(const Part& part, const Limits& limits) {
+    const auto has = [&](const char16_t* namespaceURI) { return hasRoot(part, limits, namespaceURI, u"Properties"); };
+    return plainTypeOf(part) == ContentType(u"application/vnd.openxmlformats-officedocument.extended-properties+xml") &&
+           (has(u"http://schemas.openxmlformats.org/officeDocument/2006/extended-properties") ||
+            has(u"http://purl.oclc.org/ooxml/officeDocument/extendedProperties"));
+}
+
+bool isImage(const Part& part, const Limits& /*limits*/) {
+    constexpr std::uint64_t enough = 1 << 20;
+    return caselessCompare(part.getContentType().getType(), u"image") == 0 &&
+           findImageType(readXmlItem(*part.getInputStream(), enough)) != nullptr;
+}
+
+/// What of a package is not content: the part that one relationship of such a type leads to, if it is what the type
+/// says. A program that goes by names or by what it finds could take anything else for a document.
+struct ExceptedKind {
+    Types relationshipTypes;
+    bool (*matches)(const Part& part, const Limits& limits);
+};
+
+std::vector<ExceptedKind> exceptedKinds() {
+    return {{PackageHelper::getCorePropertiesRelationshipTypes(), isCoreProperties},
+            {{u"http://schemas.openxmlformats.org/officeDocument/2006/relationships/extended-properties",
+              u"http://purl.oclc.org/ooxml/officeDocument/relationships/extendedProperties"},
+             isExtendedProperties},
+            {{PackageHelper::getThumbnailRelationshipType()}, isImage}};
+}
+
+bool matches(const ExceptedKind& kind, const Part& part, const Limits& limits) {
+    try {
+        return kind.matches(part, limits);
+    } catch (const Exception&) { // it cannot be read, or is not XML
+        return false;
+    }
 }
 
 Key keyOf(const Relationship& relationship) {
@@ -168,20 +214,9 @@ void Coverage::markStructure(const std::vector<DigitalSignature>& signatures) {
             markPart(origin->getName(), form.originContentType);
         markLinks(origin->getSourceURI(), form.signatureRelationshipType);
     }
-    for (const PartName& name : signatures_) {
+    for (const PartName& name : signatures_)
         markPart(name, form.signatureContentType);
-        if (package_.hasPart(name))
-            markCertificates(package_.getPart(name));
-    }
     demoteLinkedStructure();
-}
-
-void Coverage::markCertificates(const Part& signature) {
-    const SignatureForm& form = libraryForm();
-    for (const Relationship& relationship : signature.getRelationshipsByType(form.certificateRelationshipType))
-        if (const auto certificate = findTarget(package_, relationship))
-            markPart(certificate->getName(), form.certificateContentType);
-    markLinks(signature.getSourceURI(), form.certificateRelationshipType);
 }
 
 void Coverage::markPart(const PartName& name, const char16_t* contentType) {
@@ -209,27 +244,27 @@ void Coverage::demoteLinkedStructure() {
 }
 
 void Coverage::markExceptions() {
-    for (const Types& kind : exceptedKinds()) {
+    for (const ExceptedKind& kind : exceptedKinds()) {
+        const Types& types = kind.relationshipTypes;
         std::vector<Link*> found;
         for (Link& link : links_)
             if (PartName::isPackageRootUri(link.relationship.getSourceURI()) &&
-                std::find(kind.begin(), kind.end(), link.relationship.getType()) != kind.end())
+                std::find(types.begin(), types.end(), link.relationship.getType()) != types.end())
                 found.push_back(&link);
         if (found.size() != 1)
             continue;
         found.front()->standing = Standing::Excepted;
-        exceptPartOf(*found.front());
+        const auto part = findTarget(package_, found.front()->relationship);
+        if (part && part->getRelationships().empty() && matches(kind, *part, package_.getLimits()))
+            exceptPart(*part, *found.front());
     }
 }
 
-void Coverage::exceptPartOf(const Link& link) {
-    const auto part = findTarget(package_, link.relationship);
-    if (!part || !part->getRelationships().empty() || !hasExceptedType(*part))
-        return;
-    const std::string path = pathOf(part->getName());
+void Coverage::exceptPart(const Part& part, const Link& link) {
+    const std::string path = pathOf(part.getName());
     if (std::count_if(links_.begin(), links_.end(),
                       [&path](const Link& each) { return each.paths.count(path) != 0; }) == 1)
-        parts_[part->getName()] = {Standing::Excepted, link.key};
+        parts_[part.getName()] = {Standing::Excepted, link.key};
 }
 
 void Coverage::sortItems(const std::vector<std::string>& otherItems) {

@@ -49,11 +49,10 @@ private:
 
     void collect();
     void markStructure(const std::vector<DigitalSignature>& signatures);
-    void markCertificates(const Part& signature);
     void markPart(const PartName& name, const char16_t* contentType);
     void markLinks(const URI& source, const char16_t* type);
     void markExceptions();
-    void exceptPartOf(const Link& link);
+    void exceptPart(const Part& part, const Link& link);
     void sortItems(const std::vector<std::string>& otherItems);
     void demoteLinkedStructure();
     CoverageReport examine(const SignatureReport& report) const;

@@ -10,10 +10,8 @@ const SignatureForm& libraryForm() {
     static constexpr SignatureForm form{
         u"http://schemas.openxmlformats.org/package/2006/relationships/digitalsignature/origin",
         u"http://schemas.openxmlformats.org/package/2006/relationships/digitalsignature/signature",
-        u"http://schemas.openxmlformats.org/package/2006/relationships/digital-signature/certificate",
         u"application/vnd.openxmlformats-package.digital-signature-origin",
         u"application/vnd.openxmlformats-package.digital-signaturexmlsignature+xml",
-        u"application/vnd.openxmlformats-package.digital-signature-certificate",
         u"/_xmlsignatures/origin.sigs",
         u"/_xmlsignatures",
         u"http://schemas.openxmlformats.org/package/2005/06/RelationshipTransform",

@@ -35,10 +35,8 @@ enum class ObjectDigestForm {
 struct SignatureForm {
     const char16_t* originRelationshipType;
     const char16_t* signatureRelationshipType;
-    const char16_t* certificateRelationshipType; ///< of a signature to a certificate beside it
     const char16_t* originContentType;
     const char16_t* signatureContentType;
-    const char16_t* certificateContentType;
     const char16_t* originPartName;
     const char16_t* folder; ///< of new signature parts
 

@@ -74,6 +74,7 @@ std::string packageOf(const std::string& kind, const std::string& where, const s
     RawItem types = TYPES_ITEM;
     RawItem ours = OURS;
     RawItem last{"c.xml", where == "name of another" ? FAKE : "<c/>", 0};
+    RawItem relationships = RELATIONSHIPS_ITEM;
     std::string comment = kind == "comment" ? "abc" : "";
     ours.localExtra = kind == "ZIP64" ? expand("\\x01\\x00\\x10\\x00{size64}{size64}") : "";
     ours.descriptor = kind.ends_with("descriptor");
@@ -86,7 +87,9 @@ std::string packageOf(const std::string& kind, const std::string& where, const s
                                                     {"comment", &comment}};
     if (texts.contains(where))
         *texts.at(where) = where == "types" ? typesWith(bytes) : bytes;
-    std::string file = rawZip({types, RELATIONSHIPS_ITEM, ours, last}, comment);
+    if (where == "relationships")
+        relationships.content = bytes + relationships.content;
+    std::string file = rawZip({types, relationships, ours, last}, comment);
     const std::size_t local = file.find(ours.name) - 30;
     if (kind == "ZIP64")
         file.replace(local + 18, 8, 8, '\xFF');
@@ -101,7 +104,7 @@ std::string packageOf(const std::string& kind, const std::string& where, const s
         file.replace(records.at(where.substr(0, plus)) + std::stoul(where.substr(plus + 1)), bytes.size(), bytes);
     else if (where == "before the end record" || where == "behind")
         file.insert(file.size() - (where == "behind" ? 0 : 22), bytes);
-    else
+    else if (where != "relationships")
         texts.at(where);
     return file;
 }
@@ -150,8 +153,7 @@ std::vector<Case> otherCases() {
         {noItem, gap, "in front of the directory"},
         {noItem, packageOf({OURS, {.name = "c.xml", .before = padding + "x"}}), "at the end of a long padding"},
         {"opens", packageOf({OURS, {.name = "c.xml", .before = padding}}), "zeros that align the next item"},
-        {"the file starts with an item that the central directory does not have", packageOf({OURS}, "", item),
-         "in front"},
+        {" bytes in front of the first item", packageOf({OURS}, "", item), "an item in front"},
         {"the item is stored", packageOf({{.name = NAME, .content = TEXT, .method = 0, .size = TEXT.size() - 1}}),
          "a size less than what is stored"},
         {"there are two items \"x.bin\"", packageOf({OURS, {"x.bin", "1"}, {"x.bin", "2"}}), "that are no parts"},

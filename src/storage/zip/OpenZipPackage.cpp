@@ -7,6 +7,7 @@
 #include "storage/zip/MainPart.hpp"
 #include "storage/zip/OtherFormats.hpp"
 #include "storage/zip/Pieces.hpp"
+#include "storage/zip/XmlElements.hpp"
 #include "storage/zip/ZipConsistency.hpp"
 
 #include <opc/core/Exception.hpp>
@@ -255,16 +256,26 @@ void OpenZipPackage::readContentTypes() {
         // Whoever reads the stream meets the same failure; here it says that nothing is known of the types.
     }
     if (location_.options.consistent) {
-        if (!types) {
-            fail(Errc::bad_message,
-                 location_.label + ": \"[Content_Types].xml\": cannot be read, or is XML that not every reader takes");
-        }
+        throwIfNotPlainXml(stream, types.has_value());
         types->throwIfAmbiguous(location_.label);
-        for (const ZipEntry& entry : items_.all()) {
+        for (ZipEntry& entry : items_.all()) {
             types->throwIfAmbiguous(entry.partName(), location_.label);
+            if (detail::isRelationshipsPartName(entry.partName())) {
+                throwIfNotPlainXml(entry, true);
+            }
         }
     }
     items_.findParts(types ? &*types : nullptr, location_.label);
+}
+
+/// What is longer than the bound on XML is left to the parser, which names the bound.
+/// @param isUsable whether it could be read before.
+void OpenZipPackage::throwIfNotPlainXml(ZipEntry& entry, bool isUsable) {
+    const std::uint64_t bound = limits_.get().xmlSize;
+    if (!isUsable || (entry.size <= bound && !isPlainXml(*readOriginal(entry), bound))) {
+        fail(Errc::bad_message,
+             location_.label + ": " + inQuotes(entry.name) + ": cannot be read, or is XML that not every reader takes");
+    }
 }
 
 void OpenZipPackage::setOutput(const std::filesystem::path& file) {

@@ -56,6 +56,7 @@ private:
     void addItem(std::uint64_t index, const ZipArchive::Item& item, std::vector<std::uint64_t> pieces);
     std::string readMediaType();
     void readContentTypes();
+    void throwIfNotPlainXml(ZipEntry& entry, bool isUsable);
     std::unique_ptr<ItemReader> readOriginal(ZipEntry& entry) override;
     std::string labelOf(std::string_view itemName) const override;
     std::string labelOf(std::u16string_view partName) const;

@@ -45,6 +45,12 @@ void XMLCALL startDoctype(void* data, const XML_Char* /*name*/, const XML_Char* 
     XML_StopParser(static_cast<Parse*>(data)->parser, XML_FALSE);
 }
 
+void XMLCALL startXml(void* data, const XML_Char* version, const XML_Char* /*encoding*/, int /*standalone*/) noexcept {
+    if (version != nullptr && std::string_view(version) != "1.0") {
+        XML_StopParser(static_cast<Parse*>(data)->parser, XML_FALSE);
+    }
+}
+
 /// @return false when the stream is no XML that can be used.
 bool feed(XML_Parser parser, ItemReader& stream, std::uint64_t left) {
     std::array<unsigned char, 16384> buffer;
@@ -77,6 +83,18 @@ std::u16string XmlElement::attribute(std::string_view name) const {
         }
     }
     return {};
+}
+
+bool isPlainXml(ItemReader& stream, std::uint64_t maximumSize) {
+    const ParserHandle parser(XML_ParserCreateNS(nullptr, SEPARATOR));
+    if (!parser) {
+        throw std::bad_alloc();
+    }
+    Parse parse{parser.get(), {}};
+    XML_SetUserData(parser.get(), &parse);
+    XML_SetXmlDeclHandler(parser.get(), startXml);
+    XML_SetStartDoctypeDeclHandler(parser.get(), startDoctype);
+    return feed(parser.get(), stream, maximumSize);
 }
 
 bool forEachElement(ItemReader& stream, std::uint64_t maximumSize,

@@ -38,4 +38,8 @@ private:
 bool forEachElement(ItemReader& stream, std::uint64_t maximumSize,
                     const std::function<void(const XmlElement&)>& action);
 
+/// Whether a stream is XML that every reader reads alike: well-formed XML 1.0 in the encoding that it declares, without
+/// a document type declaration.
+bool isPlainXml(ItemReader& stream, std::uint64_t maximumSize);
+
 } // namespace opc::storage

@@ -40,17 +40,19 @@ struct ZipOptions {
     /// - a name that an extra field replaces; two ZIP64 fields of one item; links and devices;
     /// - parts in pieces, which few readers put together;
     /// - two entries of the content types stream for one name, compared in the same way;
-    /// - a content types stream that cannot be read, or has what only XML 1.1 allows;
-    /// - what looks like an item in front of the first one, and anything but zeros between items: who reads from the
-    ///   front would find what the directory does not know;
+    /// - a content types stream or a relationships part that cannot be read, is not XML 1.0, or is encoded otherwise
+    /// than it
+    ///   says;
+    /// - anything in front of the first item, such as a document of another format or a program that unpacks the file,
+    /// and
+    ///   anything but zeros between items: who reads from the front would find what the directory does not know;
     /// - anything between the central directory and the end record or behind its comment, an end record in the
     ///   comment, two end records that disagree, several disks: who looks for the directory from the end could find
     ///   another.
     ///
     /// Not refused is what real producers do, and what no reader goes by: other times, versions, extra fields or
     /// compression level in the local header, zeros in place of what a data descriptor tells, zeros that align the next
-    /// item, items of folders, and a program in front that unpacks the file (APPNOTE §4.1.9). Two archives in a row are
-    /// refused without this, too.
+    /// item, and items of folders. Two archives in a row are refused without this, too.
     bool consistent = false;
 };
 
