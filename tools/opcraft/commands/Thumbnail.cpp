@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opcraft/FileInput.hpp"
-#include "opcraft/ImageType.hpp"
 #include "opcraft/Names.hpp"
 #include "opcraft/PackageChange.hpp"
 #include "opcraft/Relationships.hpp"
@@ -10,6 +9,7 @@
 #include <opc/core/OutputStream.hpp>
 #include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
+#include <opc/model/ImageType.hpp>
 #include <opc/model/StandardPartInfo.hpp>
 #include <opc/model/coreproperties/PackageHelper.hpp>
 
@@ -28,6 +28,7 @@ namespace opcraft {
 
 namespace {
 
+using opc::model::ImageType;
 using opc::model::PackageHelper;
 using opc::model::Part;
 using opc::model::URI;
@@ -124,6 +125,14 @@ std::string contentTypeOf(const Part& part) {
 }
 
 /// "/metadata/thumbnail.png", then "/metadata/thumbnail.2.png" and so on.
+/// The names of all kinds, for a sentence.
+std::string imageTypeNames() {
+    std::string names;
+    for (const ImageType& type : opc::model::getImageTypes())
+        names += (names.empty() ? "" : ", ") + std::string(type.name);
+    return names;
+}
+
 URI nameFor(const ImageType& type, std::size_t number) {
     const std::u16string prefix = number == 1 ? u"" : toUtf16(std::to_string(number) + '.');
     return PackageHelper::getThumbnailURI(prefix + type.extension);
@@ -191,10 +200,10 @@ bool removeThumbnails(OpenPackage& package) {
 /// Replaces all thumbnails of the package. The name of the new part is the usual one, or one like it that is free.
 /// @throws Failure when the bytes are not an image of a known type.
 void setThumbnail(OpenPackage& package, const std::string& imageName, const std::vector<unsigned char>& image) {
-    const ImageType* type = findImageType(image);
+    const ImageType* type = opc::model::findImageType(image);
     if (type == nullptr)
         throw Failure(ExitCode::NotProcessed, imageName, "",
-                      std::string("not an image of a known kind, which are ") + IMAGE_TYPE_NAMES);
+                      "not an image of a known kind, which are " + imageTypeNames());
     removeThumbnails(package);
     const Part part = createThumbnail(package, *type, image.size());
     opc::OutputStream& stream = *part.getOutputStream();
@@ -298,7 +307,7 @@ std::string help() {
                        "package that lead to one, of which most packages have one at most. --extract takes the first\n"
                        "one that is there.\n\n"
                        "The content type of a new thumbnail is told from the image's own bytes, which may be\n") +
-           IMAGE_TYPE_NAMES +
+           imageTypeNames() +
            ".\nAn old thumbnail goes with its part, unless another relationship leads to that part.\n\n"
            "Examples:\n"
            "  opcraft thumbnail letter.docx\n"
