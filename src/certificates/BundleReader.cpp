@@ -19,11 +19,11 @@ constexpr const char* MALFORMED = "The PKCS#12 file is malformed";
 constexpr const char* UNSUPPORTED = "The PKCS#12 file is encrypted with an algorithm that is not supported";
 constexpr const char* NOT_DECRYPTED = "The PKCS#12 file cannot be decrypted; the password may be wrong";
 
-/// A million is the most that is met. This many take some seconds.
+/// Files in use have up to a million rounds. This many take some seconds.
 constexpr std::int64_t MAXIMUM_ROUNDS = 10'000'000;
 constexpr int MAXIMUM_DEPTH = 16;
 
-/// What has to be known of an encryption before it is undone.
+/// The parameters of an encryption that are checked before decryption.
 struct Encryption {
     int cipher = NID_undef;
     const ASN1_INTEGER* rounds = nullptr; ///< one round when there is none
@@ -42,7 +42,7 @@ int identify(const X509_ALGOR* algorithm, const ASN1_TYPE*& parameter) {
     return OBJ_obj2nid(algorithm->algorithm);
 }
 
-/// PKCS#5 version 2 (RFC 8018 §6.2), what is used today.
+/// PKCS#5 version 2 (RFC 8018 §6.2), the current scheme.
 Encryption describePbes2(const ASN1_TYPE* parameter, const ErrorScope& errors) {
     Encryption result;
     result.parameters.reset(unpack<PBE2PARAM>(parameter, ASN1_ITEM_rptr(PBE2PARAM)));
@@ -77,7 +77,7 @@ bool isAvailable(int cipher, OSSL_LIB_CTX* context) {
     return found != nullptr;
 }
 
-/// The legacy provider comes in for what cannot do without it.
+/// The legacy context only for ciphers that need it.
 OSSL_LIB_CTX* contextFor(int cipher, const ErrorScope& errors) {
     errors.require(cipher > 0, UNSUPPORTED);
     if (isAvailable(cipher, crypto::libraryContext()))
@@ -87,8 +87,8 @@ OSSL_LIB_CTX* contextFor(int cipher, const ErrorScope& errors) {
     return crypto::legacyContext();
 }
 
-/// The bytes of the certificate in a bag. OpenSSL 3.0 gives it as an object of the program's own library context, so it
-/// is dug out of the encoded bag: SEQUENCE { type, [0] { SEQUENCE { type, [0] { OCTET STRING } } } }.
+/// The bytes of the certificate in a bag. OpenSSL 3.0 returns it as an object of the program's own library context, so
+/// it is extracted from the encoded bag: SEQUENCE { type, [0] { SEQUENCE { type, [0] { OCTET STRING } } } }.
 std::vector<unsigned char> certificateIn(PKCS12_SAFEBAG* bag, const ErrorScope& errors) {
     const int size = i2d_PKCS12_SAFEBAG(bag, nullptr);
     errors.require(size > 0, MALFORMED);
@@ -122,7 +122,7 @@ public:
     BundleContent content;
 
 private:
-    void spend(const ASN1_INTEGER* rounds);
+    void addRounds(const ASN1_INTEGER* rounds);
     OSSL_LIB_CTX* prepare(const X509_ALGOR* algorithm);
     void readSafe(PKCS7* safe);
     void readBags(const STACK_OF(PKCS12_SAFEBAG) * bags, int depth);
@@ -135,8 +135,8 @@ private:
     std::int64_t rounds_ = 0;
 };
 
-/// Counts rounds over the whole file, so that many small parts cost no more than a large one.
-void Reader::spend(const ASN1_INTEGER* rounds) {
+/// Limits the rounds of the whole file, so that many small parts cost no more than a large one.
+void Reader::addRounds(const ASN1_INTEGER* rounds) {
     std::int64_t count = 1;
     if (rounds && (ASN1_INTEGER_get_int64(&count, rounds) <= 0 || count < 1 || count > MAXIMUM_ROUNDS))
         count = MAXIMUM_ROUNDS + 1;
@@ -147,7 +147,7 @@ void Reader::spend(const ASN1_INTEGER* rounds) {
 
 OSSL_LIB_CTX* Reader::prepare(const X509_ALGOR* algorithm) {
     const Encryption encryption = describe(algorithm, errors_);
-    spend(encryption.rounds);
+    addRounds(encryption.rounds);
     return contextFor(encryption.cipher, errors_);
 }
 
@@ -156,11 +156,11 @@ void Reader::checkMac(PKCS12* bundle) {
         return;
     const ASN1_INTEGER* rounds = nullptr;
     PKCS12_get0_mac(nullptr, nullptr, nullptr, &rounds, bundle);
-    spend(rounds);
+    addRounds(rounds);
     if (PKCS12_verify_mac(bundle, password_, length_))
         return;
-    if (length_ == 0) { // some programs write no password, others an empty one
-        spend(rounds);
+    if (length_ == 0) { // some programs use no password, others an empty one
+        addRounds(rounds);
         password_ = nullptr;
         if (PKCS12_verify_mac(bundle, nullptr, 0))
             return;
@@ -189,7 +189,7 @@ void Reader::readSafe(PKCS7* safe) {
                                        data->enc_data, 1, context, nullptr)));
         errors_.require(bags != nullptr, NOT_DECRYPTED);
     } else {
-        errors_.fail("The PKCS#12 file is protected by something else than a password");
+        errors_.fail("The PKCS#12 file is protected by something other than a password");
     }
     readBags(bags.get(), 0);
 }
@@ -220,7 +220,7 @@ void Reader::readBag(PKCS12_SAFEBAG* bag, int depth) {
         return;
     case NID_safeContentsBag:
         return readBags(PKCS12_SAFEBAG_get0_safes(bag), depth + 1);
-    default: // revocation lists and secrets
+    default: // revocation lists and secrets are ignored
         return;
     }
 }

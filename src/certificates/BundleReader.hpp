@@ -9,7 +9,7 @@
 
 namespace opc::certificates {
 
-/// What a PKCS#12 file holds.
+/// The content of a PKCS#12 file.
 struct BundleContent {
     crypto::SecretBytes privateKey; ///< PKCS#8; empty when there is none
     std::vector<X509Certificate> certificates;
@@ -19,7 +19,7 @@ struct BundleContent {
 /// @throws opc::Exception as the constructor of `PKCS12Certificate` says.
 BundleContent readBundle(const std::vector<unsigned char>& bytes, const std::string& password);
 
-/// Whether this is the certificate of the private key. No certificate is that of an empty key.
+/// Whether this is the certificate of the private key. False for an empty key.
 /// @throws opc::Exception when the key is malformed.
 bool isKeyOf(const crypto::SecretBytes& privateKey, const X509Certificate& certificate);
 

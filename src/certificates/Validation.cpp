@@ -20,7 +20,7 @@ using crypto::ErrorScope;
 
 namespace {
 
-/// OpenSSL's level for 80 bits of security, set here so that it is the same wherever the library runs.
+/// OpenSSL's level for 80 bits of security, set explicitly so that the system's configuration does not matter.
 constexpr int SECURITY_LEVEL = 1;
 
 std::time_t pointInTimeOf(const CertificateValidationOptions& options) {
@@ -28,7 +28,7 @@ std::time_t pointInTimeOf(const CertificateValidationOptions& options) {
     return time.is_special() ? std::time(nullptr) : static_cast<std::time_t>(boost::posix_time::to_time_t(time));
 }
 
-/// The verdict on one certificate alone, as OpenSSL gives it for each one of a chain.
+/// Checks one certificate as OpenSSL does for each certificate of a chain.
 int checkTime(const X509* certificate, std::time_t time) {
     const int begun = X509_cmp_time(X509_get0_notBefore(certificate), &time);
     if (begun == 0)
@@ -72,11 +72,11 @@ void setParameters(X509_VERIFY_PARAM* parameters, const CertificateValidationOpt
     X509_VERIFY_PARAM_set_flags(parameters, X509_V_FLAG_PARTIAL_CHAIN);
     if (options.checksValidityTime())
         X509_VERIFY_PARAM_set_time(parameters, pointInTimeOf(options));
-    else // with a time set, this flag counts for nothing
+    else // this flag is ignored when a time is set
         X509_VERIFY_PARAM_set_flags(parameters, X509_V_FLAG_NO_CHECK_TIME);
 }
 
-/// The path that was found, without its two ends. Its trusted end may serve any purpose.
+/// Checks the path without its two ends. The trust anchor may have any purpose.
 bool isMadeForSignatures(STACK_OF(X509) * path) {
     for (int i = 1; i + 1 < sk_X509_num(path); ++i) {
         if (!isForMoreThanAuthentication(sk_X509_value(path, i)))
@@ -87,7 +87,7 @@ bool isMadeForSignatures(STACK_OF(X509) * path) {
 
 using TrustAnchor = std::shared_ptr<const X509Certificate>;
 
-TrustAnchor endOf(STACK_OF(X509) * path, const ErrorScope& errors) {
+TrustAnchor trustAnchorOf(STACK_OF(X509) * path, const ErrorScope& errors) {
     const X509* const end = sk_X509_value(path, sk_X509_num(path) - 1);
     std::vector<unsigned char> der(static_cast<std::size_t>(std::max(0, i2d_X509(end, nullptr))));
     unsigned char* out = der.data();
@@ -111,7 +111,7 @@ int checkChain(X509* certificate, const X509CertificateChain& chain, const Certi
     STACK_OF(X509)* const path = X509_STORE_CTX_get0_chain(context.get());
     if (options.checksPurpose() && !isMadeForSignatures(path))
         return X509_V_ERR_INVALID_PURPOSE;
-    anchor = endOf(path, errors);
+    anchor = trustAnchorOf(path, errors);
     return X509_V_OK;
 }
 

@@ -31,7 +31,7 @@ std::string printName(const X509_NAME* name, unsigned long flags) {
     return {text, static_cast<std::size_t>(size)};
 }
 
-/// A text that is not in the encoding it claims is shown byte by byte.
+/// A text that is not in the encoding it claims is escaped byte by byte.
 std::string toText(const X509_NAME* name) {
     constexpr unsigned long ascii = XN_FLAG_RFC2253 & ~ASN1_STRFLGS_UTF8_CONVERT;
     std::string text = printName(name, XN_FLAG_RFC2253 & ~ASN1_STRFLGS_ESC_MSB);
@@ -44,7 +44,7 @@ boost::posix_time::ptime toTime(const ASN1_TIME* time) {
         return {};
     try {
         return boost::posix_time::ptime_from_tm(fields);
-    } catch (const std::exception&) { // a year that the time type does not hold
+    } catch (const std::exception&) { // a year outside of the range of the type
         return {};
     }
 }
@@ -82,7 +82,7 @@ std::uint32_t flagOf(KeyUsage usage) {
     case KeyUsage::DecipherOnly:
         return KU_DECIPHER_ONLY;
     }
-    throw Exception("There is no such key usage.");
+    throw Exception("Unknown key usage.");
 }
 
 } // namespace

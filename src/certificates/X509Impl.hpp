@@ -8,14 +8,14 @@
 namespace opc::certificates {
 
 struct X509Certificate::Impl {
-    /// OpenSSL's functions do not take it as constant, but the ones called here change nothing in it.
+    /// Not constant since OpenSSL's functions do not take constants; the ones called here do not change it.
     crypto::Certificate certificate;
     std::vector<unsigned char> der;
 
     X509* get() const { return certificate.get(); }
 };
 
-/// False when there is an extended key usage and it names the authentication of servers or clients and nothing else.
+/// False when there is an extended key usage with nothing but the authentication of servers or clients.
 bool isForMoreThanAuthentication(const X509* certificate);
 
 } // namespace opc::certificates

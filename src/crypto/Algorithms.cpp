@@ -21,7 +21,7 @@ void setPadding(EVP_PKEY_CTX* operation, RSAPaddingMode padding, const ErrorScop
                        "The padding cannot be set");
         return;
     }
-    throw Exception("There is no such padding mode.");
+    throw Exception("Unknown padding mode.");
 }
 
 } // namespace

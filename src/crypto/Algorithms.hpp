@@ -8,15 +8,15 @@
 
 namespace opc::crypto {
 
-/// The name by which OpenSSL knows a digest.
-/// @throws opc::Exception for a value that is no enumerator.
+/// OpenSSL's name of a digest.
+/// @throws opc::Exception for a value that is not an enumerator.
 const char* nameOf(DigestAlgorithm digest);
 
-/// Starts to digest data for a signature, or for the check of one; with RSA, of PKCS#1 v1.5.
-/// @param context what was digested in it is gone, also when this fails.
-/// @param initialize of OpenSSL; it tells which of the two.
-/// @param failure the message when it fails.
-/// @throws opc::Exception for a value that is no enumerator, or when OpenSSL fails.
+/// Starts signing or verifying; with RSA, by PKCS#1 v1.5.
+/// @param context is reset, also on failure.
+/// @param initialize OpenSSL's function for signing or verifying.
+/// @param failure the message on failure.
+/// @throws opc::Exception for a value that is not an enumerator, or when OpenSSL fails.
 /// @return the operation, whose padding may be set.
 EVP_PKEY_CTX* startSignature(DigestContext& context, decltype(&EVP_DigestSignInit_ex) initialize, const Key& key,
                              DigestAlgorithm digest, const char* failure);

@@ -14,7 +14,7 @@ namespace opc::crypto {
 
 namespace {
 
-/// OpenSSL counts in `int`. A multiple of 3, so that no padding comes in between.
+/// OpenSSL takes sizes as `int`. A multiple of 3, so that only the last block is padded.
 constexpr std::size_t ENCODED_AT_ONCE = 3 << 20;
 
 template <class Unit>
@@ -31,8 +31,8 @@ std::string withoutWhiteSpace(std::basic_string_view<Unit> text) {
     return result;
 }
 
-/// What OpenSSL reads is more than base64; what it writes is exactly that. So text is taken when it is what the bytes
-/// read from it are written as.
+/// OpenSSL's decoder accepts more than base64, its encoder writes strict base64: text is valid when encoding the
+/// decoded bytes gives the same text.
 std::vector<unsigned char> decode(const std::string& text) {
     if (text.size() > INT_MAX)
         throw Exception("The base64 text is too long.");

@@ -13,12 +13,12 @@ namespace opc::crypto {
 
 namespace {
 
-/// An error that means nothing: the errors behind it are those of the call.
+/// A marker in the error queue: the errors after it are those of the call.
 constexpr int START_OF_CALL = 1;
 
 using Context = Owned<OSSL_LIB_CTX, OSSL_LIB_CTX_free>;
 
-/// Contexts are never released: a key or certificate in a static object may outlive every static object of ours.
+/// Contexts are never freed: a key or certificate in a static object may outlive every static object of the library.
 OSSL_LIB_CTX* makeContext(std::initializer_list<const char*> providers) {
     const ErrorScope errors;
     Context context(OSSL_LIB_CTX_new());
@@ -46,8 +46,8 @@ void ErrorScope::fail(const std::string& what) const {
     const unsigned long error = ERR_peek_last_error();
     if (ERR_GET_REASON(error) == ERR_R_MALLOC_FAILURE)
         throw std::bad_alloc();
-    const bool said = ERR_GET_LIB(error) != ERR_LIB_USER || ERR_GET_REASON(error) != START_OF_CALL;
-    const char* reason = said ? ERR_reason_error_string(error) : nullptr;
+    const bool isReported = ERR_GET_LIB(error) != ERR_LIB_USER || ERR_GET_REASON(error) != START_OF_CALL;
+    const char* reason = isReported ? ERR_reason_error_string(error) : nullptr;
     throw Exception(reason ? what + " (OpenSSL: " + reason + ")" : what);
 }
 

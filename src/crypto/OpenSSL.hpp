@@ -13,7 +13,7 @@
 #include <memory>
 #include <string>
 
-/// What holds OpenSSL's objects, its errors and its state together, for all that calls it.
+/// RAII for OpenSSL's objects, its error queue and its library contexts.
 namespace opc::crypto {
 
 template <auto release>
@@ -66,8 +66,8 @@ using Pbes2 = Owned<PBE2PARAM, PBE2PARAM_free>;
 using Pbkdf2 = Owned<PBKDF2PARAM, PBKDF2PARAM_free>;
 using Pbes1 = Owned<PBEPARAM, PBEPARAM_free>;
 
-/// The errors of one call into OpenSSL. Every public function that calls it has one, in front of its first handle: what
-/// this call leaves in the thread's error queue goes, and what was there before stays.
+/// The OpenSSL errors of one call. Every public function that calls OpenSSL declares one before its first handle. The
+/// destructor removes the errors of the call from the thread's error queue and keeps the earlier ones.
 class ErrorScope {
 public:
     ErrorScope() noexcept;
@@ -76,7 +76,7 @@ public:
     ErrorScope& operator=(const ErrorScope&) = delete;
 
     /// @throws opc::Exception with `what` and OpenSSL's latest reason, if there is one; std::bad_alloc when that reason
-    ///         is a lack of memory.
+    ///         is a failed allocation.
     [[noreturn]] void fail(const std::string& what) const;
 
     /// Fails unless `succeeded`.
@@ -86,10 +86,10 @@ public:
     }
 };
 
-/// The context that everything happens in, with OpenSSL's default provider alone.
+/// The library context, with OpenSSL's default provider only.
 OSSL_LIB_CTX* libraryContext();
 
-/// A context with the legacy provider besides, for ciphers that only old PKCS#12 files use.
+/// A context with the legacy provider as well, for ciphers of old PKCS#12 files.
 /// @throws opc::Exception when OpenSSL was installed without that provider.
 OSSL_LIB_CTX* legacyContext();
 

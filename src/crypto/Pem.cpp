@@ -14,7 +14,7 @@ namespace opc::crypto {
 
 namespace {
 
-/// What OpenSSL hands out for one block. The bytes may be those of a key: it, too, wipes what it used on the way.
+/// A block as OpenSSL returns it. The bytes may be those of a key, so they are wiped.
 struct RawBlock {
     char* name = nullptr;
     char* header = nullptr;
@@ -43,7 +43,7 @@ std::string_view asText(const std::vector<unsigned char>& bytes) noexcept {
 }
 
 bool looksLikePem(const std::vector<unsigned char>& bytes) {
-    // What is read here is longer than 127 bytes, so in DER it begins with a sequence of a long length.
+    // Keys and certificates are longer than 127 bytes, so DER starts with a SEQUENCE with a length of several bytes.
     const bool isDer = bytes.size() > 1 && bytes[0] == 0x30 && bytes[1] > 0x80;
     return !isDer && asText(bytes).find("-----BEGIN ") != std::string_view::npos;
 }

@@ -9,21 +9,21 @@
 
 namespace opc::crypto {
 
-/// One block of a PEM file (RFC 7468): what stands between its "BEGIN" and "END" lines.
+/// One block of a PEM file (RFC 7468), from its "BEGIN" to its "END" line.
 struct PemBlock {
     std::string label;
     bool encrypted; ///< by the headers of RFC 1421, as older key files are
     SecretBytes bytes;
 };
 
-/// The same bytes, as text. Nothing is copied: they may be those of a key.
+/// A view of the bytes as text, without a copy: they may be those of a key.
 std::string_view asText(const std::vector<unsigned char>& bytes) noexcept;
 
-/// True when a "BEGIN" line stands in the bytes and they do not begin as DER does.
+/// True when the bytes contain a "BEGIN" line and do not start like DER.
 bool looksLikePem(const std::vector<unsigned char>& bytes);
 
-/// All blocks, in order; text around them is skipped. Nothing is decrypted, and no password is asked for.
-/// @throws opc::Exception for a block that is malformed or not ended.
+/// All blocks, in order; text around them is skipped. Encrypted blocks are not decrypted.
+/// @throws opc::Exception for a block that is malformed or has no "END" line.
 std::vector<PemBlock> readPem(std::string_view text);
 
 /// The block as text.

@@ -14,9 +14,10 @@ namespace opc::crypto {
 
 namespace {
 
-constexpr const char* NOT_A_KEY = "The bytes are not an RSA private key in DER.";
+constexpr const char* NOT_IN_DER = "The bytes are not an RSA private key in DER.";
+constexpr const char* NOT_IN_PEM = "The key in the PEM file is not an RSA private key.";
 
-/// The key of a PrivateKeyInfo of PKCS#8; null when the bytes are something else.
+/// The key of a PrivateKeyInfo of PKCS#8; null when the bytes are not one.
 Key readKeyInfo(const std::vector<unsigned char>& der) {
     const unsigned char* position = der.data();
     const KeyInfo info(d2i_PKCS8_PRIV_KEY_INFO(nullptr, &position, static_cast<long>(der.size())));
@@ -25,7 +26,7 @@ Key readKeyInfo(const std::vector<unsigned char>& der) {
     return Key(EVP_PKCS82PKEY_ex(info.get(), libraryContext(), nullptr));
 }
 
-/// The key of an RSAPrivateKey of PKCS#1; null when the bytes are something else.
+/// The key of an RSAPrivateKey of PKCS#1; null when the bytes are not one.
 Key readPlainKey(const std::vector<unsigned char>& der) {
     const unsigned char* position = der.data();
     Key key(
@@ -33,21 +34,26 @@ Key readPlainKey(const std::vector<unsigned char>& der) {
     return position == der.data() + der.size() ? std::move(key) : nullptr;
 }
 
+/// @param notAKey the message when the bytes are not an RSA private key.
+std::shared_ptr<const RSAPrivateKey::Impl> readPrivateKey(const std::vector<unsigned char>& der, const char* notAKey) {
+    const ErrorScope errors;
+    if (der.empty() || der.size() > INT_MAX)
+        throw Exception(notAKey);
+    Key key = readKeyInfo(der);
+    if (!key)
+        key = readPlainKey(der);
+    if (!key || !EVP_PKEY_is_a(key.get(), "RSA"))
+        throw Exception(notAKey);
+    RSAPublicKey publicKey = RSAPublicKey::fromDER(encodePublicKey(key.get(), errors));
+    return std::make_shared<const RSAPrivateKey::Impl>(RSAPrivateKey::Impl{std::move(key), std::move(publicKey)});
+}
+
 } // namespace
 
 RSAPrivateKey::RSAPrivateKey(std::shared_ptr<const Impl> impl) : impl_(std::move(impl)) {}
 
 RSAPrivateKey RSAPrivateKey::fromDER(const std::vector<unsigned char>& der) {
-    const ErrorScope errors;
-    if (der.empty() || der.size() > INT_MAX)
-        throw Exception(NOT_A_KEY);
-    Key key = readKeyInfo(der);
-    if (!key)
-        key = readPlainKey(der);
-    if (!key || !EVP_PKEY_is_a(key.get(), "RSA"))
-        throw Exception(NOT_A_KEY);
-    RSAPublicKey publicKey = RSAPublicKey::fromDER(encodePublicKey(key.get(), errors));
-    return RSAPrivateKey(std::make_shared<const Impl>(Impl{std::move(key), std::move(publicKey)}));
+    return RSAPrivateKey(readPrivateKey(der, NOT_IN_DER));
 }
 
 RSAPrivateKey RSAPrivateKey::fromPEMOrDER(const std::vector<unsigned char>& bytes) {
@@ -58,7 +64,7 @@ RSAPrivateKey RSAPrivateKey::fromPEMOrDER(const std::vector<unsigned char>& byte
         if (block.label == "ENCRYPTED PRIVATE KEY" || (isKey && block.encrypted))
             throw Exception("The private key in the PEM file is encrypted.");
         if (isKey)
-            return fromDER(block.bytes.get());
+            return RSAPrivateKey(readPrivateKey(block.bytes.get(), NOT_IN_PEM));
     }
     throw Exception("The PEM file holds no RSA private key.");
 }

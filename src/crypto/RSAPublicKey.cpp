@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <iterator>
 #include <string>
 #include <utility>
 
@@ -18,9 +19,10 @@ namespace opc::crypto {
 
 namespace {
 
-constexpr const char* NOT_A_KEY = "The bytes are not an RSA public key in DER.";
-/// More than any key that is taken, in bytes.
-constexpr std::size_t MAXIMUM_NUMBER = 4096 / 8;
+constexpr const char* NOT_IN_DER = "The bytes are not an RSA public key in DER.";
+constexpr const char* NOT_IN_PEM = "The key in the PEM file is not an RSA public key.";
+/// The longest supported number, in bytes.
+constexpr std::size_t MAXIMUM_NUMBER = std::end(RSAPublicKey::KEY_SIZES)[-1] / 8;
 
 template <class TooLong>
 Number toNumber(const std::vector<unsigned char>& bytes, const ErrorScope& errors, const char* tooLong) {
@@ -30,18 +32,19 @@ Number toNumber(const std::vector<unsigned char>& bytes, const ErrorScope& error
     return opc::crypto::toNumber(bytes, errors);
 }
 
-Number toNumber(const ASN1_TYPE* type) {
+Number toNumber(const ASN1_TYPE* type, const char* notAKey) {
     if (ASN1_TYPE_get(type) != V_ASN1_INTEGER)
-        throw Exception(NOT_A_KEY);
+        throw Exception(notAKey);
     Number number(ASN1_INTEGER_to_BN(type->value.integer, nullptr));
     if (!number || BN_is_negative(number.get()))
-        throw Exception(NOT_A_KEY);
+        throw Exception(notAKey);
     return number;
 }
 
 void check(const BIGNUM* modulus, const BIGNUM* exponent) {
-    const int bits = BN_num_bits(modulus);
-    if (bits != 1024 && bits != 2048 && bits != 4096)
+    const auto bits = static_cast<unsigned>(BN_num_bits(modulus));
+    const auto& sizes = RSAPublicKey::KEY_SIZES;
+    if (std::find(std::begin(sizes), std::end(sizes), bits) == std::end(sizes))
         throw UnsupportedKeySize("An RSA key has to have 1024, 2048 or 4096 bits; this one has " +
                                  std::to_string(bits) + ".");
     throwIfUnusableRSANumbers(modulus, exponent);
@@ -57,7 +60,7 @@ std::shared_ptr<const RSAPublicKey::Impl> makePublicKey(const BIGNUM* modulus, c
                            toBytes(exponent), std::move(der)});
 }
 
-/// The two numbers of an RSAPublicKey of PKCS#1; null when the bytes are something else.
+/// The two numbers of an RSAPublicKey of PKCS#1; null when the bytes are not one.
 TypeSequence readNumbers(const std::vector<unsigned char>& der) {
     const unsigned char* position = der.data();
     TypeSequence numbers(d2i_ASN1_SEQUENCE_ANY(nullptr, &position, static_cast<long>(der.size())));
@@ -67,12 +70,28 @@ TypeSequence readNumbers(const std::vector<unsigned char>& der) {
     return numbers;
 }
 
-Key readKeyInfo(const std::vector<unsigned char>& der) {
+Key readKeyInfo(const std::vector<unsigned char>& der, const char* notAKey) {
     const unsigned char* position = der.data();
     Key key(d2i_PUBKEY_ex(nullptr, &position, static_cast<long>(der.size()), libraryContext(), nullptr));
     if (!key || position != der.data() + der.size() || !EVP_PKEY_is_a(key.get(), "RSA"))
-        throw Exception(NOT_A_KEY);
+        throw Exception(notAKey);
     return key;
+}
+
+/// @param notAKey the message when the bytes are not an RSA public key.
+std::shared_ptr<const RSAPublicKey::Impl> readPublicKey(const std::vector<unsigned char>& der, const char* notAKey) {
+    const ErrorScope errors;
+    if (der.empty() || der.size() > INT_MAX)
+        throw Exception(notAKey);
+    if (const TypeSequence numbers = readNumbers(der)) {
+        const Number modulus = toNumber(sk_ASN1_TYPE_value(numbers.get(), 0), notAKey);
+        const Number exponent = toNumber(sk_ASN1_TYPE_value(numbers.get(), 1), notAKey);
+        return makePublicKey(modulus.get(), exponent.get(), errors);
+    }
+    const Key key = readKeyInfo(der, notAKey);
+    const Number modulus = numberOf(key.get(), OSSL_PKEY_PARAM_RSA_N, errors);
+    const Number exponent = numberOf(key.get(), OSSL_PKEY_PARAM_RSA_E, errors);
+    return makePublicKey(modulus.get(), exponent.get(), errors);
 }
 
 } // namespace
@@ -84,18 +103,7 @@ UnsupportedKeySize::~UnsupportedKeySize() = default;
 RSAPublicKey::RSAPublicKey(std::shared_ptr<const Impl> impl) : impl_(std::move(impl)) {}
 
 RSAPublicKey RSAPublicKey::fromDER(const std::vector<unsigned char>& der) {
-    const ErrorScope errors;
-    if (der.empty() || der.size() > INT_MAX)
-        throw Exception(NOT_A_KEY);
-    if (const TypeSequence numbers = readNumbers(der)) {
-        const Number modulus = toNumber(sk_ASN1_TYPE_value(numbers.get(), 0));
-        const Number exponent = toNumber(sk_ASN1_TYPE_value(numbers.get(), 1));
-        return RSAPublicKey(makePublicKey(modulus.get(), exponent.get(), errors));
-    }
-    const Key key = readKeyInfo(der);
-    const Number modulus = numberOf(key.get(), OSSL_PKEY_PARAM_RSA_N, errors);
-    const Number exponent = numberOf(key.get(), OSSL_PKEY_PARAM_RSA_E, errors);
-    return RSAPublicKey(makePublicKey(modulus.get(), exponent.get(), errors));
+    return RSAPublicKey(readPublicKey(der, NOT_IN_DER));
 }
 
 RSAPublicKey RSAPublicKey::fromPEMOrDER(const std::vector<unsigned char>& bytes) {
@@ -103,7 +111,7 @@ RSAPublicKey RSAPublicKey::fromPEMOrDER(const std::vector<unsigned char>& bytes)
         return fromDER(bytes);
     for (const PemBlock& block : readPem(asText(bytes))) {
         if (block.label == "PUBLIC KEY" || block.label == "RSA PUBLIC KEY")
-            return fromDER(block.bytes.get());
+            return RSAPublicKey(readPublicKey(block.bytes.get(), NOT_IN_PEM));
     }
     throw Exception("The PEM file holds no public key.");
 }

@@ -34,7 +34,7 @@ void RSAVerifier::update(const unsigned char* data, std::size_t size) {
 
 SignatureVerificationStatus RSAVerifier::verify(const std::vector<unsigned char>& signature) {
     const ErrorScope errors;
-    // 1 is the only value that says "valid"; what the bytes of a signature can cause are the others.
+    // Only 1 means valid; a malformed signature causes other values.
     const bool valid = EVP_DigestVerifyFinal(impl_->context.get(), signature.data(), signature.size()) == 1;
     impl_->start();
     return valid ? makeValidSignatureVerificationStatus() : makeInvalidSignatureVerificationStatus();

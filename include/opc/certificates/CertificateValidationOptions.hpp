@@ -7,26 +7,26 @@
 
 namespace opc::certificates {
 
-/// What is asked of a signer's certificate, and for when: at first everything, for now.
+/// Which checks of a signer's certificate are made, and for which point in time. The default is all checks, for now.
 ///
 /// A value; used by one thread at a time, copies by others.
 class OPCRAFT_API CertificateValidationOptions {
 public:
-    /// The point in time, in UTC, at which certificates have to be valid; not-a-date-time stands for the time at which
-    /// they are looked at. Fractions of a second do not count.
+    /// The point in time, in UTC, at which certificates have to be valid; not-a-date-time stands for the time of
+    /// validation. Fractions of a second are ignored.
     const boost::posix_time::ptime& getPointInTime() const noexcept { return pointInTime_; }
     /// @throws opc::Exception for an infinity.
     void setPointInTime(const boost::posix_time::ptime& utc);
 
-    /// Whether the point in time has to lie within the validity of the certificates.
+    /// Whether the point in time has to be within the validity period of the certificates.
     bool checksValidityTime() const noexcept { return validityTime_; }
     void setCheckValidityTime(bool check) noexcept { validityTime_ = check; }
 
-    /// Whether the certificate has to be one for digital signatures.
+    /// Whether the purpose of the certificate has to include digital signatures.
     bool checksPurpose() const noexcept { return purpose_; }
     void setCheckPurpose(bool check) noexcept { purpose_ = check; }
 
-    /// Whether a trusted certificate has to vouch for the certificate.
+    /// Whether a chain has to lead from the certificate to a trusted one.
     bool checksChain() const noexcept { return chain_; }
     void setCheckChain(bool check) noexcept { chain_ = check; }
 

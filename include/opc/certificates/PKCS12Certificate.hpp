@@ -12,21 +12,21 @@
 
 namespace opc::certificates {
 
-/// A private key, its certificate and the chain to it, out of a PKCS#12 file (RFC 7292).
+/// A private key, its certificate and the certificate chain of a PKCS#12 file (RFC 7292).
 ///
 /// Immutable; copies share the content, which any number of threads may use. The private key's memory is wiped when the
-/// last copy goes. The password is not kept.
+/// last copy is destroyed. The password is not kept.
 class OPCRAFT_API PKCS12Certificate {
 public:
-    /// Reads everything at once. Of several private keys the first one counts; the certificate is the first one whose
-    /// public key is that of the private key, and the chain is all the others, in their order.
+    /// Reads the whole file. The first of several private keys is used; the certificate is the first one with the
+    /// public key of the private key, and the chain is all the others, in their order.
     ///
-    /// Files with the ciphers of old (RC2, RC4, DES) need OpenSSL's legacy provider.
-    /// @param password in UTF-8; a file without a password takes an empty one.
-    /// @throws opc::Exception when the bytes are no PKCS#12 file, when the password is wrong or has a zero byte, when
-    ///         the file asks for more than 10,000,000 rounds of key derivation or more than 16 levels of nesting, when
-    ///         it uses an algorithm or a mode that is not supported (public keys instead of a password among them), or
-    ///         when a key or certificate in it is malformed.
+    /// Files with legacy ciphers (RC2, RC4, DES) need OpenSSL's legacy provider.
+    /// @param password in UTF-8; empty for a file without a password.
+    /// @throws opc::Exception when the bytes are not a PKCS#12 file; the password is wrong or contains a zero byte; the
+    ///         file requires more than 10,000,000 rounds of key derivation or more than 16 levels of nesting; it uses
+    ///         an algorithm or a mode that is not supported (such as public keys instead of a password); or a key or
+    ///         certificate in it is malformed.
     PKCS12Certificate(const std::vector<unsigned char>& bytes, const std::string& password);
     ~PKCS12Certificate();
     PKCS12Certificate(const PKCS12Certificate&) noexcept;
@@ -35,8 +35,8 @@ public:
     bool hasPrivateKey() const noexcept;
     bool hasCertificate() const noexcept;
 
-    /// The private key as a PrivateKeyInfo of PKCS#8, not encrypted; empty when there is none. It lives as long as this
-    /// object and its copies. The key may be of any kind, see `crypto::RSAPrivateKey::fromDER`.
+    /// The private key as a PrivateKeyInfo of PKCS#8, not encrypted; empty when there is none. Valid as long as this
+    /// object or a copy of it. The key may be of any kind, see `crypto::RSAPrivateKey::fromDER`.
     const crypto::SecretBytes& getPrivateKey() const noexcept;
 
     /// The certificate of the private key; an empty one when there is none.

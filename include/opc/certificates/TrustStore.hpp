@@ -10,17 +10,16 @@
 
 namespace opc::certificates {
 
-/// The certificates that are believed without proof.
+/// The certificates that are trusted.
 ///
-/// A value that owns its certificates; used by one thread at a time, copies by others. Nothing is trusted that was not
-/// added: a new store trusts nobody.
+/// A value that owns its certificates; used by one thread at a time, copies by others. A new store is empty.
 class OPCRAFT_API TrustStore {
 public:
-    /// Trusts what the platform's installation of OpenSSL trusts: its default file and folder, which the environment
-    /// variables SSL_CERT_FILE and SSL_CERT_DIR replace. They are read when a certificate is validated.
+    /// Trusts the default certificate file and directory of OpenSSL, which the environment variables SSL_CERT_FILE and
+    /// SSL_CERT_DIR override. They are read when a certificate is validated.
     void addSystemCertificates() noexcept { system_ = true; }
 
-    /// Trusts this certificate, whether or not it is a root.
+    /// Trusts this certificate, which need not be a root.
     /// @throws opc::Exception when it is empty.
     void addCertificate(const X509Certificate& certificate);
 
@@ -28,14 +27,14 @@ public:
     void addCertificates(const X509CertificateChain& certificates);
 
     /// Trusts every "CERTIFICATE" block of a PEM file (RFC 7468). Nothing is added when it throws.
-    /// @throws opc::Exception when the file cannot be read, has more than 64 MiB, is malformed, or holds no
+    /// @throws opc::Exception when the file cannot be read, is larger than 64 MiB, is malformed, or contains no
     ///         certificate.
     void addPEMFile(const std::filesystem::path& file);
 
-    /// Whether nothing was added. The certificates of the system count, even when there are none on this system.
+    /// Whether nothing was added. False after `addSystemCertificates`, even on a system without certificates.
     bool isEmpty() const noexcept { return certificates_.empty() && !system_; }
 
-    /// Those that were added one by one or from files, in that order.
+    /// The certificates that were added individually or from files, in that order.
     const std::vector<X509Certificate>& getCertificates() const noexcept { return certificates_; }
 
     bool hasSystemCertificates() const noexcept { return system_; }

@@ -17,7 +17,7 @@ namespace opc::certificates {
 class TrustStore;
 class X509CertificateChain;
 
-/// What a certificate says its key is for (RFC 5280 §4.2.1.3).
+/// The key usages of a certificate (RFC 5280 §4.2.1.3).
 enum class KeyUsage {
     DigitalSignature,
     NonRepudiation,
@@ -30,19 +30,19 @@ enum class KeyUsage {
     DecipherOnly,
 };
 
-/// An X.509 certificate (RFC 5280), or none.
+/// An X.509 certificate (RFC 5280), which may be empty.
 ///
-/// Immutable; copies share one certificate, which any number of threads may use. What is written is byte for byte what
-/// was read. Every function but `isEmpty` and the comparisons throws `opc::Exception` when there is no certificate.
+/// Immutable; copies share one certificate, which any number of threads may use. It is written byte for byte as it was
+/// read. Every function but `isEmpty` and the comparisons throws `opc::Exception` when it is empty.
 class OPCRAFT_API X509Certificate {
 public:
-    /// No certificate.
+    /// An empty certificate.
     X509Certificate() noexcept;
     ~X509Certificate();
     X509Certificate(const X509Certificate&) noexcept;
     X509Certificate& operator=(const X509Certificate&) noexcept;
 
-    /// @throws opc::Exception when the bytes are no certificate, or more than one.
+    /// @throws opc::Exception when the bytes are not exactly one certificate.
     static X509Certificate fromDER(const std::vector<unsigned char>& der);
 
     /// Reads the first "CERTIFICATE" block of a PEM text (RFC 7468).
@@ -61,48 +61,48 @@ public:
     std::string getSubject() const;
     std::string getIssuer() const;
 
-    /// The serial number in upper-case hexadecimal digits, an even number of them; "-" in front when it is negative.
+    /// The serial number in upper-case hexadecimal, with an even number of digits and "-" before a negative number.
     std::string getSerialNumber() const;
 
-    /// The first and the last second of its validity, in UTC; not-a-date-time when the time is malformed or before the
-    /// year 1400.
+    /// The first and the last second of the validity period, in UTC; not-a-date-time when the time is malformed or
+    /// before the year 1400.
     boost::posix_time::ptime getNotBefore() const;
     boost::posix_time::ptime getNotAfter() const;
 
-    /// The size of the key in bits, of whatever kind it is; 0 when OpenSSL does not know its kind.
+    /// The size of the key in bits; 0 when OpenSSL does not support the kind of key.
     unsigned getKeySize() const;
 
     /// @throws opc::Exception when the key is not an RSA key of 1024, 2048 or 4096 bits.
     crypto::RSAPublicKey getPublicKey() const;
 
-    /// Whether the key may be used so: a certificate that says nothing about it allows everything.
+    /// Whether the key usage is allowed. A certificate without the extension allows every usage.
     bool allowsKeyUsage(KeyUsage usage) const;
 
     /// The purposes of the extended key usage (RFC 5280 §4.2.1.12), as dotted object identifiers; empty when the
-    /// certificate says nothing about it.
+    /// certificate has none.
     std::vector<std::string> getExtendedKeyUsages() const;
 
-    /// Whether the purpose of the certificate includes signing documents: the key usage holds digital signatures or
-    /// non-repudiation, and the extended key usage is not only for the authentication of servers or clients.
+    /// Whether the purpose of the certificate includes signing documents: the key usage includes digital signatures or
+    /// non-repudiation, and the extended key usage is not limited to the authentication of servers or clients.
     bool allowsDigitalSignatures() const;
 
-    /// Whether the certificate holds by itself, whoever issued it: its extensions are well-formed and, unless the
-    /// options leave that out, the point in time lies within its validity.
+    /// Whether the certificate is valid by itself, regardless of its issuer: its extensions are well-formed and, unless
+    /// the options disable that check, the point in time is within its validity period.
     bool isValid(const CertificateValidationOptions& options) const;
 
-    /// Judges the certificate as the one of a signer. It never uses the network; revocation is not looked up.
+    /// Validates the certificate of a signer. It never uses the network; revocation is not checked.
     ///
-    /// - Chain: from this certificate a path of signatures leads, by certificates of `chain` (in any order; what does
-    ///   not belong there does no harm), to one of `trust`. A certificate that was added to the store is an end of the
-    ///   path, also when another one issued it. Keys on the way have at least the strength of RSA with 1024 bits, and
-    ///   signatures that of a digest better than SHA-1.
+    /// - Chain: a path of signatures leads from this certificate, through certificates of `chain` (in any order;
+    ///   unrelated ones are ignored), to one of `trust`. A certificate in the store ends the path even when it was
+    ///   issued by another one. Keys on the path have at least the strength of RSA with 1024 bits, and signatures use
+    ///   a digest stronger than SHA-1.
     /// - Validity time: of every certificate of the path, at the options' point in time.
-    /// - Purpose: as `allowsDigitalSignatures`, also that no certificate between this one and the end of the path is
-    ///   only for the authentication of servers or clients.
+    /// - Purpose: as `allowsDigitalSignatures`; also, no certificate between this one and the end of the path is
+    ///   limited to the authentication of servers or clients.
     ///
-    /// Without the check of the chain, the other two look at this certificate alone, and `chain` and `trust` are not
+    /// Without the check of the chain, the other two apply to this certificate only, and `chain` and `trust` are not
     /// used.
-    /// @throws opc::Exception when OpenSSL fails; what is wrong with a certificate is a result.
+    /// @throws opc::Exception when OpenSSL fails; faults of a certificate are results.
     CertificateValidationResults validate(const X509CertificateChain& chain,
                                           const CertificateValidationOptions& options, const TrustStore& trust) const;
 
@@ -116,7 +116,7 @@ private:
     std::shared_ptr<const Impl> impl_;
 };
 
-/// True when both are the same bytes, or no certificate.
+/// True when both have the same bytes, or are empty.
 OPCRAFT_API bool operator==(const X509Certificate& a, const X509Certificate& b);
 OPCRAFT_API bool operator!=(const X509Certificate& a, const X509Certificate& b);
 

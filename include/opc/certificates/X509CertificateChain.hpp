@@ -9,8 +9,7 @@
 
 namespace opc::certificates {
 
-/// Certificates that go with a signer's, out of which the path to a trusted one is found. Being in a chain makes none
-/// of them trusted.
+/// Certificates for building the path from a signer's certificate to a trusted one. They are not trusted themselves.
 ///
 /// A value that owns its certificates; used by one thread at a time, copies by others.
 class OPCRAFT_API X509CertificateChain {
@@ -19,7 +18,7 @@ public:
     /// @throws opc::Exception when one of them is empty.
     explicit X509CertificateChain(std::vector<X509Certificate> certificates);
 
-    /// Reads every "CERTIFICATE" block of a PEM text (RFC 7468); other blocks are left out.
+    /// Reads every "CERTIFICATE" block of a PEM text (RFC 7468); other blocks are ignored.
     /// @throws opc::Exception when there is none, or the text or one of the certificates is malformed.
     static X509CertificateChain fromPEM(const std::string& text);
 
@@ -32,7 +31,7 @@ public:
 
     bool isEmpty() const noexcept { return certificates_.empty(); }
 
-    /// In the order in which they were added.
+    /// In the order of addition.
     const std::vector<X509Certificate>& getCertificates() const noexcept { return certificates_; }
 
 private:

@@ -9,10 +9,10 @@
 
 namespace opc::crypto {
 
-/// The digests that there are engines for (RFC 1321, FIPS 180-4).
+/// The supported digests (RFC 1321, FIPS 180-4).
 enum class DigestAlgorithm { MD5, SHA1, SHA224, SHA256, SHA384, SHA512 };
 
-/// Computes digests of data that comes in blocks. `CryptoEngine::createDigestEngine` makes one.
+/// Computes digests of data in blocks. Created by `CryptoEngine::createDigestEngine`.
 ///
 /// It owns its state and can be moved; a moved-from engine can only be destroyed or assigned to. Used by one thread at
 /// a time.
@@ -22,12 +22,12 @@ public:
     DigestEngine& operator=(DigestEngine&& other) noexcept;
     ~DigestEngine();
 
-    /// Takes the next `size` bytes.
+    /// Adds the next `size` bytes.
     /// @throws opc::Exception when OpenSSL fails.
     void update(const unsigned char* data, std::size_t size);
     void update(const std::vector<unsigned char>& data) { update(data.data(), data.size()); }
 
-    /// The digest of all bytes taken, 16 (MD5) to 64 (SHA-512) of them. The engine is then ready for other data.
+    /// The digest of all bytes added, 16 (MD5) to 64 (SHA-512) bytes long. The engine is reset.
     /// @throws opc::Exception when OpenSSL fails.
     std::vector<unsigned char> finish();
 

@@ -10,11 +10,11 @@
 
 namespace opc::crypto {
 
-/// An RSA private key whose modulus has exactly 1024, 2048 or 4096 bits; its public numbers are held to the same rules
-/// as those of an `RSAPublicKey`.
+/// An RSA private key whose modulus has exactly 1024, 2048 or 4096 bits; its public numbers are subject to the same
+/// rules as those of an `RSAPublicKey`.
 ///
 /// Immutable; copies share one key, which any number of threads may use. The key's memory is wiped when the last copy
-/// goes. The bytes that it is read from stay the caller's, to be wiped by the caller (`wipe`, `SecretBytes`).
+/// is destroyed. The caller has to wipe the bytes that it is read from (`wipe`, `SecretBytes`).
 class OPCRAFT_API RSAPrivateKey {
 public:
     /// Reads a PrivateKeyInfo of PKCS#8 (RFC 5208) or an RSAPrivateKey of PKCS#1 (RFC 8017 §A.1.2), not encrypted.
@@ -22,10 +22,10 @@ public:
     ///         RSA in general (an RSASSA-PSS key is not), or when its public numbers are refused.
     static RSAPrivateKey fromDER(const std::vector<unsigned char>& der);
 
-    /// Reads what `fromDER` takes, or a PEM file with a "PRIVATE KEY" or "RSA PRIVATE KEY". Of several keys the first
-    /// one counts.
-    /// @throws opc::Exception as `fromDER` does, and when a PEM file holds no such key, an encrypted one, or is
-    ///         malformed. A password is never asked for.
+    /// Reads what `fromDER` takes, or a PEM file with a "PRIVATE KEY" or "RSA PRIVATE KEY". The first of
+    /// several keys is read.
+    /// @throws opc::Exception as `fromDER` does, and when a PEM file contains no such key, an encrypted one, or is
+    ///         malformed. There is no password prompt.
     static RSAPrivateKey fromPEMOrDER(const std::vector<unsigned char>& bytes);
 
     /// The size of the modulus in bits.

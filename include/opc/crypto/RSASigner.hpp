@@ -17,7 +17,7 @@ enum class RSAPaddingMode {
     PSS,   ///< RSASSA-PSS, §8.1; MGF1 with the same digest, and a salt as long as the digest
 };
 
-/// Signs data that comes in blocks. `CryptoEngine::createRSASigner` makes one.
+/// Signs data in blocks. Created by `CryptoEngine::createRSASigner`.
 ///
 /// It shares the key and owns its state; it can be moved, and a moved-from signer can only be destroyed or assigned to.
 /// Used by one thread at a time.
@@ -27,12 +27,12 @@ public:
     RSASigner& operator=(RSASigner&& other) noexcept;
     ~RSASigner();
 
-    /// Takes the next `size` bytes.
+    /// Adds the next `size` bytes.
     /// @throws opc::Exception when OpenSSL fails.
     void update(const unsigned char* data, std::size_t size);
     void update(const std::vector<unsigned char>& data) { update(data.data(), data.size()); }
 
-    /// The signature over all bytes taken, as long as the modulus. The signer is then ready for other data.
+    /// The signature over all bytes added, as long as the modulus. The signer is reset.
     /// @throws opc::Exception when the key is inconsistent, or too short for the padding of this digest (SHA-512 with
     ///         PSS and 1024 bits).
     std::vector<unsigned char> sign();

@@ -13,7 +13,7 @@
 
 namespace opc::crypto {
 
-/// Verifies signatures over data that comes in blocks. `CryptoEngine::createRSAVerifier` makes one.
+/// Verifies signatures over data in blocks. Created by `CryptoEngine::createRSAVerifier`.
 ///
 /// It shares the key and owns its state; it can be moved, and a moved-from verifier can only be destroyed or assigned
 /// to. Used by one thread at a time.
@@ -23,14 +23,14 @@ public:
     RSAVerifier& operator=(RSAVerifier&& other) noexcept;
     ~RSAVerifier();
 
-    /// Takes the next `size` bytes.
+    /// Adds the next `size` bytes.
     /// @throws opc::Exception when OpenSSL fails.
     void update(const unsigned char* data, std::size_t size);
     void update(const std::vector<unsigned char>& data) { update(data.data(), data.size()); }
 
-    /// Whether this is a signature over all bytes taken. Bytes that are no signature at all, of another length for
-    /// instance, are an invalid one. The verifier is then ready for other data.
-    /// @throws opc::Exception when OpenSSL fails to start again.
+    /// Whether this is a signature over all bytes added. Malformed signatures, for instance of another length, are
+    /// invalid. The verifier is reset.
+    /// @throws opc::Exception when OpenSSL fails to reset it.
     SignatureVerificationStatus verify(const std::vector<unsigned char>& signature);
 
 private:

@@ -7,13 +7,13 @@
 
 namespace opc::crypto {
 
-/// Bytes that are overwritten before their memory is given back: the encoding of a private key.
+/// Bytes that are overwritten before their memory is freed, such as the encoding of a private key.
 ///
-/// Owns its bytes. It can be moved, not copied, so that there is one place to wipe. Used by one thread at a time.
+/// Owns its bytes. It can be moved but not copied, so that no copy is left unwiped. Used by one thread at a time.
 class OPCRAFT_API SecretBytes {
 public:
     SecretBytes() = default;
-    /// Takes the bytes over. Pass them with `std::move`; a vector that is copied stays as it is.
+    /// Takes ownership of the bytes. Pass them with `std::move`; the source of a copy is not wiped.
     explicit SecretBytes(std::vector<unsigned char> bytes) noexcept;
     SecretBytes(SecretBytes&& other) noexcept;
     SecretBytes& operator=(SecretBytes&& other) noexcept;
@@ -22,14 +22,14 @@ public:
     SecretBytes(const SecretBytes&) = delete;
     SecretBytes& operator=(const SecretBytes&) = delete;
 
-    /// The bytes, as functions take them that expect a key. They live as long as this object.
+    /// The bytes; valid as long as this object.
     const std::vector<unsigned char>& get() const noexcept { return bytes_; }
 
 private:
     std::vector<unsigned char> bytes_;
 };
 
-/// Overwrites the bytes and leaves the vector empty. For copies of private keys that a caller holds.
+/// Overwrites the bytes and leaves the vector empty. For a caller's copies of private keys.
 OPCRAFT_API void wipe(std::vector<unsigned char>& bytes) noexcept;
 
 } // namespace opc::crypto

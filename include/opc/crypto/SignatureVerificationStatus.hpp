@@ -5,7 +5,7 @@
 
 namespace opc::crypto {
 
-/// The verdict on one signature value or one set of digests. A value; it may be copied to other threads.
+/// The result of verifying a signature value or a set of digests. A value; it may be copied to other threads.
 class OPCRAFT_API SignatureVerificationStatus {
 public:
     explicit SignatureVerificationStatus(bool valid) noexcept : valid_(valid) {}

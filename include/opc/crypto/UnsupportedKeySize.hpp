@@ -5,7 +5,7 @@
 
 namespace opc::crypto {
 
-/// An RSA key has neither 1024, 2048 nor 4096 bits.
+/// The size of a key is not supported.
 class OPCRAFT_API UnsupportedKeySize : public Exception {
 public:
     explicit UnsupportedKeySize(const std::string& message);
