@@ -75,7 +75,8 @@ void signAgain(DigitalSignatureData& data, const opc::crypto::RSAPrivateKey& key
     for (auto& reference : data.signedInfoReferences)
         for (const auto& object : data.objects)
             if (reference.uri.getFragment() == object.id) {
-                const std::string text = opc::detail::toUTF8String(toDigestedText(object.xmlBytes));
+                const std::string text =
+                    opc::detail::toUTF8String(toDigestedText(object.xmlBytes, ObjectDigestForm::PlainText));
                 reference.digestMethod = AlgorithmURIMap::getAlgorithmURI(DigestMethod::SHA256);
                 reference.digestValue = opc::toString(CryptoEngine::encodeBase64(digest(text, DigestMethod::SHA256)));
             }
@@ -128,7 +129,7 @@ public:
         std::ostream nowhere(nullptr);
         opc::ByteArrayInAdaptor stream(part);
         try {
-            reader_.read(stream, nowhere);
+            reader_.read(stream, rulesOf(SignatureForm::Library), nowhere);
         } catch (const InvalidPartContent&) { // the reader says no in one way
             return;
         }

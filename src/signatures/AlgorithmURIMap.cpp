@@ -2,8 +2,6 @@
 #include <opc/core/Exception.hpp>
 #include <opc/signatures/AlgorithmURIMap.hpp>
 
-#include "signatures/KeySizes.hpp"
-
 #include <algorithm>
 #include <map>
 
@@ -47,13 +45,13 @@ std::int32_t valueOf(AlgorithmTag tag) {
     return static_cast<std::int32_t>(tag);
 }
 
-/// Of digest and signature tags.
+/// The digest of a digest or signature tag.
 DigestMethod digestOf(AlgorithmTag tag) {
     const AlgorithmTag first = isSignature(tag) ? AlgorithmTag::SignatureRSAMD5 : AlgorithmTag::DigestMD5;
     return static_cast<DigestMethod>(valueOf(tag) - valueOf(first));
 }
 
-/// The tag of a digest, counted from the first tag of its row.
+/// @param first the tag of MD5: of its digest, or of its signature.
 AlgorithmTag tagOf(DigestMethod digestMethod, AlgorithmTag first) {
     if (digestMethod < DigestMethod::MD5 || digestMethod > DigestMethod::SHA512)
         throw Exception(UNSUPPORTED_DIGEST);
@@ -99,25 +97,6 @@ SignatureParams AlgorithmURIMap::getSigningParameters(const std::u16string& iden
     if (!isSignature(tag))
         throw Exception(UNSUPPORTED_SIGNATURE);
     return {digestOf(tag), SignatureMethod::RSA2048};
-}
-
-unsigned toKeySize(SignatureMethod signatureMethod) {
-    switch (signatureMethod) {
-    case SignatureMethod::RSA1024:
-        return 1024;
-    case SignatureMethod::RSA2048:
-        return 2048;
-    case SignatureMethod::RSA4096:
-        return 4096;
-    }
-    throw Exception("Signature Method is unsupported.");
-}
-
-SignatureMethod toSignatureMethod(unsigned keySize) {
-    for (const SignatureMethod each : {SignatureMethod::RSA1024, SignatureMethod::RSA2048, SignatureMethod::RSA4096})
-        if (toKeySize(each) == keySize)
-            return each;
-    throw Exception("Input key size is not supported as a Signature Method.");
 }
 
 } // namespace opc::model

@@ -4,7 +4,7 @@
 #include "core/FoldedNames.hpp"
 #include "model/ItemBytes.hpp"
 #include "signatures/SignatureBounds.hpp"
-#include "signatures/SignatureForm.hpp"
+#include "signatures/SignatureOrigin.hpp"
 
 #include <opc/core/ByteArrayInAdaptor.hpp>
 #include <opc/core/Strings.hpp>
@@ -91,7 +91,7 @@ Key keyOf(const Relationship& relationship) {
     return {toLowerASCIIString(relationship.getSourceURI().toString()), relationship.getID()};
 }
 
-/// The part that an internal relationship leads to; none when there is no such part.
+/// The target part of an internal relationship, if it exists.
 std::optional<Part> findTarget(const Package& package, const Relationship& relationship) {
     if (relationship.getTargetMode() == TargetMode::External)
         return std::nullopt;
@@ -100,7 +100,7 @@ std::optional<Part> findTarget(const Package& package, const Relationship& relat
         const PartName name(target.getPath());
         if (!target.hasScheme() && !target.hasAuthority() && package.hasPart(name))
             return package.getPart(name);
-    } catch (const Exception&) { // no part has such a name
+    } catch (const Exception&) { // not a part name
     }
     return std::nullopt;
 }
@@ -126,7 +126,7 @@ bool isEmpty(const Part& part) {
     try {
         readItem(*part.getInputStream(),
                  [&empty](const unsigned char*, std::size_t size) { return empty = size == 0; });
-    } catch (const Exception&) { // who knows
+    } catch (const Exception&) { // unknown
         return false;
     }
     return empty;
@@ -135,11 +135,10 @@ bool isEmpty(const Part& part) {
 /// @param path the folded name of the item.
 bool isFolderOrTrash(const std::string& item, const std::string& path) {
     constexpr std::string_view trash = "[trash]/";
-    const bool isFolder = !item.empty() && item.back() == '/';
-    return isFolder || (item.starts_with(trash) && path.starts_with(trash));
+    return item.ends_with('/') || (item.starts_with(trash) && path.starts_with(trash));
 }
 
-/// What one signature covers, by name.
+/// The parts and relationships that one signature covers.
 struct Covered {
     std::set<PartName> parts;
     std::set<Key> relationships;
@@ -151,7 +150,7 @@ struct Covered {
     }
 
 private:
-    /// Whether what the manifest says was said by the signer, whatever has become of the entries.
+    /// Whether the manifest is the one that was signed. Its references may be invalid.
     static bool isManifestAuthentic(const SignatureReport& report) {
         return report.signatureValueHolds &&
                std::all_of(report.references.begin(), report.references.end(), [](const ReferenceReport& each) {
@@ -176,11 +175,16 @@ bool CoverageReport::isComplete() const noexcept {
            !(coveredParts.empty() && coveredRelationships.empty());
 }
 
-Coverage::Coverage(const Package& package, const std::vector<DigitalSignature>& signatures,
-                   const std::vector<std::string>& otherItems, CoverageScope scope)
+Coverage::Coverage(const Package& package, const std::vector<SignatureForm>& forms,
+                   const std::vector<DigitalSignature>& signatures, const std::vector<std::string>& otherItems,
+                   CoverageScope scope)
     : package_(package) {
     collect();
-    markStructure(signatures);
+    for (const DigitalSignature& signature : signatures)
+        signatures_.emplace_back(signature.getImpl()->partName);
+    for (const SignatureForm form : forms)
+        markStructure(rulesOf(form), signatures);
+    demoteLinkedStructure();
     if (scope == CoverageScope::Content)
         markExceptions();
     sortItems(otherItems);
@@ -198,49 +202,46 @@ void Coverage::collect() {
     }
 }
 
-/// The origin that counts, and what it leads to.
-void Coverage::markStructure(const std::vector<DigitalSignature>& signatures) {
-    for (const DigitalSignature& signature : signatures)
-        signatures_.emplace_back(signature.getImpl()->partName);
-    const SignatureForm& form = libraryForm();
-    const auto origins = package_.getRelationshipsByType(form.originRelationshipType);
-    if (origins.empty())
+/// The origin that is used, and what it leads to.
+void Coverage::markStructure(const SignatureFormRules& form, const std::vector<DigitalSignature>& signatures) {
+    const auto relationship = findOriginRelationship(package_, form);
+    if (!relationship)
         return;
     for (Link& link : links_)
-        if (link.key == keyOf(origins.front()))
-            link.standing = Standing::Structure;
-    if (const auto origin = findTarget(package_, origins.front())) {
+        if (link.key == keyOf(*relationship))
+            link.category = Category::Structure;
+    if (const auto origin = findTarget(package_, *relationship)) {
         if (isEmpty(*origin))
             markPart(origin->getName(), form.originContentType);
         markLinks(origin->getSourceURI(), form.signatureRelationshipType);
     }
-    for (const PartName& name : signatures_)
-        markPart(name, form.signatureContentType);
-    demoteLinkedStructure();
+    for (const DigitalSignature& signature : signatures)
+        if (signature.getImpl()->form == form.form)
+            markPart(PartName(signature.getImpl()->partName), form.signatureContentType);
 }
 
 void Coverage::markPart(const PartName& name, const char16_t* contentType) {
     const auto found = parts_.find(name);
     if (found != parts_.end() && package_.getPart(name).getContentType() == ContentType(contentType))
-        found->second.standing = Standing::Structure;
+        found->second.category = Category::Structure;
 }
 
 void Coverage::markLinks(const URI& source, const char16_t* type) {
     for (Link& link : links_)
         if (link.relationship.getSourceURI() == source && link.relationship.getType() == type &&
             findTarget(package_, link.relationship))
-            link.standing = Standing::Structure;
+            link.category = Category::Structure;
 }
 
-/// What another relationship leads to is content, whatever else it is.
+/// A part that another relationship leads to is content.
 void Coverage::demoteLinkedStructure() {
     std::set<std::string> paths;
     for (const Link& link : links_)
-        if (link.standing != Standing::Structure)
+        if (link.category != Category::Structure)
             paths.insert(link.paths.begin(), link.paths.end());
     for (auto& [name, entry] : parts_)
         if (paths.count(pathOf(name)) != 0)
-            entry.standing = Standing::Content;
+            entry.category = Category::Content;
 }
 
 void Coverage::markExceptions() {
@@ -253,7 +254,7 @@ void Coverage::markExceptions() {
                 found.push_back(&link);
         if (found.size() != 1)
             continue;
-        found.front()->standing = Standing::Excepted;
+        found.front()->category = Category::Excepted;
         const auto part = findTarget(package_, found.front()->relationship);
         if (part && part->getRelationships().empty() && matches(kind, *part, package_.getLimits()))
             exceptPart(*part, *found.front());
@@ -264,7 +265,7 @@ void Coverage::exceptPart(const Part& part, const Link& link) {
     const std::string path = pathOf(part.getName());
     if (std::count_if(links_.begin(), links_.end(),
                       [&path](const Link& each) { return each.paths.count(path) != 0; }) == 1)
-        parts_[part.getName()] = {Standing::Excepted, link.key};
+        parts_[part.getName()] = {Category::Excepted, link.key};
 }
 
 void Coverage::sortItems(const std::vector<std::string>& otherItems) {
@@ -280,8 +281,8 @@ void Coverage::sortItems(const std::vector<std::string>& otherItems) {
 std::vector<CoverageReport> Coverage::examine(const std::vector<SignatureReport>& reports) const {
     const std::size_t entities = links_.size() + parts_.size() + items_.size() + exceptedItems_.size();
     if (reports.size() > 1 && entities > MAXIMUM_EXAMINED_ENTITIES / reports.size())
-        throw InvalidSignature("The package holds too much to look at what each of its " +
-                               std::to_string(reports.size()) + " signatures covers.");
+        throw InvalidSignature("The package has too many parts, relationships and items to examine the coverage of " +
+                               std::to_string(reports.size()) + " signatures.");
     std::vector<CoverageReport> coverage;
     coverage.reserve(reports.size());
     for (const SignatureReport& report : reports)
@@ -298,18 +299,18 @@ CoverageReport Coverage::examine(const SignatureReport& report) const {
     coverage.exceptedItems = exceptedItems_;
     for (const Link& link : links_) {
         coverage.externalTargets += link.relationship.getTargetMode() == TargetMode::External ? 1 : 0;
-        if (link.standing == Standing::Structure)
+        if (link.category == Category::Structure)
             continue;
         auto& list = covered.relationships.count(link.key) != 0 ? coverage.coveredRelationships
-                     : link.standing == Standing::Excepted      ? coverage.exceptedRelationships
+                     : link.category == Category::Excepted      ? coverage.exceptedRelationships
                                                                 : coverage.uncoveredRelationships;
         list.push_back(link.relationship);
     }
     for (const auto& [name, entry] : parts_) {
-        if (entry.standing == Standing::Structure)
+        if (entry.category == Category::Structure)
             continue;
         const bool isExcepted =
-            entry.standing == Standing::Excepted && covered.relationships.count(entry.exceptedBy) == 0;
+            entry.category == Category::Excepted && covered.relationships.count(entry.exceptedBy) == 0;
         auto& list = covered.parts.count(name) != 0 ? coverage.coveredParts
                      : isExcepted                   ? coverage.exceptedParts
                                                     : coverage.uncoveredParts;

@@ -5,6 +5,8 @@
 #include <opc/signatures/CoverageReport.hpp>
 #include <opc/signatures/VerificationReport.hpp>
 
+#include "signatures/SignatureFormRules.hpp"
+
 #include <map>
 #include <set>
 #include <string>
@@ -13,17 +15,18 @@
 
 namespace opc::model {
 
-/// What a package holds, by what signatures are asked to cover of it. For the time in which the package does not
-/// change.
+/// Classifies the content of a package by what signatures have to cover. Valid as long as the package does not change.
 class Coverage {
 public:
-    /// @param signatures all that the package has.
-    /// @param otherItems names of stored items that are no parts.
-    Coverage(const Package& package, const std::vector<DigitalSignature>& signatures,
-             const std::vector<std::string>& otherItems, CoverageScope scope);
+    /// @param forms that are read.
+    /// @param signatures all signatures of the package.
+    /// @param otherItems names of stored items that are not parts.
+    Coverage(const Package& package, const std::vector<SignatureForm>& forms,
+             const std::vector<DigitalSignature>& signatures, const std::vector<std::string>& otherItems,
+             CoverageScope scope);
 
-    /// Each by itself.
-    /// @throws InvalidSignature when that is too much.
+    /// The coverage of each signature by itself.
+    /// @throws InvalidSignature when the limit is exceeded.
     std::vector<CoverageReport> examine(const std::vector<SignatureReport>& reports) const;
     SigningGaps findGaps() const;
 
@@ -31,24 +34,24 @@ public:
     using Key = std::pair<std::u16string, std::u16string>;
 
 private:
-    enum class Standing {
+    enum class Category {
         Content,
         Excepted,
-        Structure, ///< ties the signatures to the package
+        Structure, ///< stores the signatures
     };
     struct Link {
         Relationship relationship;
         Key key;
         std::set<std::string> paths; ///< folded names of where it leads
-        Standing standing = Standing::Content;
+        Category category = Category::Content;
     };
     struct Entry {
-        Standing standing = Standing::Content;
+        Category category = Category::Content;
         Key exceptedBy{}; ///< the relationship that leads to an excepted part
     };
 
     void collect();
-    void markStructure(const std::vector<DigitalSignature>& signatures);
+    void markStructure(const SignatureFormRules& form, const std::vector<DigitalSignature>& signatures);
     void markPart(const PartName& name, const char16_t* contentType);
     void markLinks(const URI& source, const char16_t* type);
     void markExceptions();

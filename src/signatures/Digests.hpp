@@ -8,7 +8,7 @@ namespace opc::model {
 
 static_assert(static_cast<int>(crypto::DigestAlgorithm::MD5) == static_cast<int>(DigestMethod::MD5) &&
                   static_cast<int>(crypto::DigestAlgorithm::SHA512) == static_cast<int>(DigestMethod::SHA512),
-              "the two enumerations count alike");
+              "the enumerations have the same values");
 
 inline crypto::DigestAlgorithm toDigestAlgorithm(DigestMethod method) noexcept {
     return static_cast<crypto::DigestAlgorithm>(method);

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <opc/core/Exception.hpp>
-#include <opc/crypto/CryptoEngine.hpp>
 #include <opc/signatures/DigitalSignature.hpp>
 
-#include "signatures/SignatureForm.hpp"
+#include "signatures/Base64.hpp"
+#include "signatures/SignatureFormRules.hpp"
 
 #include <utility>
 
@@ -34,11 +33,7 @@ SignatureParams DigitalSignature::getSignatureParams() const {
 }
 
 std::vector<unsigned char> DigitalSignature::getSignatureValue() const {
-    try {
-        return crypto::CryptoEngine::decodeBase64(data_->signatureValue);
-    } catch (const Exception&) {
-        return {};
-    }
+    return fromBase64(data_->signatureValue).value_or(std::vector<unsigned char>());
 }
 
 certificates::X509Certificate DigitalSignature::getCertificate() const {

@@ -5,10 +5,11 @@
 
 #include "errors/ErrorPlaces.hpp"
 #include "signatures/ManifestTarget.hpp"
-#include "signatures/RelationshipsTransform.hpp"
+#include "signatures/PackageGuards.hpp"
 #include "signatures/SignatureBounds.hpp"
 #include "signatures/SignatureDocumentReader.hpp"
-#include "signatures/SignatureForm.hpp"
+#include "signatures/SignatureOrigin.hpp"
+#include "signatures/SignedEntities.hpp"
 
 #include <algorithm>
 #include <cassert>
@@ -35,30 +36,13 @@ std::u16string stemOf(const PartName& name) {
 }
 
 std::u16string withoutPrefix(const std::u16string& name) {
-    const std::u16string prefix = signatureNamePrefix;
-    return name.compare(0, prefix.size(), prefix) == 0 ? name.substr(prefix.size()) : name;
+    return name.starts_with(signatureNamePrefix) ? name.substr(std::char_traits<char16_t>::length(signatureNamePrefix))
+                                                 : name;
 }
 
-std::string withDetails(const char* start, const std::u16string& name, const std::u16string& source) {
-    const bool isPackage = PartName::isPackageRootUri(source);
-    return start + detail::toUTF8String(name, false) + " referenced to in the signature is not present in the " +
-           (isPackage ? "package" : detail::toUTF8String(source, false));
-}
-
-void throwIfAbsent(const RelationshipSource& source, const RelationshipSelector& selector,
-                   const std::set<std::u16string>& types) {
-    const std::u16string criteria = selector.getSelectionCriteria();
-    const std::u16string name = selector.getSourceURI().toString();
-    const bool isById = selector.getSelectorType() == RelationshipSelectorType::ById;
-    if (isById && !source.hasRelationship(criteria))
-        throw RelationshipNotFound(withDetails("Relationship with ID ", criteria, name));
-    if (!isById && types.count(criteria) == 0)
-        throw RelationshipNotFound(withDetails("Relationship with Type ", criteria, name));
-}
-
-/// Runs a step; what it throws lies in that item, where no other one is told.
+/// Runs a step. An error in it gets the item as its location, unless it has one.
 template <class Action>
-void placing(const URI& item, Action action) {
+void withItemInErrors(const URI& item, Action action) {
     try {
         action();
     } catch (Exception& e) {
@@ -67,27 +51,22 @@ void placing(const URI& item, Action action) {
     }
 }
 
-/// The part of a signature whose name may be any text.
+/// The part of a signature.
+/// @param name any text.
 PartName signaturePartOf(const DigitalSignatureManager& manager, const std::u16string& name) {
     try {
         return manager.getSignaturePartName(name);
     } catch (const SignatureNotFound&) {
         throw;
-    } catch (const Exception&) { // no URI, or no part name
+    } catch (const Exception&) { // not a URI or part name
         throw SignatureNotFound(NO_SIGNATURE_PART);
     }
 }
 
-/// What a reference selects of its source.
-/// @throws RelationshipNotFound when a selector selects nothing.
-std::vector<Relationship> resolveSelectors(const RelationshipSource& source,
-                                           const std::vector<RelationshipSelector>& selectors) {
-    std::set<std::u16string> types;
-    for (const Relationship& relationship : source.getRelationships())
-        types.insert(relationship.getType());
-    for (const RelationshipSelector& selector : selectors)
-        throwIfAbsent(source, selector, types);
-    return selectRelationships(source, selectors);
+bool leadsTo(const Part& origin, const SignatureFormRules& form, const PartName& signature) {
+    const auto relationships = origin.getRelationshipsByType(form.signatureRelationshipType);
+    return std::any_of(relationships.begin(), relationships.end(),
+                       [&](const Relationship& each) { return each.getTargetURI() == signature.getURI(); });
 }
 
 } // namespace
@@ -100,19 +79,25 @@ DigitalSignatureManager::~DigitalSignatureManager() = default;
 void DigitalSignatureManager::doLoad() {
     signatures_.clear();
     nextSignatureID_ = 1;
-    const auto origins = getPackage().getRelationshipsByType(libraryForm().originRelationshipType);
-    if (origins.empty())
+    std::set<PartName> seen;
+    for (const SignatureForm form : forms_)
+        loadForm(form, seen);
+}
+
+void DigitalSignatureManager::loadForm(SignatureForm formToLoad, std::set<PartName>& seen) {
+    const SignatureFormRules& form = rulesOf(formToLoad);
+    const auto originRelationship = findOriginRelationship(getPackage(), form);
+    if (!originRelationship)
         return;
     try {
-        const URI origin = origins.front().getTargetURI();
+        const URI origin = originRelationship->getTargetURI();
         std::vector<Relationship> relationships;
-        placing(origin, [&] {
+        withItemInErrors(origin, [&] {
             relationships =
-                getPackage().getPart(PartName(origin)).getRelationshipsByType(libraryForm().signatureRelationshipType);
+                getPackage().getPart(PartName(origin)).getRelationshipsByType(form.signatureRelationshipType);
         });
-        std::set<PartName> seen;
         for (const Relationship& each : relationships)
-            placing(each.getTargetURI(), [&] { load(PartName(each.getTargetURI()), seen); });
+            withItemInErrors(each.getTargetURI(), [&] { load(PartName(each.getTargetURI()), form, seen); });
     } catch (const Exception& e) {
         throwAs<InvalidSignature>(e);
     }
@@ -120,13 +105,13 @@ void DigitalSignatureManager::doLoad() {
 
 void DigitalSignatureManager::doSave() {}
 
-void DigitalSignatureManager::load(const PartName& name, std::set<PartName>& seen) {
+void DigitalSignatureManager::load(const PartName& name, const SignatureFormRules& form, std::set<PartName>& seen) {
     const Part part = getPackage().getPart(name);
     if (!seen.insert(part.getName()).second)
         throw InvalidSignature("Two relationships lead to the signature part " +
                                toASCIIString(part.getName().toString()));
     throwIfTooMuchIsSigned<InvalidSignature>(signatures_, 0);
-    signatures_.push_back(loadSignature(part));
+    signatures_.push_back(loadSignature(part, form));
     const std::u16string id = signatures_.back().getImpl()->signatureId;
     if (id != countersignatureId) {
         updateNextSignatureID(id, part);
@@ -134,55 +119,14 @@ void DigitalSignatureManager::load(const PartName& name, std::set<PartName>& see
     }
 }
 
-DigitalSignature DigitalSignatureManager::loadSignature(const Part& part) const {
+DigitalSignature DigitalSignatureManager::loadSignature(const Part& part, const SignatureFormRules& form) const {
     std::ostream nowhere(nullptr);
-    auto data = std::make_shared<DigitalSignatureData>(reader_->read(*part.getInputStream(), nowhere));
-    // What the document calls itself is not signed; where it is, its relationship says.
+    auto data = std::make_shared<DigitalSignatureData>(reader_->read(*part.getInputStream(), form, nowhere));
+    // The Id in the document is not signed; the id is that of the part name.
     data->partName = part.getName().toString();
     data->signatureId = withoutPrefix(stemOf(part.getName()));
-    fillUpSignedEntities(*data);
+    fillUpSignedEntities(getPackage(), *data);
     return DigitalSignature(std::move(data));
-}
-
-void DigitalSignatureManager::fillUpSignedEntities(DigitalSignatureData& data) const {
-    for (const auto& reference : data.manifestReferences) {
-        try {
-            resolve(reference, data);
-        } catch (Exception& e) {
-            ErrorPlace place;
-            place.element = "Reference";
-            place.attribute = "URI";
-            place.value = toASCIIString(reference.uri.toString());
-            e.setPlace(std::make_shared<const ErrorPlace>(std::move(place)));
-            throw;
-        }
-    }
-}
-
-/// Finds what a reference of the manifest names.
-void DigitalSignatureManager::resolve(const DigitalSignatureData::ReferenceData& reference,
-                                      DigitalSignatureData& data) const {
-    const ManifestTarget target = ManifestTarget::of(reference.uri);
-    const PartName part = target.isRelationships() ? PartName(target.name.getSourcePartName(), true) : target.name;
-    if (!PartName::isPackageRootUri(part.getURI()) && !getPackage().hasPart(part))
-        throw PartNotFound("Part referenced to by the signature is not present in the package.");
-    if (!target.isRelationships()) {
-        data.signedPartNames.push_back(part);
-        return;
-    }
-    const URI source = part.getURI();
-    auto [entry, isNew] = data.relationshipSelectors.try_emplace(source);
-    if (!isNew)
-        throw InvalidSignature("Two references of the signature cover relationships of " +
-                               toASCIIString(source.toString()));
-    for (const std::u16string& id : reference.relationshipSourceIds)
-        entry->second.emplace_back(source, RelationshipSelectorType::ById, id);
-    for (const std::u16string& type : reference.relationshipSourceTypes)
-        entry->second.emplace_back(source, RelationshipSelectorType::ByType, type);
-    const auto selected = withSource(getPackage(), source, [&entry = entry](const RelationshipSource& of) {
-        return resolveSelectors(of, entry->second);
-    });
-    data.signedRelationships.insert(data.signedRelationships.end(), selected.begin(), selected.end());
 }
 
 void DigitalSignatureManager::assertSignatureCorrectnessAfterLoad(
@@ -190,7 +134,7 @@ void DigitalSignatureManager::assertSignatureCorrectnessAfterLoad(
 #ifndef NDEBUG
     std::size_t sources = 0;
     for (const auto& reference : data.signedInfoReferences)
-        assert(reference.type == libraryForm().objectReferenceType);
+        assert(reference.type == rulesOf(data.form).objectReferenceType);
     for (const auto& reference : data.manifestReferences)
         sources += ManifestTarget::of(reference.uri).isRelationships() ? 1 : 0;
     assert(data.signedPartNames.size() + sources == data.manifestReferences.size());
@@ -201,10 +145,13 @@ void DigitalSignatureManager::assertSignatureCorrectnessAfterLoad(
 std::vector<std::u16string> DigitalSignatureManager::doGetManagedPartNames() const {
     if (!isPackageSigned())
         return {};
-    std::vector<std::u16string> names{libraryForm().originPartName};
-    const auto origins = getPackage().getRelationshipsByType(libraryForm().originRelationshipType);
-    if (!origins.empty() && origins.front().getTargetURI() != names.front())
-        names.push_back(origins.front().getTargetURI().toString());
+    std::vector<std::u16string> names;
+    for (const SignatureForm form : forms_) {
+        names.emplace_back(rulesOf(form).originPartName);
+        const auto origin = findOriginRelationship(getPackage(), rulesOf(form));
+        if (origin && origin->getTargetURI() != names.back())
+            names.push_back(origin->getTargetURI().toString());
+    }
     for (const DigitalSignature& signature : loaded())
         names.push_back(signature.getImpl()->partName);
     return names;
@@ -213,7 +160,12 @@ std::vector<std::u16string> DigitalSignatureManager::doGetManagedPartNames() con
 std::vector<std::u16string> DigitalSignatureManager::doGetManagedRelationshipTypes() const {
     if (!isPackageSigned())
         return {};
-    return {libraryForm().originRelationshipType, libraryForm().signatureRelationshipType};
+    std::vector<std::u16string> types;
+    for (const SignatureForm form : forms_) {
+        types.emplace_back(rulesOf(form).originRelationshipType);
+        types.emplace_back(rulesOf(form).signatureRelationshipType);
+    }
+    return types;
 }
 
 std::u16string DigitalSignatureManager::getNextSignatureID() {
@@ -224,7 +176,7 @@ void DigitalSignatureManager::updateNextSignatureID(const std::u16string& id, co
     const std::u16string fromPart = stemOf(signaturePart.getName());
     std::u16string number = id;
     if (!isNumber(number))
-        number = fromPart.size() > 3 ? fromPart.substr(3) : std::u16string(); // behind "sig"
+        number = fromPart.size() > 3 ? fromPart.substr(3) : std::u16string(); // after "sig"
     if (!isNumber(number))
         return;
     const std::string text = toASCIIString(number);
@@ -238,14 +190,14 @@ void DigitalSignatureManager::updateNextSignatureID(const std::u16string& id, co
     }
 }
 
-/// Those that were loaded. A package that is being created has none, whatever the manager held before.
+/// The loaded signatures. A package that is being created has none; the list may be that of an earlier package.
 const std::vector<DigitalSignature>& DigitalSignatureManager::loaded() const noexcept {
     static const std::vector<DigitalSignature> none;
     return getPackage().isCreateOnly() ? none : signatures_;
 }
 
 std::vector<DigitalSignature> DigitalSignatureManager::getSignatures() const {
-    throwIfPackageNotOpen();
+    throwIfNotOpen(getPackage());
     return loaded();
 }
 
@@ -254,10 +206,10 @@ DigitalSignature DigitalSignatureManager::getSignature(const std::u16string& nam
 }
 
 DigitalSignature DigitalSignatureManager::findSignature(const std::u16string& name) const {
-    throwIfPackageNotOpen();
+    throwIfNotOpen(getPackage());
     PartName part = signaturePartOf(*this, name);
     const auto isNamed = [&name](const DigitalSignature& each) { return each.getName() == name; };
-    // One may lie in another folder; of several of one name it is the one that lies where it should.
+    // A signature may be in another folder; of several with one name, the one in the usual folder is preferred.
     auto found = std::find_if(loaded().begin(), loaded().end(), [&](const DigitalSignature& each) {
         return isNamed(each) && PartName(each.getImpl()->partName) == part;
     });
@@ -275,7 +227,7 @@ PartName DigitalSignatureManager::getSignaturePartName(const std::u16string& nam
     if (!name.empty() && name.front() == u'/')
         throw SignatureNotFound(
             "Incorrect signature name provided. It should not start with backslash like a part name.");
-    return libraryForm().folder + (u"/" + name) + u".xml";
+    return makeSignaturePartName(rulesOf(writtenForm_), name);
 }
 
 std::u16string DigitalSignatureManager::getSignatureRelationshipID(const std::u16string& id) const {
@@ -283,73 +235,42 @@ std::u16string DigitalSignatureManager::getSignatureRelationshipID(const std::u1
 }
 
 Part DigitalSignatureManager::getSignatureOriginPart(URI& target, std::u16string& relationshipId) const {
-    throwIfPackageNotOpen();
-    const auto origins = getPackage().getRelationshipsByType(libraryForm().originRelationshipType);
-    if (origins.empty())
-        throw SignatureNotFound("Internal Error: No signature origin present.");
-    target = origins.front().getTargetURI();
-    relationshipId = origins.front().getID();
-    return getPackage().getPart(PartName(target));
+    throwIfNotOpen(getPackage());
+    for (const SignatureForm form : forms_)
+        if (const auto origin = findOriginRelationship(getPackage(), rulesOf(form))) {
+            target = origin->getTargetURI();
+            relationshipId = origin->getID();
+            return getPackage().getPart(PartName(target));
+        }
+    throw SignatureNotFound("Internal Error: No signature origin present.");
 }
 
 bool DigitalSignatureManager::isPackageSigned() const {
-    throwIfPackageNotOpen();
+    throwIfNotOpen(getPackage());
     return !loaded().empty();
 }
 
 bool DigitalSignatureManager::isSigned(const PartName& name) const {
-    throwIfPackageNotOpen();
+    throwIfNotOpen(getPackage());
     return std::any_of(loaded().begin(), loaded().end(), [&name](const DigitalSignature& signature) {
         const auto& names = signature.getImpl()->signedPartNames;
         return std::find(names.begin(), names.end(), name) != names.end();
     });
 }
 
-bool DigitalSignatureManager::isPackageCountersigned() const {
-    throwIfPackageNotOpen();
-    return getPackage().hasPart(getSignaturePartName(std::u16string(signatureNamePrefix) + countersignatureId));
-}
-
-DigitalSignature DigitalSignatureManager::getCountersignature() const {
-    return getSignature(std::u16string(signatureNamePrefix) + countersignatureId);
-}
-
-void DigitalSignatureManager::throwIfNotValidSignaturePart(const PartName& name) const {
+const SignatureFormRules& DigitalSignatureManager::throwIfNotValidSignaturePart(const PartName& name) const {
     if (!getPackage().hasPart(name))
         throw SignatureNotFound(NO_SIGNATURE_PART);
     URI target(u"");
     std::u16string id;
-    const auto relationships =
-        getSignatureOriginPart(target, id).getRelationshipsByType(libraryForm().signatureRelationshipType);
-    if (std::none_of(relationships.begin(), relationships.end(),
-                     [&name](const Relationship& each) { return each.getTargetURI() == name.getURI(); }))
-        throw SignatureNotFound("The provided part name is not a signature part.");
-}
-
-void DigitalSignatureManager::throwIfPackageNotOpen() const {
-    if (!getPackage().isOpen())
-        throw PackageNotOpen("Package is not open");
-}
-
-void DigitalSignatureManager::throwIfPackageReadOnly() const {
-    if (getPackage().isReadOnly())
-        throw PackageReadOnly("Package is read-only");
-}
-
-void DigitalSignatureManager::throwIfPackageCreateOnly() const {
-    if (getPackage().isCreateOnly())
-        throw PackageCreateOnly("Package is open only for create");
-}
-
-void DigitalSignatureManager::throwIfPackageNotOpenForModify() const {
-    throwIfPackageNotOpen();
-    throwIfPackageReadOnly();
-    throwIfPackageCreateOnly();
-}
-
-void DigitalSignatureManager::throwIfPackageNotCountersigned() const {
-    if (!isPackageCountersigned())
-        throw SignatureNotFound("No countersignatures found in package.");
+    getSignatureOriginPart(target, id);
+    for (const SignatureForm each : forms_) {
+        const SignatureFormRules& form = rulesOf(each);
+        const auto origin = findOriginRelationship(getPackage(), form);
+        if (origin && leadsTo(getPackage().getPart(PartName(origin->getTargetURI())), form, name))
+            return form;
+    }
+    throw SignatureNotFound("The provided part name is not a signature part.");
 }
 
 } // namespace opc::model

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
-#include <opc/model/coreproperties/PackageHelper.hpp>
 #include <opc/signatures/DigitalSignatureManager.hpp>
 
+#include "signatures/PackageGuards.hpp"
 #include "signatures/SignatureDocumentReader.hpp"
-#include "signatures/SignatureForm.hpp"
+#include "signatures/SignatureOrigin.hpp"
 
 #include <algorithm>
 #include <utility>
@@ -13,13 +13,6 @@
 namespace opc::model {
 
 namespace {
-
-using Bytes = std::vector<unsigned char>;
-using certificates::CertificateValidationOptions;
-using certificates::PKCS12Certificate;
-using certificates::TrustStore;
-using certificates::X509Certificate;
-using certificates::X509CertificateChain;
 
 void deletePart(Package& package, const PartName& name) {
     try {
@@ -41,13 +34,13 @@ void deleteRelationship(RelationshipSource& source, const std::u16string& id) {
     }
 }
 
-/// A relationship of the origin's type may lead to content.
-bool isOrigin(const Part& part) {
-    return part.getName() == PartName(libraryForm().originPartName) ||
-           caselessCompare(part.getContentType().toString(), libraryForm().originContentType) == 0;
+/// False for content that a relationship of the origin's type leads to.
+bool isOrigin(const Part& part, const SignatureFormRules& form) {
+    return part.getName() == PartName(form.originPartName) ||
+           caselessCompare(part.getContentType().toString(), form.originContentType) == 0;
 }
 
-/// Of a source's relationships of a type, deletes those that lead to a part.
+/// Deletes the relationships of a type with that target.
 void deleteRelationshipsTo(RelationshipSource& source, const std::u16string& type, const URI& target) {
     for (const Relationship& relationship : source.getRelationshipsByType(type))
         if (relationship.getTargetURI() == target)
@@ -56,71 +49,14 @@ void deleteRelationshipsTo(RelationshipSource& source, const std::u16string& typ
 
 } // namespace
 
-DigitalSignature DigitalSignatureManager::countersignAllSignatures(const Bytes& signingKey,
-                                                                   const SignatureParams& params) {
-    SigningRequest request;
-    countersignHelper(request.parts, request.selectors);
-    return signHelper(signingKey, {}, params, request, true);
-}
-
-DigitalSignature DigitalSignatureManager::countersignAllSignatures(const Bytes& signingKey,
-                                                                   const Bytes& verificationKey,
-                                                                   const SignatureParams& params) {
-    if (verificationKey.empty())
-        throw CouldNotGenerateSignature("The verification key is empty.");
-    SigningRequest request;
-    countersignHelper(request.parts, request.selectors);
-    return signHelper(signingKey, verificationKey, params, request, true);
-}
-
-DigitalSignature DigitalSignatureManager::countersignAllSignatures(
-    const Bytes& signingKey, const X509Certificate& certificate, const X509CertificateChain& chain,
-    const CertificateValidationOptions& options, const SignatureParams& params, const TrustStore& trustStore) {
-    SigningRequest request;
-    countersignHelper(request.parts, request.selectors);
-    return signHelper(signingKey, certificate, chain, options, params, trustStore, request, true);
-}
-
-DigitalSignature DigitalSignatureManager::countersignAllSignatures(const PKCS12Certificate& pkcs12,
-                                                                   const CertificateValidationOptions& options,
-                                                                   const SignatureParams& params,
-                                                                   const TrustStore& trustStore) {
-    SigningRequest request;
-    countersignHelper(request.parts, request.selectors);
-    return signHelper(pkcs12, options, params, trustStore, request, true);
-}
-
-void DigitalSignatureManager::countersignHelper(std::vector<PartName>& parts,
-                                                std::vector<RelationshipSelector>& selectors) const {
-    throwIfPackageNotOpenForModify();
-    if (isPackageCountersigned())
-        throw CouldNotGenerateSignature("Package has already been countersigned once. Please remove countersignature "
-                                        "before countersigning again.");
-    if (!isPackageSigned())
-        throw CouldNotGenerateSignature("Package has no signatures present, and so cannot be countersigned.");
-    try {
-        const SignatureForm& form = libraryForm();
-        URI target(u"");
-        std::u16string id;
-        const Part origin = getSignatureOriginPart(target, id);
-        for (const Relationship& relationship : origin.getRelationshipsByType(form.signatureRelationshipType))
-            parts.emplace_back(relationship.getTargetURI());
-        selectors.emplace_back(PackageHelper::getPackageRootURI(), RelationshipSelectorType::ByType,
-                               form.originRelationshipType);
-        selectors.emplace_back(origin.getSourceURI(), RelationshipSelectorType::ByType, form.signatureRelationshipType);
-    } catch (const Exception& e) {
-        throw CouldNotGenerateSignature(e.what());
-    }
-}
-
 void DigitalSignatureManager::removeSignature(const std::u16string& name) {
-    throwIfPackageNotOpenForModify();
+    throwIfNotOpenForModify(getPackage());
     remove(findSignature(name));
 }
 
 void DigitalSignatureManager::removeSignature(const DigitalSignature& signature) {
-    throwIfPackageNotOpenForModify();
-    // Of two signatures of one name in different folders, the one that is meant.
+    throwIfNotOpenForModify(getPackage());
+    // Two signatures in different folders may have the same name.
     const bool isLoaded = std::any_of(loaded().begin(), loaded().end(), [&signature](const DigitalSignature& each) {
         return each.getImpl() == signature.getImpl();
     });
@@ -136,29 +72,27 @@ void DigitalSignatureManager::remove(const DigitalSignature& signature) {
 }
 
 void DigitalSignatureManager::removeCountersignature() {
-    throwIfPackageNotOpenForModify();
+    throwIfNotOpenForModify(getPackage());
     if (isPackageCountersigned())
         removeSignature(std::u16string(signatureNamePrefix) + countersignatureId);
 }
 
 void DigitalSignatureManager::removeAllSignatures() {
-    throwIfPackageNotOpenForModify();
+    throwIfNotOpenForModify(getPackage());
     for (const DigitalSignature& signature : getSignatures())
         remove(signature);
 }
 
 void DigitalSignatureManager::deleteSignaturePart(const PartName& name) const {
-    throwIfPackageNotOpenForModify();
-    throwIfNotValidSignaturePart(name);
-    const SignatureForm& form = libraryForm();
-    URI originURI(u"");
-    std::u16string originRelationshipId;
-    Part origin = getSignatureOriginPart(originURI, originRelationshipId);
+    throwIfNotOpenForModify(getPackage());
+    const SignatureFormRules& form = throwIfNotValidSignaturePart(name);
+    const URI originURI = findOriginRelationship(getPackage(), form)->getTargetURI();
+    Part origin = getPackage().getPart(PartName(originURI));
     deleteRelationshipsTo(origin, form.signatureRelationshipType, name.getURI());
     deletePart(getPackage(), name);
     if (!origin.getRelationshipsByType(form.signatureRelationshipType).empty())
         return;
-    if (isOrigin(origin))
+    if (isOrigin(origin, form))
         deletePart(getPackage(), PartName(originURI));
     deleteRelationshipsTo(getPackage(), form.originRelationshipType, originURI);
 }

@@ -5,8 +5,8 @@
 
 namespace opc::model {
 
-/// Runs a step of an operation; what the rooms below throw leaves as the operation's own error, with their message.
-/// `NotImplemented` passes unchanged.
+/// Runs a step of an operation and translates exceptions of lower layers to the error of the operation, with the same
+/// message. `NotImplemented` passes unchanged.
 template <class Error, class Action>
 auto translatingErrorsTo(Action action) -> decltype(action()) {
     try {

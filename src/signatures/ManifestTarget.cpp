@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "signatures/ManifestTarget.hpp"
-#include "signatures/SignatureForm.hpp"
+#include "signatures/SignatureFormRules.hpp"
 
 #include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::u16string_view contentTypeKey = std::u16string_view(contentTypeQuery).substr(1);
 
-/// What a part of a URI says.
+/// Decodes the escapes.
 std::u16string unescaped(const std::u16string& text) {
     std::u16string said;
     for (std::size_t i = 0; i < text.size(); ++i)
@@ -32,7 +32,7 @@ ManifestTarget ManifestTarget::of(const URI& uri) {
                                "same-document reference.");
     ManifestTarget target{PartName(URI(uri.getPath()))};
     const std::u16string query = uri.getQuery();
-    if (query.compare(0, contentTypeKey.size(), contentTypeKey) == 0)
+    if (query.starts_with(contentTypeKey))
         target.contentType = unescaped(query.substr(contentTypeKey.size()));
     return target;
 }
@@ -43,7 +43,7 @@ URI makeManifestURI(const std::u16string& partName, const std::u16string& conten
         const URI uri(text);
         if (!uri.hasFragment() && ManifestTarget::of(uri).contentType == contentType)
             return uri;
-    } catch (const InvalidURI&) { // told below
+    } catch (const InvalidURI&) { // reported below
     }
     throw CouldNotGenerateSignature("The content type of a part cannot stand in the URI of a reference to it: " +
                                     detail::toUTF8String(partName + u", " + contentType, false));

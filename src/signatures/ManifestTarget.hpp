@@ -8,12 +8,12 @@
 
 namespace opc::model {
 
-/// What the URI of a manifest reference names (ECMA-376-2 §10.5.9).
+/// The target of a manifest reference (ECMA-376-2 §10.5.9).
 struct ManifestTarget {
     PartName name;                ///< of a part, or of a relationships part
-    std::u16string contentType{}; ///< without the escapes of a URI; empty when there is none
+    std::u16string contentType{}; ///< decoded; empty when there is none
 
-    /// @throws InvalidSignature when the URI leads outside of the package or into the signature itself.
+    /// @throws InvalidSignature when the URI is external or a same-document reference.
     /// @throws InvalidPartName
     static ManifestTarget of(const URI& uri);
 
@@ -21,7 +21,7 @@ struct ManifestTarget {
 };
 
 /// The URI for a part and its content type.
-/// @throws CouldNotGenerateSignature when a URI cannot carry the content type.
+/// @throws CouldNotGenerateSignature when the content type cannot be written in a URI.
 URI makeManifestURI(const std::u16string& partName, const std::u16string& contentType);
 
 } // namespace opc::model

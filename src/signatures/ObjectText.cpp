@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "signatures/ObjectText.hpp"
-#include "signatures/SignatureForm.hpp"
 
 #include <utility>
 
@@ -18,8 +17,8 @@ std::u16string withoutDeclaration(std::u16string xmlText) {
 
 } // namespace
 
-std::u16string toDigestedText(std::u16string xmlText) {
-    switch (libraryForm().objectDigestForm) {
+std::u16string toDigestedText(std::u16string xmlText, ObjectDigestForm form) {
+    switch (form) {
     case ObjectDigestForm::PlainText:
         return withoutDeclaration(std::move(xmlText));
     }

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "signatures/SignatureFormRules.hpp"
+
 #include <string>
 
 namespace opc::model {
 
-/// What of an object's text is digested: all but the first declaration of the XML-DSig namespace, which the text of an
-/// object that was taken out of its signature has and that of one that is being made has not.
-std::u16string toDigestedText(std::u16string xmlText);
+/// The text of an object that is digested. `PlainText` removes the first declaration of the XML-DSig namespace, which
+/// serializing an object of a stored signature adds.
+std::u16string toDigestedText(std::u16string xmlText, ObjectDigestForm form);
 
 } // namespace opc::model

@@ -17,10 +17,10 @@ namespace {
 constexpr std::string_view keywordsStart = "<cp:keywords>";
 constexpr std::string_view keywordsEnd = "</cp:keywords>";
 
-/// Whether a tag of a single keyword starts here.
+/// Whether the text starts with a tag of a single keyword.
 bool startsKeyword(std::string_view text) {
     for (const std::string_view tag : {"<cp:value", "</cp:value"})
-        if (text.substr(0, tag.size()) == tag && text.size() > tag.size() &&
+        if (text.starts_with(tag) && text.size() > tag.size() &&
             std::string_view(" \t\r\n/>").find(text[tag.size()]) != std::string_view::npos)
             return true;
     return false;
@@ -33,16 +33,12 @@ bool holdsOnlyKeywords(std::string_view text) {
     return true;
 }
 
-bool startsWith(std::string_view text, std::string_view start) {
-    return text.substr(0, start.size()) == start;
-}
-
-/// Behind the tag, comment, section or instruction that starts with a "<"; npos when it does not end.
+/// The offset after the tag, comment, CDATA section or processing instruction at `start`; npos when it does not end.
 std::size_t endOfMarkup(std::string_view text, std::size_t start) {
     constexpr std::pair<std::string_view, std::string_view> brackets[] = {
         {"<!--", "-->"}, {"<![CDATA[", "]]>"}, {"<?", "?>"}};
     for (const auto& [opening, closing] : brackets)
-        if (startsWith(text.substr(start), opening)) {
+        if (text.substr(start).starts_with(opening)) {
             const std::size_t end = text.find(closing, start + opening.size());
             return end == std::string_view::npos ? end : end + closing.size();
         }
@@ -59,13 +55,12 @@ std::size_t endOfMarkup(std::string_view text, std::size_t start) {
 }
 
 int depthOf(std::string_view markup) {
-    if (startsWith(markup, "</"))
+    if (markup.starts_with("</"))
         return -1;
-    const bool isEmpty = markup.substr(markup.size() - 2) == "/>";
-    return isEmpty || startsWith(markup, "<!") || startsWith(markup, "<?") ? 0 : 1;
+    return markup.ends_with("/>") || markup.starts_with("<!") || markup.starts_with("<?") ? 0 : 1;
 }
 
-/// Whether a tag stands where properties do, and not in the text of one, which would be another text with it.
+/// Whether a tag is a child of the root and not inside of a property, whose text it would belong to.
 bool isChildOfRoot(std::string_view text, std::size_t tag) {
     int depth = 0;
     std::size_t next = text.find('<');
@@ -83,7 +78,7 @@ bool isChildOfRoot(std::string_view text, std::size_t tag) {
 
 void removeKeywords(std::string& coreProperties) {
     const std::string_view text = coreProperties;
-    if (text.find('\0') != std::string_view::npos) // UTF-16, where these bytes are other characters
+    if (text.find('\0') != std::string_view::npos) // UTF-16, where these bytes are different characters
         return;
     const std::size_t start = text.find(keywordsStart);
     const std::size_t end = text.find(keywordsEnd);
@@ -134,7 +129,7 @@ std::vector<unsigned char> PartDigester::compute(const Part& part, DigestMethod 
             return true;
         });
     } catch (...) {
-        engines_.erase(method); // it holds half a part
+        engines_.erase(method); // its state is that of a partial read
         throw;
     }
     return digest.finish();

@@ -14,20 +14,20 @@
 
 namespace opc::model {
 
-/// Computes digests, and remembers those of parts: however often a signature names one, it is read once.
+/// Computes digests and caches those of parts, so that each part is read once however often signatures name it.
 ///
-/// For the time in which no part changes. Used by one thread at a time.
+/// Valid as long as no part changes. Used by one thread at a time.
 class PartDigester {
 public:
-    /// @param xmlSize the most bytes of core properties that are looked through for keywords.
+    /// @param xmlSize the maximum size of core properties, in bytes.
     explicit PartDigester(std::uint64_t xmlSize);
 
-    /// Of all bytes of the part; of the core properties part "/metadata/coreProperties.xml", of those around the
-    /// keywords.
-    /// @throws opc::Exception when the part cannot be read, or the method is not known.
+    /// The digest of all bytes of the part, without the keywords for the core properties part
+    /// "/metadata/coreProperties.xml".
+    /// @throws opc::Exception when the part cannot be read or the method is unknown.
     const std::vector<unsigned char>& digestPart(const Part& part, DigestMethod method);
 
-    /// @throws opc::Exception when the method is not known.
+    /// @throws opc::Exception when the method is unknown.
     std::vector<unsigned char> digestBytes(std::string_view bytes, DigestMethod method);
 
 private:
@@ -40,9 +40,9 @@ private:
     std::map<std::pair<std::u16string, DigestMethod>, std::vector<unsigned char>> digests_;
 };
 
-/// Takes the keywords out of core properties: from the first start tag to the first end tag of their element, when
-/// there is nothing but text and the elements of single keywords between the two. What else stood there would not be
-/// covered either, and another reader could take it for a title.
+/// Removes the keywords from core properties: from the first start tag to the first end tag of their element, provided
+/// that only text and `cp:value` elements are between them. Anything else there, such as a title for another reader,
+/// would not be covered by the signature.
 void removeKeywords(std::string& coreProperties);
 
 } // namespace opc::model

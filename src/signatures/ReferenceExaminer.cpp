@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "signatures/ReferenceExaminer.hpp"
+#include "signatures/Base64.hpp"
 #include "signatures/ManifestTarget.hpp"
 #include "signatures/ObjectText.hpp"
 #include "signatures/RelationshipsTransform.hpp"
-#include "signatures/SignatureForm.hpp"
+#include "signatures/SignatureFormRules.hpp"
 
 #include <opc/core/Strings.hpp>
-#include <opc/crypto/CryptoEngine.hpp>
 #include <opc/errors/Errors.hpp>
 #include <opc/signatures/AlgorithmURIMap.hpp>
 
@@ -20,7 +20,7 @@ namespace {
 
 using ReferenceData = DigitalSignatureData::ReferenceData;
 
-/// Leaves an examination with what is wrong.
+/// Thrown to end an examination with a fault.
 struct Finding {
     ReferenceVerdict verdict;
     std::string problem;
@@ -36,9 +36,9 @@ ReferenceReport startReport(const ReferenceData& reference, ReferenceKind kind) 
     return report;
 }
 
-/// Runs an examination; every end of it is told in the report.
+/// Runs an examination and records its outcome in the report.
 template <class Action>
-void tellingIn(ReferenceReport& report, Action action) {
+void recordOutcome(ReferenceReport& report, Action action) {
     try {
         action();
     } catch (const Finding& finding) {
@@ -60,20 +60,17 @@ DigestMethod digestMethodOf(const ReferenceData& reference) {
 }
 
 void compareDigests(const std::vector<unsigned char>& found, ReferenceReport& report) {
-    report.foundDigest = toString(crypto::CryptoEngine::encodeBase64(found));
+    report.foundDigest = toBase64(found);
     if (report.claimedDigest == report.foundDigest)
         return;
-    std::vector<unsigned char> claimed; // the same bytes may be written with white space
-    try {
-        claimed = crypto::CryptoEngine::decodeBase64(report.claimedDigest);
-    } catch (const Exception&) {
+    const auto claimed = fromBase64(report.claimedDigest); // which may contain white space
+    if (!claimed)
         throw Finding{ReferenceVerdict::DigestDiffers, "the digest in the signature is no base64"};
-    }
-    if (claimed != found)
+    if (*claimed != found)
         throw Finding{ReferenceVerdict::DigestDiffers, "this is not what was signed: the digests differ"};
 }
 
-/// The text of a content type whatever its spaces and the order of its parameters; the text itself when it is none.
+/// The normal form of a content type; the text itself when it is not a content type.
 std::u16string normalized(const std::u16string& contentType) {
     try {
         return ContentType(contentType).toString();
@@ -95,7 +92,8 @@ void compareContentTypes(const std::u16string& claimed, const std::u16string& fo
                           (caselessCompare(signedType, found) == 0 ? ", which differs in the case of letters" : "")};
 }
 
-/// Whether a signature is the countersignature its name decides. The signer says it by the target of the properties.
+/// The name of a signature, which is not signed, tells whether it is the countersignature. The signed target of its
+/// properties has to agree.
 void throwIfMisnamed(const DigitalSignatureData& signature) {
     const std::u16string target = signature.signatureProperties.empty() ? u"" : signature.signatureProperties[0].target;
     const bool isMeant = target == std::u16string(u"#Signature") + countersignatureId;
@@ -107,7 +105,7 @@ void throwIfMisnamed(const DigitalSignatureData& signature) {
                           : "the name of the signature is that of the countersignature" + signedAs};
 }
 
-/// Names that differ in case are equivalent, and yet there are readers that do not find a part by the other one.
+/// Names that differ in case are equivalent, but some readers compare them exactly.
 void throwIfRenamed(const PartName& claimed, const PartName& found) {
     if (claimed.toString() != found.toString())
         throw Finding{ReferenceVerdict::Misnamed, "the name is " + detail::toUTF8String(found.toString(), false) +
@@ -115,7 +113,7 @@ void throwIfRenamed(const PartName& claimed, const PartName& found) {
                                                       " when it was signed"};
 }
 
-/// The name and the content type of a relationships part, which a store may fail to tell.
+/// The name and the content type of a relationships part.
 std::pair<PartName, std::u16string> describeRelationshipsPart(const RelationshipSource& source) {
     try {
         return {source.getRelationshipsPartName(), source.getRelationshipsContentType().toString()};
@@ -130,24 +128,13 @@ void throwIfTransformed(const ReferenceData& reference) {
         throw Finding{ReferenceVerdict::NotSupported, "the reference has transforms, which do not apply to it"};
 }
 
-/// Canonicalization changes nothing about what a relationships transform gives.
-void throwIfTransformedOtherwise(const ReferenceData& reference) {
-    const std::u16string canonicalization = AlgorithmURIMap::getAlgorithmURI(libraryForm().canonicalization);
+/// Canonicalization does not change the output of a relationships transform, so it is accepted.
+void throwIfTransformIsUnknown(const ReferenceData& reference, const SignatureFormRules& form) {
+    const std::u16string canonicalization = AlgorithmURIMap::getAlgorithmURI(form.canonicalization);
     for (const std::u16string& transform : reference.transforms)
-        if (transform != canonicalization && !libraryForm().isRelationshipTransform(transform))
+        if (transform != canonicalization && !form.isRelationshipTransform(transform))
             throw Finding{ReferenceVerdict::NotSupported,
                           "a transform is not known: " + detail::toUTF8String(transform, false)};
-}
-
-std::vector<RelationshipSelector> selectorsOf(const ReferenceData& reference, const URI& source) {
-    std::vector<RelationshipSelector> selectors;
-    for (const std::u16string& id : reference.relationshipSourceIds)
-        selectors.emplace_back(source, RelationshipSelectorType::ById, id);
-    for (const std::u16string& type : reference.relationshipSourceTypes)
-        selectors.emplace_back(source, RelationshipSelectorType::ByType, type);
-    if (selectors.empty())
-        throw Finding{ReferenceVerdict::NotSupported, "the reference does not say which relationships it covers"};
-    return selectors;
 }
 
 } // namespace
@@ -156,12 +143,13 @@ ReferenceExaminer::ReferenceExaminer(const Package& package)
     : package_(package), digester_(package.getLimits().xmlSize) {}
 
 std::vector<ReferenceReport> ReferenceExaminer::examine(const DigitalSignatureData& signature) {
+    const SignatureFormRules& form = rulesOf(signature.form);
     std::vector<ReferenceReport> reports;
     reports.reserve(signature.signedInfoReferences.size() + signature.manifestReferences.size());
     for (const ReferenceData& reference : signature.signedInfoReferences)
-        reports.push_back(examineObject(reference, signature));
+        reports.push_back(examineObject(reference, signature, form));
     for (const ReferenceData& reference : signature.manifestReferences)
-        reports.push_back(examineEntry(reference));
+        reports.push_back(examineEntry(reference, form));
     return reports;
 }
 
@@ -176,18 +164,18 @@ std::vector<std::u16string> ReferenceExaminer::findUncoveredObjects(const Digita
     return uncovered;
 }
 
-ReferenceReport ReferenceExaminer::examineObject(const ReferenceData& reference,
-                                                 const DigitalSignatureData& signature) {
+ReferenceReport ReferenceExaminer::examineObject(const ReferenceData& reference, const DigitalSignatureData& signature,
+                                                 const SignatureFormRules& form) {
     ReferenceReport report = startReport(reference, ReferenceKind::Object);
     report.target = reference.uri.getFragment();
-    tellingIn(report, [&] {
+    recordOutcome(report, [&] {
         const auto found = std::find_if(signature.objects.begin(), signature.objects.end(),
                                         [&report](const auto& object) { return object.id == report.target; });
         if (found == signature.objects.end())
             throw InvalidSignature("XML signature: Could not find referenced object " +
                                    detail::toUTF8String(report.target, false));
         throwIfTransformed(reference);
-        const std::string bytes = detail::toUTF8String(toDigestedText(found->xmlBytes));
+        const std::string bytes = detail::toUTF8String(toDigestedText(found->xmlBytes, form.objectDigestForm));
         compareDigests(digester_.digestBytes(bytes, digestMethodOf(reference)), report);
         if (report.target == packageObjectId)
             throwIfMisnamed(signature);
@@ -195,15 +183,15 @@ ReferenceReport ReferenceExaminer::examineObject(const ReferenceData& reference,
     return report;
 }
 
-ReferenceReport ReferenceExaminer::examineEntry(const ReferenceData& reference) {
+ReferenceReport ReferenceExaminer::examineEntry(const ReferenceData& reference, const SignatureFormRules& form) {
     ReferenceReport report = startReport(reference, ReferenceKind::Part);
-    tellingIn(report, [&] {
+    recordOutcome(report, [&] {
         const ManifestTarget target = ManifestTarget::of(reference.uri);
         report.claimedContentType = target.contentType;
         report.target = target.name.toString();
         if (reference.uri.hasFragment())
             throw Finding{ReferenceVerdict::NotSupported, "the reference has a fragment"};
-        target.isRelationships() ? examineRelationships(reference, target.name, report)
+        target.isRelationships() ? examineRelationships(reference, target.name, form, report)
                                  : examinePart(reference, target.name, report);
     });
     return report;
@@ -225,19 +213,21 @@ void ReferenceExaminer::examinePart(const ReferenceData& reference, const PartNa
 }
 
 void ReferenceExaminer::examineRelationships(const ReferenceData& reference, const PartName& name,
-                                             ReferenceReport& report) {
+                                             const SignatureFormRules& form, ReferenceReport& report) {
     report.kind = ReferenceKind::Relationships;
     report.target = name.getSourcePartName();
     const URI source(report.target);
     report.selectors = selectorsOf(reference, source);
+    if (report.selectors.empty())
+        throw Finding{ReferenceVerdict::NotSupported, "the reference does not say which relationships it covers"};
     if (!PartName::isPackageRootUri(source) && !package_.hasPart(PartName(source)))
         throw Finding{ReferenceVerdict::Missing, "the part with these relationships is not in the package any longer"};
-    throwIfTransformedOtherwise(reference);
+    throwIfTransformIsUnknown(reference, form);
     withSource(package_, source, [&](const RelationshipSource& of) {
         const auto [foundName, contentType] = describeRelationshipsPart(of);
         throwIfRenamed(name, foundName);
         compareContentTypes(report.claimedContentType, contentType, report);
-        report.relationships = selectRelationships(of, report.selectors);
+        report.relationships = selectRelationships(of, report.selectors, form);
     });
     compareDigests(digester_.digestBytes(transformRelationships(report.relationships), digestMethodOf(reference)),
                    report);

@@ -6,33 +6,35 @@
 #include <opc/signatures/VerificationReport.hpp>
 
 #include "signatures/PartDigester.hpp"
+#include "signatures/SignatureFormRules.hpp"
 
 #include <string>
 #include <vector>
 
 namespace opc::model {
 
-/// Looks up what the references of signatures name and compares it with what they claim.
+/// Resolves the references of signatures and compares their targets with what was signed.
 ///
-/// For the time in which the package does not change: what it has read it does not read again. Used by one thread at a
-/// time, together with the package.
+/// Caches digests, so the package must not change during its lifetime. Used by one thread, together with the package.
 class ReferenceExaminer {
 public:
     explicit ReferenceExaminer(const Package& package);
 
-    /// Those of `SignedInfo`, then those of the manifest. What is wrong stands in the reports.
+    /// The references of `SignedInfo`, then those of the manifest. Faults are in the reports.
     std::vector<ReferenceReport> examine(const DigitalSignatureData& signature);
 
-    /// The Ids of the objects that no reference of `SignedInfo` leads to.
+    /// The Ids of the objects that no reference of `SignedInfo` covers.
     static std::vector<std::u16string> findUncoveredObjects(const DigitalSignatureData& signature);
 
 private:
     using ReferenceData = DigitalSignatureData::ReferenceData;
 
-    ReferenceReport examineObject(const ReferenceData& reference, const DigitalSignatureData& signature);
-    ReferenceReport examineEntry(const ReferenceData& reference);
+    ReferenceReport examineObject(const ReferenceData& reference, const DigitalSignatureData& signature,
+                                  const SignatureFormRules& form);
+    ReferenceReport examineEntry(const ReferenceData& reference, const SignatureFormRules& form);
     void examinePart(const ReferenceData& reference, const PartName& name, ReferenceReport& report);
-    void examineRelationships(const ReferenceData& reference, const PartName& name, ReferenceReport& report);
+    void examineRelationships(const ReferenceData& reference, const PartName& name, const SignatureFormRules& form,
+                              ReferenceReport& report);
 
     const Package& package_;
     PartDigester digester_;

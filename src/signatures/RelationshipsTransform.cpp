@@ -1,25 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "signatures/RelationshipsTransform.hpp"
 #include "model/WellKnown.hpp"
-#include "signatures/SignatureForm.hpp"
+#include "signatures/SignatureOrigin.hpp"
 #include "xml/CanonicalXml.hpp"
 
-#include <opc/errors/Errors.hpp>
+#include <opc/core/Strings.hpp>
 
 #include <set>
 
 namespace opc::model {
 
 namespace {
-
-PartName countersignaturePart() {
-    return libraryForm().folder + (u"/" + std::u16string(signatureNamePrefix)) + countersignatureId + u".xml";
-}
-
-bool isOriginPart(const Package& package, const URI& source) {
-    const auto origins = package.getRelationshipsByType(libraryForm().originRelationshipType);
-    return !origins.empty() && origins.front().getTargetURI() == source;
-}
 
 void appendAttribute(std::string& out, const char* name, const std::u16string& value) {
     out += std::string(" ") + name + "=\"";
@@ -29,17 +20,35 @@ void appendAttribute(std::string& out, const char* name, const std::u16string& v
 
 } // namespace
 
-bool isOwnOfCountersignature(const Package& package, const Relationship& relationship) {
-    const SignatureForm& form = libraryForm();
-    return relationship.getID() == std::u16string(signatureRelationshipIdPrefix) + countersignatureId &&
-           relationship.getType() == form.signatureRelationshipType &&
-           relationship.getTargetMode() == TargetMode::Internal &&
-           countersignaturePart().getURI() == relationship.getTargetURI() && package.hasPart(countersignaturePart()) &&
-           isOriginPart(package, relationship.getSourceURI());
+std::vector<RelationshipSelector> selectorsOf(const DigitalSignatureData::ReferenceData& reference, const URI& source) {
+    std::vector<RelationshipSelector> selectors;
+    for (const std::u16string& id : reference.relationshipSourceIds)
+        selectors.emplace_back(source, RelationshipSelectorType::ById, id);
+    for (const std::u16string& type : reference.relationshipSourceTypes)
+        selectors.emplace_back(source, RelationshipSelectorType::ByType, type);
+    return selectors;
+}
+
+std::string describe(const RelationshipSelector& selector) {
+    const bool isById = selector.getSelectorType() == RelationshipSelectorType::ById;
+    return (isById ? "Relationship with ID " : "Relationship with Type ") +
+           detail::toUTF8String(selector.getSelectionCriteria(), false);
+}
+
+bool isOwnOfCountersignature(const Package& package, const Relationship& relationship, const SignatureFormRules& form) {
+    if (relationship.getID() != std::u16string(signatureRelationshipIdPrefix) + countersignatureId ||
+        relationship.getType() != form.signatureRelationshipType ||
+        relationship.getTargetMode() != TargetMode::Internal)
+        return false;
+    const PartName part = makeSignaturePartName(form, std::u16string(signatureNamePrefix) + countersignatureId);
+    const auto origin = findOriginRelationship(package, form);
+    return relationship.getTargetURI() == part.getURI() && package.hasPart(part) && origin &&
+           origin->getTargetURI() == relationship.getSourceURI();
 }
 
 std::vector<Relationship> selectRelationships(const RelationshipSource& source,
-                                              const std::vector<RelationshipSelector>& selectors) {
+                                              const std::vector<RelationshipSelector>& selectors,
+                                              const SignatureFormRules& form) {
     std::set<std::u16string> ids;
     std::set<std::u16string> types;
     for (const RelationshipSelector& selector : selectors)
@@ -48,7 +57,7 @@ std::vector<Relationship> selectRelationships(const RelationshipSource& source,
     std::vector<Relationship> selected;
     for (const Relationship& relationship : source.getRelationships())
         if ((ids.count(relationship.getID()) != 0 || types.count(relationship.getType()) != 0) &&
-            !isOwnOfCountersignature(source.getPackage(), relationship))
+            !isOwnOfCountersignature(source.getPackage(), relationship, form))
             selected.push_back(relationship);
     return selected;
 }

@@ -5,6 +5,9 @@
 #include <opc/model/relationships/Relationship.hpp>
 #include <opc/model/relationships/RelationshipSelector.hpp>
 #include <opc/model/relationships/RelationshipSource.hpp>
+#include <opc/signatures/DigitalSignatureData.hpp>
+
+#include "signatures/SignatureFormRules.hpp"
 
 #include <string>
 #include <vector>
@@ -21,18 +24,26 @@ auto withSource(const Package& package, const URI& source, Action action) -> dec
     return action(static_cast<const RelationshipSource&>(part));
 }
 
-/// Whether this is the relationship of the origin part by which the package has its countersignature. Signatures leave
-/// it out, since the countersignature, too, covers the relationships that it is one of.
-bool isOwnOfCountersignature(const Package& package, const Relationship& relationship);
+/// The selectors of a reference to relationships of a source; those by ID first.
+std::vector<RelationshipSelector> selectorsOf(const DigitalSignatureData::ReferenceData& reference, const URI& source);
 
-/// The relationships of a source that at least one of the selectors selects, each once, by their IDs.
+/// "Relationship with ID rId1", or with its type.
+std::string describe(const RelationshipSelector& selector);
+
+/// Whether this is the relationship of the origin part to the countersignature. Signatures exclude it: the
+/// countersignature itself covers the relationships of the origin part.
+bool isOwnOfCountersignature(const Package& package, const Relationship& relationship, const SignatureFormRules& form);
+
+/// The relationships of a source that at least one of the selectors selects, each once, sorted by ID.
+/// @param form of the signature.
 /// @throws InvalidObject, PackageNotOpen
 std::vector<Relationship> selectRelationships(const RelationshipSource& source,
-                                              const std::vector<RelationshipSelector>& selectors);
+                                              const std::vector<RelationshipSelector>& selectors,
+                                              const SignatureFormRules& form);
 
-/// What the relationships transform of ECMA-376-2 §10.5.13 makes of them, in canonical form, as UTF-8: the same for
-/// relationships in memory and for those of a stored part, whatever it looks like.
-/// @param relationships by their IDs.
+/// The output of the relationships transform (ECMA-376-2 §10.5.13) in canonical form, as UTF-8. It does not depend on
+/// how the relationships part is written.
+/// @param relationships sorted by ID.
 std::string transformRelationships(const std::vector<Relationship>& relationships);
 
 } // namespace opc::model

@@ -10,18 +10,16 @@
 
 namespace opc::model {
 
-// What the signatures of a package may cost together: all of them are in memory while it is open, and one that covers
-// every relationship of a package takes no more than a line. In force for what is read and, so that it can be read
-// again, for what is written.
+// Limits of all signatures of a package together, which are in memory while it is open: a few bytes of XML can cover
+// every relationship of a package. They apply to reading and, so that the result can be read again, to signing.
 inline constexpr std::size_t MAXIMUM_SIGNATURES = 100;
-inline constexpr std::size_t MAXIMUM_SIGNED_ENTITIES = 300'000; ///< parts and relationships, once for each signature
+inline constexpr std::size_t MAXIMUM_SIGNED_ENTITIES = 300'000; ///< parts and relationships, once per signature
 
-/// Parts, relationships and items of a package, once for each signature whose coverage is examined. More of them cannot
-/// be covered by each.
+/// Parts, relationships and items of a package, once per signature whose coverage is examined.
 inline constexpr std::size_t MAXIMUM_EXAMINED_ENTITIES = 1'000'000;
 
-/// @param more parts and relationships that one more signature covers.
-/// @throws Error when one more signature is too much.
+/// @param more the number of parts and relationships that another signature covers.
+/// @throws Error when the other signature would exceed a limit.
 template <class Error>
 void throwIfTooMuchIsSigned(const std::vector<DigitalSignature>& signatures, std::size_t more) {
     if (signatures.size() >= MAXIMUM_SIGNATURES)

@@ -10,7 +10,7 @@
 #include "model/ItemBytes.hpp"
 #include "signatures/SignatureDocumentReader.hpp"
 #include "signatures/SignatureDocumentWriter.hpp"
-#include "signatures/SignatureForm.hpp"
+#include "signatures/SignatureFormRules.hpp"
 #include "signatures/SignatureKeys.hpp"
 #include "xml/BoundedParser.hpp"
 #include "xml/CanonicalXml.hpp"
@@ -33,10 +33,10 @@ using xercesc::DOMElement;
 using Data = DigitalSignatureData;
 using ReferenceData = Data::ReferenceData;
 
-/// Each certificate costs the check of a signature.
+/// Each certificate costs one signature verification.
 constexpr std::size_t MAXIMUM_CERTIFICATES = 100;
 
-/// The names of a document after which the next one gets a new parser: signatures have about thirty.
+/// A parser that has seen more names is replaced before the next document. A signature has about thirty.
 constexpr std::size_t MOST_NAMES_OF_A_PARSER = 100;
 
 constexpr char16_t signaturePropertiesType[] = u"http://www.w3.org/2000/09/xmldsig#SignatureProperties";
@@ -50,7 +50,7 @@ std::string narrow(std::u16string_view text) {
     return detail::toUTF8String(text, false);
 }
 
-/// What is found, for people; costs nothing on a stream that goes nowhere.
+/// Writes a human-readable log; does nothing on a null stream.
 class Trace {
 public:
     explicit Trace(std::ostream& out) : out_(out) {}
@@ -94,7 +94,7 @@ bool isBlank(const std::u16string& text) {
     return text.find_first_not_of(u" \t\r\n") == std::u16string::npos;
 }
 
-/// The text of a child, which has to be there and to say something.
+/// The text of a required child, which must not be blank.
 std::u16string requiredText(const DOMElement* parent, const char16_t* name,
                             const char16_t* namespaceURI = dsigNamespace) {
     std::u16string text = textOf(requiredChild(parent, name, namespaceURI));
@@ -107,7 +107,7 @@ std::u16string attribute(const DOMElement* element, const char16_t* name) {
     return element->getAttributeNS(nullptr, name);
 }
 
-/// An attribute that has to say something.
+/// A required attribute, which must not be empty.
 std::u16string requiredAttribute(const DOMElement* element, const char16_t* name, const char* message) {
     std::u16string value = attribute(element, name);
     if (value.empty())
@@ -118,8 +118,11 @@ std::u16string requiredAttribute(const DOMElement* element, const char16_t* name
 /// Reads one signature into one value, in the order in which its faults are reported.
 class Reading {
 public:
-    Reading(const xercesc::DOMLSParser& parser, const DOMElement& root, std::ostream& trace)
-        : parser_(parser), root_(root), trace_(trace), writer_(XercesHelper::createWriter()) {}
+    Reading(const xercesc::DOMLSParser& parser, const DOMElement& root, const SignatureFormRules& form,
+            std::ostream& trace)
+        : parser_(parser), root_(root), form_(form), trace_(trace), writer_(XercesHelper::createWriter()) {
+        data_.form = form.form;
+    }
 
     Data read() {
         const DOMElement* signedInfo = requiredChild(&root_, u"SignedInfo");
@@ -129,8 +132,8 @@ public:
         std::vector<certificates::X509Certificate> signers = readKeyInfo(requiredChild(&root_, u"KeyInfo"));
         readSignedInfoReferences(signedInfo);
         readObjects();
-        throwIfReferencesLeadAstray();
-        throwIfNotRebuilt(*signedInfo);
+        throwIfObjectReferencesAreInvalid();
+        throwIfNotReproducible(*signedInfo);
         chooseSigner(data_, std::move(signers));
         try {
             deriveParams(data_);
@@ -146,14 +149,14 @@ private:
             requiredAttribute(requiredChild(signedInfo, u"CanonicalizationMethod"), u"Algorithm",
                               "XML signature: CanonicalizationMethod is empty.");
         trace_("Canonicalization Algorithm ", data_.canonicalizationMethod);
-        if (data_.canonicalizationMethod != AlgorithmURIMap::getAlgorithmURI(libraryForm().canonicalization))
+        if (data_.canonicalizationMethod != AlgorithmURIMap::getAlgorithmURI(form_.canonicalization))
             refuse("XML signature: CanonicalizationMethod is not supported: " + narrow(data_.canonicalizationMethod));
         data_.signatureMethod = requiredAttribute(requiredChild(signedInfo, u"SignatureMethod"), u"Algorithm",
                                                   "XML signature: SignatureMethod is empty.");
         trace_("Signature Algorithm ", data_.signatureMethod);
     }
 
-    /// @return the certificates, where no bare key decides.
+    /// @return the certificates; none when there is a bare key.
     std::vector<certificates::X509Certificate> readKeyInfo(const DOMElement* keyInfo) {
         if (const DOMElement* keyValue = child(keyInfo, u"KeyValue")) {
             readKeyValue(keyValue);
@@ -166,7 +169,7 @@ private:
         return readCertificates(x509Datas);
     }
 
-    /// There may be none: then a key of the caller decides.
+    /// There may be none: the caller has to supply a key then.
     std::vector<certificates::X509Certificate> readCertificates(const std::vector<DOMElement*>& x509Datas) {
         std::vector<certificates::X509Certificate> found;
         for (const DOMElement* x509Data : x509Datas)
@@ -236,7 +239,7 @@ private:
         throwIfTypeIsNotSupported(reference.type);
         if (!reference.relationshipSourceIds.empty() || !reference.relationshipSourceTypes.empty() ||
             std::any_of(reference.transforms.begin(), reference.transforms.end(),
-                        [](const std::u16string& each) { return libraryForm().isRelationshipTransform(each); }))
+                        [this](const std::u16string& each) { return form_.isRelationshipTransform(each); }))
             refuse("XML signature: a reference of SignedInfo has a relationships transform.");
         data_.signedInfoReferences.push_back(std::move(reference));
     }
@@ -249,18 +252,18 @@ private:
         }
     }
 
-    static void throwIfTypeIsNotSupported(const std::u16string& type) {
+    void throwIfTypeIsNotSupported(const std::u16string& type) const {
         if (type.empty())
             refuse("XML signature: referenceType is empty.");
         if (type == signedPropertiesType)
             refuse("XAsES SignedProperties element is not supported yet.");
         if (type == signaturePropertiesType)
             refuse("XMLDSig SignatureProperties element is not supported yet.");
-        if (type != libraryForm().objectReferenceType)
+        if (type != form_.objectReferenceType)
             refuse("XML Signature: referenceType not supported yet.");
     }
 
-    /// What references of `SignedInfo` and of the manifest have in common.
+    /// The content that references of `SignedInfo` and of the manifest have in common.
     void readReferenceBody(const DOMElement* element, ReferenceData& reference) {
         reference.id = attribute(element, u"Id");
         reference.type = attribute(element, u"Type");
@@ -283,9 +286,9 @@ private:
             reference.transforms.push_back(
                 requiredAttribute(transform, u"Algorithm", "XML signature: TransformMethod is empty."));
             trace_("Transform Algorithm ", reference.transforms.back());
-            if (!libraryForm().isRelationshipTransform(reference.transforms.back()))
+            if (!form_.isRelationshipTransform(reference.transforms.back()))
                 continue;
-            if (selects) // the second one would choose among what the first one leaves
+            if (selects) // the second would select from the output of the first
                 refuse("XML signature: a reference has more than one relationships transform.");
             selects = true;
             readRelationshipTransform(transform, reference);
@@ -299,7 +302,7 @@ private:
             if (isOurs && std::u16string_view(u"RelationshipReference") == selector->getLocalName())
                 reference.relationshipSourceIds.push_back(requiredAttribute(
                     selector, u"SourceId", "XML signature: SourceID of a relationship transform is empty."));
-            else if (isOurs && libraryForm().isGroupReference(selector->getLocalName()))
+            else if (isOurs && form_.isGroupReference(selector->getLocalName()))
                 reference.relationshipSourceTypes.push_back(readSourceType(selector));
             else
                 refuse("XML signature: a relationships transform holds more than selectors.");
@@ -346,7 +349,7 @@ private:
         readSignatureProperties(onlyChild(object, u"SignatureProperties", "signatureProperties"));
     }
 
-    /// A child of the package object by its local name: none of another namespace may look like it, either.
+    /// The only child of the package object with that local name, in any namespace.
     static const DOMElement* onlyChild(const DOMElement* object, std::u16string_view name, const char* title) {
         const DOMElement* found = nullptr;
         for (const DOMElement* element : children(object)) {
@@ -415,8 +418,8 @@ private:
         trace_("Time after conversion: ", convertTimeToString(data_.signedTime));
     }
 
-    /// Every reference of `SignedInfo` leads to an object of its own, one of them to the package object.
-    void throwIfReferencesLeadAstray() const {
+    /// Every reference of `SignedInfo` refers to a different object, one of them to the package object.
+    void throwIfObjectReferencesAreInvalid() const {
         std::set<std::u16string> seen;
         for (const ReferenceData& reference : data_.signedInfoReferences) {
             const std::u16string id = reference.uri.getFragment();
@@ -429,8 +432,8 @@ private:
             refuse("XML signature: no reference of SignedInfo leads to the package specific object.");
     }
 
-    /// What is verified is made of the data: nothing else may stand in `SignedInfo`.
-    void throwIfNotRebuilt(const DOMElement& signedInfo) const {
+    /// The verified bytes are generated from the data, so `SignedInfo` must not contain anything else.
+    void throwIfNotReproducible(const DOMElement& signedInfo) const {
         if (canonicalize(signedInfo, CanonicalComments::Keep) !=
             SignatureDocumentWriter::makeSignedInfo(data_, SignedInfoForm::Canonical))
             refuse("XML signature: SignedInfo holds more than is understood.");
@@ -438,6 +441,7 @@ private:
 
     const xercesc::DOMLSParser& parser_;
     const DOMElement& root_;
+    const SignatureFormRules& form_;
     Trace trace_;
     WriterHandle writer_;
     Data data_;
@@ -458,19 +462,20 @@ ParserHandle makeValidator(const Limits& limits) {
 SignatureDocumentReader::SignatureDocumentReader(const Limits& limits)
     : limits_(limits), validator_(makeValidator(limits)), parser_(XercesHelper::createParser(limits)) {}
 
-DigitalSignatureData SignatureDocumentReader::read(InputStream& stream, std::ostream& trace) {
+DigitalSignatureData SignatureDocumentReader::read(InputStream& stream, const SignatureFormRules& form,
+                                                   std::ostream& trace) {
     const std::vector<unsigned char> bytes = readXmlItem(stream, limits_.xmlSize);
     if (dynamic_cast<const BoundedParser&>(*validator_).getNameCount() > MOST_NAMES_OF_A_PARSER) {
         validator_ = makeValidator(limits_);
         parser_ = XercesHelper::createParser(limits_);
     }
     try {
-        // Validation changes texts on the way: base64 and Ids get other white space. So it only judges.
-        ByteArrayInAdaptor judged(bytes);
-        XercesHelper::readDocumentFromStream(*validator_, judged, true, u"", u"");
+        // Validation normalizes white space in base64 and Ids, so a second parse reads the content.
+        ByteArrayInAdaptor validated(bytes);
+        XercesHelper::readDocumentFromStream(*validator_, validated, true, u"", u"");
         ByteArrayInAdaptor plain(bytes);
-        DigitalSignatureData data =
-            readDocument(*parser_, *XercesHelper::readDocumentFromStream(*parser_, plain, false, u"", u""), trace);
+        DigitalSignatureData data = readDocument(
+            *parser_, *XercesHelper::readDocumentFromStream(*parser_, plain, false, u"", u""), form, trace);
         translatingXercesErrors([this] { parser_->resetDocumentPool(); });
         return data;
     } catch (const InvalidXMLDocument& e) {
@@ -479,15 +484,16 @@ DigitalSignatureData SignatureDocumentReader::read(InputStream& stream, std::ost
 }
 
 DigitalSignatureData SignatureDocumentReader::readDocument(const xercesc::DOMLSParser& parser,
-                                                           const xercesc::DOMDocument& document, std::ostream& trace) {
+                                                           const xercesc::DOMDocument& document,
+                                                           const SignatureFormRules& form, std::ostream& trace) {
     const DOMElement* root = document.getDocumentElement();
     if (root == nullptr || !isElement(*root, dsigNamespace, u"Signature"))
         refuse("XML signature: Signature is not present.");
     try {
         Data data;
-        checkAt(parser, *root, nullptr, [&] { data = Reading(parser, *root, trace).read(); });
+        checkAt(parser, *root, nullptr, [&] { data = Reading(parser, *root, form, trace).read(); });
         return data;
-    } catch (const InvalidXMLDocument& e) { // what cannot be written again, in canonical form or at all
+    } catch (const InvalidXMLDocument& e) { // content that cannot be serialized
         throwAs<InvalidPartContent>(e);
     }
 }

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <opc/core/Strings.hpp>
-#include <opc/crypto/CryptoEngine.hpp>
 #include <opc/errors/Errors.hpp>
 
+#include "signatures/Base64.hpp"
 #include "signatures/SignatureDocumentWriter.hpp"
-#include "signatures/SignatureForm.hpp"
+#include "signatures/SignatureFormRules.hpp"
 #include "signatures/XmlText.hpp"
 
 namespace opc::model {
@@ -13,18 +13,13 @@ namespace {
 
 using ReferenceData = DigitalSignatureData::ReferenceData;
 
-std::u16string toBase64(const std::vector<unsigned char>& bytes) {
-    return toString(crypto::CryptoEngine::encodeBase64(bytes));
-}
-
-/// An element that names an algorithm and holds nothing.
+/// An empty element with an algorithm.
 void writeAlgorithm(XmlText& xml, const char* name, const std::u16string& identifier) {
     xml.start(name, {{"Algorithm", identifier}});
     xml.end();
 }
 
-void writeRelationshipTransform(XmlText& xml, const ReferenceData& reference) {
-    const SignatureForm& form = libraryForm();
+void writeRelationshipTransform(XmlText& xml, const ReferenceData& reference, const SignatureFormRules& form) {
     const std::string groupReference = "pds:" + toASCIIString(form.groupReferenceElement);
     xml.start("Transform", {{"Algorithm", form.relationshipTransform}});
     for (const std::u16string& id : reference.relationshipSourceIds) {
@@ -38,7 +33,7 @@ void writeRelationshipTransform(XmlText& xml, const ReferenceData& reference) {
     xml.end();
 }
 
-void writeTransforms(XmlText& xml, const ReferenceData& reference) {
+void writeTransforms(XmlText& xml, const ReferenceData& reference, const SignatureFormRules& form) {
     const bool selects = !reference.relationshipSourceIds.empty() || !reference.relationshipSourceTypes.empty();
     if (reference.transforms.empty() && !selects)
         return;
@@ -46,11 +41,11 @@ void writeTransforms(XmlText& xml, const ReferenceData& reference) {
     for (const std::u16string& identifier : reference.transforms)
         writeAlgorithm(xml, "Transform", identifier);
     if (selects)
-        writeRelationshipTransform(xml, reference);
+        writeRelationshipTransform(xml, reference, form);
     xml.end();
 }
 
-/// Attributes in the order of canonical XML; those that say nothing are left out.
+/// Attributes in the order of canonical XML; empty ones are omitted.
 void startReference(XmlText& xml, const ReferenceData& reference) {
     const std::u16string uri = reference.uri.toString();
     if (reference.id.empty() && reference.type.empty())
@@ -63,10 +58,10 @@ void startReference(XmlText& xml, const ReferenceData& reference) {
         xml.start("Reference", {{"Id", reference.id}, {"Type", reference.type}, {"URI", uri}});
 }
 
-void writeReferences(XmlText& xml, const std::vector<ReferenceData>& references) {
+void writeReferences(XmlText& xml, const std::vector<ReferenceData>& references, const SignatureFormRules& form) {
     for (const ReferenceData& reference : references) {
         startReference(xml, reference);
-        writeTransforms(xml, reference);
+        writeTransforms(xml, reference, form);
         writeAlgorithm(xml, "DigestMethod", reference.digestMethod);
         xml.element("DigestValue", reference.digestValue);
         xml.end();
@@ -77,7 +72,7 @@ XmlText packageObject(const DigitalSignatureData& signature) {
     XmlText xml(EmptyElements::AsOneTag);
     xml.start("Object", {{"Id", packageObjectId}, {"xmlns:pds", packageSignatureNamespace}});
     xml.start("Manifest", {});
-    writeReferences(xml, signature.manifestReferences);
+    writeReferences(xml, signature.manifestReferences, rulesOf(signature.form));
     xml.end();
     xml.start("SignatureProperties", {});
     for (const auto& property : signature.signatureProperties) {
@@ -98,7 +93,7 @@ XmlText signedInfo(const DigitalSignatureData& signature, SignedInfoForm form) {
     xml.start("SignedInfo", {{"xmlns", dsigNamespace}});
     writeAlgorithm(xml, "CanonicalizationMethod", signature.canonicalizationMethod);
     writeAlgorithm(xml, "SignatureMethod", signature.signatureMethod);
-    writeReferences(xml, signature.signedInfoReferences);
+    writeReferences(xml, signature.signedInfoReferences, rulesOf(signature.form));
     xml.end();
     return xml;
 }

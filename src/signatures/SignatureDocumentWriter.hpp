@@ -10,19 +10,19 @@ namespace opc::model {
 
 /// How `SignedInfo` becomes the bytes that are signed.
 enum class SignedInfoForm {
-    Canonical, ///< empty elements as two tags: also its Canonical XML 1.0, which is what new signatures sign
-    Plain,     ///< empty elements as one tag: what some signers take for it
+    Canonical, ///< empty elements as two tags, as in Canonical XML 1.0; used by new signatures
+    Plain,     ///< empty elements as one tag, as some signers do
 };
 
-/// Turns signatures into XML. What cannot be written leaves as `InvalidPartContent`. No state; any thread may call.
+/// Serializes signatures. Throws `InvalidPartContent` for content that cannot be written. Stateless and thread-safe.
 class SignatureDocumentWriter {
 public:
     SignatureDocumentWriter() = delete;
 
-    /// The package object (ECMA-376-2 §10.5.8) as text: what the reference to it digests.
+    /// The package object (ECMA-376-2 §10.5.8) as text, which the reference to it digests.
     static std::string makePackageObject(const DigitalSignatureData& signature);
 
-    /// The bytes that the signature value is over.
+    /// The bytes that are signed.
     static std::string makeSignedInfo(const DigitalSignatureData& signature, SignedInfoForm form);
 
     /// The whole signature part.

@@ -5,8 +5,8 @@
 #include <opc/errors/Errors.hpp>
 #include <opc/signatures/AlgorithmURIMap.hpp>
 
+#include "signatures/Base64.hpp"
 #include "signatures/Digests.hpp"
-#include "signatures/KeySizes.hpp"
 #include "signatures/SignatureDocumentWriter.hpp"
 #include "signatures/SignatureKeys.hpp"
 
@@ -19,25 +19,17 @@ namespace {
 
 using crypto::CryptoEngine;
 
-std::optional<std::vector<unsigned char>> decode(const std::u16string& base64) {
-    try {
-        return CryptoEngine::decodeBase64(base64);
-    } catch (const Exception&) {
-        return std::nullopt;
-    }
-}
-
 const unsigned char* asBytes(const std::string& text) {
     return reinterpret_cast<const unsigned char*>(text.data());
 }
 
-/// Of the key of the signer, in bits. Where no key came with the signature its value tells, which is as long.
+/// The size of the signer's key in bits. Without a key it is the length of the signature value.
 unsigned keySizeOf(const DigitalSignatureData& signature) {
     if (signature.publicKey)
         return signature.publicKey->getKeySize();
     if (!signature.certificate.isEmpty())
         return signature.certificate.getKeySize();
-    const auto value = decode(signature.signatureValue);
+    const auto value = fromBase64(signature.signatureValue);
     return value ? static_cast<unsigned>(value->size() * 8) : 0;
 }
 
@@ -61,12 +53,12 @@ const char* const KEY_DOES_NOT_FIT = "Verification material doesn't match the si
 
 SignatureValue::SignatureValue(const DigitalSignatureData& signature)
     : digestMethod_(AlgorithmURIMap::getSigningParameters(signature.signatureMethod).getDigestMethod()),
-      value_(decode(signature.signatureValue)) {
+      value_(fromBase64(signature.signatureValue)) {
     for (const SignedInfoForm form : {SignedInfoForm::Canonical, SignedInfoForm::Plain})
         signedInfos_.push_back(SignatureDocumentWriter::makeSignedInfo(signature, form));
 }
 
-bool SignatureValue::isOf(const crypto::RSAPublicKey& key) const {
+bool SignatureValue::isValidFor(const crypto::RSAPublicKey& key) const {
     if (!value_)
         return false;
     crypto::RSAVerifier verifier = CryptoEngine::createRSAVerifier(key, toDigestAlgorithm(digestMethod_));
@@ -81,7 +73,7 @@ std::u16string makeSignatureValue(const DigitalSignatureData& signature, const c
     crypto::RSASigner signer = CryptoEngine::createRSASigner(key, toDigestAlgorithm(digestMethod));
     const std::string signedInfo = SignatureDocumentWriter::makeSignedInfo(signature, SignedInfoForm::Canonical);
     signer.update(asBytes(signedInfo), signedInfo.size());
-    return toString(CryptoEngine::encodeBase64(signer.sign()));
+    return toBase64(signer.sign());
 }
 
 void chooseSigner(DigitalSignatureData& signature, std::vector<certificates::X509Certificate> certificates) {
@@ -93,13 +85,13 @@ void chooseSigner(DigitalSignatureData& signature, std::vector<certificates::X50
             const SignatureValue value(signature);
             const auto found = std::find_if(certificates.begin(), certificates.end(), [&value](const auto& each) {
                 try {
-                    return value.isOf(each.getPublicKey());
-                } catch (const Exception&) { // not a key that signs here
+                    return value.isValidFor(each.getPublicKey());
+                } catch (const Exception&) { // an unsupported key
                     return false;
                 }
             });
             signer = found == certificates.end() ? signer : found;
-        } catch (const Exception&) { // nobody's: told when it is verified
+        } catch (const Exception&) { // reported by verification
         }
     }
     signature.certificate = *signer;
@@ -111,7 +103,7 @@ void deriveParams(DigitalSignatureData& signature) {
     DigestMethod digestMethod = signature.signatureParams.getDigestMethod();
     try {
         digestMethod = AlgorithmURIMap::getSigningParameters(signature.signatureMethod).getDigestMethod();
-    } catch (const Exception&) { // told when it is verified
+    } catch (const Exception&) { // reported by verification
     }
     signature.signatureParams = {digestMethod, toSignatureMethod(keySizeOf(signature))};
 }

@@ -11,16 +11,16 @@
 
 namespace opc::model {
 
-/// The value of a signature and what it is over, to try keys on.
+/// The value of a signature and the bytes that it signs, to be verified with several keys.
 class SignatureValue {
 public:
-    /// @throws opc::Exception when the signature method is not one of RSA.
+    /// @throws opc::Exception when the signature method is not an RSA method.
     explicit SignatureValue(const DigitalSignatureData& signature);
 
-    /// Whether it is one of the key, over `SignedInfo` in its canonical or its plain form. False also for a value that
-    /// is no base64.
+    /// Whether it is valid for the key, over `SignedInfo` in its canonical or its plain form. False also for a value
+    /// that is not base64.
     /// @throws opc::Exception when OpenSSL fails.
-    bool isOf(const crypto::RSAPublicKey& key) const;
+    bool isValidFor(const crypto::RSAPublicKey& key) const;
 
 private:
     DigestMethod digestMethod_;
@@ -28,36 +28,37 @@ private:
     std::vector<std::string> signedInfos_;
 };
 
-/// The base64 text of the value that the key makes over `SignedInfo`.
+/// Signs `SignedInfo`.
+/// @return the signature value in base64.
 /// @throws opc::Exception when OpenSSL fails.
 std::u16string makeSignatureValue(const DigitalSignatureData& signature, const crypto::RSAPrivateKey& key);
 
-/// Of the certificates that a signature carries, makes the one whose key verifies that of the signer; the first when
-/// none does. The others are its chain, in their order.
+/// Of the certificates in a signature, the one whose key verifies it becomes that of the signer, or the first when none
+/// does. The others become the chain, in their order.
 void chooseSigner(DigitalSignatureData& signature, std::vector<certificates::X509Certificate> certificates);
 
-/// Takes the parameters of a signature that was read from its method and the size of its key, or the length of its
-/// value when no key came with it. A method that is none of RSA leaves the digest as it is.
-/// @throws opc::Exception for a size that no signature method has.
+/// Derives the parameters of a signature that was read from its method and the size of its key or, without a key, the
+/// length of its value. The digest is unchanged when the method is not an RSA method.
+/// @throws opc::Exception for a size without a signature method.
 void deriveParams(DigitalSignatureData& signature);
 
-/// A coarse look at the lengths of keys in bytes, before anything is made of them.
-/// @param publicKey empty: not looked at.
-/// @throws opc::Exception (the base itself) when a length is not one of keys of the parameters' size.
-/// @throws CouldNotGenerateSignature when the parameters have no size.
+/// A coarse check of the lengths of encoded keys, before they are parsed.
+/// @param publicKey empty: not checked.
+/// @throws opc::Exception (the base itself) when a length is impossible for keys of the parameters' size.
+/// @throws CouldNotGenerateSignature when the parameters have no valid size.
 void throwIfKeyLengthIsOff(const std::vector<unsigned char>& privateKey, const std::vector<unsigned char>& publicKey,
                            const SignatureParams& params);
 
-/// @throws NotImplemented for a key that has not 1024, 2048 or 4096 bits.
-/// @throws opc::Exception when the bytes are no key.
+/// @throws NotImplemented for a key of a size other than 1024, 2048 or 4096 bits.
+/// @throws opc::Exception when the bytes are not a key.
 crypto::RSAPrivateKey readPrivateKey(const std::vector<unsigned char>& bytes);
 crypto::RSAPublicKey readPublicKey(const std::vector<unsigned char>& bytes);
 crypto::RSAPublicKey readPublicKey(const certificates::X509Certificate& certificate);
 
-/// Whether a key of that size is one of the parameters.
+/// Whether the key size is that of the parameters.
 bool fitsParams(unsigned keySize, const SignatureParams& params) noexcept;
 
-/// What a key of another size is told.
+/// The message for a key of another size.
 extern const char* const KEY_DOES_NOT_FIT;
 
 } // namespace opc::model

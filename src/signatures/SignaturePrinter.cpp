@@ -3,7 +3,7 @@
 #include <opc/core/Time.hpp>
 #include <opc/signatures/DigitalSignatureData.hpp>
 
-#include "signatures/SignatureForm.hpp"
+#include "signatures/SignatureFormRules.hpp"
 
 #include <ostream>
 

@@ -7,12 +7,12 @@
 
 namespace opc::model {
 
-/// The one place from which the time of signing comes: the system's clock, in UTC.
-/// @throws std::runtime_error when the system's time cannot be told in UTC; std::out_of_range when it lies outside of
+/// The time of signing: that of the system clock, in UTC.
+/// @throws std::runtime_error when the system time cannot be converted to UTC; std::out_of_range when it is outside of
 ///         the years 1400 to 9999.
 boost::posix_time::ptime signingTime();
 
-/// Another clock, for checks; empty for the system's. Not while another thread signs.
+/// Replaces the clock, for tests; empty restores the system clock. Not while another thread signs.
 void setSigningClock(std::function<boost::posix_time::ptime()> clock);
 
 } // namespace opc::model

@@ -10,14 +10,14 @@
 
 namespace opc::model {
 
-/// How an element without content is written.
+/// How an empty element is written.
 enum class EmptyElements {
-    AsTwoTags, ///< as canonical XML has it
+    AsTwoTags, ///< as in canonical XML
     AsOneTag,
 };
 
-/// Writes XML as UTF-8 text, tag by tag: what is signed is bytes, so nothing is left to a serializer. Names are taken
-/// as they are; texts and values are escaped as in canonical XML, and what XML cannot carry is refused.
+/// Writes XML as UTF-8 text, tag by tag: signatures need exact bytes, which a serializer does not guarantee. Names are
+/// not escaped; texts and values are, as in canonical XML. Characters that XML does not allow are refused.
 class XmlText {
 public:
     using Attribute = std::pair<std::string_view, std::u16string_view>;
@@ -31,13 +31,13 @@ public:
     void text(std::u16string_view text);
     void end();
 
-    /// An element that holds a text alone.
+    /// An element that contains only text.
     void element(const char* name, std::u16string_view content);
-    /// An element that another writer has written.
+    /// An element written by another writer.
     void raw(const XmlText& element);
 
-    /// All that was written, once every element has ended.
-    /// @throws InvalidXMLDocument when it breaks a bound for what is read.
+    /// The complete text, after every element was ended.
+    /// @throws InvalidXMLDocument when it exceeds a limit of reading.
     const std::string& get() const;
 
 private:

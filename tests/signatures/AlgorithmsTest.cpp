@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "signatures/KeySizes.hpp"
 #include "support/Throws.hpp"
 
 #include <opc/core/Exception.hpp>

@@ -51,7 +51,7 @@ TEST(SignaturePart, IsTracedWhileItIsRead) {
     const Bytes part = toBytes(items[PART]);
     ByteArrayInAdaptor stream(part);
     std::ostringstream trace;
-    SignatureDocumentReader().read(stream, trace);
+    SignatureDocumentReader().read(stream, rulesOf(SignatureForm::Library), trace);
     EXPECT_EQ(trace.str(), fileText("trace.txt"));
 }
 

@@ -133,11 +133,6 @@ void throwIfEncrypted(const std::vector<unsigned char>& bytes, const std::string
                               " -out plain.pem' makes one that is not, and --p12 takes one with a password");
 }
 
-SignatureMethod toMethod(unsigned keySize) {
-    return keySize == 1024 ? SignatureMethod::RSA1024
-                           : (keySize == 2048 ? SignatureMethod::RSA2048 : SignatureMethod::RSA4096);
-}
-
 } // namespace
 
 const char* const SIGNING_HELP =
@@ -227,7 +222,7 @@ Signer::Signer(const SigningOptions& options)
 
 void Signer::takeKey(const std::vector<unsigned char>& bytes) {
     const RSAPrivateKey key = RSAPrivateKey::fromPEMOrDER(bytes);
-    params_ = SignatureParams(params_.getDigestMethod(), toMethod(key.getKeySize()));
+    params_ = SignatureParams(params_.getDigestMethod(), opc::model::toSignatureMethod(key.getKeySize()));
     key_ = key.toDER();
 }
 

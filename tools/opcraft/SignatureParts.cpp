@@ -6,6 +6,7 @@
 
 #include <opc/core/Exception.hpp>
 #include <opc/core/Strings.hpp>
+#include <opc/signatures/SignatureForm.hpp>
 
 #include <algorithm>
 #include <iterator>
@@ -22,33 +23,11 @@ using opc::model::Relationship;
 
 using PartNames = std::set<PartName>;
 
-/// How signatures are related to a package.
-struct Form {
-    const char16_t* originType;
-    const char16_t* signatureType;
-    const char16_t* signatureContentType;
-};
+using Form = opc::model::SignatureIdentifiers;
 
-/// As in the standard (ECMA-376-2 Annex E).
-constexpr Form standardForm = {
-    u"http://schemas.openxmlformats.org/package/2006/relationships/digital-signature/origin",
-    u"http://schemas.openxmlformats.org/package/2006/relationships/digital-signature/signature",
-    u"application/vnd.openxmlformats-package.digital-signature-xmlsignature+xml",
-};
-/// As the library writes them.
-constexpr Form ownForm = {
-    u"http://schemas.openxmlformats.org/package/2006/relationships/digitalsignature/origin",
-    u"http://schemas.openxmlformats.org/package/2006/relationships/digitalsignature/signature",
-    u"application/vnd.openxmlformats-package.digital-signaturexmlsignature+xml",
-};
-constexpr const Form* forms[] = {&standardForm, &ownForm};
-constexpr const char16_t* originContentType = u"application/vnd.openxmlformats-package.digital-signature-origin";
-
-// A certificate in a part of its own, which only the standard's form has.
-constexpr const char16_t* certificateType =
-    u"http://schemas.openxmlformats.org/package/2006/relationships/digital-signature/certificate";
-constexpr const char16_t* certificateContentType =
-    u"application/vnd.openxmlformats-package.digital-signature-certificate";
+const Form& standardForm = opc::model::getSignatureIdentifiers(opc::model::SignatureForm::Standard);
+const Form& ownForm = opc::model::getSignatureIdentifiers(opc::model::SignatureForm::Library);
+const Form* const forms[] = {&standardForm, &ownForm};
 
 /// Extensions of items that sign the file as a whole.
 constexpr const char16_t* pkcs7Extensions[] = {u"p7s", u"p7x"};
@@ -93,12 +72,12 @@ PartNames partsWithContentType(const Package& package, const char16_t* type) {
 PartNames findRelatedOrigins(const Package& package) {
     PartNames origins;
     for (const Form* form : forms)
-        origins.merge(targetsOf(package, package, form->originType));
+        origins.merge(targetsOf(package, package, form->originRelationshipType));
     return origins;
 }
 
 PartNames findOrigins(const Package& package) {
-    PartNames origins = partsWithContentType(package, originContentType);
+    PartNames origins = partsWithContentType(package, standardForm.originContentType);
     origins.merge(findRelatedOrigins(package));
     return origins;
 }
@@ -106,7 +85,7 @@ PartNames findOrigins(const Package& package) {
 PartNames findRelated(const Package& package, const PartNames& origins, const Form& form) {
     PartNames found;
     for (const PartName& origin : origins)
-        found.merge(targetsOf(package, package.getPart(origin), form.signatureType));
+        found.merge(targetsOf(package, package.getPart(origin), form.signatureRelationshipType));
     return found;
 }
 
@@ -146,7 +125,7 @@ std::set<std::string> toTexts(const PartNames& names) {
 
 void findXmlSignatures(const Package& package, Signatures& signatures) {
     const PartNames origins = findOrigins(package);
-    const PartNames own = findRelated(package, targetsOf(package, package, ownForm.originType), ownForm);
+    const PartNames own = findRelated(package, targetsOf(package, package, ownForm.originRelationshipType), ownForm);
     PartNames standard = findRelated(package, origins, standardForm);
     standard.merge(partsWithContentType(package, standardForm.signatureContentType));
     for (const PartName& name : own)
@@ -166,9 +145,10 @@ void deleteRelationships(opc::model::RelationshipSource& source, const char16_t*
 
 /// The certificate parts of a signature.
 PartNames findCertificates(const Package& package, const Part& signature) {
-    PartNames names = targetsOf(package, signature, certificateType);
+    PartNames names = targetsOf(package, signature, standardForm.certificateRelationshipType);
     for (auto name = names.begin(); name != names.end();)
-        name = hasContentType(package.getPart(*name), certificateContentType) ? std::next(name) : names.erase(name);
+        name = hasContentType(package.getPart(*name), standardForm.certificateContentType) ? std::next(name)
+                                                                                           : names.erase(name);
     return names;
 }
 
@@ -194,11 +174,11 @@ std::vector<std::string> removeXmlSignatures(OpenPackage& package) {
     Package& model = package.getModel();
     const PartNames origins = findRelatedOrigins(model);
     const PartNames signatures = findRelated(model, origins);
-    deleteRelationships(model, &Form::originType);
+    deleteRelationships(model, &Form::originRelationshipType);
     for (const PartName& name : origins) {
         Part origin = model.getPart(name);
-        deleteRelationships(origin, &Form::signatureType);
-        if (hasContentType(origin, originContentType))
+        deleteRelationships(origin, &Form::signatureRelationshipType);
+        if (hasContentType(origin, standardForm.originContentType))
             model.deletePart(name);
     }
     PartNames certificates;

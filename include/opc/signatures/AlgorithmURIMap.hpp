@@ -9,8 +9,8 @@
 
 namespace opc::model {
 
-/// The algorithms that have an identifier here. A digest's tag is the value of its `DigestMethod`, that of the
-/// signature with it 6 more.
+/// The algorithms with an identifier. The tag of a digest equals its `DigestMethod`; the tag of the RSA signature with
+/// that digest is 6 higher.
 enum class AlgorithmTag : std::int32_t {
     DigestMD5 = 0,
     DigestSHA1 = 1,
@@ -27,32 +27,32 @@ enum class AlgorithmTag : std::int32_t {
     CanonicalizationC14N = 12,
 };
 
-/// Converts between algorithms and the identifiers that XML signatures name them by (XML-DSig §6, RFC 6931 §2).
+/// Converts between algorithms and their identifiers in XML signatures (XML-DSig §6, RFC 6931 §2).
 ///
-/// Identifiers compare unit by unit. No state; every function may be called from any thread. What they throw is
+/// Identifiers are compared exactly. Stateless; every function may be called from any thread. Exceptions are of class
 /// `opc::Exception` itself.
 class OPCRAFT_API AlgorithmURIMap {
 public:
-    /// @throws opc::Exception for a value that is no enumerator.
+    /// @throws opc::Exception for a value that is not an enumerator.
     static std::u16string getAlgorithmURI(AlgorithmTag tag);
 
     /// The identifier of the digest.
-    /// @throws opc::Exception for a value that is no enumerator.
+    /// @throws opc::Exception for a value that is not an enumerator.
     static std::u16string getAlgorithmURI(DigestMethod digestMethod);
 
-    /// The identifier of the signature. It is the same for all sizes of the key.
-    /// @throws opc::Exception for a value that is no enumerator; the signature method is looked at first.
+    /// The identifier of the signature, which is the same for all key sizes.
+    /// @throws opc::Exception for a value that is not an enumerator; the signature method is checked first.
     static std::u16string getAlgorithmURI(DigestMethod digestMethod, SignatureMethod signatureMethod);
 
-    /// @throws opc::Exception for an identifier that is not known.
+    /// @throws opc::Exception for an unknown identifier.
     static AlgorithmTag getAlgorithmTag(const std::u16string& identifier);
 
-    /// @throws opc::Exception for an identifier that is not known, or not one of a digest.
+    /// @throws opc::Exception for an identifier that is unknown or not that of a digest.
     static DigestMethod getDigestMethod(const std::u16string& identifier);
 
-    /// What the identifier of a signature says. It does not say the size of the key: that is always reported as 2048
-    /// bits.
-    /// @throws opc::Exception for an identifier that is not known, or not one of a signature.
+    /// The parameters for the identifier of a signature. It does not contain the key size, which is always reported as
+    /// 2048 bits.
+    /// @throws opc::Exception for an identifier that is unknown or not that of a signature.
     static SignatureParams getSigningParameters(const std::u16string& identifier);
 };
 

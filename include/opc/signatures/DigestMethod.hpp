@@ -5,8 +5,8 @@
 
 namespace opc::model {
 
-/// The digest that a signature is made with, for its references and for its value. MD5 and SHA-1 are there to read what
-/// exists; nothing new should be signed with them.
+/// The digest of a signature, for its references and for its value. MD5 and SHA-1 are for existing signatures; do not
+/// create new ones with them.
 enum class DigestMethod : std::int32_t {
     MD5 = 0,
     SHA1 = 1,

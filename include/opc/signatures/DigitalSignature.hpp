@@ -8,7 +8,7 @@
 
 namespace opc::model {
 
-/// A handle on one signature of a package. Copies, and the manager that gave it out, share the same data.
+/// A handle on one signature of a package. Copies and the manager share the same data.
 ///
 /// Every getter returns a copy. Used by one thread at a time, together with its package.
 class OPCRAFT_API DigitalSignature {
@@ -23,14 +23,14 @@ public:
     std::u16string getName() const;
     std::vector<PartName> getSignedPartNames() const;
     std::vector<Relationship> getSignedRelationships() const;
-    /// In UTC. It is what the signer said; nobody confirms it.
+    /// In UTC, as claimed by the signer; nothing confirms it.
     boost::posix_time::ptime getSignedTime() const;
     SignatureParams getSignatureParams() const;
-    /// The bytes of the signature value; empty when its text is no base64.
+    /// The bytes of the signature value; empty when its text is not base64.
     std::vector<unsigned char> getSignatureValue() const;
-    /// The certificate of the signer; an empty one when the signature carries none.
+    /// The certificate of the signer; an empty one when the signature contains none.
     certificates::X509Certificate getCertificate() const;
-    /// The other certificates that the signature carries.
+    /// The other certificates in the signature.
     certificates::X509CertificateChain getCertificateChain() const;
 
     std::shared_ptr<DigitalSignatureData> getImpl() const { return data_; }

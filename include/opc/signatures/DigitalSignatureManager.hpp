@@ -8,6 +8,7 @@
 #include <opc/model/DataManager.hpp>
 #include <opc/model/Package.hpp>
 #include <opc/signatures/DigitalSignature.hpp>
+#include <opc/signatures/SignatureForm.hpp>
 #include <opc/signatures/VerificationReport.hpp>
 
 #include <cstdint>
@@ -18,8 +19,9 @@
 
 namespace opc::model {
 
-class ReferenceExaminer;
+class PackageSigner;
 class SignatureDocumentReader;
+struct SignatureFormRules;
 
 /// What is to be signed.
 struct SigningRequest {
@@ -27,103 +29,105 @@ struct SigningRequest {
     std::vector<RelationshipSelector> selectors{};
 };
 
-/// The digital signatures of a package (ECMA-376-2 §10): finds, makes, verifies and removes them.
+/// Finds, creates, verifies and removes the digital signatures of a package (ECMA-376-2 §10).
 ///
-/// A data manager: made before its package is opened, destroyed before it. It reads all signatures when the package is
-/// opened, and a signature that cannot be read, or that names parts or relationships which are not there, keeps the
-/// package from being opened: `InvalidSignature`. A signature is written to its part at once; the package is saved by
-/// its flush or close, as with every change. Used by one thread at a time, together with its package.
+/// A data manager: created before its package is opened, destroyed before the package. It reads all signatures when the
+/// package is opened. Opening fails with `InvalidSignature` when a signature cannot be read, or names parts or
+/// relationships that the package does not have. A signature is written to its part at once; like every change, it is
+/// saved when the package is flushed or closed. Used by one thread at a time, together with its package.
 ///
-/// A signature covers the bytes and content types of the parts, and the relationships, that it was made for, and
-/// nothing else; `examineCoverage` tells what that leaves out. The keywords of the core properties part
-/// "/metadata/coreProperties.xml" are not covered, as long as nothing but keywords stands there.
+/// A signature covers the bytes and content types of the parts, and the relationships, that were signed, and nothing
+/// else; `examineCoverage` reports what is not covered. The keywords of the core properties part
+/// "/metadata/coreProperties.xml" are not covered, as long as their element contains only keywords.
 ///
-/// A package has at most 100 signatures, which cover at most 300,000 parts and relationships, each counted once for
-/// each signature.
+/// Limits: 100 signatures per package, and 300,000 parts and relationships that they cover, each counted once per
+/// signature.
 ///
 /// Keys are DER: private keys a PrivateKeyInfo of PKCS#8 or an RSAPrivateKey of PKCS#1, public ones a
 /// SubjectPublicKeyInfo or an RSAPublicKey of PKCS#1, RSA with 1024, 2048 or 4096 bits.
 ///
-/// Every function throws `PackageNotOpen` when the package is not open; those that change it throw `PackageReadOnly`
-/// and `PackageCreateOnly` too.
+/// Every function throws `PackageNotOpen` when the package is not open; functions that change the package also throw
+/// `PackageReadOnly` and `PackageCreateOnly`.
 class OPCRAFT_API DigitalSignatureManager final : public DataManager {
 public:
-    /// @param package not open; it outlives the manager.
+    /// @param package not open yet; it has to outlive the manager.
     /// @throws PackageAlreadyOpen
     explicit DigitalSignatureManager(Package& package);
     ~DigitalSignatureManager() override;
 
 protected:
     void doLoad() override;
-    /// Nothing: signatures are written when they are made.
+    /// Does nothing: signatures are written when they are created.
     void doSave() override;
     std::vector<std::u16string> doGetManagedPartNames() const override;
     std::vector<std::u16string> doGetManagedRelationshipTypes() const override;
 
 public:
-    /// @name Which signatures there are
+    /// @name Queries
     /// @{
 
     /// In the order of the relationships that lead to them.
     std::vector<DigitalSignature> getSignatures() const;
-    /// Of several of one name, the one that lies where a new one would be put.
-    /// @throws SignatureNotFound when there is none of that name, or the name is that of a part.
+    /// Of several signatures with this name, the one at `getSignaturePartName(name)`.
+    /// @throws SignatureNotFound when there is none, or `name` is a part name.
     DigitalSignature getSignature(const std::u16string& name) const;
-    /// The same.
+    /// Same as `getSignature`.
     /// @throws SignatureNotFound
     DigitalSignature findSignature(const std::u16string& name) const;
-    /// The countersignature counts too.
+    /// True also when the countersignature is the only signature.
     bool isPackageSigned() const;
-    /// Whether some signature names the part; whether it holds is another matter.
+    /// Whether a signature references the part. The signature is not verified.
     bool isSigned(const PartName& name) const;
     bool isPackageCountersigned() const;
     /// @throws SignatureNotFound
     DigitalSignature getCountersignature() const;
     /// @}
 
-    /// @name How signatures are named
+    /// @name Names of signatures
     /// @{
 
-    /// The number that the next signature gets, which is thereby used up. It is above those of all signatures.
+    /// The number of the next signature, higher than those of all signatures. Each call consumes one.
     std::u16string getNextSignatureID();
-    /// Takes care that the next number is above that of a signature: its id, or else what its part is named.
+    /// Raises the next number above that of a signature: its id or else the number in its part name.
     void updateNextSignatureID(const std::u16string& id, const Part& signaturePart);
-    /// Where a new signature of that name is put.
+    /// The name of the part that a new signature of that name is stored in.
     /// @throws SignatureNotFound when the name starts with a slash.
     PartName getSignaturePartName(const std::u16string& name) const;
-    /// The ID of the relationship that leads to the signature of that id (not name).
+    /// The ID of the relationship to the signature with this id (not name).
     std::u16string getSignatureRelationshipID(const std::u16string& id) const;
-    /// The part that all signature parts are related to, with the target and the ID of the relationship to it.
+    /// The signature origin part.
+    /// @param target receives the target of the relationship of the package to it.
+    /// @param relationshipId receives the ID of that relationship.
     /// @throws SignatureNotFound when the package has none.
     Part getSignatureOriginPart(URI& target, std::u16string& relationshipId) const;
     /// @}
 
     /// @name Signing
-    /// A signature is verified after it was made and counts only then. What is signed may not be open for writing.
-    /// A call that is refused takes back what it created, and nothing else; its number stays used up, and so does the
-    /// part of a signature that does not verify (`deleteSignaturePart` removes it).
+    /// A new signature is verified before it is added. Parts that are signed must not be open for writing. When
+    /// signing fails, everything that it created is deleted, except the part of a signature that does not verify
+    /// (`deleteSignaturePart` deletes it); the number of the signature stays consumed.
     ///
-    /// All throw, besides what is said at each:
-    /// @throws CouldNotGenerateSignature when nothing is to be signed, a key is empty or is not the one that belongs to
-    ///         the other, a selector fits nothing, something cannot be read, there are too many signatures, or the
-    ///         signature cannot be stored.
-    /// @throws RelationshipNotFound when no relationship fits the selectors.
-    /// @throws NotImplemented for an RSA key that has not 1024, 2048 or 4096 bits.
-    /// @throws opc::Exception (the base itself) when the length of a key does not go with the parameters.
+    /// All throw, besides what is documented at each:
+    /// @throws CouldNotGenerateSignature when nothing is to be signed, a key is empty, the keys do not belong together,
+    ///         a selector matches nothing, something cannot be read, there are too many signatures, or the signature
+    ///         cannot be stored.
+    /// @throws RelationshipNotFound when no relationship matches the selectors.
+    /// @throws NotImplemented for an RSA key of a size other than 1024, 2048 or 4096 bits.
+    /// @throws opc::Exception (the base itself) when the length of a key does not match the parameters.
     /// @{
 
-    /// The signature carries the public key alone: it shows that nothing was changed since, not who signed.
+    /// The signature contains the public key only: it proves that nothing was changed, not who signed.
     DigitalSignature sign(const std::vector<PartName>& parts, const std::vector<RelationshipSelector>& selectors,
                           const std::vector<unsigned char>& signingKey, const SignatureParams& params);
     /// @param verificationKey the public key of the signing key.
     DigitalSignature sign(const std::vector<PartName>& parts, const std::vector<RelationshipSelector>& selectors,
                           const std::vector<unsigned char>& signingKey,
                           const std::vector<unsigned char>& verificationKey, const SignatureParams& params);
-    /// The signature carries the certificate and its chain.
-    /// @param options what is asked of the certificate before anything is signed.
+    /// The signature contains the certificate and its chain.
+    /// @param options how the certificate is validated before anything is signed.
     /// @param trustStore when it is empty, the certificates of the system are trusted.
-    /// @throws CouldNotGenerateSignature also when the certificate is empty, not valid, of another purpose, or not one
-    ///         that the trust store vouches for; or its key has not the size of the parameters.
+    /// @throws CouldNotGenerateSignature also when the certificate is empty, not valid, for another purpose or not
+    ///         trusted, or its key size does not match the parameters.
     DigitalSignature sign(const std::vector<PartName>& parts, const std::vector<RelationshipSelector>& selectors,
                           const std::vector<unsigned char>& signingKey,
                           const certificates::X509Certificate& certificate,
@@ -136,23 +140,23 @@ public:
                           const certificates::CertificateValidationOptions& options, const SignatureParams& params,
                           const certificates::TrustStore& trustStore);
 
-    /// Signs all that `getAllPartsAndRels` gives.
+    /// Signs everything that `getAllPartsAndRels` returns.
     DigitalSignature signPackage(const std::vector<unsigned char>& signingKey, const SignatureParams& params);
     DigitalSignature signPackage(const certificates::PKCS12Certificate& pkcs12,
                                  const certificates::CertificateValidationOptions& options,
                                  const SignatureParams& params, const certificates::TrustStore& trustStore);
 
-    /// Every part and every relationship (by its ID) but those that data managers own: signatures cover neither one
-    /// another nor what ties them to the package. A relationship that is added later is not covered.
+    /// All parts and relationships (selected by ID) except those that data managers own, among them signature parts and
+    /// the relationships to them. A relationship that is added later is not covered.
     SigningRequest getAllPartsAndRels() const;
     /// @}
 
     /// @name Countersigning
-    /// A package has at most one countersignature. It covers every signature part and, by type, the relationships that
-    /// tie them to the package: another signature breaks it, and so does the removal of one. The arguments are those of
-    /// `sign`.
+    /// A package has at most one countersignature. It covers every signature part and, selected by type, the
+    /// relationships to the origin and to the signatures: adding or removing a signature invalidates it. The arguments
+    /// are those of `sign`.
     /// @throws CouldNotGenerateSignature when the package is countersigned already, or not signed at all; and as
-    /// `sign`.
+    ///         `sign`.
     /// @{
     DigitalSignature countersignAllSignatures(const std::vector<unsigned char>& signingKey,
                                               const SignatureParams& params);
@@ -172,19 +176,19 @@ public:
     /// @}
 
     /// @name Verifying
-    /// A signature that does not hold is a status, no exception. Revocation is not looked up, nothing uses the network.
+    /// An invalid signature is a status, not an exception. Revocation is not checked; the network is never used.
     ///
     /// All throw:
-    /// @throws InvalidSignature when the signature cannot be verified by such a key at all: an empty key, a key of
-    ///         another size than the signature's, a certificate whose purpose excludes signatures (when the options ask
-    ///         for the purpose), or something that is signed cannot be read.
-    /// @throws NotImplemented for an RSA key that has not 1024, 2048 or 4096 bits.
+    /// @throws InvalidSignature when the signature cannot be verified: the key is empty or of another size than that of
+    ///         the signature, the purpose of the certificate excludes signatures (when the options check the purpose),
+    ///         or something that is signed cannot be read.
+    /// @throws NotImplemented for an RSA key of a size other than 1024, 2048 or 4096 bits.
     /// @{
 
-    /// By a key that the caller knows.
+    /// With a key of the caller.
     DigitalSignatureVerificationStatus verifySignature(const DigitalSignature& signature,
                                                        const std::vector<unsigned char>& publicKey) const;
-    /// By a certificate that the caller has.
+    /// With a certificate of the caller.
     /// @param trustStore when it is empty, the certificates of the system are trusted.
     /// @throws opc::Exception (the base itself) when the certificate is empty.
     DigitalSignatureVerificationStatus verifySignature(const DigitalSignature& signature,
@@ -192,14 +196,14 @@ public:
                                                        const certificates::X509CertificateChain& chain,
                                                        const certificates::CertificateValidationOptions& options,
                                                        const certificates::TrustStore& trustStore) const;
-    /// By what the signature carries. A bare key vouches for nobody, and its status has nothing to say against it: look
-    /// at `SignatureReport::keySource` where it matters who signed.
-    /// @throws InvalidSignature also when the signature carries neither key nor certificate, or is not one of RSA.
+    /// With the key or certificate in the signature. A bare key does not identify the signer, but its status is valid:
+    /// check `SignatureReport::keySource` when it matters who signed.
+    /// @throws InvalidSignature also when the signature contains neither, or is not an RSA signature.
     DigitalSignatureVerificationStatus verifySignature(const DigitalSignature& signature,
                                                        const certificates::CertificateValidationOptions& options,
                                                        const certificates::TrustStore& trustStore) const;
 
-    /// The same, of the countersignature.
+    /// The same for the countersignature.
     /// @throws SignatureNotFound when there is none.
     DigitalSignatureVerificationStatus verifyCountersignature(const std::vector<unsigned char>& publicKey) const;
     DigitalSignatureVerificationStatus verifyCountersignature(const certificates::X509Certificate& certificate,
@@ -209,15 +213,15 @@ public:
     DigitalSignatureVerificationStatus verifyCountersignature(const certificates::CertificateValidationOptions& options,
                                                               const certificates::TrustStore& trustStore) const;
 
-    /// Verifies one signature after the other by what each carries.
-    /// @return the first status that is not valid; a valid one when all are, and when there is no signature.
+    /// Verifies the signatures in order, each with the key or certificate in it.
+    /// @return the first status that is not valid; a valid one when all are valid or there is no signature.
     DigitalSignatureVerificationStatus verifyAllSignatures(const certificates::CertificateValidationOptions& options,
                                                            const certificates::TrustStore& trustStore) const;
     /// @}
 
     /// @name Examining
-    /// What `verifySignature` does, with everything that was found out on the way. What is wrong with a reference or a
-    /// certificate stands in the report, the purpose of the certificate too; the other exceptions are the same.
+    /// Verifies like `verifySignature` and reports all results. A fault of a reference or a certificate, its purpose
+    /// included, is in the report; the other exceptions are the same.
     /// @{
     SignatureReport examineSignature(const DigitalSignature& signature,
                                      const std::vector<unsigned char>& publicKey) const;
@@ -229,90 +233,64 @@ public:
     SignatureReport examineSignature(const DigitalSignature& signature,
                                      const certificates::CertificateValidationOptions& options,
                                      const certificates::TrustStore& trustStore) const;
-    /// All of them by what each carries. A part that several signatures cover is read once for each digest. One that
-    /// cannot be verified at all has a `SignatureReport::problem`, and keeps the others from nothing.
+    /// All signatures, each with the key or certificate in it. A part that several signatures cover is read once per
+    /// digest method. A signature that cannot be verified has a `SignatureReport::problem`; the others are verified.
     std::vector<SignatureReport> examineAllSignatures(const certificates::CertificateValidationOptions& options,
                                                       const certificates::TrustStore& trustStore) const;
-    /// All of them by a key that the caller knows.
-    /// @throws InvalidSignature when the key is empty or none; NotImplemented as above.
+    /// All signatures with a key of the caller.
+    /// @throws InvalidSignature when the key is empty or malformed; NotImplemented as above.
     std::vector<SignatureReport> examineAllSignatures(const std::vector<unsigned char>& publicKey) const;
 
-    /// What each of some signatures covers by itself, in the order of the reports.
-    /// @param otherItems names of stored items that are no parts (`storage::ZipPackage::getOtherItems`).
+    /// What each signature covers by itself, in the order of the reports.
+    /// @param otherItems names of stored items that are not parts (`storage::ZipPackage::getOtherItems`).
     /// @throws InvalidSignature when there are several reports, and the package has more than 1,000,000 parts,
-    ///         relationships and items, each counted once for each report.
+    ///         relationships and items, each counted once per report.
     std::vector<CoverageReport> examineCoverage(const std::vector<SignatureReport>& reports,
                                                 const std::vector<std::string>& otherItems = {},
                                                 CoverageScope scope = CoverageScope::Content) const;
-    /// What a signature of the whole package, made now, could not stand for.
+    /// What a new signature of the whole package could not cover.
     SigningGaps findSigningGaps(const std::vector<std::string>& otherItems = {}) const;
     /// @}
 
     /// @name Removing
-    /// With the last signature the origin part goes. A signature that the countersignature covers may be removed; the
-    /// countersignature does not hold any longer then.
-    /// @throws CouldNotRemoveSignature when a part or relationship cannot be deleted; the package is to be closed with
-    ///         discard then.
+    /// Removing the last signature deletes the origin part. Removing a signature that the countersignature covers
+    /// invalidates the countersignature.
+    /// @throws CouldNotRemoveSignature when a part or relationship cannot be deleted; close the package with discard
+    ///         then.
     /// @{
 
     /// @throws SignatureNotFound
     void removeSignature(const std::u16string& name);
     void removeSignature(const DigitalSignature& signature);
-    /// Nothing when there is none.
+    /// Does nothing when there is none.
     void removeCountersignature();
     void removeAllSignatures();
-    /// Removes a signature part and its relationship, and with the last one the origin, but no entry of
-    /// `getSignatures`: a way out for a part that was written before signing failed. A part of another name and content
-    /// type that poses as the origin stays, without the relationship.
-    /// @throws SignatureNotFound when this is no signature part.
+    /// Deletes a signature part and its relationship, and with the last one the origin, but no entry of
+    /// `getSignatures`: for a part that was written before signing failed. A target of the origin relationship that has
+    /// neither the name nor the content type of an origin part is kept; only the relationship is deleted.
+    /// @throws SignatureNotFound when this is not a signature part.
     void deleteSignaturePart(const PartName& name) const;
     /// @}
 
 private:
-    struct NewSignature;
-    struct VerificationMaterial;
-
     const std::vector<DigitalSignature>& loaded() const noexcept;
-    void throwIfPackageNotOpen() const;
-    void throwIfPackageReadOnly() const;
-    void throwIfPackageCreateOnly() const;
-    void throwIfPackageNotOpenForModify() const;
     void throwIfPackageNotCountersigned() const;
-    void throwIfNotValidSignaturePart(const PartName& name) const;
+    const SignatureFormRules& throwIfNotValidSignaturePart(const PartName& name) const;
 
-    void load(const PartName& name, std::set<PartName>& seen);
-    DigitalSignature loadSignature(const Part& part) const;
-    void fillUpSignedEntities(DigitalSignatureData& data) const;
-    void resolve(const DigitalSignatureData::ReferenceData& reference, DigitalSignatureData& data) const;
+    void loadForm(SignatureForm formToLoad, std::set<PartName>& seen);
+    void load(const PartName& name, const SignatureFormRules& form, std::set<PartName>& seen);
+    DigitalSignature loadSignature(const Part& part, const SignatureFormRules& form) const;
     void assertSignatureCorrectnessAfterLoad(const DigitalSignatureData& data) const noexcept;
 
-    DigitalSignature makeSignature(const NewSignature& wish, const SignatureParams& params,
-                                   const SigningRequest& request, bool isCountersignature);
-    DigitalSignature signHelper(const std::vector<unsigned char>& signingKey,
-                                const std::vector<unsigned char>& verificationKey, const SignatureParams& params,
-                                const SigningRequest& request, bool isCountersignature);
-    DigitalSignature signHelper(const std::vector<unsigned char>& signingKey,
-                                const certificates::X509Certificate& certificate,
-                                const certificates::X509CertificateChain& chain,
-                                const certificates::CertificateValidationOptions& options,
-                                const SignatureParams& params, const certificates::TrustStore& trustStore,
-                                const SigningRequest& request, bool isCountersignature);
-    DigitalSignature signHelper(const certificates::PKCS12Certificate& pkcs12,
-                                const certificates::CertificateValidationOptions& options,
-                                const SignatureParams& params, const certificates::TrustStore& trustStore,
-                                const SigningRequest& request, bool isCountersignature);
-    SignatureReport examine(const DigitalSignature& signature, const VerificationMaterial& material,
-                            ReferenceExaminer& examiner) const;
-    SignatureReport examineByOwnMaterial(const DigitalSignature& signature,
-                                         const certificates::CertificateValidationOptions& options,
-                                         const certificates::TrustStore& trustStore, ReferenceExaminer& examiner) const;
-    void countersignHelper(std::vector<PartName>& parts, std::vector<RelationshipSelector>& selectors) const;
-    void saveSignaturePart(const DigitalSignature& signature);
+    PackageSigner makeSigner(bool isCountersignature);
+    SigningRequest countersignHelper() const;
     void remove(const DigitalSignature& signature);
 
     std::vector<DigitalSignature> signatures_;
     std::uint64_t nextSignatureID_ = 1;
     std::unique_ptr<SignatureDocumentReader> reader_;
+    std::vector<SignatureForm> forms_{SignatureForm::Library}; ///< that are read
+    SignatureForm writtenForm_ = SignatureForm::Library;
 };
 
 } // namespace opc::model

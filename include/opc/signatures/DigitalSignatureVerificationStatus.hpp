@@ -7,18 +7,18 @@
 
 namespace opc::model {
 
-/// The verdict on one signature: whether the cryptography holds, and what is known of the signer's certificate. A
-/// value.
+/// The result of verifying one signature: whether its cryptography is valid, and the validation results of the signer's
+/// certificate. A value.
 class OPCRAFT_API DigitalSignatureVerificationStatus {
 public:
     DigitalSignatureVerificationStatus(const crypto::SignatureVerificationStatus& signature,
                                        const certificates::CertificateValidationResults& certificate);
 
-    /// Whether the signature value and everything that it covers hold. Who signed is another matter.
+    /// Whether the signature value and all references are valid. The certificate is not considered.
     bool isSignatureValid() const noexcept { return signature_.isSignatureValid(); }
 
-    /// Whether the signature holds and nothing is wrong with the certificate. A signature that was verified by a bare
-    /// key has no certificate with which anything could be wrong.
+    /// Whether the signature and the certificate are valid. A signature that was verified with a bare key has no
+    /// certificate that could be invalid.
     bool isValid() const noexcept;
 
     certificates::CertificateValidationResults getCertificateValidationResults() const { return certificate_; }
@@ -28,14 +28,14 @@ private:
     certificates::CertificateValidationResults certificate_;
 };
 
-/// Signature and certificate hold.
+/// Signature and certificate are valid.
 OPCRAFT_API DigitalSignatureVerificationStatus makeValidVerificationStatus();
-/// The signature does not hold; of the certificate nothing bad is known.
+/// The signature is not valid; the certificate results are those of a valid certificate.
 OPCRAFT_API DigitalSignatureVerificationStatus makeInvalidVerificationStatus();
-/// The signature holds; the certificate is as given.
+/// The signature is valid, with the given certificate results.
 OPCRAFT_API DigitalSignatureVerificationStatus
 makeValidSigCertificateResults(const certificates::CertificateValidationResults& results);
-/// The signature does not hold; the certificate is as given.
+/// The signature is not valid, with the given certificate results.
 OPCRAFT_API DigitalSignatureVerificationStatus
 makeInvalidSigCertificateResults(const certificates::CertificateValidationResults& results);
 

@@ -6,7 +6,7 @@
 
 namespace opc::model {
 
-/// What a caller chooses for a signature: the digest and the size of the key. A value.
+/// The digest and the key size of a signature. A value.
 class SignatureParams {
 public:
     SignatureParams(DigestMethod digestMethod, SignatureMethod signatureMethod) noexcept

@@ -15,31 +15,32 @@ namespace opc::model {
 
 class Package;
 
-/// What a reference names.
+/// The kind of target of a reference.
 enum class ReferenceKind : std::int32_t {
-    Object,        ///< an object of the signature itself, out of `SignedInfo`
-    Part,          ///< a part, out of the manifest
-    Relationships, ///< relationships of one source, out of the manifest
+    Object,        ///< an object of the signature; from `SignedInfo`
+    Part,          ///< a part; from the manifest
+    Relationships, ///< relationships of one source; from the manifest
 };
 
-/// What became of a reference.
+/// The result of verifying a reference.
 enum class ReferenceVerdict : std::int32_t {
-    Holds,              ///< what is there is what was signed
-    DigestDiffers,      ///< it was changed
+    Holds,              ///< the target is what was signed
+    DigestDiffers,      ///< the target was changed
     ContentTypeDiffers, ///< the part has another content type than when it was signed
-    Missing,            ///< it is not in the package any longer
-    NotSupported,       ///< it is not clear what it covers: no selectors, an unknown digest or transform
-    NotReadable,        ///< it could not be read out of the package
-    Misnamed, ///< the part has another name than when it was signed, by the case of letters; of the package object: the
-              ///< signature has the name of the countersignature and is none, or is it by another name
+    Missing,            ///< the target is not in the package
+    NotSupported,       ///< it is unknown what is covered: no selectors, an unknown digest or transform
+    NotReadable,        ///< the target cannot be read
+    /// The name of the part differs in case from the signed one. For the package object: the signature has the name of
+    /// the countersignature but was not signed as one, or the reverse.
+    Misnamed,
 };
 
-/// One reference: what it claims and what was found.
+/// One reference, as signed and as found in the package.
 struct ReferenceReport {
     ReferenceKind kind = ReferenceKind::Object;
-    std::u16string uri{}; ///< as it stands in the signature
-    std::u16string
-        target{}; ///< the name of the part, the source of the relationships ("/": the package), the object's Id
+    std::u16string uri{}; ///< as in the signature
+    /// The part name, the source of the relationships ("/": the package), or the Id of the object.
+    std::u16string target{};
     std::u16string claimedContentType{}; ///< empty for an object
     std::u16string foundContentType{};
     std::u16string digestMethod{};            ///< identifier
@@ -47,51 +48,51 @@ struct ReferenceReport {
     std::u16string foundDigest{};             ///< empty when none could be computed
     std::vector<std::u16string> transforms{}; ///< identifiers, the relationships transform among them
     std::vector<RelationshipSelector> selectors{};
-    std::vector<Relationship> relationships{}; ///< those that the selectors find, each once, by their IDs
+    std::vector<Relationship> relationships{}; ///< selected ones, each once, sorted by ID
     ReferenceVerdict verdict = ReferenceVerdict::Holds;
-    std::string problem{}; ///< what is wrong, in words; empty when it holds
+    std::string problem{}; ///< the fault as text; empty when the reference is valid
 
     bool holds() const noexcept { return verdict == ReferenceVerdict::Holds; }
 };
 
-/// Where the key that verified a signature came from.
+/// The origin of the key that verified a signature.
 enum class KeySource : std::int32_t {
-    KeyValue,    ///< a bare key in the signature, for which nobody vouches
-    Certificate, ///< a certificate: in the signature, or the caller's
+    KeyValue,    ///< a bare key in the signature, which does not identify the signer
+    Certificate, ///< a certificate, in the signature or of the caller
     Caller,      ///< a bare key of the caller
 };
 
-/// Everything that was found out about one signature. The verdict of the `verify…` functions is a view of it.
+/// All results of verifying one signature. The `verify…` functions return a summary of it.
 struct OPCRAFT_API SignatureReport {
     explicit SignatureReport(const DigitalSignature& of) : signature(of) {}
 
     DigitalSignature signature;
     KeySource keySource = KeySource::KeyValue;
     unsigned keySize = 0; ///< bits of the key that verified
-    /// Whether the signature value is one of that key over `SignedInfo`. What is signed is another matter.
+    /// Whether the signature value over `SignedInfo` is valid for that key. References are not considered.
     bool signatureValueHolds = false;
     certificates::X509Certificate certificate{}; ///< empty when there is none
     certificates::X509CertificateChain certificateChain{};
-    bool certificateChecked = false; ///< only when the signature value holds
+    bool certificateChecked = false; ///< true only when the signature value is valid
     certificates::CertificateValidationResults certificateResults{};
-    /// Whether the signature covers its certificate. The references of signatures of this form lead to objects alone,
-    /// so another certificate for the same key could always stand in its place.
+    /// Whether the signature covers its certificate. Signatures of the library's form never do: another certificate for
+    /// the same key could replace it.
     bool certificateCovered = false;
-    /// Those of `SignedInfo`, then those of the manifest, in their order. They were all looked at when the signature
-    /// value holds, and none otherwise.
+    /// Those of `SignedInfo`, then those of the manifest, in document order. Empty when the signature value is not
+    /// valid.
     std::vector<ReferenceReport> references{};
-    /// The Ids of objects in the signature part that no reference of `SignedInfo` leads to: anybody may change them.
+    /// The Ids of objects that no reference of `SignedInfo` covers: anybody can change them.
     std::vector<std::u16string> uncoveredObjects{};
-    /// Why the signature cannot be verified by that key at all; nothing else was found out then. Only
-    /// `examineAllSignatures` tells it so, the others throw it.
+    /// Why the signature cannot be verified; the other fields are not set then. Set by `examineAllSignatures` only; the
+    /// other functions throw.
     std::string problem{};
 
-    /// Whether the signature value and every reference hold.
+    /// Whether the signature value and every reference are valid.
     bool isSignatureValid() const noexcept;
 
     DigitalSignatureVerificationStatus getStatus() const;
 
-    /// The first reference that does not hold; null when all do, or none was looked at.
+    /// The first reference that is not valid; null when all are, or there is none.
     const ReferenceReport* findFirstProblem() const noexcept;
 };
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <opc/signatures/AlgorithmURIMap.hpp>
+#include <opc/signatures/SignatureForm.hpp>
 
 #include <algorithm>
 #include <array>
@@ -12,7 +13,7 @@
 
 namespace opc::model {
 
-// What XML-DSig and ECMA-376-2 Annex E fix for every form.
+// Fixed by XML-DSig and ECMA-376-2 Annex E for every form.
 inline constexpr char16_t dsigNamespace[] = u"http://www.w3.org/2000/09/xmldsig#";
 inline constexpr char16_t packageSignatureNamespace[] =
     u"http://schemas.openxmlformats.org/package/2006/digital-signature";
@@ -21,22 +22,19 @@ inline constexpr char16_t signatureTimeId[] = u"idSignatureTime";
 inline constexpr char16_t minutesFormat[] = u"YYYY-MM-DDThh:mmTZD";
 inline constexpr char16_t contentTypeQuery[] = u"?ContentType=";
 
-// How signatures are named here.
+// The names of signatures.
 inline constexpr char16_t signatureNamePrefix[] = u"sig";
 inline constexpr char16_t countersignatureId[] = u"countersig";
 inline constexpr char16_t signatureRelationshipIdPrefix[] = u"DSRel";
 
-/// How the bytes of an object come about that a reference digests.
+/// How an object is serialized before its digest is computed.
 enum class ObjectDigestForm {
     PlainText, ///< the element as it is serialized, without its declaration of the XML-DSig namespace
 };
 
-/// All that one way to sign packages may do differently from another.
-struct SignatureForm {
-    const char16_t* originRelationshipType;
-    const char16_t* signatureRelationshipType;
-    const char16_t* originContentType;
-    const char16_t* signatureContentType;
+/// What differs between the forms of signatures.
+struct SignatureFormRules : SignatureIdentifiers {
+    SignatureForm form;
     const char16_t* originPartName;
     const char16_t* folder; ///< of new signature parts
 
@@ -45,7 +43,7 @@ struct SignatureForm {
     const char16_t* groupReferenceElement;                         ///< written
     std::array<const char16_t*, 2> acceptedGroupReferenceElements; ///< read
 
-    AlgorithmTag canonicalization; ///< the only one, of `SignedInfo` and behind a relationships transform
+    AlgorithmTag canonicalization; ///< the only one, of `SignedInfo` and after a relationships transform
     const char16_t* objectReferenceType;
     ObjectDigestForm objectDigestForm;
 
@@ -63,7 +61,7 @@ private:
     }
 };
 
-/// The form that this library writes.
-const SignatureForm& libraryForm();
+/// @throws NotImplemented for a form that is neither read nor written.
+const SignatureFormRules& rulesOf(SignatureForm form);
 
 } // namespace opc::model

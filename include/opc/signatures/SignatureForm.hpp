@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/core/Export.hpp>
+
+#include <cstdint>
+
+namespace opc::model {
+
+/// The forms in which packages store signatures.
+enum class SignatureForm : std::int32_t {
+    Library,  ///< the form that `DigitalSignatureManager` reads and writes
+    Standard, ///< ECMA-376-2 Annex E, as other programs write it; `DigitalSignatureManager` does not read it
+};
+
+/// The identifiers by which the signatures of a form are found in a package.
+struct SignatureIdentifiers {
+    const char16_t* originRelationshipType;      ///< of the package, to the origin part
+    const char16_t* signatureRelationshipType;   ///< of the origin part, to a signature part
+    const char16_t* certificateRelationshipType; ///< of a signature part, to a certificate part
+    const char16_t* originContentType;
+    const char16_t* signatureContentType;
+    const char16_t* certificateContentType;
+};
+
+/// May be called from any thread.
+/// @throws opc::Exception for a value that is not an enumerator.
+OPCRAFT_API const SignatureIdentifiers& getSignatureIdentifiers(SignatureForm form);
+
+} // namespace opc::model

@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <opc/errors/Errors.hpp>
+#include <opc/model/coreproperties/PackageHelper.hpp>
+#include <opc/signatures/DigitalSignatureManager.hpp>
+
+#include "signatures/PackageGuards.hpp"
+#include "signatures/PackageSigner.hpp"
+#include "signatures/SignatureDocumentReader.hpp"
+
+namespace opc::model {
+
+namespace {
+
+std::u16string countersignatureName() {
+    return std::u16string(signatureNamePrefix) + countersignatureId;
+}
+
+} // namespace
+
+bool DigitalSignatureManager::isPackageCountersigned() const {
+    throwIfNotOpen(getPackage());
+    return getPackage().hasPart(getSignaturePartName(countersignatureName()));
+}
+
+DigitalSignature DigitalSignatureManager::getCountersignature() const {
+    return getSignature(countersignatureName());
+}
+
+void DigitalSignatureManager::throwIfPackageNotCountersigned() const {
+    if (!isPackageCountersigned())
+        throw SignatureNotFound("No countersignatures found in package.");
+}
+
+DigitalSignature DigitalSignatureManager::countersignAllSignatures(const Bytes& signingKey,
+                                                                   const SignatureParams& params) {
+    return signatures_.emplace_back(makeSigner(true).sign(countersignHelper(), signingKey, {}, params));
+}
+
+DigitalSignature DigitalSignatureManager::countersignAllSignatures(const Bytes& signingKey,
+                                                                   const Bytes& verificationKey,
+                                                                   const SignatureParams& params) {
+    if (verificationKey.empty())
+        throw CouldNotGenerateSignature("The verification key is empty.");
+    return signatures_.emplace_back(makeSigner(true).sign(countersignHelper(), signingKey, verificationKey, params));
+}
+
+DigitalSignature DigitalSignatureManager::countersignAllSignatures(
+    const Bytes& signingKey, const X509Certificate& certificate, const X509CertificateChain& chain,
+    const CertificateValidationOptions& options, const SignatureParams& params, const TrustStore& trustStore) {
+    return signatures_.emplace_back(
+        makeSigner(true).sign(countersignHelper(), signingKey, certificate, chain, options, params, trustStore));
+}
+
+DigitalSignature DigitalSignatureManager::countersignAllSignatures(const PKCS12Certificate& pkcs12,
+                                                                   const CertificateValidationOptions& options,
+                                                                   const SignatureParams& params,
+                                                                   const TrustStore& trustStore) {
+    return signatures_.emplace_back(makeSigner(true).sign(countersignHelper(), pkcs12, options, params, trustStore));
+}
+
+SigningRequest DigitalSignatureManager::countersignHelper() const {
+    throwIfNotOpenForModify(getPackage());
+    if (isPackageCountersigned())
+        throw CouldNotGenerateSignature("Package has already been countersigned once. Please remove countersignature "
+                                        "before countersigning again.");
+    if (!isPackageSigned())
+        throw CouldNotGenerateSignature("Package has no signatures present, and so cannot be countersigned.");
+    try {
+        const SignatureFormRules& form = rulesOf(writtenForm_);
+        URI target(u"");
+        std::u16string id;
+        const Part origin = getSignatureOriginPart(target, id);
+        SigningRequest request;
+        for (const Relationship& relationship : origin.getRelationshipsByType(form.signatureRelationshipType))
+            request.parts.emplace_back(relationship.getTargetURI());
+        request.selectors = {
+            {PackageHelper::getPackageRootURI(), RelationshipSelectorType::ByType, form.originRelationshipType},
+            {origin.getSourceURI(), RelationshipSelectorType::ByType, form.signatureRelationshipType}};
+        return request;
+    } catch (const Exception& e) {
+        throw CouldNotGenerateSignature(e.what());
+    }
+}
+
+DigitalSignatureVerificationStatus DigitalSignatureManager::verifyCountersignature(const Bytes& publicKey) const {
+    throwIfPackageNotCountersigned();
+    return verifySignature(getCountersignature(), publicKey);
+}
+
+DigitalSignatureVerificationStatus
+DigitalSignatureManager::verifyCountersignature(const X509Certificate& certificate, const X509CertificateChain& chain,
+                                                const CertificateValidationOptions& options,
+                                                const TrustStore& trustStore) const {
+    throwIfPackageNotCountersigned();
+    return verifySignature(getCountersignature(), certificate, chain, options, trustStore);
+}
+
+DigitalSignatureVerificationStatus
+DigitalSignatureManager::verifyCountersignature(const CertificateValidationOptions& options,
+                                                const TrustStore& trustStore) const {
+    throwIfPackageNotCountersigned();
+    return verifySignature(getCountersignature(), options, trustStore);
+}
+
+} // namespace opc::model

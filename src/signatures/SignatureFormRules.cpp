@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "signatures/SignatureFormRules.hpp"
+
+#include <opc/errors/Errors.hpp>
+
+namespace opc::model {
+
+namespace {
+
+// The relationship types and the content type of signatures lack a hyphen that those of ECMA-376-2 Annex E have, and
+// the transform is written under the name that it had before the standard: packages signed this way exist.
+constexpr SignatureIdentifiers libraryIdentifiers{
+    u"http://schemas.openxmlformats.org/package/2006/relationships/digitalsignature/origin",
+    u"http://schemas.openxmlformats.org/package/2006/relationships/digitalsignature/signature",
+    u"http://schemas.openxmlformats.org/package/2006/relationships/digital-signature/certificate",
+    u"application/vnd.openxmlformats-package.digital-signature-origin",
+    u"application/vnd.openxmlformats-package.digital-signaturexmlsignature+xml",
+    u"application/vnd.openxmlformats-package.digital-signature-certificate",
+};
+
+constexpr SignatureIdentifiers standardIdentifiers{
+    u"http://schemas.openxmlformats.org/package/2006/relationships/digital-signature/origin",
+    u"http://schemas.openxmlformats.org/package/2006/relationships/digital-signature/signature",
+    u"http://schemas.openxmlformats.org/package/2006/relationships/digital-signature/certificate",
+    u"application/vnd.openxmlformats-package.digital-signature-origin",
+    u"application/vnd.openxmlformats-package.digital-signature-xmlsignature+xml",
+    u"application/vnd.openxmlformats-package.digital-signature-certificate",
+};
+
+constexpr SignatureFormRules libraryRules{
+    libraryIdentifiers,
+    SignatureForm::Library,
+    u"/_xmlsignatures/origin.sigs",
+    u"/_xmlsignatures",
+    u"http://schemas.openxmlformats.org/package/2005/06/RelationshipTransform",
+    {u"http://schemas.openxmlformats.org/package/2006/RelationshipTransform",
+     u"http://schemas.openxmlformats.org/package/2005/06/RelationshipTransform"},
+    u"RelationshipGroupReference",
+    {u"RelationshipGroupReference", u"RelationshipsGroupReference"},
+    AlgorithmTag::CanonicalizationC14N,
+    u"http://www.w3.org/2000/09/xmldsig#Object",
+    ObjectDigestForm::PlainText,
+};
+
+} // namespace
+
+const SignatureIdentifiers& getSignatureIdentifiers(SignatureForm form) {
+    switch (form) {
+    case SignatureForm::Library:
+        return libraryIdentifiers;
+    case SignatureForm::Standard:
+        return standardIdentifiers;
+    }
+    throw Exception("Unknown signature form.");
+}
+
+const SignatureFormRules& rulesOf(SignatureForm form) {
+    if (form != SignatureForm::Library)
+        throw NotImplemented("Signatures of this form are not supported.");
+    return libraryRules;
+}
+
+} // namespace opc::model

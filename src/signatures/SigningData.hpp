@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/model/Package.hpp>
+#include <opc/signatures/DigitalSignatureData.hpp>
+#include <opc/signatures/DigitalSignatureManager.hpp>
+
+#include "signatures/SignatureFormRules.hpp"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace opc::model {
+
+/// What is to be signed, with what was found of it in the package.
+struct DataToSign {
+    const SigningRequest& request;
+    std::vector<PartName> names{}; ///< of the parts, as they are stored
+    std::vector<std::vector<unsigned char>> digests{};
+    std::vector<ContentType> contentTypes{};
+    std::vector<Relationship> relationships{};
+};
+
+/// @throws RelationshipNotFound when no relationship matches the selectors.
+/// @throws CouldNotGenerateSignature when something cannot be read, or one selector matches nothing.
+DataToSign computeDataToSign(const Package& package, const SigningRequest& request, DigestMethod digestMethod);
+
+/// The data of a new signature, all but the signature value and the key.
+/// @throws CouldNotGenerateSignature when a content type cannot be written into a reference.
+std::shared_ptr<DigitalSignatureData> makeSignatureData(const Package& package, const SignatureFormRules& form,
+                                                        const std::u16string& id, const DataToSign& data,
+                                                        const SignatureParams& params);
+
+} // namespace opc::model
