@@ -244,8 +244,7 @@ TEST(PackageLimits, HoldForEveryXMLItem) {
         {{.xmlDepth = 1}, "InvalidXMLDocument: XML content is nested deeper than 1 elements"},
         {{.xmlSize = 100}, "InvalidXMLDocument: XML content is larger than 100 bytes"},
         {{.xmlSize = 1000}, "InvalidRelationshipContent: In /_rels/.rels: XML content is larger than 1000 bytes"},
-        {{.xmlSize = 2000}, "InvalidPartContent: XML content is larger than 2000 bytes"},
-    };
+        {{.xmlSize = 2000}, "InvalidPartContent: XML content is larger than 2000 bytes"}};
     for (const auto& [limits, thrown] : cases) {
         Package package(store, limits);
         EXPECT_EQ(package.getLimits().xmlDepth, limits.xmlDepth);
@@ -258,10 +257,8 @@ TEST(PackageLimits, HoldForEveryXMLItem) {
 }
 
 TEST(PackageLimits, AreMetWhenARelationshipIsCreated) {
-    const std::pair<Limits, std::string> cases[] = {
-        {{.xmlNodes = 20}, "XML content has more than 20 nodes"},
-        {{.xmlSize = 1000}, "XML content is larger than 1000 bytes"},
-    };
+    const std::pair<Limits, std::string> cases[] = {{{.xmlNodes = 20}, "XML content has more than 20 nodes"},
+                                                    {{.xmlSize = 1000}, "XML content is larger than 1000 bytes"}};
     for (const auto& [limits, reason] : cases) {
         storage::MemoryPackage store;
         Package package(store, limits);

@@ -37,14 +37,12 @@ using AllErrors =
 static_assert(AllErrors::isFlat && AllErrors::withoutCode == 39, "the last two carry a code");
 
 std::string componentsOf(const URI& uri) {
-    const std::pair<bool, std::u16string> components[] = {
-        {uri.hasScheme() && uri.isAbsolute(), uri.getScheme()},
-        {uri.hasAuthority(), uri.getAuthority()},
-        {uri.hasAbsolutePath(), uri.getPath()},
-        {uri.hasQuery(), uri.getQuery()},
-        {uri.hasFragment(), uri.getFragment()},
-        {uri.isOpaque(), uri.getSchemeSpecificPart()},
-    };
+    const std::pair<bool, std::u16string> components[] = {{uri.hasScheme() && uri.isAbsolute(), uri.getScheme()},
+                                                          {uri.hasAuthority(), uri.getAuthority()},
+                                                          {uri.hasAbsolutePath(), uri.getPath()},
+                                                          {uri.hasQuery(), uri.getQuery()},
+                                                          {uri.hasFragment(), uri.getFragment()},
+                                                          {uri.isOpaque(), uri.getSchemeSpecificPart()}};
     std::string text;
     for (const auto& [has, component] : components)
         text += (text.empty() ? "" : " ") + toASCIIString(component) + (has ? '+' : '-');
@@ -79,8 +77,7 @@ TEST(Values, AnswerAsTheirTablesSay) {
         {"getSourcePartName", [](auto& a, auto&) { return PartName(a).getSourcePartName(); }},
         {"ContentType", [](auto& a, auto&) { return normalized(a); }},
         {"external", [](auto& a, auto&) { return converted(a); }},
-        {"select", [](auto& a, auto& b) { return RelationshipSelector(URI(a), ById, b), Text(); }},
-    };
+        {"select", [](auto& a, auto& b) { return RelationshipSelector(URI(a), ById, b), Text(); }}};
     for (const auto& row : readTable("model/values.tsv")) {
         Text answer;
         const std::string thrown =
@@ -111,8 +108,7 @@ TEST(Values, CompareTheirTextsWithASCIILettersFolded) {
     const std::tuple<const char16_t*, const char*, const char16_t*> rows[] = {
         {u"/A.xml", "=", u"/a.XML"}, {u"/_RELS/a.RELS", "=", u"/_rels/A.rels"},
         {u"/a.xml", "<", u"/B.xml"}, {u"/C", ">", u"/b"},
-        {u"/a", "<", u"/a/b"},       {u"/a:b", ">", u"/a%3Ab"},
-    };
+        {u"/a", "<", u"/a/b"},       {u"/a:b", ">", u"/a%3Ab"}};
     for (const auto& [a, order, b] : rows) {
         EXPECT_EQ(orderOf(URI(a), URI(b)), order);
         EXPECT_EQ(orderOf(PartName(a), PartName(b)), order);
