@@ -87,6 +87,11 @@ bool matches(const ExceptedKind& kind, const Part& part, const Limits& limits) {
     }
 }
 
+/// Whether a program could take the package for an OpenDocument file by this item (OpenDocument 1.2 part 3 §3).
+bool isOfOpenDocument(const std::string& path) {
+    return path == "/mimetype" || path == "/content.xml" || path.starts_with("/meta-inf/");
+}
+
 Key keyOf(const Relationship& relationship) {
     return {toLowerASCIIString(relationship.getSourceURI().toString()), relationship.getID()};
 }
@@ -263,6 +268,8 @@ void Coverage::markExceptions() {
 
 void Coverage::exceptPart(const Part& part, const Link& link) {
     const std::string path = pathOf(part.getName());
+    if (isOfOpenDocument(path))
+        return;
     if (std::count_if(links_.begin(), links_.end(),
                       [&path](const Link& each) { return each.paths.count(path) != 0; }) == 1)
         parts_[part.getName()] = {Category::Excepted, link.key};

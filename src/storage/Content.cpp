@@ -76,10 +76,9 @@ void Content::append(const unsigned char* data, std::size_t size) {
 }
 
 void Content::spill(const unsigned char* data, std::size_t size) {
-    auto spilled = std::make_unique<SpilledContent>(area_, compression_);
-    spilled->append(bytes_.data(), bytes_.size());
-    spilled->append(data, size);
-    spilled_ = std::move(spilled);
+    spilled_ = std::make_unique<SpilledContent>(area_, compression_); // which remembers that it could not be written
+    spilled_->append(bytes_.data(), bytes_.size());
+    spilled_->append(data, size);
     area_->freeMemory(bytes_.size());
     std::vector<unsigned char>().swap(bytes_);
 }

@@ -2,6 +2,7 @@
 #include "storage/Zips.hpp"
 
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -107,6 +108,35 @@ TEST_F(FileSafety, ASavedFileKeepsItsModeAndItsOwnerAndANewOneHasTheModeThatTheU
     createAndSave(folder / "new.docx");
     EXPECT_TRUE(ownerAndModeOf(folder / "new.docx").ends_with(" 640"));
     ::umask(mask);
+}
+
+TEST_F(FileSafety, ASavedFileKeepsItsAccessListAndTheAttributesOfTheUser) {
+    const auto entry = [](unsigned char tag, unsigned char permissions, unsigned char user = 0xFF) {
+        return std::string{static_cast<char>(tag), 0, static_cast<char>(permissions), 0} +
+               (user == 0xFF ? std::string(4, '\xFF') : std::string{static_cast<char>(user), 0, 0, 0});
+    };
+    // Owner rw, user 7 r, group nothing, mask r, others nothing (acl(5), in the form of the kernel).
+    const std::string list =
+        std::string("\2\0\0\0", 4) + entry(1, 6) + entry(2, 4, 7) + entry(4, 0) + entry(16, 4) + entry(32, 0);
+    const auto attribute = [](const std::filesystem::path& path, const char* name) {
+        std::string value(1000, ' ');
+        const ssize_t size = ::getxattr(path.c_str(), name, value.data(), value.size());
+        return size < 0 ? "none" : value.substr(0, static_cast<std::size_t>(size));
+    };
+    const char* const access = "system.posix_acl_access";
+    if (::setxattr(file.c_str(), "user.note", "x", 1, 0) != 0 ||
+        ::setxattr(file.c_str(), access, list.data(), list.size(), 0) != 0)
+        GTEST_SKIP() << "the file system has no attributes or no access lists";
+    changeAndSave(file);
+    EXPECT_EQ(attribute(file, "user.note"), "x");
+    EXPECT_EQ(attribute(file, access), list);
+    // A list that the folder would give the new file is not taken.
+    ASSERT_EQ(::removexattr(file.c_str(), access), 0);
+    ASSERT_EQ(::chmod(file.c_str(), 0640), 0);
+    ASSERT_EQ(::setxattr(folder.path().c_str(), "system.posix_acl_default", list.data(), list.size(), 0), 0);
+    writeFile(file, original);
+    changeAndSave(file);
+    EXPECT_EQ(attribute(file, access), "none");
 }
 
 TEST_F(FileSafety, AnotherGroupGetsNoMoreThanEverybody) {

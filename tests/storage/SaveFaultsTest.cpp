@@ -265,8 +265,7 @@ TEST_F(SaveFaults, ContentThatDoesNotFitIsNeverSavedInPart) {
     const std::string text = someText(700000, 1, 256);
     auto& stream = *createPart(package, u"/a.xml", "")->getOutputStream();
     write(stream, text.substr(0, 500));
-    write(stream, text.substr(500, 1000));
-    fault = {2, ENOSPC};
+    fault = {1, ENOSPC};
     EXPECT_TRUE(
         failsWith(Errc::no_space_on_device, "book.docx: the temporary file in \"", [&] { write(stream, text); }));
     const std::function<void()> others[] = {[&] { write(stream, "more"); }, [&] { package.close(false); },

@@ -46,6 +46,11 @@ auto countingKey(const std::string& id) {
     return std::make_tuple(id.substr(0, digits), id.size() - digits, id.substr(digits));
 }
 
+/// As programs follow it that take dot segments out of absolute paths, too (RFC 3986 §5.2.2).
+std::u16string withoutDotSegments(const std::u16string& path) {
+    return path.starts_with(u"//") ? path : opc::model::resolve(URI(u"/"), URI(path)).getPath();
+}
+
 std::string resolvedText(const RelationshipEntry& entry) {
     if (!entry.resolved)
         return "-";
@@ -116,7 +121,8 @@ std::vector<RelationshipEntry> entriesLeadingTo(const PartName& name, OpenPackag
             return;
         for (const Relationship& relationship : source.getRelationships()) {
             const auto part = targetPartOf(relationship);
-            if (part && opc::caselessCompare(*part, name.toString()) == 0)
+            if (part && (opc::caselessCompare(*part, name.toString()) == 0 ||
+                         opc::caselessCompare(withoutDotSegments(*part), name.toString()) == 0))
                 entries.push_back(entryOf(relationship, partKeys));
         }
     });

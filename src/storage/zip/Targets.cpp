@@ -3,6 +3,7 @@
 
 #include "storage/Failure.hpp"
 #include "storage/FileAccess.hpp"
+#include "storage/FileAttributes.hpp"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -223,12 +224,15 @@ void FileTarget::keepOwnerAndMode() {
         return;
     }
     mode_t mode = old_->mode;
+    bool keepsGroup = true;
     if (::fchown(output_.get(), old_->user, old_->group) != 0) {
         mode &= 01777; // set-user-id and set-group-id would lend the rights of another owner
-        if (::fchown(output_.get(), static_cast<uid_t>(-1), old_->group) != 0) {
+        keepsGroup = ::fchown(output_.get(), static_cast<uid_t>(-1), old_->group) == 0;
+        if (!keepsGroup) {
             mode &= ~static_cast<mode_t>(070) | (mode & 07) << 3; // another group may do what everybody may
         }
     }
+    copyAttributes(file_, output_.get(), keepsGroup, label_);
     if (::fchmod(output_.get(), mode) != 0) {
         failWithErrno(errno, label_ + ": the mode of the file cannot be kept");
     }

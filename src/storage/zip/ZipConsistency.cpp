@@ -8,8 +8,8 @@
 
 #include <algorithm>
 #include <initializer_list>
+#include <map>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -301,8 +301,30 @@ void throwIfInconsistent(const Bytes& file, const ZipDirectory& directory, const
     ConsistencyCheck(file, directory, label).run();
 }
 
+namespace {
+
+using FoldedNames = std::map<std::string, std::pair<std::string, const void*>>;
+
+/// A reader that makes folders of names finds no item where it found a folder.
+void throwIfBelowItems(const FoldedNames& folded, const std::string& label) {
+    for (const auto& [text, entry] : folded) {
+        const std::string folder = text + '/';
+        auto below = folded.lower_bound(folder);
+        while (below != folded.end() && below->first.starts_with(folder) && below->second.second == entry.second) {
+            ++below;
+        }
+        const bool isFolder = entry.first.ends_with('/') || entry.first.ends_with('\\');
+        if (!isFolder && below != folded.end() && below->first.starts_with(folder)) {
+            fail(Errc::bad_message, label + ": " + inQuotes(below->second.first) + ": readers could take " +
+                                        inQuotes(entry.first) + " for the folder of this item");
+        }
+    }
+}
+
+} // namespace
+
 void throwIfNamesMeet(const ZipItems& items, const ZipArchive& archive, const std::string& label) {
-    std::unordered_map<std::string, std::pair<std::string, const void*>> folded;
+    FoldedNames folded;
     const auto add = [&](const std::string& name, const void* item) {
         for (const std::string& text : {detail::foldName(name), detail::foldName(withoutHiddenSegments(name))}) {
             const auto [known, isNew] = folded.try_emplace(text, name, item);
@@ -327,6 +349,7 @@ void throwIfNamesMeet(const ZipItems& items, const ZipArchive& archive, const st
             std::for_each(entry.pieces.begin(), entry.pieces.end(), addStored);
         }
     }
+    throwIfBelowItems(folded, label);
 }
 
 } // namespace opc::storage

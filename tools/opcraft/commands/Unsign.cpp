@@ -67,12 +67,33 @@ void throwIfCountersigned(const DigitalSignatureManager& manager, const std::vec
                               " is countersigned; --countersignature removes the countersignature too");
 }
 
+/// The origin goes with the last of these signatures, and with it what another producer related to it.
+void throwIfOriginIsShared(const DigitalSignatureManager& manager, const std::vector<DigitalSignature>& selected) {
+    if (selected.size() < manager.getSignatures().size())
+        return;
+    opc::model::URI target(u"/");
+    std::u16string id;
+    const opc::model::Part origin = manager.getSignatureOriginPart(target, id);
+    for (const opc::model::Relationship& relationship : origin.getRelationships()) {
+        const auto leadsTo = [&](const DigitalSignature& signature) {
+            return relationship.getTargetMode() == opc::model::TargetMode::Internal &&
+                   relationship.getTargetURI() == PartName(signature.getImpl()->partName).getURI();
+        };
+        if (std::none_of(selected.begin(), selected.end(), leadsTo))
+            throw Failure(ExitCode::NotProcessed, "", "",
+                          "the signature origin " + toUtf8(origin.getName().toString()) +
+                              " would go with its last signature, but its relationship " +
+                              toUtf8(relationship.getID()) + " leads to something else; --all removes all signatures");
+    }
+}
+
 ExitCode removeSome(UnsignOptions options, Console& console) {
     options.signatures = true;
     PackageChange change(options, console, ChangeSubject::Signatures);
     DigitalSignatureManager& manager = change.getPackage().getSignatureManager();
     const std::vector<DigitalSignature> selected = select(manager, options);
     throwIfCountersigned(manager, selected);
+    throwIfOriginIsShared(manager, selected);
     std::string text;
     for (const DigitalSignature& signature : selected) {
         text += "Removed " + escaped(toUtf8(signature.getName())) + '\n';

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "storage/FileAttributes.hpp"
+
+#include "storage/Failure.hpp"
+
+#include <sys/xattr.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <vector>
+
+namespace opc::storage {
+
+namespace {
+
+constexpr const char* ACCESS_LIST = "system.posix_acl_access";
+
+/// What a call gives that asks for its size first: nothing when there is none.
+template <class Call>
+std::vector<char> readAll(Call call) {
+    std::vector<char> bytes;
+    for (;;) {
+        const ssize_t size = call(nullptr, 0);
+        bytes.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
+        if (bytes.empty()) {
+            return bytes;
+        }
+        const ssize_t count = call(bytes.data(), bytes.size());
+        if (count >= 0) {
+            bytes.resize(static_cast<std::size_t>(count));
+            return bytes;
+        }
+        if (errno != ERANGE) { // else it grew meanwhile
+            return {};
+        }
+    }
+}
+
+} // namespace
+
+void copyAttributes(const std::filesystem::path& from, int to, bool keepsAccess, const std::string& label) {
+    ::fremovexattr(to, ACCESS_LIST);
+    const std::vector<char> names =
+        readAll([&](char* buffer, std::size_t size) { return ::listxattr(from.c_str(), buffer, size); });
+    for (auto name = names.begin(); name != names.end(); name = std::find(name, names.end(), '\0') + 1) {
+        const std::string each(name, std::find(name, names.end(), '\0'));
+        if (!each.starts_with("user.") && !(keepsAccess && each == ACCESS_LIST)) {
+            continue;
+        }
+        const std::vector<char> value = readAll(
+            [&](char* buffer, std::size_t size) { return ::getxattr(from.c_str(), each.c_str(), buffer, size); });
+        if (::fsetxattr(to, each.c_str(), value.data(), value.size(), 0) != 0) {
+            failWithErrno(errno, label + ": the attribute " + inQuotes(each) + " of the file cannot be kept");
+        }
+    }
+}
+
+} // namespace opc::storage
