@@ -154,11 +154,13 @@ std::string made(const std::string& name, const std::function<void(const fs::pat
 }
 
 std::string textFile() {
-    return made("text.zip", [](const fs::path& file) { writeHugeItem(file, HugeContent::Kind::Text, ZIP_CM_DEFLATE); });
+    return made(
+        "text.zip", [](const fs::path& file) { writeHugeItem(file, HugeContent::Kind::Text, ZIP_CM_DEFLATE); });
 }
 
 std::string noiseFile() {
-    return made("noise.zip", [](const fs::path& file) { writeHugeItem(file, HugeContent::Kind::Noise, ZIP_CM_STORE); });
+    return made(
+        "noise.zip", [](const fs::path& file) { writeHugeItem(file, HugeContent::Kind::Noise, ZIP_CM_STORE); });
 }
 
 std::string hugePackage() {

@@ -42,34 +42,40 @@ private:
 /// Looks up another thing each time, far from the last.
 template <class LookUp>
 void registerLookUp(const std::string& name, LookUp lookUp) {
-    benchmark::RegisterBenchmark(name.c_str(), [lookUp](benchmark::State& state) {
-        OpenPackage opened;
-        std::size_t number = 0;
-        for ([[maybe_unused]] auto iteration : state) {
-            benchmark::DoNotOptimize(lookUp(opened, number));
-            number += 337;
-        }
-    });
+    benchmark::RegisterBenchmark(
+        name.c_str(),
+        [lookUp](benchmark::State& state) {
+            OpenPackage opened;
+            std::size_t number = 0;
+            for ([[maybe_unused]] auto iteration : state) {
+                benchmark::DoNotOptimize(lookUp(opened, number));
+                number += 337;
+            }
+        });
 }
 
 } // namespace
 
 void registerLookUps() {
-    registerLookUp("look up a part among 10000", [](OpenPackage& opened, std::size_t number) {
-        return opened.package().getPart(opened.name(number));
-    });
-    registerLookUp("ask for a part among 10000", [](OpenPackage& opened, std::size_t number) {
-        return opened.package().hasPart(opened.name(number));
-    });
-    registerLookUp("look up a part by its text among 10000", [](OpenPackage& opened, std::size_t number) {
-        return opened.package().getPart(opened.name(number).toString());
-    });
-    registerLookUp("look up a relationship by ID", [](OpenPackage& opened, std::size_t number) {
-        return opened.related(number).getRelationshipByID(u"rId3");
-    });
-    registerLookUp("look up relationships by type", [](OpenPackage& opened, std::size_t number) {
-        return opened.related(number).getRelationshipsByType(u"http://example.org/relationships/page");
-    });
+    registerLookUp(
+        "look up a part among 10000",
+        [](OpenPackage& opened, std::size_t number) { return opened.package().getPart(opened.name(number)); });
+    registerLookUp(
+        "ask for a part among 10000",
+        [](OpenPackage& opened, std::size_t number) { return opened.package().hasPart(opened.name(number)); });
+    registerLookUp(
+        "look up a part by its text among 10000",
+        [](OpenPackage& opened, std::size_t number) {
+            return opened.package().getPart(opened.name(number).toString());
+        });
+    registerLookUp(
+        "look up a relationship by ID",
+        [](OpenPackage& opened, std::size_t number) { return opened.related(number).getRelationshipByID(u"rId3"); });
+    registerLookUp(
+        "look up relationships by type",
+        [](OpenPackage& opened, std::size_t number) {
+            return opened.related(number).getRelationshipsByType(u"http://example.org/relationships/page");
+        });
     registerLookUp("list all 10000 parts",
                    [](OpenPackage& opened, std::size_t /*number*/) { return opened.package().getParts(); });
 }

@@ -192,7 +192,8 @@ void compareOpened(const std::string& what, std::string (*file)(), int pairs, do
         {"sign " + what + " of an open package", "libzip and OpenSSL, twice", pairs, aim},
         [file, opening] {
             const std::vector<unsigned char> key = makeKey();
-            return step(opening(file(), OpenMode::ReadWrite), [key](const auto& opened) { signOpened(*opened, key); });
+            return step(
+                opening(file(), OpenMode::ReadWrite), [key](const auto& opened) { signOpened(*opened, key); });
         },
         [file] { return floorStep(file(), 2); });
     registerComparison(

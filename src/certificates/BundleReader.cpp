@@ -253,7 +253,7 @@ crypto::Bundle parse(const std::vector<unsigned char>& bytes, const ErrorScope& 
 BundleContent readBundle(const std::vector<unsigned char>& bytes, const std::string& password) {
     const ErrorScope errors;
     if (password.find('\0') != std::string::npos || password.size() > INT_MAX)
-        throw Exception("A password with a zero byte is no password of a PKCS#12 file.");
+        throw Exception("The password of a PKCS#12 file cannot contain a zero byte.");
     const crypto::Bundle bundle = parse(bytes, errors);
     Reader reader(password, errors);
     reader.checkMac(bundle.get());

@@ -7,7 +7,7 @@ namespace opc::certificates {
 
 void CertificateValidationOptions::setPointInTime(const boost::posix_time::ptime& utc) {
     if (utc.is_infinity())
-        throw Exception("An infinity is no point in time.");
+        throw Exception("An infinite time is not a point in time.");
     pointInTime_ = utc;
 }
 

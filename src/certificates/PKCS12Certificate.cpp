@@ -17,12 +17,11 @@ struct PKCS12Certificate::Impl {
 PKCS12Certificate::PKCS12Certificate(const std::vector<unsigned char>& bytes, const std::string& password) {
     BundleContent content = readBundle(bytes, password);
     auto impl = std::make_shared<Impl>();
-    for (const X509Certificate& certificate : content.certificates) {
+    for (const X509Certificate& certificate : content.certificates)
         if (impl->certificate.isEmpty() && isKeyOf(content.privateKey, certificate))
             impl->certificate = certificate;
         else
             impl->chain.add(certificate);
-    }
     impl->privateKey = std::move(content.privateKey);
     impl_ = std::move(impl);
 }

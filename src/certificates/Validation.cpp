@@ -49,7 +49,7 @@ int checkAlone(X509* certificate, const CertificateValidationOptions& options) {
 
 crypto::Store makeStore(const TrustStore& trust, const ErrorScope& errors) {
     crypto::Store store(X509_STORE_new());
-    errors.require(store != nullptr, "There is no store of certificates");
+    errors.require(store != nullptr, "The certificate store cannot be created");
     for (const X509Certificate& certificate : trust.getCertificates())
         errors.require(X509_STORE_add_cert(store.get(), certificate.getImpl().get()) > 0,
                        "A certificate cannot be trusted");
@@ -61,9 +61,10 @@ crypto::Store makeStore(const TrustStore& trust, const ErrorScope& errors) {
 
 crypto::BorrowedCertificates makeStack(const X509CertificateChain& chain, const ErrorScope& errors) {
     crypto::BorrowedCertificates stack(sk_X509_new_null());
-    errors.require(stack != nullptr, "There is no list of certificates");
+    errors.require(stack != nullptr, "The certificate list cannot be created");
     for (const X509Certificate& certificate : chain.getCertificates())
-        errors.require(sk_X509_push(stack.get(), certificate.getImpl().get()) > 0, "There is no list of certificates");
+        errors.require(sk_X509_push(stack.get(), certificate.getImpl().get()) > 0,
+                       "The certificate list cannot be created");
     return stack;
 }
 
@@ -78,10 +79,9 @@ void setParameters(X509_VERIFY_PARAM* parameters, const CertificateValidationOpt
 
 /// Checks the path without its two ends. The trust anchor may have any purpose.
 bool isMadeForSignatures(STACK_OF(X509) * path) {
-    for (int i = 1; i + 1 < sk_X509_num(path); ++i) {
+    for (int i = 1; i + 1 < sk_X509_num(path); ++i)
         if (!isForMoreThanAuthentication(sk_X509_value(path, i)))
             return false;
-    }
     return true;
 }
 

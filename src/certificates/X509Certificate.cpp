@@ -120,10 +120,9 @@ X509Certificate X509Certificate::fromDER(const std::vector<unsigned char>& der) 
 }
 
 X509Certificate X509Certificate::fromPEM(const std::string& text) {
-    for (const crypto::PemBlock& block : crypto::readPem(text)) {
+    for (const crypto::PemBlock& block : crypto::readPem(text))
         if (block.label == "CERTIFICATE")
             return fromDER(block.bytes.get());
-    }
     throw Exception("The PEM text holds no certificate.");
 }
 

@@ -15,10 +15,9 @@ X509CertificateChain::X509CertificateChain(std::vector<X509Certificate> certific
 
 X509CertificateChain X509CertificateChain::fromPEM(const std::string& text) {
     X509CertificateChain chain;
-    for (const crypto::PemBlock& block : crypto::readPem(text)) {
+    for (const crypto::PemBlock& block : crypto::readPem(text))
         if (block.label == "CERTIFICATE")
             chain.add(X509Certificate::fromDER(block.bytes.get()));
-    }
     if (chain.isEmpty())
         throw Exception("The PEM text holds no certificate.");
     return chain;

@@ -26,9 +26,8 @@ std::string decode(std::string_view name) {
         text += c;
         while (text.size() >= 3) {
             const int byte = escapedByte<char>(text, text.size() - 3);
-            if (byte < 0) {
+            if (byte < 0)
                 break;
-            }
             text.resize(text.size() - 3);
             text += static_cast<char>(byte);
         }
@@ -38,9 +37,8 @@ std::string decode(std::string_view name) {
 
 std::string fromLatin1(std::string_view text) {
     std::u16string wide;
-    for (const char c : text) {
+    for (const char c : text)
         wide += static_cast<unsigned char>(c);
-    }
     return toUTF8String(wide);
 }
 
@@ -52,13 +50,11 @@ std::optional<std::string> limitCombining(std::string_view text) {
         utf8proc_int32_t character = 0;
         const utf8proc_ssize_t size = utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
                                                        static_cast<utf8proc_ssize_t>(text.size()), &character);
-        if (size <= 0) {
+        if (size <= 0)
             return std::nullopt;
-        }
         combining = utf8proc_get_property(character)->combining_class != 0 ? combining + 1 : 0;
-        if (combining <= MAXIMUM_COMBINING) {
+        if (combining <= MAXIMUM_COMBINING)
             result.append(text.substr(0, static_cast<std::size_t>(size)));
-        }
         text.remove_prefix(static_cast<std::size_t>(size));
     }
     return result;
@@ -67,18 +63,16 @@ std::optional<std::string> limitCombining(std::string_view text) {
 /// @return nothing for what is no UTF-8.
 std::optional<std::string> normalize(std::string_view name) {
     const std::optional<std::string> text = limitCombining(name);
-    if (!text) {
+    if (!text)
         return std::nullopt;
-    }
     constexpr auto options = static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_COMPAT | UTF8PROC_COMPOSE |
                                                             UTF8PROC_CASEFOLD | UTF8PROC_IGNORE | UTF8PROC_STRIPCC);
     utf8proc_uint8_t* raw = nullptr;
     const utf8proc_ssize_t size = utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(text->data()),
                                                static_cast<utf8proc_ssize_t>(text->size()), &raw, options);
     const std::unique_ptr<utf8proc_uint8_t, decltype(&std::free)> owner(raw, &std::free);
-    if (size < 0) {
+    if (size < 0)
         throw std::bad_alloc(); // nothing else can be wrong with it
-    }
     return std::string(reinterpret_cast<const char*>(raw), static_cast<std::size_t>(size));
 }
 
@@ -93,17 +87,15 @@ std::string foldPath(std::string_view path) {
         const std::size_t end = std::min(path.find('/', start), path.size());
         const std::string_view segment = trim(path.substr(start, end - start));
         const std::string_view kept = segment.substr(0, segment.find_last_not_of(" .") + 1);
-        if (segment == ".." && !segments.empty()) {
+        if (segment == ".." && !segments.empty())
             segments.pop_back();
-        } else if (!kept.empty()) {
+        else if (!kept.empty())
             segments.push_back(kept);
-        }
         start = end + 1;
     }
     std::string result;
-    for (const std::string_view segment : segments) {
+    for (const std::string_view segment : segments)
         result.append(result.empty() ? "" : "/").append(segment);
-    }
     return result;
 }
 
@@ -113,9 +105,8 @@ std::string foldName(std::string_view name) {
     std::string decoded = decode(name);
     decoded.resize(std::min(decoded.find('\0'), decoded.size())); // where many end a text
     std::optional<std::string> text = normalize(decoded);
-    if (!text) {
+    if (!text)
         text = normalize(fromLatin1(decoded));
-    }
     std::replace(text->begin(), text->end(), '\\', '/');
     return foldPath(*text);
 }

@@ -14,10 +14,9 @@ constexpr std::u16string_view relationshipsExtension = u".rels";
 
 /// True for the characters of a path, and with "?" those of a query or a fragment (RFC 3986 §3.3 to §3.5).
 bool isMadeOfPathCharacters(std::u16string_view text, bool questionMarkToo) noexcept {
-    for (std::size_t i = 0; i < text.size(); ++i) {
+    for (std::size_t i = 0; i < text.size(); ++i)
         if (!isPathCharacter(text[i]) && escapedByte(text, i) < 0 && !(questionMarkToo && text[i] == u'?'))
             return false;
-    }
     return true;
 }
 

@@ -145,7 +145,7 @@ std::u16string toString(std::wstring_view text) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         const auto value = static_cast<char32_t>(text[i]);
         if (!isScalarValue(value))
-            throwMalformed("The wide text holds a value that is no Unicode character", i);
+            throwMalformed("The wide text holds a value that is not a Unicode character", i);
         appendUTF16(result, value);
     }
     return result;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <opc/core/Exception.hpp>
 #include <opc/core/Time.hpp>
+
+#include <opc/core/Exception.hpp>
 
 #include <boost/date_time/gregorian/gregorian_types.hpp>
 

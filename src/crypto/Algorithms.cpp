@@ -41,7 +41,7 @@ const char* nameOf(DigestAlgorithm digest) {
     case DigestAlgorithm::SHA512:
         return "SHA512";
     }
-    throw Exception("There is no such digest algorithm.");
+    throw Exception("Unknown digest algorithm.");
 }
 
 EVP_PKEY_CTX* startSignature(DigestContext& context, decltype(&EVP_DigestSignInit_ex) initialize, const Key& key,

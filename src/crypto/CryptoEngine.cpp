@@ -69,7 +69,7 @@ RSAPaddingMode CryptoEngine::getDefaultRSASigningPaddingMode() noexcept {
 std::vector<unsigned char> CryptoEngine::generateRandomBytes(std::size_t count) {
     const ErrorScope errors;
     std::vector<unsigned char> bytes(count);
-    errors.require(RAND_bytes_ex(libraryContext(), bytes.data(), count, 0) > 0, "There are no random bytes");
+    errors.require(RAND_bytes_ex(libraryContext(), bytes.data(), count, 0) > 0, "Random bytes cannot be generated");
     return bytes;
 }
 

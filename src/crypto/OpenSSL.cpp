@@ -23,10 +23,9 @@ OSSL_LIB_CTX* makeContext(std::initializer_list<const char*> providers) {
     const ErrorScope errors;
     Context context(OSSL_LIB_CTX_new());
     errors.require(context != nullptr, "OpenSSL has no library context");
-    for (const char* provider : providers) {
+    for (const char* provider : providers)
         if (!OSSL_PROVIDER_load(context.get(), provider))
             errors.fail(std::string("OpenSSL's ") + provider + " provider cannot be loaded");
-    }
     return context.release();
 }
 

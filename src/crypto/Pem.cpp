@@ -55,7 +55,7 @@ std::vector<PemBlock> readPem(std::string_view text) {
     if (text.empty())
         return {};
     const Bio input(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
-    errors.require(input != nullptr, "There is no memory stream");
+    errors.require(input != nullptr, "A memory stream cannot be created");
     std::vector<PemBlock> blocks;
     for (;;) {
         RawBlock raw;

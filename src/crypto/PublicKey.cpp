@@ -208,10 +208,12 @@ void throwIfUnusableRSANumbers(const BIGNUM* modulus, const BIGNUM* exponent) {
 }
 
 Key makeRSAPublicKey(const BIGNUM* modulus, const BIGNUM* exponent, const ErrorScope& errors) {
-    return makeKey("RSA", errors, [&](OSSL_PARAM_BLD* builder) {
-        return OSSL_PARAM_BLD_push_BN(builder, OSSL_PKEY_PARAM_RSA_N, modulus) &&
-               OSSL_PARAM_BLD_push_BN(builder, OSSL_PKEY_PARAM_RSA_E, exponent);
-    });
+    return makeKey(
+        "RSA", errors,
+        [&](OSSL_PARAM_BLD* builder) {
+            return OSSL_PARAM_BLD_push_BN(builder, OSSL_PKEY_PARAM_RSA_N, modulus) &&
+                   OSSL_PARAM_BLD_push_BN(builder, OSSL_PKEY_PARAM_RSA_E, exponent);
+        });
 }
 
 Bytes encodePublicKey(const EVP_PKEY* key, const ErrorScope& errors) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <opc/crypto/RSAPublicKey.hpp>
+
 #include <opc/crypto/UnsupportedKeySize.hpp>
 
 #include "crypto/Pem.hpp"
@@ -109,10 +110,9 @@ RSAPublicKey RSAPublicKey::fromDER(const std::vector<unsigned char>& der) {
 RSAPublicKey RSAPublicKey::fromPEMOrDER(const std::vector<unsigned char>& bytes) {
     if (!looksLikePem(bytes))
         return fromDER(bytes);
-    for (const PemBlock& block : readPem(asText(bytes))) {
+    for (const PemBlock& block : readPem(asText(bytes)))
         if (block.label == "PUBLIC KEY" || block.label == "RSA PUBLIC KEY")
             return RSAPublicKey(readPublicKey(block.bytes.get(), NOT_IN_PEM));
-    }
     throw Exception("The PEM file holds no public key.");
 }
 

@@ -25,12 +25,11 @@ constexpr bool isMapped(char character) noexcept {
 std::string mapToURI(std::string_view utf8) {
     std::string mapped;
     mapped.reserve(utf8.size());
-    for (const char character : utf8) {
+    for (const char character : utf8)
         if (isMapped(character))
             detail::appendEscape(mapped, static_cast<unsigned char>(character));
         else
             mapped += character;
-    }
     return mapped;
 }
 
@@ -38,7 +37,7 @@ std::string toURIForm(std::u16string_view text, Form form) {
     // The conversion to UTF-8 finds unpaired surrogates.
     const auto found = std::find_if_not(text.begin(), text.end(), detail::isXMLUnit);
     if (found != text.end())
-        throw Exception("The text is no IRI: XML does not allow the character at position " +
+        throw Exception("The text is not an IRI: XML does not allow the character at position " +
                         std::to_string(found - text.begin()) + ".");
     std::string utf8 = detail::toUTF8String(text);
     return form == Form::Leiri ? mapToURI(utf8) : utf8;
@@ -47,7 +46,8 @@ std::string toURIForm(std::u16string_view text, Form form) {
 /// Most names of parts and most targets are made of unreserved characters and slashes; these are always a URI
 /// reference.
 bool isPlainPath(const std::string& text) noexcept {
-    return std::all_of(text.begin(), text.end(), [](char32_t c) { return detail::isUnreserved(c) || c == U'/'; });
+    return std::all_of(
+        text.begin(), text.end(), [](char32_t c) { return detail::isUnreserved(c) || c == U'/'; });
 }
 
 void throwIfNotURIReference(const std::string& text) {
@@ -60,7 +60,7 @@ void throwIfNotURIReference(const std::string& text) {
     if (code == URI_ERROR_MALLOC)
         throw std::bad_alloc();
     if (code != URI_SUCCESS)
-        throw Exception("The text is no URI reference: it breaks the syntax of RFC 3986 at position " +
+        throw Exception("The text is not a URI reference: it breaks the syntax of RFC 3986 at position " +
                         std::to_string(error == nullptr ? 0 : error - text.data()) + " of its URI form.");
 }
 

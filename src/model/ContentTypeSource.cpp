@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "model/ContentTypeSource.hpp"
+
 #include <opc/core/ByteArrayInAdaptor.hpp>
 #include <opc/core/ByteArrayOutAdaptor.hpp>
 #include <opc/core/Characters.hpp>
@@ -12,7 +14,6 @@
 #include <opc/xml/XercesHelper.hpp>
 
 #include "errors/ErrorPlaces.hpp"
-#include "model/ContentTypeSource.hpp"
 #include "model/ItemBytes.hpp"
 #include "model/WellKnown.hpp"
 #include "xml/BoundedParser.hpp"

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <opc/model/DataManager.hpp>
+
 #include <opc/model/Package.hpp>
 
 namespace opc::model {

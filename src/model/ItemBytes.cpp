@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "model/ItemBytes.hpp"
+
 #include <opc/core/InputStream.hpp>
 #include <opc/core/OutputStream.hpp>
-
-#include "model/ItemBytes.hpp"
 
 #include <array>
 
@@ -28,14 +28,16 @@ void withClosing(Stream& stream, Action action) {
 } // namespace
 
 void readItem(InputStream& stream, const std::function<bool(const unsigned char*, std::size_t)>& take) {
-    withClosing(stream, [&] {
-        stream.open();
-        std::array<unsigned char, 32 * 1024> block;
-        unsigned long count = 0;
-        do
-            count = stream.read(block.data(), block.size());
-        while (count != 0 && take(block.data(), count));
-    });
+    withClosing(
+        stream,
+        [&] {
+            stream.open();
+            std::array<unsigned char, 32 * 1024> block;
+            unsigned long count = 0;
+            do
+                count = stream.read(block.data(), block.size());
+            while (count != 0 && take(block.data(), count));
+        });
 }
 
 std::vector<unsigned char> readXmlItem(InputStream& stream, std::uint64_t maximumSize) {

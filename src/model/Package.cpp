@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <opc/model/Package.hpp>
+
 #include <opc/core/Strings.hpp>
 #include <opc/core/interfaces/IPhysicalPackage.hpp>
 #include <opc/core/interfaces/IPhysicalPart.hpp>
 #include <opc/errors/Errors.hpp>
 #include <opc/model/ContentType.hpp>
 #include <opc/model/DataManager.hpp>
-#include <opc/model/Package.hpp>
 
 #include "errors/ErrorPlaces.hpp"
 #include "model/ContentTypeSource.hpp"

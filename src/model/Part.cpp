@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <opc/model/Part.hpp>
+
 #include <opc/core/interfaces/IPhysicalPart.hpp>
 #include <opc/errors/Errors.hpp>
-#include <opc/model/Part.hpp>
 #include <opc/model/PhysicalInputStream.hpp>
 #include <opc/model/PhysicalOutputStream.hpp>
 

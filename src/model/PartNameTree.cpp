@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "model/PartNameTree.hpp"
+
 #include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
-
-#include "model/PartNameTree.hpp"
 
 #include <vector>
 

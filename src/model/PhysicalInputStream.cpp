@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <opc/core/interfaces/IPhysicalInputStream.hpp>
 #include <opc/model/PhysicalInputStream.hpp>
+
+#include <opc/core/interfaces/IPhysicalInputStream.hpp>
 
 namespace opc::model {
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <opc/core/interfaces/IPhysicalOutputStream.hpp>
 #include <opc/model/PhysicalOutputStream.hpp>
+
+#include <opc/core/interfaces/IPhysicalOutputStream.hpp>
 
 namespace opc::model {
 

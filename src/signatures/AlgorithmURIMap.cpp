@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <opc/core/Exception.hpp>
 #include <opc/signatures/AlgorithmURIMap.hpp>
+
+#include <opc/core/Exception.hpp>
 
 #include <algorithm>
 #include <map>

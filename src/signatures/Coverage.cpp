@@ -129,8 +129,8 @@ std::set<std::string> pathsOf(const Relationship& relationship) {
 bool isEmpty(const Part& part) {
     bool empty = true;
     try {
-        readItem(*part.getInputStream(),
-                 [&empty](const unsigned char*, std::size_t size) { return empty = size == 0; });
+        readItem(
+            *part.getInputStream(), [&empty](const unsigned char*, std::size_t size) { return empty = size == 0; });
     } catch (const Exception&) { // unknown
         return false;
     }
@@ -158,9 +158,9 @@ private:
     /// Whether the manifest is the one that was signed. Its references may be invalid.
     static bool isManifestAuthentic(const SignatureReport& report) {
         return report.signatureValueHolds &&
-               std::all_of(report.references.begin(), report.references.end(), [](const ReferenceReport& each) {
-                   return each.kind != ReferenceKind::Object || each.holds();
-               });
+               std::all_of(
+                   report.references.begin(), report.references.end(),
+                   [](const ReferenceReport& each) { return each.kind != ReferenceKind::Object || each.holds(); });
     }
 
     void add(const ReferenceReport& reference) {

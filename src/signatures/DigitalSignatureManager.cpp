@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <opc/signatures/DigitalSignatureManager.hpp>
+
 #include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
-#include <opc/signatures/DigitalSignatureManager.hpp>
 
 #include "errors/ErrorPlaces.hpp"
 #include "signatures/ManifestTarget.hpp"

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <opc/signatures/DigitalSignatureManager.hpp>
+
 #include <opc/errors/Errors.hpp>
 #include <opc/model/coreproperties/PackageHelper.hpp>
-#include <opc/signatures/DigitalSignatureManager.hpp>
 
 #include "signatures/PackageGuards.hpp"
 #include "signatures/PackageSigner.hpp"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <opc/errors/Errors.hpp>
 #include <opc/signatures/DigitalSignatureManager.hpp>
+
+#include <opc/errors/Errors.hpp>
 
 #include "signatures/PackageGuards.hpp"
 #include "signatures/PackageSigner.hpp"

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "signatures/ManifestTarget.hpp"
+
 #include "signatures/SignatureFormRules.hpp"
 
 #include <opc/core/Strings.hpp>

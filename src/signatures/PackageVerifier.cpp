@@ -129,8 +129,8 @@ std::vector<SignatureReport> PackageVerifier::examineAll(const std::vector<Digit
 std::vector<SignatureReport> PackageVerifier::examineAll(const std::vector<DigitalSignature>& signatures,
                                                          const CertificateValidationOptions& options,
                                                          const TrustStore& trustStore) {
-    return examineEach(signatures,
-                       [&](const DigitalSignature& signature) { return examine(signature, options, trustStore); });
+    return examineEach(
+        signatures, [&](const DigitalSignature& signature) { return examine(signature, options, trustStore); });
 }
 
 DigitalSignatureVerificationStatus toStatus(const SignatureReport& report,

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "signatures/PartDigester.hpp"
+
 #include "model/ItemBytes.hpp"
 #include "signatures/Digests.hpp"
 
@@ -124,10 +125,12 @@ std::vector<unsigned char> PartDigester::compute(const Part& part, DigestMethod 
     }
     crypto::DigestEngine& digest = engine(method);
     try {
-        readItem(*part.getInputStream(), [&digest](const unsigned char* data, std::size_t size) {
-            digest.update(data, size);
-            return true;
-        });
+        readItem(
+            *part.getInputStream(),
+            [&digest](const unsigned char* data, std::size_t size) {
+                digest.update(data, size);
+                return true;
+            });
     } catch (...) {
         engines_.erase(method); // its state is that of a partial read
         throw;

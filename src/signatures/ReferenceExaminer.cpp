@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "signatures/ReferenceExaminer.hpp"
+
 #include "signatures/Base64.hpp"
 #include "signatures/ManifestTarget.hpp"
 #include "signatures/ObjectText.hpp"
@@ -65,7 +66,7 @@ void compareDigests(const std::vector<unsigned char>& found, ReferenceReport& re
         return;
     const auto claimed = fromBase64(report.claimedDigest); // which may contain white space
     if (!claimed)
-        throw Finding{ReferenceVerdict::DigestDiffers, "the digest in the signature is no base64"};
+        throw Finding{ReferenceVerdict::DigestDiffers, "the digest in the signature is not base64"};
     if (*claimed != found)
         throw Finding{ReferenceVerdict::DigestDiffers, "this is not what was signed: the digests differ"};
 }

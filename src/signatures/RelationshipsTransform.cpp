@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "signatures/RelationshipsTransform.hpp"
+
 #include "model/WellKnown.hpp"
 #include "signatures/SignatureOrigin.hpp"
 #include "xml/CanonicalXml.hpp"

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "signatures/SignatureDocumentReader.hpp"
+
 #include <opc/core/ByteArrayInAdaptor.hpp>
 #include <opc/core/Strings.hpp>
 #include <opc/core/Time.hpp>
@@ -8,7 +10,6 @@
 
 #include "errors/ErrorPlaces.hpp"
 #include "model/ItemBytes.hpp"
-#include "signatures/SignatureDocumentReader.hpp"
 #include "signatures/SignatureDocumentWriter.hpp"
 #include "signatures/SignatureFormRules.hpp"
 #include "signatures/SignatureKeys.hpp"
@@ -414,7 +415,7 @@ private:
         trace_(" and Value = ", property.value);
         data_.signedTime = convertStringToTime(property.value);
         if (data_.signedTime.is_special())
-            refuse("XML signature: the time of the signature is no time: " + narrow(property.value));
+            refuse("XML signature: the time of the signature is not a time: " + narrow(property.value));
         trace_("Time after conversion: ", convertTimeToString(data_.signedTime));
     }
 

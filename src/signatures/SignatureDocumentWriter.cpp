@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "signatures/SignatureDocumentWriter.hpp"
+
 #include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
 
 #include "signatures/Base64.hpp"
-#include "signatures/SignatureDocumentWriter.hpp"
 #include "signatures/SignatureFormRules.hpp"
 #include "signatures/XmlText.hpp"
 

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "signatures/SignatureKeys.hpp"
+
 #include <opc/core/Strings.hpp>
 #include <opc/crypto/CryptoEngine.hpp>
 #include <opc/crypto/UnsupportedKeySize.hpp>
@@ -8,7 +10,6 @@
 #include "signatures/Base64.hpp"
 #include "signatures/Digests.hpp"
 #include "signatures/SignatureDocumentWriter.hpp"
-#include "signatures/SignatureKeys.hpp"
 
 #include <algorithm>
 #include <utility>

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <opc/signatures/SignatureMethod.hpp>
+
 #include <opc/core/Exception.hpp>
 #include <opc/crypto/RSAPublicKey.hpp>
-#include <opc/signatures/SignatureMethod.hpp>
 
 #include <algorithm>
 #include <iterator>

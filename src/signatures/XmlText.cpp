@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "signatures/XmlText.hpp"
+
 #include "xml/CanonicalXml.hpp"
 #include "xml/XmlBounds.hpp"
 

@@ -20,9 +20,8 @@ struct CaselessHash {
     using is_transparent = void;
     std::size_t operator()(std::u16string_view text) const noexcept {
         std::uint64_t hash = 0xCBF29CE484222325; // FNV-1a
-        for (const char16_t c : text) {
+        for (const char16_t c : text)
             hash = (hash ^ detail::toLowerASCII(c)) * 0x100000001B3;
-        }
         return hash;
     }
 };

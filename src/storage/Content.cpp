@@ -35,9 +35,8 @@ private:
     void skip() {
         std::array<unsigned char, 4096> buffer;
         std::uint64_t left = position_;
-        while (left > 0) {
+        while (left > 0)
             left -= spilled_->read(buffer.data(), std::min<std::uint64_t>(left, buffer.size()));
-        }
     }
 
     std::shared_ptr<const Content> content_;
@@ -51,9 +50,8 @@ Content::Content(std::shared_ptr<SpillArea> area, interfaces::CompressionType co
     : area_(std::move(area)), compression_(compression) {}
 
 Content::~Content() {
-    if (area_) {
+    if (area_)
         area_->freeMemory(bytes_.size());
-    }
 }
 
 void Content::append(const unsigned char* data, std::size_t size) {
@@ -68,9 +66,8 @@ void Content::append(const unsigned char* data, std::size_t size) {
     try {
         bytes_.insert(bytes_.end(), data, data + size);
     } catch (...) {
-        if (area_) {
+        if (area_)
             area_->freeMemory(size);
-        }
         throw;
     }
 }
@@ -84,9 +81,8 @@ void Content::spill(const unsigned char* data, std::size_t size) {
 }
 
 void Content::finish() {
-    if (spilled_) {
+    if (spilled_)
         spilled_->finish();
-    }
 }
 
 std::uint64_t Content::size() const {

@@ -22,18 +22,16 @@ constexpr std::uint64_t LOOK_AHEAD = 262;
 /// The least window that holds all that comes.
 int windowBitsFor(std::uint64_t size) {
     int bits = MINIMUM_WINDOW_BITS;
-    while (bits < MAXIMUM_WINDOW_BITS && (std::uint64_t(1) << bits) - LOOK_AHEAD < size) {
+    while (bits < MAXIMUM_WINDOW_BITS && (std::uint64_t(1) << bits) - LOOK_AHEAD < size)
         ++bits;
-    }
     return bits;
 }
 
 /// The least level at which all that comes is one block, and the hash table has room for every place in it.
 int memoryLevelFor(std::uint64_t size) {
     int level = 1;
-    while (level < MAXIMUM_MEMORY_LEVEL && std::uint64_t(64) << level < size) {
+    while (level < MAXIMUM_MEMORY_LEVEL && std::uint64_t(64) << level < size)
         ++level;
-    }
     return level;
 }
 
@@ -59,9 +57,8 @@ struct Deflater::State {
 Deflater::Deflater(int level, std::uint64_t size) : state_(std::make_unique_for_overwrite<State>()) {
     // Negative bits: without header and checksum.
     if (deflateInit2(&state_->stream, level, Z_DEFLATED, -windowBitsFor(size), memoryLevelFor(size),
-                     Z_DEFAULT_STRATEGY) != Z_OK) {
+                     Z_DEFAULT_STRATEGY) != Z_OK)
         throw std::bad_alloc();
-    }
 }
 
 Deflater::~Deflater() {
@@ -69,9 +66,8 @@ Deflater::~Deflater() {
 }
 
 void Deflater::deflate(const unsigned char* data, std::size_t size, Ending ending, std::vector<unsigned char>& out) {
-    for (; size > MAXIMUM_CHUNK; size -= MAXIMUM_CHUNK, data += MAXIMUM_CHUNK) {
+    for (; size > MAXIMUM_CHUNK; size -= MAXIMUM_CHUNK, data += MAXIMUM_CHUNK)
         deflateChunk(data, MAXIMUM_CHUNK, Z_NO_FLUSH, out);
-    }
     deflateChunk(data, size, flushFor(ending), out);
 }
 

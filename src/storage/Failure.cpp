@@ -19,11 +19,10 @@ std::string inQuotes(std::string_view name) {
     std::string text = "\"";
     for (const char c : name) {
         const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x20 || byte == 0x7F) {
+        if (byte < 0x20 || byte == 0x7F)
             detail::appendEscape(text, byte);
-        } else {
+        else
             text += c;
-        }
     }
     return text + '"';
 }

@@ -17,12 +17,10 @@ std::size_t readFileAt(int file, std::uint64_t offset, unsigned char* buffer, st
     std::size_t done = 0;
     while (done < size) {
         const ssize_t count = ::pread(file, buffer + done, size - done, static_cast<off_t>(offset + done));
-        if (count == 0) {
+        if (count == 0)
             break;
-        }
-        if (count < 0 && errno != EINTR) {
+        if (count < 0 && errno != EINTR)
             failWithErrno(errno, label + ": cannot be read");
-        }
         done += count < 0 ? 0 : static_cast<std::size_t>(count);
     }
     return done;
@@ -33,9 +31,8 @@ void writeFileAt(int file, std::uint64_t offset, const unsigned char* data, std:
     while (size > 0) {
         const ssize_t count = ::pwrite(file, data, size, static_cast<off_t>(offset));
         if (count < 0) {
-            if (errno == EINTR) {
+            if (errno == EINTR)
                 continue;
-            }
             failWithErrno(errno, label + ": cannot be written");
         }
         data += count;
@@ -50,12 +47,10 @@ bool lockFile(int file, std::chrono::milliseconds wait) {
     const auto end = steady_clock::now() + wait;
     std::chrono::milliseconds pause(1);
     while (::flock(file, LOCK_EX | LOCK_NB) != 0) {
-        if (errno != EWOULDBLOCK && errno != EINTR) {
+        if (errno != EWOULDBLOCK && errno != EINTR)
             return true; // EBADF, ENOLCK, EOPNOTSUPP, …
-        }
-        if (steady_clock::now() >= end) {
+        if (steady_clock::now() >= end)
             return false;
-        }
         std::this_thread::sleep_for(pause);
         pause = std::min(2 * pause, longest);
     }

@@ -22,17 +22,15 @@ std::vector<char> readAll(Call call) {
     for (;;) {
         const ssize_t size = call(nullptr, 0);
         bytes.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
-        if (bytes.empty()) {
+        if (bytes.empty())
             return bytes;
-        }
         const ssize_t count = call(bytes.data(), bytes.size());
         if (count >= 0) {
             bytes.resize(static_cast<std::size_t>(count));
             return bytes;
         }
-        if (errno != ERANGE) { // else it grew meanwhile
+        if (errno != ERANGE) // else it grew meanwhile
             return {};
-        }
     }
 }
 
@@ -44,14 +42,12 @@ void copyAttributes(const std::filesystem::path& from, int to, bool keepsAccess,
         readAll([&](char* buffer, std::size_t size) { return ::listxattr(from.c_str(), buffer, size); });
     for (auto name = names.begin(); name != names.end(); name = std::find(name, names.end(), '\0') + 1) {
         const std::string each(name, std::find(name, names.end(), '\0'));
-        if (!each.starts_with("user.") && !(keepsAccess && each == ACCESS_LIST)) {
+        if (!each.starts_with("user.") && !(keepsAccess && each == ACCESS_LIST))
             continue;
-        }
         const std::vector<char> value = readAll(
             [&](char* buffer, std::size_t size) { return ::getxattr(from.c_str(), each.c_str(), buffer, size); });
-        if (::fsetxattr(to, each.c_str(), value.data(), value.size(), 0) != 0) {
+        if (::fsetxattr(to, each.c_str(), value.data(), value.size(), 0) != 0)
             failWithErrno(errno, label + ": the attribute " + inQuotes(each) + " of the file cannot be kept");
-        }
     }
 }
 

@@ -18,9 +18,8 @@ public:
         return *this;
     }
     ~FileDescriptor() {
-        if (isOpen()) {
+        if (isOpen())
             ::close(number_);
-        }
     }
 
     bool isOpen() const { return number_ >= 0; }

@@ -20,9 +20,8 @@ namespace fs = std::filesystem;
 /// What is large goes where systems keep large temporary files: /tmp is often memory.
 fs::path largeFilesFolder() {
     const char* chosen = std::getenv("TMPDIR");
-    if (chosen && *chosen) {
+    if (chosen && *chosen)
         return chosen;
-    }
     std::error_code ignored;
     return fs::is_directory("/var/tmp", ignored) ? "/var/tmp" : "/tmp";
 }
@@ -31,9 +30,8 @@ fs::path largeFilesFolder() {
 FileDescriptor createAndUnlink(const fs::path& folder) {
     std::string name = (folder / "opcraft-XXXXXX").string();
     FileDescriptor file(::mkostemp(name.data(), O_CLOEXEC));
-    if (file.isOpen()) {
+    if (file.isOpen())
         ::unlink(name.c_str());
-    }
     return file;
 }
 
@@ -43,9 +41,8 @@ SpillArea::SpillArea(std::string label, std::uint64_t memory, fs::path folder)
     : label_(std::move(label)), memory_(memory), folder_(std::move(folder)) {}
 
 bool SpillArea::reserveMemory(std::uint64_t size) noexcept {
-    if (size > memory_ || used_ > memory_ - size) {
+    if (size > memory_ || used_ > memory_ - size)
         return false;
-    }
     used_ += size;
     return true;
 }
@@ -53,19 +50,16 @@ bool SpillArea::reserveMemory(std::uint64_t size) noexcept {
 void SpillArea::createFile() {
     const fs::path folder = folder_.empty() ? largeFilesFolder() : folder_;
     file_ = FileDescriptor(::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
-    if (!file_.isOpen() && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL)) {
+    if (!file_.isOpen() && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL))
         file_ = createAndUnlink(folder);
-    }
-    if (!file_.isOpen()) {
+    if (!file_.isOpen())
         failWithErrno(errno, label_ + ": no temporary file can be created in " + inQuotes(folder.string()));
-    }
     label_ += ": the temporary file in " + inQuotes(folder.string());
 }
 
 std::uint64_t SpillArea::write(const unsigned char* data, std::size_t size) {
-    if (!file_.isOpen()) {
+    if (!file_.isOpen())
         createFile();
-    }
     const std::uint64_t offset = end_;
     writeFileAt(file_.get(), offset, data, size, label_);
     end_ += size;

@@ -38,23 +38,20 @@ std::size_t copyFrom(const Source& source, std::uint64_t offset, unsigned char* 
 
 SpilledContent::SpilledContent(std::shared_ptr<SpillArea> area, interfaces::CompressionType compression)
     : area_(std::move(area)), level_(compressionLevel(compression)) {
-    if (isDeflated()) {
+    if (isDeflated())
         deflater_ = std::make_unique<Deflater>(level_);
-    }
 }
 
 SpilledContent::~SpilledContent() {
-    for (const Extent& extent : extents_) {
+    for (const Extent& extent : extents_)
         area_->discard(extent.offset, extent.size);
-    }
 }
 
 /// What fails half-way leaves nothing that could be continued.
 template <class Action>
 void SpilledContent::change(Action action) {
-    if (failure_) {
+    if (failure_)
         std::rethrow_exception(failure_);
-    }
     try {
         action();
     } catch (...) {
@@ -65,9 +62,8 @@ void SpilledContent::change(Action action) {
 
 void SpilledContent::append(const unsigned char* data, std::size_t size) {
     change([&] {
-        for (std::size_t done = 0; done < size; done += MAXIMUM_CHUNK) {
+        for (std::size_t done = 0; done < size; done += MAXIMUM_CHUNK)
             appendChunk(data + done, std::min(size - done, MAXIMUM_CHUNK));
-        }
     });
 }
 
@@ -80,9 +76,8 @@ void SpilledContent::appendChunk(const unsigned char* data, std::size_t size) {
     }
     checksum_ = static_cast<std::uint32_t>(crc32_z(checksum_, data, size));
     plainSize_ += size;
-    if (pending_.size() >= WRITE_SIZE) {
+    if (pending_.size() >= WRITE_SIZE)
         writePending();
-    }
 }
 
 void SpilledContent::synchronize() {
@@ -102,17 +97,15 @@ void SpilledContent::finish() {
 }
 
 void SpilledContent::writePending() {
-    if (pending_.empty()) {
+    if (pending_.empty())
         return;
-    }
     const bool isFirst = extents_.empty();
     extents_.reserve(extents_.size() + 1);
     const std::uint64_t offset = area_->write(pending_.data(), pending_.size());
-    if (!isFirst && extents_.back().offset + extents_.back().size == offset) {
+    if (!isFirst && extents_.back().offset + extents_.back().size == offset)
         extents_.back().size += pending_.size();
-    } else {
+    else
         extents_.push_back({written_, offset, pending_.size()});
-    }
     written_ += pending_.size();
     pending_.clear();
 }
@@ -125,27 +118,22 @@ std::size_t SpilledContent::readAt(std::uint64_t offset, unsigned char* buffer, 
     std::size_t done = 0;
     while (done < size) {
         const auto piece = findInFile(offset + done, size - done);
-        if (!piece) {
+        if (!piece)
             break;
-        }
-        if (area_->read(piece->offset, buffer + done, piece->size) != piece->size) {
+        if (area_->read(piece->offset, buffer + done, piece->size) != piece->size)
             fail(Errc::io_error, "the temporary file was cut short");
-        }
         done += piece->size;
     }
-    if (done < size) {
+    if (done < size)
         done += copyFrom(pending_, offset + done - written_, buffer + done, size - done);
-    }
-    if (done < size && isDeflated()) {
+    if (done < size && isDeflated())
         done += copyFrom(STREAM_END, offset + done - bodySize(), buffer + done, size - done);
-    }
     return done;
 }
 
 std::optional<FilePiece> SpilledContent::findInFile(std::uint64_t offset, std::uint64_t size) const {
-    if (offset >= written_) {
+    if (offset >= written_)
         return std::nullopt;
-    }
     const auto next = std::upper_bound(extents_.begin(), extents_.end(), offset,
                                        [](std::uint64_t value, const Extent& extent) { return value < extent.start; });
     const Extent& extent = *std::prev(next);
@@ -172,25 +160,22 @@ private:
 class InflatingReader final : public ItemReader {
 public:
     explicit InflatingReader(SpilledContent& content) : content_(content), input_(READ_SIZE) {
-        if (inflateInit2(&stream_, WINDOW_BITS) != Z_OK) {
+        if (inflateInit2(&stream_, WINDOW_BITS) != Z_OK)
             throw std::bad_alloc();
-        }
     }
     ~InflatingReader() override { inflateEnd(&stream_); }
     InflatingReader(const InflatingReader&) = delete;
     InflatingReader& operator=(const InflatingReader&) = delete;
 
     std::size_t read(unsigned char* buffer, std::size_t size) override {
-        if (read_ == content_.plainSize()) {
+        if (read_ == content_.plainSize())
             return 0;
-        }
         const auto room = static_cast<uInt>(std::min(size, MAXIMUM_CHUNK));
         stream_.next_out = buffer;
         stream_.avail_out = room;
         // Bytes may be waiting inside zlib, so the input is refilled only after nothing came out.
-        for (inflateSome(); stream_.avail_out == room; inflateSome()) {
+        for (inflateSome(); stream_.avail_out == room; inflateSome())
             refill();
-        }
         read_ += room - stream_.avail_out;
         return room - stream_.avail_out;
     }
@@ -198,19 +183,16 @@ public:
 private:
     void inflateSome() {
         const int result = inflate(&stream_, Z_NO_FLUSH);
-        if (result != Z_OK && result != Z_BUF_ERROR) {
+        if (result != Z_OK && result != Z_BUF_ERROR)
             fail(Errc::io_error, "the temporary file was changed");
-        }
     }
 
     void refill() {
-        if (position_ == content_.bodySize()) {
+        if (position_ == content_.bodySize())
             content_.synchronize();
-        }
         const std::uint64_t left = content_.bodySize() - position_;
-        if (left == 0) {
+        if (left == 0)
             fail(Errc::io_error, "the temporary file was changed");
-        }
         const std::size_t count =
             content_.readAt(position_, input_.data(), std::min<std::uint64_t>(input_.size(), left));
         position_ += count;
@@ -226,9 +208,8 @@ private:
 };
 
 std::unique_ptr<ItemReader> readPlain(SpilledContent& content) {
-    if (content.isDeflated()) {
+    if (content.isDeflated())
         return std::make_unique<InflatingReader>(content);
-    }
     return std::make_unique<PlainReader>(content);
 }
 

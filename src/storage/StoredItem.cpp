@@ -16,12 +16,10 @@ void ItemInputStream::open() {
 }
 
 unsigned long ItemInputStream::read(unsigned char* buffer, unsigned long size) {
-    if (!reader_) {
+    if (!reader_)
         fail(Errc::bad_file_descriptor, item_.getLabel() + ": the stream is not open");
-    }
-    if (size == 0) {
+    if (size == 0)
         return 0;
-    }
     const std::size_t count = reader_->read(buffer, size);
     done_ = count == 0;
     return count;
@@ -39,9 +37,8 @@ void ItemOutputStream::write(const unsigned char* data, unsigned long size) {
 }
 
 void ItemOutputStream::close() {
-    if (const auto content = std::exchange(content_, nullptr)) {
+    if (const auto content = std::exchange(content_, nullptr))
         content->finish();
-    }
 }
 
 StoredItem::StoredItem(ItemOrigin& origin, const Opening& opening, std::u16string name,
@@ -49,9 +46,8 @@ StoredItem::StoredItem(ItemOrigin& origin, const Opening& opening, std::u16strin
     : origin_(origin), opening_(opening), name_(std::move(name)), compression_(compression) {}
 
 interfaces::IPhysicalOutputStream* StoredItem::getOutputStream() {
-    if (opening_.mode == OpenMode::ReadOnly) {
+    if (opening_.mode == OpenMode::ReadOnly)
         fail(Errc::operation_not_permitted, getLabel() + ": the package is open for reading only");
-    }
     return &output_;
 }
 
@@ -60,9 +56,8 @@ std::shared_ptr<Content> StoredItem::makeContent() const {
 }
 
 std::unique_ptr<ItemReader> StoredItem::startReading() const {
-    if (opening_.mode == OpenMode::CreateOnly) {
+    if (opening_.mode == OpenMode::CreateOnly)
         fail(Errc::operation_not_permitted, getLabel() + ": nothing can be read while the package is created");
-    }
     return content_ ? readContent(content_) : origin_.readOriginal();
 }
 

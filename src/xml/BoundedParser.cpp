@@ -20,9 +20,8 @@ BoundedParser::BoundedParser(const Limits& limits)
 void BoundedParser::forgetLast() {
     errors_.clear();
     // A scanner takes the version of its last document for one that declares none, and it cannot be told another.
-    if (getScanner()->getXMLVersion() != xercesc::XMLReader::XMLV1_0) {
+    if (getScanner()->getXMLVersion() != xercesc::XMLReader::XMLV1_0)
         useScanner(getScanner()->getName());
-    }
 }
 
 void BoundedParser::locate(std::size_t index, ErrorPlace& place) const {
@@ -91,38 +90,33 @@ void BoundedParser::throwIfTooMuch(const xercesc::XMLElementDecl& declaration, c
 
 void BoundedParser::endElement(const xercesc::XMLElementDecl& declaration, unsigned int uriId, bool isRoot,
                                const XMLCh* prefix) {
-    if (!errors_.isEmpty() && buildsTree_) {
+    if (!errors_.isEmpty() && buildsTree_)
         describeText(*fCurrentParent, errors_.getPlace());
-    }
     throwIfWrong();
     --depth_;
-    if (buildsTree_) {
+    if (buildsTree_)
         DOMLSParserImpl::endElement(declaration, uriId, isRoot, prefix);
-    }
 }
 
 void BoundedParser::docCharacters(const XMLCh* text, XMLSize_t length, bool isCDATASection) {
     throwIfWrong();
     countNodes(isCDATASection ? 1 : 0);
-    if (buildsTree_) {
+    if (buildsTree_)
         DOMLSParserImpl::docCharacters(text, length, isCDATASection);
-    }
 }
 
 void BoundedParser::docComment(const XMLCh* text) {
     throwIfWrong();
     countNodes(1);
-    if (buildsTree_) {
+    if (buildsTree_)
         DOMLSParserImpl::docComment(text);
-    }
 }
 
 void BoundedParser::docPI(const XMLCh* target, const XMLCh* data) {
     throwIfWrong();
     countNodes(1);
-    if (buildsTree_) {
+    if (buildsTree_)
         DOMLSParserImpl::docPI(target, data);
-    }
 }
 
 void BoundedParser::countNodes(std::uint64_t count) {
@@ -155,9 +149,8 @@ void BoundedParser::countNames(const xercesc::XMLAttr& attribute) {
 }
 
 void BoundedParser::countId(const xercesc::XMLAttr& attribute) {
-    if (attribute.getType() == xercesc::XMLAttDef::ID) {
+    if (attribute.getType() == xercesc::XMLAttDef::ID)
         ids_.add(attribute.getValue(), getScanner()->getIDRefList()->getHashModulus());
-    }
 }
 
 } // namespace opc::model

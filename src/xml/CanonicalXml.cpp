@@ -106,11 +106,12 @@ void forEachAttribute(const DOMNode& element, Action action) {
 
 template <class Action>
 void forEachDeclaration(const DOMNode& element, Action action) {
-    forEachAttribute(element, [&](const Attribute& attribute) {
-        if (attribute.name.isDeclaration()) {
-            action(attribute.name.declaredPrefix(), attribute.value);
-        }
-    });
+    forEachAttribute(
+        element,
+        [&](const Attribute& attribute) {
+            if (attribute.name.isDeclaration())
+                action(attribute.name.declaredPrefix(), attribute.value);
+        });
 }
 
 // ---- namespaces
@@ -123,12 +124,10 @@ bool isRelative(View reference) {
 }
 
 void throwIfNoNamespace(View prefix, View uri) {
-    if (uri.empty() && !prefix.empty()) {
+    if (uri.empty() && !prefix.empty())
         refuse("the prefix \"", prefix, "\" declared to be none");
-    }
-    if (!uri.empty() && isRelative(uri)) {
+    if (!uri.empty() && isRelative(uri))
         refuse("the relative namespace \"", uri, "\"");
-    }
 }
 
 /// What the declarations of the open elements say. As every element of the canonical form has its parent there, too,
@@ -137,11 +136,9 @@ class Scope {
 public:
     /// @return those that the element has by itself or by its ancestors.
     Namespaces enterApex(const DOMNode& apex) {
-        for (const DOMNode* node = &apex; node != nullptr; node = node->getParentNode()) {
-            if (node->getNodeType() == DOMNode::ELEMENT_NODE) {
+        for (const DOMNode* node = &apex; node != nullptr; node = node->getParentNode())
+            if (node->getNodeType() == DOMNode::ELEMENT_NODE)
                 forEachDeclaration(*node, [&](View prefix, View uri) { declareOuter(prefix, uri); });
-            }
-        }
         marks_.push_back(0);
         Namespaces declared = bindings_;
         std::erase_if(declared, [](const auto& one) { return one.first == XML_PREFIX || one.second.empty(); });
@@ -153,43 +150,38 @@ public:
         marks_.push_back(replaced_.size());
         Namespaces declared;
         forEachDeclaration(element, [&](View prefix, View uri) {
-            if (declare(prefix, uri)) {
+            if (declare(prefix, uri))
                 declared.emplace(prefix, uri);
-            }
         });
         return declared;
     }
 
     void leave() {
-        for (; replaced_.size() > marks_.back(); replaced_.pop_back()) {
+        for (; replaced_.size() > marks_.back(); replaced_.pop_back())
             replaced_.back().first->second = replaced_.back().second;
-        }
         marks_.pop_back();
     }
 
     View namespaceOf(const Name& name) const {
         const auto binding = bindings_.find(name.prefix);
         const View uri = binding == bindings_.end() ? View() : binding->second;
-        if (uri.empty() && !name.prefix.empty()) {
+        if (uri.empty() && !name.prefix.empty())
             refuse("the prefix \"", name.prefix, "\" that is not declared");
-        }
         return uri;
     }
 
 private:
     /// The nearest declaration counts, and it comes first.
     void declareOuter(View prefix, View uri) {
-        if (bindings_.try_emplace(prefix, uri).second) {
+        if (bindings_.try_emplace(prefix, uri).second)
             throwIfNoNamespace(prefix, uri);
-        }
     }
 
     bool declare(View prefix, View uri) {
         throwIfNoNamespace(prefix, uri);
         const auto binding = bindings_.try_emplace(prefix).first;
-        if (binding->second == uri) {
+        if (binding->second == uri)
             return false;
-        }
         replaced_.emplace_back(binding, binding->second);
         binding->second = uri;
         return true;
@@ -207,9 +199,8 @@ using Attributes = std::map<AttributeKey, Attribute, AttributeOrder>;
 /// Without its declaration in an attribute, a namespace that the node was created with would be lost. A node that was
 /// created without regard to namespaces has no local name.
 void throwIfInAnotherNamespace(const DOMNode& node, View namespaceURI) {
-    if (node.getLocalName() != nullptr && viewOf(node.getNamespaceURI()) != namespaceURI) {
+    if (node.getLocalName() != nullptr && viewOf(node.getNamespaceURI()) != namespaceURI)
         refuse("a namespace of \"", node.getNodeName(), "\" that is not the declared one");
-    }
 }
 
 View namespaceOfAttribute(const Attribute& attribute, const Scope& scope) {
@@ -221,13 +212,11 @@ View namespaceOfAttribute(const Attribute& attribute, const Scope& scope) {
 Attributes attributesOf(const DOMNode& element, const Scope& scope) {
     Attributes attributes;
     forEachAttribute(element, [&](const Attribute& attribute) {
-        if (attribute.name.isDeclaration()) {
+        if (attribute.name.isDeclaration())
             return;
-        }
         const AttributeKey key{namespaceOfAttribute(attribute, scope), attribute.name.local};
-        if (!attributes.emplace(key, attribute).second) {
+        if (!attributes.emplace(key, attribute).second)
             refuse("the attribute \"", attribute.name.qualified, "\" twice in an element");
-        }
     });
     return attributes;
 }
@@ -236,11 +225,12 @@ Attributes attributesOf(const DOMNode& element, const Scope& scope) {
 void inheritXmlAttributes(Attributes& attributes, const DOMNode& apex) {
     for (const DOMNode* node = apex.getParentNode(); node != nullptr; node = node->getParentNode()) {
         if (node->getNodeType() == DOMNode::ELEMENT_NODE) {
-            forEachAttribute(*node, [&](const Attribute& attribute) {
-                if (attribute.name.prefix == XML_PREFIX) {
-                    attributes.emplace(AttributeKey{XML_NAMESPACE, attribute.name.local}, attribute);
-                }
-            });
+            forEachAttribute(
+                *node,
+                [&](const Attribute& attribute) {
+                    if (attribute.name.prefix == XML_PREFIX)
+                        attributes.emplace(AttributeKey{XML_NAMESPACE, attribute.name.local}, attribute);
+                });
         }
     }
 }
@@ -280,12 +270,10 @@ private:
         throwIfInAnotherNamespace(element, scope_.namespaceOf(name));
         open_.push_back(name.qualified);
         out_ += '<' + toUTF8(name.qualified);
-        for (const auto& [prefix, uri] : declared) {
+        for (const auto& [prefix, uri] : declared)
             writeAttribute((prefix.empty() ? "xmlns" : "xmlns:") + toUTF8(prefix), uri);
-        }
-        for (const auto& [key, attribute] : attributes) {
+        for (const auto& [key, attribute] : attributes)
             writeAttribute(toUTF8(attribute.name.qualified), attribute.value);
-        }
         out_ += '>';
     }
 
@@ -323,9 +311,8 @@ private:
     }
 
     void writeComment(View text) {
-        if (comments_ == CanonicalComments::Keep) {
+        if (comments_ == CanonicalComments::Keep)
             out_ += "<!--" + toUTF8(text) + "-->";
-        }
     }
 
     const CanonicalComments comments_;
@@ -377,11 +364,13 @@ std::string canonicalize(const xercesc::DOMElement& apex, CanonicalComments comm
 }
 
 void appendCanonicalText(std::string& out, std::u16string_view text) {
-    appendEscaped(out, toUTF8(text), [](char byte) { return byte == '"' || byte == '\t' || byte == '\n'; });
+    appendEscaped(
+        out, toUTF8(text), [](char byte) { return byte == '"' || byte == '\t' || byte == '\n'; });
 }
 
 void appendCanonicalAttributeValue(std::string& out, std::u16string_view value) {
-    appendEscaped(out, toUTF8(value), [](char byte) { return byte == '>'; });
+    appendEscaped(
+        out, toUTF8(value), [](char byte) { return byte == '>'; });
 }
 
 } // namespace opc::model

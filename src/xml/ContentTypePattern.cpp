@@ -70,9 +70,8 @@ States stepAtSeparator(States states, char16_t c) {
 States step(States states, char16_t c) {
     States next = c < 0x80 ? whenAny(states, AfterBackslash, InQuotes) : 0;
     next |= isQuotable(c) ? whenAny(states, InQuotes, InQuotes) : 0;
-    if (detail::isTokenCharacter(c)) {
+    if (detail::isTokenCharacter(c))
         return next | stepInToken(states);
-    }
     return next | (isSpace(c) ? stepAtSpace(states) : stepAtSeparator(states, c));
 }
 
@@ -82,9 +81,8 @@ bool matchesContentTypePattern(std::u16string_view text) noexcept {
     States states = BeforeType;
     for (const char16_t c : text) {
         states = step(states, c);
-        if (states == 0) {
+        if (states == 0)
             return false;
-        }
     }
     return (states & ACCEPTING) != 0;
 }

@@ -21,15 +21,13 @@ std::u16string_view valueOf(const DOMNode& node) {
 }
 
 void throwIfHolds(const DOMNode& node, std::u16string_view delimiter, const char* message) {
-    if (valueOf(node).find(delimiter) != std::u16string_view::npos) {
+    if (valueOf(node).find(delimiter) != std::u16string_view::npos)
         throw InvalidXMLDocument(message);
-    }
 }
 
 void throwIfEndsWithHyphen(const DOMNode& comment) {
-    if (valueOf(comment).ends_with(u'-')) {
+    if (valueOf(comment).ends_with(u'-'))
         throw InvalidXMLDocument("XML content can not contain a comment with \"-\" at its end");
-    }
 }
 
 /// The serializer declares the namespace of a node where no attribute does.
@@ -42,9 +40,8 @@ void checkAttribute(const DOMNode& attribute) {
     const std::u16string_view value = valueOf(attribute);
     throwIfNotXmlText(value);
     checkNamespace(attribute);
-    if (isNamespaceDeclaration(attribute.getNodeName())) {
+    if (isNamespaceDeclaration(attribute.getNodeName()))
         throwIfNamespaceTooLong(value.size());
-    }
 }
 
 /// @return the number of its attributes.
@@ -53,9 +50,8 @@ XMLSize_t checkElement(const DOMNode& element) {
     const xercesc::DOMNamedNodeMap& attributes = *element.getAttributes();
     const XMLSize_t count = attributes.getLength();
     throwIfTooManyAttributes(count);
-    for (XMLSize_t i = 0; i < count; ++i) {
+    for (XMLSize_t i = 0; i < count; ++i)
         checkAttribute(*attributes.item(i));
-    }
     return count;
 }
 
@@ -81,9 +77,8 @@ void checkSyntax(const DOMNode& node) {
 
 /// @return how many nodes it counts as.
 XMLSize_t checkNode(const DOMNode& node) {
-    if (node.getNodeType() == DOMNode::ELEMENT_NODE) {
+    if (node.getNodeType() == DOMNode::ELEMENT_NODE)
         return 1 + checkElement(node);
-    }
     checkSyntax(node);
     throwIfNotXmlText(valueOf(node));
     return node.getNodeType() == DOMNode::TEXT_NODE ? 0 : 1;
@@ -95,9 +90,8 @@ void throwIfNotWritable(const xercesc::DOMDocument& document, const Limits& limi
     TreeWalk walk(&document);
     std::uint64_t nodes = 0;
     while (const DOMNode* node = walk.next()) {
-        if (node->getNodeType() == DOMNode::ELEMENT_NODE) {
+        if (node->getNodeType() == DOMNode::ELEMENT_NODE)
             throwIfTooDeep(walk.depth(), limits.xmlDepth);
-        }
         nodes += checkNode(*node);
         throwIfTooManyNodes(nodes, limits.xmlNodes);
     }

@@ -16,9 +16,8 @@ void IdCosts::clear() {
 }
 
 void IdCosts::add(const XMLCh* id, XMLSize_t slots) {
-    if (slots != idsOfSlot_.size()) {
+    if (slots != idsOfSlot_.size())
         recount(slots);
-    }
     hashes_.push_back(xercesc::XMLString::hash(id, std::numeric_limits<XMLSize_t>::max()));
     comparisons_ += idsOfSlot_[hashes_.back() % slots]++;
     throwIfTooManyIdComparisons(comparisons_);
@@ -27,9 +26,8 @@ void IdCosts::add(const XMLCh* id, XMLSize_t slots) {
 // The table grows in proportion, so all recounts together take linear time.
 void IdCosts::recount(XMLSize_t slots) {
     idsOfSlot_.assign(slots, 0);
-    for (const XMLSize_t hash : hashes_) {
+    for (const XMLSize_t hash : hashes_)
         ++idsOfSlot_[hash % slots];
-    }
 }
 
 } // namespace opc::model

@@ -6,9 +6,8 @@
 namespace opc::model {
 
 XMLSize_t InputStreamBinInputStream::readBytes(XMLByte* buffer, XMLSize_t max) {
-    if (input_.failure) {
+    if (input_.failure)
         return 0;
-    }
     try {
         return fill(buffer, max);
     } catch (...) {
@@ -21,9 +20,8 @@ XMLSize_t InputStreamBinInputStream::fill(XMLByte* buffer, XMLSize_t max) {
     XMLSize_t filled = 0;
     while (filled < max && !input_.stream.isDone()) {
         const auto count = input_.stream.read(buffer + filled, static_cast<unsigned long>(max - filled));
-        if (count == 0) {
+        if (count == 0)
             break;
-        }
         filled += count;
     }
     position_ += filled;

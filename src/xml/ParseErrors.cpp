@@ -19,9 +19,8 @@ void ParseErrors::clear() {
 }
 
 bool ParseErrors::handleError(const xercesc::DOMError& error) {
-    if (error.getSeverity() == xercesc::DOMError::DOM_SEVERITY_WARNING) {
+    if (error.getSeverity() == xercesc::DOMError::DOM_SEVERITY_WARNING)
         return true;
-    }
     if (++count_ == 1) {
         try { // the parser drops what is thrown here
             keep(error);
@@ -42,12 +41,10 @@ void ParseErrors::keep(const xercesc::DOMError& error) {
 }
 
 void ParseErrors::throwIfError() const {
-    if (isEmpty()) {
+    if (isEmpty())
         return;
-    }
-    if (!isKept_) {
+    if (!isKept_)
         throw std::bad_alloc();
-    }
     throwAt<InvalidXMLDocument>(std::make_shared<const ErrorPlace>(place_), message_);
 }
 

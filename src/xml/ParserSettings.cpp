@@ -17,17 +17,15 @@ ParserSettings::ParserSettings(xercesc::DOMLSParser& parser, xercesc::DOMErrorHa
 }
 
 ParserSettings::~ParserSettings() {
-    if (locationParameter_ != nullptr) {
+    if (locationParameter_ != nullptr)
         setPointer(locationParameter_, nullptr);
-    }
     configuration_.setParameter(XMLUni::fgDOMResourceResolver, static_cast<const void*>(nullptr));
     configuration_.setParameter(XMLUni::fgDOMErrorHandler, static_cast<const void*>(nullptr));
 }
 
 void ParserSettings::setIfSettable(const XMLCh* parameter, bool value) {
-    if (configuration_.canSetParameter(parameter, value)) {
+    if (configuration_.canSetParameter(parameter, value))
         configuration_.setParameter(parameter, value);
-    }
 }
 
 void ParserSettings::setLocation(const XMLCh* parameter, const std::u16string& location) {
@@ -36,9 +34,8 @@ void ParserSettings::setLocation(const XMLCh* parameter, const std::u16string& l
 }
 
 void ParserSettings::setPointer(const XMLCh* parameter, const void* value) {
-    if (configuration_.canSetParameter(parameter, value)) {
+    if (configuration_.canSetParameter(parameter, value))
         configuration_.setParameter(parameter, value);
-    }
 }
 
 } // namespace opc::model

@@ -13,9 +13,8 @@ namespace opc::model {
 xercesc::DOMLSInput* ResourceRefuser::resolveResource(const XMLCh*, const XMLCh*, const XMLCh*, const XMLCh* systemId,
                                                       const XMLCh*) {
     // An import that names only a namespace asks for no system id, and nothing is opened for it.
-    if (systemId == nullptr || isOfCaller(systemId)) {
+    if (systemId == nullptr || isOfCaller(systemId))
         return nullptr;
-    }
     if (!refused_) {
         refused_ = true;
         refusedId_ = systemId;
@@ -25,9 +24,8 @@ xercesc::DOMLSInput* ResourceRefuser::resolveResource(const XMLCh*, const XMLCh*
 }
 
 void ResourceRefuser::throwIfRefused() const {
-    if (refused_) {
+    if (refused_)
         throw InvalidXMLDocument("XML content can not refer to another resource: " + toMessage(refusedId_.c_str()));
-    }
 }
 
 bool ResourceRefuser::isOfCaller(const std::u16string& systemId) const {
@@ -36,9 +34,8 @@ bool ResourceRefuser::isOfCaller(const std::u16string& systemId) const {
     for (auto start = schemaLocation_.find_first_not_of(SPACE); start != std::u16string::npos;
          start = schemaLocation_.find_first_not_of(SPACE, end)) {
         end = std::min(schemaLocation_.find_first_of(SPACE, start), schemaLocation_.size());
-        if (schemaLocation_.compare(start, end - start, systemId) == 0) {
+        if (schemaLocation_.compare(start, end - start, systemId) == 0)
             return true;
-        }
     }
     return false;
 }

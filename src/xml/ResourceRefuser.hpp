@@ -7,7 +7,7 @@
 
 namespace opc::model {
 
-/// Keeps a parser from opening anything: it answers every wish for a resource with an empty one and remembers the
+/// Keeps a parser from opening anything: it resolves every requested resource to an empty one and remembers the
 /// first. What the caller itself gave as the location of a schema is the one exception.
 class ResourceRefuser final : public xercesc::DOMLSResourceResolver {
 public:

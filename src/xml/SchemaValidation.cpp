@@ -25,9 +25,8 @@ void loadGrammar(xercesc::DOMLSParser& parser, const EmbeddedSchema& schema) {
     const auto* grammar = parser.loadGrammar(&source, xercesc::Grammar::SchemaGrammarType, true);
     refuser.throwIfRefused();
     errors.throwIfError();
-    if (grammar == nullptr) {
+    if (grammar == nullptr)
         throw InvalidXMLDocument(std::string("no grammar came of ") + schema.systemId);
-    }
 }
 
 } // namespace

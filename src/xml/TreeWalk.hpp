@@ -18,11 +18,9 @@ public:
             ++depth_;
             return moveTo(child);
         }
-        for (; current_ != root_; current_ = current_->getParentNode(), --depth_) {
-            if (auto* sibling = current_->getNextSibling()) {
+        for (; current_ != root_; current_ = current_->getParentNode(), --depth_)
+            if (auto* sibling = current_->getNextSibling())
                 return moveTo(sibling);
-            }
-        }
         return nullptr;
     }
 

@@ -13,9 +13,8 @@ XercesErrorHandler::~XercesErrorHandler() {
 }
 
 bool XercesErrorHandler::handleError(const xercesc::DOMError& error) {
-    if (error.getSeverity() == xercesc::DOMError::DOM_SEVERITY_WARNING) {
+    if (error.getSeverity() == xercesc::DOMError::DOM_SEVERITY_WARNING)
         return true;
-    }
     XMLCh* message = xercesc::XMLString::replicate(error.getMessage());
     xercesc::XMLString::release(&message_);
     message_ = message;
@@ -23,9 +22,8 @@ bool XercesErrorHandler::handleError(const xercesc::DOMError& error) {
 }
 
 void XercesErrorHandler::throwIfError() const {
-    if (message_ != nullptr) {
+    if (message_ != nullptr)
         throw InvalidXMLDocument(toMessage(message_));
-    }
 }
 
 } // namespace opc::model

@@ -75,32 +75,27 @@ void setParameters(ParserSettings& settings, xercesc::DOMLSParser& parser, bool 
 }
 
 void setLocation(ParserSettings& settings, const std::u16string& location, const std::u16string& namespaceURI) {
-    if (location.empty()) {
+    if (location.empty())
         return;
-    }
-    if (namespaceURI.empty()) {
+    if (namespaceURI.empty())
         settings.setLocation(XMLUni::fgXercesSchemaExternalNoNameSpaceSchemaLocation, location);
-    } else {
+    else
         settings.setLocation(XMLUni::fgXercesSchemaExternalSchemaLocation, namespaceURI + u" " + location);
-    }
 }
 
 DOMDocument* parse(xercesc::DOMLSParser& parser, XmlInput& input, XercesHelper::XercesEncoding encoding) {
     xercesc::Wrapper4InputSource source(new InputStreamXercesSource(input));
-    if (encoding == XercesHelper::XercesEncoding::UTF16) {
+    if (encoding == XercesHelper::XercesEncoding::UTF16)
         source.setEncoding(UTF16_NAME);
-    }
     DOMDocument* document = nullptr;
     try {
         document = parser.parse(&source);
     } catch (...) {
-        if (!input.failure) {
+        if (!input.failure)
             throw;
-        }
     }
-    if (input.failure) {
+    if (input.failure)
         std::rethrow_exception(input.failure);
-    }
     return document;
 }
 
@@ -112,14 +107,12 @@ public:
     OmittedDeclaration(DOMConfiguration& configuration, bool omit)
         : configuration_(configuration),
           restore_(omit && configuration.getParameter(XMLUni::fgDOMXMLDeclaration) != nullptr) {
-        if (restore_) {
+        if (restore_)
             configuration_.setParameter(XMLUni::fgDOMXMLDeclaration, false);
-        }
     }
     ~OmittedDeclaration() {
-        if (restore_) {
+        if (restore_)
             configuration_.setParameter(XMLUni::fgDOMXMLDeclaration, true);
-        }
     }
     OmittedDeclaration(const OmittedDeclaration&) = delete;
     OmittedDeclaration& operator=(const OmittedDeclaration&) = delete;
@@ -166,9 +159,8 @@ void toUnits(const XMLByte* bytes, std::size_t size, std::u16string& out) {
 std::size_t lineBreaksAtStart(const XMLByte* bytes, std::size_t length, std::size_t unitSize) {
     std::size_t start = 0;
     while (start + unitSize <= length &&
-           std::accumulate(bytes + start, bytes + start + unitSize, XMLByte{0}, std::bit_or<>()) == '\n') {
+           std::accumulate(bytes + start, bytes + start + unitSize, XMLByte{0}, std::bit_or<>()) == '\n')
         start += unitSize;
-    }
     return start;
 }
 
@@ -181,15 +173,12 @@ bool isOneOf(const XMLCh* wanted, const XMLCh* name) {
 /// Calls `found` for the descendant elements that match, in document order, until it answers false.
 template <class Matches, class Found>
 void forEachElement(const DOMElement* root, Matches matches, Found found) {
-    if (root == nullptr) {
+    if (root == nullptr)
         return;
-    }
     TreeWalk walk(root);
-    while (DOMNode* node = walk.next()) {
-        if (node->getNodeType() == DOMNode::ELEMENT_NODE && matches(*node) && !found(static_cast<DOMElement*>(node))) {
+    while (DOMNode* node = walk.next())
+        if (node->getNodeType() == DOMNode::ELEMENT_NODE && matches(*node) && !found(static_cast<DOMElement*>(node)))
             return;
-        }
-    }
 }
 
 template <class Matches>
@@ -298,9 +287,8 @@ DOMDocument* XercesHelper::readDocumentHelper(xercesc::DOMLSParser& parser, Inpu
         // Otherwise each document stays until the parser goes.
         parser.resetDocumentPool();
         auto* bounded = dynamic_cast<BoundedParser*>(&parser);
-        if (bounded != nullptr) {
+        if (bounded != nullptr)
             bounded->forgetLast();
-        }
         XmlInput input{stream, bounded == nullptr ? MAX_XML_SIZE : bounded->getLimits().xmlSize, nullptr};
         XercesErrorHandler errorsOfOthers;
         ResourceRefuser refuser(schemaLocation);
@@ -315,9 +303,8 @@ DOMDocument* XercesHelper::readDocumentHelper(xercesc::DOMLSParser& parser, Inpu
         }
         refuser.throwIfRefused();
         errorsOfOthers.throwIfError();
-        if (bounded != nullptr) {
+        if (bounded != nullptr)
             bounded->throwIfWrong();
-        }
         throwIfUnsupportedEncoding(document);
         throwIfDTDIsPresent(document);
         return document;
@@ -365,18 +352,16 @@ void XercesHelper::writeDocumentHelper(xercesc::DOMLSSerializer& serializer, con
 }
 
 void XercesHelper::throwIfDTDIsPresent(const DOMDocument* document) {
-    if (document != nullptr && document->getDoctype() != nullptr) {
+    if (document != nullptr && document->getDoctype() != nullptr)
         throw InvalidXMLDocument("XML content can not contain a DTD");
-    }
 }
 
 void XercesHelper::throwIfUnsupportedEncoding(const DOMDocument* document) {
     const XMLCh* encoding = document == nullptr ? nullptr : document->getXmlEncoding();
     const auto supported = {u"", u"UTF-8", u"utf-8", u"UTF-16", u"utf-16"};
     if (std::none_of(supported.begin(), supported.end(),
-                     [&](const XMLCh* name) { return XMLString::equals(name, encoding); })) {
+                     [&](const XMLCh* name) { return XMLString::equals(name, encoding); }))
         throw InvalidXMLDocument("XML content must be UTF-8 or UTF-16 or empty (i.e., absent XML declaration)");
-    }
 }
 
 DOMElement* XercesHelper::getElement(const DOMElement* element, const XercesString& name) {
@@ -399,22 +384,19 @@ std::vector<DOMElement*> XercesHelper::getElementsNS(const DOMElement* element, 
 
 bool XercesHelper::getElementText(const DOMElement* element, std::u16string& out) {
     out.clear();
-    if (element == nullptr) {
+    if (element == nullptr)
         return false;
-    }
     const DOMNode* child = element->getFirstChild();
     const XMLCh* value = child == nullptr ? nullptr : child->getNodeValue();
-    if (value != nullptr) {
+    if (value != nullptr)
         out = value;
-    }
     return true;
 }
 
 bool XercesHelper::getTrimmedElementText(const DOMElement* element, std::u16string& out) {
     const bool present = getElementText(element, out);
-    while (!out.empty() && isSpace(out.back())) {
+    while (!out.empty() && isSpace(out.back()))
         out.pop_back();
-    }
     return present;
 }
 

@@ -49,15 +49,13 @@ XercesString& XercesString::operator=(XercesString other) noexcept {
 }
 
 XercesString::~XercesString() {
-    if (text_ != nullptr) {
+    if (text_ != nullptr)
         xercesc::XMLString::release(&text_);
-    }
 }
 
 std::u16string XercesString::toString() const {
-    if (text_ == nullptr) {
+    if (text_ == nullptr)
         throw std::logic_error("a string was asked of a null XML string");
-    }
     return text_;
 }
 

@@ -9,9 +9,8 @@ namespace opc::model {
 namespace {
 
 void throwIfMore(std::uint64_t count, std::uint64_t bound, const char* before, const char* after) {
-    if (count > bound) {
+    if (count > bound)
         throw InvalidXMLDocument(before + std::to_string(bound) + after);
-    }
 }
 
 } // namespace
@@ -19,11 +18,10 @@ void throwIfMore(std::uint64_t count, std::uint64_t bound, const char* before, c
 void throwIfTooLarge(std::uint64_t bytes, std::uint64_t maximum) {
     constexpr std::uint64_t MEBIBYTE = 1024ULL * 1024;
     const char* before = "XML content is larger than ";
-    if (maximum % MEBIBYTE == 0) {
+    if (maximum % MEBIBYTE == 0)
         throwIfMore((bytes + MEBIBYTE - 1) / MEBIBYTE, maximum / MEBIBYTE, before, " MiB");
-    } else {
+    else
         throwIfMore(bytes, maximum, before, " bytes");
-    }
 }
 
 void throwIfTooDeep(std::uint64_t depth, std::uint64_t maximum) {

@@ -24,9 +24,8 @@ constexpr const XMLCh* ID = u"Id";
 
 bool takes(xercesc::DatatypeValidator& type, const XMLCh* value) {
     std::u16string text(value);
-    if (type.getWSFacet() == xercesc::DatatypeValidator::COLLAPSE) {
+    if (type.getWSFacet() == xercesc::DatatypeValidator::COLLAPSE)
         xercesc::XMLString::collapseWS(text.data());
-    }
     try {
         type.validate(text.c_str());
         return true;
@@ -40,13 +39,11 @@ bool isOfSchemaInstance(const XMLAttr& attribute) {
 }
 
 bool isWrong(const XMLAttr& attribute, const xercesc::ComplexTypeInfo& type) {
-    if (isNamespaceDeclaration(attribute.getQName()) || isOfSchemaInstance(attribute)) {
+    if (isNamespaceDeclaration(attribute.getQName()) || isOfSchemaInstance(attribute))
         return false;
-    }
     const SchemaAttDef* known = type.getAttDef(attribute.getName(), static_cast<int>(attribute.getURIId()));
-    if (known == nullptr) {
+    if (known == nullptr)
         return type.getAttWildCard() == nullptr;
-    }
     return known->getDatatypeValidator() != nullptr && !takes(*known->getDatatypeValidator(), attribute.getValue());
 }
 
@@ -61,9 +58,8 @@ const xercesc::ComplexTypeInfo* typeOf(const xercesc::XMLElementDecl& declaratio
 std::size_t indexOf(const xercesc::DOMElement& element) {
     std::size_t index = 0;
     TreeWalk walk(element.getOwnerDocument());
-    for (const DOMNode* node = walk.next(); node != nullptr && node != &element; node = walk.next()) {
+    for (const DOMNode* node = walk.next(); node != nullptr && node != &element; node = walk.next())
         index += node->getNodeType() == DOMNode::ELEMENT_NODE ? 1 : 0;
-    }
     return index;
 }
 
@@ -79,9 +75,8 @@ void describe(const DOMNode* node, ErrorPlace& place) {
 
 void describeText(const DOMNode& node, ErrorPlace& place) {
     if (node.getNodeType() == DOMNode::ELEMENT_NODE &&
-        static_cast<const xercesc::DOMElement&>(node).getFirstElementChild() == nullptr) {
+        static_cast<const xercesc::DOMElement&>(node).getFirstElementChild() == nullptr)
         place.value = toMessage(node.getTextContent());
-    }
 }
 
 void describe(const xercesc::XMLElementDecl& declaration, const XMLCh* prefix,
@@ -92,9 +87,8 @@ void describe(const xercesc::XMLElementDecl& declaration, const XMLCh* prefix,
     const xercesc::ComplexTypeInfo* type = typeOf(declaration);
     for (XMLSize_t i = 0; i < attributeCount; ++i) {
         const XMLAttr& attribute = *attributes.elementAt(i);
-        if (xercesc::XMLString::equals(attribute.getQName(), ID)) {
+        if (xercesc::XMLString::equals(attribute.getQName(), ID))
             place.id = toMessage(attribute.getValue());
-        }
         if (place.attribute.empty() && type != nullptr && isWrong(attribute, *type)) {
             place.attribute = toMessage(attribute.getQName());
             place.value = toMessage(attribute.getValue());

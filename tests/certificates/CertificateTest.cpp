@@ -100,8 +100,10 @@ TEST_F(Certificates, AreReadAndWrittenInBothForms) {
                                                      authority.text("signer"));
     EXPECT_EQ(chain.getCertificates(), (std::vector<X509Certificate>{certificate("second"), one}));
     EXPECT_EQ(X509CertificateChain::fromPEMOrDER(der).getCertificates(), (std::vector<X509Certificate>{one}));
-    EXPECT_TRUE(throws<Exception>("The PEM text holds no certificate.", [] { X509CertificateChain::fromPEM(""); }));
-    EXPECT_TRUE(throws<Exception>("The PEM text holds no certificate.", [] { X509Certificate::fromPEM("no text"); }));
+    EXPECT_TRUE(throws<Exception>(
+        "The PEM text holds no certificate.", [] { X509CertificateChain::fromPEM(""); }));
+    EXPECT_TRUE(throws<Exception>(
+        "The PEM text holds no certificate.", [] { X509Certificate::fromPEM("no text"); }));
     EXPECT_TRUE(
         throws<Exception>("An empty certificate cannot be part of a chain.", [] { X509CertificateChain().add({}); }));
 }
@@ -189,9 +191,11 @@ TEST_F(Bundles, WithAWrongPasswordOrTooMuchWorkAreRefused) {
     const char* const wrong = "The password of the PKCS#12 file is wrong, or the file was changed.";
     for (const auto& more : {std::vector<std::string>{}, {"-legacy"}}) {
         const Bytes bytes = bundle(plus(full, more));
-        EXPECT_TRUE(throws<Exception>(wrong, [&] { PKCS12Certificate(bytes, "other"); }));
-        EXPECT_TRUE(throws<Exception>(wrong, [&] { PKCS12Certificate(bytes, ""); }));
-        EXPECT_TRUE(throws<Exception>("A password with a zero byte is no password of a PKCS#12 file.",
+        EXPECT_TRUE(throws<Exception>(
+            wrong, [&] { PKCS12Certificate(bytes, "other"); }));
+        EXPECT_TRUE(throws<Exception>(
+            wrong, [&] { PKCS12Certificate(bytes, ""); }));
+        EXPECT_TRUE(throws<Exception>("The password of a PKCS#12 file cannot contain a zero byte.",
                                       [&] { PKCS12Certificate(bytes, password + std::string(1, '\0')); }));
     }
     const Bytes noMac = bundle(plus(full, {"-nomac"}));
@@ -219,8 +223,9 @@ TEST_F(Bundles, WithAWrongPasswordOrTooMuchWorkAreRefused) {
 TEST_F(Bundles, ThatAreCutExtendedOrDamagedThrowAndNothingElse) {
     for (const auto& more :
          {std::vector<std::string>{}, {"-legacy"}, {"-nomac"}, {"-nomac", "-certpbe", "NONE", "-keypbe", "NONE"}})
-        test::readDamaged(bundle(plus(plus(full, {"-iter", "1", "-nomaciter"}), more)),
-                          [&](const Bytes& bytes) { PKCS12Certificate(bytes, password); });
+        test::readDamaged(
+            bundle(plus(plus(full, {"-iter", "1", "-nomaciter"}), more)),
+            [&](const Bytes& bytes) { PKCS12Certificate(bytes, password); });
     EXPECT_TRUE(throwsSaying<Exception>("The bytes are not a PKCS#12 file", [] { PKCS12Certificate({}, ""); }));
 }
 

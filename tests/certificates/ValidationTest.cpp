@@ -181,15 +181,17 @@ TEST_F(Validation, TakesTrustFromFilesAndTheSystem) {
     const auto verdict = [&](const TrustStore& store) {
         return certificate("leaf").validate({}, options, store).getCertificateChainStatus();
     };
-    EXPECT_TRUE(test::throwsSaying<Exception>("cannot be read: No such file or directory",
-                                              [&] { trust.addPEMFile(authority.folder / "none.pem"); }));
-    EXPECT_TRUE(test::throwsSaying<Exception>("cannot be read", [&] { trust.addPEMFile(authority.folder.path()); }));
-    EXPECT_TRUE(test::throwsSaying<Exception>("too large", [&] { trust.addPEMFile("/dev/zero"); }));
+    EXPECT_TRUE(test::throwsSaying<Exception>(
+        "cannot be read: No such file or directory", [&] { trust.addPEMFile(authority.folder / "none.pem"); }));
+    EXPECT_TRUE(test::throwsSaying<Exception>(
+        "cannot be read", [&] { trust.addPEMFile(authority.folder.path()); }));
+    EXPECT_TRUE(test::throwsSaying<Exception>(
+        "too large", [&] { trust.addPEMFile("/dev/zero"); }));
     EXPECT_TRUE(throws<Exception>("The PEM text holds no certificate.",
                                   [&] { trust.addPEMFile(authority.folder / "leaf.key"); }));
     authority.write("cut.pem", authority.text("root") + authority.text("middle").substr(0, 300));
-    EXPECT_TRUE(test::throwsSaying<Exception>("The PEM file is malformed",
-                                              [&] { trust.addPEMFile(authority.folder / "cut.pem"); }));
+    EXPECT_TRUE(test::throwsSaying<Exception>(
+        "The PEM file is malformed", [&] { trust.addPEMFile(authority.folder / "cut.pem"); }));
     EXPECT_TRUE(throws<Exception>("An empty certificate cannot be trusted.", [&] { trust.addCertificate({}); }));
     EXPECT_TRUE(trust.isEmpty()) << "nothing is added by a call that throws";
 
@@ -213,7 +215,7 @@ TEST(ValidationOptions, TakeATimeButNoInfinity) {
     CertificateValidationOptions options;
     EXPECT_TRUE(options.getPointInTime().is_not_a_date_time());
     EXPECT_TRUE(options.checksChain() && options.checksPurpose() && options.checksValidityTime());
-    EXPECT_TRUE(throws<Exception>("An infinity is no point in time.",
+    EXPECT_TRUE(throws<Exception>("An infinite time is not a point in time.",
                                   [&] { options.setPointInTime(boost::posix_time::pos_infin); }));
     EXPECT_TRUE(options.getPointInTime().is_not_a_date_time());
 }

@@ -8,7 +8,8 @@ INSTANTIATE_TEST_SUITE_P(Modes, PhysicalPackageContract, testing::ValuesIn(allSt
 
 TEST_P(PhysicalPackageContract, WhatWasNeverStoredCanBeCreatedButNotRead) {
     for (const OpenMode mode : {OpenMode::ReadOnly, OpenMode::ReadWrite})
-        EXPECT_TRUE(failsWith(GetParam().openingNothing, [&] { package.open(mode); }));
+        EXPECT_TRUE(failsWith(
+            GetParam().openingNothing, [&] { package.open(mode); }));
     EXPECT_TRUE(failsWith(Errc::bad_file_descriptor, [&] { package.close(true); })) << "a failed open leaves it closed";
     storePackage({{u"/a.bin", "a"}});
     package.open(OpenMode::ReadOnly);
@@ -46,12 +47,17 @@ TEST_P(PhysicalPackageContract, AReadOnlyPackageRefusesEveryChange) {
     storePackage({{u"/a.bin", "a"}});
     package.open(OpenMode::ReadOnly);
     interfaces::IPhysicalPart* part = findPart(package, u"/a.bin");
-    EXPECT_TRUE(failsWith(Errc::operation_not_permitted, [&] { package.createPart(u"/b", u"a/b", PartInfo()); }));
-    EXPECT_TRUE(failsWith(Errc::operation_not_permitted, [&] { package.createPart(u"/a.bin", u"a/b", PartInfo()); }))
+    EXPECT_TRUE(failsWith(
+        Errc::operation_not_permitted, [&] { package.createPart(u"/b", u"a/b", PartInfo()); }));
+    EXPECT_TRUE(failsWith(
+        Errc::operation_not_permitted, [&] { package.createPart(u"/a.bin", u"a/b", PartInfo()); }))
         << "the mode is looked at before the name";
-    EXPECT_TRUE(failsWith(Errc::operation_not_permitted, [&] { package.deletePart(u"/a.bin"); }));
-    EXPECT_TRUE(failsWith(Errc::operation_not_permitted, [&] { package.deletePart(u"/absent"); }));
-    EXPECT_TRUE(failsWith(Errc::operation_not_permitted, [&] { writeAll(*part->getOutputStream(), "b"); }));
+    EXPECT_TRUE(failsWith(
+        Errc::operation_not_permitted, [&] { package.deletePart(u"/a.bin"); }));
+    EXPECT_TRUE(failsWith(
+        Errc::operation_not_permitted, [&] { package.deletePart(u"/absent"); }));
+    EXPECT_TRUE(failsWith(
+        Errc::operation_not_permitted, [&] { writeAll(*part->getOutputStream(), "b"); }));
     EXPECT_TRUE(failsWith(Errc::operation_not_permitted, [&] { write(*package.getContentTypeOutputStream(), "b"); }));
     EXPECT_EQ(readPart(package, u"/a.bin"), "a");
     package.close(false);
@@ -64,7 +70,8 @@ TEST_P(PhysicalPackageContract, ACreatedPackageGivesNothingBackAndDeletesNothing
     interfaces::IPhysicalPart* part = createPart(package, u"/a.bin", "a");
     interfaces::IPhysicalInputStream* stream = nullptr;
     EXPECT_NO_THROW(stream = part->getInputStream()) << "the stream itself may be had";
-    EXPECT_TRUE(failsWith(Errc::operation_not_permitted, [&] { readAll(*stream); }));
+    EXPECT_TRUE(failsWith(
+        Errc::operation_not_permitted, [&] { readAll(*stream); }));
     EXPECT_TRUE(failsWith(Errc::operation_not_permitted, [&] { package.deletePart(u"/a.bin"); }));
     if (package.hasContentTypeStream()) {
         writeContentTypes(package);

@@ -159,7 +159,8 @@ TEST_P(PhysicalPartsContract, ContentTypesAreKeptInTheStreamOrWithThePart) {
     EXPECT_EQ(partNames(package), std::vector<std::string>{"/a.bin"}) << "the stream itself is no part";
     if (!stream) {
         EXPECT_EQ(package.getParts().at(0)->getContentType(), u"a/b");
-        EXPECT_TRUE(failsWith(Errc::operation_not_supported, [&] { package.getContentTypeInputStream(); }));
+        EXPECT_TRUE(failsWith(
+            Errc::operation_not_supported, [&] { package.getContentTypeInputStream(); }));
         EXPECT_TRUE(failsWith(Errc::operation_not_supported, [&] { package.getContentTypeOutputStream(); }));
         return;
     }

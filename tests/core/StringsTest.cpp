@@ -85,7 +85,9 @@ TEST(Strings, UnpairedSurrogatesAndWideValuesOutsideUnicodeThrowOrAreReplaced) {
     };
     for (const auto& [text, replaced] : unpaired) {
         const auto& given = text;
-        EXPECT_TRUE(throwsSaying<Exception>("unpaired surrogate", [&] { detail::toUTF8String(given); })) << replaced;
+        EXPECT_TRUE(throwsSaying<Exception>(
+            "unpaired surrogate", [&] { detail::toUTF8String(given); }))
+            << replaced;
         EXPECT_TRUE(throwsSaying<Exception>("unpaired surrogate", [&] { toWideString(given); })) << replaced;
         EXPECT_EQ(detail::toUTF8String(text, false), replaced);
     }
@@ -97,7 +99,8 @@ TEST(Strings, UnpairedSurrogatesAndWideValuesOutsideUnicodeThrowOrAreReplaced) {
 
 TEST(Strings, ASCIIEndsAt7FAndItsLettersAloneHaveCases) {
     EXPECT_EQ(toASCIIString(std::u16string(u"/a\0\x7F", 4)), std::string("/a\0\x7F", 4));
-    EXPECT_TRUE(throwsSaying<Exception>("not US-ASCII", [] { toASCIIString(u"/\x80"); }));
+    EXPECT_TRUE(throwsSaying<Exception>(
+        "not US-ASCII", [] { toASCIIString(u"/\x80"); }));
     EXPECT_TRUE(throwsSaying<Exception>("at position 1", [] { toASCIIString(u"a\x141"); })); // "A" plus 0x100
     std::u16string all(0x180, u'\0');
     std::iota(all.begin(), all.end(), u'\0');

@@ -139,7 +139,8 @@ TEST_F(RSAKeys, WithNumbersOutsideTheirBoundsAreRefused) {
     // The same holds for keys in DER: sizes, a negative number, and an exponent that the command refuses to make.
     const Bytes odd = readFile(folder / key("1536"));
     const std::string message = std::string(size) + "1536.";
-    EXPECT_TRUE(throws<UnsupportedKeySize>(message, [&] { RSAPrivateKey::fromPEMOrDER(odd); }));
+    EXPECT_TRUE(throws<UnsupportedKeySize>(
+        message, [&] { RSAPrivateKey::fromPEMOrDER(odd); }));
     EXPECT_TRUE(throws<UnsupportedKeySize>(message, [&] {
         RSAPublicKey::fromDER(converted("1536.key", {"-pubout", "-outform", "DER"}));
     }));
@@ -175,9 +176,10 @@ TEST_F(RSAKeys, OfOtherKindsAndWhatIsNoKeyAreRefused) {
     for (const auto& [bytes, message] : keys)
         EXPECT_TRUE(throws<Exception>(message, [&bytes = bytes] { RSAPrivateKey::fromPEMOrDER(bytes); }));
     for (const char* name : {"ec.key", "pss.key"})
-        EXPECT_TRUE(throws<Exception>(otherPublic, [&] { RSAPublicKey::fromPEMOrDER(converted(name, {"-pubout"})); }));
-    EXPECT_TRUE(throws<Exception>("The PEM file holds no public key.",
-                                  [&] { RSAPublicKey::fromPEMOrDER(readFile(folder / "1024.key")); }));
+        EXPECT_TRUE(throws<Exception>(
+            otherPublic, [&] { RSAPublicKey::fromPEMOrDER(converted(name, {"-pubout"})); }));
+    EXPECT_TRUE(throws<Exception>(
+        "The PEM file holds no public key.", [&] { RSAPublicKey::fromPEMOrDER(readFile(folder / "1024.key")); }));
     EXPECT_TRUE(throwsSaying<Exception>("The PEM file is malformed", [] {
         RSAPublicKey::fromPEMOrDER(toBytes("-----BEGIN PUBLIC KEY-----\nAAAA\n"));
     }));
@@ -269,11 +271,13 @@ TEST_F(Signatures, HoldHereAndInTheOpensslCommandForEachSizeDigestAndPadding) {
 TEST_F(Signatures, ThatCannotBeMadeThrow) {
     const RSAPrivateKey key = RSAPrivateKey::fromDER(decoded(test::FIXED_PRIVATE_KEY));
     RSASigner signer = CryptoEngine::createRSASigner(key, DigestAlgorithm::SHA512, RSAPaddingMode::PSS);
-    EXPECT_TRUE(throwsSaying<Exception>("The private key cannot sign", [&] { signer.sign(); })) << "too short";
-    EXPECT_TRUE(throws<Exception>("Unknown padding mode.", [&] {
-        CryptoEngine::createRSASigner(key, DigestAlgorithm::SHA256, static_cast<RSAPaddingMode>(2));
-    }));
-    EXPECT_TRUE(throws<Exception>("There is no such digest algorithm.", [&] {
+    EXPECT_TRUE(throwsSaying<Exception>(
+        "The private key cannot sign", [&] { signer.sign(); }))
+        << "too short";
+    EXPECT_TRUE(throws<Exception>(
+        "Unknown padding mode.",
+        [&] { CryptoEngine::createRSASigner(key, DigestAlgorithm::SHA256, static_cast<RSAPaddingMode>(2)); }));
+    EXPECT_TRUE(throws<Exception>("Unknown digest algorithm.", [&] {
         CryptoEngine::createRSAVerifier(key.getPublicKey(), static_cast<DigestAlgorithm>(-1));
     }));
 }

@@ -134,14 +134,14 @@ TEST_F(Signers, ReadKeysInEachFormAndDecryptThem) {
               {"pkey", "-traditional", "-aes256", "-passout", "pass:p q"}}) {
             const Bytes encrypted = converted(form);
             EXPECT_EQ(KeySigner::fromPEMOrDER(encrypted, phrase("p q")).getPublicKey(), key);
-            EXPECT_TRUE(
-                throws<Exception>("The private key is encrypted.", [&] { KeySigner::fromPEMOrDER(encrypted); }));
+            EXPECT_TRUE(throws<Exception>(
+                "The private key is encrypted.", [&] { KeySigner::fromPEMOrDER(encrypted); }));
             EXPECT_TRUE(throws<Exception>(
                 "The private key cannot be decrypted: the pass phrase is another one, or the key is damaged.",
                 [&] { KeySigner::fromPEMOrDER(encrypted, phrase("p")); }));
         }
-        test::readDamaged(converted({"pkey", "-outform", "DER"}),
-                          [](const Bytes& bytes) { KeySigner::fromPEMOrDER(bytes); });
+        test::readDamaged(
+            converted({"pkey", "-outform", "DER"}), [](const Bytes& bytes) { KeySigner::fromPEMOrDER(bytes); });
         test::readDamaged(key.toDER(), [](const Bytes& bytes) { PublicKey::fromDER(bytes); });
     }
     EXPECT_TRUE(throws<Exception>("The PEM file holds no private key.", [] {
@@ -185,8 +185,9 @@ TEST_F(Signers, RefusePublicKeysOfOtherSizesAndCurves) {
     };
     for (const auto& row : refused)
         EXPECT_TRUE(throws<UnsupportedKeySize>(row.message, row.make));
-    EXPECT_TRUE(throws<Exception>("The g or the y of the DSA key is not between 1 and its p.",
-                                  [&] { PublicKey::fromDSAKeyValue(odd, q, {2}, odd); }));
+    EXPECT_TRUE(throws<Exception>(
+        "The g or the y of the DSA key is not between 1 and its p.",
+        [&] { PublicKey::fromDSAKeyValue(odd, q, {2}, odd); }));
     EXPECT_TRUE(throws<Exception>("The p or the q of the DSA key is even.",
                                   [&] { PublicKey::fromDSAKeyValue(Bytes(128, 0xFE), q, {2}, {2}); }));
 }

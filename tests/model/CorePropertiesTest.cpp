@@ -122,12 +122,12 @@ TEST(CoreProperties, RefuseToWriteWhatCannotBeReadAndWriteNothingThen) {
               }),
               "InvalidPartContent: XML content can not contain the character U+D800");
     EXPECT_EQ(saving([](auto& p) { p.setCreated(boost::posix_time::not_a_date_time); }),
-              "InvalidPartContent: The time of dcterms:created is no point in time");
+              "InvalidPartContent: The time of dcterms:created is not a point in time");
     for (const char16_t* tag : {u"en_US", u"en-123456789", u"123", u"-en", u"en-", u"abcdefghi"})
         EXPECT_EQ(saving([&](auto& p) {
                       p.setKeywords({{u"a", u"en"}, {u"b", tag}});
                   }),
-                  "InvalidPartContent: The language of a keyword is no language tag: " + toASCIIString(tag));
+                  "InvalidPartContent: The language of a keyword is not a language tag: " + toASCIIString(tag));
     for (const char16_t* tag : {u"abcdefgh", u"en-1", u"de-CH-1996", u"zh-Hant"})
         EXPECT_EQ(saving([&](auto& p) { p.setKeywords({{u"b", tag}}); }), "nothing");
 }

@@ -97,7 +97,8 @@ private:
     }
 
     Part& part(const Words& w) {
-        return *std::find_if(parts_.begin(), parts_.end(), [&](const Part& part) { return part.getName() == w[0]; });
+        return *std::find_if(
+            parts_.begin(), parts_.end(), [&](const Part& part) { return part.getName() == w[0]; });
     }
     RelationshipSource& source(const Words& w) {
         return w[0] == u"/" ? static_cast<RelationshipSource&>(package_) : part(w);

@@ -152,12 +152,14 @@ TEST(RelationshipsPart, ReadsWhatOtherProducersWrite) {
 }
 
 testing::AssertionResult isRefused(const std::string& xml, const std::string& message) {
-    return throwsSaying<InvalidRelationshipContent>("In /_rels/.rels: " + message, [&] {
-        ScriptedPackage store;
-        store.add(u"/_rels/.rels", xml);
-        Package package(store);
-        package.open(OpenMode::ReadOnly);
-    });
+    return throwsSaying<InvalidRelationshipContent>(
+        "In /_rels/.rels: " + message,
+        [&] {
+            ScriptedPackage store;
+            store.add(u"/_rels/.rels", xml);
+            Package package(store);
+            package.open(OpenMode::ReadOnly);
+        });
 }
 
 TEST(RelationshipsPart, RefusesWhatBreaksItsRules) {

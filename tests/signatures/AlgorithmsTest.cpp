@@ -37,7 +37,8 @@ TEST(Algorithms, HaveOneIdentifierEach) {
             EXPECT_EQ(Map::getAlgorithmURI(digest), identifier);
             EXPECT_EQ(Map::getDigestMethod(identifier), digest);
         } else {
-            EXPECT_TRUE(throws<Exception>(NO_DIGEST, [&] { Map::getDigestMethod(identifier); }));
+            EXPECT_TRUE(throws<Exception>(
+                NO_DIGEST, [&] { Map::getDigestMethod(identifier); }));
         }
         if (tag >= 6 && tag < 12) {
             for (const auto size : {SignatureMethod::RSA1024, SignatureMethod::RSA2048, SignatureMethod::RSA4096})
@@ -45,7 +46,8 @@ TEST(Algorithms, HaveOneIdentifierEach) {
             EXPECT_EQ(Map::getSigningParameters(identifier).getDigestMethod(), digest);
             EXPECT_EQ(Map::getSigningParameters(identifier).getSignatureMethod(), SignatureMethod::RSA2048);
         } else {
-            EXPECT_TRUE(throws<Exception>(NO_SIGNATURE, [&] { Map::getSigningParameters(identifier); }));
+            EXPECT_TRUE(throws<Exception>(
+                NO_SIGNATURE, [&] { Map::getSigningParameters(identifier); }));
         }
     }
     const std::pair<SignatureMethod, unsigned> sizes[] = {

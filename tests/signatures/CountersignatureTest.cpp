@@ -16,16 +16,19 @@ const PartName ORIGIN(u"/_xmlsignatures/origin.sigs"), FIRST(u"/_xmlsignatures/s
 
 /// The letter as the library writes it.
 Bytes plainLetter() {
-    return changed(letter().toZip(), [](Opened& opened) {
-        opened.package.createInternalRelationship(u"urn:x", DOCUMENT.getURI(), u"x");
-        opened.package.deleteRelationship(u"x");
-        opened.package.createPart(PartName(u"/x"), ContentType(u"a/b"), opc::test::PartInfo());
-        opened.package.deletePart(PartName(u"/x"));
-    });
+    return changed(
+        letter().toZip(),
+        [](Opened& opened) {
+            opened.package.createInternalRelationship(u"urn:x", DOCUMENT.getURI(), u"x");
+            opened.package.deleteRelationship(u"x");
+            opened.package.createPart(PartName(u"/x"), ContentType(u"a/b"), opc::test::PartInfo());
+            opened.package.deletePart(PartName(u"/x"));
+        });
 }
 
 Bytes countersignedLetter() {
-    return changed(plainLetter(), [](Opened& opened) { sign(opened), sign(opened), countersign(opened); });
+    return changed(
+        plainLetter(), [](Opened& opened) { sign(opened), sign(opened), countersign(opened); });
 }
 
 /// The names of the signatures, those that do not hold with a "!".
@@ -73,15 +76,17 @@ TEST(Countersignature, HoldsInEveryFormAndCoversTheSignatures) {
 }
 
 TEST(Countersignature, IsMadeAnewForOneSignatureMore) {
-    changed(countersignedLetter(), [](Opened& opened) {
-        EXPECT_EQ(verdicts(opened.manager), (Names{u"sig1", u"sig2", COUNTERSIGNATURE}));
-        sign(opened);
-        EXPECT_EQ(verdicts(opened.manager), (Names{u"!sigcountersig", u"sig1", u"sig2", u"sig3"}));
-        opened.manager.removeCountersignature();
-        opened.manager.removeCountersignature(); // nothing to do
-        countersign(opened);
-        EXPECT_EQ(verdicts(opened.manager), (Names{u"sig1", u"sig2", u"sig3", COUNTERSIGNATURE}));
-    });
+    changed(
+        countersignedLetter(),
+        [](Opened& opened) {
+            EXPECT_EQ(verdicts(opened.manager), (Names{u"sig1", u"sig2", COUNTERSIGNATURE}));
+            sign(opened);
+            EXPECT_EQ(verdicts(opened.manager), (Names{u"!sigcountersig", u"sig1", u"sig2", u"sig3"}));
+            opened.manager.removeCountersignature();
+            opened.manager.removeCountersignature(); // nothing to do
+            countersign(opened);
+            EXPECT_EQ(verdicts(opened.manager), (Names{u"sig1", u"sig2", u"sig3", COUNTERSIGNATURE}));
+        });
 }
 
 TEST(Removal, LeavesNoTraceInWhateverOrder) {
@@ -102,7 +107,10 @@ TEST(Removal, LeavesNoTraceInWhateverOrder) {
         });
         EXPECT_EQ(Items(after).byName(), before);
     } while (std::next_permutation(order.begin(), order.end()));
-    EXPECT_EQ(Items(changed(zip, [](Opened& opened) { opened.manager.removeAllSignatures(); })).byName(), before);
+    EXPECT_EQ(Items(changed(
+                        zip, [](Opened& opened) { opened.manager.removeAllSignatures(); }))
+                  .byName(),
+              before);
     EXPECT_EQ(verdictOn(changed(zip, [](Opened& opened) { opened.manager.removeSignature(u"sig1"); })),
               "refused \"Part referenced to by the signature is not present in the package.\"");
 }

@@ -87,7 +87,8 @@ public:
         return items_.emplace_back(name, std::string()).second;
     }
     void erase(const std::string& name) {
-        std::erase_if(items_, [&](const auto& each) { return each.first == name; });
+        std::erase_if(
+            items_, [&](const auto& each) { return each.first == name; });
     }
     void reverse() { std::reverse(items_.begin(), items_.end()); }
     std::map<std::string, std::string> byName() const { return {items_.begin(), items_.end()}; }
@@ -145,11 +146,13 @@ inline Bytes signedLetter() {
 
 /// A signature of the document and of some of its relationships, by Id and by type.
 inline Bytes signedInPart() {
-    return changed(letter().toZip(), [](Opened& opened) {
-        const URI document = DOCUMENT.getURI();
-        opened.manager.sign({DOCUMENT}, {{document, BY_ID, u"rId1"}, {document, BY_TYPE, u"urn:link"}}, fixedKey(),
-                            params1024);
-    });
+    return changed(
+        letter().toZip(),
+        [](Opened& opened) {
+            const URI document = DOCUMENT.getURI();
+            opened.manager.sign({DOCUMENT}, {{document, BY_ID, u"rId1"}, {document, BY_TYPE, u"urn:link"}}, fixedKey(),
+                                params1024);
+        });
 }
 
 /// Everything is asked of certificates, in the middle of 2025; or nothing.

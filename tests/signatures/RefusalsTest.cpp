@@ -117,7 +117,7 @@ TEST_F(Refusals, OfSigningComeInTheirOrderAndChangeNothing) {
         {sizes + "2048 but signature params specify a key size of 1024", {by(none, good, bigOne)}},
         {sizes + "1024 but signature params specify a key size of 2048", {out(none, bundle, params2048)}},
         {digest + noPart, {raw(none, good, noSize), by(none, big, certificate), out(none, bundle)}},
-        {digest + "There is no such digest algorithm.", {raw(document, good, noDigest, {nothing})}},
+        {digest + "Unknown digest algorithm.", {raw(document, good, noDigest, {nothing})}},
         {SIGN + noPart, {raw({}, good, params1024, {{NONE.getURI(), BY_ID, u"rId1"}})}},
         {"RelationshipNotFound: No relationships in the package matched the provided relationship selectors.",
          {raw(document, big, params1024, {nothing}), raw({}, good, noSize, {{u"/", BY_ID, u"none"}})}},
@@ -186,7 +186,9 @@ TEST_F(Refusals, OfCountersigningRemovingAndAskingComeInTheirOrder) {
         {FIND + "Internal Error: No signature origin present.", {removePart(DOCUMENT)}},
         {noPart, {remove(u"sig1"), removePart(ORIGIN)}},
     };
-    expectRefused(changed(letter().toZip(), [](Opened&) {}), unsignedRows);
+    expectRefused(changed(
+                      letter().toZip(), [](Opened&) {}),
+                  unsignedRows);
     const Bytes countersigned = changed(signedLetter(), [](Opened& opened) { countersign(opened); });
     const std::vector<Refused> rows = {
         {SIGN + "Package has already been countersigned once. Please remove countersignature before countersigning "

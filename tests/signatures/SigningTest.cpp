@@ -210,14 +210,16 @@ TEST(Signing, NamesSignaturesBehindAllThatThereAre) {
         countersign(opened);
         EXPECT_EQ(opened.manager.getNextSignatureID(), u"3") << "a countersignature takes no number";
     });
-    zip = changed(zip, [&](Opened& opened) {
-        opened.manager.removeSignature(u"sig1");
-        EXPECT_EQ(opened.manager.getNextSignatureID(), u"3");
-        EXPECT_EQ(opened.manager.getNextSignatureID(), u"4");
-        EXPECT_EQ(sign(opened).getName(), u"sig5");
-        opened.manager.removeSignature(u"sig5");
-        opened.manager.removeCountersignature();
-    });
+    zip = changed(
+        zip,
+        [&](Opened& opened) {
+            opened.manager.removeSignature(u"sig1");
+            EXPECT_EQ(opened.manager.getNextSignatureID(), u"3");
+            EXPECT_EQ(opened.manager.getNextSignatureID(), u"4");
+            EXPECT_EQ(sign(opened).getName(), u"sig5");
+            opened.manager.removeSignature(u"sig5");
+            opened.manager.removeCountersignature();
+        });
     zip = changed(zip, [](Opened& opened) { EXPECT_EQ(sign(opened).getName(), u"sig3") << "gaps are not filled"; });
     EXPECT_EQ(verdictOn(zip), "valid");
     changed(zip, [&](Opened& opened) {

@@ -14,33 +14,39 @@ const std::u16string SIGNATURE_TYPE =
 
 /// All parts, with relationships of the document signed by their types and one by its Id.
 Bytes signedByType() {
-    return changed(letter().toZip(), [](Opened& opened) {
-        const URI document = DOCUMENT.getURI();
-        opened.manager.sign(opened.manager.getAllPartsAndRels().parts,
-                            {{u"/", BY_ID, u"rId1"}, {document, BY_TYPE, u"urn:link"}, {document, BY_ID, u"rId10"}},
-                            fixedKey(), params1024);
-    });
+    return changed(
+        letter().toZip(),
+        [](Opened& opened) {
+            const URI document = DOCUMENT.getURI();
+            opened.manager.sign(opened.manager.getAllPartsAndRels().parts,
+                                {{u"/", BY_ID, u"rId1"}, {document, BY_TYPE, u"urn:link"}, {document, BY_ID, u"rId10"}},
+                                fixedKey(), params1024);
+        });
 }
 
 /// Two signatures, of all and of a part, under a countersignature.
 Bytes countersigned() {
-    return changed(signedLetter(), [](Opened& opened) {
-        opened.manager.sign({DOCUMENT}, {}, fixedKey(), params1024);
-        countersign(opened);
-    });
+    return changed(
+        signedLetter(),
+        [](Opened& opened) {
+            opened.manager.sign({DOCUMENT}, {}, fixedKey(), params1024);
+            countersign(opened);
+        });
 }
 
 /// Under a countersignature, a signature of relationships by their types, that of signatures among them.
 Bytes byTypeCountersigned() {
-    return changed(signedLetter(), [](Opened& opened) {
-        const URI document = DOCUMENT.getURI(), styles(u"/word/styles.xml"), origin(u"/_xmlsignatures/origin.sigs");
-        opened.package.getPart(PartName(origin)).createInternalRelationship(u"urn:link", styles);
-        opened.package.getPart(DOCUMENT).createInternalRelationship(SIGNATURE_TYPE, styles);
-        opened.manager.sign({}, {{origin, BY_TYPE, u"urn:link"}, {document, BY_TYPE, SIGNATURE_TYPE}}, fixedKey(),
-                            params1024);
-        opened.manager.removeSignature(u"sig1");
-        countersign(opened);
-    });
+    return changed(
+        signedLetter(),
+        [](Opened& opened) {
+            const URI document = DOCUMENT.getURI(), styles(u"/word/styles.xml"), origin(u"/_xmlsignatures/origin.sigs");
+            opened.package.getPart(PartName(origin)).createInternalRelationship(u"urn:link", styles);
+            opened.package.getPart(DOCUMENT).createInternalRelationship(SIGNATURE_TYPE, styles);
+            opened.manager.sign({}, {{origin, BY_TYPE, u"urn:link"}, {document, BY_TYPE, SIGNATURE_TYPE}}, fixedKey(),
+                                params1024);
+            opened.manager.removeSignature(u"sig1");
+            countersign(opened);
+        });
 }
 
 TEST(Tampering, EndsAsTheTableSays) {
@@ -88,10 +94,12 @@ TEST(Tampering, OfEachByteOfASignedPartIsSeen) {
 class TamperingWithSignatures : public testing::Test {
 protected:
     Bytes signedBy(const std::string& key, const std::string& certificate) const {
-        return changed(letter().toZip(), [&](Opened& opened) {
-            const auto bundle = ring.bundle({"-inkey", key + ".key", "-in", certificate + ".pem"});
-            opened.manager.signPackage(bundle, noOptions(), params1024, TrustStore());
-        });
+        return changed(
+            letter().toZip(),
+            [&](Opened& opened) {
+                const auto bundle = ring.bundle({"-inkey", key + ".key", "-in", certificate + ".pem"});
+                opened.manager.signPackage(bundle, noOptions(), params1024, TrustStore());
+            });
     }
 
     KeyRing ring;

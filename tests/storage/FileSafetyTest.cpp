@@ -48,9 +48,8 @@ protected:
 
     /// Makes a file the plain user's own.
     static void giveAway(const fs::path& path) {
-        if (IS_ROOT) {
+        if (IS_ROOT)
             ASSERT_EQ(::chown(path.c_str(), PlainUser::ID, PlainUser::ID), 0);
-        }
     }
 
     static void openAndChange(ZipPackage& package) {
@@ -73,7 +72,8 @@ protected:
     }
 
     static testing::AssertionResult saveFails(ZipPackage& package, Errc code, const std::string& text) {
-        return failsWith(code, text, [&] { package.close(false); });
+        return failsWith(
+            code, text, [&] { package.close(false); });
     }
 
     static void expectChanged(const fs::path& path) {

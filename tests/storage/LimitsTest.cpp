@@ -32,8 +32,9 @@ TEST(Limits, SizesAreWhatComesOut) {
                               std::to_string(limits.totalSize) + " (limit total-size)",
                           [&] { zip.read(u"/b.xml"); }));
     Zip strict(file, {.limits = {.itemSize = TEXT.size() - 1}});
-    EXPECT_TRUE(failsWith(Errc::file_too_large, "\"a.xml\": the content has more bytes than 2999 (limit item-size)",
-                          [&] { strict.read(u"/a.xml"); }));
+    EXPECT_TRUE(failsWith(
+        Errc::file_too_large, "\"a.xml\": the content has more bytes than 2999 (limit item-size)",
+        [&] { strict.read(u"/a.xml"); }));
     EXPECT_TRUE(failsWith(Errc::bad_message, "not as long as the directory says", [&] {
         Zip(file).read(u"/liar.xml");
     })) << "what the directory says of the size is no reason to refuse it, and no reason to believe it";

@@ -266,8 +266,8 @@ TEST_F(SaveFaults, ContentThatDoesNotFitIsNeverSavedInPart) {
     auto& stream = *createPart(package, u"/a.xml", "")->getOutputStream();
     write(stream, text.substr(0, 500));
     fault = {1, ENOSPC};
-    EXPECT_TRUE(
-        failsWith(Errc::no_space_on_device, "book.docx: the temporary file in \"", [&] { write(stream, text); }));
+    EXPECT_TRUE(failsWith(
+        Errc::no_space_on_device, "book.docx: the temporary file in \"", [&] { write(stream, text); }));
     const std::function<void()> others[] = {[&] { write(stream, "more"); }, [&] { package.close(false); },
                                             [&] { stream.close(); }};
     for (const auto& action : others)

@@ -71,7 +71,8 @@ TEST(ZipDamage, OneDamagedItemLeavesTheOthersReadable) {
         SCOPED_TRACE(testing::Message() << "method " << method << ", flags " << flags);
         Zip zip(zipWith({{"a.xml", text}, {"bad.xml", text, method, flags, crc, size}, {"b.xml", text}}));
         for (int twice = 0; twice < 2; ++twice) {
-            EXPECT_TRUE(failsWith(code, said, [&] { zip.read(u"/bad.xml"); }));
+            EXPECT_TRUE(failsWith(
+                code, said, [&] { zip.read(u"/bad.xml"); }));
             EXPECT_TRUE(failsWith(code, "\"bad.xml\"", [&] { zip.read(u"/bad.xml"); }));
             EXPECT_EQ(zip.read(u"/a.xml"), text);
             EXPECT_EQ(zip.read(u"/b.xml"), text);

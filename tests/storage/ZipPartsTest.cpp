@@ -55,8 +55,10 @@ TEST(ZipParts, APlaceThatAnotherItemTakesIsNotGivenToAPart) {
     Zip zip(zipOfNames({"unnamed.dat", "a b.dat", "folder/", "gone.xml"}));
     const auto create = [&](const char16_t* name) { zip->createPart(name, u"a/b", PartInfo()); };
     for (const char16_t* name : {u"/unnamed.dat", u"/UNNAMED.dat", u"/a%20b.dat"})
-        EXPECT_TRUE(failsWith(Errc::file_exists, [&] { create(name); }));
-    EXPECT_TRUE(failsWith(Errc::no_such_file_or_directory, [&] { zip->deletePart(u"/unnamed.dat"); }))
+        EXPECT_TRUE(failsWith(
+            Errc::file_exists, [&] { create(name); }));
+    EXPECT_TRUE(failsWith(
+        Errc::no_such_file_or_directory, [&] { zip->deletePart(u"/unnamed.dat"); }))
         << "an other item is no part to delete";
     EXPECT_TRUE(failsWith(Errc::invalid_argument, [&] { create(u"/a?b"); }));
     EXPECT_NO_THROW(create(u"/folder")) << "a folder entry has another name";
@@ -86,7 +88,8 @@ TEST(ZipParts, AnyItemIsReadByItsName) {
     zip->deletePart(u"/new.xml");
     EXPECT_TRUE(failsWith(Errc::no_such_file_or_directory, [&] { zip->getItemInputStream("new.xml"); }));
     zip->close(true);
-    EXPECT_TRUE(failsWith(Errc::bad_file_descriptor, [&] { zip->getItemInputStream("x.dat"); }));
+    EXPECT_TRUE(failsWith(
+        Errc::bad_file_descriptor, [&] { zip->getItemInputStream("x.dat"); }));
     EXPECT_TRUE(failsWith(Errc::bad_file_descriptor, [&] { zip->getItems(); }));
 }
 

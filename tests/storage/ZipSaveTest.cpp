@@ -120,7 +120,9 @@ TEST(ZipSave, UntouchedItemsKeepTheirPlaceAndTheirBytes) {
     EXPECT_EQ(zip.read(u"/a.xml"), "changed");
     EXPECT_EQ(zip.read(u"/new.xml"), "new");
     EXPECT_EQ(zip.read(u"/described.xml"), std::string(3000, 't'));
-    EXPECT_TRUE(failsWith(Errc::bad_message, [&] { zip.read(u"/damaged.xml"); })) << "kept as it was";
+    EXPECT_TRUE(failsWith(
+        Errc::bad_message, [&] { zip.read(u"/damaged.xml"); }))
+        << "kept as it was";
     EXPECT_TRUE(failsWith(Errc::not_supported, [&] { zip.read(u"/locked.xml"); }));
 }
 

@@ -114,12 +114,13 @@ inline void writeContentTypes(interfaces::IPhysicalPackage& package) {
 /// Succeeds when the action throws an `opc::Exception` with this code and a message that holds the text.
 template <class Action>
 testing::AssertionResult failsWith(Errc code, const std::string& text, Action action) {
-    return throwsWhat(action,
-                      [&](const std::exception& e) {
-                          const auto* exception = dynamic_cast<const Exception*>(&e);
-                          return exception != nullptr && exception->code() == make_error_condition(code) &&
-                                 std::string(e.what()).find(text) != std::string::npos;
-                      })
+    return throwsWhat(
+               action,
+               [&](const std::exception& e) {
+                   const auto* exception = dynamic_cast<const Exception*>(&e);
+                   return exception != nullptr && exception->code() == make_error_condition(code) &&
+                          std::string(e.what()).find(text) != std::string::npos;
+               })
            << ", expected \"" << text << "\" with the code " << make_error_condition(code).message();
 }
 

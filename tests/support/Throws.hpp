@@ -24,7 +24,8 @@ testing::AssertionResult throwsWhat(Action action, IsRight isRight) {
 /// Succeeds when the action throws exactly this class with exactly this message.
 template <class Error, class Action>
 testing::AssertionResult throws(const std::string& message, Action action) {
-    return throwsWhat(action, [&](const auto& e) { return typeid(e) == typeid(Error) && e.what() == message; });
+    return throwsWhat(
+        action, [&](const auto& e) { return typeid(e) == typeid(Error) && e.what() == message; });
 }
 
 /// Succeeds when the action throws exactly this class, with a message that holds the text.

@@ -263,14 +263,16 @@ void Signer::readBundle(const SigningOptions& options) {
 }
 
 void Signer::checkCertificate(const std::string& file) const {
-    withFileName(file, [&] {
-        if (certificate_.getPublicKey() != RSAPrivateKey::fromDER(key_.get()).getPublicKey())
-            throw Failure(ExitCode::NotProcessed, file, "", "this is not the certificate of the private key");
-        const auto results = certificate_.validate(chain_, validation_, trust_);
-        if (results.getCertificateChainStatus() != 0)
-            throw Failure(ExitCode::NotProcessed, file, "",
-                          "the certificate is not good for signing: " + results.getMessage());
-    });
+    withFileName(
+        file,
+        [&] {
+            if (certificate_.getPublicKey() != RSAPrivateKey::fromDER(key_.get()).getPublicKey())
+                throw Failure(ExitCode::NotProcessed, file, "", "this is not the certificate of the private key");
+            const auto results = certificate_.validate(chain_, validation_, trust_);
+            if (results.getCertificateChainStatus() != 0)
+                throw Failure(ExitCode::NotProcessed, file, "",
+                              "the certificate is not good for signing: " + results.getMessage());
+        });
 }
 
 opc::model::DigitalSignature Signer::sign(opc::model::DigitalSignatureManager& manager,

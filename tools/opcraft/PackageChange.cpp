@@ -24,11 +24,13 @@ const ChangeOptions& checked(const ChangeOptions& options) {
 }
 
 OpenPackage open(const ChangeOptions& options, Console& console) {
-    return openWhenFree(options.file, options.wait, console, [&](std::chrono::milliseconds timeout) {
-        InputOptions input = checked(options);
-        input.lockTimeout = timeout;
-        return OpenPackage(input, options.output);
-    });
+    return openWhenFree(
+        options.file, options.wait, console,
+        [&](std::chrono::milliseconds timeout) {
+            InputOptions input = checked(options);
+            input.lockTimeout = timeout;
+            return OpenPackage(input, options.output);
+        });
 }
 
 /// Opens a stored package with its signatures and calls an action with their manager.
@@ -58,10 +60,12 @@ SignatureReport asIfItHeld(const DigitalSignature& signature) {
 std::vector<std::string> readSignatureNames(opc::storage::ZipPackage& zip, const opc::Limits& limits) {
     std::vector<std::string> names;
     try {
-        withSignatures(zip, limits, [&](const DigitalSignatureManager& manager) {
-            for (const DigitalSignature& signature : manager.getSignatures())
-                names.push_back(toUtf8(signature.getName()));
-        });
+        withSignatures(
+            zip, limits,
+            [&](const DigitalSignatureManager& manager) {
+                for (const DigitalSignature& signature : manager.getSignatures())
+                    names.push_back(toUtf8(signature.getName()));
+            });
     } catch (const opc::Exception&) {
         names.clear();
     }
@@ -73,11 +77,13 @@ std::vector<std::string> readSignatureNames(opc::storage::ZipPackage& zip, const
 std::set<std::string> findCompleteSignatures(opc::storage::ZipPackage& zip, const opc::Limits& limits) {
     std::set<std::string> names;
     try {
-        withSignatures(zip, limits, [&](const DigitalSignatureManager& manager) {
-            for (const DigitalSignature& signature : manager.getSignatures())
-                if (manager.examineCoverage({asIfItHeld(signature)}, zip.getOtherItems()).at(0).isComplete())
-                    names.insert(toUtf8(signature.getName()));
-        });
+        withSignatures(
+            zip, limits,
+            [&](const DigitalSignatureManager& manager) {
+                for (const DigitalSignature& signature : manager.getSignatures())
+                    if (manager.examineCoverage({asIfItHeld(signature)}, zip.getOtherItems()).at(0).isComplete())
+                        names.insert(toUtf8(signature.getName()));
+            });
     } catch (const opc::Exception&) {
         names.clear();
     }
@@ -94,11 +100,14 @@ std::vector<std::string> findBrokenSignatures(opc::storage::ZipPackage& zip, con
     nothing.setCheckValidityTime(false);
     std::multiset<std::string> holding; // several may have one name, in different folders
     try {
-        withSignatures(zip, limits, [&](const DigitalSignatureManager& manager) {
-            for (const SignatureReport& each : manager.examineAllSignatures(nothing, opc::certificates::TrustStore()))
-                if (each.isSignatureValid())
-                    holding.insert(toUtf8(each.signature.getName()));
-        });
+        withSignatures(
+            zip, limits,
+            [&](const DigitalSignatureManager& manager) {
+                for (const SignatureReport& each :
+                     manager.examineAllSignatures(nothing, opc::certificates::TrustStore()))
+                    if (each.isSignatureValid())
+                        holding.insert(toUtf8(each.signature.getName()));
+            });
     } catch (const opc::Exception&) {
         return names;
     }

@@ -37,8 +37,9 @@ bool hasContentType(const Part& part, const char16_t* type) {
 }
 
 bool hasSignatureContentType(const Part& part) {
-    return std::any_of(std::begin(forms), std::end(forms),
-                       [&](const Form* form) { return hasContentType(part, form->signatureContentType); });
+    return std::any_of(
+        std::begin(forms), std::end(forms),
+        [&](const Form* form) { return hasContentType(part, form->signatureContentType); });
 }
 
 /// None when the target cannot be a part.

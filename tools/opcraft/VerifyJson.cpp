@@ -48,8 +48,9 @@ Json toJson(const ReferenceReport& reference) {
             {"digest", utf16OrNull(reference.foundDigest)},
             {"transforms", toJsonArray(reference.transforms, toUtf8)},
             {"selectors", toJsonArray(reference.selectors, selectorJson)},
-            {"relationships", toJsonArray(reference.relationships,
-                                          [](const opc::model::Relationship& each) { return toUtf8(each.getID()); })}};
+            {"relationships",
+             toJsonArray(
+                 reference.relationships, [](const opc::model::Relationship& each) { return toUtf8(each.getID()); })}};
 }
 
 Json toJson(const std::shared_ptr<const opc::ErrorPlace>& place) {
@@ -64,9 +65,11 @@ Json toJson(const std::shared_ptr<const opc::ErrorPlace>& place) {
 }
 
 Json toJson(const std::set<RelationshipName>& names) {
-    return toJsonArray(names, [](const RelationshipName& name) {
-        return Json{{"source", name.first}, {"id", name.second}};
-    });
+    return toJsonArray(
+        names,
+        [](const RelationshipName& name) {
+            return Json{{"source", name.first}, {"id", name.second}};
+        });
 }
 
 Json toJson(const CoverageEntry& coverage) {

@@ -16,7 +16,7 @@ public:
     /// True once the stream was closed and nothing was written since.
     virtual bool isDone() const = 0;
 
-    /// Hands on what is buffered.
+    /// Flushes what is buffered to what it writes to.
     virtual void flush() = 0;
 
     /// Ends what was written. Closing twice does nothing.

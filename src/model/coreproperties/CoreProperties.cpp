@@ -39,9 +39,12 @@ void CoreProperties::clear() {
 }
 
 bool CoreProperties::isEmpty() const {
-    return std::ranges::none_of(getAllCoreProperties(), [this](const CoreProperty& property) {
-        return std::visit([this](const auto& access) { return (this->*access.get)().has_value(); }, property.access);
-    });
+    return std::ranges::none_of(
+        getAllCoreProperties(),
+        [this](const CoreProperty& property) {
+            return std::visit([this](const auto& access) { return (this->*access.get)().has_value(); },
+                              property.access);
+        });
 }
 
 } // namespace opc::model

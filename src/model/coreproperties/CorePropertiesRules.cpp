@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "model/coreproperties/CorePropertiesRules.hpp"
+
 #include <opc/errors/Errors.hpp>
 #include <opc/xml/XercesHelper.hpp>
 
 #include "errors/ErrorPlaces.hpp"
-#include "model/coreproperties/CorePropertiesRules.hpp"
 #include "model/coreproperties/CorePropertiesVocabulary.hpp"
 #include "xml/XmlPlaces.hpp"
 

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "model/coreproperties/CorePropertiesSerializer.hpp"
+
 #include <opc/core/Characters.hpp>
 #include <opc/core/Strings.hpp>
 #include <opc/core/Time.hpp>
@@ -7,7 +9,6 @@
 
 #include "errors/ErrorPlaces.hpp"
 #include "model/coreproperties/CorePropertiesRules.hpp"
-#include "model/coreproperties/CorePropertiesSerializer.hpp"
 #include "model/coreproperties/CorePropertiesVocabulary.hpp"
 #include "xml/SchemaValidation.hpp"
 
@@ -111,7 +112,7 @@ public:
             return;
         if (value->is_special())
             throw InvalidPartContent("The time of " + detail::toUTF8String(qualifiedName(property)) +
-                                     " is no point in time");
+                                     " is not a point in time");
         DOMElement* element = append(property);
         XercesHelper::setElementText(element, convertTimeToString(*value));
         if (std::u16string_view(property.namespaceURI) == vocabulary::dcterms)
@@ -142,7 +143,7 @@ private:
         if (keyword.second.empty())
             return;
         if (!isLanguage(keyword.second))
-            throw InvalidPartContent("The language of a keyword is no language tag: " +
+            throw InvalidPartContent("The language of a keyword is not a language tag: " +
                                      detail::toUTF8String(keyword.second, false));
         XercesHelper::setElementAttributeNS(element, XercesString(vocabulary::xml), XercesString(u"xml:lang"),
                                             keyword.second);

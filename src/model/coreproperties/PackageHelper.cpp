@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <opc/model/coreproperties/PackageHelper.hpp>
+
 #include <opc/core/ByteArrayInAdaptor.hpp>
 #include <opc/core/ByteArrayOutAdaptor.hpp>
 #include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
 #include <opc/model/Package.hpp>
 #include <opc/model/StandardPartInfo.hpp>
-#include <opc/model/coreproperties/PackageHelper.hpp>
 
 #include "errors/ErrorPlaces.hpp"
 #include "model/ItemBytes.hpp"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <opc/errors/Errors.hpp>
 #include <opc/model/relationships/Relationship.hpp>
+
+#include <opc/errors/Errors.hpp>
 
 #include "iri/IRI.hpp"
 #include "model/relationships/ExternalTarget.hpp"

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <opc/model/relationships/RelationshipSelector.hpp>
+
 #include <opc/errors/Errors.hpp>
 #include <opc/model/PartName.hpp>
-#include <opc/model/relationships/RelationshipSelector.hpp>
 
 #include <utility>
 

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "model/relationships/RelationshipSerializer.hpp"
+
 #include <opc/core/ByteArrayOutAdaptor.hpp>
 #include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
@@ -8,7 +10,6 @@
 #include "iri/IRI.hpp"
 #include "model/WellKnown.hpp"
 #include "model/relationships/RelationshipManager.hpp"
-#include "model/relationships/RelationshipSerializer.hpp"
 #include "xml/BoundedParser.hpp"
 #include "xml/SchemaValidation.hpp"
 #include "xml/XmlPlaces.hpp"

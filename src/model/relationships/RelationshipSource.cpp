@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <opc/model/relationships/RelationshipSource.hpp>
+
 #include <opc/core/ByteArrayInAdaptor.hpp>
 #include <opc/core/Strings.hpp>
 #include <opc/core/interfaces/IPhysicalPart.hpp>
@@ -8,7 +10,6 @@
 #include <opc/model/PhysicalInputStream.hpp>
 #include <opc/model/PhysicalOutputStream.hpp>
 #include <opc/model/StandardPartInfo.hpp>
-#include <opc/model/relationships/RelationshipSource.hpp>
 
 #include "errors/ErrorPlaces.hpp"
 #include "iri/IRI.hpp"
@@ -35,8 +36,8 @@ struct UnitRange {
 
 template <std::size_t N>
 bool isInRanges(char16_t unit, const UnitRange (&ranges)[N]) noexcept {
-    return std::any_of(ranges, ranges + N,
-                       [unit](const UnitRange& range) { return unit >= range.first && unit <= range.last; });
+    return std::any_of(
+        ranges, ranges + N, [unit](const UnitRange& range) { return unit >= range.first && unit <= range.last; });
 }
 
 /// As NameStartChar of XML, but for U+037F to U+1FFF, ":" and what takes a surrogate pair.

@@ -24,8 +24,9 @@ std::uint64_t bytesOf(char16_t unit) noexcept {
 }
 
 std::uint64_t bytesOf(const std::u16string& text) noexcept {
-    return std::accumulate(text.begin(), text.end(), std::uint64_t{0},
-                           [](std::uint64_t sum, char16_t unit) { return sum + bytesOf(unit); });
+    return std::accumulate(
+        text.begin(), text.end(), std::uint64_t{0},
+        [](std::uint64_t sum, char16_t unit) { return sum + bytesOf(unit); });
 }
 
 } // namespace

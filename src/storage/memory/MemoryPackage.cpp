@@ -63,9 +63,8 @@ struct OpenPackage {
 
     OpenPackage(OpenMode openMode, const SavedPackage& saved)
         : opening{openMode}, contentTypes(opening, u"", saved.contentTypes) {
-        for (const SavedPart& part : saved.parts) {
+        for (const SavedPart& part : saved.parts)
             add(part.name, part.contentType, part.content);
-        }
     }
 
     StoredItem* add(const std::u16string& name, const std::u16string& type, std::shared_ptr<const Content> content) {
@@ -83,9 +82,8 @@ struct OpenPackage {
 
     SavedPackage save() const {
         SavedPackage saved{contentTypes.bytes.getContent(), {}};
-        for (const MemoryItem& part : parts) {
+        for (const MemoryItem& part : parts)
             saved.parts.push_back({part.bytes.getName(), part.bytes.getContentType(), part.bytes.getContent()});
-        }
         return saved;
     }
 };
@@ -101,23 +99,20 @@ public:
     std::optional<OpenPackage> current;
 
     OpenPackage& opened() {
-        if (!current) {
+        if (!current)
             fail(Errc::bad_file_descriptor, "package in memory: the package is not open");
-        }
         return *current;
     }
 
     OpenPackage& changeable() {
-        if (opened().opening.mode == OpenMode::ReadOnly) {
+        if (opened().opening.mode == OpenMode::ReadOnly)
             fail(Errc::operation_not_permitted, "package in memory: the package is open for reading only");
-        }
         return *current;
     }
 
     void needContentTypes() const {
-        if (!hasContentTypes) {
-            fail(Errc::operation_not_supported, "package in memory: there is no content types stream");
-        }
+        if (!hasContentTypes)
+            fail(Errc::operation_not_supported, "package in memory: no content types stream");
     }
 };
 
@@ -132,12 +127,10 @@ bool MemoryPackage::hasContentTypeStream() const {
 interfaces::IPhysicalInputStream* MemoryPackage::getContentTypeInputStream() {
     OpenPackage& package = impl_->opened();
     impl_->needContentTypes();
-    if (package.opening.mode == OpenMode::CreateOnly) {
+    if (package.opening.mode == OpenMode::CreateOnly)
         fail(Errc::operation_not_permitted, "package in memory: nothing can be read while the package is created");
-    }
-    if (!package.contentTypes.bytes.getContent()) {
+    if (!package.contentTypes.bytes.getContent())
         fail(Errc::no_such_file_or_directory, "package in memory: no content types stream was written");
-    }
     return package.contentTypes.bytes.getInputStream();
 }
 
@@ -149,55 +142,47 @@ interfaces::IPhysicalOutputStream* MemoryPackage::getContentTypeOutputStream() {
 
 std::vector<interfaces::IPhysicalPart*> MemoryPackage::getParts() {
     std::vector<interfaces::IPhysicalPart*> result;
-    for (MemoryItem& part : impl_->opened().parts) {
+    for (MemoryItem& part : impl_->opened().parts)
         result.push_back(&part.bytes);
-    }
     return result;
 }
 
 void MemoryPackage::open(const OpenMode& mode) {
-    if (impl_->current) {
+    if (impl_->current)
         fail(Errc::bad_file_descriptor, "package in memory: the package is already open");
-    }
     if (mode == OpenMode::CreateOnly) {
         impl_->current.emplace(mode, SavedPackage{});
         return;
     }
-    if (!impl_->saved) {
+    if (!impl_->saved)
         fail(Errc::no_such_file_or_directory, "package in memory: nothing was saved yet");
-    }
     impl_->current.emplace(mode, *impl_->saved);
 }
 
 void MemoryPackage::close(bool discard) {
     const OpenPackage& package = impl_->opened();
-    if (!discard && package.opening.mode != OpenMode::ReadOnly) {
+    if (!discard && package.opening.mode != OpenMode::ReadOnly)
         impl_->saved = package.save();
-    }
     impl_->current.reset();
 }
 
 interfaces::IPhysicalPart* MemoryPackage::createPart(const std::u16string& name, const std::u16string& contentType,
                                                      const interfaces::IPhysicalPartInfo& /*info*/) {
     OpenPackage& package = impl_->changeable();
-    if (!detail::isPartName(name)) {
-        fail(Errc::invalid_argument, label(name) + ": this is no part name");
-    }
-    if (package.byName.contains(name)) {
+    if (!detail::isPartName(name))
+        fail(Errc::invalid_argument, label(name) + ": not a part name");
+    if (package.byName.contains(name))
         fail(Errc::file_exists, label(name) + ": the part exists already");
-    }
     return package.add(name, contentType, std::make_shared<const Content>());
 }
 
 void MemoryPackage::deletePart(const std::u16string& name) {
     OpenPackage& package = impl_->changeable();
-    if (package.opening.mode == OpenMode::CreateOnly) {
+    if (package.opening.mode == OpenMode::CreateOnly)
         fail(Errc::operation_not_permitted, label(name) + ": nothing can be deleted while the package is created");
-    }
     const auto entry = package.byName.find(name);
-    if (entry == package.byName.end()) {
-        fail(Errc::no_such_file_or_directory, label(name) + ": there is no such part");
-    }
+    if (entry == package.byName.end())
+        fail(Errc::no_such_file_or_directory, label(name) + ": no such part");
     package.parts.erase(entry->second);
     package.byName.erase(entry);
 }

@@ -26,9 +26,8 @@ std::string shown(std::u16string_view name, std::u16string_view contentType) {
 
 const std::u16string* ContentTypes::find(std::u16string_view partName) const {
     const auto override = overrides_.find(partName);
-    if (override != overrides_.end()) {
+    if (override != overrides_.end())
         return &override->second.text;
-    }
     const auto entry = defaults_.find(detail::getExtension(partName));
     return entry == defaults_.end() ? nullptr : &entry->second.text;
 }
@@ -48,9 +47,8 @@ void ContentTypes::addOverride(std::u16string partName, std::u16string contentTy
 
 void ContentTypes::add(Map& entries, std::u16string name, Type type) {
     const auto [known, isNew] = entries.try_emplace(name, type);
-    if (!isNew && duplicate_.empty()) {
+    if (!isNew && duplicate_.empty())
         duplicate_ = shown(known->first, known->second.text) + ", and " + shown(name, type.text);
-    }
 }
 
 void ContentTypes::throwIfAmbiguous(const std::string& label) const {
@@ -66,17 +64,15 @@ void ContentTypes::throwIfAmbiguous(const std::string& label) const {
             }
         }
     }
-    if (!duplicate.empty()) {
+    if (!duplicate.empty())
         fail(Errc::bad_message, label + ": \"[Content_Types].xml\": two content types for one name: " + duplicate);
-    }
 }
 
 void ContentTypes::throwIfAmbiguous(std::u16string_view partName, const std::string& label) const {
     const std::u16string* type = find(partName);
     const std::u16string* exact = findExact(overrides_, partName);
-    if (!exact) {
+    if (!exact)
         exact = findExact(defaults_, detail::getExtension(partName));
-    }
     if (type && exact && *type != *exact) {
         fail(Errc::bad_message, label + ": \"[Content_Types].xml\": " + shown(partName, *type) +
                                     ", but for readers to whom case or prefixes count, " + shown(partName, *exact));
@@ -87,11 +83,10 @@ std::optional<ContentTypes> readContentTypes(ItemReader& stream, std::uint64_t m
     ContentTypes types;
     const auto take = [&types](const XmlElement& element) {
         const bool isPlain = !element.hasPrefix();
-        if (element.name() == DEFAULT_ELEMENT) {
+        if (element.name() == DEFAULT_ELEMENT)
             types.addDefault(element.attribute("Extension"), element.attribute("ContentType"), isPlain);
-        } else if (element.name() == OVERRIDE_ELEMENT) {
+        else if (element.name() == OVERRIDE_ELEMENT)
             types.addOverride(element.attribute("PartName"), element.attribute("ContentType"), isPlain);
-        }
     };
     try {
         return forEachElement(stream, maximumSize, take) ? std::optional(std::move(types)) : std::nullopt;

@@ -11,9 +11,8 @@ namespace opc::storage {
 
 bool isContentTypesItem(std::string_view itemName) {
     constexpr std::u16string_view name = u"[Content_Types].xml";
-    if (itemName.size() != name.size()) {
+    if (itemName.size() != name.size())
         return false;
-    }
     const std::u16string wide(itemName.begin(), itemName.end());
     return caselessCompare(wide, name) == 0;
 }
@@ -26,11 +25,10 @@ std::u16string toURI(std::string_view itemName) {
     uri.reserve(1 + itemName.size());
     for (std::size_t i = 0; i < itemName.size(); ++i) {
         const auto byte = static_cast<unsigned char>(itemName[i]);
-        if (detail::isPathCharacter(byte) || detail::escapedByte(itemName, i) >= 0) {
+        if (detail::isPathCharacter(byte) || detail::escapedByte(itemName, i) >= 0)
             uri += byte;
-        } else {
+        else
             detail::appendEscape(uri, byte);
-        }
     }
     return uri;
 }
@@ -44,12 +42,10 @@ std::optional<std::u16string> toPartName(std::string_view itemName) {
 
 std::string explainItemName(std::string_view itemName) {
     const detail::PartNameRule rule = detail::findPartNameFault(toURI(itemName)).value().rule;
-    if (rule == detail::PartNameRule::NoSlashAtEnd) {
+    if (rule == detail::PartNameRule::NoSlashAtEnd)
         return "a folder";
-    }
-    if (itemName.find('\\') != itemName.npos) {
+    if (itemName.find('\\') != itemName.npos)
         return "a backslash in the name";
-    }
     switch (rule) {
     case detail::PartNameRule::NoEmptySegment:
     case detail::PartNameRule::AbsolutePath: // "//" in front
@@ -63,9 +59,8 @@ std::string explainItemName(std::string_view itemName) {
 }
 
 std::optional<std::string> toItemName(std::u16string_view partName) {
-    if (!detail::isPartName(partName)) {
+    if (!detail::isPartName(partName))
         return std::nullopt;
-    }
     const std::string name = detail::toUTF8String(partName.substr(1));
     return toPartName(name) == partName ? std::optional(name) : std::nullopt;
 }

@@ -26,9 +26,8 @@ std::u16string findMainPart(ItemReader& relationships, std::uint64_t maximumSize
     std::u16string target;
     const auto look = [&target](const XmlElement& element) {
         if (target.empty() && element.name() == RELATIONSHIP_ELEMENT &&
-            std::find(MAIN_TYPES.begin(), MAIN_TYPES.end(), element.attribute("Type")) != MAIN_TYPES.end()) {
+            std::find(MAIN_TYPES.begin(), MAIN_TYPES.end(), element.attribute("Type")) != MAIN_TYPES.end())
             target = element.attribute("Target");
-        }
     };
     forEachElement(relationships, maximumSize, look);
     return target.empty() || target.front() == u'/' ? target : u'/' + target;

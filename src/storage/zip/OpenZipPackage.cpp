@@ -30,9 +30,8 @@ namespace {
 std::filesystem::path absolutePath(const std::filesystem::path& file, const std::string& label) {
     std::error_code error;
     std::filesystem::path result = std::filesystem::absolute(file, error);
-    if (error) {
+    if (error)
         failWithErrno(error.value(), label);
-    }
     return result;
 }
 
@@ -58,12 +57,10 @@ public:
     std::size_t read(unsigned char* buffer, std::size_t size) override {
         while (size > 0) {
             const std::size_t count = current_ ? current_->read(buffer, size) : 0;
-            if (count > 0) {
+            if (count > 0)
                 return count;
-            }
-            if (next_ == entry_.pieces.size()) {
+            if (next_ == entry_.pieces.size())
                 return 0;
-            }
             current_ = archive_.read(entry_.pieces[next_++], entry_.getLabel());
         }
         return 0;
@@ -78,15 +75,12 @@ private:
 
 /// Why an item is no part.
 std::string explainOther(const ZipEntry& entry) {
-    if (parsePieceName(entry.name)) {
+    if (parsePieceName(entry.name))
         return "a piece of a part whose pieces are not complete";
-    }
-    if (entry.partName().empty()) {
+    if (entry.partName().empty())
         return explainItemName(entry.name);
-    }
-    if (detail::isRelationshipsPartName(entry.partName())) {
-        return "the relationships of an item that is no part";
-    }
+    if (detail::isRelationshipsPartName(entry.partName()))
+        return "the relationships of an item that is not a part";
     const std::u16string extension = detail::getExtension(entry.partName());
     return extension.empty() ? "no content type, and no extension"
                              : "no content type for the extension " + inQuotes(detail::toUTF8String(extension, false));
@@ -103,9 +97,8 @@ OpenZipPackage::OpenZipPackage(const ZipLocation& location, OpenMode mode,
         opening_.area =
             std::make_shared<SpillArea>(location_.label, location_.options.memory, location_.options.temporaryFolder);
     }
-    if (output) {
+    if (output)
         setOutput(*output);
-    }
     if (opening_.mode == OpenMode::CreateOnly) {
         openReplaced();
     } else {
@@ -117,16 +110,14 @@ OpenZipPackage::OpenZipPackage(const ZipLocation& location, OpenMode mode,
 
 /// The file that a created package will replace is not read, and needs no lock where it cannot be.
 void OpenZipPackage::openReplaced() {
-    if (!own_ || !own_->known || output_) {
+    if (!own_ || !own_->known || output_)
         return;
-    }
     try {
         replaced_ = std::make_unique<FileBytes>(location_.file, location_.label);
         takeForOwn(*replaced_);
     } catch (const Exception& e) {
-        if (e.code() == make_error_condition(Errc::device_or_resource_busy)) {
+        if (e.code() == make_error_condition(Errc::device_or_resource_busy))
             throw;
-        }
         replaced_.reset();
         own_.emplace(location_.file, location_.label);
     }
@@ -134,21 +125,18 @@ void OpenZipPackage::openReplaced() {
 
 void OpenZipPackage::takeForOwn(FileBytes& file) {
     const bool isInPlace = opening_.mode != OpenMode::ReadOnly && !output_;
-    if (isInPlace && location_.options.lockTimeout) {
+    if (isInPlace && location_.options.lockTimeout)
         file.lock(*location_.options.lockTimeout);
-    }
     own_->known = file.identity();
     own_->unlocked = file.getUnlocked();
 }
 
 std::unique_ptr<PackageBytes> OpenZipPackage::openBytes() {
-    if (location_.bytes) {
+    if (location_.bytes)
         return std::make_unique<VectorBytes>(*location_.bytes);
-    }
     auto bytes = std::make_unique<FileBytes>(location_.file, location_.label);
-    if (opening_.mode == OpenMode::ReadWrite && !output_) {
+    if (opening_.mode == OpenMode::ReadWrite && !output_)
         throwIfNotWritable(location_.file, location_.label);
-    }
     takeForOwn(*bytes);
     return bytes;
 }
@@ -156,9 +144,8 @@ std::unique_ptr<PackageBytes> OpenZipPackage::openBytes() {
 void OpenZipPackage::openArchive() {
     archive_ = std::make_unique<ZipArchive>(openBytes(), location_.label);
     limits_.checkItems(archive_->count(), location_.label);
-    if (location_.options.consistent) {
+    if (location_.options.consistent)
         throwIfInconsistent(archive_->getBytes(), archive_->getDirectory(), location_.label);
-    }
 }
 
 void OpenZipPackage::readItems() {
@@ -170,9 +157,8 @@ void OpenZipPackage::readItems() {
         const std::string& name = items.back().name;
         limits_.checkName(name, location_.label);
         const auto piece = parsePieceName(name);
-        if (piece && !groups.add(*piece, index)) {
-            fail(Errc::bad_message, location_.label + ": there are two items " + inQuotes(name));
-        }
+        if (piece && !groups.add(*piece, index))
+            fail(Errc::bad_message, location_.label + ": duplicate item " + inQuotes(name));
     }
     items_.reserve(items.size());
     for (std::uint64_t index = 0; index < items.size(); ++index) {
@@ -183,7 +169,7 @@ void OpenZipPackage::readItems() {
         } else if (pieces.front() == index) {
             if (location_.options.consistent) {
                 fail(Errc::bad_message, location_.label + ": " + inQuotes(std::string(piece->prefix)) +
-                                            ": the part is in pieces, and there are readers that do not find it");
+                                            ": the part is stored in pieces, which some readers do not support");
             }
             ZipArchive::Item whole{std::string(piece->prefix)};
             for (const std::uint64_t each : pieces) {
@@ -197,9 +183,8 @@ void OpenZipPackage::readItems() {
         const auto hasItem = [this](std::string_view name) { return items_.findItem(name) != nullptr; };
         fail(Errc::bad_message, location_.label + ": " + explainOtherZip(hasItem, readMediaType()));
     }
-    if (location_.options.consistent) {
+    if (location_.options.consistent)
         throwIfNamesMeet(items_, *archive_, location_.label);
-    }
 }
 
 /// The start of the item by which other formats say what they are; empty when there is none that can be read.
@@ -218,17 +203,15 @@ std::string OpenZipPackage::readMediaType() {
 void OpenZipPackage::addItem(std::uint64_t index, const ZipArchive::Item& item, std::vector<std::uint64_t> pieces) {
     const bool isContentTypes = isContentTypesItem(item.name);
     if (isContentTypes && items_.contentTypes()) {
-        fail(Errc::bad_message, location_.label + ": there are two content types streams, " +
+        fail(Errc::bad_message, location_.label + ": duplicate content types stream: " +
                                     inQuotes(items_.contentTypes()->name) + " and " + inQuotes(item.name));
     }
     std::optional<std::u16string> partName;
-    if (!isContentTypes && !parsePieceName(item.name)) {
+    if (!isContentTypes && !parsePieceName(item.name))
         partName = toPartName(item.name);
-    }
     ZipEntry& entry = items_.add(items_.all().end(), *this, opening_, item.name, std::move(partName).value_or(u""));
-    if (isContentTypes) {
+    if (isContentTypes)
         items_.setContentTypes(entry);
-    }
     entry.index = index;
     entry.pieces = std::move(pieces);
     entry.size = item.size;
@@ -239,11 +222,10 @@ void OpenZipPackage::addItem(std::uint64_t index, const ZipArchive::Item& item, 
 
 std::unique_ptr<ItemReader> OpenZipPackage::readOriginal(ZipEntry& entry) {
     std::unique_ptr<ItemReader> reader;
-    if (entry.pieces.empty()) {
+    if (entry.pieces.empty())
         reader = archive_->read(*entry.index, entry.getLabel());
-    } else {
+    else
         reader = std::make_unique<PiecesReader>(*archive_, entry);
-    }
     return limits_.watch(std::move(reader), entry.count, entry);
 }
 
@@ -260,9 +242,8 @@ void OpenZipPackage::readContentTypes() {
         types->throwIfAmbiguous(location_.label);
         for (ZipEntry& entry : items_.all()) {
             types->throwIfAmbiguous(entry.partName(), location_.label);
-            if (detail::isRelationshipsPartName(entry.partName())) {
+            if (detail::isRelationshipsPartName(entry.partName()))
                 throwIfNotPlainXml(entry, true);
-            }
         }
     }
     items_.findParts(types ? &*types : nullptr, location_.label);
@@ -283,24 +264,21 @@ void OpenZipPackage::setOutput(const std::filesystem::path& file) {
     const std::filesystem::path path = absolutePath(file, location_.label);
     isOutputSet_ = true;
     output_.reset();
-    if (!own_ || !leadToOnePlace(path, own_->file)) {
+    if (!own_ || !leadToOnePlace(path, own_->file))
         output_.emplace(path, file.string());
-    }
 }
 
 std::vector<ZipItem> OpenZipPackage::getItems() const {
     std::vector<ZipItem> result;
     for (const ZipEntry& entry : items_.all()) {
         const auto& content = entry.bytes.getContent();
-        if (!content && !entry.index) {
+        if (!content && !entry.index)
             continue;
-        }
         ZipItem item{entry.name, {}, entry.kind, entry.pieces.size(), entry.size, entry.compressedSize};
-        if (entry.kind == ZipItemKind::Part) {
+        if (entry.kind == ZipItemKind::Part)
             item.partName = entry.partName();
-        } else if (entry.kind == ZipItemKind::Other) {
+        else if (entry.kind == ZipItemKind::Other)
             item.reason = explainOther(entry);
-        }
         if (content) {
             item.size = item.compressedSize = content->size();
             item.pieces = 0;
@@ -313,9 +291,8 @@ std::vector<ZipItem> OpenZipPackage::getItems() const {
 interfaces::IPhysicalInputStream* OpenZipPackage::getItemInputStream(const std::string& name) {
     throwIfCreateOnly(labelOf(name));
     ZipEntry* entry = items_.findItem(name);
-    if (!entry) {
-        fail(Errc::no_such_file_or_directory, labelOf(name) + ": there is no such item");
-    }
+    if (!entry)
+        fail(Errc::no_such_file_or_directory, labelOf(name) + ": no such item");
     return entry->bytes.getInputStream();
 }
 
@@ -336,11 +313,9 @@ interfaces::IPhysicalOutputStream* OpenZipPackage::getContentTypeOutputStream() 
 
 std::vector<interfaces::IPhysicalPart*> OpenZipPackage::getParts() {
     std::vector<interfaces::IPhysicalPart*> parts;
-    for (ZipEntry& entry : items_.all()) {
-        if (entry.kind == ZipItemKind::Part) {
+    for (ZipEntry& entry : items_.all())
+        if (entry.kind == ZipItemKind::Part)
             parts.push_back(&entry.bytes);
-        }
-    }
     return parts;
 }
 
@@ -348,12 +323,10 @@ interfaces::IPhysicalPart* OpenZipPackage::createPart(const std::u16string& name
                                                       CompressionType compression) {
     throwIfReadOnly(name);
     std::optional<std::string> itemName = toItemName(name);
-    if (!itemName) {
+    if (!itemName)
         fail(Errc::invalid_argument, labelOf(name) + ": no item of a ZIP file can be a part of this name");
-    }
-    if (const ZipEntry* taken = items_.findByPartName(name)) {
+    if (const ZipEntry* taken = items_.findByPartName(name))
         fail(Errc::file_exists, labelOf(name) + ": the item " + inQuotes(taken->name) + " exists already");
-    }
     std::u16string type = contentType;
     auto content = std::make_shared<const Content>(); // a part exists once it is created
     ZipEntry& entry = items_.add(items_.all().end(), *this, opening_, std::move(*itemName), name, compression);
@@ -367,9 +340,8 @@ void OpenZipPackage::deletePart(const std::u16string& name) {
     throwIfReadOnly(name);
     throwIfCreateOnly(labelOf(name));
     ZipEntry* part = items_.findPart(name);
-    if (!part) {
-        fail(Errc::no_such_file_or_directory, labelOf(name) + ": there is no such part");
-    }
+    if (!part)
+        fail(Errc::no_such_file_or_directory, labelOf(name) + ": no such part");
     if (part->index) {
         const std::vector<std::uint64_t> whole{*part->index};
         const auto& indexes = part->pieces.empty() ? whole : part->pieces;
@@ -394,21 +366,17 @@ OpenZipPackage::Head OpenZipPackage::findHead() {
     Head head;
     ZipEntry* relationships = items_.findPart(u"/_rels/.rels");
     for (const ZipEntry& entry : items_.all()) {
-        if (entry.index != head.leading || (&entry != items_.contentTypes() && &entry != relationships)) {
+        if (entry.index != head.leading || (&entry != items_.contentTypes() && &entry != relationships))
             break;
-        }
         ++head.leading;
     }
     const bool startsOtherwise = archive_ && head.leading == 0;
-    if (startsOtherwise || std::none_of(items_.all().begin(), items_.all().end(), isNew)) {
+    if (startsOtherwise || std::none_of(items_.all().begin(), items_.all().end(), isNew))
         return head;
-    }
     ZipEntry* mainPart = relationships ? findMainPart(*relationships) : nullptr;
-    for (const ZipEntry* entry : {items_.contentTypes(), relationships, mainPart}) {
-        if (entry && isNew(*entry)) {
+    for (const ZipEntry* entry : {items_.contentTypes(), relationships, mainPart})
+        if (entry && isNew(*entry))
             head.entries.push_back(entry);
-        }
-    }
     return head;
 }
 
@@ -417,9 +385,8 @@ ZipChanges OpenZipPackage::collectChanges() {
     ZipChanges changes;
     changes.deleted = deleted_;
     changes.leading = head.leading;
-    for (const ZipEntry* entry : head.entries) {
+    for (const ZipEntry* entry : head.entries)
         changes.first.push_back(toAdded(*entry));
-    }
     for (const ZipEntry& entry : items_.all()) {
         const auto& content = entry.bytes.getContent();
         if (content && !entry.pieces.empty()) {
@@ -436,39 +403,33 @@ ZipChanges OpenZipPackage::collectChanges() {
 }
 
 std::unique_ptr<Target> OpenZipPackage::makeTarget() {
-    if (output_) {
+    if (output_)
         return std::make_unique<FileTarget>(*output_);
-    }
-    if (own_) {
+    if (own_)
         return std::make_unique<FileTarget>(*own_);
-    }
     return std::make_unique<VectorTarget>(*location_.bytes);
 }
 
 void OpenZipPackage::save() {
-    if (opening_.mode == OpenMode::ReadOnly) {
+    if (opening_.mode == OpenMode::ReadOnly)
         return;
-    }
     const ZipChanges changes = collectChanges();
     const bool changed = !changes.empty() || opening_.mode == OpenMode::CreateOnly;
-    if (!changed && !isOutputSet_) {
+    if (!changed && !isOutputSet_)
         return;
-    }
     throwIfChanged();
     const std::unique_ptr<Target> target = makeTarget();
-    if (changed) {
+    if (changed)
         writeZip(archive_.get(), changes, *target);
-    } else {
+    else
         copyBytes(archive_->getBytes(), 0, archive_->getBytes().size(), *target);
-    }
     throwIfChanged(); // while it was copied
     target->commit();
 }
 
 void OpenZipPackage::throwIfChanged() const {
-    if (archive_) {
+    if (archive_)
         archive_->getBytes().throwIfChanged();
-    }
 }
 
 std::string OpenZipPackage::labelOf(std::string_view itemName) const {
@@ -488,9 +449,8 @@ void OpenZipPackage::throwIfReadOnly(std::u16string_view partName) const {
 }
 
 void OpenZipPackage::throwIfCreateOnly(const std::string& label) const {
-    if (opening_.mode == OpenMode::CreateOnly) {
+    if (opening_.mode == OpenMode::CreateOnly)
         fail(Errc::operation_not_permitted, label + ": the package is being created and cannot be read");
-    }
 }
 
 } // namespace opc::storage

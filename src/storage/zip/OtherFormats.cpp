@@ -90,12 +90,10 @@ public:
     bool hasInRoot(std::string_view name) const {
         std::vector<std::uint64_t> pending{numberOf(0, 76)};
         for (std::size_t i = 0; i < pending.size() && i < count(); ++i) {
-            if (pending[i] >= count()) {
+            if (pending[i] >= count())
                 continue;
-            }
-            if (hasName(pending[i], name)) {
+            if (hasName(pending[i], name))
                 return true;
-            }
             pending.insert(pending.end(), {numberOf(pending[i], 68), numberOf(pending[i], 72)});
         }
         return false;
@@ -111,9 +109,8 @@ private:
     std::uint64_t findNext(std::uint64_t sector) const {
         const std::uint64_t perSector = sectorSize_ / 4;
         const std::uint64_t offset = 76 + sector / perSector * 4;
-        if (offset + 4 > header_.size()) {
+        if (offset + 4 > header_.size())
             return END_OF_CHAIN;
-        }
         const ByteVector table = readSector(number(header_, offset, 4));
         return table.size() == sectorSize_ ? number(table, sector % perSector * 4, 4) : END_OF_CHAIN;
     }
@@ -127,14 +124,11 @@ private:
     /// Names are UTF-16 with a zero at the end.
     bool hasName(std::uint64_t entry, std::string_view name) const {
         const ByteSpan bytes = ByteSpan(entries_).subspan(entry * COMPOUND_ENTRY_SIZE, COMPOUND_ENTRY_SIZE);
-        if (number(bytes, 64, 2) != 2 * (name.size() + 1)) {
+        if (number(bytes, 64, 2) != 2 * (name.size() + 1))
             return false;
-        }
-        for (std::size_t i = 0; i < name.size(); ++i) {
-            if (number(bytes, 2 * i, 2) != static_cast<unsigned char>(name[i])) {
+        for (std::size_t i = 0; i < name.size(); ++i)
+            if (number(bytes, 2 * i, 2) != static_cast<unsigned char>(name[i]))
                 return false;
-            }
-        }
         return true;
     }
 
@@ -148,9 +142,8 @@ private:
 
 std::string explainCompoundFile(const Bytes& file) {
     const ByteVector header = readFrom(file, 0, COMPOUND_HEADER_SIZE);
-    if (!viewOf(header).starts_with(COMPOUND_FILE)) {
+    if (!viewOf(header).starts_with(COMPOUND_FILE))
         return {};
-    }
     std::string content;
     if (header.size() == COMPOUND_HEADER_SIZE) {
         const CompoundDirectory directory(file, header);
@@ -162,23 +155,20 @@ std::string explainCompoundFile(const Bytes& file) {
 
 std::string explainOtherFile(const Bytes& file) {
     const ByteVector start = readFrom(file, 0, 16);
-    if (start.empty()) {
+    if (start.empty())
         return "an empty file, not a package";
-    }
-    if (viewOf(start).starts_with("PK\x03\x04")) {
+    if (viewOf(start).starts_with("PK\x03\x04"))
         return "a ZIP file whose end is missing";
-    }
     const std::string kind = find(FILE_FORMATS, [&](std::string_view mark) { return viewOf(start).starts_with(mark); });
     return kind.empty() ? "not a ZIP file" : kind + ", not a package";
 }
 
 std::string explainOtherZip(const std::function<bool(std::string_view)>& hasItem, std::string_view mediaType) {
     std::string kind = find(ZIP_FORMATS, hasItem);
-    if (mediaType.starts_with("application/vnd.oasis.opendocument.")) {
+    if (mediaType.starts_with("application/vnd.oasis.opendocument."))
         kind = "an OpenDocument file (" + inQuotes(mediaType) + ')';
-    } else if (!mediaType.empty()) {
+    else if (!mediaType.empty())
         kind = "a ZIP file of the type " + inQuotes(mediaType);
-    }
     return (kind.empty() ? "a ZIP file" : kind) + ", not a package: no item \"[Content_Types].xml\"";
 }
 

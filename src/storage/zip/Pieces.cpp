@@ -18,9 +18,8 @@ std::string toLower(std::string_view text) {
 
 /// Takes an ending off, in whatever case it is written.
 bool takeOff(std::string_view& text, std::string_view ending) {
-    if (text.size() < ending.size() || toLower(text.substr(text.size() - ending.size())) != ending) {
+    if (text.size() < ending.size() || toLower(text.substr(text.size() - ending.size())) != ending)
         return false;
-    }
     text.remove_suffix(ending.size());
     return true;
 }
@@ -37,14 +36,12 @@ std::optional<std::uint64_t> parseNumber(std::string_view digits) {
 
 std::optional<PieceName> parsePieceName(std::string_view itemName) {
     std::string_view rest = itemName;
-    if (!takeOff(rest, ".piece")) {
+    if (!takeOff(rest, ".piece"))
         return std::nullopt;
-    }
     const bool isLast = takeOff(rest, ".last");
     const std::size_t start = rest.rfind("/[");
-    if (start == std::string_view::npos || start == 0 || rest.back() != ']') {
+    if (start == std::string_view::npos || start == 0 || rest.back() != ']')
         return std::nullopt;
-    }
     const auto number = parseNumber(rest.substr(start + 2, rest.size() - start - 3));
     return number ? std::optional(PieceName{rest.substr(0, start), *number, isLast}) : std::nullopt;
 }
@@ -61,16 +58,16 @@ bool PieceGroups::add(const PieceName& name, std::uint64_t index) {
 std::vector<std::uint64_t> PieceGroups::findComplete(std::string_view prefix) const {
     std::vector<std::uint64_t> indexes;
     const auto found = groups_.find(toLower(prefix));
-    if (found == groups_.end()) {
+    if (found == groups_.end())
         return indexes;
-    }
     const Group& group = found->second;
     // As many pieces as the last number says, with the last as the highest, are all of them.
     const bool isComplete = group.last && !group.hasTwoLast && group.indexes.size() == *group.last + 1 &&
                             group.indexes.rbegin()->first == *group.last;
     if (isComplete) {
-        std::transform(group.indexes.begin(), group.indexes.end(), std::back_inserter(indexes),
-                       [](const auto& piece) { return piece.second; });
+        std::transform(
+            group.indexes.begin(), group.indexes.end(), std::back_inserter(indexes),
+            [](const auto& piece) { return piece.second; });
     }
     return indexes;
 }

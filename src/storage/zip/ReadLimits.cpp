@@ -37,15 +37,13 @@ private:
 } // namespace
 
 void ReadLimits::checkItems(std::uint64_t count, const std::string& label) const {
-    if (count > limits_.items) {
+    if (count > limits_.items)
         failAt(limits_.items, label, "the file has more items than ", "items");
-    }
 }
 
 void ReadLimits::checkName(std::string_view name, const std::string& label) const {
-    if (name.size() > limits_.nameLength) {
+    if (name.size() > limits_.nameLength)
         failAt(limits_.nameLength, label, "an item has a name of more bytes than ", "name-length");
-    }
 }
 
 std::unique_ptr<ItemReader> ReadLimits::watch(std::unique_ptr<ItemReader> reader, ReadCount& count,
@@ -54,19 +52,16 @@ std::unique_ptr<ItemReader> ReadLimits::watch(std::unique_ptr<ItemReader> reader
 }
 
 void ReadLimits::count(std::uint64_t size, ReadCount& item, const ItemOrigin& origin) {
-    if (size > limits_.itemSize) {
+    if (size > limits_.itemSize)
         failAt(limits_.itemSize, origin.getLabel(), "the content has more bytes than ", "item-size");
-    }
-    if (size > Limits::RATIO_FLOOR && size / std::max<std::uint64_t>(limits_.ratio, 1) > item.compressedSize) {
+    if (size > Limits::RATIO_FLOOR && size / std::max<std::uint64_t>(limits_.ratio, 1) > item.compressedSize)
         failAt(limits_.ratio, origin.getLabel(), "more bytes come out for one compressed byte than ", "ratio");
-    }
     if (size > item.inflated) {
         total_ += size - item.inflated;
         item.inflated = size;
     }
-    if (total_ > limits_.totalSize) {
+    if (total_ > limits_.totalSize)
         failAt(limits_.totalSize, origin.getLabel(), "what was read of the package has more bytes than ", "total-size");
-    }
 }
 
 } // namespace opc::storage

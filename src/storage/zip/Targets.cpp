@@ -34,13 +34,11 @@ constexpr std::size_t MAXIMUM_NAME_PART = 200;
 fs::path followLinks(fs::path file, const std::string& label) {
     std::error_code error;
     for (int i = 0; i < MAXIMUM_LINKS; ++i) {
-        if (!fs::is_symlink(fs::symlink_status(file, error))) {
+        if (!fs::is_symlink(fs::symlink_status(file, error)))
             return file;
-        }
         const fs::path next = fs::read_symlink(file, error);
-        if (error) {
+        if (error)
             failWithErrno(error.value(), label + ": the symbolic link cannot be followed");
-        }
         file = file.parent_path() / next;
     }
     failWithErrno(ELOOP, label + ": the symbolic link cannot be followed");
@@ -62,9 +60,8 @@ std::string temporaryStart(const fs::path& file) {
 fs::path temporaryName(const fs::path& file) {
     std::random_device random;
     std::string mark;
-    for (std::size_t i = 0; i < MARK_LENGTH; ++i) {
+    for (std::size_t i = 0; i < MARK_LENGTH; ++i)
         mark += MARK_DIGITS[random() % MARK_DIGITS.size()];
-    }
     return folderOf(file) / (temporaryStart(file) + mark + std::string(ENDING));
 }
 
@@ -79,9 +76,8 @@ void removeUnlessLocked(const fs::path& name) {
     const FileDescriptor file(::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
     struct stat status = {};
     if (file.isOpen() && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
-        ::flock(file.get(), LOCK_EX | LOCK_NB) == 0) {
+        ::flock(file.get(), LOCK_EX | LOCK_NB) == 0)
         ::unlink(name.c_str());
-    }
 }
 
 /// Takes a name that no file has.
@@ -99,9 +95,8 @@ public:
     /// @param file -1: none.
     explicit BriefLock(int file) : file_(file >= 0 && lockFile(file, std::chrono::milliseconds(100)) ? file : -1) {}
     ~BriefLock() {
-        if (file_ >= 0) {
+        if (file_ >= 0)
             ::flock(file_, LOCK_UN);
-        }
     }
     BriefLock(const BriefLock&) = delete;
     BriefLock& operator=(const BriefLock&) = delete;
@@ -113,29 +108,25 @@ private:
 } // namespace
 
 void throwIfNotWritable(const fs::path& file, const std::string& label) {
-    if (::faccessat(AT_FDCWD, file.c_str(), W_OK, AT_EACCESS) != 0 && errno != ENOENT) {
+    if (::faccessat(AT_FDCWD, file.c_str(), W_OK, AT_EACCESS) != 0 && errno != ENOENT)
         failWithErrno(errno, label + ": the file cannot be written");
-    }
 }
 
 Destination::Destination(fs::path path, std::string name) : file(std::move(path)), label(std::move(name)) {
     struct stat status = {};
-    if (::stat(file.c_str(), &status) == 0) {
+    if (::stat(file.c_str(), &status) == 0)
         known = FileIdentity(status);
-    }
 }
 
 FileTarget::FileTarget(Destination& destination) : destination_(destination), label_(destination.label) {
     file_ = followLinks(destination.file, label_);
     struct stat status = {};
     if (::stat(file_.c_str(), &status) == 0) {
-        if (S_ISDIR(status.st_mode)) {
+        if (S_ISDIR(status.st_mode))
             failWithErrno(EISDIR, label_ + ": cannot be replaced");
-        }
         // A rename would put a plain file in the place of a device or a pipe.
-        if (!S_ISREG(status.st_mode)) {
-            fail(Errc::invalid_argument, label_ + ": this is no regular file");
-        }
+        if (!S_ISREG(status.st_mode))
+            fail(Errc::invalid_argument, label_ + ": not a regular file");
         throwIfNotWritable(file_, label_);
         old_ = Owner{status.st_uid, status.st_gid, status.st_mode & 07777};
     }
@@ -144,20 +135,17 @@ FileTarget::FileTarget(Destination& destination) : destination_(destination), la
 }
 
 FileTarget::~FileTarget() {
-    if (!temporary_.empty()) {
+    if (!temporary_.empty())
         ::unlink(temporary_.c_str());
-    }
 }
 
 void FileTarget::createTemporary() {
     removeLeftBehind();
     for (int i = 0; i < MAXIMUM_ATTEMPTS; ++i) {
-        if (createTemporary(temporaryName(file_))) {
+        if (createTemporary(temporaryName(file_)))
             return;
-        }
-        if (errno != EEXIST && errno != EINTR) {
+        if (errno != EEXIST && errno != EINTR)
             break;
-        }
     }
     failWithErrno(errno, label_ + ": no temporary file can be created in " + inQuotes(folderOf(file_).string()));
 }
@@ -167,17 +155,15 @@ bool FileTarget::createTemporary(fs::path name) {
     const int flags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
     // What replaces a file is nobody else's to read before it has the mode of that file.
     output_ = FileDescriptor(::open(name.c_str(), flags, old_ ? 0600 : 0666));
-    if (!output_.isOpen()) {
+    if (!output_.isOpen())
         return false;
-    }
     temporary_ = std::move(name);
     // Before it was locked, another save may have taken it for one that was left behind. Where there are no locks,
     // nobody does.
     struct stat status = {};
     const bool isLocked = ::flock(output_.get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
-    if (isLocked && ::fstat(output_.get(), &status) == 0 && status.st_nlink > 0) {
+    if (isLocked && ::fstat(output_.get(), &status) == 0 && status.st_nlink > 0)
         return true;
-    }
     ::unlink(temporary_.c_str());
     temporary_.clear();
     errno = EEXIST;
@@ -192,11 +178,9 @@ void FileTarget::removeLeftBehind() const {
     // Not a directory_iterator: GNU's ends the process when it gets no memory.
     const fs::path parent = folderOf(file_);
     const std::unique_ptr<DIR, Closing> folder(::opendir(parent.c_str()));
-    while (const dirent* entry = folder ? ::readdir(folder.get()) : nullptr) {
-        if (isTemporaryName(entry->d_name, start)) {
+    while (const dirent* entry = folder ? ::readdir(folder.get()) : nullptr)
+        if (isTemporaryName(entry->d_name, start))
             removeUnlessLocked(parent / entry->d_name);
-        }
-    }
 }
 
 void FileTarget::write(const unsigned char* data, std::size_t size) {
@@ -213,29 +197,25 @@ std::uint64_t FileTarget::writeFrom(const FilePiece& piece) {
         position_ += static_cast<std::uint64_t>(count);
         return static_cast<std::uint64_t>(count);
     }
-    if (count < 0 && (errno == ENOSPC || errno == EDQUOT || errno == EFBIG || errno == EIO)) {
+    if (count < 0 && (errno == ENOSPC || errno == EDQUOT || errno == EFBIG || errno == EIO))
         failWithErrno(errno, label_ + ": cannot be written");
-    }
     return 0; // not between these two files
 }
 
 void FileTarget::keepOwnerAndMode() {
-    if (!old_) {
+    if (!old_)
         return;
-    }
     mode_t mode = old_->mode;
     bool keepsGroup = true;
     if (::fchown(output_.get(), old_->user, old_->group) != 0) {
         mode &= 01777; // set-user-id and set-group-id would lend the rights of another owner
         keepsGroup = ::fchown(output_.get(), static_cast<uid_t>(-1), old_->group) == 0;
-        if (!keepsGroup) {
+        if (!keepsGroup)
             mode &= ~static_cast<mode_t>(070) | (mode & 07) << 3; // another group may do what everybody may
-        }
     }
     copyAttributes(file_, output_.get(), keepsGroup, label_);
-    if (::fchmod(output_.get(), mode) != 0) {
+    if (::fchmod(output_.get(), mode) != 0)
         failWithErrno(errno, label_ + ": the mode of the file cannot be kept");
-    }
 }
 
 void FileTarget::failForeign() const {
@@ -248,14 +228,12 @@ void FileTarget::failForeign() const {
 bool FileTarget::findKnown() const {
     struct stat now = {};
     if (::lstat(file_.c_str(), &now) != 0) {
-        if (errno == ENOENT) {
+        if (errno == ENOENT)
             return false;
-        }
         failWithErrno(errno, label_ + ": cannot be replaced");
     }
-    if (!destination_.known || *destination_.known != FileIdentity(now)) {
+    if (!destination_.known || *destination_.known != FileIdentity(now))
         failForeign();
-    }
     return true;
 }
 
@@ -264,9 +242,8 @@ void FileTarget::replace() {
     const BriefLock lock(destination_.unlocked);
     const bool isThere = findKnown();
     if ((isThere ? ::rename(temporary_.c_str(), file_.c_str()) : renameWhereFree(temporary_, file_)) != 0) {
-        if (errno == EEXIST) {
+        if (errno == EEXIST)
             failForeign();
-        }
         failWithErrno(errno, label_ + ": cannot be replaced");
     }
 }
@@ -275,22 +252,19 @@ void FileTarget::commit() {
     keepOwnerAndMode();
     // A second descriptor keeps the lock until the file has its name.
     const FileDescriptor lock(::fcntl(output_.get(), F_DUPFD_CLOEXEC, 0));
-    if (!lock.isOpen() || ::fsync(output_.get()) != 0 || output_.close() != 0) {
+    if (!lock.isOpen() || ::fsync(output_.get()) != 0 || output_.close() != 0)
         failWithErrno(errno, label_ + ": cannot be written");
-    }
     // Before the rename, since nothing may fail for lack of memory behind it.
     const FileDescriptor folder(::open(folderOf(file_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     struct stat written = {};
-    if (::fstat(lock.get(), &written) != 0) {
+    if (::fstat(lock.get(), &written) != 0)
         failWithErrno(errno, label_ + ": cannot be written");
-    }
     replace();
     temporary_.clear();
     destination_.known = FileIdentity(written);
     // A folder that may be written but not read, or a file system that cannot sync folders, is no failure.
-    if (folder.isOpen() && ::fsync(folder.get()) != 0 && errno != EINVAL && errno != EROFS) {
+    if (folder.isOpen() && ::fsync(folder.get()) != 0 && errno != EINVAL && errno != EROFS)
         failWithErrno(errno, label_ + ": the folder cannot be synced");
-    }
 }
 
 } // namespace opc::storage

@@ -46,9 +46,8 @@ void XMLCALL startDoctype(void* data, const XML_Char* /*name*/, const XML_Char* 
 }
 
 void XMLCALL startXml(void* data, const XML_Char* version, const XML_Char* /*encoding*/, int /*standalone*/) noexcept {
-    if (version != nullptr && std::string_view(version) != "1.0") {
+    if (version != nullptr && std::string_view(version) != "1.0")
         XML_StopParser(static_cast<Parse*>(data)->parser, XML_FALSE);
-    }
 }
 
 /// @return false when the stream is no XML that can be used.
@@ -56,17 +55,14 @@ bool feed(XML_Parser parser, ItemReader& stream, std::uint64_t left) {
     std::array<unsigned char, 16384> buffer;
     for (;;) {
         const std::size_t count = stream.read(buffer.data(), buffer.size());
-        if (count > left) {
+        if (count > left)
             return false;
-        }
         left -= count;
         const auto* text = reinterpret_cast<const char*>(buffer.data());
-        if (XML_Parse(parser, text, static_cast<int>(count), count == 0) != XML_STATUS_OK) {
+        if (XML_Parse(parser, text, static_cast<int>(count), count == 0) != XML_STATUS_OK)
             return false;
-        }
-        if (count == 0) {
+        if (count == 0)
             return true;
-        }
     }
 }
 
@@ -77,19 +73,16 @@ XmlElement::XmlElement(std::string_view name, const char** attributes)
       hasPrefix_(name_.size() != name.size()), attributes_(attributes) {}
 
 std::u16string XmlElement::attribute(std::string_view name) const {
-    for (const char** each = attributes_; *each; each += 2) {
-        if (each[0] == name) {
+    for (const char** each = attributes_; *each; each += 2)
+        if (each[0] == name)
             return toString(each[1]);
-        }
-    }
     return {};
 }
 
 bool isPlainXml(ItemReader& stream, std::uint64_t maximumSize) {
     const ParserHandle parser(XML_ParserCreateNS(nullptr, SEPARATOR));
-    if (!parser) {
+    if (!parser)
         throw std::bad_alloc();
-    }
     Parse parse{parser.get(), {}};
     XML_SetUserData(parser.get(), &parse);
     XML_SetXmlDeclHandler(parser.get(), startXml);
@@ -100,18 +93,16 @@ bool isPlainXml(ItemReader& stream, std::uint64_t maximumSize) {
 bool forEachElement(ItemReader& stream, std::uint64_t maximumSize,
                     const std::function<void(const XmlElement&)>& action) {
     const ParserHandle parser(XML_ParserCreateNS(nullptr, SEPARATOR));
-    if (!parser) {
+    if (!parser)
         throw std::bad_alloc();
-    }
     Parse parse{parser.get(), action};
     XML_SetReturnNSTriplet(parser.get(), XML_TRUE);
     XML_SetUserData(parser.get(), &parse);
     XML_SetStartElementHandler(parser.get(), startElement);
     XML_SetStartDoctypeDeclHandler(parser.get(), startDoctype);
     const bool complete = feed(parser.get(), stream, maximumSize);
-    if (parse.error) {
+    if (parse.error)
         std::rethrow_exception(parse.error);
-    }
     return complete;
 }
 

@@ -30,9 +30,8 @@ public:
     }
 
     std::size_t read(unsigned char* buffer, std::size_t size) override {
-        if (size == 0) {
+        if (size == 0)
             return 0;
-        }
         const zip_int64_t count = zip_fread(file_.get(), buffer, std::min(size, MAXIMUM_READ));
         if (count < 0) {
             source_.rethrow();
@@ -45,9 +44,8 @@ public:
 private:
     /// libzip checks the checksum at the end, but not that the content is as long as the directory says.
     void countDown(std::uint64_t count) {
-        if (count > left_ || (count == 0 && left_ > 0)) {
+        if (count > left_ || (count == 0 && left_ > 0))
             fail(Errc::bad_message, label_ + ": the content is damaged: it is not as long as the directory says");
-        }
         left_ -= count;
     }
 
@@ -65,9 +63,8 @@ ZipHandle openZip(ZipSource& source, const Bytes& bytes, const std::string& labe
     if (!zip) {
         zip_source_free(raw);
         source.rethrow();
-        if (zip_error_code_zip(&error) == ZIP_ER_NOZIP) {
+        if (zip_error_code_zip(&error) == ZIP_ER_NOZIP)
             fail(Errc::bad_message, label + ": " + explainOtherFile(bytes));
-        }
         failWithZipError(error, label);
     }
     return zip;
@@ -78,12 +75,10 @@ ZipHandle openZip(ZipSource& source, const Bytes& bytes, const std::string& labe
 ZipArchive::ZipArchive(std::unique_ptr<PackageBytes> bytes, std::string label)
     : label_(std::move(label)), bytes_(std::move(bytes)) {
     std::string reason = explainCompoundFile(*bytes_);
-    if (bytes_->size() == 0) {
+    if (bytes_->size() == 0)
         reason = explainOtherFile(*bytes_);
-    }
-    if (!reason.empty()) {
+    if (!reason.empty())
         fail(Errc::bad_message, label_ + ": " + reason);
-    }
     source_ = std::make_unique<ZipSource>(*bytes_);
     zip_ = openZip(*source_, *bytes_, label_);
     directory_ = ZipDirectory::find(
@@ -97,17 +92,15 @@ std::uint64_t ZipArchive::count() const {
 
 ZipArchive::Item ZipArchive::item(std::uint64_t index) const {
     zip_stat_t status;
-    if (zip_stat_index(zip_.get(), index, 0, &status) != 0) {
+    if (zip_stat_index(zip_.get(), index, 0, &status) != 0)
         failWithZipError(*zip_get_error(zip_.get()), label_);
-    }
     return {status.name ? status.name : "", status.size, status.comp_size};
 }
 
 std::string ZipArchive::strictName(std::uint64_t index) const {
     const char* name = zip_get_name(zip_.get(), index, ZIP_FL_ENC_STRICT);
-    if (!name) {
+    if (!name)
         failWithZipError(*zip_get_error(zip_.get()), label_);
-    }
     return name;
 }
 
@@ -120,18 +113,16 @@ std::unique_ptr<ItemReader> ZipArchive::read(std::uint64_t index, const std::str
 /// libzip does not tell where the directory is that it took, so its items are compared.
 bool ZipArchive::hasSameItems(const ZipDirectory& directory) const {
     const auto& records = directory.records();
-    if (records.size() != count()) {
+    if (records.size() != count())
         return false;
-    }
     for (std::uint64_t index = 0; index < records.size(); ++index) {
         const DirectoryRecord& record = records[index];
         zip_stat_t status;
         const char* name = zip_get_name(zip_.get(), index, ZIP_FL_ENC_RAW);
         if (!name || zip_stat_index(zip_.get(), index, 0, &status) != 0 || status.size != record.size ||
             status.comp_size != record.compressedSize || status.crc != record.header.checksum ||
-            !zipformat::viewOf(record.name()).starts_with(name)) {
+            !zipformat::viewOf(record.name()).starts_with(name))
             return false;
-        }
     }
     return true;
 }
@@ -142,9 +133,8 @@ void ZipArchive::throwIfOverlapping(std::uint64_t index, const std::string& item
     const std::uint64_t headerSize =
         sizeOf(readLocalHeader(*bytes_, record.localHeader).value_or(zipformat::LocalHeader()));
     const std::uint64_t room = directory_.findNext(record.localHeader) - record.localHeader;
-    if (record.compressedSize > 0 && (room < headerSize || room - headerSize < record.compressedSize)) {
+    if (record.compressedSize > 0 && (room < headerSize || room - headerSize < record.compressedSize))
         fail(Errc::bad_message, itemLabel + ": the content overlaps what comes next in the file");
-    }
 }
 
 } // namespace opc::storage

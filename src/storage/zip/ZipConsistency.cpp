@@ -74,19 +74,15 @@ private:
     /// Some readers find the directory by what stands right in front of the end record, others by its own words.
     void checkEnd() const {
         const auto end = readRecord<EndRecord>(read(directory_.endRecord(), SIZE<EndRecord>));
-        if (file_.size() - directory_.endRecord() - SIZE<EndRecord> != end.commentSize) {
+        if (file_.size() - directory_.endRecord() - SIZE<EndRecord> != end.commentSize)
             failAtEnd("something other than its comment follows the end record");
-        }
         constexpr std::string_view signature = "PK\5\6";
-        if (viewOf(directory_.comment()).find(signature) != std::string_view::npos) {
+        if (viewOf(directory_.comment()).find(signature) != std::string_view::npos)
             failAtEnd("there is an end record in the comment");
-        }
-        if (directory_.start() + directory_.size() != findBehindDirectory(end)) {
+        if (directory_.start() + directory_.size() != findBehindDirectory(end))
             failAtEnd("the end record does not follow the central directory");
-        }
-        if (!isOneDisk(end)) {
+        if (!isOneDisk(end))
             failAtEnd("the end record tells of other disks");
-        }
     }
 
     template <class End>
@@ -98,13 +94,11 @@ private:
     /// @return the offset of the first record behind the directory.
     std::uint64_t findBehindDirectory(const EndRecord& end) const {
         const std::uint64_t offset = directory_.endRecord();
-        if (offset < SIZE<EndLocator64>) {
+        if (offset < SIZE<EndLocator64>)
             return offset;
-        }
         const ByteVector bytes = read(offset - SIZE<EndLocator64>, SIZE<EndLocator64>);
-        if (!isRecord<EndLocator64>(bytes)) {
+        if (!isRecord<EndLocator64>(bytes))
             return offset;
-        }
         const auto locator = readRecord<EndLocator64>(bytes);
         checkEnd64(end, locator, read64(offset, locator));
         return locator.endRecordOffset;
@@ -116,22 +110,19 @@ private:
         const ByteVector bytes = endRecord < room ? ByteVector() : read(endRecord - room, SIZE<EndRecord64>);
         const auto end64 = readRecord<EndRecord64>(bytes);
         if (!isRecord<EndRecord64>(bytes) || end64.size != EndRecord64::PLAIN_SIZE ||
-            locator.endRecordOffset != endRecord - room) {
+            locator.endRecordOffset != endRecord - room)
             failAtEnd("the end record of ZIP64 is not where it should be");
-        }
         return end64;
     }
 
     void checkEnd64(const EndRecord& end, const EndLocator64& locator, const EndRecord64& end64) const {
-        if (locator.endRecordDisk != 0 || !isOneDisk(end64)) {
+        if (locator.endRecordDisk != 0 || !isOneDisk(end64))
             failAtEnd("the end record of ZIP64 tells of other disks");
-        }
         const bool agrees = isSameOrFull(end.entries, FULL_16, end64.entries) &&
                             isSameOrFull(end.directorySize, FULL_32, end64.directorySize) &&
                             isSameOrFull(end.directoryOffset, FULL_32, end64.directoryOffset);
-        if (!agrees) {
+        if (!agrees)
             failAtEnd("the end records do not agree");
-        }
     }
 
     static bool isSameOrFull(std::uint64_t value, std::uint64_t full, std::uint64_t value64) {
@@ -141,21 +132,18 @@ private:
     void checkNames() const {
         std::vector<std::string_view> names;
         names.reserve(directory_.records().size());
-        for (const DirectoryRecord& record : directory_.records()) {
+        for (const DirectoryRecord& record : directory_.records())
             names.push_back(viewOf(record.name()));
-        }
         std::sort(names.begin(), names.end());
         const auto twice = std::adjacent_find(names.begin(), names.end());
-        if (twice != names.end()) {
-            fail(Errc::bad_message, label_ + ": there are two items " + inQuotes(*twice));
-        }
+        if (twice != names.end())
+            fail(Errc::bad_message, label_ + ": duplicate item " + inQuotes(*twice));
     }
 
     void checkItems() const {
         const std::vector<const DirectoryRecord*>& order = directory_.inFileOrder();
-        if (!order.empty()) {
+        if (!order.empty())
             checkStart(*order.front());
-        }
         for (std::size_t i = 0; i < order.size(); ++i) {
             const std::uint64_t next = i + 1 < order.size() ? order[i + 1]->localHeader : directory_.start();
             checkItem(*order[i], next);
@@ -180,16 +168,14 @@ private:
         const ItemHeader header = readHeader(record);
         checkHeader(record, header);
         const std::uint64_t content = record.localHeader + sizeOf(header);
-        if (next < content || next - content < record.compressedSize) {
+        if (next < content || next - content < record.compressedSize)
             failAt(record, "the content overlaps what comes next in the file");
-        }
         std::uint64_t end = content + record.compressedSize;
         if (header.flags & HAS_DESCRIPTOR) {
             const std::uint64_t room = std::min<std::uint64_t>(next - end, MAXIMUM_DESCRIPTOR_SIZE);
             const std::size_t size = findDescriptor(read(end, room), record);
-            if (size == 0) {
+            if (size == 0)
                 failAt(record, "no data descriptor that agrees with the central directory follows the content");
-            }
             end += size;
         }
         checkPadding(record, end, next);
@@ -197,43 +183,34 @@ private:
 
     ItemHeader readHeader(const DirectoryRecord& record) const {
         const auto fixed = readLocalHeader(file_, record.localHeader);
-        if (!fixed || fixed->signature != LocalHeader::SIGNATURE) {
-            failAt(record, "there is no local header where the central directory says");
-        }
-        if (sizeOf(*fixed) > file_.size() - record.localHeader) {
+        if (!fixed || fixed->signature != LocalHeader::SIGNATURE)
+            failAt(record, "no local header at the offset in the central directory");
+        if (sizeOf(*fixed) > file_.size() - record.localHeader)
             failAt(record, "the local header is longer than the file");
-        }
         const std::uint64_t rest = record.localHeader + SIZE<LocalHeader>;
         return {*fixed, read(rest, sizeOf(*fixed) - SIZE<LocalHeader>)};
     }
 
     void checkRecord(const DirectoryRecord& record) const {
         const unsigned type = record.header.externalAttributes >> 16 & FILE_TYPE;
-        if (type != 0 && type != REGULAR_FILE && type != FOLDER) {
+        if (type != 0 && type != REGULAR_FILE && type != FOLDER)
             failAt(record, "the item is a link or a device");
-        }
-        if (record.header.method == STORED && record.size != record.compressedSize) {
+        if (record.header.method == STORED && record.size != record.compressedSize)
             failAt(record, "the item is stored, but its compressed size is another one than its size");
-        }
-        if (record.header.disk != 0) {
+        if (record.header.disk != 0)
             failAt(record, "the item is on another disk");
-        }
     }
 
     void checkHeader(const DirectoryRecord& record, const ItemHeader& header) const {
-        if (viewOf(header.name()) != viewOf(record.name()) || isRenamed(header.extra(), header.name())) {
+        if (viewOf(header.name()) != viewOf(record.name()) || isRenamed(header.extra(), header.name()))
             failAt(record, disagreement("name"));
-        }
         const unsigned differing = header.flags ^ record.header.flags;
-        if (differing & ~COMPRESSION_LEVEL & ~(isASCII(record.name()) ? IS_UTF8 : 0U)) {
+        if (differing & ~COMPRESSION_LEVEL & ~(isASCII(record.name()) ? IS_UTF8 : 0U))
             failAt(record, disagreement("flags"));
-        }
-        if (header.method != record.header.method) {
+        if (header.method != record.header.method)
             failAt(record, disagreement("compression method"));
-        }
-        if (countFields(header.extra(), ZIP64_FIELD) > 1 || countFields(record.extra(), ZIP64_FIELD) > 1) {
-            failAt(record, "there are two extra fields of ZIP64");
-        }
+        if (countFields(header.extra(), ZIP64_FIELD) > 1 || countFields(record.extra(), ZIP64_FIELD) > 1)
+            failAt(record, "duplicate ZIP64 extra field");
         checkNumbers(record, header);
     }
 
@@ -241,9 +218,8 @@ private:
         std::uint64_t compressedSize = header.compressedSize;
         std::uint64_t size = header.size;
         ByteSpan wide = findNumbers64(header.extra());
-        if (!widen(size, wide) || !widen(compressedSize, wide)) {
+        if (!widen(size, wide) || !widen(compressedSize, wide))
             failAt(record, "the local header lacks the sizes of ZIP64");
-        }
         const struct {
             const char* name;
             std::uint64_t local;
@@ -255,9 +231,8 @@ private:
         };
         for (const auto& [name, local, central] : numbers) {
             const bool comesLater = local == 0 && header.flags & HAS_DESCRIPTOR;
-            if (local != central && !comesLater) {
+            if (local != central && !comesLater)
                 failAt(record, disagreement(name));
-            }
         }
     }
 
@@ -269,18 +244,16 @@ private:
     void checkPadding(const DirectoryRecord& record, std::uint64_t from, std::uint64_t to) const {
         while (from < to) {
             const ByteVector block = read(from, std::min<std::uint64_t>(to - from, BLOCK_SIZE));
-            if (std::any_of(block.begin(), block.end(), [](unsigned char byte) { return byte != 0; })) {
+            if (std::any_of(block.begin(), block.end(), [](unsigned char byte) { return byte != 0; }))
                 failAt(record, "bytes that belong to no item follow the content");
-            }
             from += block.size();
         }
     }
 
     ByteVector read(std::uint64_t offset, std::uint64_t size) const {
         ByteVector bytes(size);
-        if (file_.readAt(offset, bytes.data(), bytes.size()) != bytes.size()) {
+        if (file_.readAt(offset, bytes.data(), bytes.size()) != bytes.size())
             fail(Errc::bad_message, label_ + ": the file ends too early");
-        }
         return bytes;
     }
 
@@ -310,9 +283,8 @@ void throwIfBelowItems(const FoldedNames& folded, const std::string& label) {
     for (const auto& [text, entry] : folded) {
         const std::string folder = text + '/';
         auto below = folded.lower_bound(folder);
-        while (below != folded.end() && below->first.starts_with(folder) && below->second.second == entry.second) {
+        while (below != folded.end() && below->first.starts_with(folder) && below->second.second == entry.second)
             ++below;
-        }
         const bool isFolder = entry.first.ends_with('/') || entry.first.ends_with('\\');
         if (!isFolder && below != folded.end() && below->first.starts_with(folder)) {
             fail(Errc::bad_message, label + ": " + inQuotes(below->second.first) + ": readers could take " +
@@ -328,10 +300,9 @@ void throwIfNamesMeet(const ZipItems& items, const ZipArchive& archive, const st
     const auto add = [&](const std::string& name, const void* item) {
         for (const std::string& text : {detail::foldName(name), detail::foldName(withoutHiddenSegments(name))}) {
             const auto [known, isNew] = folded.try_emplace(text, name, item);
-            if (!isNew && known->second.second != item) {
+            if (!isNew && known->second.second != item)
                 fail(Errc::bad_message, label + ": " + inQuotes(name) + ": readers could take the item for " +
                                             inQuotes(known->second.first));
-            }
         }
     };
     const auto addStored = [&](std::uint64_t index) {

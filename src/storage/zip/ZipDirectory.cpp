@@ -46,9 +46,8 @@ std::size_t findDescriptor(ByteSpan bytes, const DirectoryRecord& record) {
             const std::size_t size = start + 4 + 2 * width;
             if (bytes.size() >= size && number(bytes, start, 4) == record.header.checksum &&
                 number(bytes, start + 4, width) == record.compressedSize &&
-                number(bytes, start + 4 + width, width) == record.size) {
+                number(bytes, start + 4 + width, width) == record.size)
                 return size;
-            }
         }
     }
     return 0;
@@ -66,17 +65,13 @@ public:
     /// The last end record counts, or the one whose comment it is in. An earlier one is another archive's, unless it is
     /// in the content of an item.
     ZipDirectory run() {
-        for (std::size_t position = tail_.size(); position-- > 0;) {
-            if (isRecord<EndRecord>(tailFrom(position))) {
+        for (std::size_t position = tail_.size(); position-- > 0;)
+            if (isRecord<EndRecord>(tailFrom(position)))
                 compare(position);
-            }
-        }
-        if (isTwofold_) {
-            failAsAmbiguous("there are two directories");
-        }
-        if (!found_ || !isWanted_(*found_)) {
-            failAsAmbiguous("the last end record leads to no directory, or readers find another one");
-        }
+        if (isTwofold_)
+            failAsAmbiguous("more than one central directory");
+        if (!found_ || !isWanted_(*found_))
+            failAsAmbiguous("the last end record points to no central directory, or readers find another one");
         return std::move(*found_);
     }
 
@@ -99,16 +94,14 @@ private:
     void compare(std::size_t position) {
         const bool isLast = !std::exchange(hasLast_, true);
         const bool isContent = found_ && found_->isContent(file_, start_ + position, SIZE<EndRecord>);
-        if (isContent && !hasWholeRest(position)) {
+        if (isContent && !hasWholeRest(position))
             return;
-        }
         std::vector<ZipDirectory> directories = read(position);
-        if (directories.empty() || (!isLast && directories.front().records().empty())) {
+        if (directories.empty() || (!isLast && directories.front().records().empty()))
             return;
-        }
-        if (!isLast && (isContent || !hasWholeRest(position))) {
-            failAsAmbiguous(found_ ? "there are two directories" : "the last end record leads to no directory");
-        }
+        if (!isLast && (isContent || !hasWholeRest(position)))
+            failAsAmbiguous(found_ ? "more than one central directory"
+                                   : "the last end record points to no central directory");
         isTwofold_ = directories.size() > 1;
         take(std::move(directories.front()), position);
     }
@@ -124,16 +117,13 @@ private:
         std::vector<ZipDirectory> found;
         for (const ZipDirectory::End& end : readEnds(position)) {
             const bool isKnown = !found.empty() && found.back().start_ == end.start;
-            if (isKnown || !ZipDirectory::isAt(file_, end)) {
+            if (isKnown || !ZipDirectory::isAt(file_, end))
                 continue;
-            }
-            if (++directories_ > MAXIMUM_DIRECTORIES) {
-                failAsAmbiguous("there are too many directories");
-            }
+            if (++directories_ > MAXIMUM_DIRECTORIES)
+                failAsAmbiguous("too many central directories");
             ZipDirectory directory;
-            if (directory.read(file_, end)) {
+            if (directory.read(file_, end))
                 found.push_back(std::move(directory));
-            }
         }
         return found;
     }
@@ -146,9 +136,8 @@ private:
             const std::uint64_t offset = readRecord<EndLocator64>(tailFrom(locator)).endRecordOffset;
             std::array<unsigned char, SIZE<EndRecord64>> end{};
             if (offset < file_.size() && file_.readAt(offset, end.data(), end.size()) == end.size() &&
-                isRecord<EndRecord64>(end)) {
+                isRecord<EndRecord64>(end))
                 add(ends, readRecord<EndRecord64>(end), offset);
-            }
         }
         add(ends, endAt(position), start_ + position);
         return ends;
@@ -158,12 +147,10 @@ private:
     template <class Record>
     void add(std::vector<ZipDirectory::End>& ends, const Record& record, std::uint64_t offset) const {
         const ZipDirectory::End end{record.entries, record.directoryOffset, record.directorySize};
-        if (end.start <= file_.size() && end.size <= file_.size() - end.start) {
+        if (end.start <= file_.size() && end.size <= file_.size() - end.start)
             ends.push_back(end);
-        }
-        if (end.count > 0 && end.size <= offset) {
+        if (end.count > 0 && end.size <= offset)
             ends.push_back({end.count, offset - end.size, end.size});
-        }
     }
 
     [[noreturn]] void failAsAmbiguous(const char* why) const {
@@ -196,40 +183,34 @@ bool ZipDirectory::isAt(const Bytes& file, const End& end) {
 bool ZipDirectory::read(const Bytes& file, const End& end) {
     start_ = end.start;
     bytes_.resize(end.size);
-    if (file.readAt(end.start, bytes_.data(), bytes_.size()) != bytes_.size()) {
+    if (file.readAt(end.start, bytes_.data(), bytes_.size()) != bytes_.size())
         return false;
-    }
     std::size_t offset = 0;
     records_.reserve(end.count);
     order_.reserve(end.count);
     for (std::uint64_t i = 0; i < end.count; ++i) {
-        if (!readRecord(offset)) {
+        if (!readRecord(offset))
             return false;
-        }
         order_.push_back(&records_.back());
     }
     const auto isBefore = [](const auto* a, const auto* b) { return a->localHeader < b->localHeader; };
-    if (!std::is_sorted(order_.begin(), order_.end(), isBefore)) {
+    if (!std::is_sorted(order_.begin(), order_.end(), isBefore))
         std::stable_sort(order_.begin(), order_.end(), isBefore);
-    }
     return true;
 }
 
 bool ZipDirectory::readRecord(std::size_t& offset) {
     const ByteSpan rest = ByteSpan(bytes_).subspan(offset);
-    if (!isRecord<CentralHeader>(rest)) {
+    if (!isRecord<CentralHeader>(rest))
         return false;
-    }
     const auto header = zipformat::readRecord<CentralHeader>(rest);
     const std::size_t size = SIZE<CentralHeader> + header.nameSize + header.extraSize + header.commentSize;
-    if (size > rest.size()) {
+    if (size > rest.size())
         return false;
-    }
     DirectoryRecord record{rest.first(size), header, header.compressedSize, header.size, header.localHeader};
     ByteSpan wide = findNumbers64(record.extra());
-    if (!widen(record.size, wide) || !widen(record.compressedSize, wide) || !widen(record.localHeader, wide)) {
+    if (!widen(record.size, wide) || !widen(record.compressedSize, wide) || !widen(record.localHeader, wide))
         return false;
-    }
     records_.push_back(record);
     offset += size;
     return true;
@@ -249,20 +230,19 @@ void ZipDirectory::throwIfOverlapping(const std::string& label) const {
 
 /// The first item, in the order of the file, that starts behind an offset.
 ZipDirectory::Order::const_iterator ZipDirectory::findBehind(std::uint64_t offset) const {
-    return std::upper_bound(order_.begin(), order_.end(), offset,
-                            [](std::uint64_t value, const auto* record) { return value < record->localHeader; });
+    return std::upper_bound(
+        order_.begin(), order_.end(), offset,
+        [](std::uint64_t value, const auto* record) { return value < record->localHeader; });
 }
 
 bool ZipDirectory::isContent(const Bytes& file, std::uint64_t offset, std::uint64_t size) const {
     const auto behind = findBehind(offset);
-    if (behind == order_.begin()) {
+    if (behind == order_.begin())
         return false;
-    }
     const DirectoryRecord& record = **std::prev(behind);
     const auto header = readLocalHeader(file, record.localHeader);
-    if (!header) {
+    if (!header)
         return false;
-    }
     const std::uint64_t headerSize = sizeOf(*header);
     const std::uint64_t from = offset - record.localHeader;
     return from >= headerSize && size <= record.compressedSize && from - headerSize <= record.compressedSize - size;

@@ -37,17 +37,13 @@ constexpr auto MEANINGS = std::to_array<Meaning>({
 
 void failWithZipError(const zip_error& error, const std::string& label) {
     const int zipCode = zip_error_code_zip(&error);
-    if (zipCode == ZIP_ER_MEMORY) {
+    if (zipCode == ZIP_ER_MEMORY)
         throw std::bad_alloc();
-    }
-    if (zip_error_system_type(&error) == ZIP_ET_SYS && zip_error_code_system(&error) > 0) {
+    if (zip_error_system_type(&error) == ZIP_ET_SYS && zip_error_code_system(&error) > 0)
         failWithErrno(zip_error_code_system(&error), label);
-    }
-    for (const Meaning& meaning : MEANINGS) {
-        if (meaning.zipCode == zipCode) {
+    for (const Meaning& meaning : MEANINGS)
+        if (meaning.zipCode == zipCode)
             fail(meaning.code, label + ": " + meaning.text);
-        }
-    }
     zip_error_t copy = error;
     copy.str = nullptr;
     const std::string text = zip_error_strerror(&copy);

@@ -45,16 +45,14 @@ constexpr unsigned AES_FIELD = 0x9901;
 /// A number of so many bytes, the lowest first.
 inline std::uint64_t number(ByteSpan bytes, std::size_t offset, std::size_t size) {
     std::uint64_t value = 0;
-    for (std::size_t i = size; i-- > 0;) {
+    for (std::size_t i = size; i-- > 0;)
         value = value << 8 | bytes[offset + i];
-    }
     return value;
 }
 
 inline void put(ByteVector& bytes, std::uint64_t value, std::size_t size) {
-    for (std::size_t i = 0; i < size; ++i) {
+    for (std::size_t i = 0; i < size; ++i)
         bytes.push_back(static_cast<unsigned char>(value >> 8 * i));
-    }
 }
 
 /// A number in a field; one that is too large is written as the largest, and stands in a ZIP64 field.
@@ -199,7 +197,8 @@ inline std::string_view viewOf(ByteSpan text) {
 }
 
 inline bool isASCII(ByteSpan text) {
-    return std::all_of(text.begin(), text.end(), [](unsigned char byte) { return byte < 0x80; });
+    return std::all_of(
+        text.begin(), text.end(), [](unsigned char byte) { return byte < 0x80; });
 }
 
 inline void append(ByteVector& bytes, ByteSpan more) {
@@ -228,9 +227,8 @@ inline std::size_t countFields(ByteSpan extra, unsigned header) {
 inline ByteSpan findNumbers64(ByteSpan extra) {
     ByteSpan numbers;
     forEachExtraField(extra, [&](unsigned header, ByteSpan field) {
-        if (header == ZIP64_FIELD && numbers.empty()) {
+        if (header == ZIP64_FIELD && numbers.empty())
             numbers = field.subspan(4);
-        }
     });
     return numbers;
 }
@@ -238,12 +236,10 @@ inline ByteSpan findNumbers64(ByteSpan extra) {
 /// Takes the next number out of a ZIP64 field where the record's own is full (APPNOTE §4.5.3).
 /// @return false when it is not there.
 inline bool widen(std::uint64_t& value, ByteSpan& numbers) {
-    if (value != FULL_32) {
+    if (value != FULL_32)
         return true;
-    }
-    if (numbers.size() < 8) {
+    if (numbers.size() < 8)
         return false;
-    }
     value = number(numbers, 0, 8);
     numbers = numbers.subspan(8);
     return true;

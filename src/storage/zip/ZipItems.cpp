@@ -19,9 +19,8 @@ template <typename Map>
 void erase(Map& map, const typename Map::key_type& name, ZipItems::Entries::iterator entry) {
     const auto [first, last] = map.equal_range(name);
     const auto found = std::find_if(first, last, [&](const auto& known) { return known.second == entry; });
-    if (found != last) {
+    if (found != last)
         map.erase(found);
-    }
 }
 
 } // namespace
@@ -74,33 +73,27 @@ void ZipItems::removePart(ZipEntry& part) {
 
 void ZipItems::findParts(const ContentTypes* types, const std::string& label) {
     for (ZipEntry& entry : entries_) {
-        if (entry.partName().empty()) {
+        if (entry.partName().empty())
             continue;
-        }
         const std::u16string* type = types ? types->find(entry.partName()) : nullptr;
         const bool isPart = type || !types || detail::isRelationshipsPartName(entry.partName());
         entry.kind = isPart ? ZipItemKind::Part : ZipItemKind::Other;
-        if (type) {
+        if (type)
             entry.bytes.setContentType(*type);
-        }
     }
-    if (!types) {
+    if (!types)
         return;
-    }
-    for (const ZipEntry& entry : entries_) {
-        if (entry.kind == ZipItemKind::Other) {
+    for (const ZipEntry& entry : entries_)
+        if (entry.kind == ZipItemKind::Other)
             hideRelationshipsOf(entry.partName());
-        }
-    }
     throwIfSamePart(label);
     noteOtherExtensions();
 }
 
 void ZipItems::noteOtherExtensions() {
     for (const ZipEntry& entry : entries_) {
-        if (entry.kind != ZipItemKind::Other) {
+        if (entry.kind != ZipItemKind::Other)
             continue;
-        }
         const std::u16string& name = entry.partName();
         otherExtensions_.insert(detail::getExtension(name.empty() ? toString(entry.name, false) : name));
     }
@@ -113,9 +106,8 @@ void ZipItems::hideRelationshipsOf(std::u16string name) {
         name = detail::getRelationshipsPartName(name);
         const auto [first, last] = byPartName_.equal_range(name);
         std::for_each(first, last, [](const auto& entry) {
-            if (detail::isRelationshipsPartName(entry.first)) {
+            if (detail::isRelationshipsPartName(entry.first))
                 entry.second->kind = ZipItemKind::Other;
-            }
         });
     }
 }
@@ -124,9 +116,8 @@ void ZipItems::hideRelationshipsOf(std::u16string name) {
 void ZipItems::throwIfSamePart(const std::string& label) const {
     const ZipEntry* last = nullptr;
     for (const auto& [name, entry] : byPartName_) {
-        if (entry->kind != ZipItemKind::Part) {
+        if (entry->kind != ZipItemKind::Part)
             continue;
-        }
         if (last && caselessCompare(last->partName(), name) == 0) {
             fail(Errc::bad_message, label + ": the items " + inQuotes(last->name) + " and " + inQuotes(entry->name) +
                                         " are the same part");

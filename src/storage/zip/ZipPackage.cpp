@@ -23,9 +23,8 @@ public:
     std::optional<OpenZipPackage> current;
 
     OpenZipPackage& opened() {
-        if (!current) {
+        if (!current)
             fail(Errc::bad_file_descriptor, location.label + ": the package is not open");
-        }
         return *current;
     }
 };
@@ -39,11 +38,10 @@ ZipPackage::ZipPackage(std::vector<unsigned char>& bytes, ZipOptions options)
 ZipPackage::~ZipPackage() = default;
 
 void ZipPackage::setOutput(const std::filesystem::path& file) {
-    if (impl_->current) {
+    if (impl_->current)
         impl_->current->setOutput(file);
-    } else {
+    else
         impl_->output = file;
-    }
 }
 
 std::vector<ZipItem> ZipPackage::getItems() const {
@@ -52,11 +50,9 @@ std::vector<ZipItem> ZipPackage::getItems() const {
 
 std::vector<std::string> ZipPackage::getOtherItems() const {
     std::vector<std::string> names;
-    for (ZipItem& item : getItems()) {
-        if (item.kind == ZipItemKind::Other) {
+    for (ZipItem& item : getItems())
+        if (item.kind == ZipItemKind::Other)
             names.push_back(std::move(item.name));
-        }
-    }
     return names;
 }
 
@@ -85,17 +81,15 @@ std::vector<interfaces::IPhysicalPart*> ZipPackage::getParts() {
 }
 
 void ZipPackage::open(const OpenMode& mode) {
-    if (impl_->current) {
+    if (impl_->current)
         fail(Errc::bad_file_descriptor, impl_->location.label + ": the package is already open");
-    }
     impl_->current.emplace(impl_->location, mode, impl_->output);
 }
 
 void ZipPackage::close(bool discard) {
     OpenZipPackage& package = impl_->opened();
-    if (!discard) {
+    if (!discard)
         package.save();
-    }
     impl_->current.reset();
     impl_->output.reset();
 }

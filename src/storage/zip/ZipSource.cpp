@@ -21,16 +21,14 @@ ZipSource::ZipSource(const Bytes& input) : input_(input) {
 
 zip_source_t* ZipSource::makeSource() {
     zip_source_t* source = zip_source_function_create(onCommand, this, nullptr);
-    if (!source) {
+    if (!source)
         throw std::bad_alloc();
-    }
     return source;
 }
 
 void ZipSource::rethrow() {
-    if (thrown_) {
+    if (thrown_)
         std::rethrow_exception(std::exchange(thrown_, nullptr));
-    }
 }
 
 zip_int64_t ZipSource::onCommand(void* self, void* data, zip_uint64_t size, zip_source_cmd_t command) noexcept {
@@ -88,9 +86,8 @@ zip_int64_t ZipSource::read(void* data, zip_uint64_t size) {
 /// libzip reads in small pieces. Where one follows on another, more and more is read ahead.
 /// @return false when the bytes at the offset are not there and are better read for themselves.
 bool ZipSource::refillAhead(zip_uint64_t size) {
-    if (readPosition_ >= aheadStart_ && readPosition_ < aheadStart_ + ahead_.size()) {
+    if (readPosition_ >= aheadStart_ && readPosition_ < aheadStart_ + ahead_.size())
         return true;
-    }
     if (size >= MAXIMUM_AHEAD || readPosition_ != lastEnd_) {
         aheadSize_ = 0;
         return false;
@@ -109,18 +106,16 @@ bool ZipSource::refillAhead(zip_uint64_t size) {
 
 zip_int64_t ZipSource::seek(void* data, zip_uint64_t size) {
     const zip_int64_t offset = zip_source_seek_compute_offset(readPosition_, input_.size(), data, size, &error_);
-    if (offset < 0) {
+    if (offset < 0)
         return -1;
-    }
     readPosition_ = static_cast<zip_uint64_t>(offset);
     return 0;
 }
 
 zip_int64_t ZipSource::describe(void* data, zip_uint64_t size) {
     auto* status = ZIP_SOURCE_GET_ARGS(zip_stat_t, data, size, &error_);
-    if (!status) {
+    if (!status)
         return -1;
-    }
     zip_stat_init(status);
     status->size = input_.size();
     status->valid = ZIP_STAT_SIZE;

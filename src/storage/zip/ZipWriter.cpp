@@ -43,9 +43,8 @@ ByteVector keptFields(ByteSpan extra) {
                                                  AES_FIELD};
     ByteVector kept;
     forEachExtraField(extra, [&](unsigned header, ByteSpan field) {
-        if (std::find(dropped.begin(), dropped.end(), header) == dropped.end()) {
+        if (std::find(dropped.begin(), dropped.end(), header) == dropped.end())
             append(kept, field);
-        }
     });
     return kept;
 }
@@ -57,16 +56,14 @@ ByteVector zip64Field(const std::vector<std::uint64_t>& numbers) {
         put(field, ZIP64_FIELD, 2);
         put(field, numbers.size() * 8, 2);
     }
-    for (const std::uint64_t value : numbers) {
+    for (const std::uint64_t value : numbers)
         put(field, value, 8);
-    }
     return field;
 }
 
 std::uint16_t checkedLength(std::size_t length, const std::string& label) {
-    if (length > FULL_16) {
+    if (length > FULL_16)
         fail(Errc::value_too_large, label + ": a name or an extra field is too long for a ZIP file");
-    }
     return static_cast<std::uint16_t>(length);
 }
 
@@ -140,16 +137,14 @@ public:
         const std::uint64_t start = position_;
         const std::uint64_t content = sizeOf(header);
         const std::uint64_t size = content + record.compressedSize + descriptorSize(record, content);
-        if (start >= FULL_32) {
+        if (start >= FULL_32)
             raiseVersion(header, ZIP64_VERSION);
-        }
         ByteVector bytes;
         putRecord(bytes, header);
         put(bytes);
         copy(file, record.localHeader + bytes.size(), size - bytes.size());
-        if (position_ - start != size) {
+        if (position_ - start != size)
             failToKeep(record);
-        }
         keepRecord(record, start);
     }
 
@@ -157,9 +152,8 @@ public:
         Facts facts;
         facts.name = item.newName.empty() ? record.name() : spanOf(item.newName);
         facts.header.flags = record.header.flags & IS_UTF8;
-        if (!item.newName.empty() && !isASCII(facts.name)) {
+        if (!item.newName.empty() && !isASCII(facts.name))
             facts.header.flags = IS_UTF8;
-        }
         facts.header.madeBy = record.header.madeBy;
         facts.header.internalAttributes = record.header.internalAttributes;
         facts.header.externalAttributes = record.header.externalAttributes;
@@ -184,9 +178,8 @@ public:
         put(directory_);
         const std::uint64_t size = position_ - start;
         ByteVector bytes;
-        if (count_ >= FULL_16 || size >= FULL_32 || start >= FULL_32) {
+        if (count_ >= FULL_16 || size >= FULL_32 || start >= FULL_32)
             putEnd64(bytes, start, size);
-        }
         EndRecord end;
         end.diskEntries = end.entries = toField<std::uint16_t>(count_);
         end.directorySize = toField<std::uint32_t>(size);
@@ -206,17 +199,15 @@ private:
 
     LocalHeader readLocalHeader(const DirectoryRecord& record) const {
         const auto header = storage::readLocalHeader(original_->getBytes(), record.localHeader);
-        if (!header || header->signature != LocalHeader::SIGNATURE) {
+        if (!header || header->signature != LocalHeader::SIGNATURE)
             failToKeep(record);
-        }
         return *header;
     }
 
     /// The size of the data descriptor, if there is one, behind the content.
     std::uint64_t descriptorSize(const DirectoryRecord& record, std::uint64_t content) const {
-        if (!(record.header.flags & HAS_DESCRIPTOR)) {
+        if (!(record.header.flags & HAS_DESCRIPTOR))
             return 0;
-        }
         std::array<unsigned char, MAXIMUM_DESCRIPTOR_SIZE> found{};
         original_->getBytes().readAt(record.localHeader + content + record.compressedSize, found.data(), found.size());
         return findDescriptor(found, record);
@@ -234,21 +225,18 @@ private:
     void keepRecord(const DirectoryRecord& record, std::uint64_t start) {
         CentralHeader header = record.header;
         std::vector<std::uint64_t> numbers;
-        if (header.size == FULL_32) {
+        if (header.size == FULL_32)
             numbers.push_back(record.size);
-        }
-        if (header.compressedSize == FULL_32) {
+        if (header.compressedSize == FULL_32)
             numbers.push_back(record.compressedSize);
-        }
         if (start >= FULL_32) {
             numbers.push_back(start);
             raiseVersion(header, ZIP64_VERSION);
         }
         ByteVector extra = zip64Field(numbers);
         forEachExtraField(record.extra(), [&](unsigned id, ByteSpan field) {
-            if (id != ZIP64_FIELD) {
+            if (id != ZIP64_FIELD)
                 append(extra, field);
-            }
         });
         header.extraSize = checkedLength(extra.size(), "a ZIP item");
         header.localHeader = toField<std::uint32_t>(start);
@@ -267,13 +255,11 @@ private:
         CentralHeader& header = facts.header;
         const std::uint64_t start = position_;
         std::vector<std::uint64_t> numbers;
-        if (isLarge(payload)) {
+        if (isLarge(payload))
             numbers = {payload.plainSize, payload.size};
-        }
         const ByteVector localExtra = joined(zip64Field(numbers), facts.localExtra, label);
-        if (start >= FULL_32) {
+        if (start >= FULL_32)
             numbers.push_back(start);
-        }
         const ByteVector extra = joined(zip64Field(numbers), facts.extra, label);
         raiseVersion(header, numbers.empty() ? PLAIN_VERSION : ZIP64_VERSION);
         setContent(header, payload);
@@ -315,11 +301,10 @@ private:
     }
 
     void putPayload(const Payload& payload) {
-        if (payload.spilled) {
+        if (payload.spilled)
             copy(*payload.spilled, 0, payload.size);
-        } else {
+        else
             put({payload.bytes, static_cast<std::size_t>(payload.size)});
-        }
     }
 
     void putEnd64(ByteVector& bytes, std::uint64_t start, std::uint64_t size) const {
@@ -337,14 +322,12 @@ private:
 
     /// Small pieces are gathered.
     void put(ByteSpan bytes) {
-        if (buffer_.size() + bytes.size() > BLOCK_SIZE) {
+        if (buffer_.size() + bytes.size() > BLOCK_SIZE)
             flush();
-        }
-        if (bytes.size() > BLOCK_SIZE) {
+        if (bytes.size() > BLOCK_SIZE)
             target_.write(bytes.data(), bytes.size());
-        } else {
+        else
             append(buffer_, bytes);
-        }
         position_ += bytes.size();
     }
 
@@ -359,9 +342,8 @@ private:
             position_ += copyBytes(source, start, size, target_);
             return;
         }
-        if (buffer_.size() + size > BLOCK_SIZE) {
+        if (buffer_.size() + size > BLOCK_SIZE)
             flush();
-        }
         const std::size_t filled = buffer_.size();
         buffer_.resize(filled + size);
         const std::size_t count = source.readAt(start, buffer_.data() + filled, size);
@@ -392,9 +374,8 @@ std::uint64_t copyBytes(const Bytes& source, std::uint64_t start, std::uint64_t 
         isFile = false;
         const std::size_t wanted = std::min<std::uint64_t>(size - done, buffer.size());
         const std::size_t count = source.readAt(start + done, buffer.data(), wanted);
-        if (count == 0) {
+        if (count == 0)
             break;
-        }
         target.write(buffer.data(), count);
         done += count;
     }
@@ -404,34 +385,28 @@ std::uint64_t copyBytes(const Bytes& source, std::uint64_t start, std::uint64_t 
 void writeZip(const ZipArchive* original, const ZipChanges& changes, Target& target) {
     Writer writer(original, target);
     const auto addAll = [&writer](const std::vector<ZipChanges::Added>& items) {
-        for (const ZipChanges::Added& item : items) {
+        for (const ZipChanges::Added& item : items)
             writer.add(item);
-        }
     };
     const std::set<std::uint64_t> deleted(changes.deleted.begin(), changes.deleted.end());
     std::map<std::uint64_t, const ZipChanges::Replaced*> replaced;
-    for (const ZipChanges::Replaced& item : changes.replaced) {
+    for (const ZipChanges::Replaced& item : changes.replaced)
         replaced.emplace(item.index, &item);
-    }
-    if (original) {
+    if (original)
         writer.keepStart();
-    }
     const std::uint64_t count = original ? original->getDirectory().records().size() : 0;
     for (std::uint64_t index = 0; index < count; ++index) {
-        if (index == changes.leading) {
+        if (index == changes.leading)
             addAll(changes.first);
-        }
         const DirectoryRecord& record = original->getDirectory().records()[index];
         const auto change = replaced.find(index);
-        if (change != replaced.end()) {
+        if (change != replaced.end())
             writer.replace(record, *change->second);
-        } else if (!deleted.contains(index)) {
+        else if (!deleted.contains(index))
             writer.keep(record);
-        }
     }
-    if (changes.leading >= count) {
+    if (changes.leading >= count)
         addAll(changes.first);
-    }
     addAll(changes.added);
     writer.finish();
 }

@@ -85,13 +85,15 @@ std::string toText(const ListReport& report) {
 
 Json toJson(const ListReport& report) {
     Json json = makeJsonReport("list", report.file);
-    json["parts"] = toJsonArray(report.parts, [](const PartEntry& entry) {
-        return Json{{"name", entry.name},
-                    {"contentType", entry.contentType},
-                    {"size", entry.size},
-                    {"compressedSize", entry.compressedSize},
-                    {"relationships", entry.relationships}};
-    });
+    json["parts"] = toJsonArray(
+        report.parts,
+        [](const PartEntry& entry) {
+            return Json{{"name", entry.name},
+                        {"contentType", entry.contentType},
+                        {"size", entry.size},
+                        {"compressedSize", entry.compressedSize},
+                        {"relationships", entry.relationships}};
+        });
     json["otherItems"] = toJsonArray(report.otherItems, [](const ZipItem& item) {
         return Json{
             {"name", item.name}, {"size", item.size}, {"compressedSize", item.compressedSize}, {"reason", item.reason}};

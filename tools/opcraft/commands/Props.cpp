@@ -205,9 +205,11 @@ Json toJson(const Value& value) {
 }
 
 Json toJson(const CoreProperty::Keywords::Type& keywords) {
-    return toJsonArray(keywords, [](const auto& keyword) {
-        return Json{{"text", toUtf8(keyword.first)}, {"language", textOrNull(toUtf8(keyword.second))}};
-    });
+    return toJsonArray(
+        keywords,
+        [](const auto& keyword) {
+            return Json{{"text", toUtf8(keyword.first)}, {"language", textOrNull(toUtf8(keyword.second))}};
+        });
 }
 
 /// Relationship types other than the standard's, and core properties that are not shown.
@@ -251,9 +253,9 @@ Json toJson(const StoredProperties& stored, const std::string& file) {
     Json json = makeJsonReport("props", file);
     json["part"] = textOrNull(stored.part);
     json["relationshipType"] = stored.entries.empty() ? Json() : Json(stored.entries.front().type);
-    forEachValue(stored.values, [&](const char* name, const auto& value) {
-        json["properties"][name] = value ? toJson(*value) : Json();
-    });
+    forEachValue(
+        stored.values,
+        [&](const char* name, const auto& value) { json["properties"][name] = value ? toJson(*value) : Json(); });
     json["unread"] = toJsonArray(stored.unread, [](const UnreadText& unread) {
         return Json{{"property", unread.property->name}, {"text", toUtf8(unread.text)}};
     });

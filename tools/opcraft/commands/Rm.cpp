@@ -28,9 +28,9 @@ ExitCode refuse(const PackageChange& change, const std::vector<RelationshipEntry
 
 void removeRelationships(OpenPackage& package, const std::vector<RelationshipEntry>& entries) {
     for (const RelationshipEntry& entry : entries)
-        package.withSource(opc::toString(entry.source), [&](opc::model::RelationshipSource& source) {
-            source.deleteRelationship(opc::toString(entry.id));
-        });
+        package.withSource(
+            opc::toString(entry.source),
+            [&](opc::model::RelationshipSource& source) { source.deleteRelationship(opc::toString(entry.id)); });
 }
 
 ExitCode rm(const RmOptions& options, Console& console) {

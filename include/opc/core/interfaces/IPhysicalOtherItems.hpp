@@ -11,7 +11,7 @@ namespace opc::interfaces {
 /// implements this interface too. The package model then gives a new part a content type of its own (an Override)
 /// where a content type for the extension (a Default, ECMA-376-2 §7.2.3) would make parts of such items, and keeps a
 /// Default that is there for them. Without this interface the content type of every new extension becomes a Default,
-/// and one without parts is dropped. A decorator of such a package hands it on.
+/// and one without parts is dropped. A decorator of such a package forwards it.
 class OPCRAFT_API IPhysicalOtherItems {
 public:
     virtual ~IPhysicalOtherItems();

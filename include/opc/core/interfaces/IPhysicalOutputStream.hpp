@@ -18,7 +18,7 @@ public:
     /// True when no content is being written: before the first write, and after a close.
     virtual bool isDone() const = 0;
 
-    /// Hands on what is buffered.
+    /// Flushes what is buffered to what it writes to.
     virtual void flush() = 0;
 
     /// Ends the content that was written.
