@@ -18,8 +18,7 @@ TEST(ItemNames, GivePartNamesThatGiveItemNames) {
                                            : "none",
                   row[1])
             << row[0] << ": " << row[2];
-        if (part)
-            EXPECT_EQ(toItemName(*part), detail::toUTF8String(part->substr(1))) << "escapes stay";
+        EXPECT_TRUE(!part || toItemName(*part) == detail::toUTF8String(part->substr(1))) << "escapes stay";
     }
     for (const char16_t* name : {u"/a?b", u"/a#b", u"/", u"a.xml", u"/a b", u"/a\u00E9", u""})
         EXPECT_FALSE(toItemName(name)) << detail::toUTF8String(name) << ": no item would lead to it";

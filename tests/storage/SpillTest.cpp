@@ -33,8 +33,7 @@ TEST(Spill, ContentReadsBackAtAnyTimeWhereverItLies) {
                 append(*content, piece);
                 all += piece;
                 earlyRead += readSome(*early, 3000);
-                if (i % 10 == 0)
-                    EXPECT_EQ(readRest(*readContent(content), 5000 + i), all);
+                EXPECT_TRUE(i % 10 != 0 || readRest(*readContent(content), 5000 + i) == all);
             }
             content->finish();
             EXPECT_EQ(content->size(), all.size());
