@@ -89,7 +89,7 @@ bool matches(const ExceptedKind& kind, const Part& part, const Limits& limits) {
 
 /// Whether a program could take the package for an OpenDocument file by this item (OpenDocument 1.2 part 3 §3).
 bool isOfOpenDocument(const std::string& path) {
-    return path == "/mimetype" || path == "/content.xml" || path.starts_with("/meta-inf/");
+    return path == "mimetype" || path == "content.xml" || path.starts_with("meta-inf/");
 }
 
 Key keyOf(const Relationship& relationship) {

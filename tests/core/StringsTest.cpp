@@ -92,7 +92,7 @@ TEST(Strings, UnpairedSurrogatesAndWideValuesOutsideUnicodeThrowOrAreReplaced) {
         EXPECT_EQ(detail::toUTF8String(text, false), replaced);
     }
     for (const long value : {0xD800L, 0xDFFFL, 0x110000L, -1L})
-        EXPECT_TRUE(throwsSaying<Exception>("no Unicode character at position 1", [&] {
+        EXPECT_TRUE(throwsSaying<Exception>("not a Unicode character at position 1", [&] {
             toString(std::wstring{L'a', static_cast<wchar_t>(value)});
         })) << value;
 }

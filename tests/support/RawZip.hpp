@@ -95,7 +95,13 @@ public:
             throw std::runtime_error("no ZIP file");
         comment = file_.substr(end + 22);
         std::size_t place = value(end + 16, 4);
-        for (unsigned left = value(end + 10); left > 0; --left)
+        std::size_t left = value(end + 10);
+        if (end >= 20 && file_.compare(end - 20, 4, "PK\6\7") == 0) { // ZIP64: another end record counts
+            const std::size_t end64 = value(end - 12, 8);
+            left = value(end64 + 32, 8);
+            place = value(end64 + 48, 8);
+        }
+        for (; left > 0; --left)
             place = read(place);
     }
 
@@ -117,8 +123,18 @@ public:
     }
 
 private:
-    unsigned value(std::size_t place, std::size_t size = 2) const {
+    std::size_t value(std::size_t place, std::size_t size = 2) const {
         return size == 0 ? 0 : static_cast<unsigned char>(file_.at(place)) | value(place + 1, size - 1) << 8;
+    }
+
+    /// A field of a record of the directory: when it is full, the next number of the ZIP64 field, which is the first of
+    /// the extra fields (APPNOTE §4.5.3).
+    std::size_t field(std::size_t place, std::size_t& long64) const {
+        const std::size_t number = value(place, 4);
+        if (number != 0xFFFFFFFF)
+            return number;
+        long64 += 8;
+        return value(long64 - 8, 8);
     }
 
     /// @return the place of the next record.
@@ -126,11 +142,18 @@ private:
         const std::size_t extra = at + 46 + value(at + 28);
         const std::size_t text = extra + value(at + 30);
         const std::size_t next = text + value(at + 32);
-        const std::size_t local = value(at + 42, 4);
+        std::size_t long64 = extra + 4;
+        const std::size_t size = field(at + 24, long64);
+        const std::size_t compressed = field(at + 20, long64);
+        const std::size_t local = field(at + 42, long64);
         const std::size_t content = local + 30 + value(local + 26) + value(local + 28);
-        entries.push_back({file_.substr(at + 46, extra - at - 46), value(at + 8), value(at + 10), value(at + 12, 4),
-                           value(at + 16, 4), value(at + 24, 4), file_.substr(extra, text - extra),
-                           file_.substr(text, next - text), file_.substr(content, value(at + 20, 4))});
+        const auto number = [&](std::size_t place, std::size_t bytes) {
+            return static_cast<unsigned>(value(place, bytes));
+        };
+        entries.push_back({file_.substr(at + 46, extra - at - 46), number(at + 8, 2), number(at + 10, 2),
+                           number(at + 12, 4), number(at + 16, 4), static_cast<unsigned>(size),
+                           file_.substr(extra, text - extra), file_.substr(text, next - text),
+                           file_.substr(content, compressed)});
         return next;
     }
 

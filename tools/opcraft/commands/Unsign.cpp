@@ -4,7 +4,9 @@
 #include "opcraft/Text.hpp"
 #include "opcraft/commands/Commands.hpp"
 
+#include <opc/core/Strings.hpp>
 #include <opc/signatures/DigitalSignatureManager.hpp>
+#include <opc/signatures/SignatureForm.hpp>
 
 #include <algorithm>
 #include <vector>
@@ -74,6 +76,9 @@ void throwIfOriginIsShared(const DigitalSignatureManager& manager, const std::ve
     opc::model::URI target(u"/");
     std::u16string id;
     const opc::model::Part origin = manager.getSignatureOriginPart(target, id);
+    const auto& identifiers = getSignatureIdentifiers(opc::model::SignatureForm::Library);
+    if (opc::caselessCompare(origin.getContentType().toString(), identifiers.originContentType) != 0)
+        return; // which stays
     for (const opc::model::Relationship& relationship : origin.getRelationships()) {
         const auto leadsTo = [&](const DigitalSignature& signature) {
             return relationship.getTargetMode() == opc::model::TargetMode::Internal &&
