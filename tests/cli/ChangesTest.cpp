@@ -179,7 +179,7 @@ TEST_F(CommandLine, WaitsInTheQueueForAsLongAsTheUserWants) {
         {"add letter.docx /p1.xml --type a/b --wait 2", 60000, 2, waiting + inUse},
         {"add letter.docx /p1.xml --type a/b -o letter.docx --wait 0", 60000, 2, inUse},
         {"new letter.docx --force --wait 0", 60000, 2, inUse},
-        {"add letter.docx /p1.xml --type a/b", 1500, 0, waiting},
+        {"add letter.docx /p1.xml --type a/b", 5000, 0, waiting},
         {"add letter.docx /p2.xml --type a/b", 200, 0, ""},
         {"add letter.docx /p3.xml --type a/b -o out.docx --wait 0", 60000, 0, ""},
         {"add letter.docx /p3.xml --type a/b -o - --wait 0", 60000, 0, ""},
