@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "core/FoldedNames.hpp"
+#include <opc/core/FoldedNames.hpp>
 
 #include <opc/core/Characters.hpp>
 #include <opc/core/Strings.hpp>

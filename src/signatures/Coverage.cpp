@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "signatures/Coverage.hpp"
 
-#include "core/FoldedNames.hpp"
 #include "model/ItemBytes.hpp"
 #include "signatures/SignatureBounds.hpp"
 #include "signatures/SignatureOrigin.hpp"
 
 #include <opc/core/ByteArrayInAdaptor.hpp>
+#include <opc/core/FoldedNames.hpp>
 #include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
 #include <opc/model/ImageType.hpp>

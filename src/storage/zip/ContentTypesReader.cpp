@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "storage/zip/ContentTypesReader.hpp"
 
-#include "core/FoldedNames.hpp"
 #include "storage/Failure.hpp"
 #include "storage/zip/XmlElements.hpp"
 
 #include <opc/core/Exception.hpp>
+#include <opc/core/FoldedNames.hpp>
 #include <opc/core/PartNames.hpp>
 #include <opc/core/Strings.hpp>
 

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "storage/zip/ZipConsistency.hpp"
 
-#include "core/FoldedNames.hpp"
 #include "storage/Failure.hpp"
+
+#include <opc/core/FoldedNames.hpp>
 
 #include <zlib.h>
 
