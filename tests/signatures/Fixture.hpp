@@ -235,7 +235,7 @@ inline void change(Items& items, const Fields& row) {
             if (from == "+")
                 items[item] = to;
             else if (from == ">")
-                items[to] = items[item];
+                items[to] = std::string(items[item]); // a copy: the other call may move the items
             else if (from != "-")
                 replaceIn(items[item], from, to);
             if (from == ">" || from == "-")

@@ -188,7 +188,7 @@ TEST(Signing, OneSignatureMoreThanCanBeReadAgainIsRefused) {
     });
     EXPECT_EQ(verdictOn(zip), "valid");
     Items items(zip);
-    items["_xmlsignatures/sig101.xml"] = items[PART];
+    items["_xmlsignatures/sig101.xml"] = std::string(items[PART]);
     replaceIn(items["_xmlsignatures/_rels/origin.sigs.rels"], "</Relationships>",
               "<Relationship Id=\"x\" Type=\"http://schemas.openxmlformats.org/package/2006/relationships/"
               "digitalsignature/signature\" Target=\"sig101.xml\"/></Relationships>");
