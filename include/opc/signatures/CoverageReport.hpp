@@ -19,14 +19,15 @@ enum class CoverageScope : std::int32_t {
     ///   LibreOffice writes), extended properties (transitional and strict) and the thumbnail. Two relationships of
     ///   the same kind are content;
     /// - the target part of such a relationship, provided that no other relationship of the package, signed or not,
-    ///   leads to it, that it has no relationships, that its content type is that of core properties, of extended
-    ///   properties or of an image, and that the relationship is not signed: a part added as the target of a signed
+    ///   leads to it, that it has no relationships, that it is by content type and bytes what the relationship says
+    ///   (XML with the root of such properties, or an image that `findImageType` knows), that its name is not one that
+    ///   makes an OpenDocument file, and that the relationship is not signed: a part added as the target of a signed
     ///   relationship is content.
     Content,
     /// All parts, relationships, and stored items that are not parts. Excluded are the parts that store the signatures
-    /// (an empty origin part, signature parts, certificate parts), each with its content type and no other relationship
-    /// to it, and the relationships to them. Also excluded are folder items ("word/") and items in "[trash]/", unless a
-    /// relationship leads to one.
+    /// (an empty origin part and signature parts), each with its content type and no other relationship to it, and the
+    /// relationships to them. Also excluded are folder items ("word/") and items in "[trash]/", unless a relationship
+    /// leads to one.
     All,
 };
 

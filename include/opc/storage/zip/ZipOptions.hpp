@@ -29,8 +29,8 @@ struct ZipOptions {
     std::optional<std::chrono::milliseconds> lockTimeout{};
 
     /// Whether `open` refuses a file that other readers could take for another package, with bad_message; for files
-    /// whose content somebody vouches for. Contents are not looked at: damage in them shows when they are read. Refused
-    /// are:
+    /// whose content somebody vouches for. Of contents, only the content types and the relationships are read: damage
+    /// in others shows when they are read. Refused are:
     /// - an item whose local header and central directory disagree about name, method, checksum, sizes or flags, or
     ///   whose data descriptor (APPNOTE §4.3.9) is missing or says something else;
     /// - two items of one name, or whose names some reader takes for one: differences in case, in empty or dot
@@ -40,12 +40,12 @@ struct ZipOptions {
     /// - a name that an extra field replaces; two ZIP64 fields of one item; links and devices;
     /// - parts in pieces, which few readers put together;
     /// - two entries of the content types stream for one name, compared in the same way;
-    /// - a content types stream or a relationships part that cannot be read, is not XML 1.0, or is encoded otherwise
-    /// than it
-    ///   says;
-    /// - anything in front of the first item, such as a document of another format or a program that unpacks the file,
-    /// and
-    ///   anything but zeros between items: who reads from the front would find what the directory does not know;
+    /// - an item below another one that is not a folder ("a.xml/b"): a reader may take "a.xml" for the folder;
+    /// - a content types stream or a relationships part that cannot be read, is not XML 1.0, or has another encoding
+    ///   than it declares;
+    /// - anything in front of the first item, such as a document of another format or a program that unpacks the
+    ///   file, and anything but zeros between items: who reads from the front would find what the directory does not
+    ///   know;
     /// - anything between the central directory and the end record or behind its comment, an end record in the
     ///   comment, two end records that disagree, several disks: who looks for the directory from the end could find
     ///   another.
