@@ -4,6 +4,7 @@
 #include <opc/certificates/CertificateValidationOptions.hpp>
 #include <opc/certificates/CertificateValidationResults.hpp>
 #include <opc/core/Export.hpp>
+#include <opc/crypto/PublicKey.hpp>
 #include <opc/crypto/RSAPublicKey.hpp>
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
@@ -74,6 +75,10 @@ public:
 
     /// @throws opc::Exception when the key is not an RSA key of 1024, 2048 or 4096 bits.
     crypto::RSAPublicKey getPublicKey() const;
+
+    /// The key, of any kind that signs packages.
+    /// @throws opc::Exception when the key is refused, see `crypto::PublicKey`.
+    crypto::PublicKey getSubjectPublicKey() const;
 
     /// Whether the key usage is allowed. A certificate without the extension allows every usage.
     bool allowsKeyUsage(KeyUsage usage) const;

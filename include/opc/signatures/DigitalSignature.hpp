@@ -19,13 +19,24 @@ public:
     DigitalSignature& operator=(const DigitalSignature&) = default;
     virtual ~DigitalSignature();
 
-    /// "sig" and the id of the signature.
+    SignatureForm getForm() const;
+    /// "sig" and the id of the signature. In the standard forms: the name of its part without the extension, when that
+    /// is "sig" and a number in "/_xmlsignatures", otherwise the part name without the slash in front.
     std::u16string getName() const;
+    PartName getPartName() const;
+    /// Why it cannot be read, which only a signature of the standard forms can be; empty otherwise. The other getters
+    /// give empty values then.
+    std::string getProblem() const;
     std::vector<PartName> getSignedPartNames() const;
     std::vector<Relationship> getSignedRelationships() const;
     /// In UTC, as claimed by the signer; nothing confirms it.
     boost::posix_time::ptime getSignedTime() const;
+    /// @throws opc::Exception when they cannot express the method: another key than RSA with 1024, 2048 or 4096 bits.
     SignatureParams getSignatureParams() const;
+    /// The method with the size of the signer's key, in every form.
+    SignatureAlgorithm getSignatureAlgorithm() const;
+    /// What the signer claims by XAdES; empty claims when nothing is signed.
+    SignedProperties getSignedProperties() const;
     /// The bytes of the signature value; empty when its text is not base64.
     std::vector<unsigned char> getSignatureValue() const;
     /// The certificate of the signer; an empty one when the signature contains none.

@@ -4,13 +4,16 @@
 #include <opc/certificates/X509Certificate.hpp>
 #include <opc/certificates/X509CertificateChain.hpp>
 #include <opc/core/Export.hpp>
+#include <opc/crypto/PublicKey.hpp>
 #include <opc/crypto/RSAPublicKey.hpp>
 #include <opc/model/PartName.hpp>
 #include <opc/model/URI.hpp>
 #include <opc/model/relationships/Relationship.hpp>
 #include <opc/model/relationships/RelationshipSelector.hpp>
+#include <opc/signatures/SignatureAlgorithm.hpp>
 #include <opc/signatures/SignatureForm.hpp>
 #include <opc/signatures/SignatureParams.hpp>
+#include <opc/signatures/SignedProperties.hpp>
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 
@@ -41,6 +44,27 @@ struct DigitalSignatureData {
         std::u16string digestValue{};                          ///< base64
     };
 
+    /// What holds for the standard forms only: what was read is kept as the octets that are verified.
+    struct StandardData {
+        SignatureAlgorithm algorithm{};
+        std::optional<crypto::PublicKey> keyValue{}; ///< a bare key of any kind
+        std::u16string documentId{};                 ///< Id of the Signature element; may be empty
+        /// The octets that the signature value is over: `SignedInfo` in its canonical form.
+        std::string signedInfo{};
+        /// The canonical form of each element that a reference of `SignedInfo` refers to, by Id.
+        std::map<std::u16string, std::string> elements{};
+        /// Certificates that stand in parts of their own (ECMA-376-2 §10.4), those of `certificate` and
+        /// `certificateChain` among them.
+        std::vector<PartName> certificateParts{};
+        std::vector<std::u16string> keyHints{}; ///< what else KeyInfo holds, by local name: not used
+        SignedProperties properties{};
+        bool hasProperties = false;       ///< whether there are QualifyingProperties
+        bool arePropertiesSigned = false; ///< whether `SignedInfo` refers to them
+        UnsignedProperties unsignedProperties{};
+        /// Why it cannot be read; empty when it can. Otherwise only `form`, `partName` and `signatureId` are set.
+        std::string problem{};
+    };
+
     /// The `SignatureProperty` with the time of signing.
     struct SignaturePropertyData {
         std::u16string target{}; ///< "#" and the Id of the signature
@@ -51,8 +75,8 @@ struct DigitalSignatureData {
 
     /// An `Object`.
     struct ObjectData {
-        std::u16string id{};
-        std::u16string xmlBytes{}; ///< the element as text, which a reference to it digests
+        std::u16string id{};       ///< in the standard forms it may be empty
+        std::u16string xmlBytes{}; ///< the element as text, which a reference to it digests; only `Library` has it
     };
 
     /// The parts that the manifest covers, in its order.
@@ -80,6 +104,8 @@ struct DigitalSignatureData {
     std::vector<ReferenceData> manifestReferences{};
     std::vector<SignaturePropertyData> signatureProperties{};
     std::vector<ObjectData> objects{}; ///< all of them, in document order
+
+    StandardData standard{}; ///< of `SignatureForm::Standard` and `Office`
 };
 
 /// Writes a human-readable dump in the user's default encoding (`toUDEString`).

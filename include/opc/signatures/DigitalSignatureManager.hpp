@@ -5,10 +5,13 @@
 #include <opc/certificates/PKCS12Certificate.hpp>
 #include <opc/certificates/TrustStore.hpp>
 #include <opc/core/Export.hpp>
+#include <opc/crypto/Signer.hpp>
 #include <opc/model/DataManager.hpp>
 #include <opc/model/Package.hpp>
 #include <opc/signatures/DigitalSignature.hpp>
 #include <opc/signatures/SignatureForm.hpp>
+#include <opc/signatures/SigningOptions.hpp>
+#include <opc/signatures/VerificationOptions.hpp>
 #include <opc/signatures/VerificationReport.hpp>
 
 #include <cstdint>
@@ -53,6 +56,13 @@ public:
     /// @param package not open yet; it has to outlive the manager.
     /// @throws PackageAlreadyOpen
     explicit DigitalSignatureManager(Package& package);
+    /// Reads signatures of several forms. One of the standard forms that cannot be read does not keep the package from
+    /// opening: it has a `DigitalSignature::getProblem`.
+    /// @param formsToRead each once; `Standard` and `Office` are read alike, so that either stands for both.
+    /// @param formToWrite one of them.
+    /// @throws PackageAlreadyOpen
+    /// @throws opc::Exception when `formToWrite` is not among the others, or a value is not an enumerator.
+    DigitalSignatureManager(Package& package, const std::vector<SignatureForm>& formsToRead, SignatureForm formToWrite);
     ~DigitalSignatureManager() override;
 
 protected:
@@ -140,6 +150,13 @@ public:
                           const certificates::CertificateValidationOptions& options, const SignatureParams& params,
                           const certificates::TrustStore& trustStore);
 
+    /// Signs in the form that is written, with a key wherever it lies. Nothing is written before the signer has
+    /// answered and its answer is valid for its own key and for the certificate; its exceptions go through unchanged.
+    /// @throws CouldNotGenerateSignature also when the certificate is not valid, not trusted or of another key, the
+    ///         signer does not support the digest, its answer is not valid, or the package has signatures of another
+    ///         kind: `Library` and the standard forms are not mixed.
+    DigitalSignature sign(const SigningRequest& request, crypto::Signer& signer, const SigningOptions& options);
+
     /// Signs everything that `getAllPartsAndRels` returns.
     DigitalSignature signPackage(const std::vector<unsigned char>& signingKey, const SignatureParams& params);
     DigitalSignature signPackage(const certificates::PKCS12Certificate& pkcs12,
@@ -147,7 +164,8 @@ public:
                                  const SignatureParams& params, const certificates::TrustStore& trustStore);
 
     /// All parts and relationships (selected by ID) except those that data managers own, among them signature parts and
-    /// the relationships to them. A relationship that is added later is not covered.
+    /// the relationships to them. A relationship that is added later is not covered. In the form of Office, core and
+    /// extended properties, the thumbnail and the relationships to them are left out as well.
     SigningRequest getAllPartsAndRels() const;
     /// @}
 
@@ -173,6 +191,10 @@ public:
                                               const certificates::CertificateValidationOptions& options,
                                               const SignatureParams& params,
                                               const certificates::TrustStore& trustStore);
+    /// In the form that is written. In the standard forms it is an ordinary signature of all signature parts, of the
+    /// relationship to the origin and of those to the signatures, by Id: signatures that are added later do not
+    /// invalidate it, and there may be several.
+    DigitalSignature countersignAllSignatures(crypto::Signer& signer, const SigningOptions& options);
     /// @}
 
     /// @name Verifying
@@ -240,6 +262,15 @@ public:
     /// All signatures with a key of the caller.
     /// @throws InvalidSignature when the key is empty or malformed; NotImplemented as above.
     std::vector<SignatureReport> examineAllSignatures(const std::vector<unsigned char>& publicKey) const;
+    /// All signatures of all forms that are read.
+    /// @throws InvalidSignature when the options' key is malformed.
+    std::vector<SignatureReport> examineAllSignatures(const VerificationOptions& options) const;
+
+    /// The octets that a reference digests: those of an element in canonical form, of a part, or of relationships as
+    /// the standard reads them.
+    /// @param index of the reference in `SignatureReport::references`.
+    /// @throws InvalidSignature when there is no such reference or it cannot be read.
+    std::vector<unsigned char> getReferenceOctets(const DigitalSignature& signature, std::size_t index) const;
 
     /// What each signature covers by itself, in the order of the reports.
     /// @param otherItems names of stored items that are not parts (`storage::ZipPackage::getOtherItems`).

@@ -9,8 +9,9 @@ namespace opc::model {
 
 /// The forms in which packages store signatures.
 enum class SignatureForm : std::int32_t {
-    Library,  ///< the form that `DigitalSignatureManager` reads and writes
-    Standard, ///< ECMA-376-2 Annex E, as other programs write it; `DigitalSignatureManager` does not read it
+    Library,  ///< a form of its own, which no other program reads
+    Standard, ///< ECMA-376-2 §10 and Annex E: a package object alone
+    Office,   ///< `Standard` with what Microsoft Office adds: an office object (MS-OFFCRYPTO §2.5.2) and XAdES-BES
 };
 
 /// The identifiers by which the signatures of a form are found in a package.

@@ -35,6 +35,13 @@ enum class ReferenceVerdict : std::int32_t {
     Misnamed,
 };
 
+/// How relationships were read so that their digest matches. All readings fix the same relationships.
+enum class RelationshipsReading : std::int32_t {
+    AsStandard,  ///< as ECMA-376-2 §10.5.13 says
+    DefaultMode, ///< without the `TargetMode` of internal relationships
+    WhiteSpace,  ///< with an empty `text` element in front for each white space in the part, as LibreOffice does
+};
+
 /// One reference, as signed and as found in the package.
 struct ReferenceReport {
     ReferenceKind kind = ReferenceKind::Object;
@@ -49,8 +56,10 @@ struct ReferenceReport {
     std::vector<std::u16string> transforms{}; ///< identifiers, the relationships transform among them
     std::vector<RelationshipSelector> selectors{};
     std::vector<Relationship> relationships{}; ///< selected ones, each once, sorted by ID
+    RelationshipsReading reading = RelationshipsReading::AsStandard;
     ReferenceVerdict verdict = ReferenceVerdict::Holds;
     std::string problem{}; ///< the fault as text; empty when the reference is valid
+    std::string remark{};  ///< what is unusual about a valid reference, or which other reading matches an invalid one
 
     bool holds() const noexcept { return verdict == ReferenceVerdict::Holds; }
 };
@@ -75,19 +84,24 @@ struct OPCRAFT_API SignatureReport {
     certificates::X509CertificateChain certificateChain{};
     bool certificateChecked = false; ///< true only when the signature value is valid
     certificates::CertificateValidationResults certificateResults{};
-    /// Whether the signature covers its certificate. Signatures of the library's form never do: another certificate for
-    /// the same key could replace it.
+    /// Whether the signature covers its certificate, by XAdES. Without that another certificate for the same key could
+    /// replace it.
     bool certificateCovered = false;
     /// Those of `SignedInfo`, then those of the manifest, in document order. Empty when the signature value is not
     /// valid.
     std::vector<ReferenceReport> references{};
     /// The Ids of objects that no reference of `SignedInfo` covers: anybody can change them.
     std::vector<std::u16string> uncoveredObjects{};
+    /// Whether XAdES names the certificate that verified. `Differs` and `NotSupported` make the signature invalid.
+    CertificateClaim certificateClaim = CertificateClaim::None;
+    std::vector<TimeStampReport> timeStamps{}; ///< of the signature value
+    /// The point in time for which the certificate was validated, in UTC; not-a-date-time when none was.
+    boost::posix_time::ptime validationTime{};
     /// Why the signature cannot be verified; the other fields are not set then. Set by `examineAllSignatures` only; the
     /// other functions throw.
     std::string problem{};
 
-    /// Whether the signature value and every reference are valid.
+    /// Whether the signature value, every reference and the claim of XAdES about the certificate are valid.
     bool isSignatureValid() const noexcept;
 
     DigitalSignatureVerificationStatus getStatus() const;
