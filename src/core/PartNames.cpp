@@ -9,8 +9,8 @@ namespace opc::detail {
 
 namespace {
 
-constexpr std::u16string_view relationshipsFolder = u"/_rels/";
-constexpr std::u16string_view relationshipsExtension = u".rels";
+constexpr std::u16string_view RELATIONSHIPS_FOLDER = u"/_rels/";
+constexpr std::u16string_view RELATIONSHIPS_EXTENSION = u".rels";
 
 /// True for the characters of a path, and with "?" those of a query or a fragment (RFC 3986 §3.3 to §3.5).
 bool isMadeOfPathCharacters(std::u16string_view text, bool questionMarkToo) noexcept {
@@ -98,21 +98,21 @@ bool isPartName(std::u16string_view name) noexcept {
 
 bool isRelationshipsPartName(std::u16string_view name) noexcept {
     const std::u16string_view path = getPath(name);
-    if (!path.ends_with(relationshipsExtension)) // which most names tell at once
+    if (!path.ends_with(RELATIONSHIPS_EXTENSION)) // which most names tell at once
         return false;
-    const std::size_t folder = path.find(relationshipsFolder);
+    const std::size_t folder = path.find(RELATIONSHIPS_FOLDER);
     return folder != std::u16string_view::npos &&
-           path.substr(folder + relationshipsFolder.size()).ends_with(relationshipsExtension);
+           path.substr(folder + RELATIONSHIPS_FOLDER.size()).ends_with(RELATIONSHIPS_EXTENSION);
 }
 
 std::u16string getRelationshipsPartName(std::u16string_view path) {
     const std::size_t file = path.rfind(u'/') + 1;
     std::u16string name;
-    name.reserve(path.size() + relationshipsFolder.size() + relationshipsExtension.size());
+    name.reserve(path.size() + RELATIONSHIPS_FOLDER.size() + RELATIONSHIPS_EXTENSION.size());
     name += path.substr(0, file);
-    name += relationshipsFolder.substr(1);
+    name += RELATIONSHIPS_FOLDER.substr(1);
     name += path.substr(file);
-    return name += relationshipsExtension;
+    return name += RELATIONSHIPS_EXTENSION;
 }
 
 std::u16string getSourcePartName(std::u16string_view relationshipsPartName) {
@@ -123,7 +123,7 @@ std::u16string getSourcePartName(std::u16string_view relationshipsPartName) {
     const std::u16string_view folder = path.substr(0, slash);
     std::u16string source(folder.substr(0, folder.rfind(u'/')));
     source += u'/';
-    return source += file.substr(0, file.find(relationshipsExtension));
+    return source += file.substr(0, file.find(RELATIONSHIPS_EXTENSION));
 }
 
 } // namespace opc::detail

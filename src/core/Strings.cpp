@@ -18,11 +18,11 @@ static_assert(sizeof(wchar_t) == sizeof(char32_t), "a wide character holds any U
 
 using detail::decodeUTF16;
 using detail::decodeUTF8;
-using detail::malformedSequence;
+using detail::MALFORMED_SEQUENCE;
 
 namespace {
 
-constexpr char32_t replacement = 0xFFFD;
+constexpr char32_t REPLACEMENT = 0xFFFD;
 
 constexpr bool isScalarValue(char32_t value) noexcept {
     return value <= 0x10FFFF && !detail::isLeadSurrogate(value) && !detail::isTrailSurrogate(value);
@@ -119,7 +119,7 @@ std::wstring toWideString(std::u16string_view text) {
     for (std::size_t position = 0; position < text.size();) {
         const std::size_t start = position;
         const char32_t value = decodeUTF16(text, position);
-        if (value == malformedSequence)
+        if (value == MALFORMED_SEQUENCE)
             throwMalformed("The text is not valid UTF-16: an unpaired surrogate", start);
         result += static_cast<wchar_t>(value);
     }
@@ -132,9 +132,9 @@ std::u16string toString(std::string_view utf8, bool strict) {
     for (std::size_t position = 0; position < utf8.size();) {
         const std::size_t start = position;
         const char32_t value = decodeUTF8(utf8, position);
-        if (value == malformedSequence && strict)
+        if (value == MALFORMED_SEQUENCE && strict)
             throwMalformed("The text is not valid UTF-8: a malformed sequence", start);
-        appendUTF16(result, value == malformedSequence ? replacement : value);
+        appendUTF16(result, value == MALFORMED_SEQUENCE ? REPLACEMENT : value);
     }
     return result;
 }
@@ -175,12 +175,12 @@ char32_t decodeUTF8(std::string_view text, std::size_t& position) noexcept {
     const auto lead = static_cast<unsigned char>(text[position++]);
     auto [further, low, high] = describeLeadByte(lead);
     if (further < 0)
-        return malformedSequence;
+        return MALFORMED_SEQUENCE;
     char32_t value = further == 0 ? lead : lead & (0x3FU >> further);
     for (; further > 0; --further, low = 0x80, high = 0xBF) {
         const unsigned char byte = position < text.size() ? static_cast<unsigned char>(text[position]) : 0;
         if (byte < low || byte > high)
-            return malformedSequence;
+            return MALFORMED_SEQUENCE;
         value = (value << 6) | (byte & 0x3FU);
         ++position;
     }
@@ -193,9 +193,9 @@ std::string toUTF8String(std::u16string_view text, bool strict) {
     for (std::size_t position = result.size(); position < text.size();) {
         const std::size_t start = position;
         const char32_t value = decodeUTF16(text, position);
-        if (value == malformedSequence && strict)
+        if (value == MALFORMED_SEQUENCE && strict)
             throwMalformed("The text is not valid UTF-16: an unpaired surrogate", start);
-        appendUTF8(result, value == malformedSequence ? replacement : value);
+        appendUTF8(result, value == MALFORMED_SEQUENCE ? REPLACEMENT : value);
     }
     return result;
 }

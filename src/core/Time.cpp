@@ -15,10 +15,10 @@ namespace {
 using Instant = std::chrono::sys_time<std::chrono::microseconds>;
 
 // What the time type holds: the years 1400 to 9999.
-constexpr Instant firstInstant = std::chrono::sys_days(std::chrono::year(1400) / 1 / 1);
-constexpr Instant endOfInstants = std::chrono::sys_days(std::chrono::year(10000) / 1 / 1);
+constexpr Instant FIRST_INSTANT = std::chrono::sys_days(std::chrono::year(1400) / 1 / 1);
+constexpr Instant END_OF_INSTANTS = std::chrono::sys_days(std::chrono::year(10000) / 1 / 1);
 
-constexpr int microsecondDigits = 6;
+constexpr int MICROSECOND_DIGITS = 6;
 
 // Takes the pieces of a W3CDTF text off its front. The first piece that is not there makes it fail for good.
 class Scanner {
@@ -52,10 +52,10 @@ public:
         int digits = 1;
         for (; atDigit(); ++digits) {
             const int next = digit();
-            if (digits < microsecondDigits)
+            if (digits < MICROSECOND_DIGITS)
                 value = value * 10 + next;
         }
-        for (; digits < microsecondDigits; ++digits)
+        for (; digits < MICROSECOND_DIGITS; ++digits)
             value *= 10;
         return std::chrono::microseconds(value);
     }
@@ -126,7 +126,7 @@ std::optional<Instant> readInstant(std::u16string_view text) {
     Instant instant = std::chrono::sys_days(date);
     if (scanner.skip(u'T'))
         instant += readTimeOfDay(scanner);
-    if (scanner.failed() || !scanner.atEnd() || instant < firstInstant || instant >= endOfInstants)
+    if (scanner.failed() || !scanner.atEnd() || instant < FIRST_INSTANT || instant >= END_OF_INSTANTS)
         return std::nullopt;
     return instant;
 }
@@ -146,7 +146,7 @@ void appendSeconds(std::u16string& text, const boost::posix_time::time_duration&
     if (fraction == 0)
         return;
     text += u'.';
-    appendNumber(text, fraction, microsecondDigits);
+    appendNumber(text, fraction, MICROSECOND_DIGITS);
     text.erase(text.find_last_not_of(u'0') + 1);
 }
 

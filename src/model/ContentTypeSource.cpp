@@ -34,11 +34,11 @@ namespace opc::model {
 
 namespace {
 
-constexpr const char* streamName = "[Content_Types].xml";
+constexpr const char* STREAM_NAME = "[Content_Types].xml";
 
 /// The names of the content types vocabulary; made while a XercesGuard is held.
 struct Vocabulary {
-    XercesString ns{wellknown::contentTypesNamespace};
+    XercesString ns{wellknown::CONTENT_TYPES_NAMESPACE};
     XercesString types{u"Types"};
     XercesString defaultEntry{u"Default"};
     XercesString overrideEntry{u"Override"};
@@ -238,9 +238,9 @@ void ContentTypeSource::load(interfaces::IPhysicalInputStream& stream) {
     try {
         readDocument(adaptor);
     } catch (const InvalidPartContent& e) {
-        throwAt<InvalidContentTypeStream>(placeInItem(e, streamName), e.what());
+        throwAt<InvalidContentTypeStream>(placeInItem(e, STREAM_NAME), e.what());
     } catch (Exception& e) {
-        e.setPlace(placeInItem(e, streamName));
+        e.setPlace(placeInItem(e, STREAM_NAME));
         throw;
     }
 }

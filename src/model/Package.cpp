@@ -107,7 +107,7 @@ Package& Package::getPackage() const {
 
 void Package::doVerifyRelationship(const std::u16string& /*id*/, const std::u16string& type,
                                    const std::u16string& /*target*/) {
-    if (type == wellknown::corePropertiesRelationshipType)
+    if (type == wellknown::CORE_PROPERTIES_RELATIONSHIP_TYPE)
         throwIfTooManyCorePropertiesRelationships(0);
 }
 
@@ -489,7 +489,7 @@ void Package::throwIfDerivedFromExistingPartName(const PartName& name) const {
 }
 
 void Package::throwIfTooManyCorePropertiesRelationships(unsigned long allowed) const {
-    if (getRelationshipsByType(wellknown::corePropertiesRelationshipType).size() > allowed)
+    if (getRelationshipsByType(wellknown::CORE_PROPERTIES_RELATIONSHIP_TYPE).size() > allowed)
         throw InvalidCorePropertiesRelationships(
             "No more than one core properties relationship can exist in a package");
 }

@@ -16,7 +16,7 @@ namespace opc::model {
 namespace {
 
 // One fixed form for every component: the text as written.
-constexpr iri::Encoding componentEncoding = iri::Encoding::AsWritten;
+constexpr iri::Encoding COMPONENT_ENCODING = iri::Encoding::AsWritten;
 
 void throwIfNotASCII(const std::u16string& text) {
     if (std::any_of(text.begin(), text.end(), [](char16_t unit) { return unit > 0x7F; }))
@@ -85,7 +85,7 @@ std::u16string URI::getScheme() const {
 }
 
 std::u16string URI::getSchemeSpecificPart() const {
-    return impl_->iri_.getSchemeSpecificPart(componentEncoding);
+    return impl_->iri_.getSchemeSpecificPart(COMPONENT_ENCODING);
 }
 
 bool URI::hasAuthority() const noexcept {
@@ -93,7 +93,7 @@ bool URI::hasAuthority() const noexcept {
 }
 
 std::u16string URI::getAuthority() const {
-    return hasAuthority() ? impl_->iri_.getAuthority(componentEncoding) : std::u16string();
+    return hasAuthority() ? impl_->iri_.getAuthority(COMPONENT_ENCODING) : std::u16string();
 }
 
 bool URI::hasAbsolutePath() const noexcept {
@@ -109,7 +109,7 @@ bool URI::hasQuery() const noexcept {
 }
 
 std::u16string URI::getQuery() const {
-    return hasQuery() ? impl_->iri_.getQuery(componentEncoding) : std::u16string();
+    return hasQuery() ? impl_->iri_.getQuery(COMPONENT_ENCODING) : std::u16string();
 }
 
 bool URI::hasFragment() const noexcept {
@@ -117,7 +117,7 @@ bool URI::hasFragment() const noexcept {
 }
 
 std::u16string URI::getFragment() const {
-    return hasFragment() ? impl_->iri_.getFragment(componentEncoding) : std::u16string();
+    return hasFragment() ? impl_->iri_.getFragment(COMPONENT_ENCODING) : std::u16string();
 }
 
 std::u16string URI::percentEncode(const std::u16string& text, const std::string& allowed) {

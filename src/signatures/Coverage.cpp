@@ -298,7 +298,7 @@ std::vector<CoverageReport> Coverage::examine(const std::vector<SignatureReport>
 }
 
 CoverageReport Coverage::examine(const SignatureReport& report) const {
-    if (report.signature.getImpl()->signatureId == countersignatureId)
+    if (report.signature.getImpl()->signatureId == COUNTERSIGNATURE_ID)
         return examineCountersignature(report);
     const Covered covered(report);
     CoverageReport coverage;

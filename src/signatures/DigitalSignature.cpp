@@ -13,7 +13,7 @@ DigitalSignature::DigitalSignature(std::shared_ptr<DigitalSignatureData> data) :
 DigitalSignature::~DigitalSignature() = default;
 
 std::u16string DigitalSignature::getName() const {
-    return signatureNamePrefix + data_->signatureId;
+    return SIGNATURE_NAME_PREFIX + data_->signatureId;
 }
 
 std::vector<PartName> DigitalSignature::getSignedPartNames() const {

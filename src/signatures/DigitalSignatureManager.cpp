@@ -37,8 +37,9 @@ std::u16string stemOf(const PartName& name) {
 }
 
 std::u16string withoutPrefix(const std::u16string& name) {
-    return name.starts_with(signatureNamePrefix) ? name.substr(std::char_traits<char16_t>::length(signatureNamePrefix))
-                                                 : name;
+    return name.starts_with(SIGNATURE_NAME_PREFIX)
+               ? name.substr(std::char_traits<char16_t>::length(SIGNATURE_NAME_PREFIX))
+               : name;
 }
 
 /// Runs a step. An error in it gets the item as its location, unless it has one.
@@ -114,7 +115,7 @@ void DigitalSignatureManager::load(const PartName& name, const SignatureFormRule
     throwIfTooMuchIsSigned<InvalidSignature>(signatures_, 0);
     signatures_.push_back(loadSignature(part, form));
     const std::u16string id = signatures_.back().getImpl()->signatureId;
-    if (id != countersignatureId) {
+    if (id != COUNTERSIGNATURE_ID) {
         updateNextSignatureID(id, part);
         assertSignatureCorrectnessAfterLoad(*signatures_.back().getImpl());
     }
@@ -232,7 +233,7 @@ PartName DigitalSignatureManager::getSignaturePartName(const std::u16string& nam
 }
 
 std::u16string DigitalSignatureManager::getSignatureRelationshipID(const std::u16string& id) const {
-    return signatureRelationshipIdPrefix + id;
+    return SIGNATURE_RELATIONSHIP_ID_PREFIX + id;
 }
 
 Part DigitalSignatureManager::getSignatureOriginPart(URI& target, std::u16string& relationshipId) const {

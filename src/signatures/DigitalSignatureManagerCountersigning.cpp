@@ -13,7 +13,7 @@ namespace opc::model {
 namespace {
 
 std::u16string countersignatureName() {
-    return std::u16string(signatureNamePrefix) + countersignatureId;
+    return std::u16string(SIGNATURE_NAME_PREFIX) + COUNTERSIGNATURE_ID;
 }
 
 } // namespace

@@ -75,7 +75,7 @@ void DigitalSignatureManager::remove(const DigitalSignature& signature) {
 void DigitalSignatureManager::removeCountersignature() {
     throwIfNotOpenForModify(getPackage());
     if (isPackageCountersigned())
-        removeSignature(std::u16string(signatureNamePrefix) + countersignatureId);
+        removeSignature(std::u16string(SIGNATURE_NAME_PREFIX) + COUNTERSIGNATURE_ID);
 }
 
 void DigitalSignatureManager::removeAllSignatures() {

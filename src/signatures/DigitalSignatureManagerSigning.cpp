@@ -86,7 +86,7 @@ SigningRequest DigitalSignatureManager::getAllPartsAndRels() const {
 
 PackageSigner DigitalSignatureManager::makeSigner(bool isCountersignature) {
     return {getPackage(), rulesOf(writtenForm_), signatures_,
-            [=, this] { return isCountersignature ? countersignatureId : getNextSignatureID(); }};
+            [=, this] { return isCountersignature ? COUNTERSIGNATURE_ID : getNextSignatureID(); }};
 }
 
 } // namespace opc::model

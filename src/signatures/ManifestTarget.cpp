@@ -10,7 +10,7 @@ namespace opc::model {
 
 namespace {
 
-constexpr std::u16string_view contentTypeKey = std::u16string_view(contentTypeQuery).substr(1);
+constexpr std::u16string_view CONTENT_TYPE_KEY = std::u16string_view(CONTENT_TYPE_QUERY).substr(1);
 
 /// Decodes the escapes.
 std::u16string unescaped(const std::u16string& text) {
@@ -33,13 +33,13 @@ ManifestTarget ManifestTarget::of(const URI& uri) {
                                "same-document reference.");
     ManifestTarget target{PartName(URI(uri.getPath()))};
     const std::u16string query = uri.getQuery();
-    if (query.starts_with(contentTypeKey))
-        target.contentType = unescaped(query.substr(contentTypeKey.size()));
+    if (query.starts_with(CONTENT_TYPE_KEY))
+        target.contentType = unescaped(query.substr(CONTENT_TYPE_KEY.size()));
     return target;
 }
 
 URI makeManifestURI(const std::u16string& partName, const std::u16string& contentType) {
-    const std::u16string text = partName + contentTypeQuery + contentType;
+    const std::u16string text = partName + CONTENT_TYPE_QUERY + contentType;
     try {
         const URI uri(text);
         if (!uri.hasFragment() && ManifestTarget::of(uri).contentType == contentType)

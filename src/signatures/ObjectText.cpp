@@ -8,7 +8,7 @@ namespace opc::model {
 namespace {
 
 std::u16string withoutDeclaration(std::u16string xmlText) {
-    const std::u16string declaration = u"xmlns=\"" + std::u16string(dsigNamespace) + u"\" ";
+    const std::u16string declaration = u"xmlns=\"" + std::u16string(DSIG_NAMESPACE) + u"\" ";
     const std::size_t found = xmlText.find(declaration);
     if (found != std::u16string::npos)
         xmlText.erase(found, declaration.size());

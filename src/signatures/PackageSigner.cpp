@@ -265,13 +265,13 @@ DigitalSignature PackageSigner::sign(const SigningRequest& request, const PKCS12
 }
 
 void PackageSigner::store(DigitalSignatureData& signature) {
-    const PartName name = makeSignaturePartName(form_, signatureNamePrefix + signature.signatureId);
+    const PartName name = makeSignaturePartName(form_, SIGNATURE_NAME_PREFIX + signature.signatureId);
     if (package_.hasPart(name))
         throw CouldNotGenerateSignature(
             "Internal Error: New signature should not have the same name as an existing one.");
     // Serialized first, so that a signature that cannot be written creates nothing.
     const std::string text = SignatureDocumentWriter::makeDocument(signature);
-    SignaturePartCreation creation(package_, form_, name, signatureRelationshipIdPrefix + signature.signatureId);
+    SignaturePartCreation creation(package_, form_, name, SIGNATURE_RELATIONSHIP_ID_PREFIX + signature.signatureId);
     creation.fetchOrigin();
     replaceItem(*creation.createPart().getOutputStream(), Bytes(text.begin(), text.end()));
     creation.commit();

@@ -15,8 +15,8 @@ namespace opc::model {
 
 namespace {
 
-constexpr std::string_view keywordsStart = "<cp:keywords>";
-constexpr std::string_view keywordsEnd = "</cp:keywords>";
+constexpr std::string_view KEYWORDS_START = "<cp:keywords>";
+constexpr std::string_view KEYWORDS_END = "</cp:keywords>";
 
 /// Whether the text starts with a tag of a single keyword.
 bool startsKeyword(std::string_view text) {
@@ -81,13 +81,13 @@ void removeKeywords(std::string& coreProperties) {
     const std::string_view text = coreProperties;
     if (text.find('\0') != std::string_view::npos) // UTF-16, where these bytes are different characters
         return;
-    const std::size_t start = text.find(keywordsStart);
-    const std::size_t end = text.find(keywordsEnd);
+    const std::size_t start = text.find(KEYWORDS_START);
+    const std::size_t end = text.find(KEYWORDS_END);
     if (start == std::string_view::npos || end == std::string_view::npos || end < start || !isChildOfRoot(text, start))
         return;
-    const std::size_t inner = start + keywordsStart.size();
+    const std::size_t inner = start + KEYWORDS_START.size();
     if (holdsOnlyKeywords(text.substr(inner, end - inner)))
-        coreProperties.erase(start, end + keywordsEnd.size() - start);
+        coreProperties.erase(start, end + KEYWORDS_END.size() - start);
 }
 
 PartDigester::PartDigester(std::uint64_t xmlSize)

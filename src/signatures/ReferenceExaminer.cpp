@@ -97,8 +97,8 @@ void compareContentTypes(const std::u16string& claimed, const std::u16string& fo
 /// properties has to agree.
 void throwIfMisnamed(const DigitalSignatureData& signature) {
     const std::u16string target = signature.signatureProperties.empty() ? u"" : signature.signatureProperties[0].target;
-    const bool isMeant = target == std::u16string(u"#Signature") + countersignatureId;
-    if (isMeant == (signature.signatureId == countersignatureId))
+    const bool isMeant = target == std::u16string(u"#Signature") + COUNTERSIGNATURE_ID;
+    if (isMeant == (signature.signatureId == COUNTERSIGNATURE_ID))
         return;
     const std::string signedAs = ", but its signed Target is " + detail::toUTF8String(target, false);
     throw Finding{ReferenceVerdict::Misnamed,
@@ -178,7 +178,7 @@ ReferenceReport ReferenceExaminer::examineObject(const ReferenceData& reference,
         throwIfTransformed(reference);
         const std::string bytes = detail::toUTF8String(toDigestedText(found->xmlBytes, form.objectDigestForm));
         compareDigests(digester_.digestBytes(bytes, digestMethodOf(reference)), report);
-        if (report.target == packageObjectId)
+        if (report.target == PACKAGE_OBJECT_ID)
             throwIfMisnamed(signature);
     });
     return report;

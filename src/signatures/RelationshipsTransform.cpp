@@ -37,11 +37,11 @@ std::string describe(const RelationshipSelector& selector) {
 }
 
 bool isOwnOfCountersignature(const Package& package, const Relationship& relationship, const SignatureFormRules& form) {
-    if (relationship.getID() != std::u16string(signatureRelationshipIdPrefix) + countersignatureId ||
+    if (relationship.getID() != std::u16string(SIGNATURE_RELATIONSHIP_ID_PREFIX) + COUNTERSIGNATURE_ID ||
         relationship.getType() != form.signatureRelationshipType ||
         relationship.getTargetMode() != TargetMode::Internal)
         return false;
-    const PartName part = makeSignaturePartName(form, std::u16string(signatureNamePrefix) + countersignatureId);
+    const PartName part = makeSignaturePartName(form, std::u16string(SIGNATURE_NAME_PREFIX) + COUNTERSIGNATURE_ID);
     const auto origin = findOriginRelationship(package, form);
     return relationship.getTargetURI() == part.getURI() && package.hasPart(part) && origin &&
            origin->getTargetURI() == relationship.getSourceURI();
@@ -65,7 +65,7 @@ std::vector<Relationship> selectRelationships(const RelationshipSource& source,
 
 std::string transformRelationships(const std::vector<Relationship>& relationships) {
     std::string text = "<Relationships";
-    appendAttribute(text, "xmlns", wellknown::relationshipsNamespace);
+    appendAttribute(text, "xmlns", wellknown::RELATIONSHIPS_NAMESPACE);
     text += '>';
     for (const Relationship& relationship : relationships) {
         text += "<Relationship";

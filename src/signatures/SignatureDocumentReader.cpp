@@ -40,8 +40,8 @@ constexpr std::size_t MAXIMUM_CERTIFICATES = 100;
 /// A parser that has seen more names is replaced before the next document. A signature has about thirty.
 constexpr std::size_t MOST_NAMES_OF_A_PARSER = 100;
 
-constexpr char16_t signaturePropertiesType[] = u"http://www.w3.org/2000/09/xmldsig#SignatureProperties";
-constexpr char16_t signedPropertiesType[] = u"http://uri.etsi.org/01903#SignedProperties";
+constexpr char16_t SIGNATURE_PROPERTIES_TYPE[] = u"http://www.w3.org/2000/09/xmldsig#SignatureProperties";
+constexpr char16_t SIGNED_PROPERTIES_TYPE[] = u"http://uri.etsi.org/01903#SignedProperties";
 
 [[noreturn]] void refuse(const std::string& message) {
     throw InvalidPartContent(message);
@@ -70,11 +70,11 @@ private:
 };
 
 DOMElement* child(const DOMElement* parent, const char16_t* name) {
-    return firstChild(parent, dsigNamespace, name);
+    return firstChild(parent, DSIG_NAMESPACE, name);
 }
 
 DOMElement* requiredChild(const DOMElement* parent, const char16_t* name,
-                          const char16_t* namespaceURI = dsigNamespace) {
+                          const char16_t* namespaceURI = DSIG_NAMESPACE) {
     DOMElement* found = firstChild(parent, namespaceURI, name);
     if (found == nullptr)
         refuse("XML signature: " + narrow(name) + " is not present.");
@@ -97,7 +97,7 @@ bool isBlank(const std::u16string& text) {
 
 /// The text of a required child, which must not be blank.
 std::u16string requiredText(const DOMElement* parent, const char16_t* name,
-                            const char16_t* namespaceURI = dsigNamespace) {
+                            const char16_t* namespaceURI = DSIG_NAMESPACE) {
     std::u16string text = textOf(requiredChild(parent, name, namespaceURI));
     if (isBlank(text))
         refuse("XML signature: " + narrow(name) + " is empty.");
@@ -163,7 +163,7 @@ private:
             readKeyValue(keyValue);
             return {};
         }
-        const auto x509Datas = children(keyInfo, dsigNamespace, u"X509Data");
+        const auto x509Datas = children(keyInfo, DSIG_NAMESPACE, u"X509Data");
         if (x509Datas.empty())
             refuse("Supported key management mechanisms in signatures are KeyValue using RSA or X509 certificates. "
                    "Others are not supported.");
@@ -174,7 +174,7 @@ private:
     std::vector<certificates::X509Certificate> readCertificates(const std::vector<DOMElement*>& x509Datas) {
         std::vector<certificates::X509Certificate> found;
         for (const DOMElement* x509Data : x509Datas)
-            for (const DOMElement* element : children(x509Data, dsigNamespace, u"X509Certificate")) {
+            for (const DOMElement* element : children(x509Data, DSIG_NAMESPACE, u"X509Certificate")) {
                 if (found.size() >= MAXIMUM_CERTIFICATES)
                     refuse("XML signature: there are more than " + std::to_string(MAXIMUM_CERTIFICATES) +
                            " certificates.");
@@ -222,7 +222,7 @@ private:
         for (const DOMElement* element : elements) {
             if (++position <= 2) // the two methods
                 continue;
-            if (!isElement(*element, dsigNamespace, u"Reference"))
+            if (!isElement(*element, DSIG_NAMESPACE, u"Reference"))
                 refuse("Internal Exception: Did not get Reference Element as expected.");
             checkAt(parser_, *element, nullptr, [&] { readSignedInfoReference(element); });
         }
@@ -256,9 +256,9 @@ private:
     void throwIfTypeIsNotSupported(const std::u16string& type) const {
         if (type.empty())
             refuse("XML signature: referenceType is empty.");
-        if (type == signedPropertiesType)
+        if (type == SIGNED_PROPERTIES_TYPE)
             refuse("XAsES SignedProperties element is not supported yet.");
-        if (type == signaturePropertiesType)
+        if (type == SIGNATURE_PROPERTIES_TYPE)
             refuse("XMLDSig SignatureProperties element is not supported yet.");
         if (type != form_.objectReferenceType)
             refuse("XML Signature: referenceType not supported yet.");
@@ -281,7 +281,7 @@ private:
 
     void readTransforms(const DOMElement* transforms, ReferenceData& reference) {
         bool selects = false;
-        const auto elements = children(transforms, dsigNamespace, u"Transform");
+        const auto elements = children(transforms, DSIG_NAMESPACE, u"Transform");
         trace_("Number of transform elements = ", elements.size());
         for (const DOMElement* transform : elements) {
             reference.transforms.push_back(
@@ -299,7 +299,7 @@ private:
     void readRelationshipTransform(const DOMElement* transform, ReferenceData& reference) {
         for (const DOMElement* selector : children(transform)) {
             const bool isOurs = selector->getNamespaceURI() != nullptr &&
-                                std::u16string_view(packageSignatureNamespace) == selector->getNamespaceURI();
+                                std::u16string_view(PACKAGE_SIGNATURE_NAMESPACE) == selector->getNamespaceURI();
             if (isOurs && std::u16string_view(u"RelationshipReference") == selector->getLocalName())
                 reference.relationshipSourceIds.push_back(requiredAttribute(
                     selector, u"SourceId", "XML signature: SourceID of a relationship transform is empty."));
@@ -324,7 +324,7 @@ private:
     }
 
     void readObjects() {
-        const auto elements = children(&root_, dsigNamespace, u"Object");
+        const auto elements = children(&root_, DSIG_NAMESPACE, u"Object");
         trace_("Number of object elements = ", elements.size());
         const DOMElement* packageObject = nullptr;
         for (const DOMElement* element : elements) {
@@ -333,7 +333,7 @@ private:
             trace_("Object ID found = ", object.id);
             if (!objectIds_.insert(object.id).second)
                 refuse("XML signature: two objects have the Id " + narrow(object.id));
-            if (object.id == packageObjectId) {
+            if (object.id == PACKAGE_OBJECT_ID) {
                 trace_("Found the package specific object. \n");
                 packageObject = element;
             }
@@ -341,7 +341,7 @@ private:
             data_.objects.push_back(std::move(object));
         }
         if (packageObject == nullptr)
-            refuse(std::string("XML signature: Could not find referenced object ") + narrow(packageObjectId));
+            refuse(std::string("XML signature: Could not find referenced object ") + narrow(PACKAGE_OBJECT_ID));
         readPackageObject(packageObject);
     }
 
@@ -367,7 +367,7 @@ private:
     }
 
     void readManifest(const DOMElement* manifest) {
-        if (!isElement(*manifest, dsigNamespace, u"Manifest"))
+        if (!isElement(*manifest, DSIG_NAMESPACE, u"Manifest"))
             refuse("Internal Exception: Did not get Manifest Element as expected.");
         const auto elements = children(manifest);
         trace_("Number of reference elements = ", elements.size());
@@ -377,7 +377,7 @@ private:
 
     void readManifestReference(const DOMElement* element) {
         trace_(" -------------------- Reference --------------------");
-        if (!isElement(*element, dsigNamespace, u"Reference"))
+        if (!isElement(*element, DSIG_NAMESPACE, u"Reference"))
             refuse("Internal Exception: Did not get Reference Element as expected.");
         ReferenceData reference;
         if (!element->hasAttributeNS(nullptr, u"URI"))
@@ -388,7 +388,7 @@ private:
     }
 
     void readSignatureProperties(const DOMElement* properties) {
-        for (const DOMElement* property : children(properties, dsigNamespace, u"SignatureProperty"))
+        for (const DOMElement* property : children(properties, DSIG_NAMESPACE, u"SignatureProperty"))
             checkAt(parser_, *property, nullptr, [&] { readSignatureProperty(property); });
         if (data_.signatureProperties.empty())
             refuse("XML signature: SignatureTime is not present.");
@@ -399,13 +399,13 @@ private:
             requiredAttribute(property, u"Target", "XML signature: SignatureProperty does not have a target.");
         if (target != u"#" + attribute(&root_, u"Id"))
             refuse("XML signature: the target of a SignatureProperty is not its signature.");
-        requiredChild(property, u"SignatureTime", packageSignatureNamespace);
-        for (const DOMElement* time : children(property, packageSignatureNamespace, u"SignatureTime")) {
+        requiredChild(property, u"SignatureTime", PACKAGE_SIGNATURE_NAMESPACE);
+        for (const DOMElement* time : children(property, PACKAGE_SIGNATURE_NAMESPACE, u"SignatureTime")) {
             if (!data_.signatureProperties.empty())
                 refuse("XML signature: There must exist only one SignatureTime element.");
             data_.signatureProperties.push_back({target, attribute(property, u"Id"),
-                                                 requiredText(time, u"Format", packageSignatureNamespace),
-                                                 requiredText(time, u"Value", packageSignatureNamespace)});
+                                                 requiredText(time, u"Format", PACKAGE_SIGNATURE_NAMESPACE),
+                                                 requiredText(time, u"Value", PACKAGE_SIGNATURE_NAMESPACE)});
             readTime(data_.signatureProperties.back());
         }
     }
@@ -429,7 +429,7 @@ private:
             if (!seen.insert(id).second)
                 refuse("XML signature: two references of SignedInfo lead to the object " + narrow(id));
         }
-        if (seen.count(packageObjectId) == 0)
+        if (seen.count(PACKAGE_OBJECT_ID) == 0)
             refuse("XML signature: no reference of SignedInfo leads to the package specific object.");
     }
 
@@ -488,7 +488,7 @@ DigitalSignatureData SignatureDocumentReader::readDocument(const xercesc::DOMLSP
                                                            const xercesc::DOMDocument& document,
                                                            const SignatureFormRules& form, std::ostream& trace) {
     const DOMElement* root = document.getDocumentElement();
-    if (root == nullptr || !isElement(*root, dsigNamespace, u"Signature"))
+    if (root == nullptr || !isElement(*root, DSIG_NAMESPACE, u"Signature"))
         refuse("XML signature: Signature is not present.");
     try {
         Data data;

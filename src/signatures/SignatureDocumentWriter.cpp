@@ -71,7 +71,7 @@ void writeReferences(XmlText& xml, const std::vector<ReferenceData>& references,
 
 XmlText packageObject(const DigitalSignatureData& signature) {
     XmlText xml(EmptyElements::AsOneTag);
-    xml.start("Object", {{"Id", packageObjectId}, {"xmlns:pds", packageSignatureNamespace}});
+    xml.start("Object", {{"Id", PACKAGE_OBJECT_ID}, {"xmlns:pds", PACKAGE_SIGNATURE_NAMESPACE}});
     xml.start("Manifest", {});
     writeReferences(xml, signature.manifestReferences, rulesOf(signature.form));
     xml.end();
@@ -91,7 +91,7 @@ XmlText packageObject(const DigitalSignatureData& signature) {
 
 XmlText signedInfo(const DigitalSignatureData& signature, SignedInfoForm form) {
     XmlText xml(form == SignedInfoForm::Canonical ? EmptyElements::AsTwoTags : EmptyElements::AsOneTag);
-    xml.start("SignedInfo", {{"xmlns", dsigNamespace}});
+    xml.start("SignedInfo", {{"xmlns", DSIG_NAMESPACE}});
     writeAlgorithm(xml, "CanonicalizationMethod", signature.canonicalizationMethod);
     writeAlgorithm(xml, "SignatureMethod", signature.signatureMethod);
     writeReferences(xml, signature.signedInfoReferences, rulesOf(signature.form));
@@ -121,9 +121,9 @@ void writeKeyInfo(XmlText& xml, const DigitalSignatureData& signature) {
 }
 
 void writeObject(XmlText& xml, const DigitalSignatureData& signature, const DigitalSignatureData::ObjectData& object) {
-    if (object.id == packageObjectId)
+    if (object.id == PACKAGE_OBJECT_ID)
         return xml.raw(packageObject(signature));
-    xml.start("Object", {{"Id", object.id}, {"xmlns:pds", packageSignatureNamespace}});
+    xml.start("Object", {{"Id", object.id}, {"xmlns:pds", PACKAGE_SIGNATURE_NAMESPACE}});
     xml.text(object.xmlBytes);
     xml.end();
 }
@@ -151,7 +151,7 @@ std::string SignatureDocumentWriter::makeDocument(const DigitalSignatureData& si
     return translatingInvalidXml([&] {
         XmlText xml(EmptyElements::AsOneTag);
         const std::u16string id = u"Signature" + signature.signatureId;
-        xml.start("Signature", {{"Id", id}, {"xmlns", dsigNamespace}});
+        xml.start("Signature", {{"Id", id}, {"xmlns", DSIG_NAMESPACE}});
         xml.raw(signedInfo(signature, SignedInfoForm::Canonical));
         xml.element("SignatureValue", signature.signatureValue);
         writeKeyInfo(xml, signature);

@@ -9,7 +9,7 @@ namespace {
 
 // The relationship types and the content type of signatures lack a hyphen that those of ECMA-376-2 Annex E have, and
 // the transform is written under the name that it had before the standard: packages signed this way exist.
-constexpr SignatureIdentifiers libraryIdentifiers{
+constexpr SignatureIdentifiers LIBRARY_IDENTIFIERS{
     u"http://schemas.openxmlformats.org/package/2006/relationships/digitalsignature/origin",
     u"http://schemas.openxmlformats.org/package/2006/relationships/digitalsignature/signature",
     u"http://schemas.openxmlformats.org/package/2006/relationships/digital-signature/certificate",
@@ -18,7 +18,7 @@ constexpr SignatureIdentifiers libraryIdentifiers{
     u"application/vnd.openxmlformats-package.digital-signature-certificate",
 };
 
-constexpr SignatureIdentifiers standardIdentifiers{
+constexpr SignatureIdentifiers STANDARD_IDENTIFIERS{
     u"http://schemas.openxmlformats.org/package/2006/relationships/digital-signature/origin",
     u"http://schemas.openxmlformats.org/package/2006/relationships/digital-signature/signature",
     u"http://schemas.openxmlformats.org/package/2006/relationships/digital-signature/certificate",
@@ -27,8 +27,8 @@ constexpr SignatureIdentifiers standardIdentifiers{
     u"application/vnd.openxmlformats-package.digital-signature-certificate",
 };
 
-constexpr SignatureFormRules libraryRules{
-    libraryIdentifiers,
+constexpr SignatureFormRules LIBRARY_RULES{
+    LIBRARY_IDENTIFIERS,
     SignatureForm::Library,
     u"/_xmlsignatures/origin.sigs",
     u"/_xmlsignatures",
@@ -47,9 +47,9 @@ constexpr SignatureFormRules libraryRules{
 const SignatureIdentifiers& getSignatureIdentifiers(SignatureForm form) {
     switch (form) {
     case SignatureForm::Library:
-        return libraryIdentifiers;
+        return LIBRARY_IDENTIFIERS;
     case SignatureForm::Standard:
-        return standardIdentifiers;
+        return STANDARD_IDENTIFIERS;
     }
     throw Exception("Unknown signature form.");
 }
@@ -57,7 +57,7 @@ const SignatureIdentifiers& getSignatureIdentifiers(SignatureForm form) {
 const SignatureFormRules& rulesOf(SignatureForm form) {
     if (form != SignatureForm::Library)
         throw NotImplemented("Signatures of this form are not supported.");
-    return libraryRules;
+    return LIBRARY_RULES;
 }
 
 } // namespace opc::model

@@ -14,18 +14,18 @@
 namespace opc::model {
 
 // Fixed by XML-DSig and ECMA-376-2 Annex E for every form.
-inline constexpr char16_t dsigNamespace[] = u"http://www.w3.org/2000/09/xmldsig#";
-inline constexpr char16_t packageSignatureNamespace[] =
+inline constexpr char16_t DSIG_NAMESPACE[] = u"http://www.w3.org/2000/09/xmldsig#";
+inline constexpr char16_t PACKAGE_SIGNATURE_NAMESPACE[] =
     u"http://schemas.openxmlformats.org/package/2006/digital-signature";
-inline constexpr char16_t packageObjectId[] = u"idPackageObject";
-inline constexpr char16_t signatureTimeId[] = u"idSignatureTime";
-inline constexpr char16_t minutesFormat[] = u"YYYY-MM-DDThh:mmTZD";
-inline constexpr char16_t contentTypeQuery[] = u"?ContentType=";
+inline constexpr char16_t PACKAGE_OBJECT_ID[] = u"idPackageObject";
+inline constexpr char16_t SIGNATURE_TIME_ID[] = u"idSignatureTime";
+inline constexpr char16_t MINUTES_FORMAT[] = u"YYYY-MM-DDThh:mmTZD";
+inline constexpr char16_t CONTENT_TYPE_QUERY[] = u"?ContentType=";
 
 // The names of signatures.
-inline constexpr char16_t signatureNamePrefix[] = u"sig";
-inline constexpr char16_t countersignatureId[] = u"countersig";
-inline constexpr char16_t signatureRelationshipIdPrefix[] = u"DSRel";
+inline constexpr char16_t SIGNATURE_NAME_PREFIX[] = u"sig";
+inline constexpr char16_t COUNTERSIGNATURE_ID[] = u"countersig";
+inline constexpr char16_t SIGNATURE_RELATIONSHIP_ID_PREFIX[] = u"DSRel";
 
 /// How an object is serialized before its digest is computed.
 enum class ObjectDigestForm {

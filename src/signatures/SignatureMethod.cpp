@@ -11,22 +11,22 @@ namespace opc::model {
 
 namespace {
 
-constexpr auto& sizes = crypto::RSAPublicKey::KEY_SIZES; // in the order of the enumerators
+constexpr auto& SIZES = crypto::RSAPublicKey::KEY_SIZES; // in the order of the enumerators
 
 } // namespace
 
 unsigned toKeySize(SignatureMethod signatureMethod) {
     const auto index = static_cast<std::size_t>(signatureMethod);
-    if (index >= std::size(sizes))
+    if (index >= std::size(SIZES))
         throw Exception("Signature Method is unsupported.");
-    return sizes[index];
+    return SIZES[index];
 }
 
 SignatureMethod toSignatureMethod(unsigned keySize) {
-    const auto* const found = std::find(std::begin(sizes), std::end(sizes), keySize);
-    if (found == std::end(sizes))
+    const auto* const found = std::find(std::begin(SIZES), std::end(SIZES), keySize);
+    if (found == std::end(SIZES))
         throw Exception("Input key size is not supported as a Signature Method.");
-    return static_cast<SignatureMethod>(found - std::begin(sizes));
+    return static_cast<SignatureMethod>(found - std::begin(SIZES));
 }
 
 } // namespace opc::model

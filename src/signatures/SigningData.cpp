@@ -106,16 +106,16 @@ void addSigningTime(DigitalSignatureData& signature) {
     const boost::posix_time::ptime now = signingTime();
     const auto time = now.time_of_day();
     signature.signedTime = {now.date(), boost::posix_time::time_duration(time.hours(), time.minutes(), 0)};
-    signature.signatureProperties.push_back({u"#Signature" + signature.signatureId, signatureTimeId, minutesFormat,
+    signature.signatureProperties.push_back({u"#Signature" + signature.signatureId, SIGNATURE_TIME_ID, MINUTES_FORMAT,
                                              convertTimeToString(signature.signedTime, TimeForm::Minutes)});
 }
 
 void addPackageObject(const SignatureFormRules& form, const std::u16string& digestMethod, PartDigester& digester,
                       DigitalSignatureData& signature) {
     const std::string text = SignatureDocumentWriter::makePackageObject(signature);
-    signature.objects.push_back({packageObjectId, toString(text)});
+    signature.objects.push_back({PACKAGE_OBJECT_ID, toString(text)});
     ReferenceData reference;
-    reference.uri = URI(u"#" + std::u16string(packageObjectId));
+    reference.uri = URI(u"#" + std::u16string(PACKAGE_OBJECT_ID));
     reference.type = form.objectReferenceType;
     reference.digestMethod = digestMethod;
     // The text has no declaration of the XML-DSig namespace to be removed (`toDigestedText`).

@@ -22,7 +22,7 @@ namespace {
 void throwIfNotXmlText(std::u16string_view text) {
     for (std::size_t i = 0; i < text.size();) {
         const char16_t unit = text[i];
-        if (!detail::isXMLUnit(unit) || detail::decodeUTF16(text, i) == detail::malformedSequence)
+        if (!detail::isXMLUnit(unit) || detail::decodeUTF16(text, i) == detail::MALFORMED_SEQUENCE)
             refuse(unit);
     }
 }

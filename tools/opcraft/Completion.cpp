@@ -48,7 +48,7 @@ std::string bashOptions(const CommandInfo& command) {
            " ;;\n";
 }
 
-constexpr const char* bashScript = R"(# bash completion for opcraft, made by opcraft itself
+constexpr const char* BASH_SCRIPT = R"(# bash completion for opcraft, made by opcraft itself
 
 # Sets value to what follows option $2 of command $1: file, text, words to choose from, or nothing.
 _opcraft_value() {
@@ -93,7 +93,7 @@ _opcraft() {
 complete -F _opcraft opcraft
 )";
 
-constexpr const char* zshScript = R"(#compdef opcraft
+constexpr const char* ZSH_SCRIPT = R"(#compdef opcraft
 # zsh completion for opcraft, made by opcraft itself
 
 _opcraft() {
@@ -191,7 +191,7 @@ std::string makeBashCompletion(const std::vector<CommandInfo>& commands) {
         options += bashOptions(command);
         names += (names.empty() ? "" : " ") + command.name;
     }
-    return replaced(replaced(replaced(bashScript, "@VALUES@", values), "@OPTIONS@", options), "@COMMANDS@", names);
+    return replaced(replaced(replaced(BASH_SCRIPT, "@VALUES@", values), "@OPTIONS@", options), "@COMMANDS@", names);
 }
 
 std::string makeZshCompletion(const std::vector<CommandInfo>& commands) {
@@ -202,7 +202,7 @@ std::string makeZshCompletion(const std::vector<CommandInfo>& commands) {
         names += "    '" + zshText(command.name) + ':' + zshText(command.description) + "'\n";
         arguments += "    " + command.name + ")\n    _arguments" + zshSpecifications(command) + "\n    ;;\n";
     }
-    const std::string script = replaced(replaced(zshScript, "@COMMANDS@", names), "@ARGUMENTS@", arguments);
+    const std::string script = replaced(replaced(ZSH_SCRIPT, "@COMMANDS@", names), "@ARGUMENTS@", arguments);
     return replaced(script, "@OPTIONS@", zshSpecifications(commands.front()));
 }
 

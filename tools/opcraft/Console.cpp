@@ -16,7 +16,7 @@ namespace opcraft {
 
 namespace {
 
-constexpr std::string_view clearLine = "\r\033[K";
+constexpr std::string_view CLEAR_LINE = "\r\033[K";
 
 /// @return 0, or the error number.
 int writeAll(int descriptor, std::string_view bytes) noexcept {
@@ -45,10 +45,10 @@ void tick(const std::stop_token& stop, const std::string& subject) {
         if (stop.stop_requested())
             break;
         ++seconds;
-        show(std::string(clearLine) + "opcraft: " + subject + ": working, " + std::to_string(seconds) + " s");
+        show(std::string(CLEAR_LINE) + "opcraft: " + subject + ": working, " + std::to_string(seconds) + " s");
     }
     if (seconds > 0)
-        show(std::string(clearLine));
+        show(std::string(CLEAR_LINE));
 }
 
 } // namespace

@@ -15,7 +15,7 @@ namespace opcraft {
 
 namespace {
 
-constexpr std::size_t blockSize = 64 * 1024;
+constexpr std::size_t BLOCK_SIZE = 64 * 1024;
 
 } // namespace
 
@@ -49,8 +49,8 @@ std::vector<unsigned char> FileInput::readAll() {
     std::size_t count = 0;
     do {
         const std::size_t filled = bytes.size();
-        bytes.resize(filled + blockSize);
-        count = read(bytes.data() + filled, blockSize);
+        bytes.resize(filled + BLOCK_SIZE);
+        count = read(bytes.data() + filled, BLOCK_SIZE);
         bytes.resize(filled + count);
     } while (count != 0);
     return bytes;

@@ -29,7 +29,7 @@ using opc::model::SignatureMethod;
 using opc::model::SignatureParams;
 
 /// The digests for new signatures: not MD5 and SHA-1, which can be forged.
-const std::map<std::string, DigestMethod> digests = {
+const std::map<std::string, DigestMethod> DIGESTS = {
     {"sha224", DigestMethod::SHA224},
     {"sha256", DigestMethod::SHA256},
     {"sha384", DigestMethod::SHA384},
@@ -206,7 +206,7 @@ void addSigningOptions(CLI::App& command, SigningOptions& options) {
     command.add_option("--digest", options.digest, "sha224, sha256, sha384 or sha512")
         ->type_name("DIGEST")
         ->capture_default_str()
-        ->transform(oneOf(digests, CLI::ignore_case));
+        ->transform(oneOf(DIGESTS, CLI::ignore_case));
 }
 
 Signer::Signer(const SigningOptions& options)
@@ -217,7 +217,7 @@ Signer::Signer(const SigningOptions& options)
         readKey(options);
     else
         readBundle(options);
-    params_ = SignatureParams(digests.at(options.digest), params_.getSignatureMethod());
+    params_ = SignatureParams(DIGESTS.at(options.digest), params_.getSignatureMethod());
 }
 
 void Signer::takeKey(const std::vector<unsigned char>& bytes) {

@@ -9,7 +9,7 @@ namespace opcraft {
 
 namespace {
 
-constexpr const char* furtherSections = R"(.SH SAVING
+constexpr const char* FURTHER_SECTIONS = R"(.SH SAVING
 A command that changes a package writes a new file beside it, flushes that to the disk and renames it to the old one.
 Whatever interrupts it before, the old file is unchanged. Items that are not changed keep their bytes and their order,
 including those that are not parts. With
@@ -190,7 +190,7 @@ std::string makeManualPage(const CommandInfo& command, const std::vector<Command
            section("DESCRIPTION", sentence(command.description) + help.paragraphs) + section("ARGUMENTS", arguments) +
            section("COMMANDS", commandsText(command, commands)) + section("OPTIONS", options) +
            section("EXAMPLES", help.examples.empty() ? "" : ".nf\n" + help.examples + ".fi\n") +
-           section("EXIT STATUS", exitStatusOf(commands.front())) + (command.name.empty() ? furtherSections : "") +
+           section("EXIT STATUS", exitStatusOf(commands.front())) + (command.name.empty() ? FURTHER_SECTIONS : "") +
            section("SEE ALSO", seeAlso(command, commands));
 }
 

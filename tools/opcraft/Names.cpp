@@ -22,8 +22,8 @@ using opc::storage::ZipItem;
 using opc::storage::ZipItemKind;
 
 // The characters that are not encoded besides letters, digits and "-._~" (RFC 3986 §2.2, §3.3).
-const std::string inPartName = "/:@!$&'()*+,;=%";
-const std::string inTarget = "/:@!$&'()*+,;=%?#[]";
+const std::string IN_PART_NAME = "/:@!$&'()*+,;=%";
+const std::string IN_TARGET = "/:@!$&'()*+,;=%?#[]";
 
 /// Encodes every "%" that starts no escape.
 std::u16string encodePercentSigns(const std::u16string& text) {
@@ -68,7 +68,7 @@ using ItemTest = std::function<bool(const ZipItem&)>;
 
 /// The tests in their order of precedence.
 std::vector<ItemTest> testsFor(const std::string& argument) {
-    const std::u16string name = encoded('/' + withoutSlash(argument), inPartName);
+    const std::u16string name = encoded('/' + withoutSlash(argument), IN_PART_NAME);
     const std::u16string key = opc::toLowerASCIIString(name);
     return {
         [=](const ZipItem& item) { return item.name == argument; },
@@ -96,7 +96,7 @@ std::u16string toUtf16(const std::string& argument) {
 }
 
 PartName toPartName(const std::string& argument) {
-    const std::u16string name = encoded('/' + withoutSlash(argument), inPartName);
+    const std::u16string name = encoded('/' + withoutSlash(argument), IN_PART_NAME);
     try {
         return PartName(name);
     } catch (const opc::Exception& e) {
@@ -113,7 +113,7 @@ PartName toPartNameOfPart(const std::string& argument) {
 
 URI toTarget(const std::string& argument) {
     try {
-        return URI(encoded(argument, inTarget));
+        return URI(encoded(argument, IN_TARGET));
     } catch (const opc::Exception& e) {
         throw wrongArgument(argument, e.what());
     }

@@ -26,7 +26,7 @@ std::string digestName(DigestMethod method) {
     return index < names.size() ? names[index] : "an unknown digest";
 }
 
-constexpr DigestMethod weakDigests[] = {DigestMethod::MD5, DigestMethod::SHA1};
+constexpr DigestMethod WEAK_DIGESTS[] = {DigestMethod::MD5, DigestMethod::SHA1};
 
 std::string keyName(const SignatureEntry& entry) {
     return "RSA with " + std::to_string(entry.keySize) + " bits";
@@ -96,14 +96,14 @@ std::vector<std::string> weakAlgorithmsOf(const SignatureEntry& entry) {
     std::vector<std::string> names;
     if (entry.keySize < 2048)
         names.push_back(keyName(entry));
-    for (const DigestMethod method : weakDigests)
+    for (const DigestMethod method : WEAK_DIGESTS)
         if (entry.digest == digestName(method))
             names.push_back(entry.digest);
     return names;
 }
 
 std::string weakDigestName(const std::u16string& identifier) {
-    for (const DigestMethod method : weakDigests)
+    for (const DigestMethod method : WEAK_DIGESTS)
         if (identifier == opc::model::AlgorithmURIMap::getAlgorithmURI(method))
             return digestName(method);
     return {};

@@ -25,12 +25,12 @@ using PartNames = std::set<PartName>;
 
 using Form = opc::model::SignatureIdentifiers;
 
-const Form& standardForm = opc::model::getSignatureIdentifiers(opc::model::SignatureForm::Standard);
-const Form& ownForm = opc::model::getSignatureIdentifiers(opc::model::SignatureForm::Library);
-const Form* const forms[] = {&standardForm, &ownForm};
+const Form& STANDARD_FORM = opc::model::getSignatureIdentifiers(opc::model::SignatureForm::Standard);
+const Form& OWN_FORM = opc::model::getSignatureIdentifiers(opc::model::SignatureForm::Library);
+const Form* const FORMS[] = {&STANDARD_FORM, &OWN_FORM};
 
 /// Extensions of items that sign the file as a whole.
-constexpr const char16_t* pkcs7Extensions[] = {u"p7s", u"p7x"};
+constexpr const char16_t* PKCS7_EXTENSIONS[] = {u"p7s", u"p7x"};
 
 bool hasContentType(const Part& part, const char16_t* type) {
     return opc::caselessCompare(part.getContentType().toString(), type) == 0;
@@ -38,7 +38,7 @@ bool hasContentType(const Part& part, const char16_t* type) {
 
 bool hasSignatureContentType(const Part& part) {
     return std::any_of(
-        std::begin(forms), std::end(forms),
+        std::begin(FORMS), std::end(FORMS),
         [&](const Form* form) { return hasContentType(part, form->signatureContentType); });
 }
 
@@ -72,13 +72,13 @@ PartNames partsWithContentType(const Package& package, const char16_t* type) {
 /// The origins that relationships of the package lead to.
 PartNames findRelatedOrigins(const Package& package) {
     PartNames origins;
-    for (const Form* form : forms)
+    for (const Form* form : FORMS)
         origins.merge(targetsOf(package, package, form->originRelationshipType));
     return origins;
 }
 
 PartNames findOrigins(const Package& package) {
-    PartNames origins = partsWithContentType(package, standardForm.originContentType);
+    PartNames origins = partsWithContentType(package, STANDARD_FORM.originContentType);
     origins.merge(findRelatedOrigins(package));
     return origins;
 }
@@ -93,7 +93,7 @@ PartNames findRelated(const Package& package, const PartNames& origins, const Fo
 /// The signatures of both forms.
 PartNames findRelated(const Package& package, const PartNames& origins) {
     PartNames related;
-    for (const Form* form : forms)
+    for (const Form* form : FORMS)
         related.merge(findRelated(package, origins, *form));
     return related;
 }
@@ -101,7 +101,7 @@ PartNames findRelated(const Package& package, const PartNames& origins) {
 /// These, and the parts with a content type of signatures.
 PartNames findAll(const Package& package, const PartNames& origins) {
     PartNames all = findRelated(package, origins);
-    for (const Form* form : forms)
+    for (const Form* form : FORMS)
         all.merge(partsWithContentType(package, form->signatureContentType));
     return all;
 }
@@ -126,9 +126,9 @@ std::set<std::string> toTexts(const PartNames& names) {
 
 void findXmlSignatures(const Package& package, Signatures& signatures) {
     const PartNames origins = findOrigins(package);
-    const PartNames own = findRelated(package, targetsOf(package, package, ownForm.originRelationshipType), ownForm);
-    PartNames standard = findRelated(package, origins, standardForm);
-    standard.merge(partsWithContentType(package, standardForm.signatureContentType));
+    const PartNames own = findRelated(package, targetsOf(package, package, OWN_FORM.originRelationshipType), OWN_FORM);
+    PartNames standard = findRelated(package, origins, STANDARD_FORM);
+    standard.merge(partsWithContentType(package, STANDARD_FORM.signatureContentType));
     for (const PartName& name : own)
         standard.erase(name);
     signatures.origins = toTexts(origins);
@@ -139,17 +139,17 @@ void findXmlSignatures(const Package& package, Signatures& signatures) {
 }
 
 void deleteRelationships(opc::model::RelationshipSource& source, const char16_t* Form::*type) {
-    for (const Form* form : forms)
+    for (const Form* form : FORMS)
         for (const Relationship& relationship : source.getRelationshipsByType(form->*type))
             source.deleteRelationship(relationship.getID());
 }
 
 /// The certificate parts of a signature.
 PartNames findCertificates(const Package& package, const Part& signature) {
-    PartNames names = targetsOf(package, signature, standardForm.certificateRelationshipType);
+    PartNames names = targetsOf(package, signature, STANDARD_FORM.certificateRelationshipType);
     for (auto name = names.begin(); name != names.end();)
-        name = hasContentType(package.getPart(*name), standardForm.certificateContentType) ? std::next(name)
-                                                                                           : names.erase(name);
+        name = hasContentType(package.getPart(*name), STANDARD_FORM.certificateContentType) ? std::next(name)
+                                                                                            : names.erase(name);
     return names;
 }
 
@@ -160,7 +160,7 @@ Signatures findSignatures(OpenPackage& package) {
     findXmlSignatures(package.getModel(), signatures);
     for (const opc::storage::ZipItem& item : package.getInput().getZip().getItems()) {
         const std::u16string extension = opc::detail::getExtension(opc::toString(item.name, false));
-        if (std::any_of(std::begin(pkcs7Extensions), std::end(pkcs7Extensions),
+        if (std::any_of(std::begin(PKCS7_EXTENSIONS), std::end(PKCS7_EXTENSIONS),
                         [&](const char16_t* each) { return opc::caselessCompare(extension, each) == 0; }))
             signatures.pkcs7.insert(item.name);
     }
@@ -179,7 +179,7 @@ std::vector<std::string> removeXmlSignatures(OpenPackage& package) {
     for (const PartName& name : origins) {
         Part origin = model.getPart(name);
         deleteRelationships(origin, &Form::signatureRelationshipType);
-        if (hasContentType(origin, standardForm.originContentType))
+        if (hasContentType(origin, STANDARD_FORM.originContentType))
             model.deletePart(name);
     }
     PartNames certificates;

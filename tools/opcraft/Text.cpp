@@ -39,7 +39,7 @@ std::string escaped(std::string_view utf8) {
     while (!utf8.empty()) {
         std::size_t length = 0;
         char32_t character = opc::detail::decodeUTF8(utf8, length);
-        const bool isMalformed = character == opc::detail::malformedSequence;
+        const bool isMalformed = character == opc::detail::MALFORMED_SEQUENCE;
         if (isMalformed) {
             character = static_cast<unsigned char>(utf8.front());
             length = 1;

@@ -23,11 +23,11 @@ std::string sizeText(std::uint64_t bytes);
 std::string countText(std::uint64_t count, const std::string& noun);
 
 /// How many names a line or list has at most, unless the user asks for all.
-inline constexpr std::size_t shownNames = 20;
+inline constexpr std::size_t SHOWN_NAMES = 20;
 
 /// "a, b and 3 more".
 /// @param longest how many are named at most.
-std::string listText(const std::vector<std::string>& texts, std::size_t longest = shownNames);
+std::string listText(const std::vector<std::string>& texts, std::size_t longest = SHOWN_NAMES);
 
 /// A title, padded to a width, and the text, escaped.
 std::string titledLine(const std::string& title, std::size_t width, const std::string& text);

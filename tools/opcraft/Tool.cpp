@@ -14,14 +14,14 @@ namespace opcraft {
 namespace {
 
 /// Incremented when JSON reports change incompatibly.
-constexpr int jsonVersion = 1;
+constexpr int JSON_VERSION = 1;
 
 struct LimitName {
     std::string_view name;
     std::uint64_t opc::Limits::*limit;
 };
 
-constexpr std::array<LimitName, 8> limitNames = {{
+constexpr std::array<LimitName, 8> LIMIT_NAMES = {{
     {"items", &opc::Limits::items},
     {"item-size", &opc::Limits::itemSize},
     {"total-size", &opc::Limits::totalSize},
@@ -34,7 +34,7 @@ constexpr std::array<LimitName, 8> limitNames = {{
 
 std::string listLimitNames() {
     std::string text;
-    for (const LimitName& each : limitNames)
+    for (const LimitName& each : LIMIT_NAMES)
         text += (text.empty() ? "" : ", ") + std::string(each.name);
     return text;
 }
@@ -62,9 +62,9 @@ std::optional<std::uint64_t> parseLimit(std::string_view text) {
 void setLimit(opc::Limits& limits, const std::string& text) {
     const std::size_t sign = text.find('=');
     const std::string_view name = std::string_view(text).substr(0, sign);
-    const auto found =
-        std::find_if(limitNames.begin(), limitNames.end(), [&](const LimitName& known) { return known.name == name; });
-    if (sign == std::string::npos || found == limitNames.end())
+    const auto found = std::find_if(LIMIT_NAMES.begin(), LIMIT_NAMES.end(),
+                                    [&](const LimitName& known) { return known.name == name; });
+    if (sign == std::string::npos || found == LIMIT_NAMES.end())
         throw CLI::ValidationError("--limit", '"' + text + "\" is not NAME=VALUE with a NAME of " + listLimitNames());
     const auto value = parseLimit(std::string_view(text).substr(sign + 1));
     if (!value)
@@ -164,7 +164,7 @@ std::string toJsonText(const Json& report) {
 }
 
 Json makeJsonReport(const std::string& command, const std::string& file) {
-    return {{"version", jsonVersion}, {"command", command}, {"file", file}};
+    return {{"version", JSON_VERSION}, {"command", command}, {"file", file}};
 }
 
 Json textOrNull(const std::string& text) {

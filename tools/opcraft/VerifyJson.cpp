@@ -20,11 +20,11 @@ const char* nameOf(Enum value, const char* const (&names)[COUNT]) {
     return names[std::min(static_cast<std::size_t>(value), COUNT - 1)];
 }
 
-constexpr const char* verdictNames[] = {"unreadable", "invalid", "unchecked", "unsigned", "incomplete", "valid"};
-constexpr const char* coverageNames[] = {"content", "all", "any"};
-constexpr const char* voucherNames[] = {"nobody", "untrustedCertificate", "trustedCertificate", "givenKey"};
-constexpr const char* kindNames[] = {"object", "part", "relationships"};
-constexpr const char* referenceNames[] = {
+constexpr const char* VERDICT_NAMES[] = {"unreadable", "invalid", "unchecked", "unsigned", "incomplete", "valid"};
+constexpr const char* COVERAGE_NAMES[] = {"content", "all", "any"};
+constexpr const char* VOUCHER_NAMES[] = {"nobody", "untrustedCertificate", "trustedCertificate", "givenKey"};
+constexpr const char* KIND_NAMES[] = {"object", "part", "relationships"};
+constexpr const char* REFERENCE_NAMES[] = {
     "holds", "digestDiffers", "contentTypeDiffers", "missing", "notSupported", "notReadable", "misnamed"};
 
 Json utf16OrNull(const std::u16string& text) {
@@ -37,9 +37,9 @@ Json selectorJson(const RelationshipSelector& selector) {
 }
 
 Json toJson(const ReferenceReport& reference) {
-    return {{"kind", nameOf(reference.kind, kindNames)},
+    return {{"kind", nameOf(reference.kind, KIND_NAMES)},
             {"target", toUtf8(reference.target)},
-            {"verdict", nameOf(reference.verdict, referenceNames)},
+            {"verdict", nameOf(reference.verdict, REFERENCE_NAMES)},
             {"problem", textOrNull(reference.problem)},
             {"signedContentType", utf16OrNull(reference.claimedContentType)},
             {"contentType", utf16OrNull(reference.foundContentType)},
@@ -93,7 +93,7 @@ Json toJson(const SignatureVerdict& verdict) {
     json["holds"] = report.isSignatureValid();
     json["valueHolds"] = report.signatureValueHolds;
     json["problem"] = textOrNull(verdict.problem);
-    json["vouchedForBy"] = nameOf(verdict.voucher, voucherNames);
+    json["vouchedForBy"] = nameOf(verdict.voucher, VOUCHER_NAMES);
     json["doubt"] = textOrNull(verdict.doubt);
     json["certificateStatus"] = verdict.certificateStatus ? Json(*verdict.certificateStatus) : Json();
     json["certificateCovered"] = hasCertificate ? Json(report.certificateCovered) : Json();
@@ -109,9 +109,9 @@ Json toJson(const SignatureVerdict& verdict) {
 
 Json toJson(const VerifyReport& report) {
     Json json = makeJsonReport("verify", report.file);
-    json["verdict"] = nameOf(report.verdict, verdictNames);
+    json["verdict"] = nameOf(report.verdict, VERDICT_NAMES);
     json["problem"] = textOrNull(report.problem);
-    json["requiredCoverage"] = nameOf(report.required, coverageNames);
+    json["requiredCoverage"] = nameOf(report.required, COVERAGE_NAMES);
     json["unreadable"] = toJson(report.place);
     json["signatures"] = toJsonArray(report.signatures, [](const SignatureVerdict& each) { return toJson(each); });
     json["coverage"] = report.signatures.empty() ? Json() : toJson(report.coverage);

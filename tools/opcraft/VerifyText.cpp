@@ -38,7 +38,7 @@ std::vector<std::string> exceptedNames(const CoverageEntry& coverage) {
 }
 
 std::string nameLines(const std::string& label, const std::vector<std::string>& names, bool explain) {
-    const std::size_t count = explain || names.size() <= shownNames + 1 ? names.size() : shownNames;
+    const std::size_t count = explain || names.size() <= SHOWN_NAMES + 1 ? names.size() : SHOWN_NAMES;
     std::string text;
     for (std::size_t i = 0; i < count; ++i)
         text += detailLine(i == 0 ? label : "", names[i]);

@@ -39,13 +39,13 @@ constexpr std::array<bool, 0x80> makeTable(Rule rule) noexcept {
     return table;
 }
 
-inline constexpr auto pathCharacters = makeTable([](char32_t c) {
+inline constexpr auto PATH_CHARACTERS = makeTable([](char32_t c) {
     return isUnreserved(c) || std::u32string_view(U"!$&'()*+,;=:@/").find(c) != std::u32string_view::npos;
 });
 
 /// True for what stands for itself in the path of a URI: pchar of RFC 3986 §3.3, and the "/".
 constexpr bool isPathCharacter(char32_t c) noexcept {
-    return c < pathCharacters.size() && pathCharacters[c];
+    return c < PATH_CHARACTERS.size() && PATH_CHARACTERS[c];
 }
 
 /// True for what ends a token (RFC 2616 §2.2).
@@ -53,11 +53,11 @@ constexpr bool isSeparator(char32_t c) noexcept {
     return std::u32string_view(U"()<>@,;:\\\"/[]?={} \t").find(c) != std::u32string_view::npos;
 }
 
-inline constexpr auto tokenCharacters = makeTable([](char32_t c) { return c > 0x20 && c < 0x7F && !isSeparator(c); });
+inline constexpr auto TOKEN_CHARACTERS = makeTable([](char32_t c) { return c > 0x20 && c < 0x7F && !isSeparator(c); });
 
 /// True for what the tokens of a media type are made of (RFC 2616 §2.2).
 constexpr bool isTokenCharacter(char32_t c) noexcept {
-    return c < tokenCharacters.size() && tokenCharacters[c];
+    return c < TOKEN_CHARACTERS.size() && TOKEN_CHARACTERS[c];
 }
 
 /// The value of a hexadecimal digit; -1 for anything else.
@@ -100,7 +100,7 @@ constexpr bool isXMLUnit(char16_t unit) noexcept {
 }
 
 /// What the decoders return for a malformed sequence; no code point has this value.
-inline constexpr char32_t malformedSequence = 0xFFFFFFFF;
+inline constexpr char32_t MALFORMED_SEQUENCE = 0xFFFFFFFF;
 
 /// The code point at a position, which moves behind it; malformed for an unpaired surrogate.
 constexpr char32_t decodeUTF16(std::u16string_view text, std::size_t& position) noexcept {
@@ -108,7 +108,7 @@ constexpr char32_t decodeUTF16(std::u16string_view text, std::size_t& position) 
     if (!isLeadSurrogate(unit) && !isTrailSurrogate(unit))
         return unit;
     if (isTrailSurrogate(unit) || position == text.size() || !isTrailSurrogate(text[position]))
-        return malformedSequence;
+        return MALFORMED_SEQUENCE;
     return 0x10000 + ((unit - 0xD800) << 10) + (text[position++] - 0xDC00);
 }
 

@@ -15,21 +15,21 @@ const std::array<CoreProperty, 15>& getAllCoreProperties() noexcept {
     using Time = CoreProperty::Time;
     using namespace coreproperties;
     static constexpr std::array<CoreProperty, 15> all = {{
-        {"category", cp, Text{&P::getCategory, &P::setCategory}},
-        {"contentStatus", cp, Text{&P::getContentStatus, &P::setContentStatus}},
-        {"created", dcterms, Time{&P::getCreated, &P::setCreated}},
-        {"creator", dc, Text{&P::getCreator, &P::setCreator}},
-        {"description", dc, Text{&P::getDescription, &P::setDescription}},
-        {"identifier", dc, Text{&P::getIdentifier, &P::setIdentifier}},
-        {"keywords", cp, CoreProperty::Keywords{&P::getKeywords, &P::setKeywords}},
-        {"language", dc, Text{&P::getLanguage, &P::setLanguage}},
-        {"lastModifiedBy", cp, Text{&P::getLastModifiedBy, &P::setLastModifiedBy}},
-        {"lastPrinted", cp, Time{&P::getLastPrinted, &P::setLastPrinted}},
-        {"modified", dcterms, Time{&P::getModified, &P::setModified}},
-        {"revision", cp, Text{&P::getRevision, &P::setRevision}},
-        {"subject", dc, Text{&P::getSubject, &P::setSubject}},
-        {"title", dc, Text{&P::getTitle, &P::setTitle}},
-        {"version", cp, Text{&P::getVersion, &P::setVersion}},
+        {"category", CP, Text{&P::getCategory, &P::setCategory}},
+        {"contentStatus", CP, Text{&P::getContentStatus, &P::setContentStatus}},
+        {"created", DCTERMS, Time{&P::getCreated, &P::setCreated}},
+        {"creator", DC, Text{&P::getCreator, &P::setCreator}},
+        {"description", DC, Text{&P::getDescription, &P::setDescription}},
+        {"identifier", DC, Text{&P::getIdentifier, &P::setIdentifier}},
+        {"keywords", CP, CoreProperty::Keywords{&P::getKeywords, &P::setKeywords}},
+        {"language", DC, Text{&P::getLanguage, &P::setLanguage}},
+        {"lastModifiedBy", CP, Text{&P::getLastModifiedBy, &P::setLastModifiedBy}},
+        {"lastPrinted", CP, Time{&P::getLastPrinted, &P::setLastPrinted}},
+        {"modified", DCTERMS, Time{&P::getModified, &P::setModified}},
+        {"revision", CP, Text{&P::getRevision, &P::setRevision}},
+        {"subject", DC, Text{&P::getSubject, &P::setSubject}},
+        {"title", DC, Text{&P::getTitle, &P::setTitle}},
+        {"version", CP, Text{&P::getVersion, &P::setVersion}},
     }};
     return all;
 }

@@ -31,14 +31,14 @@ using Parser = xercesc::DOMLSParser;
 void throwIfMarkupCompatibilityIsUsed(const Parser& parser, const DOMElement* root) {
     // The second call asks for a prefix that is spelt like the namespace, so a declaration with a prefix passes: only a
     // default namespace is refused.
-    if (root->isDefaultNamespace(vocabulary::markupCompatibility) ||
-        root->lookupNamespaceURI(vocabulary::markupCompatibility) != nullptr)
+    if (root->isDefaultNamespace(vocabulary::MARKUP_COMPATIBILITY) ||
+        root->lookupNamespaceURI(vocabulary::MARKUP_COMPATIBILITY) != nullptr)
         refuse(parser, root, u"xmlns", "Core properties shall not use the Markup Compatibility namespace. [M4.2]");
 }
 
 void throwIfRefined(const Parser& parser, const DOMElement* root) {
-    auto elements = XercesHelper::getElementsNS(root, XercesString(vocabulary::dcterms), XercesString(u"*"));
-    if (std::u16string_view(root->getNamespaceURI()) == vocabulary::dcterms)
+    auto elements = XercesHelper::getElementsNS(root, XercesString(vocabulary::DCTERMS), XercesString(u"*"));
+    if (std::u16string_view(root->getNamespaceURI()) == vocabulary::DCTERMS)
         elements.insert(elements.begin(), const_cast<DOMElement*>(root));
     for (const DOMElement* element : elements)
         if (!isOneOf(element, u"created", u"modified"))
@@ -49,19 +49,19 @@ void throwIfRefined(const Parser& parser, const DOMElement* root) {
 
 /// The names of elements are judged whatever their namespace.
 void throwIfAttributesAreMisplaced(const Parser& parser, const DOMElement* element) {
-    if (element->hasAttributeNS(vocabulary::xml, u"lang") && !isOneOf(element, u"keywords", u"value"))
+    if (element->hasAttributeNS(vocabulary::XML, u"lang") && !isOneOf(element, u"keywords", u"value"))
         refuse(parser, element, u"xml:lang",
                "Core properties shall not use the xml:lang attribute except on the \"keywords\" and "
                "\"value\" elements. [M4.4]");
     const bool isDated = isOneOf(element, u"created", u"modified");
-    const bool isTyped = element->hasAttributeNS(vocabulary::xsi, u"type");
+    const bool isTyped = element->hasAttributeNS(vocabulary::XSI, u"type");
     if (!isTyped && isDated)
         refuse(parser, element, nullptr,
                "Core properties must use the xsi:type attribute on the \"created\" and \"modified\" "
                "elements. [M4.5]");
     // The text of the attribute counts, so another prefix for the namespace is refused.
     if (isTyped &&
-        (!isDated || std::u16string_view(element->getAttributeNS(vocabulary::xsi, u"type")) != vocabulary::w3cdtf))
+        (!isDated || std::u16string_view(element->getAttributeNS(vocabulary::XSI, u"type")) != vocabulary::W3CDTF))
         refuse(parser, element, u"xsi:type",
                "Core properties shall not use the xsi:type attribute except on the \"created\" and "
                "\"modified\" elements. [M4.5]");

@@ -24,7 +24,7 @@ using xercesc::DOMElement;
 /// The name of an element with its prefix: "dc:title".
 std::u16string qualifiedName(const CoreProperty& property) {
     const std::u16string_view uri = property.namespaceURI;
-    const std::string prefix = uri == vocabulary::cp ? "cp:" : uri == vocabulary::dc ? "dc:" : "dcterms:";
+    const std::string prefix = uri == vocabulary::CP ? "cp:" : uri == vocabulary::DC ? "dc:" : "dcterms:";
     return toString(prefix + property.name);
 }
 
@@ -75,7 +75,7 @@ public:
         if (keywords == nullptr)
             return;
         std::vector<CoreProperties::Keyword> values{readKeyword(keywords)};
-        for (const DOMElement* value : vocabulary::children(keywords, vocabulary::cp, u"value"))
+        for (const DOMElement* value : vocabulary::children(keywords, vocabulary::CP, u"value"))
             values.push_back(readKeyword(value));
         (properties_.*access.set)(values);
     }
@@ -88,7 +88,7 @@ private:
     static CoreProperties::Keyword readKeyword(const DOMElement* element) {
         CoreProperties::Keyword keyword;
         XercesHelper::getTrimmedElementText(element, keyword.first);
-        XercesHelper::getElementAttributeNS(element, XercesString(vocabulary::xml), XercesString(u"lang"),
+        XercesHelper::getElementAttributeNS(element, XercesString(vocabulary::XML), XercesString(u"lang"),
                                             keyword.second);
         return keyword;
     }
@@ -115,9 +115,9 @@ public:
                                      " is not a point in time");
         DOMElement* element = append(property);
         XercesHelper::setElementText(element, convertTimeToString(*value));
-        if (std::u16string_view(property.namespaceURI) == vocabulary::dcterms)
-            XercesHelper::setElementAttributeNS(element, XercesString(vocabulary::xsi), XercesString(u"xsi:type"),
-                                                vocabulary::w3cdtf);
+        if (std::u16string_view(property.namespaceURI) == vocabulary::DCTERMS)
+            XercesHelper::setElementAttributeNS(element, XercesString(vocabulary::XSI), XercesString(u"xsi:type"),
+                                                vocabulary::W3CDTF);
     }
 
     void operator()(const CoreProperty& property, const CoreProperty::Keywords& access) {
@@ -128,7 +128,7 @@ public:
         writeKeyword(element, keywords->front());
         for (auto keyword = keywords->begin() + 1; keyword != keywords->end(); ++keyword)
             writeKeyword(
-                XercesHelper::appendElementNS(element, XercesString(vocabulary::cp), XercesString(u"cp:value")),
+                XercesHelper::appendElementNS(element, XercesString(vocabulary::CP), XercesString(u"cp:value")),
                 *keyword);
     }
 
@@ -145,7 +145,7 @@ private:
         if (!isLanguage(keyword.second))
             throw InvalidPartContent("The language of a keyword is not a language tag: " +
                                      detail::toUTF8String(keyword.second, false));
-        XercesHelper::setElementAttributeNS(element, XercesString(vocabulary::xml), XercesString(u"xml:lang"),
+        XercesHelper::setElementAttributeNS(element, XercesString(vocabulary::XML), XercesString(u"xml:lang"),
                                             keyword.second);
     }
 
@@ -154,7 +154,7 @@ private:
 };
 
 void declare(DOMElement* root, const char16_t* qualifiedName, const char16_t* namespaceURI) {
-    XercesHelper::setElementAttributeNS(root, XercesString(vocabulary::xmlns), XercesString(qualifiedName),
+    XercesHelper::setElementAttributeNS(root, XercesString(vocabulary::XMLNS), XercesString(qualifiedName),
                                         namespaceURI);
 }
 
@@ -162,11 +162,11 @@ DocumentHandle makeDocument(const CoreProperties& properties) {
     DocumentHandle document = XercesHelper::createDocument();
     document->setXmlStandalone(true);
     DOMElement* root =
-        XercesHelper::appendElementNS(document.get(), XercesString(vocabulary::cp), XercesString(u"cp:coreProperties"));
-    declare(root, u"xmlns:dc", vocabulary::dc);
-    declare(root, u"xmlns:dcmitype", vocabulary::dcmitype);
-    declare(root, u"xmlns:dcterms", vocabulary::dcterms);
-    declare(root, u"xmlns:xsi", vocabulary::xsi);
+        XercesHelper::appendElementNS(document.get(), XercesString(vocabulary::CP), XercesString(u"cp:coreProperties"));
+    declare(root, u"xmlns:dc", vocabulary::DC);
+    declare(root, u"xmlns:dcmitype", vocabulary::DCMITYPE);
+    declare(root, u"xmlns:dcterms", vocabulary::DCTERMS);
+    declare(root, u"xmlns:xsi", vocabulary::XSI);
     forEachProperty(Writer(root, properties));
     return document;
 }

@@ -86,25 +86,25 @@ URI PackageHelper::getThumbnailURI(const std::u16string& extension) {
 }
 
 ContentType PackageHelper::getRelationshipContentType() {
-    return wellknown::relationshipsContentType;
+    return wellknown::RELATIONSHIPS_CONTENT_TYPE;
 }
 
 ContentType PackageHelper::getCorePropertiesContentType() {
-    return wellknown::corePropertiesContentType;
+    return wellknown::CORE_PROPERTIES_CONTENT_TYPE;
 }
 
 std::u16string PackageHelper::getCorePropertiesRelationshipType() {
-    return wellknown::corePropertiesRelationshipType;
+    return wellknown::CORE_PROPERTIES_RELATIONSHIP_TYPE;
 }
 
 std::u16string PackageHelper::getThumbnailRelationshipType() {
-    return wellknown::thumbnailRelationshipType;
+    return wellknown::THUMBNAIL_RELATIONSHIP_TYPE;
 }
 
 std::vector<std::u16string> PackageHelper::getCorePropertiesRelationshipTypes() {
-    std::vector<std::u16string> types{wellknown::corePropertiesRelationshipType};
-    types.insert(types.end(), std::begin(wellknown::otherCorePropertiesRelationshipTypes),
-                 std::end(wellknown::otherCorePropertiesRelationshipTypes));
+    std::vector<std::u16string> types{wellknown::CORE_PROPERTIES_RELATIONSHIP_TYPE};
+    types.insert(types.end(), std::begin(wellknown::OTHER_CORE_PROPERTIES_RELATIONSHIP_TYPES),
+                 std::end(wellknown::OTHER_CORE_PROPERTIES_RELATIONSHIP_TYPES));
     return types;
 }
 
@@ -112,11 +112,11 @@ std::u16string PackageHelper::findCorePropertiesRelationshipType(const Package& 
     for (const std::u16string& type : getCorePropertiesRelationshipTypes())
         if (!package.getRelationshipsByType(type).empty())
             return type;
-    return wellknown::corePropertiesRelationshipType;
+    return wellknown::CORE_PROPERTIES_RELATIONSHIP_TYPE;
 }
 
 CoreProperties PackageHelper::getCoreProperties(const Package& package) {
-    return getCoreProperties(package, wellknown::corePropertiesRelationshipType);
+    return getCoreProperties(package, wellknown::CORE_PROPERTIES_RELATIONSHIP_TYPE);
 }
 
 CoreProperties PackageHelper::getCoreProperties(const Package& package, const std::u16string& type) {
@@ -135,7 +135,7 @@ CoreProperties PackageHelper::getCoreProperties(const Package& package, const st
 }
 
 void PackageHelper::createOrUpdateCoreProperties(Package& package, const CoreProperties& properties) {
-    createOrUpdateCoreProperties(package, properties, wellknown::corePropertiesRelationshipType);
+    createOrUpdateCoreProperties(package, properties, wellknown::CORE_PROPERTIES_RELATIONSHIP_TYPE);
 }
 
 void PackageHelper::createOrUpdateCoreProperties(Package& package, const CoreProperties& properties,
@@ -154,7 +154,7 @@ void PackageHelper::createOrUpdateCoreProperties(Package& package, const CorePro
 }
 
 void PackageHelper::deleteCoreProperties(Package& package) {
-    deleteRelationshipsAndTargets(package, wellknown::corePropertiesRelationshipType);
+    deleteRelationshipsAndTargets(package, wellknown::CORE_PROPERTIES_RELATIONSHIP_TYPE);
 }
 
 void PackageHelper::deleteRelationshipsAndTargets(Package& package, const std::u16string& type) {

@@ -61,7 +61,7 @@ URI readInternalTarget(const std::u16string& target) {
 
 RelationshipSerializer::RelationshipSerializer(const Limits& limits)
     : limits_(limits), parser_(XercesHelper::createParser(limits)), writer_(XercesHelper::createPrettyPrintingWriter()),
-      namespace_(wellknown::relationshipsNamespace), relationships_(u"Relationships"), relationship_(u"Relationship"),
+      namespace_(wellknown::RELATIONSHIPS_NAMESPACE), relationships_(u"Relationships"), relationship_(u"Relationship"),
       id_(u"Id"), type_(u"Type"), target_(u"Target"), targetMode_(u"TargetMode"), external_(u"External") {
     parser_->getDomConfig()->setParameter(xercesc::XMLUni::fgXercesUseCachedGrammarInParse, true);
     loadEmbeddedSchema(*parser_, embedded::opc_relationships);

@@ -82,7 +82,7 @@ void throwIfNotAllowedTarget(const URI& absolute, const URI& source) {
 }
 
 /// The longest one that is generated.
-constexpr const char16_t* longestID = u"rId18446744073709551615";
+constexpr const char16_t* LONGEST_ID = u"rId18446744073709551615";
 
 /// With the relationship, the relationships part could not be read again.
 void throwIfTooMuch(const RelationshipManager& relationships, const RelationshipsCost& more, const Limits& limits) {
@@ -136,7 +136,7 @@ ContentType RelationshipSource::getRelationshipsContentType() const {
     throwIfInvalid();
     throwIfNotOpen();
     if (impl_->physicalPart_ == nullptr)
-        return wellknown::relationshipsContentType;
+        return wellknown::RELATIONSHIPS_CONTENT_TYPE;
     return getPackage().lookUpContentType(getRelationshipsPartName(), *impl_->physicalPart_, false);
 }
 
@@ -204,7 +204,7 @@ Relationship RelationshipSource::createInternalRelationship(const std::u16string
     const URI relative = isPath ? relativize(source, target) : target;
     throwIfNotAllowedTarget(isPath ? target : resolve(source, target), source);
     throwIfTooMuch(impl_->relationships_,
-                   RelationshipsCost::of(id.empty() ? longestID : id, type, relative.toString(), TargetMode::Internal),
+                   RelationshipsCost::of(id.empty() ? LONGEST_ID : id, type, relative.toString(), TargetMode::Internal),
                    getPackage().getLimits());
     std::u16string verifiedID = id;
     verifyRelationship(verifiedID, type, relative.toString());
@@ -218,7 +218,7 @@ Relationship RelationshipSource::createExternalRelationship(const std::u16string
         throw InvalidRelationshipTarget("External relationship target is not a valid xsd::anyURI. See "
                                         "http://www.w3.org/TR/leiri/.");
     throwIfTooMuch(impl_->relationships_,
-                   RelationshipsCost::of(id.empty() ? longestID : id, type, target, TargetMode::External),
+                   RelationshipsCost::of(id.empty() ? LONGEST_ID : id, type, target, TargetMode::External),
                    getPackage().getLimits());
     std::u16string verifiedID = id;
     verifyRelationship(verifiedID, type, target);
@@ -274,7 +274,7 @@ void RelationshipSource::createRelationshipPartIfNeeded() {
         return;
     const PartName name(PartName(impl_->source_).getRelationshipPartName());
     setPhysicalRelationshipPart(
-        getPackage().createPartInternal(name, wellknown::relationshipsContentType, StandardPartInfo()), true);
+        getPackage().createPartInternal(name, wellknown::RELATIONSHIPS_CONTENT_TYPE, StandardPartInfo()), true);
 }
 
 void RelationshipSource::deleteRelationship(const std::u16string& id) {

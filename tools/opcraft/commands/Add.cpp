@@ -27,7 +27,7 @@ struct AddOptions : ChangeOptions {
     std::string compression = "normal";
 };
 
-const std::map<std::string, CompressionType> compressions = {
+const std::map<std::string, CompressionType> COMPRESSIONS = {
     {"none", CompressionType::None}, {"normal", CompressionType::Normal},        {"maximum", CompressionType::Maximum},
     {"fast", CompressionType::Fast}, {"super-fast", CompressionType::SuperFast},
 };
@@ -59,7 +59,7 @@ std::string addPart(OpenPackage& package, const PartName& name, const opc::model
     std::optional<FileInput> input;
     if (!options.from.empty())
         input.emplace(options.from);
-    const opc::model::StandardPartInfo info(compressions.at(options.compression), input ? input->getSize() : 0);
+    const opc::model::StandardPartInfo info(COMPRESSIONS.at(options.compression), input ? input->getSize() : 0);
     const opc::model::Part part = package.getModel().createPart(name, contentType, info);
     if (input)
         copyContent(*input, *part.getOutputStream());
@@ -103,7 +103,7 @@ void addOptions(CLI::App& command, AddOptions& options) {
     command.add_option("--compression", options.compression, "none, normal, maximum, fast or super-fast")
         ->type_name("LEVEL")
         ->capture_default_str()
-        ->transform(oneOf(compressions, CLI::ignore_case));
+        ->transform(oneOf(COMPRESSIONS, CLI::ignore_case));
 }
 
 } // namespace

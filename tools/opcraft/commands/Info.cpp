@@ -36,7 +36,7 @@ struct Format {
 };
 
 // The content types of ECMA-376-1 §11-§13 and of the macro-enabled and binary forms of the same documents.
-constexpr Format officeFormats[] = {
+constexpr Format OFFICE_FORMATS[] = {
     {"application/vnd.openxmlformats-officedocument.wordprocessingml.document.main+xml", "Word document", "docx"},
     {"application/vnd.openxmlformats-officedocument.wordprocessingml.template.main+xml", "Word template", "dotx"},
     {"application/vnd.ms-word.document.macroenabled.main+xml", "Word document with macros", "docm"},
@@ -58,7 +58,7 @@ constexpr Format officeFormats[] = {
     {"application/vnd.ms-powerpoint.addin.macroenabled.main+xml", "PowerPoint add-in", "ppam"},
 };
 
-constexpr Format visioFormats[] = {
+constexpr Format VISIO_FORMATS[] = {
     {"application/vnd.ms-visio.drawing.main+xml", "Visio drawing", "vsdx"},
     {"application/vnd.ms-visio.template.main+xml", "Visio template", "vstx"},
     {"application/vnd.ms-visio.stencil.main+xml", "Visio stencil", "vssx"},
@@ -67,11 +67,11 @@ constexpr Format visioFormats[] = {
     {"application/vnd.ms-visio.stencil.macroenabled.main+xml", "Visio stencil with macros", "vssm"},
 };
 
-constexpr Format xps[] = {{nullptr, "XPS document", "xps"}};
-constexpr Format openXps[] = {{nullptr, "OpenXPS document", "oxps"}};
-constexpr Format model3mf[] = {{nullptr, "3MF model", "3mf"}};
-constexpr Format nuget[] = {{nullptr, "NuGet package", "nupkg"}};
-constexpr Format aasx[] = {{nullptr, "Asset Administration Shell package", "aasx"}};
+constexpr Format XPS[] = {{nullptr, "XPS document", "xps"}};
+constexpr Format OPEN_XPS[] = {{nullptr, "OpenXPS document", "oxps"}};
+constexpr Format MODEL3MF[] = {{nullptr, "3MF model", "3mf"}};
+constexpr Format NUGET[] = {{nullptr, "NuGet package", "nupkg"}};
+constexpr Format AASX[] = {{nullptr, "Asset Administration Shell package", "aasx"}};
 
 struct MainRelationship {
     const char16_t* type;
@@ -85,16 +85,16 @@ constexpr MainRelationship leadsTo(const char16_t* type, const Format (&formats)
     return {type, formats, COUNT, suffix};
 }
 
-constexpr MainRelationship mainRelationships[] = {
-    leadsTo(u"http://schemas.openxmlformats.org/officeDocument/2006/relationships/officeDocument", officeFormats),
-    leadsTo(u"http://purl.oclc.org/ooxml/officeDocument/relationships/officeDocument", officeFormats, " (strict)"),
-    leadsTo(u"http://schemas.microsoft.com/visio/2010/relationships/document", visioFormats),
-    leadsTo(u"http://schemas.microsoft.com/xps/2005/06/fixedrepresentation", xps),
-    leadsTo(u"http://schemas.openxps.org/oxps/v1.0/fixedrepresentation", openXps),
-    leadsTo(u"http://schemas.microsoft.com/3dmanufacturing/2013/01/3dmodel", model3mf),
-    leadsTo(u"http://schemas.microsoft.com/packaging/2010/07/manifest", nuget),
-    leadsTo(u"http://admin-shell.io/aasx/relationships/aasx-origin", aasx),
-    leadsTo(u"http://www.admin-shell.io/aasx/relationships/aasx-origin", aasx),
+constexpr MainRelationship MAIN_RELATIONSHIPS[] = {
+    leadsTo(u"http://schemas.openxmlformats.org/officeDocument/2006/relationships/officeDocument", OFFICE_FORMATS),
+    leadsTo(u"http://purl.oclc.org/ooxml/officeDocument/relationships/officeDocument", OFFICE_FORMATS, " (strict)"),
+    leadsTo(u"http://schemas.microsoft.com/visio/2010/relationships/document", VISIO_FORMATS),
+    leadsTo(u"http://schemas.microsoft.com/xps/2005/06/fixedrepresentation", XPS),
+    leadsTo(u"http://schemas.openxps.org/oxps/v1.0/fixedrepresentation", OPEN_XPS),
+    leadsTo(u"http://schemas.microsoft.com/3dmanufacturing/2013/01/3dmodel", MODEL3MF),
+    leadsTo(u"http://schemas.microsoft.com/packaging/2010/07/manifest", NUGET),
+    leadsTo(u"http://admin-shell.io/aasx/relationships/aasx-origin", AASX),
+    leadsTo(u"http://www.admin-shell.io/aasx/relationships/aasx-origin", AASX),
 };
 
 /// Formats whose readers start from an item of a fixed name and not from a relationship.
@@ -103,7 +103,7 @@ struct WellKnownItem {
     Format format;
 };
 
-constexpr WellKnownItem wellKnownItems[] = {
+constexpr WellKnownItem WELL_KNOWN_ITEMS[] = {
     {u"appxmanifest.xml", {nullptr, "MSIX or APPX package", "msix"}},
     {u"appxmetadata/appxbundlemanifest.xml", {nullptr, "MSIX or APPX bundle", "msixbundle"}},
     {u"extension.vsixmanifest", {nullptr, "VSIX extension", "vsix"}},
@@ -135,7 +135,7 @@ std::optional<Part> findTarget(opc::model::Package& package, const char16_t* typ
 
 std::optional<Kind> guessFromRelationships(opc::model::Package& package) {
     std::optional<Kind> kind;
-    for (const MainRelationship& relationship : mainRelationships) {
+    for (const MainRelationship& relationship : MAIN_RELATIONSHIPS) {
         const std::optional<Part> part = findTarget(package, relationship.type);
         if (!part)
             continue;
@@ -151,7 +151,7 @@ std::optional<Kind> guessFromRelationships(opc::model::Package& package) {
 
 std::optional<Kind> guessFromItems(OpenPackage& package) {
     for (const ZipItem& item : package.getInput().getZip().getItems())
-        for (const WellKnownItem& known : wellKnownItems)
+        for (const WellKnownItem& known : WELL_KNOWN_ITEMS)
             if (opc::caselessCompare(opc::toString(item.name, false), known.name) == 0)
                 return Kind{known.format.name, known.format.extension, toUtf8(item.partName)};
     return std::nullopt;

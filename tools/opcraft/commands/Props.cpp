@@ -29,7 +29,7 @@ struct PropsOptions : ReadOrChangeOptions {
     bool clear = false;
 };
 
-constexpr const char* keywordsName = "keywords";
+constexpr const char* KEYWORDS_NAME = "keywords";
 
 const CoreProperty& toProperty(const std::string& name, const std::string& argument) {
     if (const CoreProperty* property = findProperty(name))
@@ -167,7 +167,7 @@ void PropertyEdits::setKeywords(const std::vector<std::string>& arguments) {
     std::vector<CoreProperties::Keyword> keywords;
     for (const std::string& argument : arguments)
         keywords.push_back(splitKeyword(toText(argument, argument)));
-    claim(*findProperty(keywordsName), arguments.front());
+    claim(*findProperty(KEYWORDS_NAME), arguments.front());
     values_.setKeywords(keywords);
 }
 
@@ -347,7 +347,7 @@ ExitCode props(const PropsOptions& options, Console& console) {
     return read(options, console);
 }
 
-constexpr const char* help =
+constexpr const char* HELP =
     "Without --set, --unset, --keyword and --clear, the properties are shown. They are category,\n"
     "contentStatus, created, creator, description, identifier, keywords, language, lastModifiedBy,\n"
     "lastPrinted, modified, revision, subject, title and version.\n\n"
@@ -384,7 +384,7 @@ void addOptions(CLI::App& command, PropsOptions& options) {
 
 void addPropsCommand(Tool& tool) {
     addCommand<PropsOptions>(
-        tool, {"props", "Show the core properties of a package, or change them", help, addOptions, props});
+        tool, {"props", "Show the core properties of a package, or change them", HELP, addOptions, props});
 }
 
 } // namespace opcraft

@@ -17,7 +17,7 @@ using opc::model::CoverageScope;
 using opc::model::DigitalSignatureManager;
 using opc::model::SignatureReport;
 
-const std::map<std::string, RequiredCoverage> coverages = {
+const std::map<std::string, RequiredCoverage> COVERAGES = {
     {"content", RequiredCoverage::Content}, {"all", RequiredCoverage::All}, {"any", RequiredCoverage::Any}};
 
 struct VerifyOptions : ReadOptions {
@@ -82,7 +82,7 @@ void verify(OpenPackage& package, const VerificationKeys& keys, const VerifyPoli
 
 VerifyReport makeReport(const VerifyOptions& options) {
     const VerificationKeys keys = readKeys(options);
-    const VerifyPolicy policy{options.trust.isTrusting(), options.allowUntrusted, coverages.at(options.coverage)};
+    const VerifyPolicy policy{options.trust.isTrusting(), options.allowUntrusted, COVERAGES.at(options.coverage)};
     VerifyReport report{options.file};
     report.allowsUntrusted = options.allowUntrusted;
     report.namesSigners = options.trust.system && !options.allowUntrusted;
@@ -110,7 +110,7 @@ ExitCode verify(const VerifyOptions& options, Console& console) {
     return exitCodeOf(report.verdict);
 }
 
-constexpr const char* help =
+constexpr const char* HELP =
     "Says of every signature whether the cryptography holds, and what was changed first if it does not;\n"
     "who vouches for the key; and what the signature covers and what not.\n\n"
     "Nobody is trusted unless --trust or --system-trust says so. A certificate has to be valid today: the\n"
@@ -142,14 +142,14 @@ void addOptions(CLI::App& command, VerifyOptions& options) {
     command.add_option("--coverage", options.coverage, "What each signature has to cover: content, all or any")
         ->type_name("SCOPE")
         ->capture_default_str()
-        ->transform(oneOf(coverages));
+        ->transform(oneOf(COVERAGES));
     addFlag(command, "--explain", options.explain, "Show everything that each signature covers");
 }
 
 } // namespace
 
 void addVerifyCommand(Tool& tool) {
-    addCommand<VerifyOptions>(tool, {"verify", "Verify the signatures of a package", help, addOptions, verify});
+    addCommand<VerifyOptions>(tool, {"verify", "Verify the signatures of a package", HELP, addOptions, verify});
 }
 
 } // namespace opcraft
