@@ -2,12 +2,14 @@
 #include <opc/crypto/PublicKey.hpp>
 
 #include "crypto/Algorithms.hpp"
+#include "crypto/Pem.hpp"
 #include "crypto/PublicKeys.hpp"
 
 #include <opc/core/Exception.hpp>
 #include <opc/crypto/UnsupportedKeySize.hpp>
 
 #include <openssl/core_names.h>
+#include <openssl/decoder.h>
 #include <openssl/dsa.h>
 #include <openssl/ec.h>
 
@@ -155,6 +157,18 @@ Made remake(const EVP_PKEY* key, const ErrorScope& errors) {
     throw Exception("The key is not one of RSA, of an elliptic curve or of DSA.");
 }
 
+/// An RSAPublicKey of PKCS#1; null when the bytes are something else.
+Key readRSAPublicKey(const Bytes& der) {
+    EVP_PKEY* key = nullptr;
+    const Owned<OSSL_DECODER_CTX, OSSL_DECODER_CTX_free> context(OSSL_DECODER_CTX_new_for_pkey(
+        &key, "DER", "type-specific", "RSA", EVP_PKEY_PUBLIC_KEY, libraryContext(), nullptr));
+    const unsigned char* position = der.data();
+    std::size_t left = der.size();
+    const bool isRead = context && OSSL_DECODER_from_data(context.get(), &position, &left) == 1 && left == 0;
+    Key owned(key);
+    return isRead ? std::move(owned) : nullptr;
+}
+
 /// The signature as OpenSSL takes it: the two numbers in DER. Empty when it is none.
 Bytes toDERSignature(const Bytes& signature, std::size_t numberSize) {
     if (signature.size() != 2 * numberSize)
@@ -236,6 +250,18 @@ PublicKey PublicKey::fromDER(const Bytes& der) {
     if (!key || position != der.data() + der.size())
         throw Exception("The bytes are not a public key in DER.");
     return PublicKey(remake(key.get(), errors));
+}
+
+PublicKey PublicKey::fromPEMOrDER(const Bytes& bytes) {
+    if (!looksLikePem(bytes)) {
+        const ErrorScope errors;
+        const Key key = readRSAPublicKey(bytes);
+        return key ? PublicKey(remake(key.get(), errors)) : fromDER(bytes);
+    }
+    for (const PemBlock& block : readPem(asText(bytes)))
+        if (block.label == "PUBLIC KEY" || block.label == "RSA PUBLIC KEY")
+            return fromPEMOrDER(block.bytes.get());
+    throw Exception("The PEM file holds no public key.");
 }
 
 PublicKey PublicKey::fromRSAKeyValue(const Bytes& modulus, const Bytes& exponent) {

@@ -140,9 +140,15 @@ TEST_F(Signers, ReadKeysInEachFormAndDecryptThem) {
                 "The private key cannot be decrypted: the pass phrase is another one, or the key is damaged.",
                 [&] { KeySigner::fromPEMOrDER(encrypted, phrase("p")); }));
         }
-        test::readDamaged(
-            converted({"pkey", "-outform", "DER"}), [](const Bytes& bytes) { KeySigner::fromPEMOrDER(bytes); });
-        test::readDamaged(key.toDER(), [](const Bytes& bytes) { PublicKey::fromDER(bytes); });
+        test::readDamaged(converted({"pkey", "-outform", "DER"}),
+                          [](const Bytes& bytes) { KeySigner::fromPEMOrDER(bytes); });
+        std::vector<std::vector<std::string>> publicForms{{"pkey", "-pubout"}, {"pkey", "-pubout", "-outform", "DER"}};
+        if (key.getKind() == KeyKind::RSA)
+            publicForms.insert(publicForms.end(),
+                               {{"rsa", "-RSAPublicKey_out"}, {"rsa", "-RSAPublicKey_out", "-outform", "DER"}});
+        for (const auto& form : publicForms)
+            EXPECT_EQ(PublicKey::fromPEMOrDER(converted(form)), key);
+        test::readDamaged(converted(publicForms.back()), [](const Bytes& bytes) { PublicKey::fromPEMOrDER(bytes); });
     }
     EXPECT_TRUE(throws<Exception>("The PEM file holds no private key.", [] {
         KeySigner::fromPEMOrDER(toBytes("-----BEGIN PUBLIC KEY-----\nAAAA\n-----END PUBLIC KEY-----\n"));

@@ -30,6 +30,10 @@ public:
     /// @throws opc::Exception when the bytes are none (bytes behind the key included), or the key is refused.
     static PublicKey fromDER(const std::vector<unsigned char>& der);
 
+    /// Reads a SubjectPublicKeyInfo or an RSAPublicKey of PKCS#1, in DER or as the first public key of a PEM text.
+    /// @throws opc::Exception as `fromDER` does, and when the PEM text is malformed or has no public key.
+    static PublicKey fromPEMOrDER(const std::vector<unsigned char>& bytes);
+
     /// The numbers of an `RSAKeyValue` (XML-DSig §4.4.2.2), unsigned and big-endian; zeros in front are ignored.
     /// @throws opc::Exception when they are refused.
     static PublicKey fromRSAKeyValue(const std::vector<unsigned char>& modulus,
