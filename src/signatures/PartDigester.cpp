@@ -106,23 +106,26 @@ std::vector<unsigned char> PartDigester::digestBytes(std::string_view bytes, Dig
     return digest.finish();
 }
 
-const std::vector<unsigned char>& PartDigester::digestPart(const Part& part, DigestMethod method) {
-    std::pair key{toLowerASCIIString(part.getName().toString()), method};
+const std::vector<unsigned char>& PartDigester::digestPart(const Part& part, DigestMethod method, SignatureForm form) {
+    const bool omitsKeywords = form == SignatureForm::Library && part.getName() == coreProperties_;
+    std::tuple key{toLowerASCIIString(part.getName().toString()), method, omitsKeywords};
     const auto found = digests_.find(key);
     if (found != digests_.end())
         return found->second;
-    return digests_.emplace(std::move(key), compute(part, method)).first->second;
+    auto digest = omitsKeywords ? digestWithoutKeywords(part, method) : digestWhole(part, method);
+    return digests_.emplace(std::move(key), std::move(digest)).first->second;
 }
 
-std::vector<unsigned char> PartDigester::compute(const Part& part, DigestMethod method) {
-    if (part.getName() == coreProperties_) {
-        const std::vector<unsigned char> bytes = readXmlItem(*part.getInputStream(), xmlSize_);
-        if (bytes.size() > xmlSize_)
-            throw Exception("The core properties part has more than " + std::to_string(xmlSize_) + " bytes");
-        std::string text(bytes.begin(), bytes.end());
-        removeKeywords(text);
-        return digestBytes(text, method);
-    }
+std::vector<unsigned char> PartDigester::digestWithoutKeywords(const Part& part, DigestMethod method) {
+    const std::vector<unsigned char> bytes = readXmlItem(*part.getInputStream(), xmlSize_);
+    if (bytes.size() > xmlSize_)
+        throw Exception("The core properties part has more than " + std::to_string(xmlSize_) + " bytes");
+    std::string text(bytes.begin(), bytes.end());
+    removeKeywords(text);
+    return digestBytes(text, method);
+}
+
+std::vector<unsigned char> PartDigester::digestWhole(const Part& part, DigestMethod method) {
     crypto::DigestEngine& digest = engine(method);
     try {
         readItem(

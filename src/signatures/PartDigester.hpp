@@ -4,12 +4,13 @@
 #include <opc/crypto/DigestEngine.hpp>
 #include <opc/model/Part.hpp>
 #include <opc/signatures/DigestMethod.hpp>
+#include <opc/signatures/SignatureForm.hpp>
 
 #include <cstdint>
 #include <map>
 #include <string>
 #include <string_view>
-#include <utility>
+#include <tuple>
 #include <vector>
 
 namespace opc::model {
@@ -22,22 +23,25 @@ public:
     /// @param xmlSize the maximum size of core properties, in bytes.
     explicit PartDigester(std::uint64_t xmlSize);
 
-    /// The digest of all bytes of the part, without the keywords for the core properties part
+    /// The digest of all bytes of the part; in the library's form without the keywords for the core properties part
     /// "/metadata/coreProperties.xml".
     /// @throws opc::Exception when the part cannot be read or the method is unknown.
-    const std::vector<unsigned char>& digestPart(const Part& part, DigestMethod method);
+    const std::vector<unsigned char>& digestPart(const Part& part, DigestMethod method,
+                                                 SignatureForm form = SignatureForm::Library);
 
     /// @throws opc::Exception when the method is unknown.
     std::vector<unsigned char> digestBytes(std::string_view bytes, DigestMethod method);
 
 private:
     crypto::DigestEngine& engine(DigestMethod method);
-    std::vector<unsigned char> compute(const Part& part, DigestMethod method);
+    std::vector<unsigned char> digestWithoutKeywords(const Part& part, DigestMethod method);
+    std::vector<unsigned char> digestWhole(const Part& part, DigestMethod method);
 
     std::uint64_t xmlSize_;
     const PartName coreProperties_;
     std::map<DigestMethod, crypto::DigestEngine> engines_;
-    std::map<std::pair<std::u16string, DigestMethod>, std::vector<unsigned char>> digests_;
+    /// By part, method, and whether the keywords are left out.
+    std::map<std::tuple<std::u16string, DigestMethod, bool>, std::vector<unsigned char>> digests_;
 };
 
 /// Removes the keywords from core properties: from the first start tag to the first end tag of their element, provided
