@@ -17,5 +17,7 @@ inline constexpr const char16_t* OTHER_CORE_PROPERTIES_RELATIONSHIP_TYPES[] = {
     u"http://schemas.openxmlformats.org/officeDocument/2006/relationships/metadata/core-properties"};
 inline constexpr char16_t THUMBNAIL_RELATIONSHIP_TYPE[] =
     u"http://schemas.openxmlformats.org/package/2006/relationships/metadata/thumbnail";
+inline constexpr char16_t SIGNATURE_ORIGIN_RELATIONSHIP_TYPE[] =
+    u"http://schemas.openxmlformats.org/package/2006/relationships/digital-signature/origin";
 
 } // namespace opc::model::wellknown

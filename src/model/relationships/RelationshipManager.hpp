@@ -21,6 +21,10 @@ public:
     bool isModified() const noexcept { return modified_; }
     void setModified(bool modified) noexcept { modified_ = modified; }
 
+    /// Whether they are written without white space between the elements.
+    bool isCompact() const noexcept { return compact_; }
+    void setCompact(bool compact) noexcept { compact_ = compact; }
+
     const URI& getSourceURI() const noexcept { return source_; }
     const Map& getRelationships() const noexcept { return relationships_; }
 
@@ -47,6 +51,7 @@ public:
 
 private:
     bool modified_ = true;
+    bool compact_ = false;
     URI source_;
     Map relationships_;
     RelationshipsCost cost_ = RelationshipsCost::ofNone();

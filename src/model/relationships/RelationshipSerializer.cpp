@@ -12,6 +12,7 @@
 #include "model/relationships/RelationshipManager.hpp"
 #include "xml/BoundedParser.hpp"
 #include "xml/SchemaValidation.hpp"
+#include "xml/TreeWalk.hpp"
 #include "xml/XmlPlaces.hpp"
 
 #include <xercesc/util/XMLUni.hpp>
@@ -61,8 +62,9 @@ URI readInternalTarget(const std::u16string& target) {
 
 RelationshipSerializer::RelationshipSerializer(const Limits& limits)
     : limits_(limits), parser_(XercesHelper::createParser(limits)), writer_(XercesHelper::createPrettyPrintingWriter()),
-      namespace_(wellknown::RELATIONSHIPS_NAMESPACE), relationships_(u"Relationships"), relationship_(u"Relationship"),
-      id_(u"Id"), type_(u"Type"), target_(u"Target"), targetMode_(u"TargetMode"), external_(u"External") {
+      compactWriter_(XercesHelper::createWriter()), namespace_(wellknown::RELATIONSHIPS_NAMESPACE),
+      relationships_(u"Relationships"), relationship_(u"Relationship"), id_(u"Id"), type_(u"Type"), target_(u"Target"),
+      targetMode_(u"TargetMode"), external_(u"External") {
     parser_->getDomConfig()->setParameter(xercesc::XMLUni::fgXercesUseCachedGrammarInParse, true);
     loadEmbeddedSchema(*parser_, embedded::opc_relationships);
     // What is resolved, compared and signed is what stands there for every program.
@@ -126,6 +128,15 @@ void RelationshipSerializer::throwIfNotType(const std::u16string& type) {
     }
 }
 
+bool RelationshipSerializer::isCompact(InputStream& stream) {
+    const auto* document = XercesHelper::readDocumentFromStream(*parser_, stream, true, u"", u"");
+    TreeWalk walk(document->getDocumentElement());
+    while (const xercesc::DOMNode* node = walk.next())
+        if (node->getNodeType() != xercesc::DOMNode::ELEMENT_NODE)
+            return false;
+    return true;
+}
+
 std::vector<unsigned char> RelationshipSerializer::save(const RelationshipManager& manager) {
     std::vector<unsigned char> bytes;
     try {
@@ -135,7 +146,8 @@ std::vector<unsigned char> RelationshipSerializer::save(const RelationshipManage
         for (const auto& entry : manager.getRelationships())
             appendRelationship(root, entry.second);
         ByteArrayOutAdaptor out(bytes);
-        XercesHelper::writeDocumentToStream(*writer_, document.get(), out, limits_);
+        XercesHelper::writeDocumentToStream(manager.isCompact() ? *compactWriter_ : *writer_, document.get(), out,
+                                            limits_);
     } catch (const InvalidXMLDocument& e) {
         throw InvalidPartContent(e.what());
     }

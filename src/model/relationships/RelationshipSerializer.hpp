@@ -24,6 +24,10 @@ public:
     /// @throws InvalidPartContent
     void load(InputStream& stream, RelationshipManager& manager);
 
+    /// Whether a relationships part contains elements only: neither white space nor comments between them.
+    /// @throws InvalidXMLDocument
+    bool isCompact(InputStream& stream);
+
     /// The bytes of a relationships part.
     /// @throws InvalidPartContent
     std::vector<unsigned char> save(const RelationshipManager& manager);
@@ -38,6 +42,7 @@ private:
     Limits limits_;
     ParserHandle parser_;
     WriterHandle writer_;
+    WriterHandle compactWriter_;
     XercesString namespace_;
     XercesString relationships_;
     XercesString relationship_;

@@ -152,6 +152,7 @@ void RelationshipSource::reset() noexcept {
     impl_->physicalPart_ = nullptr;
     impl_->relationships_.clear();
     impl_->relationships_.setModified(true);
+    impl_->relationships_.setCompact(false);
     impl_->nextIDNumber_ = 1;
 }
 
@@ -316,10 +317,39 @@ void RelationshipSource::flush() {
     RelationshipManager& relationships = impl_->relationships_;
     if (relationships.getRelationships().empty() || !relationships.isModified())
         return;
+    relationships.setCompact(relationships.isCompact() || staysCompact());
     const auto bytes = getPackage().getRelationshipSerializer().save(relationships);
     PhysicalOutputStream stream(getPhysicalOutputStream(*impl_->physicalPart_));
     replaceItem(stream, bytes);
     relationships.setModified(false);
+}
+
+bool RelationshipSource::isCompact() const {
+    throwIfInvalid();
+    throwIfNotOpen();
+    if (impl_->physicalPart_ == nullptr)
+        return true;
+    PhysicalInputStream input(impl_->physicalPart_->getInputStream());
+    const auto bytes = readXmlItem(input, getPackage().getLimits().xmlSize);
+    ByteArrayInAdaptor stream(bytes);
+    return getPackage().getRelationshipSerializer().isCompact(stream);
+}
+
+void RelationshipSource::makeCompact() {
+    throwIfNotChangeable();
+    impl_->relationships_.setCompact(true);
+    impl_->relationships_.setModified(true);
+}
+
+bool RelationshipSource::staysCompact() const {
+    const Package& package = getPackage();
+    if (package.isCreateOnly() || package.getRelationshipsByType(wellknown::SIGNATURE_ORIGIN_RELATIONSHIP_TYPE).empty())
+        return false;
+    try {
+        return isCompact();
+    } catch (const Exception&) { // nothing was stored yet
+        return false;
+    }
 }
 
 bool RelationshipSource::isValidID(const std::u16string& id) noexcept {

@@ -101,6 +101,15 @@ public:
     /// @throws PartDeleteFailed when the relationships part cannot be deleted.
     void deleteRelationship(const std::u16string& id);
 
+    /// Whether the stored relationships part contains elements only, with nothing between them; true when there is
+    /// none.
+    /// @throws InvalidXMLDocument, opc::Exception when it cannot be read.
+    bool isCompact() const;
+    /// Has the relationships part written anew by the next flush, and from then on without white space between its
+    /// elements: some programs take white space there for signed. In a package with a signature origin of ECMA-376-2
+    /// Annex E, a part that is compact stays so anyway. Nothing when there are no relationships.
+    void makeCompact();
+
     /// True for an xsd:ID, but that an ID starts with none of U+037F to U+1FFF, and surrogate pairs are refused.
     static bool isValidID(const std::u16string& id) noexcept;
     /// True for a LEIRI (RFC 3987 §7.3 of the revision draft; W3C Note LEIRI), backslashes read as slashes.
@@ -126,6 +135,7 @@ private:
 
     interfaces::IPhysicalPart* getPhysicalRelationshipPart() const noexcept;
     RelationshipManager& getRelationshipManager() const noexcept;
+    bool staysCompact() const;
 
     void throwIfNotChangeable() const;
     void verifyRelationship(std::u16string& id, const std::u16string& type, const std::u16string& target);
