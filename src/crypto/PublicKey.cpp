@@ -2,6 +2,7 @@
 #include <opc/crypto/PublicKey.hpp>
 
 #include "crypto/Algorithms.hpp"
+#include "crypto/KeyValue.hpp"
 #include "crypto/Pem.hpp"
 #include "crypto/PublicKeys.hpp"
 
@@ -237,6 +238,22 @@ Bytes encodePublicKey(const EVP_PKEY* key, const ErrorScope& errors) {
     unsigned char* end = der.data();
     i2d_PUBKEY(key, &end);
     return der;
+}
+
+KeyValue keyValueOf(const PublicKey& key) {
+    const ErrorScope errors;
+    const PublicKey::Impl& impl = key.getImpl();
+    KeyValue value;
+    if (impl.kind == KeyKind::RSA) {
+        value.modulus = toBytes(numberOf(impl.key.get(), OSSL_PKEY_PARAM_RSA_N, errors).get());
+        value.exponent = toBytes(numberOf(impl.key.get(), OSSL_PKEY_PARAM_RSA_E, errors).get());
+    } else if (impl.kind == KeyKind::EC) {
+        value.curve = std::find_if(std::begin(CURVES), std::end(CURVES), [&](const Curve& each) {
+                          return each.bits == impl.bits;
+                      })->oid;
+        value.point.assign(impl.der.end() - static_cast<std::ptrdiff_t>(1 + 2 * impl.numberSize), impl.der.end());
+    }
+    return value;
 }
 
 PublicKey::PublicKey(std::shared_ptr<const Impl> impl) noexcept : impl_(std::move(impl)) {}
