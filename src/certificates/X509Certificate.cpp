@@ -56,6 +56,17 @@ std::string toDotted(const ASN1_OBJECT* object) {
     return text;
 }
 
+/// In bytes: writing in decimal takes quadratic time.
+constexpr int LONGEST_DECIMAL_NUMBER = 1024;
+
+std::string printSerialNumber(const X509* certificate, decltype(&BN_bn2hex) print) {
+    const ErrorScope errors;
+    const crypto::Number number(ASN1_INTEGER_to_BN(X509_get0_serialNumber(certificate), nullptr));
+    const crypto::Text text(number ? print(number.get()) : nullptr);
+    errors.require(text != nullptr, "The serial number cannot be written");
+    return text.get();
+}
+
 crypto::ExtendedKeyUsage extendedKeyUsageOf(const X509* certificate) {
     return crypto::ExtendedKeyUsage(
         static_cast<EXTENDED_KEY_USAGE*>(X509_get_ext_d2i(certificate, NID_ext_key_usage, nullptr, nullptr)));
@@ -155,11 +166,13 @@ std::string X509Certificate::getIssuer() const {
 }
 
 std::string X509Certificate::getSerialNumber() const {
-    const ErrorScope errors;
-    const crypto::Number number(ASN1_INTEGER_to_BN(X509_get0_serialNumber(getImpl().get()), nullptr));
-    const crypto::Text text(number ? BN_bn2hex(number.get()) : nullptr);
-    errors.require(text != nullptr, "The serial number cannot be written");
-    return text.get();
+    return printSerialNumber(getImpl().get(), BN_bn2hex);
+}
+
+std::string X509Certificate::getDecimalSerialNumber() const {
+    if (ASN1_STRING_length(X509_get0_serialNumber(getImpl().get())) > LONGEST_DECIMAL_NUMBER)
+        throw Exception("The serial number of the certificate is too long.");
+    return printSerialNumber(getImpl().get(), BN_bn2dec);
 }
 
 boost::posix_time::ptime X509Certificate::getNotBefore() const {
@@ -184,6 +197,13 @@ crypto::RSAPublicKey X509Certificate::getPublicKey() const {
     if (!key || !EVP_PKEY_is_a(key, "RSA"))
         throw Exception("The key of the certificate is not an RSA key.");
     return crypto::RSAPublicKey::fromDER(crypto::encodePublicKey(key, errors));
+}
+
+crypto::PublicKey X509Certificate::getSubjectPublicKey() const {
+    const ErrorScope errors;
+    const EVP_PKEY* key = X509_get0_pubkey(getImpl().get());
+    errors.require(key != nullptr, "The key of the certificate cannot be read");
+    return crypto::PublicKey::fromDER(crypto::encodePublicKey(key, errors));
 }
 
 bool X509Certificate::allowsKeyUsage(KeyUsage usage) const {

@@ -3,6 +3,7 @@
 #include <opc/certificates/TrustStore.hpp>
 #include <opc/core/Exception.hpp>
 #include <opc/crypto/CryptoEngine.hpp>
+#include <opc/crypto/Signer.hpp>
 
 #include "support/Authority.hpp"
 #include "support/Throws.hpp"
@@ -64,6 +65,7 @@ TEST_F(Certificates, SayWhatTheOpensslCommandSays) {
     EXPECT_EQ(one.getSubject(), field("signer", {"-subject", "-nameopt", "RFC2253,-esc_msb"}));
     EXPECT_EQ(one.getIssuer(), field("signer", {"-issuer", "-nameopt", "RFC2253,-esc_msb"}));
     EXPECT_EQ(one.getSerialNumber(), field("signer", {"-serial"}));
+    EXPECT_EQ(one.getDecimalSerialNumber(), std::to_string(std::stoul(one.getSerialNumber(), nullptr, 16)));
     EXPECT_EQ(one.getNotBefore(), time_from_string("2024-02-29 23:59:58"));
     EXPECT_EQ(one.getNotAfter(), time_from_string("2053-12-31 23:59:59"));
     EXPECT_EQ(one.getKeySize(), 1024U);
@@ -115,6 +117,7 @@ TEST_F(Certificates, ThatAreEmptyOrHaveOtherKeysSaySo) {
     for (const auto& get : std::initializer_list<void (*)(const X509Certificate&)>{
              [](const X509Certificate& c) { c.getSubject(); }, [](const X509Certificate& c) { c.toDER(); },
              [](const X509Certificate& c) { c.getPublicKey(); },
+             [](const X509Certificate& c) { c.getSubjectPublicKey(); },
              [](const X509Certificate& c) { c.allowsDigitalSignatures(); },
              [](const X509Certificate& c) { c.validate({}, {}, {}); }})
         EXPECT_TRUE(throws<Exception>("The certificate is empty.", [&] { get(none); }));
@@ -125,6 +128,8 @@ TEST_F(Certificates, ThatAreEmptyOrHaveOtherKeysSaySo) {
     const X509Certificate curve = certificate("curve");
     EXPECT_NE(curve, none);
     EXPECT_EQ(curve.getKeySize(), 256U);
+    const Bytes key = readFile(authority.folder / "curve.key");
+    EXPECT_EQ(curve.getSubjectPublicKey(), crypto::KeySigner::fromPEMOrDER(key).getPublicKey());
     EXPECT_TRUE(throws<Exception>("The key of the certificate is not an RSA key.", [&] { curve.getPublicKey(); }));
 }
 
@@ -143,6 +148,7 @@ TEST_F(Certificates, ThatAreCutExtendedOrDamagedThrowAndNothingElse) {
             one.getKeySize();
             one.getExtendedKeyUsages();
             one.validate({}, {}, trust);
+            one.getSubjectPublicKey();
             one.getPublicKey();
         } catch (const Exception&) { // of what is asked, not of the certificate
         }
@@ -172,6 +178,13 @@ TEST_F(Bundles, OfTodayAndOfOldAreRead) {
             << what;
     }
     EXPECT_TRUE(PKCS12Certificate(bundle(full, "pass:"), "").hasPrivateKey()) << "an empty password";
+
+    openssl(authority.folder,
+            {"genpkey", "-algorithm", "EC", "-pkeyopt", "ec_paramgen_curve:P-384", "-out", "curve.key"});
+    authority.issue({"curve", "root"});
+    const PKCS12Certificate curve(bundle({"-inkey", "curve.key", "-in", "curve.pem"}), password);
+    EXPECT_EQ(crypto::KeySigner::fromPEMOrDER(curve.getPrivateKey().get()).getPublicKey(),
+              curve.getCertificate().getSubjectPublicKey());
 }
 
 TEST_F(Bundles, SayWhatIsMissing) {

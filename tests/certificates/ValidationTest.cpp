@@ -111,6 +111,11 @@ TEST_F(Validation, GivesEachCertificateItsVerdictAndTheOneOfTheOpensslCommand) {
     authority.issue({"sha1", "root", "leaf", "keyUsage=digitalSignature", "20240101000000Z", end, "sha1"});
     authority.issue({"small", "root", "", "keyUsage=digitalSignature", "20240101000000Z", end, "sha256", "1024"});
     authority.issue({"tiny", "root", "", "keyUsage=digitalSignature", "20240101000000Z", end, "sha256", "768"});
+    authority.issue({"odd", "root", "", "keyUsage=digitalSignature", "20240101000000Z", end, "sha256", "1536"});
+    test::openssl(authority.folder, {"ecparam", "-name", "prime256v1", "-genkey", "-noout", "-out", "curveroot.key"});
+    test::openssl(authority.folder, {"ecparam", "-name", "secp521r1", "-genkey", "-noout", "-out", "curve.key"});
+    authority.issue({"curveroot", "curveroot", "", CA});
+    authority.issue({"curve", "curveroot"});
 
     for (const auto& row : test::readTable("certificates/verdicts.tsv")) {
         const ptime when = row[5] == "-" ? MIDDLE : time_from_string(row[5]);

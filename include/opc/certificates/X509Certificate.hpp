@@ -64,6 +64,9 @@ public:
 
     /// The serial number in upper-case hexadecimal, with an even number of digits and "-" before a negative number.
     std::string getSerialNumber() const;
+    /// The serial number in decimal, with "-" before a negative number, as XML signatures write it (XML-DSig §4.4.4).
+    /// @throws opc::Exception when it is longer than 1024 bytes; RFC 5280 §4.1.2.2 allows 20.
+    std::string getDecimalSerialNumber() const;
 
     /// The first and the last second of the validity period, in UTC; not-a-date-time when the time is malformed or
     /// before the year 1400.
