@@ -3,6 +3,7 @@
 #include <opc/certificates/X509Certificate.hpp>
 #include <opc/certificates/X509CertificateChain.hpp>
 
+#include "certificates/Validation.hpp"
 #include "certificates/X509Impl.hpp"
 
 #include <opc/core/Exception.hpp>
@@ -22,6 +23,9 @@ namespace {
 
 /// OpenSSL's level for 80 bits of security, set explicitly so that the system's configuration does not matter.
 constexpr int SECURITY_LEVEL = 1;
+
+/// What OpenSSL does not check, since it knows no purpose of signing documents.
+constexpr int ANY_PURPOSE = 0;
 
 std::time_t pointInTimeOf(const CertificateValidationOptions& options) {
     const auto& time = options.getPointInTime();
@@ -68,8 +72,10 @@ crypto::BorrowedCertificates makeStack(const X509CertificateChain& chain, const 
     return stack;
 }
 
-void setParameters(X509_VERIFY_PARAM* parameters, const CertificateValidationOptions& options) {
+void setParameters(X509_VERIFY_PARAM* parameters, const CertificateValidationOptions& options, int purpose) {
     X509_VERIFY_PARAM_set_auth_level(parameters, SECURITY_LEVEL);
+    if (purpose != ANY_PURPOSE)
+        X509_VERIFY_PARAM_set_purpose(parameters, purpose);
     X509_VERIFY_PARAM_set_flags(parameters, X509_V_FLAG_PARTIAL_CHAIN);
     if (options.checksValidityTime())
         X509_VERIFY_PARAM_set_time(parameters, pointInTimeOf(options));
@@ -87,23 +93,15 @@ bool isMadeForSignatures(STACK_OF(X509) * path) {
 
 using TrustAnchor = std::shared_ptr<const X509Certificate>;
 
-TrustAnchor trustAnchorOf(STACK_OF(X509) * path, const ErrorScope& errors) {
-    const X509* const end = sk_X509_value(path, sk_X509_num(path) - 1);
-    std::vector<unsigned char> der(static_cast<std::size_t>(std::max(0, i2d_X509(end, nullptr))));
-    unsigned char* out = der.data();
-    errors.require(!der.empty() && i2d_X509(end, &out) > 0, "A certificate cannot be written");
-    return std::make_shared<const X509Certificate>(X509Certificate::fromDER(der));
-}
-
 int checkChain(X509* certificate, const X509CertificateChain& chain, const CertificateValidationOptions& options,
-               const TrustStore& trust, TrustAnchor& anchor) {
+               const TrustStore& trust, int purpose, TrustAnchor& anchor) {
     const ErrorScope errors;
     const crypto::Store store = makeStore(trust, errors);
     const crypto::BorrowedCertificates untrusted = makeStack(chain, errors);
     const crypto::StoreContext context(X509_STORE_CTX_new_ex(crypto::libraryContext(), nullptr));
     errors.require(context && X509_STORE_CTX_init(context.get(), store.get(), certificate, untrusted.get()) > 0,
                    "The chain of certificates cannot be validated");
-    setParameters(X509_STORE_CTX_get0_param(context.get()), options);
+    setParameters(X509_STORE_CTX_get0_param(context.get()), options, purpose);
     if (X509_verify_cert(context.get()) != 1) {
         const int status = X509_STORE_CTX_get_error(context.get());
         return status == X509_V_OK ? X509_V_ERR_UNSPECIFIED : status;
@@ -111,11 +109,32 @@ int checkChain(X509* certificate, const X509CertificateChain& chain, const Certi
     STACK_OF(X509)* const path = X509_STORE_CTX_get0_chain(context.get());
     if (options.checksPurpose() && !isMadeForSignatures(path))
         return X509_V_ERR_INVALID_PURPOSE;
-    anchor = trustAnchorOf(path, errors);
+    const X509* const end = sk_X509_value(path, sk_X509_num(path) - 1);
+    anchor = std::make_shared<const X509Certificate>(copyOf(end, errors));
     return X509_V_OK;
 }
 
+CertificateValidationResults toResults(int status, const TrustAnchor& anchor) {
+    if (status == X509_V_OK)
+        return CertificateValidationResults(0, {}, anchor);
+    if (status == X509_V_ERR_OUT_OF_MEM)
+        throw std::bad_alloc();
+    return CertificateValidationResults(status, X509_verify_cert_error_string(status));
+}
+
 } // namespace
+
+CertificateValidationResults validateForTimeStamping(const X509Certificate& certificate,
+                                                     const X509CertificateChain& chain,
+                                                     const boost::posix_time::ptime& time, const TrustStore& trust) {
+    CertificateValidationOptions options;
+    options.setPointInTime(time);
+    options.setCheckPurpose(false); // that of signing documents
+    TrustAnchor anchor;
+    const int status =
+        checkChain(certificate.getImpl().get(), chain, options, trust, X509_PURPOSE_TIMESTAMP_SIGN, anchor);
+    return toResults(status, anchor);
+}
 
 bool X509Certificate::isValid(const CertificateValidationOptions& options) const {
     const ErrorScope errors;
@@ -132,12 +151,8 @@ CertificateValidationResults X509Certificate::validate(const X509CertificateChai
     if (status == X509_V_OK && options.checksPurpose() && !allowsDigitalSignatures())
         status = X509_V_ERR_INVALID_PURPOSE;
     if (status == X509_V_OK && options.checksChain())
-        status = checkChain(certificate, chain, options, trust, anchor);
-    if (status == X509_V_OK)
-        return CertificateValidationResults(0, {}, anchor);
-    if (status == X509_V_ERR_OUT_OF_MEM)
-        throw std::bad_alloc();
-    return CertificateValidationResults(status, X509_verify_cert_error_string(status));
+        status = checkChain(certificate, chain, options, trust, ANY_PURPOSE, anchor);
+    return toResults(status, anchor);
 }
 
 } // namespace opc::certificates

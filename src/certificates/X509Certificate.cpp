@@ -11,6 +11,7 @@
 
 #include <boost/date_time/posix_time/posix_time.hpp>
 
+#include <algorithm>
 #include <climits>
 #include <exception>
 #include <utility>
@@ -36,24 +37,6 @@ std::string toText(const X509_NAME* name) {
     constexpr unsigned long ascii = XN_FLAG_RFC2253 & ~ASN1_STRFLGS_UTF8_CONVERT;
     std::string text = printName(name, XN_FLAG_RFC2253 & ~ASN1_STRFLGS_ESC_MSB);
     return text.empty() ? printName(name, ascii) : text;
-}
-
-boost::posix_time::ptime toTime(const ASN1_TIME* time) {
-    std::tm fields = {};
-    if (ASN1_TIME_to_tm(time, &fields) != 1)
-        return {};
-    try {
-        return boost::posix_time::ptime_from_tm(fields);
-    } catch (const std::exception&) { // a year outside of the range of the type
-        return {};
-    }
-}
-
-std::string toDotted(const ASN1_OBJECT* object) {
-    std::string text(static_cast<std::size_t>(std::max(0, OBJ_obj2txt(nullptr, 0, object, 1))) + 1, '\0');
-    OBJ_obj2txt(text.data(), static_cast<int>(text.size()), object, 1);
-    text.pop_back();
-    return text;
 }
 
 /// In bytes: writing in decimal takes quadratic time.
@@ -97,6 +80,31 @@ std::uint32_t flagOf(KeyUsage usage) {
 }
 
 } // namespace
+
+boost::posix_time::ptime toTime(const ASN1_TIME* time) {
+    std::tm fields = {};
+    if (ASN1_TIME_to_tm(time, &fields) != 1)
+        return {};
+    try {
+        return boost::posix_time::ptime_from_tm(fields);
+    } catch (const std::exception&) { // a year outside of the range of the type
+        return {};
+    }
+}
+
+std::string toDotted(const ASN1_OBJECT* object) {
+    std::string text(static_cast<std::size_t>(std::max(0, OBJ_obj2txt(nullptr, 0, object, 1))) + 1, '\0');
+    OBJ_obj2txt(text.data(), static_cast<int>(text.size()), object, 1);
+    text.pop_back();
+    return text;
+}
+
+X509Certificate copyOf(const X509* certificate, const ErrorScope& errors) {
+    std::vector<unsigned char> der(static_cast<std::size_t>(std::max(0, i2d_X509(certificate, nullptr))));
+    unsigned char* out = der.data();
+    errors.require(!der.empty() && i2d_X509(certificate, &out) > 0, "A certificate cannot be written");
+    return X509Certificate::fromDER(der);
+}
 
 bool isForMoreThanAuthentication(const X509* certificate) {
     const auto usages = extendedKeyUsageOf(certificate);

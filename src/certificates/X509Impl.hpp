@@ -15,6 +15,16 @@ struct X509Certificate::Impl {
     X509* get() const { return certificate.get(); }
 };
 
+/// A time of OpenSSL in UTC; not-a-date-time when it is malformed or before the year 1400.
+boost::posix_time::ptime toTime(const ASN1_TIME* time);
+
+/// An object identifier in dotted form.
+std::string toDotted(const ASN1_OBJECT* object);
+
+/// A certificate that OpenSSL holds, read anew in the library's own context.
+/// @throws opc::Exception when OpenSSL fails.
+X509Certificate copyOf(const X509* certificate, const crypto::ErrorScope& errors);
+
 /// False when there is an extended key usage with nothing but the authentication of servers or clients.
 bool isForMoreThanAuthentication(const X509* certificate);
 

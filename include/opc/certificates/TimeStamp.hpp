@@ -22,7 +22,10 @@ namespace opc::certificates {
 class OPCRAFT_API TimeStamp {
 public:
     /// Reads a token; nothing is verified.
-    /// @throws opc::Exception when the bytes are not exactly one token (a ContentInfo with SignedData over a TSTInfo).
+    /// @throws opc::Exception when the bytes are not exactly one token (a ContentInfo with SignedData over a TSTInfo,
+    /// and
+    ///         one signer), or more than 4 MiB; it contains more than 100 certificates, or a malformed one; or it has
+    ///         another version than 1 or a critical extension.
     static TimeStamp fromDER(const std::vector<unsigned char>& der);
 
     /// When it was made, in UTC; fractions of a second are dropped.
@@ -34,18 +37,20 @@ public:
     /// The certificate of the authority; an empty one when the token contains none.
     X509Certificate getCertificate() const;
 
-    /// Whether the imprint is the digest of the octets.
+    /// Whether the imprint is the digest of the octets. False when the digest is not known.
     /// @throws opc::Exception when OpenSSL fails.
     bool covers(const std::string& octets) const;
 
     /// Whether the signature of the token is valid for its certificate, which has to be one for time stamping only
-    /// (RFC 3161 §2.3) and to be named in the signed attributes (RFC 5035). The chain is not looked at.
+    /// (RFC 3161 §2.3) and to be named in the signed attributes (RFC 5035 §3 and §4). False when there is no
+    /// certificate or the signature is made with MD5. The chain is not looked at.
     /// @throws opc::Exception when OpenSSL fails.
     bool isSignatureValid() const;
 
-    /// Validates the certificate at the time of the stamp: a path leads to a certificate of `trust`. The certificates
-    /// in the token and `trust` are used, the network never; revocation is not checked.
-    /// @throws opc::Exception when OpenSSL fails.
+    /// Validates the certificate at the time of the stamp: a path leads to a certificate of `trust`, as in
+    /// `X509Certificate::validate` but for the purpose. The certificates in the token and `trust` are used, the network
+    /// never; revocation is not checked.
+    /// @throws opc::Exception when the token contains no certificate of the authority, or OpenSSL fails.
     CertificateValidationResults validateCertificate(const TrustStore& trust) const;
 
 private:
