@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Certificates, bundles and keys. The first byte of the input says what the rest is.
+// Certificates, bundles, keys and time stamps. The first byte of the input says what the rest is.
 #include <opc/certificates/PKCS12Certificate.hpp>
+#include <opc/certificates/TimeStamp.hpp>
 #include <opc/certificates/TrustStore.hpp>
 #include <opc/certificates/X509CertificateChain.hpp>
 #include <opc/crypto/RSAPrivateKey.hpp>
@@ -40,6 +41,8 @@ void check(const X509Certificate& certificate) {
     certificate.getExtendedKeyUsages();
     for (const KeyUsage usage : {KeyUsage::DigitalSignature, KeyUsage::DecipherOnly})
         certificate.allowsKeyUsage(usage);
+    accepted([&] { certificate.getDecimalSerialNumber(); });
+    accepted([&] { OPCRAFT_REQUIRE(certificate.getSubjectPublicKey().getKeySize() == certificate.getKeySize()); });
     accepted([&] { OPCRAFT_REQUIRE(certificate.getPublicKey().getKeySize() == certificate.getKeySize()); });
 
     const CertificateValidationOptions all;
@@ -65,6 +68,16 @@ void check(const PKCS12Certificate& bundle) {
     check(bundle.getCertificateChain());
 }
 
+void check(const TimeStamp& stamp) {
+    OPCRAFT_REQUIRE(!stamp.getTime().is_special());
+    OPCRAFT_REQUIRE(!stamp.covers("octets") || stamp.getDigestAlgorithm());
+    const bool valid = stamp.isSignatureValid();
+    if (stamp.getCertificate().isEmpty())
+        OPCRAFT_REQUIRE(!valid);
+    else
+        OPCRAFT_REQUIRE(stamp.validateCertificate(TrustStore()).getCertificateChainStatus() != 0);
+}
+
 void check(char kind, const Bytes& bytes) {
     switch (kind) {
     case 'c':
@@ -73,6 +86,8 @@ void check(char kind, const Bytes& bytes) {
         return check(RSAPublicKey::fromPEMOrDER(bytes));
     case 's':
         return check(RSAPrivateKey::fromPEMOrDER(bytes));
+    case 't':
+        return check(TimeStamp::fromDER(bytes));
     case 'h':
         return check(X509CertificateChain::fromPEMOrDER(bytes));
     default:

@@ -32,21 +32,13 @@ std::string printName(const X509_NAME* name, unsigned long flags) {
     return {text, static_cast<std::size_t>(size)};
 }
 
-/// A text that is not in the encoding it claims is escaped byte by byte.
-std::string toText(const X509_NAME* name) {
-    constexpr unsigned long ascii = XN_FLAG_RFC2253 & ~ASN1_STRFLGS_UTF8_CONVERT;
-    std::string text = printName(name, XN_FLAG_RFC2253 & ~ASN1_STRFLGS_ESC_MSB);
-    return text.empty() ? printName(name, ascii) : text;
-}
+constexpr int LONGEST_DECIMAL_NUMBER = 1024; // in bytes
 
-/// In bytes: writing in decimal takes quadratic time.
-constexpr int LONGEST_DECIMAL_NUMBER = 1024;
-
-std::string printSerialNumber(const X509* certificate, decltype(&BN_bn2hex) print) {
+std::string print(const ASN1_INTEGER* integer, decltype(&BN_bn2hex) print) {
     const ErrorScope errors;
-    const crypto::Number number(ASN1_INTEGER_to_BN(X509_get0_serialNumber(certificate), nullptr));
+    const crypto::Number number(ASN1_INTEGER_to_BN(integer, nullptr));
     const crypto::Text text(number ? print(number.get()) : nullptr);
-    errors.require(text != nullptr, "The serial number cannot be written");
+    errors.require(text != nullptr, "A number cannot be written");
     return text.get();
 }
 
@@ -97,6 +89,19 @@ std::string toDotted(const ASN1_OBJECT* object) {
     OBJ_obj2txt(text.data(), static_cast<int>(text.size()), object, 1);
     text.pop_back();
     return text;
+}
+
+/// A text that is not in the encoding it claims is escaped byte by byte.
+std::string toText(const X509_NAME* name) {
+    constexpr unsigned long ascii = XN_FLAG_RFC2253 & ~ASN1_STRFLGS_UTF8_CONVERT;
+    std::string text = printName(name, XN_FLAG_RFC2253 & ~ASN1_STRFLGS_ESC_MSB);
+    return text.empty() ? printName(name, ascii) : text;
+}
+
+std::string toDecimal(const ASN1_INTEGER* number) {
+    if (ASN1_STRING_length(number) > LONGEST_DECIMAL_NUMBER)
+        throw Exception("The serial number of the certificate is too long.");
+    return print(number, BN_bn2dec);
 }
 
 X509Certificate copyOf(const X509* certificate, const ErrorScope& errors) {
@@ -174,13 +179,11 @@ std::string X509Certificate::getIssuer() const {
 }
 
 std::string X509Certificate::getSerialNumber() const {
-    return printSerialNumber(getImpl().get(), BN_bn2hex);
+    return print(X509_get0_serialNumber(getImpl().get()), BN_bn2hex);
 }
 
 std::string X509Certificate::getDecimalSerialNumber() const {
-    if (ASN1_STRING_length(X509_get0_serialNumber(getImpl().get())) > LONGEST_DECIMAL_NUMBER)
-        throw Exception("The serial number of the certificate is too long.");
-    return printSerialNumber(getImpl().get(), BN_bn2dec);
+    return toDecimal(X509_get0_serialNumber(getImpl().get()));
 }
 
 boost::posix_time::ptime X509Certificate::getNotBefore() const {

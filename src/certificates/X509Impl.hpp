@@ -21,6 +21,12 @@ boost::posix_time::ptime toTime(const ASN1_TIME* time);
 /// An object identifier in dotted form.
 std::string toDotted(const ASN1_OBJECT* object);
 
+/// A distinguished name in the form of RFC 4514, in UTF-8, with control characters escaped.
+std::string toText(const X509_NAME* name);
+
+/// @throws opc::Exception for a number of more than 1024 bytes, since writing in decimal takes quadratic time.
+std::string toDecimal(const ASN1_INTEGER* number);
+
 /// A certificate that OpenSSL holds, read anew in the library's own context.
 /// @throws opc::Exception when OpenSSL fails.
 X509Certificate copyOf(const X509* certificate, const crypto::ErrorScope& errors);

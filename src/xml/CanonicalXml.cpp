@@ -243,6 +243,28 @@ public:
 
     std::string write(const DOMNode& apex) {
         writeApexTag(apex);
+        return writeContent(apex);
+    }
+
+    /// Of the namespaces in scope an element without child elements uses those of its prefix and of its attributes'.
+    std::string writeExclusively(const DOMNode& leaf) {
+        Namespaces declared = scope_.enterApex(leaf);
+        const Attributes attributes = attributesOf(leaf, scope_);
+        const auto isUsed = [&](View prefix) {
+            return prefix == nameOf(leaf).prefix ||
+                   std::any_of(
+                       attributes.begin(), attributes.end(),
+                       [prefix](const auto& attribute) {
+                           return !prefix.empty() && attribute.second.name.prefix == prefix;
+                       });
+        };
+        std::erase_if(declared, [&](const auto& one) { return !isUsed(one.first); });
+        writeTag(leaf, declared, attributes);
+        return writeContent(leaf);
+    }
+
+private:
+    std::string writeContent(const DOMNode& apex) {
         TreeWalk walk(&apex);
         while (const DOMNode* node = walk.next()) {
             closeDownTo(walk.depth());
@@ -252,7 +274,6 @@ public:
         return std::move(out_);
     }
 
-private:
     void writeApexTag(const DOMNode& apex) {
         const Namespaces declared = scope_.enterApex(apex);
         Attributes attributes = attributesOf(apex, scope_);
@@ -361,6 +382,12 @@ void appendEscaped(std::string& out, const std::string& bytes, IsAllowed isAllow
 
 std::string canonicalize(const xercesc::DOMElement& apex, CanonicalComments comments) {
     return translatingXercesErrors([&] { return CanonicalWriter(comments).write(apex); });
+}
+
+std::string canonicalizeExclusively(const xercesc::DOMElement& leaf, CanonicalComments comments) {
+    if (leaf.getFirstElementChild() != nullptr)
+        refuse("child elements in \"", leaf.getNodeName(), "\"");
+    return translatingXercesErrors([&] { return CanonicalWriter(comments).writeExclusively(leaf); });
 }
 
 void appendCanonicalText(std::string& out, std::u16string_view text) {

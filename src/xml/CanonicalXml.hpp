@@ -27,6 +27,12 @@ enum class CanonicalComments { Omit, Keep };
 /// @throws std::bad_alloc
 std::string canonicalize(const xercesc::DOMElement& apex, CanonicalComments comments);
 
+/// The canonical form of an element without child elements by Exclusive XML Canonicalization 1.0: of what its ancestors
+/// give it, it has the namespaces of the prefixes in its name and in those of its attributes, and nothing else.
+/// @throws InvalidXMLDocument as `canonicalize` does, and when the element has child elements.
+/// @throws std::bad_alloc
+std::string canonicalizeExclusively(const xercesc::DOMElement& leaf, CanonicalComments comments);
+
 /// Appends a text as it stands between tags in canonical XML (§2.3), for those who write such XML themselves.
 /// @throws InvalidXMLDocument for a character that XML 1.0 excludes; nothing is appended then.
 void appendCanonicalText(std::string& out, std::u16string_view text);

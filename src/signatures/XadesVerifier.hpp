@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/certificates/TrustStore.hpp>
+#include <opc/certificates/X509Certificate.hpp>
+#include <opc/signatures/DigitalSignatureData.hpp>
+
+#include <vector>
+
+namespace opc::model {
+
+/// Compares the digests that the signed properties contain with the certificate that verified the signature: one of
+/// them has to be that of the certificate (XAdES §7.2.2), beside those of its issuers. Issuer and serial number are not
+/// compared. `None` without a certificate, too.
+/// @throws opc::Exception when OpenSSL fails.
+CertificateClaim examineCertificateClaim(const DigitalSignatureData& data,
+                                         const certificates::X509Certificate& certificate);
+
+/// Verifies the time stamps of the signature value, in document order. With an empty `trust` none is trusted, nor is
+/// one whose imprint is made with MD5.
+/// @throws opc::Exception when OpenSSL fails; faults of a time stamp are problems of its report.
+std::vector<TimeStampReport> examineTimeStamps(const DigitalSignatureData& data, const certificates::TrustStore& trust);
+
+} // namespace opc::model
