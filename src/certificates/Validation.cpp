@@ -107,7 +107,7 @@ int checkChain(X509* certificate, const X509CertificateChain& chain, const Certi
         return status == X509_V_OK ? X509_V_ERR_UNSPECIFIED : status;
     }
     STACK_OF(X509)* const path = X509_STORE_CTX_get0_chain(context.get());
-    if (options.checksPurpose() && !isMadeForSignatures(path))
+    if ((options.checksPurpose() || purpose != ANY_PURPOSE) && !isMadeForSignatures(path))
         return X509_V_ERR_INVALID_PURPOSE;
     const X509* const end = sk_X509_value(path, sk_X509_num(path) - 1);
     anchor = std::make_shared<const X509Certificate>(copyOf(end, errors));

@@ -8,8 +8,8 @@
 
 namespace opc::certificates {
 
-/// Validates the certificate of a time stamp authority for a point in time as `X509Certificate::validate` does, but for
-/// the purpose: it has to be for time stamping only (RFC 3161 §2.3), and the others of the path for issuing.
+/// Validates the certificate of a time stamp authority for a point in time as `X509Certificate::validate` does, but
+/// that its purpose has to be time stamping only (RFC 3161 §2.3).
 /// @throws opc::Exception when OpenSSL fails.
 CertificateValidationResults validateForTimeStamping(const X509Certificate& certificate,
                                                      const X509CertificateChain& chain,

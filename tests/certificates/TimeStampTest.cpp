@@ -27,6 +27,8 @@ protected:
         authority.issue({"curve", "root", "", stamping});
         authority.issue({"lax", "root", "", "extendedKeyUsage=timeStamping"});
         authority.issue({"both", "root", "", "extendedKeyUsage=critical,timeStamping,emailProtection"});
+        authority.issue({"server", "root", "", "basicConstraints=critical,CA:TRUE\nextendedKeyUsage=serverAuth"});
+        authority.issue({"underserver", "server", "", stamping});
         authority.issue({"stranger", "stranger", "", stamping});
         authority.write("serial", "77");
         authority.issue({"tsa", "root", "", stamping});
