@@ -56,10 +56,8 @@ protected:
     Bytes token(const std::string& words) const {
         std::vector<std::string> arguments = {"cms", "-sign", "-binary", "-outform", "DER",
                                               "-in", "info",  "-out",    "token"};
-        if (words.find("-stream") == std::string::npos)
-            arguments.emplace_back("-nodetach");
         if (words.find("-econtent_type") == std::string::npos)
-            arguments = plus(arguments, {"-econtent_type", "id-smime-ct-TSTInfo"});
+            arguments = plus(arguments, {"-nodetach", "-econtent_type", "id-smime-ct-TSTInfo"});
         std::vector<std::string> fields;
         boost::split(fields, words, boost::is_any_of(" "));
         for (const std::string& field : fields) {
