@@ -29,8 +29,8 @@ using Info = crypto::Owned<TS_TST_INFO, TS_TST_INFO_free>;
 using SharedCertificates = crypto::Owned<STACK_OF(X509), freeCertificates>;
 
 /// Tokens in use have some thousand bytes and a few certificates; some contain revocation lists.
-constexpr std::size_t LARGEST_TOKEN = 4 << 20;
-constexpr int MOST_CERTIFICATES = 100;
+constexpr std::size_t LARGEST_TOKEN = 1 << 20;
+constexpr int MOST_CERTIFICATES = 50;
 
 std::optional<DigestAlgorithm> toDigestAlgorithm(const ASN1_OBJECT* identifier) {
     switch (OBJ_obj2nid(identifier)) {
@@ -74,7 +74,7 @@ bool isDigest(const Bytes& value, DigestAlgorithm algorithm, const Octets& octet
 /// A CMS message in the library's own context: OpenSSL's functions for time stamps know only that of the program.
 Message readMessage(const Bytes& der, const ErrorScope& errors) {
     if (der.size() > LARGEST_TOKEN)
-        throw Exception("The time stamp is larger than 4 MiB.");
+        throw Exception("The time stamp is larger than 1 MiB.");
     CMS_ContentInfo* raw = CMS_ContentInfo_new_ex(crypto::libraryContext(), nullptr);
     errors.require(raw != nullptr, "The time stamp cannot be read");
     const unsigned char* position = der.data();

@@ -30,7 +30,7 @@ constexpr char16_t XADES_NAMESPACE[] = u"http://uri.etsi.org/01903/v1.3.2#";
 constexpr std::u16string_view ANY_XADES_NAMESPACE = u"http://uri.etsi.org/01903/v";
 
 /// More are listed and not examined: each costs some signature verifications.
-constexpr std::size_t MOST_TIME_STAMPS = 100;
+constexpr std::size_t MOST_TIME_STAMPS = 20;
 
 /// In bytes; the value of the longest key has 1368.
 constexpr std::size_t LONGEST_IMPRINT = 1 << 16;

@@ -24,7 +24,7 @@ public:
     /// Reads a token; nothing is verified.
     /// @throws opc::Exception when the bytes are not exactly one token (a ContentInfo with SignedData over a TSTInfo,
     /// and
-    ///         one signer), or more than 4 MiB; it contains more than 100 certificates, or a malformed one; or it has
+    ///         one signer), or more than 1 MiB; it contains more than 50 certificates, or a malformed one; or it has
     ///         another version than 1 or a critical extension.
     static TimeStamp fromDER(const std::vector<unsigned char>& der);
 
