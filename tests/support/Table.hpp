@@ -10,9 +10,9 @@
 
 namespace opc::test {
 
-/// The rows of a file below tests/; tabs stand between their fields. Lines that start with "# " are comments.
-inline std::vector<std::vector<std::string>> readTable(const std::string& file) {
-    std::ifstream stream(std::string(OPCRAFT_TESTS) + "/" + file);
+/// The rows of a file; tabs stand between their fields. Lines that start with "# " are comments.
+inline std::vector<std::vector<std::string>> readRows(const std::string& file) {
+    std::ifstream stream(file);
     std::vector<std::vector<std::string>> rows;
     for (std::string line; std::getline(stream, line);)
         if (!boost::starts_with(line, "# "))
@@ -20,6 +20,11 @@ inline std::vector<std::vector<std::string>> readTable(const std::string& file) 
     if (rows.empty())
         throw std::runtime_error("no rows in " + file);
     return rows;
+}
+
+/// Those of a file below tests/.
+inline std::vector<std::vector<std::string>> readTable(const std::string& file) {
+    return readRows(std::string(OPCRAFT_TESTS) + "/" + file);
 }
 
 /// A text in which "\x41" stands for a byte.
