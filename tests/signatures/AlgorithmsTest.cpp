@@ -4,8 +4,10 @@
 #include <opc/core/Exception.hpp>
 #include <opc/signatures/AlgorithmURIMap.hpp>
 #include <opc/signatures/DigitalSignatureVerificationStatus.hpp>
+#include <opc/signatures/SignatureAlgorithm.hpp>
 
 #include <functional>
+#include <tuple>
 
 namespace opc::model {
 
@@ -85,6 +87,43 @@ TEST(Algorithms, ThatAreNotKnownAreRefused) {
     } catch (const Exception& e) {
         EXPECT_EQ(e.code(), boost::system::error_code(0, boost::system::system_category()));
     }
+}
+
+TEST(Algorithms, OfSignaturesHaveAKindOfKeyAndADigest) {
+    using crypto::KeyKind;
+    const std::tuple<const char16_t*, KeyKind, DigestMethod> rows[] = {
+        {u"2001/04/xmldsig-more#rsa-md5", KeyKind::RSA, DigestMethod::MD5},
+        {u"2000/09/xmldsig#rsa-sha1", KeyKind::RSA, DigestMethod::SHA1},
+        {u"2001/04/xmldsig-more#rsa-sha512", KeyKind::RSA, DigestMethod::SHA512},
+        {u"2001/04/xmldsig-more#ecdsa-sha1", KeyKind::EC, DigestMethod::SHA1},
+        {u"2001/04/xmldsig-more#ecdsa-sha224", KeyKind::EC, DigestMethod::SHA224},
+        {u"2001/04/xmldsig-more#ecdsa-sha256", KeyKind::EC, DigestMethod::SHA256},
+        {u"2001/04/xmldsig-more#ecdsa-sha384", KeyKind::EC, DigestMethod::SHA384},
+        {u"2001/04/xmldsig-more#ecdsa-sha512", KeyKind::EC, DigestMethod::SHA512},
+        {u"2000/09/xmldsig#dsa-sha1", KeyKind::DSA, DigestMethod::SHA1},
+        {u"2009/xmldsig11#dsa-sha256", KeyKind::DSA, DigestMethod::SHA256},
+    };
+    for (const auto& [name, keyKind, digestMethod] : rows) {
+        const auto algorithm = SignatureAlgorithm::of(u"http://www.w3.org/" + std::u16string(name));
+        EXPECT_EQ(algorithm.keyKind, keyKind);
+        EXPECT_EQ(algorithm.digestMethod, digestMethod);
+        EXPECT_EQ(SignatureAlgorithm::of(keyKind, digestMethod).identifier, algorithm.identifier);
+        EXPECT_EQ(SignatureAlgorithm::findUnsupportedName(algorithm.identifier), "");
+    }
+    const std::pair<const char16_t*, const char*> others[] = {
+        {u"http://www.w3.org/2007/05/xmldsig-more#rsa-pss", "RSA-PSS"},
+        {u"http://www.w3.org/2007/05/xmldsig-more#sha256-rsa-MGF1", "RSA-PSS"},
+        {u"http://www.w3.org/2001/04/xmldsig-more#hmac-sha256", "HMAC"},
+        {u"http://www.w3.org/2021/04/xmldsig-more#eddsa-ed25519", "EdDSA"},
+        {u"http://www.w3.org/2001/04/xmldsig-more#RSA-SHA1", ""},
+    };
+    for (const auto& [identifier, name] : others) {
+        EXPECT_FALSE(SignatureAlgorithm::of(identifier).keyKind || SignatureAlgorithm::of(identifier).digestMethod);
+        EXPECT_EQ(SignatureAlgorithm::findUnsupportedName(identifier), name);
+    }
+    for (const auto& [keyKind, digestMethod] :
+         {std::pair(KeyKind::DSA, DigestMethod::SHA512), {KeyKind::EC, DigestMethod::MD5}})
+        EXPECT_THROW(SignatureAlgorithm::of(keyKind, digestMethod), Exception);
 }
 
 TEST(VerificationStatus, IsValidOnlyWhenSignatureAndCertificateAre) {
