@@ -2,7 +2,6 @@
 #include "signatures/SignatureDocumentReader.hpp"
 
 #include <opc/core/ByteArrayInAdaptor.hpp>
-#include <opc/core/Strings.hpp>
 #include <opc/core/Time.hpp>
 #include <opc/crypto/CryptoEngine.hpp>
 #include <opc/crypto/UnsupportedKeySize.hpp>
@@ -11,6 +10,7 @@
 #include "errors/ErrorPlaces.hpp"
 #include "model/ItemBytes.hpp"
 #include "signatures/SignatureDocumentWriter.hpp"
+#include "signatures/SignatureElements.hpp"
 #include "signatures/SignatureFormRules.hpp"
 #include "signatures/SignatureKeys.hpp"
 #include "xml/BoundedParser.hpp"
@@ -47,10 +47,6 @@ constexpr char16_t SIGNED_PROPERTIES_TYPE[] = u"http://uri.etsi.org/01903#Signed
     throw InvalidPartContent(message);
 }
 
-std::string narrow(std::u16string_view text) {
-    return detail::toUTF8String(text, false);
-}
-
 /// Writes a human-readable log; does nothing on a null stream.
 class Trace {
 public:
@@ -81,36 +77,18 @@ DOMElement* requiredChild(const DOMElement* parent, const char16_t* name,
     return found;
 }
 
-/// All text of an element, comments left out.
-std::u16string textOf(const DOMElement* element) {
-    std::u16string text;
-    for (const auto* node = element->getFirstChild(); node != nullptr; node = node->getNextSibling())
-        if (node->getNodeType() == xercesc::DOMNode::TEXT_NODE ||
-            node->getNodeType() == xercesc::DOMNode::CDATA_SECTION_NODE)
-            text += node->getNodeValue();
-    return text;
-}
-
-bool isBlank(const std::u16string& text) {
-    return text.find_first_not_of(u" \t\r\n") == std::u16string::npos;
-}
-
 /// The text of a required child, which must not be blank.
 std::u16string requiredText(const DOMElement* parent, const char16_t* name,
                             const char16_t* namespaceURI = DSIG_NAMESPACE) {
-    std::u16string text = textOf(requiredChild(parent, name, namespaceURI));
+    std::u16string text = textOf(*requiredChild(parent, name, namespaceURI));
     if (isBlank(text))
         refuse("XML signature: " + narrow(name) + " is empty.");
     return text;
 }
 
-std::u16string attribute(const DOMElement* element, const char16_t* name) {
-    return element->getAttributeNS(nullptr, name);
-}
-
 /// A required attribute, which must not be empty.
 std::u16string requiredAttribute(const DOMElement* element, const char16_t* name, const char* message) {
-    std::u16string value = attribute(element, name);
+    std::u16string value = attributeOf(*element, name);
     if (value.empty())
         refuse(message);
     return value;
@@ -185,7 +163,7 @@ private:
     }
 
     static certificates::X509Certificate readCertificate(const DOMElement* element) {
-        const std::u16string text = textOf(element);
+        const std::u16string text = textOf(*element);
         if (isBlank(text))
             refuse("XML signature: x509CertificateElement is empty.");
         return translatingCryptoErrors("X509Certificate", [&text] {
@@ -247,7 +225,7 @@ private:
 
     static void readURI(const DOMElement* element, ReferenceData& reference) {
         try {
-            reference.uri = URI(attribute(element, u"URI"));
+            reference.uri = URI(attributeOf(*element, u"URI"));
         } catch (const InvalidURI&) {
             refuse("XML signature: Reference URI is not valid");
         }
@@ -266,8 +244,8 @@ private:
 
     /// The content that references of `SignedInfo` and of the manifest have in common.
     void readReferenceBody(const DOMElement* element, ReferenceData& reference) {
-        reference.id = attribute(element, u"Id");
-        reference.type = attribute(element, u"Type");
+        reference.id = attributeOf(*element, u"Id");
+        reference.type = attributeOf(*element, u"Type");
         trace_("URI = ", reference.uri.toString());
         trace_("Type = ", reference.type);
         reference.digestMethod = requiredAttribute(requiredChild(element, u"DigestMethod"), u"Algorithm",
@@ -397,13 +375,13 @@ private:
     void readSignatureProperty(const DOMElement* property) {
         const std::u16string target =
             requiredAttribute(property, u"Target", "XML signature: SignatureProperty does not have a target.");
-        if (target != u"#" + attribute(&root_, u"Id"))
+        if (target != u"#" + attributeOf(root_, u"Id"))
             refuse("XML signature: the target of a SignatureProperty is not its signature.");
         requiredChild(property, u"SignatureTime", PACKAGE_SIGNATURE_NAMESPACE);
         for (const DOMElement* time : children(property, PACKAGE_SIGNATURE_NAMESPACE, u"SignatureTime")) {
             if (!data_.signatureProperties.empty())
                 refuse("XML signature: There must exist only one SignatureTime element.");
-            data_.signatureProperties.push_back({target, attribute(property, u"Id"),
+            data_.signatureProperties.push_back({target, attributeOf(*property, u"Id"),
                                                  requiredText(time, u"Format", PACKAGE_SIGNATURE_NAMESPACE),
                                                  requiredText(time, u"Value", PACKAGE_SIGNATURE_NAMESPACE)});
             readTime(data_.signatureProperties.back());
