@@ -16,6 +16,7 @@
 #include "signatures/SignatureDocumentReader.hpp"
 #include "signatures/SignatureKeys.hpp"
 #include "signatures/SigningClock.hpp"
+#include "signatures/StandardSignatureReader.hpp"
 #include "support/FixedKey.hpp"
 #include "support/PackageContent.hpp"
 #include "xml/CanonicalXml.hpp"
@@ -23,6 +24,7 @@
 
 #include <boost/date_time/posix_time/posix_time.hpp>
 
+#include <algorithm>
 #include <ostream>
 
 namespace {
@@ -186,11 +188,51 @@ private:
     std::pair<std::string, std::string> signedTexts_;
 };
 
+/// What the fixed key signed in a standard form, in one of the seeds. It signed nothing else in that form.
+constexpr char16_t signedStatement[] =
+    u"2026-03-04T05:06:07Z 2026-03-04T05:06:07Z /word/document.xml?ContentType=application/xml AA== "
+    u"/_rels/.rels?ContentType=application/vnd.openxmlformats-package.relationships+xml AA== rId1 urn:main ";
+
+bool isValid(const DigitalSignatureData& data) {
+    static const auto key = opc::crypto::PublicKey::fromDER(
+        opc::crypto::RSAPrivateKey::fromDER(CryptoEngine::decodeBase64(opc::test::FIXED_PRIVATE_KEY))
+            .getPublicKey()
+            .toDER());
+    return isSignatureValueValid(data, key) &&
+           std::all_of(data.signedInfoReferences.begin(), data.signedInfoReferences.end(), [&](const auto& each) {
+               const std::string& octets = data.standard.elements.at(each.uri.getFragment());
+               return CryptoEngine::decodeBase64(each.digestValue) ==
+                      digest(octets, AlgorithmURIMap::getDigestMethod(each.digestMethod));
+           });
+}
+
+void takeStandard(const Bytes& part) {
+    opc::ByteArrayInAdaptor stream(part);
+    DigitalSignatureData data;
+    try {
+        data = readStandardSignature(stream, opc::Limits{});
+    } catch (const InvalidPartContent&) { // the reader says no in one way
+        return;
+    }
+    if (!isValid(data))
+        return;
+    std::u16string statement =
+        data.signatureProperties.at(0).value + u' ' + data.standard.properties.signingTimeText + u' ';
+    for (const auto& each : data.manifestReferences) {
+        statement += each.uri.toString() + u' ' + each.digestValue + u' ';
+        for (const auto* texts : {&each.relationshipSourceIds, &each.relationshipSourceTypes})
+            for (const std::u16string& text : *texts)
+                statement += text + u' ';
+    }
+    OPCRAFT_REQUIRE(statement == signedStatement);
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const XercesGuard guard;
     static SignedPackage package;
     package.take(Bytes(data, data + size));
+    takeStandard(Bytes(data, data + size));
     return 0;
 }
