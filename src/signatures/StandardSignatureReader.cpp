@@ -281,7 +281,8 @@ Data readDocument(const xercesc::DOMLSParser& parser, const xercesc::DOMDocument
     const DOMElement* root = document.getDocumentElement();
     if (root == nullptr || !isElement(*root, DSIG_NAMESPACE, u"Signature"))
         refuseSignature("Signature is not present.");
-    if (View(document.getXmlVersion()) != u"1.0")
+    const XMLCh* version = document.getXmlVersion(); // null without a declaration
+    if (version != nullptr && View(version) != u"1.0")
         refuseSignature("the document is not XML 1.0.");
     Data data;
     checkAt(parser, *root, nullptr, [&] { data = Reading(parser, *root, limits).read(); });
