@@ -7,7 +7,8 @@
 
 #include "certificates/IssuerSerial.hpp"
 #include "signatures/Base64.hpp"
-#include "signatures/SignatureFormRules.hpp"
+#include "signatures/CanonicalizationMethods.hpp"
+#include "signatures/SignatureElements.hpp"
 #include "xml/CanonicalXml.hpp"
 #include "xml/ChildElements.hpp"
 #include "xml/TreeWalk.hpp"
@@ -41,22 +42,14 @@ struct ImprintMethod {
     CanonicalComments comments;
 };
 constexpr ImprintMethod IMPRINT_METHODS[] = {
-    {u"http://www.w3.org/TR/2001/REC-xml-c14n-20010315", canonicalize, CanonicalComments::Omit},
-    {u"http://www.w3.org/TR/2001/REC-xml-c14n-20010315#WithComments", canonicalize, CanonicalComments::Keep},
+    {C14N, canonicalize, CanonicalComments::Omit},
+    {C14N_WITH_COMMENTS, canonicalize, CanonicalComments::Keep},
     {u"http://www.w3.org/2001/10/xml-exc-c14n#", canonicalizeExclusively, CanonicalComments::Omit},
     {u"http://www.w3.org/2001/10/xml-exc-c14n#WithComments", canonicalizeExclusively, CanonicalComments::Keep},
 };
 
 constexpr std::u16string_view ENCODINGS[] = {u"", u"http://uri.etsi.org/01903/v1.2.2#DER",
                                              u"http://uri.etsi.org/01903/v1.2.2#BER"};
-
-[[noreturn]] void refuse(const std::string& message) {
-    throw InvalidPartContent("XML signature: " + message);
-}
-
-std::string narrow(std::u16string_view text) {
-    return detail::toUTF8String(text, false);
-}
 
 /// The child of that name, which may be there once; null when there is none, or no parent.
 const DOMElement* onlyChild(const DOMElement* parent, const char16_t* name,
@@ -65,7 +58,7 @@ const DOMElement* onlyChild(const DOMElement* parent, const char16_t* name,
         return nullptr;
     const auto found = children(parent, namespaceURI, name);
     if (found.size() > 1)
-        refuse(narrow(parent->getLocalName()) + " contains more than one " + narrow(name) + ".");
+        refuseSignature(nameOf(*parent) + " contains more than one " + narrow(name) + ".");
     return found.empty() ? nullptr : found.front();
 }
 
@@ -76,13 +69,11 @@ std::u16string textIn(const DOMElement* element) {
     while (const DOMNode* node = element == nullptr ? nullptr : walk.next())
         if (node->getNodeType() == DOMNode::TEXT_NODE || node->getNodeType() == DOMNode::CDATA_SECTION_NODE)
             text += node->getNodeValue();
-    constexpr std::u16string_view blanks = u" \t\r\n";
-    text.erase(text.find_last_not_of(blanks) + 1);
-    return text.erase(0, text.find_first_not_of(blanks));
+    return trimmed(text);
 }
 
-std::u16string attributeOf(const DOMElement* element, const char16_t* name) {
-    return element == nullptr ? std::u16string() : element->getAttributeNS(nullptr, name);
+std::u16string attributeIn(const DOMElement* element, const char16_t* name) {
+    return element == nullptr ? std::u16string() : attributeOf(*element, name);
 }
 
 void addText(std::vector<std::u16string>& texts, const DOMElement* element) {
@@ -113,7 +104,7 @@ void readCertificates(const DOMElement* signingCertificate, SignedProperties& pr
     for (const DOMElement* certificate : children(signingCertificate, XADES_NAMESPACE, u"Cert")) {
         const DOMElement* const digest = onlyChild(certificate, u"CertDigest");
         const DOMElement* const name = onlyChild(certificate, u"IssuerSerial");
-        CertificateReference reference{attributeOf(onlyChild(digest, u"DigestMethod", DSIG_NAMESPACE), u"Algorithm"),
+        CertificateReference reference{attributeIn(onlyChild(digest, u"DigestMethod", DSIG_NAMESPACE), u"Algorithm"),
                                        textIn(onlyChild(digest, u"DigestValue", DSIG_NAMESPACE)),
                                        textIn(onlyChild(name, u"X509IssuerName", DSIG_NAMESPACE)),
                                        textIn(onlyChild(name, u"X509SerialNumber", DSIG_NAMESPACE))};
@@ -156,7 +147,7 @@ void readCommitments(const DOMElement* dataObjectProperties, SignedProperties& p
 
 SignedProperties readSignedProperties(const DOMElement* element) {
     SignedProperties properties;
-    properties.id = attributeOf(element, u"Id");
+    properties.id = attributeIn(element, u"Id");
     const DOMElement* const ofSignature = onlyChild(element, u"SignedSignatureProperties");
     properties.signingTimeText = textIn(onlyChild(ofSignature, u"SigningTime"));
     properties.signingTime = convertStringToTime(properties.signingTimeText);
@@ -230,8 +221,7 @@ private:
     Stamp imprintOf(const DOMElement& element) {
         const auto methods = children(&element, DSIG_NAMESPACE, u"CanonicalizationMethod");
         Stamp stamp;
-        stamp.canonicalizationMethod =
-            methods.empty() ? std::u16string(IMPRINT_METHODS[0].identifier) : attributeOf(methods[0], u"Algorithm");
+        stamp.canonicalizationMethod = methods.empty() ? std::u16string(C14N) : attributeOf(*methods[0], u"Algorithm");
         if (methods.size() > 1 || (!methods.empty() && methods[0]->getFirstElementChild() != nullptr))
             stamp.problem = "The time stamp has more than one canonicalization method, or one with parameters.";
         else if (signatureValue_ == nullptr)
@@ -245,7 +235,7 @@ private:
     }
 
     static Stamp withToken(Stamp stamp, const DOMElement& token) {
-        const std::u16string encoding = attributeOf(&token, u"Encoding");
+        const std::u16string encoding = attributeOf(token, u"Encoding");
         auto der = fromBase64(textIn(&token));
         if (std::find(std::begin(ENCODINGS), std::end(ENCODINGS), encoding) == std::end(ENCODINGS))
             stamp.problem = problemOf("The encoding \"", encoding, "\" of the time stamp is not supported.");
@@ -282,10 +272,10 @@ bool isQualifyingProperties(const DOMElement& element) {
 void readQualifyingProperties(const DOMElement& qualifyingProperties, DigitalSignatureData& data) {
     DigitalSignatureData::StandardData& standard = data.standard;
     if (standard.hasProperties)
-        refuse("there is more than one QualifyingProperties.");
-    const std::u16string target = attributeOf(&qualifyingProperties, u"Target");
+        refuseSignature("there is more than one QualifyingProperties.");
+    const std::u16string target = attributeOf(qualifyingProperties, u"Target");
     if (standard.documentId.empty() || target != u"#" + standard.documentId)
-        refuse("the Target of QualifyingProperties, \"" + narrow(target) + "\", is not the signature.");
+        refuseSignature("the Target of QualifyingProperties, \"" + narrow(target) + "\", is not the signature.");
     standard.hasProperties = true;
     if (!isElement(qualifyingProperties, XADES_NAMESPACE, u"QualifyingProperties")) {
         standard.unsignedProperties.others.emplace_back(u"QualifyingProperties");
