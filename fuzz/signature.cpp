@@ -16,7 +16,11 @@
 #include "signatures/SignatureDocumentReader.hpp"
 #include "signatures/SignatureKeys.hpp"
 #include "signatures/SigningClock.hpp"
+<<<<<<< HEAD
 #include "signatures/StandardSignatureReader.hpp"
+=======
+#include "signatures/SigningData.hpp"
+>>>>>>> 9f78637 (Make signatures of the standard forms, with a signer wherever its key lies)
 #include "support/FixedKey.hpp"
 #include "support/PackageContent.hpp"
 #include "xml/CanonicalXml.hpp"
@@ -82,7 +86,9 @@ void signAgain(DigitalSignatureData& data, const opc::crypto::RSAPrivateKey& key
                 reference.digestMethod = AlgorithmURIMap::getAlgorithmURI(DigestMethod::SHA256);
                 reference.digestValue = opc::toString(CryptoEngine::encodeBase64(digest(text, DigestMethod::SHA256)));
             }
-    data.signatureValue = makeSignatureValue(data, key);
+    auto signer = CryptoEngine::createRSASigner(key, opc::crypto::DigestAlgorithm::SHA256);
+    signer.update(opc::fuzz::bytesOf(getOctetsToSign(data)));
+    data.signatureValue = opc::toString(CryptoEngine::encodeBase64(signer.sign()));
 }
 
 /// A valid signature claims of every part that it names the content type and the digest that the part has.

@@ -336,6 +336,18 @@ CoverageReport Coverage::examineCountersignature(const SignatureReport& report) 
     return coverage;
 }
 
+SigningRequest Coverage::makeRequest() const {
+    SigningRequest request;
+    for (const auto& [name, entry] : parts_)
+        if (entry.category == Category::Content)
+            request.parts.push_back(name);
+    for (const Link& link : links_)
+        if (link.category == Category::Content)
+            request.selectors.emplace_back(link.relationship.getSourceURI(), RelationshipSelectorType::ById,
+                                           link.relationship.getID());
+    return request;
+}
+
 SigningGaps Coverage::findGaps() const {
     SigningGaps gaps;
     for (const Link& link : links_)

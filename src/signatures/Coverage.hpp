@@ -3,6 +3,7 @@
 
 #include <opc/model/Package.hpp>
 #include <opc/signatures/CoverageReport.hpp>
+#include <opc/signatures/DigitalSignatureManager.hpp>
 #include <opc/signatures/VerificationReport.hpp>
 
 #include "signatures/SignatureFormRules.hpp"
@@ -29,6 +30,8 @@ public:
     /// @throws InvalidSignature when the limit is exceeded.
     std::vector<CoverageReport> examine(const std::vector<SignatureReport>& reports) const;
     SigningGaps findGaps() const;
+    /// All that has to be covered; relationships by Id.
+    SigningRequest makeRequest() const;
 
     /// A relationship of the package: its source in lower case, and its ID.
     using Key = std::pair<std::u16string, std::u16string>;

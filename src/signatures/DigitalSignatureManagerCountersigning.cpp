@@ -7,6 +7,9 @@
 #include "signatures/PackageGuards.hpp"
 #include "signatures/PackageSigner.hpp"
 #include "signatures/SignatureDocumentReader.hpp"
+#include "signatures/SignatureOrigin.hpp"
+
+#include <set>
 
 namespace opc::model {
 
@@ -14,6 +17,24 @@ namespace {
 
 std::u16string countersignatureName() {
     return std::u16string(SIGNATURE_NAME_PREFIX) + COUNTERSIGNATURE_ID;
+}
+
+/// All signature parts, and the relationships that lead to them, by Id.
+SigningRequest makeStandardCountersignRequest(const Package& package, const SignatureFormRules& form) {
+    const auto toOrigin = findOriginRelationship(package, form);
+    if (!toOrigin)
+        throw SignatureNotFound("The package has no signatures of the standard forms.");
+    const Part origin = package.getPart(PartName(toOrigin->getTargetURI()));
+    SigningRequest request;
+    request.selectors.emplace_back(PackageHelper::getPackageRootURI(), RelationshipSelectorType::ById,
+                                   toOrigin->getID());
+    std::set<PartName> names;
+    for (const Relationship& each : origin.getRelationshipsByType(form.signatureRelationshipType)) {
+        request.selectors.emplace_back(origin.getSourceURI(), RelationshipSelectorType::ById, each.getID());
+        if (names.insert(package.getPart(PartName(each.getTargetURI())).getName()).second)
+            request.parts.emplace_back(each.getTargetURI());
+    }
+    return request;
 }
 
 } // namespace
@@ -59,15 +80,22 @@ DigitalSignature DigitalSignatureManager::countersignAllSignatures(const PKCS12C
     return signatures_.emplace_back(makeSigner(true).sign(countersignHelper(), pkcs12, options, params, trustStore));
 }
 
+DigitalSignature DigitalSignatureManager::countersignAllSignatures(crypto::Signer& signer,
+                                                                   const SigningOptions& options) {
+    return signatures_.emplace_back(makeSigner(true).sign(countersignHelper(), signer, options));
+}
+
 SigningRequest DigitalSignatureManager::countersignHelper() const {
     throwIfNotOpenForModify(getPackage());
-    if (isPackageCountersigned())
+    if (!rulesOf(writtenForm_).isStandard() && isPackageCountersigned())
         throw CouldNotGenerateSignature("Package has already been countersigned once. Please remove countersignature "
                                         "before countersigning again.");
     if (!isPackageSigned())
         throw CouldNotGenerateSignature("Package has no signatures present, and so cannot be countersigned.");
     try {
         const SignatureFormRules& form = rulesOf(writtenForm_);
+        if (form.isStandard())
+            return makeStandardCountersignRequest(getPackage(), form);
         URI target(u"");
         std::u16string id;
         const Part origin = getSignatureOriginPart(target, id);

@@ -3,9 +3,12 @@
 
 #include <opc/errors/Errors.hpp>
 
+#include "signatures/Coverage.hpp"
 #include "signatures/PackageGuards.hpp"
 #include "signatures/PackageSigner.hpp"
 #include "signatures/SignatureDocumentReader.hpp"
+#include "signatures/SignatureOrigin.hpp"
+#include "signatures/StandardSignatures.hpp"
 
 namespace opc::model {
 
@@ -66,8 +69,19 @@ DigitalSignature DigitalSignatureManager::signPackage(const PKCS12Certificate& p
     return sign(all.parts, all.selectors, pkcs12, options, params, trustStore);
 }
 
+DigitalSignature DigitalSignatureManager::sign(const SigningRequest& request, crypto::Signer& signer,
+                                               const SigningOptions& options) {
+    return signatures_.emplace_back(
+        makeSigner(false).sign(makeRequest(request.parts, request.selectors), signer, options));
+}
+
 SigningRequest DigitalSignatureManager::getAllPartsAndRels() const {
     throwIfNotOpen(getPackage());
+    if (rulesOf(writtenForm_).isStandard()) {
+        const bool isOffice = writtenForm_ == SignatureForm::Office;
+        return Coverage(getPackage(), forms_, loaded(), {}, isOffice ? CoverageScope::Content : CoverageScope::All)
+            .makeRequest();
+    }
     SigningRequest request;
     const auto managedTypes = getPackage().getManagedRelationshipTypes();
     const auto addRelationships = [&](const RelationshipSource& source) {
@@ -85,8 +99,19 @@ SigningRequest DigitalSignatureManager::getAllPartsAndRels() const {
 }
 
 PackageSigner DigitalSignatureManager::makeSigner(bool isCountersignature) {
-    return {getPackage(), rulesOf(writtenForm_), signatures_,
-            [=, this] { return isCountersignature ? COUNTERSIGNATURE_ID : getNextSignatureID(); }};
+    const SignatureFormRules& form = rulesOf(writtenForm_);
+    const auto makeId = [=, this, &form]() -> std::u16string {
+        if (!form.isStandard())
+            return isCountersignature ? COUNTERSIGNATURE_ID : getNextSignatureID();
+        std::u16string id = getNextSignatureID();
+        while (getPackage().hasPart(makeSignaturePartName(form, SIGNATURE_NAME_PREFIX + id)))
+            id = getNextSignatureID();
+        return id;
+    };
+    const auto load = [this, &form](const Part& part) {
+        return form.isStandard() ? loadStandardSignature(getPackage(), part) : loadSignature(part, form);
+    };
+    return {getPackage(), form, signatures_, makeId, load};
 }
 
 } // namespace opc::model

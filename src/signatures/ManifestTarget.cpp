@@ -25,6 +25,13 @@ std::u16string unescaped(const std::u16string& text) {
     return said;
 }
 
+/// Of a query (RFC 3986 §3.4), without the "%" of escapes.
+bool isQueryCharacter(char16_t unit) {
+    constexpr std::u16string_view marks = u"-._~!$&'()*+,;=:@/?";
+    return (unit >= u'0' && unit <= u'9') || (unit >= u'A' && unit <= u'Z') || (unit >= u'a' && unit <= u'z') ||
+           marks.find(unit) != std::u16string_view::npos;
+}
+
 } // namespace
 
 ManifestTarget ManifestTarget::of(const URI& uri) {
@@ -48,6 +55,17 @@ URI makeManifestURI(const std::u16string& partName, const std::u16string& conten
     }
     throw CouldNotGenerateSignature("The content type of a part cannot stand in the URI of a reference to it: " +
                                     detail::toUTF8String(partName + u", " + contentType, false));
+}
+
+URI makeEscapedManifestURI(const std::u16string& partName, const std::u16string& contentType) {
+    constexpr std::u16string_view digits = u"0123456789ABCDEF";
+    std::u16string text = partName + CONTENT_TYPE_QUERY;
+    for (const char16_t unit : contentType) // ASCII
+        if (isQueryCharacter(unit))
+            text += unit;
+        else
+            text += {u'%', digits[unit >> 4U & 0xFU], digits[unit & 0xFU]};
+    return URI(text);
 }
 
 } // namespace opc::model

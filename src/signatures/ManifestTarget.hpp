@@ -24,4 +24,7 @@ struct ManifestTarget {
 /// @throws CouldNotGenerateSignature when the content type cannot be written in a URI.
 URI makeManifestURI(const std::u16string& partName, const std::u16string& contentType);
 
+/// The same with escapes for what a URI does not allow in a query.
+URI makeEscapedManifestURI(const std::u16string& partName, const std::u16string& contentType);
+
 } // namespace opc::model

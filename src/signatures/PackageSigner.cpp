@@ -5,11 +5,13 @@
 #include <opc/model/StandardPartInfo.hpp>
 
 #include "model/ItemBytes.hpp"
+#include "signatures/Base64.hpp"
+#include "signatures/Digests.hpp"
 #include "signatures/ErrorTranslation.hpp"
 #include "signatures/PackageGuards.hpp"
 #include "signatures/PackageVerifier.hpp"
+#include "signatures/RelationshipsCompaction.hpp"
 #include "signatures/SignatureBounds.hpp"
-#include "signatures/SignatureDocumentWriter.hpp"
 #include "signatures/SignatureKeys.hpp"
 #include "signatures/SignatureOrigin.hpp"
 #include "signatures/SigningData.hpp"
@@ -26,6 +28,7 @@ constexpr const char* KEY_DOES_NOT_VERIFY =
     "The verification key is invalid since the signature doesn't verify correctly after signing.";
 constexpr const char* CERTIFICATE_DOES_NOT_VERIFY =
     "The signature doesn't verify correctly with the given certificate.";
+constexpr const char* SIGNER_DOES_NOT_VERIFY = "The signature is not valid for the public key of the signer.";
 
 void throwIfNotSignable(const std::u16string& id, const DataToSign& data) {
     if (id.empty())
@@ -72,6 +75,45 @@ void throwIfBundleIsInvalid(const PKCS12Certificate& pkcs12) {
     }
 }
 
+/// @throws CouldNotGenerateSignature when the signer cannot make signatures of the form with the digest.
+void throwIfSignerDoesNotFit(const SignatureFormRules& form, const crypto::PublicKey& key, DigestMethod digestMethod) {
+    if (key.getKind() == crypto::KeyKind::DSA)
+        throw CouldNotGenerateSignature("DSA keys do not make new signatures.");
+    if (form.isStandard())
+        return static_cast<void>(SignatureAlgorithm::of(key.getKind(), digestMethod));
+    if (key.getKind() != crypto::KeyKind::RSA)
+        throw CouldNotGenerateSignature("Signatures in the form of the library need an RSA key.");
+    readPublicKey(key.toDER());
+}
+
+/// Whether the package has signatures of the other forms. A reader of one would not find those of the other.
+bool isSignedInAnotherForm(const Package& package, const SignatureFormRules& form) {
+    const SignatureFormRules& other = rulesOf(form.isStandard() ? SignatureForm::Library : SignatureForm::Standard);
+    const auto origins = package.getRelationshipsByType(other.originRelationshipType);
+    return std::any_of(origins.begin(), origins.end(), [&](const Relationship& each) {
+        const PartName name(each.getTargetURI());
+        return package.hasPart(name) &&
+               !package.getPart(name).getRelationshipsByType(other.signatureRelationshipType).empty();
+    });
+}
+
+void throwIfMixed(const Package& package, const SignatureFormRules& form) {
+    if (isSignedInAnotherForm(package, form))
+        throw CouldNotGenerateSignature(form.isStandard()
+                                            ? "The package has signatures in the form of the library, which are not "
+                                              "mixed with those of the standard forms."
+                                            : "The package has signatures of the standard forms, which are not mixed "
+                                              "with those in the form of the library.");
+}
+
+CertificateValidationOptions noValidation() {
+    CertificateValidationOptions options;
+    options.setCheckChain(false);
+    options.setCheckPurpose(false);
+    options.setCheckValidityTime(false);
+    return options;
+}
+
 /// Rolls a step back as far as possible. The error that led here is the one that is reported.
 template <class Action>
 void rollBack(Action action) noexcept {
@@ -85,6 +127,7 @@ void rollBack(Action action) noexcept {
 /// committed, and nothing else: a part of that name may have been there before.
 class SignaturePartCreation {
 public:
+    /// @param relationshipId of the relationship to the signature; empty for a generated one.
     SignaturePartCreation(Package& package, const SignatureFormRules& form, const PartName& name,
                           const std::u16string& relationshipId)
         : package_(package), form_(form), name_(name), relationshipId_(relationshipId) {}
@@ -115,11 +158,14 @@ public:
 
     Part createPart() {
         try {
-            if (origin_->hasRelationship(relationshipId_)) // checked first, so that no part is created in vain
+            // Checked first, so that no part is created in vain.
+            if (!relationshipId_.empty() && origin_->hasRelationship(relationshipId_))
                 throw RelationshipAlreadyExists("Relationship ID already exists");
             const Part part = package_.createPart(name_, ContentType(form_.signatureContentType), StandardPartInfo());
             createdPart_ = true;
-            origin_->createInternalRelationship(form_.signatureRelationshipType, name_.getURI(), relationshipId_);
+            relationshipId_ =
+                origin_->createInternalRelationship(form_.signatureRelationshipType, name_.getURI(), relationshipId_)
+                    .getID();
             createdRelationship_ = true;
             return part;
         } catch (const Exception& e) {
@@ -147,7 +193,7 @@ private:
     Package& package_;
     const SignatureFormRules& form_;
     const PartName name_;
-    const std::u16string relationshipId_;
+    std::u16string relationshipId_;
     std::optional<Part> origin_;
     bool createdOrigin_ = false;
     bool createdPart_ = false;
@@ -156,14 +202,34 @@ private:
 
 } // namespace
 
+struct PackageSigner::Material : SigningMaterial {
+    std::function<Bytes(const Bytes& octets)> makeValue;
+    const char* mismatch; ///< the message when a value is not valid for the key
+};
+
 /// The key that signs, and what verifies it: a public key or a certificate. Without either, the key's own public part.
-struct PackageSigner::Material {
+struct PackageSigner::Keys {
     const Bytes& signingKey;
+    const SignatureParams& params;
     Bytes verificationKey{};
     X509Certificate certificate{};
     X509CertificateChain chain{};
     const char* mismatch; ///< the message when the two do not belong together
 
+    Material toMaterial() const {
+        throwIfKeyLengthIsOff(signingKey, verificationKey, params);
+        return translatingErrorsTo<CouldNotGenerateSignature>([&] {
+            const auto signer =
+                std::make_shared<crypto::KeySigner>(crypto::KeySigner::fromPEMOrDER(readSigningKey().toDER().get()));
+            const auto makeValue = [signer, digest = toDigestAlgorithm(params.getDigestMethod())](const Bytes& octets) {
+                return translatingErrorsTo<CouldNotGenerateSignature>([&] { return signer->sign(digest, octets); });
+            };
+            return Material{
+                {params.getDigestMethod(), signer->getPublicKey(), certificate, chain, {}}, makeValue, mismatch};
+        });
+    }
+
+private:
     std::optional<crypto::RSAPublicKey> readVerificationKey() const {
         if (!certificate.isEmpty())
             return readPublicKey(certificate);
@@ -173,7 +239,7 @@ struct PackageSigner::Material {
     }
 
     /// The signing key, if it fits the parameters and belongs to the key that verifies.
-    crypto::RSAPrivateKey readSigningKey(const SignatureParams& params) const {
+    crypto::RSAPrivateKey readSigningKey() const {
         const auto publicKey = readVerificationKey();
         crypto::RSAPrivateKey key = readPrivateKey(signingKey);
         if (!fitsParams(key.getKeySize(), params) || (publicKey && !fitsParams(publicKey->getKeySize(), params)))
@@ -185,26 +251,62 @@ struct PackageSigner::Material {
 };
 
 PackageSigner::PackageSigner(Package& package, const SignatureFormRules& form,
-                             const std::vector<DigitalSignature>& existing, MakeId makeId)
-    : package_(package), form_(form), existing_(existing), makeId_(std::move(makeId)) {}
+                             const std::vector<DigitalSignature>& existing, MakeId makeId, Load load)
+    : package_(package), form_(form), existing_(existing), makeId_(std::move(makeId)), load_(std::move(load)) {}
 
-DigitalSignature PackageSigner::make(const SigningRequest& request, const Material& material,
-                                     const SignatureParams& params) {
-    const DataToSign data = computeDataToSign(package_, request, params.getDigestMethod());
+std::shared_ptr<DigitalSignatureData> PackageSigner::make(const SigningRequest& request, DigestMethod digestMethod,
+                                                          const std::function<Material()>& prepare) {
+    const DataToSign data = computeDataToSign(package_, form_, request, digestMethod);
     throwIfTooMuchIsSigned<CouldNotGenerateSignature>(existing_, request.parts.size() + data.relationships.size());
     const std::u16string id = makeId_();
     throwIfNotSignable(id, data);
-    throwIfKeyLengthIsOff(material.signingKey, material.verificationKey, params);
+    const Material material = prepare();
+    throwIfMixed(package_, form_);
+    const auto made = translatingErrorsTo<CouldNotGenerateSignature>(
+        [&] { return makeSignatureData(package_, form_, id, data, material); });
+    const std::string text = getOctetsToSign(*made);
+    const Bytes octets(text.begin(), text.end());
+    const Bytes value = material.makeValue(octets); // its exceptions are those of the signer
     return translatingErrorsTo<CouldNotGenerateSignature>([&] {
-        const crypto::RSAPrivateKey key = material.readSigningKey(params);
-        auto made = makeSignatureData(package_, form_, id, data, params);
-        if (material.certificate.isEmpty())
-            made->publicKey = key.getPublicKey();
-        made->certificate = material.certificate;
-        made->certificateChain = material.chain;
-        made->signatureValue = makeSignatureValue(*made, key);
-        store(*made);
-        return DigitalSignature(std::move(made));
+        if (!material.key.verify(toDigestAlgorithm(digestMethod), octets, value))
+            throw CouldNotGenerateSignature(material.mismatch);
+        made->signatureValue = toBase64(value);
+        return made;
+    });
+}
+
+DigitalSignature PackageSigner::sign(const SigningRequest& request, crypto::Signer& signer,
+                                     const SigningOptions& options) {
+    throwIfNotOpenForModify(package_);
+    const crypto::PublicKey key = signer.getPublicKey();
+    const crypto::DigestAlgorithm digest = toDigestAlgorithm(options.digestMethod);
+    if (!signer.supports(digest))
+        throw CouldNotGenerateSignature("The signer does not support the digest.");
+    translatingErrorsTo<CouldNotGenerateSignature>([&] {
+        throwIfSignerDoesNotFit(form_, key, options.digestMethod);
+        throwIfMixed(package_, form_);
+        if (options.certificate.isEmpty())
+            return;
+        throwIfCertificateIsRefused(options.certificate, options.chain, options.validation, options.trust);
+        if (options.certificate.getSubjectPublicKey() != key)
+            throw CouldNotGenerateSignature("The certificate is not one of the key of the signer.");
+    });
+    const auto makeValue = [&](const Bytes& octets) { return signer.sign(digest, octets); };
+    const Material material{{options.digestMethod, key, options.certificate, options.chain, options.comments},
+                            makeValue,
+                            SIGNER_DOES_NOT_VERIFY};
+    const auto made = make(
+        request, options.digestMethod, [&] { return material; });
+    return translatingErrorsTo<CouldNotGenerateSignature>([&] { return store(*made); });
+}
+
+DigitalSignature PackageSigner::sign(const SigningRequest& request, const Keys& keys) {
+    const auto made = make(request, keys.params.getDigestMethod(), [&] { return keys.toMaterial(); });
+    return translatingErrorsTo<CouldNotGenerateSignature>([&] {
+        if (form_.isStandard())
+            return store(*made);
+        writePart(*made);
+        return DigitalSignature(made);
     });
 }
 
@@ -213,7 +315,9 @@ DigitalSignature PackageSigner::sign(const SigningRequest& request, const Bytes&
     throwIfKeyIsEmpty(signingKey);
     throwIfNotOpenForModify(package_);
     const DigitalSignature signature =
-        make(request, {signingKey, verificationKey, {}, {}, KEY_DOES_NOT_VERIFY}, params);
+        sign(request, Keys{signingKey, params, verificationKey, {}, {}, KEY_DOES_NOT_VERIFY});
+    if (form_.isStandard())
+        return signature;
     return translatingErrorsTo<CouldNotGenerateSignature>([&] {
         const Bytes publicKey = signature.getImpl()->publicKey->toDER();
         if (!toStatus(PackageVerifier(package_).examine(signature, publicKey)).isValid())
@@ -233,7 +337,9 @@ DigitalSignature PackageSigner::sign(const SigningRequest& request, const Bytes&
         throwIfCertificateIsRefused(certificate, chain, options, trustStore);
     });
     const DigitalSignature signature =
-        make(request, {signingKey, {}, certificate, chain, CERTIFICATE_DOES_NOT_VERIFY}, params);
+        sign(request, Keys{signingKey, params, {}, certificate, chain, CERTIFICATE_DOES_NOT_VERIFY});
+    if (form_.isStandard())
+        return signature;
     return translatingErrorsTo<CouldNotGenerateSignature>([&] {
         const auto report = PackageVerifier(package_).examine(signature, certificate, chain, options, trustStore);
         if (!toStatus(report, &options).isValid())
@@ -264,18 +370,37 @@ DigitalSignature PackageSigner::sign(const SigningRequest& request, const PKCS12
     }
 }
 
-void PackageSigner::store(DigitalSignatureData& signature) {
+void PackageSigner::writePart(DigitalSignatureData& signature, const std::function<void(const Part&)>& check) {
     const PartName name = makeSignaturePartName(form_, SIGNATURE_NAME_PREFIX + signature.signatureId);
     if (package_.hasPart(name))
         throw CouldNotGenerateSignature(
             "Internal Error: New signature should not have the same name as an existing one.");
     // Serialized first, so that a signature that cannot be written creates nothing.
-    const std::string text = SignatureDocumentWriter::makeDocument(signature);
-    SignaturePartCreation creation(package_, form_, name, SIGNATURE_RELATIONSHIP_ID_PREFIX + signature.signatureId);
+    const std::string text = makeSignatureDocument(signature);
+    const std::u16string relationshipId =
+        form_.isStandard() ? std::u16string() : SIGNATURE_RELATIONSHIP_ID_PREFIX + signature.signatureId;
+    SignaturePartCreation creation(package_, form_, name, relationshipId);
     creation.fetchOrigin();
-    replaceItem(*creation.createPart().getOutputStream(), Bytes(text.begin(), text.end()));
-    creation.commit();
+    const Part part = creation.createPart();
+    replaceItem(*part.getOutputStream(), Bytes(text.begin(), text.end()));
     signature.partName = name.toString();
+    if (check)
+        check(part);
+    creation.commit();
+}
+
+DigitalSignature PackageSigner::store(DigitalSignatureData& made) {
+    std::optional<DigitalSignature> stored;
+    RelationshipsCompaction compaction(package_, existing_);
+    if (form_.isStandard())
+        compaction.add(made);
+    writePart(made, [&](const Part& part) {
+        stored = load_(part);
+        if (!PackageVerifier(package_).examine(*stored, noValidation(), TrustStore()).isSignatureValid())
+            throw CouldNotGenerateSignature("The signature is not valid when it is read again.");
+    });
+    compaction.run();
+    return *stored;
 }
 
 } // namespace opc::model

@@ -9,6 +9,7 @@
 #include "signatures/SignatureFormRules.hpp"
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -19,12 +20,14 @@ namespace opc::model {
 class PackageSigner {
 public:
     using MakeId = std::function<std::u16string()>;
+    using Load = std::function<DigitalSignature(const Part&)>;
 
     /// @param form of the new signature.
     /// @param existing the signatures that the package has.
     /// @param makeId gives the id of the new signature; called when what is to be signed was found.
+    /// @param load reads a stored signature of the form.
     PackageSigner(Package& package, const SignatureFormRules& form, const std::vector<DigitalSignature>& existing,
-                  MakeId makeId);
+                  MakeId makeId, Load load);
 
     /// @param verificationKey empty: that of the signing key.
     DigitalSignature sign(const SigningRequest& request, const Bytes& signingKey, const Bytes& verificationKey,
@@ -36,16 +39,25 @@ public:
                           const CertificateValidationOptions& options, const SignatureParams& params,
                           const TrustStore& trustStore);
 
+    DigitalSignature sign(const SigningRequest& request, crypto::Signer& signer, const SigningOptions& options);
+
 private:
     struct Material;
+    struct Keys;
 
-    DigitalSignature make(const SigningRequest& request, const Material& material, const SignatureParams& params);
-    void store(DigitalSignatureData& signature);
+    DigitalSignature sign(const SigningRequest& request, const Keys& keys);
+    std::shared_ptr<DigitalSignatureData> make(const SigningRequest& request, DigestMethod digestMethod,
+                                               const std::function<Material()>& prepare);
+    /// Writes the signature, and deletes it again unless it is read and verified.
+    DigitalSignature store(DigitalSignatureData& made);
+    /// @param check may throw, so that the part is deleted.
+    void writePart(DigitalSignatureData& signature, const std::function<void(const Part&)>& check = {});
 
     Package& package_;
     const SignatureFormRules& form_;
     const std::vector<DigitalSignature>& existing_;
     MakeId makeId_;
+    Load load_;
 };
 
 } // namespace opc::model

@@ -20,6 +20,7 @@ inline constexpr char16_t PACKAGE_SIGNATURE_NAMESPACE[] =
 inline constexpr char16_t PACKAGE_OBJECT_ID[] = u"idPackageObject";
 inline constexpr char16_t SIGNATURE_TIME_ID[] = u"idSignatureTime";
 inline constexpr char16_t MINUTES_FORMAT[] = u"YYYY-MM-DDThh:mmTZD";
+inline constexpr char16_t SECONDS_FORMAT[] = u"YYYY-MM-DDThh:mm:ssTZD";
 inline constexpr char16_t CONTENT_TYPE_QUERY[] = u"?ContentType=";
 
 // The names of signatures.

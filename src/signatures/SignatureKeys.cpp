@@ -69,14 +69,6 @@ bool SignatureValue::isValidFor(const crypto::RSAPublicKey& key) const {
     });
 }
 
-std::u16string makeSignatureValue(const DigitalSignatureData& signature, const crypto::RSAPrivateKey& key) {
-    const DigestMethod digestMethod = signature.signatureParams.getDigestMethod();
-    crypto::RSASigner signer = CryptoEngine::createRSASigner(key, toDigestAlgorithm(digestMethod));
-    const std::string signedInfo = SignatureDocumentWriter::makeSignedInfo(signature, SignedInfoForm::Canonical);
-    signer.update(asBytes(signedInfo), signedInfo.size());
-    return toBase64(signer.sign());
-}
-
 void chooseSigner(DigitalSignatureData& signature, std::vector<certificates::X509Certificate> certificates) {
     if (certificates.empty())
         return;

@@ -28,11 +28,6 @@ private:
     std::vector<std::string> signedInfos_;
 };
 
-/// Signs `SignedInfo`.
-/// @return the signature value in base64.
-/// @throws opc::Exception when OpenSSL fails.
-std::u16string makeSignatureValue(const DigitalSignatureData& signature, const crypto::RSAPrivateKey& key);
-
 /// Of the certificates in a signature, the one whose key verifies it becomes that of the signer, or the first when none
 /// does. The others become the chain, in their order.
 void chooseSigner(DigitalSignatureData& signature, std::vector<certificates::X509Certificate> certificates);

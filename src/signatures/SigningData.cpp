@@ -13,6 +13,7 @@
 #include "signatures/RelationshipsTransform.hpp"
 #include "signatures/SignatureDocumentWriter.hpp"
 #include "signatures/SigningClock.hpp"
+#include "signatures/StandardSignatureWriter.hpp"
 
 #include <boost/date_time/posix_time/posix_time.hpp>
 
@@ -25,13 +26,14 @@ namespace {
 using Bytes = std::vector<unsigned char>;
 using ReferenceData = DigitalSignatureData::ReferenceData;
 
-std::vector<Bytes> computePartDigests(const Package& package, const std::vector<PartName>& parts, DigestMethod method) {
+std::vector<Bytes> computePartDigests(const Package& package, const SignatureFormRules& form,
+                                      const std::vector<PartName>& parts, DigestMethod method) {
     PartDigester digester(package.getLimits().xmlSize);
     std::vector<Bytes> digests;
     digests.reserve(parts.size());
     try {
         for (const PartName& name : parts)
-            digests.push_back(digester.digestPart(package.getPart(name), method));
+            digests.push_back(digester.digestPart(package.getPart(name), method, form.form));
     } catch (const Exception& e) {
         throw CouldNotGenerateSignature(std::string("Unable to compute digest. ") + e.what());
     }
@@ -66,19 +68,35 @@ void collectRelationships(const Package& package, DataToSign& data) {
                                         toASCIIString(unmatched->getSourceURI().toString()));
 }
 
-void addPartReferences(const DataToSign& data, const std::u16string& digestMethod, DigitalSignatureData& signature) {
+/// What the steps of making one signature share.
+struct Making {
+    const Package& package;
+    const SignatureFormRules& form;
+    const SigningMaterial& material;
+    DigitalSignatureData& signature;
+    PartDigester digester{package.getLimits().xmlSize};
+    std::u16string digestMethod = AlgorithmURIMap::getAlgorithmURI(material.digestMethod);
+
+    std::u16string digest(const std::string& octets) {
+        return toBase64(digester.digestBytes(octets, material.digestMethod));
+    }
+};
+
+void addPartReferences(const DataToSign& data, Making& making) {
+    const auto makeURI = making.form.isStandard() ? makeEscapedManifestURI : makeManifestURI;
     for (std::size_t i = 0; i < data.names.size(); ++i) {
         ReferenceData reference;
-        reference.uri = makeManifestURI(data.names[i].toString(), data.contentTypes[i].toString());
-        reference.digestMethod = digestMethod;
+        reference.uri = makeURI(data.names[i].toString(), data.contentTypes[i].toString());
+        reference.digestMethod = making.digestMethod;
         reference.digestValue = toBase64(data.digests[i]);
-        signature.manifestReferences.push_back(std::move(reference));
+        making.signature.manifestReferences.push_back(std::move(reference));
     }
-    signature.signedPartNames = data.names;
+    making.signature.signedPartNames = data.names;
 }
 
-void addRelationshipReferences(const Package& package, const DataToSign& data, const std::u16string& digestMethod,
-                               PartDigester& digester, DigitalSignatureData& signature) {
+void addRelationshipReferences(const DataToSign& data, Making& making) {
+    DigitalSignatureData& signature = making.signature;
+    const Package& package = making.package;
     for (const RelationshipSelector& selector : data.request.selectors)
         signature.relationshipSelectors[selector.getSourceURI()].push_back(selector);
     for (const auto& [source, selectors] : signature.relationshipSelectors) {
@@ -86,49 +104,140 @@ void addRelationshipReferences(const Package& package, const DataToSign& data, c
         const PartName name =
             withSource(package, source, [](const RelationshipSource& of) { return of.getRelationshipsPartName(); });
         reference.uri = makeManifestURI(name.toString(), PackageHelper::getRelationshipContentType().toString());
-        reference.digestMethod = digestMethod;
+        reference.digestMethod = making.digestMethod;
+        if (making.form.isStandard())
+            reference.transforms = {making.form.relationshipTransform, signature.canonicalizationMethod};
         for (const RelationshipSelector& selector : selectors)
             (selector.getSelectorType() == RelationshipSelectorType::ById ? reference.relationshipSourceIds
                                                                           : reference.relationshipSourceTypes)
                 .push_back(selector.getSelectionCriteria());
         const auto selected = withSource(package, source, [&, &selectors = selectors](const RelationshipSource& of) {
-            return selectRelationships(of, selectors, rulesOf(signature.form));
+            return selectRelationships(of, selectors, making.form);
         });
         signature.signedRelationships.insert(signature.signedRelationships.end(), selected.begin(), selected.end());
-        reference.digestValue = toBase64(
-            digester.digestBytes(transformRelationships(selected), signature.signatureParams.getDigestMethod()));
+        reference.digestValue = making.digest(transformRelationships(selected));
         signature.manifestReferences.push_back(std::move(reference));
     }
 }
 
 /// Truncated to the precision of its text, so that the signature has the same time when it is loaded again.
-void addSigningTime(DigitalSignatureData& signature) {
+void addSigningTime(Making& making) {
+    DigitalSignatureData& signature = making.signature;
+    const bool hasSeconds = making.form.isStandard();
     const boost::posix_time::ptime now = signingTime();
     const auto time = now.time_of_day();
-    signature.signedTime = {now.date(), boost::posix_time::time_duration(time.hours(), time.minutes(), 0)};
-    signature.signatureProperties.push_back({u"#Signature" + signature.signatureId, SIGNATURE_TIME_ID, MINUTES_FORMAT,
-                                             convertTimeToString(signature.signedTime, TimeForm::Minutes)});
+    signature.signedTime = {
+        now.date(), boost::posix_time::time_duration(time.hours(), time.minutes(), hasSeconds ? time.seconds() : 0)};
+    if (hasSeconds)
+        signature.signatureProperties.push_back({u"#" + std::u16string(STANDARD_SIGNATURE_ID), SIGNATURE_TIME_ID,
+                                                 SECONDS_FORMAT, convertTimeToString(signature.signedTime)});
+    else
+        signature.signatureProperties.push_back({u"#Signature" + signature.signatureId, SIGNATURE_TIME_ID,
+                                                 MINUTES_FORMAT,
+                                                 convertTimeToString(signature.signedTime, TimeForm::Minutes)});
 }
 
-void addPackageObject(const SignatureFormRules& form, const std::u16string& digestMethod, PartDigester& digester,
-                      DigitalSignatureData& signature) {
-    const std::string text = SignatureDocumentWriter::makePackageObject(signature);
-    signature.objects.push_back({PACKAGE_OBJECT_ID, toString(text)});
+/// @param octets what the reference digests.
+void addReferenceTo(const std::u16string& id, const char16_t* type, const std::string& octets, Making& making) {
     ReferenceData reference;
-    reference.uri = URI(u"#" + std::u16string(PACKAGE_OBJECT_ID));
-    reference.type = form.objectReferenceType;
-    reference.digestMethod = digestMethod;
-    // The text has no declaration of the XML-DSig namespace to be removed (`toDigestedText`).
-    reference.digestValue = toBase64(digester.digestBytes(text, signature.signatureParams.getDigestMethod()));
-    signature.signedInfoReferences.push_back(std::move(reference));
+    reference.uri = URI(u"#" + id);
+    reference.type = type;
+    reference.digestMethod = making.digestMethod;
+    reference.digestValue = making.digest(octets);
+    making.signature.signedInfoReferences.push_back(std::move(reference));
+}
+
+/// The text has no declaration of the XML-DSig namespace to be removed (`toDigestedText`).
+void addPackageObject(Making& making) {
+    const std::string text = SignatureDocumentWriter::makePackageObject(making.signature);
+    making.signature.objects.push_back({PACKAGE_OBJECT_ID, toString(text)});
+    addReferenceTo(PACKAGE_OBJECT_ID, making.form.objectReferenceType, text, making);
+}
+
+void addElement(const std::u16string& id, const char16_t* type, std::string octets, Making& making) {
+    addReferenceTo(id, type, octets, making);
+    making.signature.standard.elements.emplace(id, std::move(octets));
+}
+
+/// @param hexadecimal as `X509Certificate::getSerialNumber` gives it.
+std::u16string toDecimal(std::string_view hexadecimal) {
+    const bool isNegative = hexadecimal.starts_with('-');
+    std::u16string decimal = u"0";
+    for (const char digit : hexadecimal.substr(isNegative ? 1 : 0)) {
+        int carry = digit <= '9' ? digit - '0' : digit - 'A' + 10;
+        for (auto each = decimal.rbegin(); each != decimal.rend(); ++each, carry /= 10) {
+            carry += (*each - u'0') * 16;
+            *each = static_cast<char16_t>(u'0' + carry % 10);
+        }
+        for (; carry != 0; carry /= 10)
+            decimal.insert(decimal.begin(), static_cast<char16_t>(u'0' + carry % 10));
+    }
+    return isNegative ? u"-" + decimal : decimal;
+}
+
+/// The basic properties of XAdES §4.4.1.
+void addSignedProperties(Making& making) {
+    auto& standard = making.signature.standard;
+    const auto& certificate = making.material.certificate;
+    standard.hasProperties = standard.arePropertiesSigned = true;
+    standard.properties.id = SIGNED_PROPERTIES_ID;
+    standard.properties.policy = u"implied";
+    standard.properties.signingTime = making.signature.signedTime;
+    standard.properties.signingTimeText = making.signature.signatureProperties.front().value;
+    if (!certificate.isEmpty()) {
+        const std::vector<unsigned char>& der = certificate.toDER();
+        standard.properties.certificates.push_back({making.digestMethod, making.digest({der.begin(), der.end()}),
+                                                    toString(certificate.getIssuer(), false),
+                                                    toDecimal(certificate.getSerialNumber())});
+    }
+    addElement(SIGNED_PROPERTIES_ID, u"http://uri.etsi.org/01903#SignedProperties",
+               makeSignedProperties(making.signature), making);
+    making.signature.signedInfoReferences.back().transforms = {making.signature.canonicalizationMethod};
+}
+
+void addStandardObjects(Making& making) {
+    DigitalSignatureData& signature = making.signature;
+    signature.standard.documentId = STANDARD_SIGNATURE_ID;
+    signature.objects.push_back({PACKAGE_OBJECT_ID, {}});
+    addElement(PACKAGE_OBJECT_ID, making.form.objectReferenceType, makeStandardPackageObject(signature), making);
+    if (making.form.form == SignatureForm::Office) {
+        signature.objects.push_back({OFFICE_OBJECT_ID, {}});
+        addElement(OFFICE_OBJECT_ID, making.form.objectReferenceType,
+                   makeOfficeObject(making.digestMethod, making.material.comments), making);
+        signature.objects.push_back({});
+        addSignedProperties(making);
+    }
+    signature.standard.signedInfo = makeStandardSignedInfo(signature);
+}
+
+void addMethod(Making& making) {
+    const SigningMaterial& material = making.material;
+    DigitalSignatureData& signature = making.signature;
+    if (making.form.isStandard()) {
+        auto& standard = signature.standard;
+        standard.algorithm = SignatureAlgorithm::of(material.key.getKind(), material.digestMethod);
+        standard.algorithm.keySize = material.key.getKeySize();
+        signature.signatureMethod = standard.algorithm.identifier;
+        if (material.certificate.isEmpty())
+            standard.keyValue = material.key;
+    } else {
+        signature.signatureParams = {material.digestMethod, toSignatureMethod(material.key.getKeySize())};
+        signature.signatureMethod =
+            AlgorithmURIMap::getAlgorithmURI(material.digestMethod, signature.signatureParams.getSignatureMethod());
+        if (material.certificate.isEmpty())
+            signature.publicKey = crypto::RSAPublicKey::fromDER(material.key.toDER());
+    }
+    signature.certificate = material.certificate;
+    signature.certificateChain = material.chain;
 }
 
 } // namespace
 
-DataToSign computeDataToSign(const Package& package, const SigningRequest& request, DigestMethod digestMethod) {
+DataToSign computeDataToSign(const Package& package, const SignatureFormRules& form, const SigningRequest& request,
+                             DigestMethod digestMethod) {
     DataToSign data{request};
     try {
-        data.digests = computePartDigests(package, request.parts, digestMethod);
+        data.digests = computePartDigests(package, form, request.parts, digestMethod);
         for (const PartName& name : request.parts) {
             const Part part = package.getPart(name);
             data.names.push_back(part.getName());
@@ -147,21 +256,32 @@ DataToSign computeDataToSign(const Package& package, const SigningRequest& reque
 
 std::shared_ptr<DigitalSignatureData> makeSignatureData(const Package& package, const SignatureFormRules& form,
                                                         const std::u16string& id, const DataToSign& data,
-                                                        const SignatureParams& params) {
+                                                        const SigningMaterial& material) {
     auto signature = std::make_shared<DigitalSignatureData>();
     signature->form = form.form;
     signature->signatureId = id;
-    signature->signatureParams = params;
-    PartDigester digester(package.getLimits().xmlSize);
-    const std::u16string digestMethod = AlgorithmURIMap::getAlgorithmURI(params.getDigestMethod());
     signature->canonicalizationMethod = AlgorithmURIMap::getAlgorithmURI(form.canonicalization);
-    signature->signatureMethod =
-        AlgorithmURIMap::getAlgorithmURI(params.getDigestMethod(), params.getSignatureMethod());
-    addPartReferences(data, digestMethod, *signature);
-    addRelationshipReferences(package, data, digestMethod, digester, *signature);
-    addSigningTime(*signature);
-    addPackageObject(form, digestMethod, digester, *signature);
+    Making making{package, form, material, *signature};
+    addMethod(making);
+    addPartReferences(data, making);
+    addRelationshipReferences(data, making);
+    addSigningTime(making);
+    if (form.isStandard())
+        addStandardObjects(making);
+    else
+        addPackageObject(making);
     return signature;
+}
+
+std::string getOctetsToSign(const DigitalSignatureData& signature) {
+    if (rulesOf(signature.form).isStandard())
+        return signature.standard.signedInfo;
+    return SignatureDocumentWriter::makeSignedInfo(signature, SignedInfoForm::Canonical);
+}
+
+std::string makeSignatureDocument(const DigitalSignatureData& signature) {
+    return rulesOf(signature.form).isStandard() ? makeStandardSignature(signature)
+                                                : SignatureDocumentWriter::makeDocument(signature);
 }
 
 } // namespace opc::model
