@@ -9,6 +9,7 @@
 #include "signatures/SignatureOrigin.hpp"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 namespace opc::model {
@@ -48,6 +49,67 @@ void deleteRelationshipsTo(RelationshipSource& source, const std::u16string& typ
             deleteRelationship(source, relationship.getID());
 }
 
+/// The part that a relationship leads to, none when that is no part name.
+std::optional<PartName> targetOf(const Relationship& relationship) {
+    try {
+        if (relationship.getTargetMode() == TargetMode::Internal)
+            return PartName(URI(relationship.getTargetURI().getPath()));
+    } catch (const Exception&) { // not a part name
+    }
+    return std::nullopt;
+}
+
+/// Deletes the relationships of a type with that target.
+/// @param substitute the target of those that lead to no part name.
+void deleteRelationshipsTo(RelationshipSource& source, const std::u16string& type, const PartName& target,
+                           const PartName& substitute) {
+    for (const Relationship& relationship : source.getRelationshipsByType(type))
+        if (targetOf(relationship).value_or(substitute) == target)
+            deleteRelationship(source, relationship.getID());
+}
+
+bool isRelated(const Package& package, const PartName& target) {
+    const auto leadsTo = [&](const RelationshipSource& source) {
+        const auto relationships = source.getRelationships();
+        return std::any_of(relationships.begin(), relationships.end(),
+                           [&](const Relationship& each) { return targetOf(each) == target; });
+    };
+    const auto parts = package.getParts();
+    return leadsTo(package) || std::any_of(parts.begin(), parts.end(), leadsTo);
+}
+
+/// Deletes a signature part with the certificates that only it uses. Content that is related as a signature stays.
+void deleteSignatureAndCertificates(Package& package, const SignatureFormRules& form, const PartName& name) {
+    const auto isOfType = [&](const PartName& part, const char16_t* type) {
+        return package.hasPart(part) && caselessCompare(package.getPart(part).getContentType().toString(), type) == 0;
+    };
+    if (!isOfType(name, form.signatureContentType))
+        return;
+    const auto certificates = package.getPart(name).getRelationshipsByType(form.certificateRelationshipType);
+    deletePart(package, name);
+    for (const Relationship& each : certificates)
+        if (const auto certificate = targetOf(each);
+            certificate && isOfType(*certificate, form.certificateContentType) && !isRelated(package, *certificate))
+            deletePart(package, *certificate);
+}
+
+/// Deletes a signature of the standard forms, which need not be readable, and the origin when nothing is left of it.
+void deleteStandardSignature(Package& package, const SignatureFormRules& form, const PartName& name) {
+    for (const Relationship& each : package.getRelationshipsByType(form.originRelationshipType)) {
+        const auto originName = targetOf(each);
+        if (!originName || !package.hasPart(*originName))
+            continue;
+        Part origin = package.getPart(*originName);
+        deleteRelationshipsTo(origin, form.signatureRelationshipType, name, *originName);
+        if (!origin.getRelationships().empty())
+            continue;
+        if (isOrigin(origin, form))
+            deletePart(package, *originName);
+        deleteRelationship(package, each.getID());
+    }
+    deleteSignatureAndCertificates(package, form, name);
+}
+
 } // namespace
 
 void DigitalSignatureManager::removeSignature(const std::u16string& name) {
@@ -66,7 +128,10 @@ void DigitalSignatureManager::removeSignature(const DigitalSignature& signature)
 
 void DigitalSignatureManager::remove(const DigitalSignature& signature) {
     const auto data = signature.getImpl();
-    deleteSignaturePart(PartName(data->partName));
+    if (const SignatureFormRules& form = rulesOf(data->form); form.isStandard())
+        deleteStandardSignature(getPackage(), form, PartName(data->partName));
+    else
+        deleteSignaturePart(PartName(data->partName));
     signatures_.erase(std::remove_if(signatures_.begin(), signatures_.end(),
                                      [&data](const DigitalSignature& each) { return each.getImpl() == data; }),
                       signatures_.end());
@@ -87,6 +152,8 @@ void DigitalSignatureManager::removeAllSignatures() {
 void DigitalSignatureManager::deleteSignaturePart(const PartName& name) const {
     throwIfNotOpenForModify(getPackage());
     const SignatureFormRules& form = throwIfNotValidSignaturePart(name);
+    if (form.isStandard())
+        return deleteStandardSignature(getPackage(), form, name);
     const URI originURI = findOriginRelationship(getPackage(), form)->getTargetURI();
     Part origin = getPackage().getPart(PartName(originURI));
     deleteRelationshipsTo(origin, form.signatureRelationshipType, name.getURI());
