@@ -159,22 +159,6 @@ void addElement(const std::u16string& id, const char16_t* type, std::string octe
     making.signature.standard.elements.emplace(id, std::move(octets));
 }
 
-/// @param hexadecimal as `X509Certificate::getSerialNumber` gives it.
-std::u16string toDecimal(std::string_view hexadecimal) {
-    const bool isNegative = hexadecimal.starts_with('-');
-    std::u16string decimal = u"0";
-    for (const char digit : hexadecimal.substr(isNegative ? 1 : 0)) {
-        int carry = digit <= '9' ? digit - '0' : digit - 'A' + 10;
-        for (auto each = decimal.rbegin(); each != decimal.rend(); ++each, carry /= 10) {
-            carry += (*each - u'0') * 16;
-            *each = static_cast<char16_t>(u'0' + carry % 10);
-        }
-        for (; carry != 0; carry /= 10)
-            decimal.insert(decimal.begin(), static_cast<char16_t>(u'0' + carry % 10));
-    }
-    return isNegative ? u"-" + decimal : decimal;
-}
-
 /// The basic properties of XAdES §4.4.1.
 void addSignedProperties(Making& making) {
     auto& standard = making.signature.standard;
@@ -188,7 +172,7 @@ void addSignedProperties(Making& making) {
         const std::vector<unsigned char>& der = certificate.toDER();
         standard.properties.certificates.push_back({making.digestMethod, making.digest({der.begin(), der.end()}),
                                                     toString(certificate.getIssuer(), false),
-                                                    toDecimal(certificate.getSerialNumber())});
+                                                    toString(certificate.getDecimalSerialNumber())});
     }
     addElement(SIGNED_PROPERTIES_ID, u"http://uri.etsi.org/01903#SignedProperties",
                makeSignedProperties(making.signature), making);

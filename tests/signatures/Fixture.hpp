@@ -119,6 +119,11 @@ public:
         : physical(zip), package(physical), manager(package) {
         package.open(mode);
     }
+    /// To be changed, with signatures of all forms.
+    Opened(Bytes& zip, SignatureForm form)
+        : physical(zip), package(physical), manager(package, {SignatureForm::Library, SignatureForm::Standard}, form) {
+        package.open(OpenMode::ReadWrite);
+    }
 
     storage::ZipPackage physical;
     Package package;
@@ -126,9 +131,10 @@ public:
 };
 
 /// Opens a package, lets an action change it, and saves it.
-template <class Action>
-Bytes changed(Bytes zip, Action action) {
-    Opened opened(zip);
+/// @param how a mode to open it in, or the form of new signatures.
+template <class Action, class How = OpenMode>
+Bytes changed(Bytes zip, Action action, How how = OpenMode::ReadWrite) {
+    Opened opened(zip, how);
     action(opened);
     opened.package.close();
     return zip;

@@ -9,8 +9,10 @@
 #include <opc/certificates/X509Certificate.hpp>
 #include <opc/certificates/X509CertificateChain.hpp>
 #include <opc/crypto/SecretBytes.hpp>
+#include <opc/crypto/Signer.hpp>
 #include <opc/signatures/DigitalSignatureManager.hpp>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -47,6 +49,7 @@ struct SigningOptions : ChangeOptions {
     std::string passwordFile{};
     std::string passwordVariable{};
     std::string digest = "sha256";
+    std::string comment{};
     TrustOptions trust{};
 };
 
@@ -59,30 +62,30 @@ void addSigningOptions(CLI::App& command, SigningOptions& options);
 /// A key and its certificate, ready to sign.
 class Signer {
 public:
-    /// Reads keys and certificates, and checks that they belong together and are good for signing.
+    /// Reads keys and certificates, and checks that they belong together and are good for signing. Asks for the pass
+    /// phrase of an encrypted key on the terminal unless the options give one.
     /// @throws Failure for wrong usage when options exclude each other, and naming a file that is invalid.
     explicit Signer(const SigningOptions& options);
 
     opc::model::DigitalSignature sign(opc::model::DigitalSignatureManager& manager,
-                                      const opc::model::SigningRequest& request) const;
-    opc::model::DigitalSignature countersign(opc::model::DigitalSignatureManager& manager) const;
+                                      const opc::model::SigningRequest& request) {
+        return manager.sign(request, *key_, options_);
+    }
+    opc::model::DigitalSignature countersign(opc::model::DigitalSignatureManager& manager) {
+        return manager.countersignAllSignatures(*key_, options_);
+    }
+
+    /// Tells of a key or a digest that is weak, and of a form that other programs do not accept.
+    void warn(const std::string& file, Console& console) const;
 
 private:
     void readKey(const SigningOptions& options);
     void readBundle(const SigningOptions& options);
-    void takeKey(const std::vector<unsigned char>& bytes);
     void checkCertificate(const std::string& file) const;
 
-    opc::crypto::SecretBytes key_;
-    opc::certificates::X509Certificate certificate_; // empty: the signature carries the bare key
-    opc::certificates::X509CertificateChain chain_;
-    opc::model::SignatureParams params_;
-    opc::certificates::CertificateValidationOptions validation_;
-    opc::certificates::TrustStore trust_;
+    std::optional<opc::crypto::KeySigner> key_;
+    opc::model::SigningOptions options_;
+    opc::model::SignatureForm form_;
 };
-
-/// @throws Failure for a package with signatures in the standard's form, since a reader would find one form or the
-/// other.
-void throwIfSignedByOthers(PackageChange& change);
 
 } // namespace opcraft

@@ -8,14 +8,14 @@ namespace opcraft {
 namespace {
 
 ExitCode countersign(const SigningOptions& options, Console& console) {
-    const Signer signer(options);
+    Signer signer(options);
     PackageChange change(options, console, ChangeSubject::Signatures);
-    throwIfSignedByOthers(change);
     const opc::model::DigitalSignature signature = signer.countersign(change.getPackage().getSignatureManager());
     const std::string text = "Countersigned as " + toUtf8(signature.getName()) + ": " +
                              countText(signature.getSignedPartNames().size(), "signature") + '\n';
     change.save(console);
     change.report(console, text);
+    signer.warn(options.file, console);
     return ExitCode::Fine;
 }
 
@@ -23,12 +23,13 @@ ExitCode countersign(const SigningOptions& options, Console& console) {
 
 void addCountersignCommand(Tool& tool) {
     addCommand<SigningOptions>(
-        tool,
-        {"countersign", "Sign the signatures of a package",
-         std::string("The countersignature covers all signatures, and that there are no others. A package has one at\n"
-                     "most. It does not cover the content; whether the signatures hold is not looked at.\n\n") +
-             SIGNING_HELP + "\n\nExample:\n  opcraft countersign letter.docx --key notary.key --cert notary.pem",
-         addSigningOptions, countersign});
+        tool, {"countersign", "Sign the signatures of a package",
+               std::string(
+                   "The countersignature covers all signatures, but not the content; whether the signatures hold is\n"
+                   "not looked at. One of --form library also covers that there are no others, and a package has one\n"
+                   "at most; those of the other forms are signatures like others, and signatures may be added.\n\n") +
+                   SIGNING_HELP + "\n\nExample:\n  opcraft countersign letter.docx --key notary.key --cert notary.pem",
+               addSigningOptions, countersign});
 }
 
 } // namespace opcraft

@@ -121,17 +121,18 @@ void warn(const opc::model::SigningGaps& gaps, const std::string& file, Console&
 }
 
 ExitCode sign(const SignOptions& options, Console& console) {
-    const Signer signer(options);
+    Signer signer(options);
     PackageChange change(options, console, ChangeSubject::Signatures);
-    throwIfSignedByOthers(change);
     opc::model::DigitalSignatureManager& manager = change.getPackage().getSignatureManager();
     const SigningRequest request = makeSigningRequest(change.getPackage(), options);
     const opc::model::SigningGaps gaps =
         manager.findSigningGaps(change.getPackage().getInput().getZip().getOtherItems());
-    const bool isCountersigned = manager.isPackageCountersigned();
+    const bool isCountersigned =
+        options.formToWrite == opc::model::SignatureForm::Library && manager.isPackageCountersigned();
     const std::string text = toText(signer.sign(manager, request));
     change.save(console);
     change.report(console, text);
+    signer.warn(options.file, console);
     warn(gaps, options.file, console);
     if (isCountersigned)
         console.note(options.file +
@@ -159,15 +160,15 @@ void addSignCommand(Tool& tool) {
                std::string(
                    "Without --part, --relationship and --relationship-type, all parts and all relationships of the\n"
                    "package are signed. Prints the name of the signature and how much it covers; what it covers\n"
-                   "cannot be changed then without breaking it, but for the keywords of the core properties. Warns of\n"
-                   "relationships that lead to no part, and of items that are no parts and so cannot be signed. A\n"
-                   "signature that is added to a countersigned package breaks the countersignature.\n\n"
-                   "Opcraft alone checks this form of signature. Word, LibreOffice and other programs do not\n"
-                   "recognise it, as 'opcraft verify' does not check theirs.\n\n") +
+                   "cannot be changed then without breaking it. Warns of relationships that lead to no part, of items\n"
+                   "that are no parts and so cannot be signed, and of weak keys and digests. Relationships that are\n"
+                   "signed are stored without white space between them, which some programs take for signed.\n\n"
+                   "--form library does not cover the keywords of the core properties, and breaks a\n"
+                   "countersignature of that form.\n\n") +
                    SIGNING_HELP + "\n\n" + PART_NAME_HELP +
                    "\n\nExamples:\n"
                    "  opcraft sign letter.docx --key alice.key --cert alice.pem --chain office.pem\n"
-                   "  opcraft sign letter.docx --p12 alice.p12 --password-file password -o signed.docx\n"
+                   "  opcraft sign letter.docx --form office --p12 alice.p12 --password-file password -o signed.docx\n"
                    "  opcraft sign letter.docx --key alice.key --part /word/document.xml --relationship /#rId1",
                addOptions, sign});
 }

@@ -25,8 +25,16 @@ struct UnsignOptions : ChangeOptions {
     bool all = false;
 };
 
-bool isCountersignature(const DigitalSignature& signature) {
-    return signature.getImpl()->signatureId == u"countersig";
+std::vector<DigitalSignature> findCountersignatures(const DigitalSignatureManager& manager) {
+    std::vector<DigitalSignature> found = manager.getSignatures();
+    std::erase_if(found, [&](const DigitalSignature& each) { return !manager.isCountersignature(each); });
+    return found;
+}
+
+bool contains(const std::vector<DigitalSignature>& signatures, const DigitalSignature& signature) {
+    return std::any_of(
+        signatures.begin(), signatures.end(),
+        [&](const DigitalSignature& each) { return each.getImpl() == signature.getImpl(); });
 }
 
 DigitalSignature find(const DigitalSignatureManager& manager, const std::string& name) {
@@ -42,36 +50,45 @@ DigitalSignature find(const DigitalSignatureManager& manager, const std::string&
 std::vector<DigitalSignature> select(const DigitalSignatureManager& manager, const UnsignOptions& options) {
     std::vector<DigitalSignature> selected;
     const auto add = [&](const DigitalSignature& signature) {
-        const bool isKnown = std::any_of(selected.begin(), selected.end(), [&](const DigitalSignature& known) {
-            return known.getImpl() == signature.getImpl();
-        });
-        if (!isKnown)
+        if (!contains(selected, signature))
             selected.push_back(signature);
     };
     for (const std::string& name : options.names)
         add(find(manager, name));
-    if (options.countersignature && !manager.isPackageCountersigned())
+    if (!options.countersignature)
+        return selected;
+    const std::vector<DigitalSignature> countersignatures = findCountersignatures(manager);
+    if (countersignatures.empty())
         throw Failure(ExitCode::NotProcessed, "", "", "the package is not countersigned");
-    if (options.countersignature)
-        add(manager.getCountersignature());
+    for (const DigitalSignature& each : countersignatures)
+        add(each);
     return selected;
 }
 
 /// A countersignature is kept only when it covers none of the signatures to remove; those made after it may be removed.
 void throwIfCountersigned(const DigitalSignatureManager& manager, const std::vector<DigitalSignature>& selected) {
-    if (!manager.isPackageCountersigned() || std::any_of(selected.begin(), selected.end(), isCountersignature))
-        return;
-    const std::vector<PartName> covered = manager.getCountersignature().getSignedPartNames();
-    for (const DigitalSignature& signature : selected)
-        if (std::find(covered.begin(), covered.end(), PartName(signature.getImpl()->partName)) != covered.end())
-            throw Failure(ExitCode::NotProcessed, "", "",
-                          toUtf8(signature.getName()) +
-                              " is countersigned; --countersignature removes the countersignature too");
+    for (const DigitalSignature& countersignature : findCountersignatures(manager)) {
+        if (contains(selected, countersignature))
+            continue;
+        const std::vector<PartName> covered = countersignature.getSignedPartNames();
+        for (const DigitalSignature& signature : selected)
+            if (std::find(covered.begin(), covered.end(), signature.getPartName()) != covered.end())
+                throw Failure(ExitCode::NotProcessed, "", "",
+                              toUtf8(signature.getName()) +
+                                  " is countersigned; --countersignature removes the countersignature too");
+    }
 }
 
-/// The origin goes with the last of these signatures, and with it what another producer related to it.
+std::size_t countOfLibrary(const std::vector<DigitalSignature>& signatures) {
+    return static_cast<std::size_t>(std::count_if(
+        signatures.begin(), signatures.end(),
+        [](const DigitalSignature& each) { return each.getForm() == opc::model::SignatureForm::Library; }));
+}
+
+/// The origin goes with the last signature of the library's form, and with it what another producer related to it.
 void throwIfOriginIsShared(const DigitalSignatureManager& manager, const std::vector<DigitalSignature>& selected) {
-    if (selected.size() < manager.getSignatures().size())
+    const std::size_t count = countOfLibrary(selected);
+    if (count == 0 || count < countOfLibrary(manager.getSignatures()))
         return;
     opc::model::URI target(u"/");
     std::u16string id;
@@ -82,7 +99,7 @@ void throwIfOriginIsShared(const DigitalSignatureManager& manager, const std::ve
     for (const opc::model::Relationship& relationship : origin.getRelationships()) {
         const auto leadsTo = [&](const DigitalSignature& signature) {
             return relationship.getTargetMode() == opc::model::TargetMode::Internal &&
-                   relationship.getTargetURI() == PartName(signature.getImpl()->partName).getURI();
+                   relationship.getTargetURI() == signature.getPartName().getURI();
         };
         if (std::none_of(selected.begin(), selected.end(), leadsTo))
             throw Failure(ExitCode::NotProcessed, "", "",
@@ -138,7 +155,7 @@ void addOptions(CLI::App& command, UnsignOptions& options) {
     CLI::Option* names = addTexts(command, "NAME", options.names, "A signature, as 'opcraft signatures' names it");
     names->allow_extra_args();
     CLI::Option* countersignature =
-        addFlag(command, "--countersignature", options.countersignature, "Remove the countersignature");
+        addFlag(command, "--countersignature", options.countersignature, "Remove all countersignatures");
     addFlag(command, "--all", options.all, "Remove all signatures")->excludes(names)->excludes(countersignature);
 }
 
@@ -148,7 +165,7 @@ void addUnsignCommand(Tool& tool) {
     addCommand<UnsignOptions>(
         tool, {"unsign", "Remove signatures from a package",
                "A signature that the countersignature covers is removed only together with that. --all removes\n"
-               "signatures that cannot be read, and those of the standard's form, too. A part that is a signature\n"
+               "signatures of all forms, also those that cannot be read. A part that is a signature\n"
                "by its content type alone, to which no signature origin leads, is named and stays; 'opcraft rm'\n"
                "removes it. Items with a PKCS#7 signature of the file stay.\n\n"
                "Examples:\n  opcraft unsign letter.docx sig1\n  opcraft unsign letter.docx sig1 --countersignature\n"
