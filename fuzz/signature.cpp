@@ -16,11 +16,8 @@
 #include "signatures/SignatureDocumentReader.hpp"
 #include "signatures/SignatureKeys.hpp"
 #include "signatures/SigningClock.hpp"
-<<<<<<< HEAD
-#include "signatures/StandardSignatureReader.hpp"
-=======
 #include "signatures/SigningData.hpp"
->>>>>>> 9f78637 (Make signatures of the standard forms, with a signer wherever its key lies)
+#include "signatures/StandardSignatureReader.hpp"
 #include "support/FixedKey.hpp"
 #include "support/PackageContent.hpp"
 #include "xml/CanonicalXml.hpp"
@@ -81,8 +78,7 @@ void signAgain(DigitalSignatureData& data, const opc::crypto::RSAPrivateKey& key
     for (auto& reference : data.signedInfoReferences)
         for (const auto& object : data.objects)
             if (reference.uri.getFragment() == object.id) {
-                const std::string text =
-                    opc::detail::toUTF8String(toDigestedText(object.xmlBytes, ObjectDigestForm::PlainText));
+                const std::string text = opc::detail::toUTF8String(toDigestedText(object.xmlBytes));
                 reference.digestMethod = AlgorithmURIMap::getAlgorithmURI(DigestMethod::SHA256);
                 reference.digestValue = opc::toString(CryptoEngine::encodeBase64(digest(text, DigestMethod::SHA256)));
             }

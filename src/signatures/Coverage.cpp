@@ -4,6 +4,7 @@
 #include "model/ItemBytes.hpp"
 #include "signatures/SignatureBounds.hpp"
 #include "signatures/SignatureOrigin.hpp"
+#include "signatures/SignedEntities.hpp"
 
 #include <opc/core/ByteArrayInAdaptor.hpp>
 #include <opc/core/FoldedNames.hpp>
@@ -183,7 +184,7 @@ bool CoverageReport::isComplete() const noexcept {
 Coverage::Coverage(const Package& package, const std::vector<SignatureForm>& forms,
                    const std::vector<DigitalSignature>& signatures, const std::vector<std::string>& otherItems,
                    CoverageScope scope)
-    : package_(package) {
+    : package_(package), all_(signatures) {
     collect();
     for (const DigitalSignature& signature : signatures)
         signatures_.emplace_back(signature.getImpl()->partName);
@@ -207,7 +208,7 @@ void Coverage::collect() {
     }
 }
 
-/// The origin that is used, and what it leads to.
+/// The origin that is used, and what it leads to. Of a package with a second one no signature is valid.
 void Coverage::markStructure(const SignatureFormRules& form, const std::vector<DigitalSignature>& signatures) {
     const auto relationship = findOriginRelationship(package_, form);
     if (!relationship)
@@ -221,8 +222,25 @@ void Coverage::markStructure(const SignatureFormRules& form, const std::vector<D
         markLinks(origin->getSourceURI(), form.signatureRelationshipType);
     }
     for (const DigitalSignature& signature : signatures)
-        if (signature.getImpl()->form == form.form)
-            markPart(PartName(signature.getImpl()->partName), form.signatureContentType);
+        if (rulesOf(signature.getForm()).isStandard() == form.isStandard()) {
+            markPart(signature.getPartName(), form.signatureContentType);
+            markCertificates(*signature.getImpl(), form);
+        }
+}
+
+/// Certificates in parts of their own, each exactly one certificate, and the relationships to them.
+void Coverage::markCertificates(const DigitalSignatureData& signature, const SignatureFormRules& form) {
+    for (const PartName& name : signature.standard.certificateParts)
+        markPart(name, form.certificateContentType);
+    for (Link& link : links_) {
+        const auto target = link.relationship.getSourceURI() == URI(signature.partName) &&
+                                    link.relationship.getType() == form.certificateRelationshipType
+                                ? findTarget(package_, link.relationship)
+                                : std::nullopt;
+        const auto& parts = signature.standard.certificateParts;
+        if (target && std::find(parts.begin(), parts.end(), target->getName()) != parts.end())
+            link.category = Category::Structure;
+    }
 }
 
 void Coverage::markPart(const PartName& name, const char16_t* contentType) {
@@ -298,7 +316,7 @@ std::vector<CoverageReport> Coverage::examine(const std::vector<SignatureReport>
 }
 
 CoverageReport Coverage::examine(const SignatureReport& report) const {
-    if (report.signature.getImpl()->signatureId == COUNTERSIGNATURE_ID)
+    if (isCountersignature(*report.signature.getImpl(), all_))
         return examineCountersignature(report);
     const Covered covered(report);
     CoverageReport coverage;

@@ -20,7 +20,7 @@ namespace opc::model {
 class Coverage {
 public:
     /// @param forms that are read.
-    /// @param signatures all signatures of the package.
+    /// @param signatures all signatures of the package, which have to live as long.
     /// @param otherItems names of stored items that are not parts.
     Coverage(const Package& package, const std::vector<SignatureForm>& forms,
              const std::vector<DigitalSignature>& signatures, const std::vector<std::string>& otherItems,
@@ -57,6 +57,7 @@ private:
     void markStructure(const SignatureFormRules& form, const std::vector<DigitalSignature>& signatures);
     void markPart(const PartName& name, const char16_t* contentType);
     void markLinks(const URI& source, const char16_t* type);
+    void markCertificates(const DigitalSignatureData& signature, const SignatureFormRules& form);
     void markExceptions();
     void exceptPart(const Part& part, const Link& link);
     void sortItems(const std::vector<std::string>& otherItems);
@@ -65,8 +66,9 @@ private:
     CoverageReport examineCountersignature(const SignatureReport& report) const;
 
     const Package& package_;
-    std::vector<Link> links_;         // of the package first
-    std::map<PartName, Entry> parts_; // all but relationships parts
+    const std::vector<DigitalSignature>& all_; ///< the signatures of the package
+    std::vector<Link> links_;                  // of the package first
+    std::map<PartName, Entry> parts_;          // all but relationships parts
     std::vector<PartName> signatures_;
     std::vector<std::string> items_;
     std::vector<std::string> exceptedItems_;

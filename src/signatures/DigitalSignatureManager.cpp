@@ -11,6 +11,7 @@
 #include "signatures/SignatureDocumentReader.hpp"
 #include "signatures/SignatureOrigin.hpp"
 #include "signatures/SignedEntities.hpp"
+#include "signatures/StandardSignatures.hpp"
 
 #include <algorithm>
 #include <cassert>
@@ -24,6 +25,11 @@ namespace opc::model {
 namespace {
 
 constexpr const char* NO_SIGNATURE_PART = "The provided signature part name is invalid or does not exist.";
+
+/// The standard forms are read alike.
+SignatureForm readAs(SignatureForm form) {
+    return rulesOf(form).isStandard() ? SignatureForm::Standard : form;
+}
 
 bool isNumber(const std::u16string& text) {
     return !text.empty() && text.find_first_not_of(u"0123456789") == std::u16string::npos;
@@ -76,6 +82,18 @@ bool leadsTo(const Part& origin, const SignatureFormRules& form, const PartName&
 DigitalSignatureManager::DigitalSignatureManager(Package& package)
     : DataManager(package, true), reader_(std::make_unique<SignatureDocumentReader>(package.getLimits())) {}
 
+DigitalSignatureManager::DigitalSignatureManager(Package& package, const std::vector<SignatureForm>& formsToRead,
+                                                 SignatureForm formToWrite)
+    : DigitalSignatureManager(package) {
+    forms_.clear();
+    for (const SignatureForm each : formsToRead)
+        if (const SignatureForm form = readAs(each); std::find(forms_.begin(), forms_.end(), form) == forms_.end())
+            forms_.push_back(form);
+    if (std::find(forms_.begin(), forms_.end(), readAs(formToWrite)) == forms_.end())
+        throw Exception("The form of signatures that is written is not among those that are read.");
+    writtenForm_ = formToWrite;
+}
+
 DigitalSignatureManager::~DigitalSignatureManager() = default;
 
 void DigitalSignatureManager::doLoad() {
@@ -83,11 +101,18 @@ void DigitalSignatureManager::doLoad() {
     nextSignatureID_ = 1;
     std::set<PartName> seen;
     for (const SignatureForm form : forms_)
-        loadForm(form, seen);
+        loadForm(rulesOf(form), seen);
 }
 
-void DigitalSignatureManager::loadForm(SignatureForm formToLoad, std::set<PartName>& seen) {
-    const SignatureFormRules& form = rulesOf(formToLoad);
+void DigitalSignatureManager::loadForm(const SignatureFormRules& form, std::set<PartName>& seen) {
+    if (form.isStandard()) {
+        for (DigitalSignature& each : loadStandardSignatures(getPackage(), seen)) {
+            if (getPackage().hasPart(each.getPartName()) && isNumber(each.getImpl()->signatureId))
+                updateNextSignatureID(each.getImpl()->signatureId, getPackage().getPart(each.getPartName()));
+            signatures_.push_back(std::move(each));
+        }
+        return;
+    }
     const auto originRelationship = findOriginRelationship(getPackage(), form);
     if (!originRelationship)
         return;
@@ -154,8 +179,11 @@ std::vector<std::u16string> DigitalSignatureManager::doGetManagedPartNames() con
         if (origin && origin->getTargetURI() != names.back())
             names.push_back(origin->getTargetURI().toString());
     }
-    for (const DigitalSignature& signature : loaded())
+    for (const DigitalSignature& signature : loaded()) {
         names.push_back(signature.getImpl()->partName);
+        for (const PartName& certificate : signature.getImpl()->standard.certificateParts)
+            names.push_back(certificate.toString());
+    }
     return names;
 }
 
@@ -166,6 +194,8 @@ std::vector<std::u16string> DigitalSignatureManager::doGetManagedRelationshipTyp
     for (const SignatureForm form : forms_) {
         types.emplace_back(rulesOf(form).originRelationshipType);
         types.emplace_back(rulesOf(form).signatureRelationshipType);
+        if (rulesOf(form).isStandard())
+            types.emplace_back(rulesOf(form).certificateRelationshipType);
     }
     return types;
 }
@@ -245,6 +275,11 @@ Part DigitalSignatureManager::getSignatureOriginPart(URI& target, std::u16string
             return getPackage().getPart(PartName(target));
         }
     throw SignatureNotFound("Internal Error: No signature origin present.");
+}
+
+bool DigitalSignatureManager::isCountersignature(const DigitalSignature& signature) const {
+    throwIfNotOpen(getPackage());
+    return model::isCountersignature(*signature.getImpl(), loaded());
 }
 
 bool DigitalSignatureManager::isPackageSigned() const {

@@ -2,6 +2,7 @@
 #include <opc/signatures/DigitalSignatureManager.hpp>
 
 #include "signatures/Coverage.hpp"
+#include "signatures/ErrorTranslation.hpp"
 #include "signatures/PackageGuards.hpp"
 #include "signatures/PackageVerifier.hpp"
 #include "signatures/SignatureDocumentReader.hpp"
@@ -34,6 +35,16 @@ std::vector<SignatureReport> DigitalSignatureManager::examineAllSignatures(const
 
 std::vector<SignatureReport> DigitalSignatureManager::examineAllSignatures(const Bytes& publicKey) const {
     return PackageVerifier(getPackage()).examineAll(loaded(), publicKey);
+}
+
+std::vector<SignatureReport> DigitalSignatureManager::examineAllSignatures(const VerificationOptions& options) const {
+    return PackageVerifier(getPackage(), options.strict).examineAll(loaded(), options);
+}
+
+Bytes DigitalSignatureManager::getReferenceOctets(const DigitalSignature& signature, std::size_t index) const {
+    throwIfNotOpen(getPackage());
+    return translatingErrorsTo<InvalidSignature>(
+        [&] { return ReferenceExaminer(getPackage()).octetsOf(*signature.getImpl(), index); });
 }
 
 std::vector<CoverageReport> DigitalSignatureManager::examineCoverage(const std::vector<SignatureReport>& reports,

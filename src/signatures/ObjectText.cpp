@@ -5,23 +5,11 @@
 
 namespace opc::model {
 
-namespace {
-
-std::u16string withoutDeclaration(std::u16string xmlText) {
+std::u16string toDigestedText(std::u16string xmlText) {
     const std::u16string declaration = u"xmlns=\"" + std::u16string(DSIG_NAMESPACE) + u"\" ";
     const std::size_t found = xmlText.find(declaration);
     if (found != std::u16string::npos)
         xmlText.erase(found, declaration.size());
-    return xmlText;
-}
-
-} // namespace
-
-std::u16string toDigestedText(std::u16string xmlText, ObjectDigestForm form) {
-    switch (form) {
-    case ObjectDigestForm::PlainText:
-        return withoutDeclaration(std::move(xmlText));
-    }
     return xmlText;
 }
 

@@ -7,8 +7,8 @@
 
 namespace opc::model {
 
-/// The text of an object that is digested. `PlainText` removes the first declaration of the XML-DSig namespace, which
-/// serializing an object of a stored signature adds.
-std::u16string toDigestedText(std::u16string xmlText, ObjectDigestForm form);
+/// The text of an object that is digested in the library's form: without the first declaration of the XML-DSig
+/// namespace, which serializing an object of a stored signature adds.
+std::u16string toDigestedText(std::u16string xmlText);
 
 } // namespace opc::model

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <opc/signatures/VerificationOptions.hpp>
 #include <opc/signatures/VerificationReport.hpp>
 
 #include "signatures/CertificateTypes.hpp"
@@ -15,7 +16,7 @@ namespace opc::model {
 class PackageVerifier {
 public:
     /// @throws PackageNotOpen
-    explicit PackageVerifier(const Package& package);
+    explicit PackageVerifier(const Package& package, bool strict = false);
 
     SignatureReport examine(const DigitalSignature& signature, const Bytes& publicKey);
     SignatureReport examine(const DigitalSignature& signature, const X509Certificate& certificate,
@@ -27,11 +28,20 @@ public:
     std::vector<SignatureReport> examineAll(const std::vector<DigitalSignature>& signatures, const Bytes& publicKey);
     std::vector<SignatureReport> examineAll(const std::vector<DigitalSignature>& signatures,
                                             const CertificateValidationOptions& options, const TrustStore& trustStore);
+    /// @param options whose `strict` is that of the constructor.
+    std::vector<SignatureReport> examineAll(const std::vector<DigitalSignature>& signatures,
+                                            const VerificationOptions& options);
 
 private:
     struct Material;
 
+    struct StandardMaterial;
+
     SignatureReport examine(const DigitalSignature& signature, const Material& material);
+    SignatureReport examineLibrary(const DigitalSignature& signature, const VerificationOptions& options);
+    SignatureReport examineStandard(const DigitalSignature& signature, const StandardMaterial& material,
+                                    const VerificationOptions& options);
+    SignatureReport examineStandard(const DigitalSignature& signature, const VerificationOptions& options);
 
     ReferenceExaminer examiner_;
 };

@@ -1,15 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "signatures/ReferenceExaminer.hpp"
 
+#include "model/ItemBytes.hpp"
 #include "signatures/Base64.hpp"
 #include "signatures/ManifestTarget.hpp"
 #include "signatures/ObjectText.hpp"
 #include "signatures/RelationshipsTransform.hpp"
 #include "signatures/SignatureFormRules.hpp"
+#include "xml/CanonicalXml.hpp"
 
+#include <opc/core/ByteArrayInAdaptor.hpp>
 #include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
+#include <opc/model/coreproperties/PackageHelper.hpp>
 #include <opc/signatures/AlgorithmURIMap.hpp>
+#include <opc/xml/XercesHelper.hpp>
 
 #include <algorithm>
 #include <set>
@@ -131,17 +136,82 @@ void throwIfTransformed(const ReferenceData& reference) {
 
 /// Canonicalization does not change the output of a relationships transform, so it is accepted.
 void throwIfTransformIsUnknown(const ReferenceData& reference, const SignatureFormRules& form) {
-    const std::u16string canonicalization = AlgorithmURIMap::getAlgorithmURI(form.canonicalization);
     for (const std::u16string& transform : reference.transforms)
-        if (transform != canonicalization && !form.isRelationshipTransform(transform))
+        if (transform != CANONICAL_XML && !(form.isStandard() && transform == CANONICAL_XML_WITH_COMMENTS) &&
+            !form.isRelationshipTransform(transform))
             throw Finding{ReferenceVerdict::NotSupported,
                           "a transform is not known: " + detail::toUTF8String(transform, false)};
 }
 
+/// Whether a reference to a relationships part digests all of it, not relationships that it selects.
+bool coversWholePart(const ReferenceData& reference, const SignatureFormRules& form) {
+    return form.isStandard() && std::none_of(
+                                    reference.transforms.begin(), reference.transforms.end(),
+                                    [&form](const auto& each) { return form.isRelationshipTransform(each); });
+}
+
+/// The text of an object that the library's form digests.
+std::string objectText(const DigitalSignatureData& signature, const std::u16string& id) {
+    const auto found = std::find_if(signature.objects.begin(), signature.objects.end(),
+                                    [&id](const auto& object) { return object.id == id; });
+    if (found == signature.objects.end())
+        throw InvalidSignature("XML signature: Could not find referenced object " + detail::toUTF8String(id, false));
+    return detail::toUTF8String(toDigestedText(found->xmlBytes));
+}
+
+/// The canonical form of an element that the standard forms digest.
+const std::string& elementOf(const DigitalSignatureData& signature, const std::u16string& id) {
+    const auto found = signature.standard.elements.find(id);
+    if (found == signature.standard.elements.end())
+        throw InvalidSignature("XML signature: Could not find referenced element " + detail::toUTF8String(id, false));
+    return found->second;
+}
+
+std::vector<unsigned char> toBytes(const std::string& text) {
+    return {text.begin(), text.end()};
+}
+
+std::vector<unsigned char> readPart(const Part& part) {
+    std::vector<unsigned char> bytes;
+    readItem(*part.getInputStream(), [&bytes](const unsigned char* data, std::size_t size) {
+        bytes.insert(bytes.end(), data, data + size);
+        return true;
+    });
+    return bytes;
+}
+
+/// The bytes, or the canonical form of the XML that they are when the reference has a transform.
+std::string canonicalOctets(const std::vector<unsigned char>& bytes, const ReferenceData& reference,
+                            const Limits& limits) {
+    if (reference.transforms.empty())
+        return {bytes.begin(), bytes.end()};
+    if (bytes.size() > limits.xmlSize)
+        throw Exception("The part has more than " + std::to_string(limits.xmlSize) + " bytes");
+    const bool comments = reference.transforms.front() == CANONICAL_XML_WITH_COMMENTS;
+    const ParserHandle parser = XercesHelper::createParser(limits);
+    ByteArrayInAdaptor stream(bytes);
+    return canonicalizeDocument(*XercesHelper::readDocumentFromStream(*parser, stream, false, u"", u""),
+                                comments ? CanonicalComments::Keep : CanonicalComments::Omit);
+}
+
+std::string describe(RelationshipsReading reading) {
+    return reading == RelationshipsReading::WhiteSpace
+               ? "the digest counts white space between the relationships, as LibreOffice does"
+               : "the digest leaves out the TargetMode of internal relationships";
+}
+
+/// A selected relationship that is no longer there tells more than a digest that differs.
+void throwIfSelectionIsAbsent(const ReferenceData& reference, const RelationshipSource& source) {
+    for (const std::u16string& id : reference.relationshipSourceIds)
+        if (!source.hasRelationship(id))
+            throw Finding{ReferenceVerdict::Missing,
+                          "the relationship " + detail::toUTF8String(id, false) + " is not in the package any longer"};
+}
+
 } // namespace
 
-ReferenceExaminer::ReferenceExaminer(const Package& package)
-    : package_(package), digester_(package.getLimits().xmlSize) {}
+ReferenceExaminer::ReferenceExaminer(const Package& package, bool strict)
+    : package_(package), strict_(strict), digester_(package.getLimits().xmlSize) {}
 
 std::vector<ReferenceReport> ReferenceExaminer::examine(const DigitalSignatureData& signature) {
     const SignatureFormRules& form = rulesOf(signature.form);
@@ -170,13 +240,12 @@ ReferenceReport ReferenceExaminer::examineObject(const ReferenceData& reference,
     ReferenceReport report = startReport(reference, ReferenceKind::Object);
     report.target = reference.uri.getFragment();
     recordOutcome(report, [&] {
-        const auto found = std::find_if(signature.objects.begin(), signature.objects.end(),
-                                        [&report](const auto& object) { return object.id == report.target; });
-        if (found == signature.objects.end())
-            throw InvalidSignature("XML signature: Could not find referenced object " +
-                                   detail::toUTF8String(report.target, false));
+        if (form.isStandard()) {
+            const std::string& octets = elementOf(signature, report.target);
+            return compareDigests(digester_.digestBytes(octets, digestMethodOf(reference)), report);
+        }
+        const std::string bytes = objectText(signature, report.target);
         throwIfTransformed(reference);
-        const std::string bytes = detail::toUTF8String(toDigestedText(found->xmlBytes, form.objectDigestForm));
         compareDigests(digester_.digestBytes(bytes, digestMethodOf(reference)), report);
         if (report.target == PACKAGE_OBJECT_ID)
             throwIfMisnamed(signature);
@@ -193,21 +262,29 @@ ReferenceReport ReferenceExaminer::examineEntry(const ReferenceData& reference, 
         if (reference.uri.hasFragment())
             throw Finding{ReferenceVerdict::NotSupported, "the reference has a fragment"};
         target.isRelationships() ? examineRelationships(reference, target.name, form, report)
-                                 : examinePart(reference, target.name, report);
+                                 : examinePart(reference, target.name, form, report);
     });
     return report;
 }
 
-void ReferenceExaminer::examinePart(const ReferenceData& reference, const PartName& name, ReferenceReport& report) {
+void ReferenceExaminer::examinePart(const ReferenceData& reference, const PartName& name,
+                                    const SignatureFormRules& form, ReferenceReport& report) {
     if (!package_.hasPart(name))
         throw Finding{ReferenceVerdict::Missing, "the part is not in the package any longer"};
     const Part part = package_.getPart(name);
     throwIfRenamed(name, part.getName());
-    throwIfTransformed(reference);
+    if (form.isStandard())
+        throwIfTransformIsUnknown(reference, form);
+    else
+        throwIfTransformed(reference);
     compareContentTypes(report.claimedContentType, part.getContentType().toString(), report);
     const DigestMethod method = digestMethodOf(reference);
     try {
-        compareDigests(digester_.digestPart(part, method), report);
+        compareDigests(
+            reference.transforms.empty()
+                ? digester_.digestPart(part, method, form.form)
+                : digester_.digestBytes(canonicalOctets(readPart(part), reference, package_.getLimits()), method),
+            report);
     } catch (const Exception& e) {
         throw Finding{ReferenceVerdict::NotReadable, std::string("Unable to compute digest. ") + e.what()};
     }
@@ -219,7 +296,7 @@ void ReferenceExaminer::examineRelationships(const ReferenceData& reference, con
     report.target = name.getSourcePartName();
     const URI source(report.target);
     report.selectors = selectorsOf(reference, source);
-    if (report.selectors.empty())
+    if (report.selectors.empty() && !coversWholePart(reference, form))
         throw Finding{ReferenceVerdict::NotSupported, "the reference does not say which relationships it covers"};
     if (!PartName::isPackageRootUri(source) && !package_.hasPart(PartName(source)))
         throw Finding{ReferenceVerdict::Missing, "the part with these relationships is not in the package any longer"};
@@ -228,10 +305,66 @@ void ReferenceExaminer::examineRelationships(const ReferenceData& reference, con
         const auto [foundName, contentType] = describeRelationshipsPart(of);
         throwIfRenamed(name, foundName);
         compareContentTypes(report.claimedContentType, contentType, report);
+        if (coversWholePart(reference, form)) {
+            report.relationships = of.getRelationships();
+            const std::string octets = canonicalOctets(of.readRelationshipsPart(), reference, package_.getLimits());
+            return compareDigests(digester_.digestBytes(octets, digestMethodOf(reference)), report);
+        }
         report.relationships = selectRelationships(of, report.selectors, form);
+        compareRelationships(reference, of, form, report);
     });
-    compareDigests(digester_.digestBytes(transformRelationships(report.relationships), digestMethodOf(reference)),
-                   report);
+}
+
+void ReferenceExaminer::compareRelationships(const ReferenceData& reference, const RelationshipSource& source,
+                                             const SignatureFormRules& form, ReferenceReport& report) {
+    const DigestMethod method = digestMethodOf(reference);
+    const auto claimed = fromBase64(report.claimedDigest);
+    const auto found = digestRelationships(source, RelationshipsReading::AsStandard, method, report);
+    if (!form.isStandard() || !claimed || found == *claimed)
+        return compareDigests(found, report);
+    for (const RelationshipsReading reading : {RelationshipsReading::DefaultMode, RelationshipsReading::WhiteSpace})
+        if (digestRelationships(source, reading, method, report) == *claimed) {
+            report.reading = reading;
+            report.remark = describe(reading);
+            return compareDigests(strict_ ? found : *claimed, report);
+        }
+    throwIfSelectionIsAbsent(reference, source);
+    compareDigests(found, report);
+}
+
+std::vector<unsigned char> ReferenceExaminer::digestRelationships(const RelationshipSource& source,
+                                                                  RelationshipsReading reading, DigestMethod method,
+                                                                  const ReferenceReport& report) {
+    std::size_t whiteSpaces = 0;
+    if (reading == RelationshipsReading::WhiteSpace && !report.relationships.empty())
+        whiteSpaces = countWhiteSpaces(source.readRelationshipsPart(), package_.getLimits());
+    return digester_.digestBytes(transformRelationships(report.relationships, reading, whiteSpaces), method);
+}
+
+std::vector<unsigned char> ReferenceExaminer::octetsOf(const DigitalSignatureData& signature, std::size_t index) const {
+    const auto& inSignedInfo = signature.signedInfoReferences;
+    if (index < inSignedInfo.size()) {
+        const std::u16string id = inSignedInfo[index].uri.getFragment();
+        return toBytes(signature.form == SignatureForm::Library ? objectText(signature, id) : elementOf(signature, id));
+    }
+    index -= inSignedInfo.size();
+    if (index >= signature.manifestReferences.size())
+        throw InvalidSignature("The signature has no such reference.");
+    const ReferenceData& reference = signature.manifestReferences[index];
+    const SignatureFormRules& form = rulesOf(signature.form);
+    const ManifestTarget target = ManifestTarget::of(reference.uri);
+    if (!target.isRelationships()) {
+        std::string octets = canonicalOctets(readPart(package_.getPart(target.name)), reference, package_.getLimits());
+        if (!form.isStandard() && target.name == PartName(PackageHelper::getCorePropertiesURI()))
+            removeKeywords(octets);
+        return toBytes(octets);
+    }
+    const URI source(target.name.getSourcePartName());
+    return withSource(package_, source, [&](const RelationshipSource& of) {
+        return toBytes(coversWholePart(reference, form)
+                           ? canonicalOctets(of.readRelationshipsPart(), reference, package_.getLimits())
+                           : transformRelationships(selectRelationships(of, selectorsOf(reference, source), form)));
+    });
 }
 
 } // namespace opc::model

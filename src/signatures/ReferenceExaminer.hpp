@@ -18,10 +18,16 @@ namespace opc::model {
 /// Caches digests, so the package must not change during its lifetime. Used by one thread, together with the package.
 class ReferenceExaminer {
 public:
-    explicit ReferenceExaminer(const Package& package);
+    /// @param strict whether relationships are read as the standard says only.
+    explicit ReferenceExaminer(const Package& package, bool strict = false);
 
     /// The references of `SignedInfo`, then those of the manifest. Faults are in the reports.
     std::vector<ReferenceReport> examine(const DigitalSignatureData& signature);
+
+    /// The octets that a reference digests.
+    /// @param index among the references of `SignedInfo` and then those of the manifest.
+    /// @throws opc::Exception when there is no such reference, or they cannot be read.
+    std::vector<unsigned char> octetsOf(const DigitalSignatureData& signature, std::size_t index) const;
 
     /// The Ids of the objects that no reference of `SignedInfo` covers.
     static std::vector<std::u16string> findUncoveredObjects(const DigitalSignatureData& signature);
@@ -32,11 +38,17 @@ private:
     ReferenceReport examineObject(const ReferenceData& reference, const DigitalSignatureData& signature,
                                   const SignatureFormRules& form);
     ReferenceReport examineEntry(const ReferenceData& reference, const SignatureFormRules& form);
-    void examinePart(const ReferenceData& reference, const PartName& name, ReferenceReport& report);
+    void examinePart(const ReferenceData& reference, const PartName& name, const SignatureFormRules& form,
+                     ReferenceReport& report);
     void examineRelationships(const ReferenceData& reference, const PartName& name, const SignatureFormRules& form,
                               ReferenceReport& report);
+    void compareRelationships(const ReferenceData& reference, const RelationshipSource& source,
+                              const SignatureFormRules& form, ReferenceReport& report);
+    std::vector<unsigned char> digestRelationships(const RelationshipSource& source, RelationshipsReading reading,
+                                                   DigestMethod method, const ReferenceReport& report);
 
     const Package& package_;
+    const bool strict_;
     PartDigester digester_;
 };
 

@@ -5,7 +5,9 @@
 #include "signatures/SignatureOrigin.hpp"
 #include "xml/CanonicalXml.hpp"
 
+#include <opc/core/ByteArrayInAdaptor.hpp>
 #include <opc/core/Strings.hpp>
+#include <opc/xml/XercesHelper.hpp>
 
 #include <set>
 
@@ -37,7 +39,8 @@ std::string describe(const RelationshipSelector& selector) {
 }
 
 bool isOwnOfCountersignature(const Package& package, const Relationship& relationship, const SignatureFormRules& form) {
-    if (relationship.getID() != std::u16string(SIGNATURE_RELATIONSHIP_ID_PREFIX) + COUNTERSIGNATURE_ID ||
+    if (form.isStandard() ||
+        relationship.getID() != std::u16string(SIGNATURE_RELATIONSHIP_ID_PREFIX) + COUNTERSIGNATURE_ID ||
         relationship.getType() != form.signatureRelationshipType ||
         relationship.getTargetMode() != TargetMode::Internal)
         return false;
@@ -63,20 +66,34 @@ std::vector<Relationship> selectRelationships(const RelationshipSource& source,
     return selected;
 }
 
-std::string transformRelationships(const std::vector<Relationship>& relationships) {
+std::string transformRelationships(const std::vector<Relationship>& relationships, RelationshipsReading reading,
+                                   std::size_t whiteSpaces) {
     std::string text = "<Relationships";
     appendAttribute(text, "xmlns", wellknown::RELATIONSHIPS_NAMESPACE);
     text += '>';
+    for (std::size_t i = 0; i < whiteSpaces; ++i)
+        text += "<text></text>";
     for (const Relationship& relationship : relationships) {
         text += "<Relationship";
         appendAttribute(text, "Id", relationship.getID());
         appendAttribute(text, "Target", relationship.getTarget());
-        appendAttribute(text, "TargetMode",
-                        relationship.getTargetMode() == TargetMode::External ? u"External" : u"Internal");
+        const bool isExternal = relationship.getTargetMode() == TargetMode::External;
+        if (isExternal || reading != RelationshipsReading::DefaultMode)
+            appendAttribute(text, "TargetMode", isExternal ? u"External" : u"Internal");
         appendAttribute(text, "Type", relationship.getType());
         text += "></Relationship>";
     }
     return text + "</Relationships>";
+}
+
+std::size_t countWhiteSpaces(const std::vector<unsigned char>& relationshipsPart, const Limits& limits) {
+    const ParserHandle parser = XercesHelper::createParser(limits);
+    ByteArrayInAdaptor stream(relationshipsPart);
+    const auto* root = XercesHelper::readDocumentFromStream(*parser, stream, false, u"", u"")->getDocumentElement();
+    std::size_t count = 0;
+    for (const auto* node = root->getFirstChild(); node != nullptr; node = node->getNextSibling())
+        count += node->getNodeType() == xercesc::DOMNode::TEXT_NODE ? 1 : 0;
+    return count;
 }
 
 } // namespace opc::model

@@ -6,9 +6,11 @@
 #include <opc/model/relationships/RelationshipSelector.hpp>
 #include <opc/model/relationships/RelationshipSource.hpp>
 #include <opc/signatures/DigitalSignatureData.hpp>
+#include <opc/signatures/VerificationReport.hpp>
 
 #include "signatures/SignatureFormRules.hpp"
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -44,6 +46,13 @@ std::vector<Relationship> selectRelationships(const RelationshipSource& source,
 /// The output of the relationships transform (ECMA-376-2 §10.5.13) in canonical form, as UTF-8. It does not depend on
 /// how the relationships part is written.
 /// @param relationships sorted by ID.
-std::string transformRelationships(const std::vector<Relationship>& relationships);
+/// @param whiteSpaces the number of empty `text` elements in front, for `RelationshipsReading::WhiteSpace`.
+std::string transformRelationships(const std::vector<Relationship>& relationships,
+                                   RelationshipsReading reading = RelationshipsReading::AsStandard,
+                                   std::size_t whiteSpaces = 0);
+
+/// The number of texts between the elements of a relationships part.
+/// @throws opc::Exception when it is not XML.
+std::size_t countWhiteSpaces(const std::vector<unsigned char>& relationshipsPart, const Limits& limits);
 
 } // namespace opc::model

@@ -39,8 +39,25 @@ constexpr SignatureFormRules LIBRARY_RULES{
     {u"RelationshipGroupReference", u"RelationshipsGroupReference"},
     AlgorithmTag::CanonicalizationC14N,
     u"http://www.w3.org/2000/09/xmldsig#Object",
-    ObjectDigestForm::PlainText,
 };
+
+constexpr SignatureFormRules makeStandardRules(SignatureForm form) {
+    return {
+        STANDARD_IDENTIFIERS,
+        form,
+        u"/_xmlsignatures/origin.sigs",
+        u"/_xmlsignatures",
+        u"http://schemas.openxmlformats.org/package/2006/RelationshipTransform",
+        LIBRARY_RULES.acceptedRelationshipTransforms,
+        u"RelationshipsGroupReference",
+        LIBRARY_RULES.acceptedGroupReferenceElements,
+        AlgorithmTag::CanonicalizationC14N,
+        LIBRARY_RULES.objectReferenceType,
+    };
+}
+
+constexpr SignatureFormRules STANDARD_RULES = makeStandardRules(SignatureForm::Standard);
+constexpr SignatureFormRules OFFICE_RULES = makeStandardRules(SignatureForm::Office);
 
 } // namespace
 
@@ -49,15 +66,27 @@ const SignatureIdentifiers& getSignatureIdentifiers(SignatureForm form) {
     case SignatureForm::Library:
         return LIBRARY_IDENTIFIERS;
     case SignatureForm::Standard:
+    case SignatureForm::Office:
         return STANDARD_IDENTIFIERS;
     }
     throw Exception("Unknown signature form.");
 }
 
+std::u16string makeSignatureName(SignatureForm form, const std::u16string& id) {
+    const bool isNumber = id.find_first_not_of(u"0123456789") == std::u16string::npos;
+    return form == SignatureForm::Library || isNumber ? SIGNATURE_NAME_PREFIX + id : id;
+}
+
 const SignatureFormRules& rulesOf(SignatureForm form) {
-    if (form != SignatureForm::Library)
-        throw NotImplemented("Signatures of this form are not supported.");
-    return LIBRARY_RULES;
+    switch (form) {
+    case SignatureForm::Library:
+        return LIBRARY_RULES;
+    case SignatureForm::Standard:
+        return STANDARD_RULES;
+    case SignatureForm::Office:
+        return OFFICE_RULES;
+    }
+    throw Exception("Unknown signature form.");
 }
 
 } // namespace opc::model

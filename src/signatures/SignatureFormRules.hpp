@@ -19,6 +19,9 @@ inline constexpr char16_t PACKAGE_SIGNATURE_NAMESPACE[] =
     u"http://schemas.openxmlformats.org/package/2006/digital-signature";
 inline constexpr char16_t PACKAGE_OBJECT_ID[] = u"idPackageObject";
 inline constexpr char16_t SIGNATURE_TIME_ID[] = u"idSignatureTime";
+inline constexpr char16_t CANONICAL_XML[] = u"http://www.w3.org/TR/2001/REC-xml-c14n-20010315";
+inline constexpr char16_t CANONICAL_XML_WITH_COMMENTS[] =
+    u"http://www.w3.org/TR/2001/REC-xml-c14n-20010315#WithComments";
 inline constexpr char16_t MINUTES_FORMAT[] = u"YYYY-MM-DDThh:mmTZD";
 inline constexpr char16_t SECONDS_FORMAT[] = u"YYYY-MM-DDThh:mm:ssTZD";
 inline constexpr char16_t CONTENT_TYPE_QUERY[] = u"?ContentType=";
@@ -27,11 +30,6 @@ inline constexpr char16_t CONTENT_TYPE_QUERY[] = u"?ContentType=";
 inline constexpr char16_t SIGNATURE_NAME_PREFIX[] = u"sig";
 inline constexpr char16_t COUNTERSIGNATURE_ID[] = u"countersig";
 inline constexpr char16_t SIGNATURE_RELATIONSHIP_ID_PREFIX[] = u"DSRel";
-
-/// How an object is serialized before its digest is computed.
-enum class ObjectDigestForm {
-    PlainText, ///< the element as it is serialized, without its declaration of the XML-DSig namespace
-};
 
 /// What differs between the forms of signatures.
 struct SignatureFormRules : SignatureIdentifiers {
@@ -46,7 +44,8 @@ struct SignatureFormRules : SignatureIdentifiers {
 
     AlgorithmTag canonicalization; ///< the only one, of `SignedInfo` and after a relationships transform
     const char16_t* objectReferenceType;
-    ObjectDigestForm objectDigestForm;
+
+    bool isStandard() const noexcept { return form != SignatureForm::Library; }
 
     bool isRelationshipTransform(std::u16string_view identifier) const {
         return isOneOf(identifier, acceptedRelationshipTransforms);
@@ -62,7 +61,10 @@ private:
     }
 };
 
-/// @throws NotImplemented for a form that is neither read nor written.
+/// The name of a signature by its id: "sig" and the id. In the standard forms an id that is not a number is the name.
+std::u16string makeSignatureName(SignatureForm form, const std::u16string& id);
+
+/// @throws opc::Exception for a value that is not an enumerator.
 const SignatureFormRules& rulesOf(SignatureForm form);
 
 } // namespace opc::model

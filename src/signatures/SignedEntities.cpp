@@ -7,6 +7,7 @@
 #include "signatures/ManifestTarget.hpp"
 #include "signatures/RelationshipsTransform.hpp"
 
+#include <algorithm>
 #include <set>
 #include <utility>
 
@@ -79,6 +80,38 @@ void fillUpSignedEntities(const Package& package, DigitalSignatureData& data) {
             throw;
         }
     }
+}
+
+void fillUpFoundEntities(const Package& package, DigitalSignatureData& data) {
+    for (const ReferenceData& reference : data.manifestReferences) {
+        const ManifestTarget target = ManifestTarget::of(reference.uri);
+        if (!target.isRelationships()) {
+            data.signedPartNames.push_back(package.hasPart(target.name) ? package.getPart(target.name).getName()
+                                                                        : target.name);
+            continue;
+        }
+        const URI source = PartName(target.name.getSourcePartName(), true).getURI();
+        auto& selectors = data.relationshipSelectors[source];
+        selectors = selectorsOf(reference, source);
+        if (!PartName::isPackageRootUri(source) && !package.hasPart(PartName(source)))
+            continue;
+        const auto selected = withSource(package, source, [&](const RelationshipSource& of) {
+            return reference.transforms.empty() ? of.getRelationships()
+                                                : selectRelationships(of, selectors, rulesOf(data.form));
+        });
+        data.signedRelationships.insert(data.signedRelationships.end(), selected.begin(), selected.end());
+    }
+}
+
+bool isCountersignature(const DigitalSignatureData& signature, const std::vector<DigitalSignature>& signatures) {
+    if (signature.form == SignatureForm::Library)
+        return signature.signatureId == COUNTERSIGNATURE_ID;
+    std::set<PartName> parts;
+    for (const DigitalSignature& each : signatures)
+        parts.insert(each.getPartName());
+    const auto& names = signature.signedPartNames;
+    return !names.empty() &&
+           std::all_of(names.begin(), names.end(), [&parts](const PartName& name) { return parts.count(name) != 0; });
 }
 
 } // namespace opc::model

@@ -6,7 +6,8 @@
 namespace opc::model {
 
 bool SignatureReport::isSignatureValid() const noexcept {
-    return signatureValueHolds && !references.empty() && findFirstProblem() == nullptr;
+    return signatureValueHolds && !references.empty() && findFirstProblem() == nullptr &&
+           certificateClaim != CertificateClaim::Differs && certificateClaim != CertificateClaim::NotSupported;
 }
 
 DigitalSignatureVerificationStatus SignatureReport::getStatus() const {

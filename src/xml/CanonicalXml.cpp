@@ -263,6 +263,14 @@ public:
         return writeContent(leaf);
     }
 
+    /// Empty for what has no canonical form, such as an omitted comment.
+    std::string writeChildOfDocument(const DOMNode& node) {
+        if (node.getNodeType() == DOMNode::ELEMENT_NODE)
+            return write(node);
+        writeNode(node);
+        return std::move(out_);
+    }
+
 private:
     std::string writeContent(const DOMNode& apex) {
         TreeWalk walk(&apex);
@@ -382,6 +390,19 @@ void appendEscaped(std::string& out, const std::string& bytes, IsAllowed isAllow
 
 std::string canonicalize(const xercesc::DOMElement& apex, CanonicalComments comments) {
     return translatingXercesErrors([&] { return CanonicalWriter(comments).write(apex); });
+}
+
+std::string canonicalizeDocument(const xercesc::DOMDocument& document, CanonicalComments comments) {
+    return translatingXercesErrors([&] {
+        std::string out;
+        for (const DOMNode* node = document.getFirstChild(); node != nullptr; node = node->getNextSibling()) {
+            const std::string text = CanonicalWriter(comments).writeChildOfDocument(*node);
+            if (!text.empty() && !out.empty())
+                out += '\n';
+            out += text;
+        }
+        return out;
+    });
 }
 
 std::string canonicalizeExclusively(const xercesc::DOMElement& leaf, CanonicalComments comments) {

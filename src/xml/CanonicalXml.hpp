@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/dom/DOMElement.hpp>
 
 #include <string>
@@ -27,6 +28,9 @@ enum class CanonicalComments { Omit, Keep };
 /// @throws std::bad_alloc
 std::string canonicalize(const xercesc::DOMElement& apex, CanonicalComments comments);
 
+/// The canonical form of a whole document, with what stands beside its root (§2.1, §2.3).
+/// @throws InvalidXMLDocument, std::bad_alloc as above.
+std::string canonicalizeDocument(const xercesc::DOMDocument& document, CanonicalComments comments);
 /// The canonical form of an element without child elements by Exclusive XML Canonicalization 1.0: of what its ancestors
 /// give it, it has the namespaces of the prefixes in its name and in those of its attributes, and nothing else.
 /// @throws InvalidXMLDocument as `canonicalize` does, and when the element has child elements.

@@ -22,12 +22,14 @@ std::string coverageOf(const Opened& opened) {
 }
 
 TEST(Coverage, OfASignatureThatHoldsIsThatOfTheContent) {
-    for (const Fields& row : opc::test::readTable("signatures/coverage.tsv")) {
-        Items items = letter();
-        change(items, row);
-        Bytes zip = items.toZip();
-        EXPECT_EQ(coverageOf(Opened(zip, OpenMode::ReadOnly)), "sig1: " + row.back()) << row[0];
-    }
+    for (const SignatureForm form : {SignatureForm::Library, SignatureForm::Standard})
+        for (const Fields& row : opc::test::readTable("signatures/coverage.tsv")) {
+            Items items = letter();
+            change(items, row, form);
+            Bytes zip = items.toZip();
+            EXPECT_EQ(coverageOf(Opened(zip, OpenMode::ReadOnly, form)), "sig1: " + row.back())
+                << row[0] << ", form " << static_cast<int>(form);
+        }
 }
 
 TEST(Coverage, IsThatOfEachSignatureByItself) {

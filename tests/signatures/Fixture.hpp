@@ -119,11 +119,15 @@ public:
         : physical(zip), package(physical), manager(package) {
         package.open(mode);
     }
-    /// To be changed, with signatures of all forms.
-    Opened(Bytes& zip, SignatureForm form)
-        : physical(zip), package(physical), manager(package, {SignatureForm::Library, SignatureForm::Standard}, form) {
-        package.open(OpenMode::ReadWrite);
+    /// With signatures of all forms.
+    /// @param form of new ones.
+    Opened(Bytes& zip, OpenMode mode, SignatureForm form)
+        : physical(zip), package(physical),
+          manager(package, {SignatureForm::Library, SignatureForm::Standard, SignatureForm::Office}, form) {
+        package.open(mode);
     }
+    /// To be changed, with signatures of all forms.
+    Opened(Bytes& zip, SignatureForm form) : Opened(zip, OpenMode::ReadWrite, form) {}
 
     storage::ZipPackage physical;
     Package package;
@@ -146,8 +150,13 @@ inline DigitalSignature sign(Opened& opened) {
 inline DigitalSignature countersign(Opened& opened) {
     return opened.manager.countersignAllSignatures(fixedKey(), params1024);
 }
-inline Bytes signedLetter() {
-    return changed(letter().toZip(), sign);
+/// In the form that the manager writes.
+inline DigitalSignature signInForm(Opened& opened) {
+    crypto::KeySigner signer = crypto::KeySigner::fromPEMOrDER(fixedKey());
+    return opened.manager.sign(opened.manager.getAllPartsAndRels(), signer, SigningOptions());
+}
+inline Bytes signedLetter(SignatureForm form = SignatureForm::Library) {
+    return changed(letter().toZip(), signInForm, form);
 }
 
 /// A signature of the document and of some of its relationships, by Id and by type.
@@ -179,13 +188,15 @@ inline CertificateValidationOptions noOptions() {
 /// than that a digest differs, or what is thrown.
 inline std::string verdictOn(Bytes zip) {
     try {
-        const Opened opened(zip, OpenMode::ReadOnly);
+        const Opened opened(zip, OpenMode::ReadOnly, SignatureForm::Library);
         if (!opened.manager.isPackageSigned())
             return "unsigned";
         if (opened.manager.verifyAllSignatures(noOptions(), TrustStore()).isSignatureValid())
             return "valid";
         for (const SignatureReport& each : opened.manager.examineAllSignatures(noOptions(), TrustStore()))
-            if (!each.signatureValueHolds)
+            if (!each.problem.empty())
+                return "refused \"" + each.problem + '"';
+            else if (!each.signatureValueHolds)
                 return "invalid: the value";
             else if (const ReferenceReport* problem = each.findFirstProblem())
                 return problem->verdict == ReferenceVerdict::DigestDiffers ? "invalid" : "invalid: " + problem->problem;
@@ -228,12 +239,17 @@ inline void signAgain(std::string& part) {
 }
 
 /// Changes a package as a row says, from its third field to the last but one: see changes.tsv.
-inline void change(Items& items, const Fields& row) {
+/// @param form of a signature that the row makes, and whose identifiers it means.
+inline void change(Items& items, Fields row, SignatureForm form = SignatureForm::Library) {
     const std::string part = items.byName()[PART];
+    if (form != SignatureForm::Library)
+        for (std::string& field : row)
+            field = boost::replace_all_copy(boost::replace_all_copy(field, "/digitalsignature/", "/digital-signature/"),
+                                            "digital-signaturexml", "digital-signature-xml");
     for (std::size_t i = 2; i + 1 < row.size();) {
         const std::string item = row.at(i).empty() ? PART : row.at(i);
         if (++i; item == "sign")
-            items = Items(changed(items.toZip(), sign));
+            items = Items(changed(items.toZip(), signInForm, form));
         else if (item == "sign again")
             signAgain(items[PART]);
         else {

@@ -102,17 +102,31 @@ protected:
             });
     }
 
+    Bytes signedInOfficeForm() const {
+        return changed(
+            letter().toZip(),
+            [&](Opened& opened) {
+                SigningOptions options;
+                options.certificate = ring.certificate("leaf");
+                options.validation = noOptions();
+                auto signer = crypto::KeySigner::fromPEMOrDER(fixedKey());
+                opened.manager.sign(opened.manager.getAllPartsAndRels(), signer, options);
+            },
+            SignatureForm::Office);
+    }
+
     KeyRing ring;
     const TrustStore trust = ring.trust();
 };
 
 TEST_F(TamperingWithSignatures, NoTextAndNoAttributeIsLeftOut) {
     const auto isValid = [&](Bytes zip) {
-        const Opened opened(zip, OpenMode::ReadOnly);
+        const Opened opened(zip, OpenMode::ReadOnly, SignatureForm::Library);
         return opened.manager.verifyAllSignatures(allOptions(), trust).isValid();
     };
     const boost::regex value("=\"([^\"]*)\"|>([^<]+)<");
-    for (const Bytes& zip : {signedLetter(), signedByType(), signedBy("leaf", "leaf")}) {
+    for (const Bytes& zip : {signedLetter(), signedByType(), signedBy("leaf", "leaf"),
+                             signedLetter(SignatureForm::Standard), signedInOfficeForm()}) {
         ASSERT_TRUE(isValid(zip));
         Items items(zip);
         const std::string text = items[PART];
@@ -143,8 +157,7 @@ TEST_F(TamperingWithSignatures, NoTextAndNoAttributeIsLeftOut) {
 // What is not signed: white space, comments and instructions around what is, and in the elements that say who signed;
 // two of those hold any text by their schema. There, a namespace may be declared, two have an Id, and a key stand
 // twice.
-TEST(Tampering, WithAnyElementTagOrPlaceOfASignatureIsSeen) {
-    Items items(signedByType());
+void expectEveryPlaceToCount(Items items) {
     const std::string text = items[PART];
     std::vector<std::string> within; // the elements around the place
     int places = 0;
@@ -179,6 +192,11 @@ TEST(Tampering, WithAnyElementTagOrPlaceOfASignatureIsSeen) {
     }
     EXPECT_TRUE(within.empty());
     EXPECT_GT(places, 60);
+}
+
+TEST(Tampering, WithAnyElementTagOrPlaceOfASignatureIsSeen) {
+    expectEveryPlaceToCount(Items(signedByType()));
+    expectEveryPlaceToCount(Items(signedLetter(SignatureForm::Standard)));
 }
 
 TEST_F(TamperingWithSignatures, AnotherSignerIsNotTheOneWhoIsExpected) {

@@ -84,6 +84,9 @@ public:
     /// Same as `getSignature`.
     /// @throws SignatureNotFound
     DigitalSignature findSignature(const std::u16string& name) const;
+    /// Whether the signature is one over other signatures: in the library's form the one with the name of the
+    /// countersignature, in the standard forms one that covers no part but signature parts.
+    bool isCountersignature(const DigitalSignature& signature) const;
     /// True also when the countersignature is the only signature.
     bool isPackageSigned() const;
     /// Whether a signature references the part. The signature is not verified.
@@ -308,7 +311,7 @@ private:
     void throwIfPackageNotCountersigned() const;
     const SignatureFormRules& throwIfNotValidSignaturePart(const PartName& name) const;
 
-    void loadForm(SignatureForm formToLoad, std::set<PartName>& seen);
+    void loadForm(const SignatureFormRules& form, std::set<PartName>& seen);
     void load(const PartName& name, const SignatureFormRules& form, std::set<PartName>& seen);
     DigitalSignature loadSignature(const Part& part, const SignatureFormRules& form) const;
     void assertSignatureCorrectnessAfterLoad(const DigitalSignatureData& data) const noexcept;

@@ -278,6 +278,17 @@ void RelationshipSource::createRelationshipPartIfNeeded() {
         getPackage().createPartInternal(name, wellknown::RELATIONSHIPS_CONTENT_TYPE, StandardPartInfo()), true);
 }
 
+std::vector<unsigned char> RelationshipSource::readRelationshipsPart() const {
+    throwIfInvalid();
+    throwIfNotOpen();
+    if (impl_->physicalPart_ == nullptr)
+        return {};
+    if (impl_->relationships_.isModified())
+        throw InvalidRelationshipContent("The relationships part is not written yet");
+    PhysicalInputStream input(impl_->physicalPart_->getInputStream());
+    return readXmlItem(input, getPackage().getLimits().xmlSize);
+}
+
 void RelationshipSource::deleteRelationship(const std::u16string& id) {
     throwIfNotChangeable();
     throwIfCreateOnly();

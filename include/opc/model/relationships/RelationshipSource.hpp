@@ -60,6 +60,11 @@ public:
     /// created. Nothing else depends on it: what is a relationships part, its name decides.
     ContentType getRelationshipsContentType() const;
 
+    /// The bytes of the relationships part as it is stored; empty when there is none.
+    /// @throws InvalidRelationshipContent when the relationships were changed since the last flush.
+    /// @throws opc::Exception what the store throws.
+    std::vector<unsigned char> readRelationshipsPart() const;
+
     /// In ascending order of IDs (code units), as all listings.
     /// @param mode ExcludeManaged leaves out the types that a data manager owns.
     std::vector<Relationship> getRelationships(ExcludeMode mode = ExcludeMode::IncludeAll) const;
