@@ -197,7 +197,7 @@ TEST(StandardSigning, CountersignsTheSignaturesThatThereAre) {
 TEST(StandardSigning, StoresSignedRelationshipsWithoutWhiteSpace) {
     const std::string rels = "word/_rels/document.xml.rels";
     Items items = letter();
-    for (const std::string name : {rels, std::string("_rels/.rels")}) {
+    for (const std::string& name : {rels, std::string("_rels/.rels")}) {
         boost::replace_all(items[name], "><", ">\n <");
         replaceIn(items[name], "</Rel", "<!-- x --></Rel");
     }
