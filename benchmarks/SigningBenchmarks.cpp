@@ -27,6 +27,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using interfaces::OpenMode;
+using model::SignatureForm;
 
 constexpr std::uint64_t mebibyte = 1ULL << 20;
 constexpr std::size_t hugeParts = 16;
@@ -45,7 +46,8 @@ std::vector<unsigned char> makeKey() {
 }
 
 struct OpenPackage {
-    OpenPackage(const fs::path& file, OpenMode mode) : zip(file), package(zip), signatures(package) {
+    OpenPackage(const fs::path& file, OpenMode mode, SignatureForm form = SignatureForm::Library)
+        : zip(file), package(zip), signatures(package, {form}, form) {
         package.open(mode);
     }
 
@@ -140,11 +142,11 @@ std::string withKey(const std::string& file) {
     return file;
 }
 
-std::string signedFile(const std::string& unsignedFile) {
-    const fs::path file = unsignedFile + ".signed";
+std::string signedFile(const std::string& unsignedFile, SignatureForm form = SignatureForm::Library) {
+    const fs::path file = unsignedFile + (form == SignatureForm::Library ? ".signed" : ".signed-standard");
     if (!fs::exists(file)) {
         fs::copy_file(unsignedFile, file);
-        OpenPackage opened(file, OpenMode::ReadWrite);
+        OpenPackage opened(file, OpenMode::ReadWrite, form);
         opened.signatures.signPackage(makeKey(), params);
         opened.package.close();
     }
@@ -184,9 +186,9 @@ Side floorStep(const std::string& file, int times) {
 }
 
 /// What is left when the package is open, and its signatures are read, before.
-void compareOpened(const std::string& what, std::string (*file)(), int pairs, double aim) {
-    const auto opening = [](const std::string& name, OpenMode mode) {
-        return [name, mode] { return std::make_unique<OpenPackage>(name, mode); };
+void compareOpened(const std::string& what, std::string (*file)(), int pairs, double aim, SignatureForm form) {
+    const auto opening = [form](const std::string& name, OpenMode mode) {
+        return [name, mode, form] { return std::make_unique<OpenPackage>(name, mode, form); };
     };
     registerComparison(
         {"sign " + what + " of an open package", "libzip and OpenSSL, twice", pairs, aim},
@@ -198,11 +200,11 @@ void compareOpened(const std::string& what, std::string (*file)(), int pairs, do
         [file] { return floorStep(file(), 2); });
     registerComparison(
         {"verify " + what + " of an open package", "libzip and OpenSSL", pairs, aim},
-        [file, opening] {
-            return step(opening(signedFile(file()), OpenMode::ReadOnly),
+        [file, opening, form] {
+            return step(opening(signedFile(file(), form), OpenMode::ReadOnly),
                         [](const auto& opened) { verifyOpened(*opened); });
         },
-        [file] { return floorStep(signedFile(file()), 1); });
+        [file, form] { return floorStep(signedFile(file(), form), 1); });
 }
 
 } // namespace
@@ -212,7 +214,8 @@ std::map<std::string, Task> signingTasks() {
 }
 
 void registerSigning() {
-    compareOpened("10000 parts", manyFile, 21, 2);
+    compareOpened("10000 parts", manyFile, 21, 2, SignatureForm::Library);
+    compareOpened("10000 parts in the standard form", manyFile, 21, 2.5, SignatureForm::Standard);
     compareProcesses("10000 parts", manyFile, 11, 0);
     compareProcesses("1 GiB in parts", hugeFile, 5, 1.2);
 }

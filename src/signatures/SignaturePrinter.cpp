@@ -38,7 +38,7 @@ void printReferences(std::ostream& out, const std::vector<ReferenceData>& refere
 }
 
 void printHead(std::ostream& out, const DigitalSignatureData& signature) {
-    printLine(out, "Name: ", SIGNATURE_NAME_PREFIX + signature.signatureId);
+    printLine(out, "Name: ", makeSignatureName(signature.form, signature.signatureId));
     printLine(out, "Signature Time: ",
               signature.signedTime.is_special() ? std::u16string() : convertTimeToString(signature.signedTime));
     printLine(out, "C14n Method: ", signature.canonicalizationMethod);
