@@ -64,6 +64,25 @@ void printProperties(std::ostream& out, const DigitalSignatureData& signature) {
     }
 }
 
+/// The octets that are digested stand for what was read from them.
+void printStandard(std::ostream& out, const DigitalSignatureData& signature) {
+    const DigitalSignatureData::StandardData& standard = signature.standard;
+    if (!standard.problem.empty())
+        printLine(out, "Problem: ", toString(standard.problem, false));
+    printLine(out, "Signature part: ", signature.partName);
+    printLine(out, "Signature ID: ", standard.documentId);
+    for (const PartName& name : standard.certificateParts)
+        printLine(out, "Certificate part: ", name.toString());
+    for (const std::u16string& hint : standard.keyHints)
+        printLine(out, "KeyInfo, not used: ", hint);
+    printLine(out, "SignedInfo: ", toString(standard.signedInfo, false));
+    for (const auto& [id, octets] : standard.elements)
+        printLine(out, "Element: ", toString(octets, false));
+    out << "Number of time stamps = " << std::to_string(standard.unsignedProperties.timeStamps.size()) << '\n';
+    for (const std::u16string& name : standard.unsignedProperties.others)
+        printLine(out, "Unsigned property: ", name);
+}
+
 } // namespace
 
 std::ostream& prettyPrint(std::ostream& out, const DigitalSignatureData& signature) {
@@ -79,6 +98,8 @@ std::ostream& prettyPrint(std::ostream& out, const DigitalSignatureData& signatu
         printLine(out, "objectID: ", object.id);
         printLine(out, "XMLBytes: ", object.xmlBytes);
     }
+    if (signature.form != SignatureForm::Library)
+        printStandard(out, signature);
     return out << "-----------------------------------------------------------------------\n";
 }
 

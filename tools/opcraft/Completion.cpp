@@ -41,9 +41,13 @@ std::string bashOptions(const CommandInfo& command) {
     for (const OptionInfo& option : command.options)
         names += ' ' + option.shortName + (option.shortName.empty() ? "" : " ") + option.name;
     std::string arguments;
-    for (const OptionInfo& argument : command.arguments)
-        arguments += isFile(argument.name) ? " file" : " text";
-    const std::string values = arguments.empty() ? "" : " arguments=(" + arguments.substr(1) + ')';
+    std::string rest;
+    for (const OptionInfo& argument : command.arguments) {
+        const std::string value = isFile(argument.name) ? "file" : "text";
+        arguments += ' ' + value;
+        rest = argument.isRepeated ? " rest=" + value : "";
+    }
+    const std::string values = arguments.empty() ? "" : " arguments=(" + arguments.substr(1) + ')' + rest;
     return "    " + (command.name.empty() ? "''" : command.name) + ") options='" + names.substr(1) + '\'' + values +
            " ;;\n";
 }
@@ -58,7 +62,7 @@ _opcraft_value() {
 }
 
 _opcraft() {
-    local word=${COMP_WORDS[COMP_CWORD]} command= value= options= arguments= index=0 found i
+    local word=${COMP_WORDS[COMP_CWORD]} command= value= options= arguments= rest= index=0 found i
     for ((i = 1; i < COMP_CWORD; ++i)); do
         if [[ ${COMP_WORDS[i]} == '=' ]]; then
             value=${value:-text}
@@ -80,7 +84,7 @@ _opcraft() {
     elif [[ -z $value && -z $command ]]; then
         value='@COMMANDS@'
     elif [[ -z $value ]]; then
-        value=${arguments[index]-}
+        value=${arguments[index]-$rest}
     fi
     COMPREPLY=()
     if [[ $value == file ]]; then
@@ -156,8 +160,9 @@ std::string zshSpecifications(const CommandInfo& command) {
     std::string text;
     std::size_t number = 0;
     for (const OptionInfo& argument : command.arguments)
-        text += nextLine + ('\'' + std::to_string(++number)) + (argument.isRequired ? ":" : "::") + argument.name +
-                ':' + zshAction(argument.name, "") + '\'';
+        text += nextLine + ('\'' + (argument.isRepeated ? "*" : std::to_string(++number))) +
+                (argument.isRequired || argument.isRepeated ? ":" : "::") + argument.name + ':' +
+                zshAction(argument.name, "") + '\'';
     for (const OptionInfo& option : command.options)
         text += nextLine + zshOption(option, command);
     return text;

@@ -18,6 +18,7 @@ namespace opcraft {
 namespace {
 
 using opc::interfaces::OpenMode;
+using opc::model::SignatureForm;
 
 /// The error that is being handled, as a failure to open.
 /// @throws UnreadableSignatures, FileInUse instead, when the error is one of these.
@@ -55,6 +56,12 @@ FileInUse::FileInUse(const std::string& file)
 void throwIfInUse(const opc::Exception& error, const std::string& file) {
     if (error.code() == boost::system::errc::device_or_resource_busy)
         throw FileInUse(file);
+}
+
+std::unique_ptr<opc::model::DigitalSignatureManager> makeSignatureManager(opc::model::Package& package,
+                                                                          SignatureForm formToWrite) {
+    static const std::vector<SignatureForm> all{SignatureForm::Library, SignatureForm::Standard, SignatureForm::Office};
+    return std::make_unique<opc::model::DigitalSignatureManager>(package, all, formToWrite);
 }
 
 UnreadableSignatures::UnreadableSignatures(const opc::Exception& error, const std::string& file)
@@ -96,7 +103,7 @@ OpenPackage::OpenPackage(const InputOptions& options, const std::string& output,
     : input_(options, output == "-"), model_(input_.getZip(), options.limits) {
     try {
         if (options.signatures)
-            signatures_ = std::make_unique<opc::model::DigitalSignatureManager>(model_);
+            signatures_ = makeSignatureManager(model_, options.formToWrite);
         if (!output.empty() && output != "-")
             input_.getZip().setOutput(output);
         model_.open(mode);

@@ -75,6 +75,12 @@ private:
     std::unique_ptr<opc::storage::ZipPackage> zip_;
 };
 
+/// A manager that reads signatures of all forms.
+/// @param package not open yet.
+std::unique_ptr<opc::model::DigitalSignatureManager>
+makeSignatureManager(opc::model::Package& package,
+                     opc::model::SignatureForm formToWrite = opc::model::SignatureForm::Standard);
+
 /// A package is not opened because of its signatures.
 class UnreadableSignatures : public Failure {
 public:

@@ -37,9 +37,9 @@ OpenPackage open(const ChangeOptions& options, Console& console) {
 template <class Action>
 void withSignatures(opc::storage::ZipPackage& zip, const opc::Limits& limits, Action action) {
     opc::model::Package package(zip, limits);
-    const DigitalSignatureManager manager(package);
+    const auto manager = makeSignatureManager(package);
     package.open(opc::interfaces::OpenMode::ReadOnly);
-    action(manager);
+    action(*manager);
 }
 
 /// The report of a signature as if nothing it names had changed.
@@ -94,17 +94,16 @@ std::set<std::string> findCompleteSignatures(opc::storage::ZipPackage& zip, cons
 /// when the signatures of the package cannot be read.
 std::vector<std::string> findBrokenSignatures(opc::storage::ZipPackage& zip, const opc::Limits& limits,
                                               const std::vector<std::string>& names) {
-    opc::certificates::CertificateValidationOptions nothing;
-    nothing.setCheckChain(false);
-    nothing.setCheckPurpose(false);
-    nothing.setCheckValidityTime(false);
+    opc::model::VerificationOptions anybody;
+    anybody.validation.setCheckChain(false);
+    anybody.validation.setCheckPurpose(false);
+    anybody.validation.setCheckValidityTime(false);
     std::multiset<std::string> holding; // several may have one name, in different folders
     try {
         withSignatures(
             zip, limits,
             [&](const DigitalSignatureManager& manager) {
-                for (const SignatureReport& each :
-                     manager.examineAllSignatures(nothing, opc::certificates::TrustStore()))
+                for (const SignatureReport& each : manager.examineAllSignatures(anybody))
                     if (each.isSignatureValid())
                         holding.insert(toUtf8(each.signature.getName()));
             });
@@ -144,19 +143,17 @@ void PackageChange::save(Console& console, bool isChanged) {
 /// The names of the signatures of the file before the change that can be verified. The file is opened once more for
 /// them, because a package is also changed when its signatures cannot be read.
 std::vector<std::string> PackageChange::readNames() {
-    if (subject_ == ChangeSubject::Signatures || signatures_.own.empty())
+    if (subject_ == ChangeSubject::Signatures || signatures_.xml.empty())
         return {};
     const auto stored = package_.getInput().reopen("");
     complete_ = findCompleteSignatures(*stored, limits_);
     return readSignatureNames(*stored, limits_);
 }
 
+/// Signatures of another kind, or that cannot be read.
 bool PackageChange::hasUncheckedSignatures(const std::vector<std::string>& names) {
-    if (subject_ == ChangeSubject::Content)
-        return names.empty() ? signatures_.isSigned() : !signatures_.areOwn();
-    const Signatures left = findSignatures(package_);
-    return !left.pkcs7.empty() ||
-           !std::includes(left.loose.begin(), left.loose.end(), left.standard.begin(), left.standard.end());
+    const bool isUnread = subject_ == ChangeSubject::Content && names.empty();
+    return isUnread ? signatures_.isSigned() : !findSignatures(package_).pkcs7.empty();
 }
 
 /// Verifies the signatures of the saved file, because they cover more than the part or relationship that was changed.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opcraft/SignatureEntry.hpp"
 
+#include "opcraft/SignatureClaims.hpp"
 #include "opcraft/Text.hpp"
 
 #include <opc/core/Exception.hpp>
@@ -8,54 +9,75 @@
 #include <opc/crypto/CryptoEngine.hpp>
 #include <opc/signatures/AlgorithmURIMap.hpp>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
-#include <vector>
+#include <set>
 
 namespace opcraft {
 
 namespace {
 
 using opc::certificates::X509Certificate;
+using opc::crypto::KeyKind;
 using opc::model::DigestMethod;
-using opc::model::SignatureMethod;
-
-std::string digestName(DigestMethod method) {
-    constexpr std::array names = {"MD5", "SHA-1", "SHA-224", "SHA-256", "SHA-384", "SHA-512"};
-    const auto index = static_cast<std::size_t>(method);
-    return index < names.size() ? names[index] : "an unknown digest";
-}
+using opc::model::DigitalSignature;
+using opc::model::DigitalSignatureData;
+using opc::model::PartName;
+using opc::model::SignatureAlgorithm;
+using opc::model::SignatureForm;
 
 constexpr DigestMethod WEAK_DIGESTS[] = {DigestMethod::MD5, DigestMethod::SHA1};
+constexpr const char* FORM_NAMES[] = {"library", "standard", "office"};
+constexpr const char* KEY_KIND_NAMES[] = {"RSA", "EC", "DSA"};
 
-std::string keyName(const SignatureEntry& entry) {
-    return "RSA with " + std::to_string(entry.keySize) + " bits";
+std::string keyName(const SignatureAlgorithm& algorithm) {
+    const bool isEC = algorithm.keyKind == KeyKind::EC;
+    const std::string size = std::to_string(algorithm.keySize);
+    const std::string kind = isEC ? "ECDSA" : KEY_KIND_NAMES[static_cast<std::size_t>(*algorithm.keyKind)];
+    if (algorithm.keySize == 0)
+        return kind;
+    return isEC ? kind + " on P-" + size : kind + " with " + size + " bits";
 }
 
-unsigned keySizeOf(SignatureMethod method) {
-    return method == SignatureMethod::RSA1024 ? 1024 : (method == SignatureMethod::RSA2048 ? 2048 : 4096);
-}
-
-/// The SHA-256 digest of the SubjectPublicKeyInfo in DER, in hexadecimal.
-std::string fingerprintOf(const opc::crypto::RSAPublicKey& key) {
-    opc::crypto::DigestEngine engine =
-        opc::crypto::CryptoEngine::createDigestEngine(opc::crypto::DigestAlgorithm::SHA256);
-    engine.update(key.toDER());
-    std::string text;
-    for (const unsigned char byte : engine.finish()) {
-        char digits[3];
-        std::snprintf(digits, sizeof digits, "%02x", byte);
-        text += digits;
-    }
-    return text;
-}
-
-std::string fingerprintOf(const opc::model::DigitalSignatureData& data) {
+std::string keyFingerprintOf(const DigitalSignatureData& data) {
     try {
-        return fingerprintOf(data.publicKey ? *data.publicKey : data.certificate.getPublicKey());
-    } catch (const opc::Exception&) { // not an RSA key
+        if (data.publicKey)
+            return fingerprintOf(data.publicKey->toDER());
+        if (!data.certificate.isEmpty())
+            return fingerprintOf(data.certificate.getSubjectPublicKey().toDER());
+        return data.standard.keyValue ? fingerprintOf(data.standard.keyValue->toDER()) : std::string();
+    } catch (const opc::Exception&) { // a key of another kind
         return {};
     }
+}
+
+/// The time of signing, which the standard forms may also claim by XAdES.
+std::string claimedTimeOf(const DigitalSignatureData& data) {
+    if (data.form == SignatureForm::Library)
+        return timeText(data.signedTime, opc::TimeForm::Minutes);
+    const bool isByProperties = data.signedTime.is_special() && data.standard.arePropertiesSigned;
+    return timeText(isByProperties ? data.standard.properties.signingTime : data.signedTime);
+}
+
+SignatureEntry entryOf(const DigitalSignature& signature) {
+    const DigitalSignatureData& data = *signature.getImpl();
+    SignatureEntry entry;
+    entry.name = toUtf8(signature.getName());
+    entry.part = toUtf8(data.partName);
+    entry.form = data.form;
+    entry.data = signature.getImpl();
+    entry.problem = signature.getProblem();
+    if (!entry.problem.empty())
+        return entry;
+    entry.time = claimedTimeOf(data);
+    entry.algorithm = signature.getSignatureAlgorithm();
+    if (!data.publicKey)
+        entry.certificate = data.certificate;
+    entry.fingerprint = keyFingerprintOf(data);
+    entry.parts = data.signedPartNames.size();
+    entry.relationships = data.signedRelationships.size();
+    return entry;
 }
 
 } // namespace
@@ -64,49 +86,85 @@ std::string timeText(const boost::posix_time::ptime& time, opc::TimeForm form) {
     return time.is_special() ? std::string() : toUtf8(opc::convertTimeToString(time, form));
 }
 
-SignatureEntry entryOf(const opc::model::DigitalSignature& signature) {
-    const opc::model::DigitalSignatureData& data = *signature.getImpl();
-    SignatureEntry entry;
-    entry.name = toUtf8(signature.getName());
-    entry.part = toUtf8(data.partName);
-    entry.isCountersignature = data.signatureId == u"countersig";
-    entry.time = timeText(data.signedTime, opc::TimeForm::Minutes);
-    entry.digest = digestName(data.signatureParams.getDigestMethod());
-    entry.keySize = keySizeOf(data.signatureParams.getSignatureMethod());
-    if (!data.publicKey && !data.certificate.isEmpty())
-        entry.certificate = data.certificate;
-    entry.fingerprint = fingerprintOf(data);
-    entry.parts = data.signedPartNames.size();
-    entry.relationships = data.signedRelationships.size();
-    return entry;
+std::vector<SignatureEntry> entriesOf(const std::vector<DigitalSignature>& signatures) {
+    std::set<PartName> stored;
+    for (const DigitalSignature& signature : signatures)
+        stored.insert(signature.getPartName());
+    std::vector<SignatureEntry> entries;
+    for (const DigitalSignature& signature : signatures) {
+        const std::vector<PartName> parts = signature.getSignedPartNames();
+        const auto isStored = [&](const PartName& name) { return stored.contains(name); };
+        entries.push_back(entryOf(signature));
+        entries.back().isCountersignature = signature.getForm() == SignatureForm::Library
+                                                ? signature.getImpl()->signatureId == u"countersig"
+                                                : !parts.empty() && std::all_of(parts.begin(), parts.end(), isStored);
+    }
+    return entries;
 }
 
 std::string titleOf(const SignatureEntry& entry) {
-    return escaped(entry.name) + (entry.isCountersignature ? " (the countersignature)" : "") + '\n';
+    const std::string article = entry.form == SignatureForm::Library ? "the" : "a"; // of which there may be several
+    return escaped(entry.name) + (entry.isCountersignature ? " (" + article + " countersignature)" : "") + '\n';
+}
+
+std::string headLines(const SignatureEntry& entry) {
+    return detailLine("Form", FORM_NAMES[static_cast<std::size_t>(entry.form)]) +
+           detailLine("Time", entry.time.empty() ? "not known" : entry.time + ", as the signer says");
 }
 
 std::string algorithmOf(const SignatureEntry& entry) {
-    std::string text = keyName(entry) + ", " + entry.digest;
+    const SignatureAlgorithm& algorithm = entry.algorithm;
+    if (!algorithm.keyKind || !algorithm.digestMethod) {
+        const std::string name = SignatureAlgorithm::findUnsupportedName(algorithm.identifier);
+        return (name.empty() ? "" : name + ", ") + toUtf8(algorithm.identifier) + ", which is not supported";
+    }
+    std::string text = keyName(algorithm) + ", " + digestName(*algorithm.digestMethod);
     for (const std::string& weak : weakAlgorithmsOf(entry))
         text.insert(text.find(weak) + weak.size(), " (weak)");
     return text;
 }
 
 std::vector<std::string> weakAlgorithmsOf(const SignatureEntry& entry) {
+    const SignatureAlgorithm& algorithm = entry.algorithm;
     std::vector<std::string> names;
-    if (entry.keySize < 2048)
-        names.push_back(keyName(entry));
+    if (algorithm.keyKind && algorithm.keyKind != KeyKind::EC && algorithm.keySize != 0 && algorithm.keySize < 2048)
+        names.push_back(keyName(algorithm));
     for (const DigestMethod method : WEAK_DIGESTS)
-        if (entry.digest == digestName(method))
-            names.push_back(entry.digest);
+        if (algorithm.digestMethod == method)
+            names.push_back(digestName(method));
     return names;
 }
 
 std::string weakDigestName(const std::u16string& identifier) {
-    for (const DigestMethod method : WEAK_DIGESTS)
-        if (identifier == opc::model::AlgorithmURIMap::getAlgorithmURI(method))
-            return digestName(method);
-    return {};
+    const auto method = findDigestMethod(identifier);
+    const bool isWeak = std::find(std::begin(WEAK_DIGESTS), std::end(WEAK_DIGESTS), method) != std::end(WEAK_DIGESTS);
+    return isWeak ? digestName(*method) : std::string();
+}
+
+std::string digestName(DigestMethod method) {
+    constexpr std::array names = {"MD5", "SHA-1", "SHA-224", "SHA-256", "SHA-384", "SHA-512"};
+    return names.at(static_cast<std::size_t>(method));
+}
+
+std::optional<DigestMethod> findDigestMethod(const std::u16string& identifier) {
+    try {
+        return opc::model::AlgorithmURIMap::getDigestMethod(identifier);
+    } catch (const opc::Exception&) {
+        return std::nullopt;
+    }
+}
+
+std::string fingerprintOf(const std::vector<unsigned char>& der) {
+    opc::crypto::DigestEngine engine =
+        opc::crypto::CryptoEngine::createDigestEngine(opc::crypto::DigestAlgorithm::SHA256);
+    engine.update(der);
+    std::string text;
+    for (const unsigned char byte : engine.finish()) {
+        char digits[3];
+        std::snprintf(digits, sizeof digits, "%02x", byte);
+        text += digits;
+    }
+    return text;
 }
 
 std::string detailLine(const std::string& label, const std::string& text) {
@@ -125,15 +183,23 @@ Json toJson(const X509Certificate& certificate) {
 }
 
 Json toJson(const SignatureEntry& entry) {
-    return {{"name", entry.name},
-            {"part", entry.part},
-            {"countersignature", entry.isCountersignature},
-            {"time", textOrNull(entry.time)},
-            {"digest", entry.digest},
-            {"keySize", entry.keySize},
-            {"weak", weakAlgorithmsOf(entry)},
-            {"keyFingerprint", textOrNull(entry.fingerprint)},
-            {"certificate", toJson(entry.certificate)}};
+    const SignatureAlgorithm& algorithm = entry.algorithm;
+    return {
+        {"name", entry.name},
+        {"part", entry.part},
+        {"form", FORM_NAMES[static_cast<std::size_t>(entry.form)]},
+        {"countersignature", entry.isCountersignature},
+        {"problem", textOrNull(entry.problem)},
+        {"time", textOrNull(entry.time)},
+        {"algorithm", textOrNull(toUtf8(algorithm.identifier))},
+        {"keyKind", algorithm.keyKind ? Json(KEY_KIND_NAMES[static_cast<std::size_t>(*algorithm.keyKind)]) : Json()},
+        {"digest", algorithm.digestMethod ? Json(digestName(*algorithm.digestMethod)) : Json()},
+        {"keySize", algorithm.keySize},
+        {"weak", weakAlgorithmsOf(entry)},
+        {"keyFingerprint", textOrNull(entry.fingerprint)},
+        {"certificate", toJson(entry.certificate)},
+        {"properties", propertiesJson(*entry.data)},
+        {"unsignedProperties", unsignedPropertiesJson(*entry.data)}};
 }
 
 } // namespace opcraft

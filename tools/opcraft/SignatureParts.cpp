@@ -133,7 +133,6 @@ void findXmlSignatures(const Package& package, Signatures& signatures) {
         standard.erase(name);
     signatures.origins = toTexts(origins);
     signatures.xml = toTexts(findAll(package, origins));
-    signatures.own = toTexts(own);
     signatures.standard = toTexts(standard);
     signatures.loose = toTexts(findLoose(package));
 }
@@ -167,8 +166,8 @@ Signatures findSignatures(OpenPackage& package) {
     return signatures;
 }
 
-std::string notCheckedText(std::size_t count) {
-    return countText(count, "signature") + " in the standard's form, not checked";
+std::string pkcs7Text(std::size_t count) {
+    return count == 0 ? std::string() : countText(count, "PKCS#7 signature") + " of the file, not checked\n";
 }
 
 std::vector<std::string> removeXmlSignatures(OpenPackage& package) {

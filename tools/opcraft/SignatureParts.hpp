@@ -13,21 +13,18 @@ namespace opcraft {
 struct Signatures {
     std::set<std::string> origins;  ///< signature origin parts (ECMA-376-2 §10)
     std::set<std::string> xml;      ///< parts that hold an XML signature
-    std::set<std::string> own;      ///< those of them that are related as the library does it
-    std::set<std::string> standard; ///< those in the form of the standard, which is not verified yet
+    std::set<std::string> standard; ///< those of them in one of the standard forms
     std::set<std::string>
         loose; ///< parts with a content type of signatures that no signature origin of the package leads to
     std::set<std::string> pkcs7; ///< items with a PKCS#7 signature of the file, parts or not
 
     bool isSigned() const noexcept { return !xml.empty() || !pkcs7.empty(); }
-    /// Whether all of them can be verified.
-    bool areOwn() const noexcept { return own == xml && pkcs7.empty(); }
 };
 
 Signatures findSignatures(OpenPackage& package);
 
-/// "1 signature in the standard's form, not checked".
-std::string notCheckedText(std::size_t count);
+/// The line "1 PKCS#7 signature of the file, not checked"; empty for none.
+std::string pkcs7Text(std::size_t count);
 
 /// Removes every XML signature, in either form, that a signature origin of the package leads to, with its origin and
 /// relationships. It need not be readable. A part is kept when its content type is not one of signatures.

@@ -1,20 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opcraft/Tool.hpp"
 
+#include <opc/core/Exception.hpp>
+
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdint>
 #include <limits>
+#include <new>
 #include <optional>
 #include <string_view>
 
 namespace opcraft {
 
 namespace {
-
-/// Incremented when JSON reports change incompatibly.
-constexpr int JSON_VERSION = 1;
 
 struct LimitName {
     std::string_view name;
@@ -89,6 +89,17 @@ CLI::Option* addJsonFlag(CLI::App& command, bool& json) {
     return addFlag(command, "--json", json, "Report as JSON, for programs (docs/json.md)");
 }
 
+void addLimitOption(CLI::App& command, InputOptions& options) {
+    const auto take = [&options](const CLI::results_t& results) {
+        for (const std::string& text : results)
+            setLimit(options.limits, text);
+    };
+    addRepeated(command, "--limit", take,
+                "Bound what a package may cost; NAME is " + listLimitNames() +
+                    "; VALUE may end in K, M, G or T. The ratio of an item counts beyond 64 MiB of it")
+        ->type_name("NAME=VALUE");
+}
+
 void addSavingOptions(CLI::App& command, ChangeOptions& options) {
     command
         .add_option("-o,--output", options.output,
@@ -100,6 +111,24 @@ void addSavingOptions(CLI::App& command, ChangeOptions& options) {
 
 } // namespace
 
+ExitCode run(const Action& action, Console& console) {
+    try {
+        return action.run(console);
+    } catch (const BrokenPipe&) {
+        throw;
+    } catch (const Failure& e) {
+        console.note(e.getLine(action.file, action.part));
+        return e.getExitCode();
+    } catch (const opc::Exception& e) {
+        console.note(toFailure(e, action.file, action.part).getLine("", ""));
+    } catch (const std::bad_alloc&) {
+        console.note(action.file + ": out of memory");
+    } catch (const std::exception& e) {
+        console.note(action.file + ": " + e.what());
+    }
+    return ExitCode::NotProcessed;
+}
+
 CLI::App& addSubcommand(Tool& tool, const std::string& name, const std::string& description, const std::string& help) {
     CLI::App* command = tool.app.add_subcommand(name, description);
     command->group("Commands");
@@ -109,18 +138,21 @@ CLI::App& addSubcommand(Tool& tool, const std::string& name, const std::string& 
 
 void addInputOptions(CLI::App& command, InputOptions& options, const std::string& description) {
     command.add_option("FILE", options.file, description)->required();
-    const auto take = [&options](const CLI::results_t& results) {
-        for (const std::string& text : results)
-            setLimit(options.limits, text);
-    };
-    addRepeated(command, "--limit", take,
-                "Bound what a package may cost; NAME is " + listLimitNames() +
-                    "; VALUE may end in K, M, G or T. The ratio of an item counts beyond 64 MiB of it")
-        ->type_name("NAME=VALUE");
+    addLimitOption(command, options);
 }
 
 CLI::Option* addReadOptions(CLI::App& command, ReadOptions& options) {
     addInputOptions(command, options);
+    return addJsonFlag(command, options.json);
+}
+
+CLI::Option* addReadOptions(CLI::App& command, ReadOptions& options, std::vector<std::string>& files) {
+    const auto take = [&](const CLI::results_t& results) {
+        files = results;
+        options.file = files.front();
+    };
+    addRepeated(command, "FILE", take, "The packages; - is the standard input")->allow_extra_args()->required();
+    addLimitOption(command, options);
     return addJsonFlag(command, options.json);
 }
 

@@ -5,6 +5,7 @@
 #include "opcraft/Failure.hpp"
 
 #include <opc/core/Limits.hpp>
+#include <opc/signatures/SignatureForm.hpp>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -25,6 +26,10 @@ struct Action {
     std::function<ExitCode(Console&)> run;
 };
 
+/// Runs an action and reports every error in one line.
+/// @throws BrokenPipe
+ExitCode run(const Action& action, Console& console);
+
 /// The command line of the tool. The chosen command sets the action.
 struct Tool {
     CLI::App app{"Looks into packages of the Open Packaging Conventions (.docx, .xlsx, .nupkg, …) and changes them."};
@@ -43,6 +48,7 @@ struct InputOptions : CommandOptions {
     opc::Limits limits{};
     bool consistent = false; ///< whether a ZIP file that readers may read differently is refused; set by the command
     bool signatures = false; ///< whether signatures are read, to be verified or changed; set by the command
+    opc::model::SignatureForm formToWrite = opc::model::SignatureForm::Standard; ///< of new signatures
     std::optional<std::chrono::milliseconds> lockTimeout{}; ///< as of `opc::storage::ZipOptions`; set by the command
 };
 
@@ -92,6 +98,9 @@ void addInputOptions(CLI::App& command, InputOptions& options,
                      const std::string& description = "The package; - is the standard input");
 /// @return the option for JSON.
 CLI::Option* addReadOptions(CLI::App& command, ReadOptions& options);
+/// For a command that reads several packages.
+/// @param files receives their names, the first of which the options have as well.
+CLI::Option* addReadOptions(CLI::App& command, ReadOptions& options, std::vector<std::string>& files);
 void addChangeOptions(CLI::App& command, ChangeOptions& options);
 /// @return the option for JSON, which excludes those that change.
 CLI::Option* addReadOrChangeOptions(CLI::App& command, ReadOrChangeOptions& options);
@@ -118,6 +127,9 @@ CLI::Validator oneOf(const Map& map, Filters... filters) {
 }
 
 using Json = nlohmann::ordered_json;
+
+/// Incremented when JSON reports change incompatibly.
+inline constexpr int JSON_VERSION = 1;
 
 /// The text of a JSON report. It is ASCII, so that no control character in a package reaches the terminal.
 std::string toJsonText(const Json& report);

@@ -24,6 +24,8 @@ constexpr const char* VERDICT_NAMES[] = {"unreadable", "invalid", "unchecked", "
 constexpr const char* COVERAGE_NAMES[] = {"content", "all", "any"};
 constexpr const char* VOUCHER_NAMES[] = {"nobody", "untrustedCertificate", "trustedCertificate", "givenKey"};
 constexpr const char* KIND_NAMES[] = {"object", "part", "relationships"};
+constexpr const char* CLAIM_NAMES[] = {"none", "holds", "differs", "notSupported"};
+constexpr const char* READING_NAMES[] = {"asStandard", "defaultMode", "whiteSpace"};
 constexpr const char* REFERENCE_NAMES[] = {
     "holds", "digestDiffers", "contentTypeDiffers", "missing", "notSupported", "notReadable", "misnamed"};
 
@@ -41,6 +43,8 @@ Json toJson(const ReferenceReport& reference) {
             {"target", toUtf8(reference.target)},
             {"verdict", nameOf(reference.verdict, REFERENCE_NAMES)},
             {"problem", textOrNull(reference.problem)},
+            {"remark", textOrNull(reference.remark)},
+            {"reading", nameOf(reference.reading, READING_NAMES)},
             {"signedContentType", utf16OrNull(reference.claimedContentType)},
             {"contentType", utf16OrNull(reference.foundContentType)},
             {"digestMethod", toUtf8(reference.digestMethod)},
@@ -85,6 +89,15 @@ Json toJson(const CoverageEntry& coverage) {
             {"externalTargets", coverage.externalTargets}};
 }
 
+Json toJson(const opc::model::TimeStampReport& stamp) {
+    return {{"time", textOrNull(timeText(stamp.time))},
+            {"authority", textOrNull(stamp.authority)},
+            {"digestMethod", utf16OrNull(stamp.digestMethod)},
+            {"holds", stamp.holds},
+            {"trusted", stamp.isTrusted},
+            {"problem", textOrNull(stamp.problem)}};
+}
+
 Json toJson(const SignatureVerdict& verdict) {
     const opc::model::SignatureReport& report = verdict.report;
     const bool hasCertificate = !verdict.entry.certificate.isEmpty();
@@ -97,6 +110,11 @@ Json toJson(const SignatureVerdict& verdict) {
     json["doubt"] = textOrNull(verdict.doubt);
     json["certificateStatus"] = verdict.certificateStatus ? Json(*verdict.certificateStatus) : Json();
     json["certificateCovered"] = hasCertificate ? Json(report.certificateCovered) : Json();
+    json["certificateClaim"] = nameOf(report.certificateClaim, CLAIM_NAMES);
+    json["validationTime"] = textOrNull(timeText(report.validationTime));
+    json["timeStamps"] =
+        toJsonArray(report.timeStamps, [](const opc::model::TimeStampReport& each) { return toJson(each); });
+    json["objections"] = verdict.objections;
     json["trustAnchor"] = opcraft::toJson(verdict.trustAnchor);
     json["coverage"] = toJson(verdict.coverage);
     json["uncoveredObjects"] = toJsonArray(report.uncoveredObjects, toUtf8);
@@ -115,7 +133,7 @@ Json toJson(const VerifyReport& report) {
     json["unreadable"] = toJson(report.place);
     json["signatures"] = toJsonArray(report.signatures, [](const SignatureVerdict& each) { return toJson(each); });
     json["coverage"] = report.signatures.empty() ? Json() : toJson(report.coverage);
-    json["standard"] = report.standard;
+    json["standard"] = Json::array(); // they are among the signatures
     json["pkcs7"] = report.pkcs7;
     json["loose"] = report.loose;
     return json;

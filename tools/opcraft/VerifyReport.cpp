@@ -13,6 +13,7 @@ namespace opcraft {
 
 namespace {
 
+using opc::model::CertificateClaim;
 using opc::model::KeySource;
 using opc::model::PartName;
 using opc::model::ReferenceKind;
@@ -21,21 +22,17 @@ using opc::model::ReferenceVerdict;
 using opc::model::Relationship;
 using opc::model::SignatureReport;
 
-std::string subjectOf(const ReferenceReport& reference) {
-    const std::string target = toUtf8(reference.target);
-    switch (reference.kind) {
-    case ReferenceKind::Object:
-        return "what the signature says that it covers (" + target + ')';
-    case ReferenceKind::Relationships:
-        return target == "/" ? "the relationships of the package" : "the relationships of " + target;
-    case ReferenceKind::Part:
-        break;
-    }
-    return target;
-}
-
 bool isTrusted(const SignatureReport& report, const VerifyPolicy& policy) {
     return policy.isTrusting && report.certificateChecked && report.certificateResults.getCertificateChainStatus() == 0;
+}
+
+/// A certificate beside a bare key does not identify the signer when that key verified.
+void takeVerifiedKey(SignatureVerdict& verdict) {
+    const auto& keyValue = verdict.entry.data->standard.keyValue;
+    if (!verdict.report.signatureValueHolds || verdict.report.keySource != KeySource::KeyValue || !keyValue)
+        return;
+    verdict.entry.certificate = {};
+    verdict.entry.fingerprint = fingerprintOf(keyValue->toDER());
 }
 
 /// Only a key that verified the signature value can be vouched for.
@@ -58,15 +55,58 @@ void judgeSigner(const VerifyPolicy& policy, SignatureVerdict& verdict) {
     }
 }
 
+void addOnce(const std::string& text, std::vector<std::string>& texts) {
+    if (std::find(texts.begin(), texts.end(), text) == texts.end())
+        texts.push_back(text);
+}
+
 /// The digest of the signature value and those of the references may be different algorithms.
 std::vector<std::string> findWeakAlgorithms(const SignatureVerdict& verdict) {
     std::vector<std::string> names = weakAlgorithmsOf(verdict.entry);
-    for (const ReferenceReport& reference : verdict.report.references) {
-        const std::string name = weakDigestName(reference.digestMethod);
-        if (!name.empty() && std::find(names.begin(), names.end(), name) == names.end())
-            names.push_back(name);
-    }
+    for (const ReferenceReport& reference : verdict.report.references)
+        if (const std::string name = weakDigestName(reference.digestMethod); !name.empty())
+            addOnce(name, names);
     return names;
+}
+
+/// A fingerprint as tools write it, in the form of `fingerprintOf`.
+std::string plainFingerprint(const std::string& text) {
+    std::string plain;
+    for (const char c : text)
+        if (c != ':')
+            plain += c >= 'A' && c <= 'F' ? static_cast<char>(c - 'A' + 'a') : c;
+    return plain;
+}
+
+/// Whether the key that verified is one of a signer.
+/// @param signer a subject or a fingerprint.
+bool isBy(const std::string& signer, const SignatureEntry& entry) {
+    const std::string fingerprint = plainFingerprint(signer);
+    if (fingerprint == entry.fingerprint)
+        return true;
+    return !entry.certificate.isEmpty() &&
+           (signer == entry.certificate.getSubject() || fingerprint == fingerprintOf(entry.certificate.toDER()));
+}
+
+/// Countersignatures may be of anybody who is trusted.
+void demandSigner(const VerifyPolicy& policy, SignatureVerdict& verdict) {
+    const bool isAny = policy.signers.empty() || verdict.entry.isCountersignature;
+    const auto isSigner = [&](const std::string& signer) { return isBy(signer, verdict.entry); };
+    if (!isAny && verdict.report.signatureValueHolds &&
+        std::none_of(policy.signers.begin(), policy.signers.end(), isSigner))
+        verdict.objections.emplace_back("the signer is not one that --signer names");
+}
+
+void demandDigests(const VerifyPolicy& policy, SignatureVerdict& verdict) {
+    if (!policy.weakestDigest)
+        return;
+    const auto demand = [&](std::optional<opc::model::DigestMethod> method) {
+        if (method && *method < *policy.weakestDigest)
+            addOnce(digestName(*method) + " is weaker than " + digestName(*policy.weakestDigest), verdict.objections);
+    };
+    demand(verdict.entry.algorithm.digestMethod);
+    for (const ReferenceReport& reference : verdict.report.references)
+        demand(findDigestMethod(reference.digestMethod));
 }
 
 std::string findProblem(const SignatureReport& report) {
@@ -74,8 +114,13 @@ std::string findProblem(const SignatureReport& report) {
         return report.problem;
     if (!report.signatureValueHolds)
         return "the signature itself was changed, or another key made it";
-    const ReferenceReport* first = report.findFirstProblem();
-    return first == nullptr ? std::string() : describeProblem(*first);
+    if (const ReferenceReport* first = report.findFirstProblem(); first != nullptr)
+        return describeProblem(*first);
+    if (report.certificateClaim == CertificateClaim::Differs)
+        return "the certificate is not the one that XAdES names";
+    return report.certificateClaim == CertificateClaim::NotSupported
+               ? "XAdES names the certificate by a digest that is not supported"
+               : "";
 }
 
 bool isBrokenObject(const ReferenceReport& reference) {
@@ -134,6 +179,19 @@ CoverageEntry entryOf(const opc::model::CoverageReport& coverage) {
     return entry;
 }
 
+std::string subjectOf(const ReferenceReport& reference) {
+    const std::string target = toUtf8(reference.target);
+    switch (reference.kind) {
+    case ReferenceKind::Object:
+        return "what the signature says that it covers (" + target + ')';
+    case ReferenceKind::Relationships:
+        return target == "/" ? "the relationships of the package" : "the relationships of " + target;
+    case ReferenceKind::Part:
+        break;
+    }
+    return target;
+}
+
 std::string describeProblem(const ReferenceReport& reference) {
     const std::string subject = subjectOf(reference);
     const bool isMany = reference.kind == ReferenceKind::Relationships;
@@ -155,12 +213,22 @@ std::string describeProblem(const ReferenceReport& reference) {
     return subject + " cannot be checked: " + reference.problem;
 }
 
-SignatureVerdict judge(const SignatureReport& report, const VerifyPolicy& policy) {
-    SignatureVerdict verdict{entryOf(report.signature), report};
-    verdict.problem = findProblem(report);
-    verdict.weak = findWeakAlgorithms(verdict);
-    judgeSigner(policy, verdict);
-    return verdict;
+std::vector<SignatureVerdict> judge(const std::vector<SignatureReport>& reports, const VerifyPolicy& policy) {
+    std::vector<opc::model::DigitalSignature> signatures;
+    for (const SignatureReport& report : reports)
+        signatures.push_back(report.signature);
+    const std::vector<SignatureEntry> entries = entriesOf(signatures);
+    std::vector<SignatureVerdict> verdicts;
+    for (std::size_t i = 0; i < reports.size(); ++i) {
+        SignatureVerdict& verdict = verdicts.emplace_back(SignatureVerdict{entries[i], reports[i]});
+        verdict.problem = findProblem(reports[i]);
+        verdict.weak = findWeakAlgorithms(verdict);
+        takeVerifiedKey(verdict);
+        judgeSigner(policy, verdict);
+        demandSigner(policy, verdict);
+        demandDigests(policy, verdict);
+    }
+    return verdicts;
 }
 
 void relateSignatures(std::vector<SignatureVerdict>& verdicts) {
@@ -197,15 +265,13 @@ Verdict judge(const VerifyReport& report, const VerifyPolicy& policy) {
     if (!report.problem.empty())
         return Verdict::Unreadable;
     const auto isFine = [&](const SignatureVerdict& each) {
-        return each.report.isSignatureValid() &&
+        return each.report.isSignatureValid() && each.objections.empty() &&
                (policy.allowsUntrusted || each.voucher == Voucher::Trusted || each.voucher == Voucher::GivenKey);
     };
     if (!std::all_of(report.signatures.begin(), report.signatures.end(), isFine))
         return Verdict::Invalid;
-    if (!report.standard.empty() || !report.pkcs7.empty())
-        return Verdict::Unchecked;
     if (report.signatures.empty())
-        return Verdict::Unsigned;
+        return report.pkcs7.empty() ? Verdict::Unsigned : Verdict::Unchecked;
     const bool isComplete = policy.coverage == RequiredCoverage::Any ||
                             std::all_of(report.signatures.begin(), report.signatures.end(),
                                         [](const SignatureVerdict& each) { return each.coverage.isComplete; });

@@ -60,6 +60,8 @@ struct SignatureVerdict {
     std::optional<int> certificateStatus{};           ///< OpenSSL's code; none when no certificate was checked
     opc::certificates::X509Certificate trustAnchor{}; ///< the trusted certificate that the chain ends at; may be empty
     std::vector<std::string> weak{};                  ///< weak algorithms, by name
+    /// What of `--signer` and `--min-digest` is not met.
+    std::vector<std::string> objections{};
     CoverageEntry coverage{};
     std::vector<std::string> signatures{}; ///< names of the signatures that a countersignature covers
 };
@@ -67,8 +69,8 @@ struct SignatureVerdict {
 /// The verdict on all signatures. The first one that applies counts.
 enum class Verdict {
     Unreadable, ///< the signatures cannot be read, or name parts that do not exist
-    Invalid,    ///< a signature does not hold, or nobody vouches for it
-    Unchecked,  ///< there are signatures of a kind that is not verified
+    Invalid,    ///< a signature does not hold, nobody vouches for it, or it is not what was asked for
+    Unchecked,  ///< there are only signatures of a kind that is not verified
     Unsigned,
     Incomplete, ///< a signature does not cover by itself what is required
     Valid,
@@ -78,32 +80,39 @@ struct VerifyReport {
     std::string file;
     Verdict verdict = Verdict::Unsigned;
     bool allowsUntrusted = false;
-    bool namesSigners = false; ///< since whoever has a certificate of the system's authorities is trusted
+    bool namesSigners = false;        ///< since whoever has a certificate of the system's authorities is trusted
+    bool showsValidationTime = false; ///< since another time than now was asked for
     RequiredCoverage required = RequiredCoverage::Content;
     std::string problem{};                          ///< why the signatures cannot be read; empty when they can
     std::shared_ptr<const opc::ErrorPlace> place{}; ///< then: where the error is, as far as it is known
     std::vector<SignatureVerdict> signatures{};
-    CoverageEntry coverage{};         ///< what each signature covers by itself, countersignatures left out
-    std::set<std::string> standard{}; ///< parts with signatures in the standard's form
+    CoverageEntry coverage{}; ///< what each signature covers by itself, countersignatures left out
     std::set<std::string> pkcs7{};
     std::set<std::string> loose{}; ///< parts that look like signatures, but are not related to the package as such
 };
 
-/// What is required of a signer.
+/// What is required of a signature and its signer.
 struct VerifyPolicy {
     bool isTrusting = false;      ///< the user named trusted certificates
     bool allowsUntrusted = false; ///< anybody may have signed
     RequiredCoverage coverage = RequiredCoverage::Content;
+    /// Subjects of certificates, and fingerprints of certificates or keys; empty: any.
+    std::vector<std::string> signers{};
+    std::optional<opc::model::DigestMethod> weakestDigest{};
 };
 
-/// The verdict on one signature, without its coverage.
-SignatureVerdict judge(const opc::model::SignatureReport& report, const VerifyPolicy& policy);
+/// The verdicts on the signatures of a package, without their coverage.
+std::vector<SignatureVerdict> judge(const std::vector<opc::model::SignatureReport>& reports,
+                                    const VerifyPolicy& policy);
 
 /// Finds out which signatures cover others.
 void relateSignatures(std::vector<SignatureVerdict>& verdicts);
 
 /// What each of the signatures covers by itself; countersignatures cover no content.
 CoverageEntry commonCoverage(const std::vector<SignatureVerdict>& verdicts);
+
+/// What a reference covers, in words: "the relationships of /word/document.xml".
+std::string subjectOf(const opc::model::ReferenceReport& reference);
 
 /// In few words: "/word/document.xml was changed".
 std::string describeProblem(const opc::model::ReferenceReport& reference);

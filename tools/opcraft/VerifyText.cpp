@@ -1,18 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 // The text report of `verify`.
 #include "opcraft/Relationships.hpp"
+#include "opcraft/SignatureClaims.hpp"
 #include "opcraft/SignatureParts.hpp"
 #include "opcraft/Text.hpp"
 #include "opcraft/VerifyReport.hpp"
 
 #include <algorithm>
 #include <cstdint>
+#include <map>
 #include <set>
 
 namespace opcraft {
 
 namespace {
 
+using opc::model::CertificateClaim;
 using opc::model::ReferenceKind;
 using opc::model::ReferenceReport;
 using opc::model::RelationshipSelector;
@@ -77,6 +80,8 @@ std::string weakDigestsText(const SignatureVerdict& verdict) {
 }
 
 std::string cryptographyText(const SignatureVerdict& verdict) {
+    if (!verdict.entry.problem.empty())
+        return "cannot be read: " + verdict.problem;
     if (verdict.report.isSignatureValid())
         return "holds (" + algorithmOf(verdict.entry) + weakDigestsText(verdict) + ')';
     std::string text = "does not hold: " + verdict.problem;
@@ -110,7 +115,7 @@ std::string voucherText(const SignatureVerdict& verdict) {
         return "nobody: it is not known which key made the signature value" +
                (verdict.entry.certificate.isEmpty() ? ""
                                                     : "; the certificate beside it is " + certificateText(verdict));
-    return "nobody: the signature carries a bare key, with the SHA-256 fingerprint " + verdict.entry.fingerprint;
+    return "nobody: the signature carries a bare key";
 }
 
 std::string selectorText(const RelationshipSelector& selector) {
@@ -122,13 +127,16 @@ std::string lineIfAny(const std::string& label, const std::string& text) {
     return text.empty() ? std::string() : "  " + detailLine(label, text);
 }
 
-std::string referenceText(const ReferenceReport& reference) {
+/// @param number counts from 1, as `--dump-reference` does.
+std::string referenceText(const ReferenceReport& reference, std::size_t number) {
     const char* kind = reference.kind == ReferenceKind::Object
                            ? "Object "
                            : (reference.kind == ReferenceKind::Part ? "Part " : "Relationships of ");
     const std::string verdict = reference.holds() ? "holds" : describeProblem(reference);
-    std::string text = "  " + escaped(kind + toUtf8(reference.target) + ": " + verdict) + '\n';
+    std::string text =
+        "  " + std::to_string(number) + ". " + escaped(kind + toUtf8(reference.target) + ": " + verdict) + '\n';
     text += lineIfAny("Problem", reference.problem);
+    text += lineIfAny("Remark", reference.remark);
     text += lineIfAny("Signed type", toUtf8(reference.claimedContentType));
     text += lineIfAny("Type now", toUtf8(reference.foundContentType));
     text += lineIfAny("Digest", toUtf8(reference.digestMethod));
@@ -158,15 +166,52 @@ std::string coverageLines(const SignatureVerdict& verdict, bool explain) {
     return detailLine("Covered", text) + uncoveredLines(coverage, explain);
 }
 
-/// More about who vouches.
-std::string voucherLines(const SignatureVerdict& verdict) {
-    std::string text;
-    if (!verdict.trustAnchor.isEmpty())
+/// Whether the signature covers its certificate, which only XAdES does.
+std::string certificateLine(const SignatureVerdict& verdict) {
+    if (verdict.entry.certificate.isEmpty())
+        return {};
+    const std::string named = claimedCertificateText(verdict.entry.data->standard.properties);
+    if (verdict.report.certificateCovered)
+        return detailLine("Certificate", "covered by the signature, since XAdES names it: " + named);
+    return verdict.report.certificateClaim == CertificateClaim::None
+               ? detailLine("Certificate", "not covered by the signature: another one for the same key could take its "
+                                           "place")
+               : detailLine("Certificate", "XAdES names this one: " + named);
+}
+
+std::string timeStampText(const opc::model::TimeStampReport& stamp) {
+    const std::string text = (stamp.time.is_special() ? "at an unknown time" : timeText(stamp.time)) +
+                             (stamp.authority.empty() ? "" : ", by " + stamp.authority);
+    if (!stamp.holds)
+        return "does not hold: " + text + " (" + stamp.problem + ')';
+    return text + (stamp.isTrusted ? ", which is trusted" : ", which is not trusted (" + stamp.problem + ')');
+}
+
+/// Who signed, and when.
+std::string signerLines(const SignatureVerdict& verdict, const VerifyReport& report, bool explain) {
+    std::string text = detailLine("Vouched for by", voucherText(verdict));
+    if (explain && !verdict.trustAnchor.isEmpty())
         text += detailLine("Trust anchor", verdict.trustAnchor.getSubject() + ", serial number " +
                                                verdict.trustAnchor.getSerialNumber());
-    if (!verdict.entry.certificate.isEmpty() && !verdict.report.certificateCovered)
-        text += detailLine("Certificate", "not covered by the signature: another one for the same key could take its "
-                                          "place");
+    if ((explain || report.showsValidationTime) && !verdict.report.validationTime.is_special())
+        text += detailLine("Checked for", timeText(verdict.report.validationTime));
+    if (!verdict.entry.fingerprint.empty())
+        text += detailLine("Key SHA-256", verdict.entry.fingerprint);
+    text += certificateLine(verdict);
+    for (const opc::model::TimeStampReport& stamp : verdict.report.timeStamps)
+        text += detailLine("Time stamp", timeStampText(stamp));
+    return text + claimLines(*verdict.entry.data);
+}
+
+/// What is unusual about references that hold, each remark once.
+std::string remarkLines(const SignatureVerdict& verdict) {
+    std::map<std::string, std::vector<std::string>> targets;
+    for (const ReferenceReport& reference : verdict.report.references)
+        if (reference.holds() && !reference.remark.empty())
+            targets[reference.remark].push_back(subjectOf(reference));
+    std::string text;
+    for (const auto& [remark, names] : targets)
+        text += detailLine("Remark", listText(names) + ": " + remark);
     return text;
 }
 
@@ -177,22 +222,25 @@ std::string uncoveredObjectLines(const SignatureVerdict& verdict) {
     return text;
 }
 
-std::string toText(const SignatureVerdict& verdict, bool explain) {
-    std::string text = titleOf(verdict.entry) + detailLine("Cryptography", cryptographyText(verdict)) +
-                       detailLine("Vouched for by", voucherText(verdict)) + (explain ? voucherLines(verdict) : "") +
-                       coverageLines(verdict, explain) + uncoveredObjectLines(verdict);
+std::string toText(const SignatureVerdict& verdict, const VerifyReport& report, bool explain) {
+    const SignatureEntry& entry = verdict.entry;
+    std::string text = titleOf(entry);
+    if (!entry.problem.empty())
+        return text + detailLine("Part", entry.part) + detailLine("Cryptography", cryptographyText(verdict));
+    text += headLines(entry) + detailLine("Cryptography", cryptographyText(verdict)) + remarkLines(verdict) +
+            signerLines(verdict, report, explain);
+    for (const std::string& objection : verdict.objections)
+        text += detailLine("Not accepted", objection);
+    text += coverageLines(verdict, explain) + uncoveredObjectLines(verdict);
+    std::size_t number = 0;
     if (explain)
         for (const ReferenceReport& reference : verdict.report.references)
-            text += referenceText(reference);
+            text += referenceText(reference, ++number);
     return text;
 }
 
 std::string otherKinds(const VerifyReport& report) {
-    std::string text;
-    if (!report.standard.empty())
-        text += notCheckedText(report.standard.size()) + '\n';
-    if (!report.pkcs7.empty())
-        text += countText(report.pkcs7.size(), "PKCS#7 signature") + " of the file, not checked\n";
+    std::string text = pkcs7Text(report.pkcs7.size());
     for (const std::string& part : report.loose)
         text += escaped(part) + " looks like a signature but is not tied to the package, not checked\n";
     return text;
@@ -228,9 +276,12 @@ std::string verdictText(const VerifyReport& report) {
     case Verdict::Unreadable:
         return "The package was changed after it was signed, or its signatures are malformed.";
     case Verdict::Invalid:
-        return "Not every signature holds and is vouched for.";
+        return std::any_of(report.signatures.begin(), report.signatures.end(),
+                           [](const SignatureVerdict& each) { return !each.objections.empty(); })
+                   ? "Not every signature holds, is vouched for and is accepted."
+                   : "Not every signature holds and is vouched for.";
     case Verdict::Unchecked:
-        return "Not every signature was checked.";
+        return "The signatures are of a kind that is not checked.";
     case Verdict::Unsigned:
         return "No signatures.";
     case Verdict::Incomplete:
@@ -255,7 +306,7 @@ std::string externalText(const CoverageEntry& coverage) {
 std::string toText(const VerifyReport& report, bool explain) {
     std::string text;
     for (const SignatureVerdict& verdict : report.signatures)
-        text += toText(verdict, explain);
+        text += toText(verdict, report, explain);
     text += externalText(report.coverage);
     if (!report.problem.empty())
         text += escaped(report.problem) + '\n';

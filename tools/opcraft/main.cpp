@@ -2,15 +2,12 @@
 #include "opcraft/Documentation.hpp"
 #include "opcraft/commands/Commands.hpp"
 
-#include <opc/core/Exception.hpp>
-
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
 #include <exception>
-#include <new>
 
 namespace opcraft {
 namespace {
@@ -42,25 +39,6 @@ void addCommands(Tool& tool) {
     addCountersignCommand(tool);
     addUnsignCommand(tool);
     addDocumentationCommand(tool);
-}
-
-/// Runs the action, and reports every error in one line.
-ExitCode run(const Action& action, Console& console) {
-    try {
-        return action.run(console);
-    } catch (const BrokenPipe&) {
-        throw;
-    } catch (const Failure& e) {
-        console.note(e.getLine(action.file, action.part));
-        return e.getExitCode();
-    } catch (const opc::Exception& e) {
-        console.note(toFailure(e, action.file, action.part).getLine("", ""));
-    } catch (const std::bad_alloc&) {
-        console.note(action.file + ": out of memory");
-    } catch (const std::exception& e) {
-        console.note(action.file + ": " + e.what());
-    }
-    return ExitCode::NotProcessed;
 }
 
 ExitCode wrongUsage(const Tool& tool, const CLI::ParseError& error) {

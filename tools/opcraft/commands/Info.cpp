@@ -238,11 +238,11 @@ std::string line(const std::string& title, const std::string& text) {
 std::string signatureLines(const Signatures& signatures) {
     std::string text;
     for (const std::string& name : signatures.xml)
-        text += line(text.empty() ? "Signatures" : "", name + " (XML signature)");
+        text += line(text.empty() ? "Signatures" : "",
+                     name + (signatures.standard.contains(name) ? " (XML signature, standard form)"
+                                                                : " (XML signature, library form)"));
     for (const std::string& name : signatures.pkcs7)
         text += line(text.empty() ? "Signatures" : "", name + " (PKCS#7 signature of the file)");
-    if (!signatures.standard.empty())
-        text += line("", notCheckedText(signatures.standard.size()));
     if (!text.empty())
         return text;
     return line("Signatures", signatures.origins.empty() ? "none" : "none, but an origin for them");
@@ -336,12 +336,12 @@ void addOptions(CLI::App& command, ReadOptions& options) {
 } // namespace
 
 void addInfoCommand(Tool& tool) {
-    addCommand<ReadOptions>(tool,
-                            {"info", "Say what a package is and what it holds",
-                             "The kind is guessed from the main part. Other items are items of the ZIP file that\n"
-                             "are no parts. Signatures are found, not verified.\n\n"
-                             "Example:\n  opcraft info letter.docx",
-                             addOptions, info});
+    addCommand<ReadOptions>(
+        tool, {"info", "Say what a package is and what it holds",
+               "The kind is guessed from the main part. Other items are items of the ZIP file that\n"
+               "are no parts. Signatures are found, not read; 'opcraft signatures' and 'opcraft verify' do that.\n\n"
+               "Example:\n  opcraft info letter.docx",
+               addOptions, info});
 }
 
 } // namespace opcraft

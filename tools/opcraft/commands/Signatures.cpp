@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opcraft/OpenPackage.hpp"
+#include "opcraft/SignatureClaims.hpp"
 #include "opcraft/SignatureEntry.hpp"
 #include "opcraft/SignatureParts.hpp"
 #include "opcraft/Text.hpp"
@@ -7,6 +8,7 @@
 
 #include <opc/signatures/DigitalSignatureManager.hpp>
 
+#include <set>
 #include <sstream>
 #include <vector>
 
@@ -21,7 +23,7 @@ struct SignaturesOptions : ReadOptions {
 struct SignaturesReport {
     std::string file;
     std::vector<SignatureEntry> signatures;
-    Signatures found;
+    std::set<std::string> pkcs7;
 };
 
 std::string signerText(const SignatureEntry& entry) {
@@ -34,11 +36,20 @@ std::string signerText(const SignatureEntry& entry) {
                       "from " + timeText(certificate.getNotBefore()) + " to " + timeText(certificate.getNotAfter()));
 }
 
+std::string claimedCertificateLine(const SignatureEntry& entry) {
+    const std::string named = claimedCertificateText(entry.data->standard.properties);
+    return named.empty() ? std::string() : detailLine("Certificate", "XAdES names one: " + named);
+}
+
 std::string toText(const SignatureEntry& entry) {
-    return titleOf(entry) + detailLine("Part", entry.part) +
-           detailLine("Time", (entry.time.empty() ? "not known" : entry.time + ", as the signer says")) +
-           detailLine("Algorithm", algorithmOf(entry)) + signerText(entry) +
+    const std::string start = titleOf(entry) + detailLine("Part", entry.part);
+    if (!entry.problem.empty())
+        return start + detailLine("Problem", "cannot be read: " + entry.problem);
+    const std::size_t stamps = entry.data->standard.unsignedProperties.timeStamps.size();
+    return start + headLines(entry) + detailLine("Algorithm", algorithmOf(entry)) + signerText(entry) +
            (entry.fingerprint.empty() ? "" : detailLine("Key SHA-256", entry.fingerprint)) +
+           claimedCertificateLine(entry) + claimLines(*entry.data) +
+           (stamps == 0 ? "" : detailLine("Time stamps", std::to_string(stamps))) +
            detailLine("Names", countText(entry.parts, "part") + ", " + countText(entry.relationships, "relationship"));
 }
 
@@ -46,10 +57,7 @@ std::string toText(const SignaturesReport& report) {
     std::string text;
     for (const SignatureEntry& entry : report.signatures)
         text += toText(entry);
-    if (!report.found.standard.empty())
-        text += notCheckedText(report.found.standard.size()) + '\n';
-    if (!report.found.pkcs7.empty())
-        text += countText(report.found.pkcs7.size(), "PKCS#7 signature") + " of the file, not checked\n";
+    text += pkcs7Text(report.pkcs7.size());
     if (text.empty())
         return "No signatures.\n";
     return text + "Nothing of this was verified; 'opcraft verify' does that.\n";
@@ -64,8 +72,8 @@ Json toJson(const SignaturesReport& report) {
         each["relationships"] = entry.relationships;
         return each;
     });
-    json["standard"] = report.found.standard;
-    json["pkcs7"] = report.found.pkcs7;
+    json["standard"] = Json::array(); // they are among the signatures
+    json["pkcs7"] = report.pkcs7;
     return json;
 }
 
@@ -87,9 +95,7 @@ ExitCode listSignatures(const SignaturesOptions& options, Console& console) {
         console.write(dump(manager));
         return ExitCode::Fine;
     }
-    SignaturesReport report{options.file, {}, findSignatures(package)};
-    for (const opc::model::DigitalSignature& signature : manager.getSignatures())
-        report.signatures.push_back(entryOf(signature));
+    const SignaturesReport report{options.file, entriesOf(manager.getSignatures()), findSignatures(package).pkcs7};
     console.write(options.json ? toJsonText(toJson(report)) : toText(report));
     return ExitCode::Fine;
 }

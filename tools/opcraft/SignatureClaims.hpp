@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "opcraft/Tool.hpp"
+
+#include <opc/signatures/DigitalSignatureData.hpp>
+
+#include <string>
+
+namespace opcraft {
+
+/// Lines with what the signer claims by XAdES, and with the properties that were added later; empty when there are
+/// none.
+std::string claimLines(const opc::model::DigitalSignatureData& data);
+
+/// The certificate that XAdES names: "issuer CN=root, serial number 42"; empty when it names none.
+std::string claimedCertificateText(const opc::model::SignedProperties& properties);
+
+/// The claims of XAdES; null when there are none.
+Json propertiesJson(const opc::model::DigitalSignatureData& data);
+/// The properties that were added later; null when there are no qualifying properties at all.
+Json unsignedPropertiesJson(const opc::model::DigitalSignatureData& data);
+
+} // namespace opcraft
