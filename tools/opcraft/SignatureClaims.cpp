@@ -27,10 +27,11 @@ std::string linesOf(const std::string& label, const std::vector<std::u16string>&
     return text;
 }
 
+/// @param signedTime the time that ECMA-376-2 §10.5.14 asks for; that of XAdES is shown as the time of the signature.
 std::string signedLines(const SignedProperties& properties, const boost::posix_time::ptime& signedTime) {
     std::string text;
-    if (!properties.signingTimeText.empty() && properties.signingTime != signedTime)
-        text += detailLine("Time by XAdES", opcraft::toUtf8(properties.signingTimeText));
+    if (!signedTime.is_special() && !properties.signingTime.is_special() && properties.signingTime != signedTime)
+        text += detailLine("SignatureTime", timeText(signedTime) + ", which differs");
     if (!properties.place.empty())
         text += detailLine("Place", listText(toUtf8(properties.place)));
     text += linesOf("Role", properties.roles) + linesOf("Commitment", properties.commitments) +

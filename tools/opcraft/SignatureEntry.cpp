@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <set>
 
 namespace opcraft {
 
@@ -23,7 +22,6 @@ using opc::crypto::KeyKind;
 using opc::model::DigestMethod;
 using opc::model::DigitalSignature;
 using opc::model::DigitalSignatureData;
-using opc::model::PartName;
 using opc::model::SignatureAlgorithm;
 using opc::model::SignatureForm;
 
@@ -52,15 +50,21 @@ std::string keyFingerprintOf(const DigitalSignatureData& data) {
     }
 }
 
-/// The time of signing, which the standard forms may also claim by XAdES.
-std::string claimedTimeOf(const DigitalSignatureData& data) {
-    if (data.form == SignatureForm::Library)
-        return timeText(data.signedTime, opc::TimeForm::Minutes);
-    const bool isByProperties = data.signedTime.is_special() && data.standard.arePropertiesSigned;
-    return timeText(isByProperties ? data.standard.properties.signingTime : data.signedTime);
+/// The standard forms may also claim it by XAdES.
+std::string claimedTimeOf(const DigitalSignature& signature) {
+    if (signature.getForm() == SignatureForm::Library)
+        return timeText(signature.getSignedTime(), opc::TimeForm::Minutes);
+    const auto time = signature.getSignedProperties().signingTime;
+    return timeText(time.is_special() ? signature.getSignedTime() : time);
 }
 
-SignatureEntry entryOf(const DigitalSignature& signature) {
+} // namespace
+
+std::string timeText(const boost::posix_time::ptime& time, opc::TimeForm form) {
+    return time.is_special() ? std::string() : toUtf8(opc::convertTimeToString(time, form));
+}
+
+SignatureEntry entryOf(const opc::model::DigitalSignatureManager& manager, const DigitalSignature& signature) {
     const DigitalSignatureData& data = *signature.getImpl();
     SignatureEntry entry;
     entry.name = toUtf8(signature.getName());
@@ -70,7 +74,8 @@ SignatureEntry entryOf(const DigitalSignature& signature) {
     entry.problem = signature.getProblem();
     if (!entry.problem.empty())
         return entry;
-    entry.time = claimedTimeOf(data);
+    entry.isCountersignature = manager.isCountersignature(signature);
+    entry.time = claimedTimeOf(signature);
     entry.algorithm = signature.getSignatureAlgorithm();
     if (!data.publicKey)
         entry.certificate = data.certificate;
@@ -78,28 +83,6 @@ SignatureEntry entryOf(const DigitalSignature& signature) {
     entry.parts = data.signedPartNames.size();
     entry.relationships = data.signedRelationships.size();
     return entry;
-}
-
-} // namespace
-
-std::string timeText(const boost::posix_time::ptime& time, opc::TimeForm form) {
-    return time.is_special() ? std::string() : toUtf8(opc::convertTimeToString(time, form));
-}
-
-std::vector<SignatureEntry> entriesOf(const std::vector<DigitalSignature>& signatures) {
-    std::set<PartName> stored;
-    for (const DigitalSignature& signature : signatures)
-        stored.insert(signature.getPartName());
-    std::vector<SignatureEntry> entries;
-    for (const DigitalSignature& signature : signatures) {
-        const std::vector<PartName> parts = signature.getSignedPartNames();
-        const auto isStored = [&](const PartName& name) { return stored.contains(name); };
-        entries.push_back(entryOf(signature));
-        entries.back().isCountersignature = signature.getForm() == SignatureForm::Library
-                                                ? signature.getImpl()->signatureId == u"countersig"
-                                                : !parts.empty() && std::all_of(parts.begin(), parts.end(), isStored);
-    }
-    return entries;
 }
 
 std::string titleOf(const SignatureEntry& entry) {

@@ -4,7 +4,7 @@
 #include "opcraft/Tool.hpp"
 
 #include <opc/core/Time.hpp>
-#include <opc/signatures/DigitalSignature.hpp>
+#include <opc/signatures/DigitalSignatureManager.hpp>
 
 #include <cstddef>
 #include <memory>
@@ -30,8 +30,8 @@ struct SignatureEntry {
     std::shared_ptr<const opc::model::DigitalSignatureData> data{}; ///< not null; what else it claims
 };
 
-/// The signatures of a package. In the standard forms, a countersignature is one that signs other signatures alone.
-std::vector<SignatureEntry> entriesOf(const std::vector<opc::model::DigitalSignature>& signatures);
+SignatureEntry entryOf(const opc::model::DigitalSignatureManager& manager,
+                       const opc::model::DigitalSignature& signature);
 
 /// A line: "sig1", or "sig1 (the countersignature)".
 std::string titleOf(const SignatureEntry& entry);

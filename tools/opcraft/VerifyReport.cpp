@@ -26,15 +26,6 @@ bool isTrusted(const SignatureReport& report, const VerifyPolicy& policy) {
     return policy.isTrusting && report.certificateChecked && report.certificateResults.getCertificateChainStatus() == 0;
 }
 
-/// A certificate beside a bare key does not identify the signer when that key verified.
-void takeVerifiedKey(SignatureVerdict& verdict) {
-    const auto& keyValue = verdict.entry.data->standard.keyValue;
-    if (!verdict.report.signatureValueHolds || verdict.report.keySource != KeySource::KeyValue || !keyValue)
-        return;
-    verdict.entry.certificate = {};
-    verdict.entry.fingerprint = fingerprintOf(keyValue->toDER());
-}
-
 /// Only a key that verified the signature value can be vouched for.
 void judgeSigner(const VerifyPolicy& policy, SignatureVerdict& verdict) {
     const SignatureReport& report = verdict.report;
@@ -183,7 +174,7 @@ std::string subjectOf(const ReferenceReport& reference) {
     const std::string target = toUtf8(reference.target);
     switch (reference.kind) {
     case ReferenceKind::Object:
-        return "what the signature says that it covers (" + target + ')';
+        return "the element " + target + " of the signature";
     case ReferenceKind::Relationships:
         return target == "/" ? "the relationships of the package" : "the relationships of " + target;
     case ReferenceKind::Part:
@@ -203,7 +194,7 @@ std::string describeProblem(const ReferenceReport& reference) {
     case ReferenceVerdict::ContentTypeDiffers:
         return subject + ": " + reference.problem;
     case ReferenceVerdict::Missing:
-        return subject + (isMany ? " are" : " is") + " not there any longer";
+        return isMany ? subject + ": " + reference.problem : subject + " is not there any longer";
     case ReferenceVerdict::Misnamed:
         return reference.kind == ReferenceKind::Object ? reference.problem : subject + ": " + reference.problem;
     case ReferenceVerdict::NotSupported:
@@ -213,17 +204,13 @@ std::string describeProblem(const ReferenceReport& reference) {
     return subject + " cannot be checked: " + reference.problem;
 }
 
-std::vector<SignatureVerdict> judge(const std::vector<SignatureReport>& reports, const VerifyPolicy& policy) {
-    std::vector<opc::model::DigitalSignature> signatures;
-    for (const SignatureReport& report : reports)
-        signatures.push_back(report.signature);
-    const std::vector<SignatureEntry> entries = entriesOf(signatures);
+std::vector<SignatureVerdict> judge(const opc::model::DigitalSignatureManager& manager,
+                                    const std::vector<SignatureReport>& reports, const VerifyPolicy& policy) {
     std::vector<SignatureVerdict> verdicts;
-    for (std::size_t i = 0; i < reports.size(); ++i) {
-        SignatureVerdict& verdict = verdicts.emplace_back(SignatureVerdict{entries[i], reports[i]});
-        verdict.problem = findProblem(reports[i]);
+    for (const SignatureReport& report : reports) {
+        SignatureVerdict& verdict = verdicts.emplace_back(SignatureVerdict{entryOf(manager, report.signature), report});
+        verdict.problem = findProblem(report);
         verdict.weak = findWeakAlgorithms(verdict);
-        takeVerifiedKey(verdict);
         judgeSigner(policy, verdict);
         demandSigner(policy, verdict);
         demandDigests(policy, verdict);

@@ -102,7 +102,8 @@ struct VerifyPolicy {
 };
 
 /// The verdicts on the signatures of a package, without their coverage.
-std::vector<SignatureVerdict> judge(const std::vector<opc::model::SignatureReport>& reports,
+std::vector<SignatureVerdict> judge(const opc::model::DigitalSignatureManager& manager,
+                                    const std::vector<opc::model::SignatureReport>& reports,
                                     const VerifyPolicy& policy);
 
 /// Finds out which signatures cover others.

@@ -95,7 +95,9 @@ ExitCode listSignatures(const SignaturesOptions& options, Console& console) {
         console.write(dump(manager));
         return ExitCode::Fine;
     }
-    const SignaturesReport report{options.file, entriesOf(manager.getSignatures()), findSignatures(package).pkcs7};
+    SignaturesReport report{options.file, {}, findSignatures(package).pkcs7};
+    for (const opc::model::DigitalSignature& signature : manager.getSignatures())
+        report.signatures.push_back(entryOf(manager, signature));
     console.write(options.json ? toJsonText(toJson(report)) : toText(report));
     return ExitCode::Fine;
 }

@@ -101,7 +101,7 @@ void verify(OpenPackage& package, const Demands& demands, VerifyReport& report) 
     const DigitalSignatureManager& manager = package.getSignatureManager();
     const std::vector<std::string> otherItems = package.getInput().getZip().getOtherItems();
     const std::vector<SignatureReport> reports = manager.examineAllSignatures(demands.verification);
-    report.signatures = judge(reports, demands.policy);
+    report.signatures = judge(manager, reports, demands.policy);
     const bool isAll = demands.policy.coverage == RequiredCoverage::All;
     const auto coverage =
         manager.examineCoverage(reports, otherItems, isAll ? CoverageScope::All : CoverageScope::Content);
