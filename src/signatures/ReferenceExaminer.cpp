@@ -196,8 +196,8 @@ std::string canonicalOctets(const std::vector<unsigned char>& bytes, const Refer
 
 std::string describe(RelationshipsReading reading) {
     return reading == RelationshipsReading::WhiteSpace
-               ? "the digest counts white space between the relationships, as LibreOffice does"
-               : "the digest leaves out the TargetMode of internal relationships";
+               ? "as LibreOffice reads white space"
+               : "without the TargetMode of internal relationships, as the first edition of the standard has it";
 }
 
 /// A selected relationship that is no longer there tells more than a digest that differs.
@@ -228,9 +228,11 @@ std::vector<std::u16string> ReferenceExaminer::findUncoveredObjects(const Digita
     std::set<std::u16string> covered;
     for (const ReferenceData& reference : signature.signedInfoReferences)
         covered.insert(reference.uri.getFragment());
+    // The object around signed properties needs no Id: the reference leads to the properties.
+    bool hasProperties = signature.standard.arePropertiesSigned;
     std::vector<std::u16string> uncovered;
     for (const auto& object : signature.objects)
-        if (covered.count(object.id) == 0)
+        if (covered.count(object.id) == 0 && !(object.id.empty() && std::exchange(hasProperties, false)))
             uncovered.push_back(object.id);
     return uncovered;
 }

@@ -2,6 +2,8 @@
 #include "opcraft/Keys.hpp"
 
 #include "opcraft/FileInput.hpp"
+#include "opcraft/Names.hpp"
+#include "opcraft/Text.hpp"
 
 #include <opc/certificates/PKCS12Certificate.hpp>
 

@@ -218,7 +218,8 @@ std::string remarkLines(const SignatureVerdict& verdict) {
 std::string uncoveredObjectLines(const SignatureVerdict& verdict) {
     std::string text;
     for (const std::u16string& id : verdict.report.uncoveredObjects)
-        text += detailLine("Not covered", "object " + toUtf8(id) + " of " + verdict.entry.part);
+        text += detailLine("Not covered",
+                           "object " + (id.empty() ? "without an Id" : toUtf8(id)) + " of " + verdict.entry.part);
     return text;
 }
 
