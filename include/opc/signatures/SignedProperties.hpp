@@ -25,7 +25,7 @@ struct SignedProperties {
     boost::posix_time::ptime signingTime{}; ///< UTC; not-a-date-time when there is none
     std::u16string signingTimeText{};       ///< as written; empty when there is none
     std::vector<CertificateReference>
-        certificates{};                        ///< of SigningCertificate or SigningCertificateV2, the signer's first
+        certificates{};                        ///< of SigningCertificate and SigningCertificateV2, in document order
     std::u16string policy{};                   ///< "implied", or the identifier of the policy; empty when there is none
     std::vector<std::u16string> place{};       ///< city, street, state, postal code and country, as far as given
     std::vector<std::u16string> roles{};       ///< claimed
