@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "signatures/PackageVerifier.hpp"
 
+#include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
 #include <opc/signatures/AlgorithmURIMap.hpp>
 
@@ -34,6 +35,15 @@ void throwIfMethodIsNotRSA(const DigitalSignature& signature) {
     } catch (const Exception&) {
         throw InvalidSignature("Signature Method is incorrect.");
     }
+}
+
+void throwIfMethodIsNotSupported(const SignatureAlgorithm& algorithm) {
+    if (algorithm.keyKind)
+        return;
+    const std::string identifier = detail::toUTF8String(algorithm.identifier, false);
+    const std::string name = SignatureAlgorithm::findUnsupportedName(algorithm.identifier);
+    throw InvalidSignature("The signature method is not supported: " +
+                           (name.empty() ? identifier : name + " (" + identifier + ")"));
 }
 
 void throwIfUnreadable(const DigitalSignature& signature) {
@@ -148,6 +158,7 @@ SignatureReport PackageVerifier::examine(const DigitalSignature& signature, cons
 SignatureReport PackageVerifier::examineStandard(const DigitalSignature& signature, const StandardMaterial& material,
                                                  const VerificationOptions& options) {
     const DigitalSignatureData& data = *signature.getImpl();
+    throwIfMethodIsNotSupported(data.standard.algorithm);
     SignatureReport report(signature);
     report.keySource = material.source;
     report.keySize = material.key.getKeySize();

@@ -3,6 +3,7 @@
 #include "signatures/CertificateParts.hpp"
 #include "signatures/Digests.hpp"
 #include "signatures/Fixture.hpp"
+#include "signatures/ReferenceExaminer.hpp"
 #include "signatures/StandardSignatureReader.hpp"
 
 #include <opc/core/ByteArrayInAdaptor.hpp>
@@ -39,10 +40,10 @@ std::string baseDocument() {
     return written({bytes.begin(), bytes.end()});
 }
 
-DigitalSignatureData readStandard(const std::string& document) {
+DigitalSignatureData readStandard(const std::string& document, const Limits& limits = {}) {
     const Bytes bytes = toBytes(document);
     ByteArrayInAdaptor stream(bytes);
-    return readStandardSignature(stream, Limits{});
+    return readStandardSignature(stream, limits);
 }
 
 Bytes digestOf(const DigitalSignatureData& data, const Reference& reference) {
@@ -123,8 +124,52 @@ TEST(StandardSignature, OfOtherProgramsIsReadAndTheirDigestsMatch) {
         EXPECT_EQ(row[14], detail::toUTF8String(data.signatureProperties.at(0).format + u" " +
                                                 data.signatureProperties.at(0).value));
         EXPECT_EQ(data.form, SignatureForm::Office);
+        EXPECT_EQ(ReferenceExaminer::findUncoveredObjects(data), std::vector<std::u16string>());
         EXPECT_EQ(row[12], data.standard.arePropertiesSigned ? "yes" : "no");
     }
+}
+
+/// A text some times, with the number of each time in place of "@".
+std::string repeated(const std::string& text, int count) {
+    std::string all;
+    for (int i = 0; i < count; ++i)
+        all += boost::replace_all_copy(text, "@", std::to_string(i));
+    return all;
+}
+
+TEST(StandardSignature, IsReadWithinBounds) {
+    const std::string digest =
+        written("<DigestMethod Algorithm=\"$enc#sha256\"/><DigestValue>AA==</DigestValue></Reference>");
+    const std::string certificate = crypto::CryptoEngine::encodeBase64(KeyRing().certificate("leaf").toDER());
+    const auto edited = [](const std::string& before, const std::string& more) {
+        return boost::replace_first_copy(baseDocument(), before, more + before);
+    };
+    const std::string many =
+        edited("</Manifest>", repeated("<Reference URI=\"/p@.xml?ContentType=a/b\">" + digest, 10'000));
+    EXPECT_EQ(readStandard(many).manifestReferences.size(), 10'002U);
+    const std::pair<std::string, std::string> rows[] = {
+        {edited("</KeyInfo>",
+                "<X509Data>" + repeated("<X509Certificate>" + certificate + "</X509Certificate>", 101) + "</X509Data>"),
+         "there are more than 100 certificates."},
+        {boost::replace_first_copy(edited("</SignedInfo>", repeated("<Reference URI=\"#p@\">" + digest, 98)),
+                                   "<SignatureProperty Id=\"innermost\"",
+                                   repeated("<SignatureProperty Id=\"p@\"/>", 98) +
+                                       "<SignatureProperty Id=\"innermost\""),
+         "SignedInfo has more than 100 References."},
+        {edited("</SignedInfo>", std::string(1024 * 1024, ' ')), "SignedInfo is longer than 1048576 bytes."},
+    };
+    for (const auto& [document, message] : rows)
+        EXPECT_EQ(outcomeOf([&] { readStandard(document); }), "InvalidPartContent: XML signature: " + message);
+    Limits limits;
+    const std::string nested = boost::replace_first_copy(
+        boost::replace_first_copy(
+            edited("</SignatureProperty></SignatureProperties></Object>\n<Object>", std::string(9000, ' ')), "#claims",
+            "#inner"),
+        "#package", "#innermost");
+    limits.xmlSize = nested.size();
+    EXPECT_EQ(outcomeOf([&] { readStandard(nested, limits); }),
+              "InvalidPartContent: XML signature: what SignedInfo refers to is longer than " +
+                  std::to_string(nested.size()) + " bytes.");
 }
 
 TEST(StandardSignature, FindsCertificatesInPartsOfTheirOwn) {
