@@ -228,11 +228,9 @@ std::vector<std::u16string> ReferenceExaminer::findUncoveredObjects(const Digita
     std::set<std::u16string> covered;
     for (const ReferenceData& reference : signature.signedInfoReferences)
         covered.insert(reference.uri.getFragment());
-    // The object around signed properties needs no Id: the reference leads to the properties.
-    bool hasProperties = signature.standard.arePropertiesSigned;
     std::vector<std::u16string> uncovered;
     for (const auto& object : signature.objects)
-        if (covered.count(object.id) == 0 && !(object.id.empty() && std::exchange(hasProperties, false)))
+        if (covered.count(object.id) == 0 && !(object.isXades && signature.standard.arePropertiesSigned))
             uncovered.push_back(object.id);
     return uncovered;
 }

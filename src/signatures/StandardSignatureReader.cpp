@@ -244,11 +244,14 @@ private:
     }
 
     void readProperties() {
-        for (const DOMElement* object : objects_)
-            for (const DOMElement* each : children(object))
-                if (isQualifyingProperties(*each))
-                    checkAt(
-                        parser_, *each, nullptr, [&] { readProperties(*each); });
+        for (std::size_t i = 0; i < objects_.size(); ++i) {
+            const auto elements = children(objects_[i]);
+            for (const DOMElement* each : elements)
+                if (isQualifyingProperties(*each)) {
+                    data_.objects[i].isXades = elements.size() == 1;
+                    checkAt(parser_, *each, nullptr, [&] { readProperties(*each); });
+                }
+        }
     }
 
     void readProperties(const DOMElement& qualifyingProperties) {

@@ -77,6 +77,7 @@ struct DigitalSignatureData {
     struct ObjectData {
         std::u16string id{};       ///< in the standard forms it may be empty
         std::u16string xmlBytes{}; ///< the element as text, which a reference to it digests; only `Library` has it
+        bool isXades = false;      ///< it contains QualifyingProperties alone, which `StandardData` has
     };
 
     /// The parts that the manifest covers, in its order.
