@@ -25,10 +25,6 @@ using test::throwsSaying;
 
 class Certificates : public test::WithCleanErrorQueue {
 protected:
-    X509Certificate certificate(const std::string& name) const {
-        return X509Certificate::fromPEM(authority.text(name));
-    }
-
     std::string field(const std::string& name, const std::vector<std::string>& options) const {
         const std::string line =
             openssl(authority.folder, plus({"x509", "-noout", "-in", test::Authority::file(name)}, options));
@@ -60,7 +56,7 @@ TEST_F(Certificates, SayWhatTheOpensslCommandSays) {
                      "keyUsage=digitalSignature,keyAgreement\nextendedKeyUsage=emailProtection,1.2.3.4",
                      "20240229235958Z", "20531231235959Z", "sha256", "1024",
                      "/O=A\\, \"B\" \\+ C/CN=J\xc3\xbcrgen \xe5\xb1\xb1\x01"});
-    const X509Certificate one = certificate("signer");
+    const X509Certificate one = authority.certificate("signer");
     EXPECT_EQ(one.getSubject(), "O=A\\, \\\"B\\\" \\+ C,CN=J\xc3\xbcrgen \xe5\xb1\xb1\\01");
     EXPECT_EQ(one.getSubject(), field("signer", {"-subject", "-nameopt", "RFC2253,-esc_msb"}));
     EXPECT_EQ(one.getIssuer(), field("signer", {"-issuer", "-nameopt", "RFC2253,-esc_msb"}));
@@ -78,7 +74,7 @@ TEST_F(Certificates, SayWhatTheOpensslCommandSays) {
             << usage;
     }
     authority.issue({"bare", "signer", "signer", "subjectKeyIdentifier=hash"});
-    const X509Certificate bare = certificate("bare");
+    const X509Certificate bare = authority.certificate("bare");
     EXPECT_EQ(bare.getIssuer(), one.getSubject());
     EXPECT_NE(bare.getSerialNumber(), one.getSerialNumber());
     EXPECT_TRUE(bare.getExtendedKeyUsages().empty());
@@ -96,11 +92,11 @@ TEST_F(Certificates, AreReadAndWrittenInBothForms) {
     EXPECT_EQ(X509Certificate::fromPEM("text\n" + authority.text("signer") + authority.text("second")), one);
     EXPECT_EQ(X509Certificate::fromPEMOrDER(der), one);
     EXPECT_EQ(X509Certificate::fromPEMOrDER(readFile(authority.folder / "signer.pem")), one);
-    EXPECT_NE(certificate("second"), one);
+    EXPECT_NE(authority.certificate("second"), one);
     const Bytes key = readFile(authority.folder / "signer.key");
     const auto chain = X509CertificateChain::fromPEM(std::string(key.begin(), key.end()) + authority.text("second") +
                                                      authority.text("signer"));
-    EXPECT_EQ(chain.getCertificates(), (std::vector<X509Certificate>{certificate("second"), one}));
+    EXPECT_EQ(chain.getCertificates(), (std::vector<X509Certificate>{authority.certificate("second"), one}));
     EXPECT_EQ(X509CertificateChain::fromPEMOrDER(der).getCertificates(), (std::vector<X509Certificate>{one}));
     EXPECT_TRUE(throws<Exception>(
         "The PEM text holds no certificate.", [] { X509CertificateChain::fromPEM(""); }));
@@ -125,7 +121,7 @@ TEST_F(Certificates, ThatAreEmptyOrHaveOtherKeysSaySo) {
     openssl(authority.folder,
             {"genpkey", "-algorithm", "EC", "-pkeyopt", "ec_paramgen_curve:P-256", "-out", "curve.key"});
     authority.issue({"curve", "curve"});
-    const X509Certificate curve = certificate("curve");
+    const X509Certificate curve = authority.certificate("curve");
     EXPECT_NE(curve, none);
     EXPECT_EQ(curve.getKeySize(), 256U);
     const Bytes key = readFile(authority.folder / "curve.key");
@@ -135,7 +131,7 @@ TEST_F(Certificates, ThatAreEmptyOrHaveOtherKeysSaySo) {
 
 TEST_F(Certificates, ThatAreCutExtendedOrDamagedThrowAndNothingElse) {
     authority.issue({.name = "signer", .issuer = "signer", .extensions = "extendedKeyUsage=1.2", .bits = "1024"});
-    const int read = test::readDamaged(certificate("signer").toDER(), [&](const Bytes& bytes) {
+    const int read = test::readDamaged(authority.certificate("signer").toDER(), [&](const Bytes& bytes) {
         const X509Certificate one = X509Certificate::fromDER(bytes);
         TrustStore trust;
         trust.addCertificate(one);
@@ -173,8 +169,9 @@ TEST_F(Bundles, OfTodayAndOfOldAreRead) {
         const PKCS12Certificate one(bundle(options), password);
         EXPECT_TRUE(one.hasPrivateKey() && one.hasCertificate()) << what;
         EXPECT_EQ(crypto::RSAPrivateKey::fromDER(one.getPrivateKey().get()).toDER().get(), key.toDER().get()) << what;
-        EXPECT_EQ(one.getCertificate(), certificate("leaf")) << what;
-        EXPECT_EQ(one.getCertificateChain().getCertificates(), std::vector<X509Certificate>{certificate("root")})
+        EXPECT_EQ(one.getCertificate(), authority.certificate("leaf")) << what;
+        EXPECT_EQ(one.getCertificateChain().getCertificates(),
+                  std::vector<X509Certificate>{authority.certificate("root")})
             << what;
     }
     EXPECT_TRUE(PKCS12Certificate(bundle(full, "pass:"), "").hasPrivateKey()) << "an empty password";
@@ -192,7 +189,8 @@ TEST_F(Bundles, SayWhatIsMissing) {
     EXPECT_FALSE(noKey.hasPrivateKey());
     EXPECT_FALSE(noKey.hasCertificate());
     EXPECT_TRUE(noKey.getPrivateKey().get().empty());
-    EXPECT_EQ(noKey.getCertificateChain().getCertificates(), std::vector<X509Certificate>{certificate("leaf")});
+    EXPECT_EQ(noKey.getCertificateChain().getCertificates(),
+              std::vector<X509Certificate>{authority.certificate("leaf")});
     const PKCS12Certificate noCertificate(bundle({"-nocerts", "-inkey", "leaf.key"}), password);
     EXPECT_TRUE(noCertificate.hasPrivateKey());
     EXPECT_FALSE(noCertificate.hasCertificate());

@@ -43,10 +43,6 @@ protected:
         options.setPointInTime(MIDDLE);
     }
 
-    X509Certificate certificate(const std::string& name) const {
-        return X509Certificate::fromPEM(authority.text(name));
-    }
-
     static CertificateValidationOptions checking(bool time, bool purpose, bool chain, const ptime& when = MIDDLE) {
         CertificateValidationOptions result;
         result.setPointInTime(when);
@@ -61,11 +57,11 @@ protected:
                const CertificateValidationOptions& how) const {
         X509CertificateChain others;
         for (const std::string& other : namesIn(chain))
-            others.add(certificate(other));
+            others.add(authority.certificate(other));
         TrustStore trust;
         for (const std::string& anchor : namesIn(trusted))
-            trust.addCertificate(certificate(anchor));
-        const auto results = certificate(name).validate(others, how, trust);
+            trust.addCertificate(authority.certificate(anchor));
+        const auto results = authority.certificate(name).validate(others, how, trust);
         const int code = results.getCertificateChainStatus();
         EXPECT_EQ(results.getMessage(), code == 0 ? "" : X509_verify_cert_error_string(code));
         return code;
@@ -81,9 +77,7 @@ protected:
         for (const std::string& anchor : namesIn(trusted))
             arguments.insert(arguments.end(), {"-trusted", Authority::file(anchor)});
         arguments.push_back(Authority::file(name));
-        test::ProcessOptions where;
-        where.folder = authority.folder.path();
-        const auto result = test::runProcess(OPCRAFT_OPENSSL, arguments, where);
+        const auto result = test::runProcess(OPCRAFT_OPENSSL, arguments, {.folder = authority.folder.path()});
         if (result.exitCode == 0)
             return 0;
         const std::string text = result.err + result.out;
@@ -122,9 +116,9 @@ TEST_F(Validation, GivesEachCertificateItsVerdictAndTheOneOfTheOpensslCommand) {
         EXPECT_EQ(status(row[1], row[2], row[3], checking(true, true, true, when)), std::stoi(row[4])) << row[0];
         EXPECT_EQ(theirs(row[1], row[2], row[3], when), std::stoi(row[4])) << row[0] << ", by the command";
     }
-    EXPECT_EQ(certificate("tiny").getKeySize(), 768U);
+    EXPECT_EQ(authority.certificate("tiny").getKeySize(), 768U);
     EXPECT_TRUE(throws<crypto::UnsupportedKeySize>("An RSA key has to have 1024, 2048 or 4096 bits; this one has 768.",
-                                                   [&] { certificate("tiny").getPublicKey(); }));
+                                                   [&] { authority.certificate("tiny").getPublicKey(); }));
 
     // What is not asked for is not checked.
     EXPECT_EQ(status("old", "", "root", checking(false, true, true)), X509_V_OK);
@@ -133,9 +127,9 @@ TEST_F(Validation, GivesEachCertificateItsVerdictAndTheOneOfTheOpensslCommand) {
     EXPECT_EQ(status("coming", "", "", checking(true, true, false)), X509_V_ERR_CERT_NOT_YET_VALID);
     EXPECT_EQ(status("underold", "oldmiddle", "root", checking(false, true, true)), X509_V_OK);
     EXPECT_EQ(status("stranger", "", "root", checking(true, true, false)), X509_V_OK);
-    EXPECT_TRUE(certificate("leaf").isValid(options));
-    EXPECT_FALSE(certificate("old").isValid(options));
-    EXPECT_TRUE(certificate("old").isValid(checking(false, true, true)));
+    EXPECT_TRUE(authority.certificate("leaf").isValid(options));
+    EXPECT_FALSE(authority.certificate("old").isValid(options));
+    EXPECT_TRUE(authority.certificate("old").isValid(checking(false, true, true)));
 
     // Without a point in time it is the present one.
     CertificateValidationOptions now;
@@ -147,7 +141,7 @@ TEST_F(Validation, RefusesOtherPurposesThanSigning) {
     for (const auto& row : test::readTable("certificates/purposes.tsv")) {
         authority.issue({row[2], "middle", "leaf", boost::replace_all_copy(row[0], "; ", "\n")});
         const int expected = row[1] == "yes" ? X509_V_OK : X509_V_ERR_INVALID_PURPOSE;
-        EXPECT_EQ(certificate(row[2]).allowsDigitalSignatures(), row[1] == "yes") << row[2];
+        EXPECT_EQ(authority.certificate(row[2]).allowsDigitalSignatures(), row[1] == "yes") << row[2];
         EXPECT_EQ(status(row[2], "middle", "root", options), expected) << row[2];
         EXPECT_EQ(status(row[2], "", "", checking(true, true, false)), expected) << row[2];
         EXPECT_EQ(status(row[2], "middle", "root", checking(true, false, true)), X509_V_OK) << row[2];
@@ -167,15 +161,15 @@ TEST_F(Validation, RefusesAForgedIssuerAndMalformedExtensions) {
     EXPECT_EQ(status("leaf", "forger middle", "root", options), X509_V_OK);
 
     authority.issue({"broken", "root", "leaf", "2.5.29.15=DER:04:01:00"}); // a key usage that is no bit string
-    EXPECT_FALSE(certificate("broken").isValid(options));
+    EXPECT_FALSE(authority.certificate("broken").isValid(options));
     EXPECT_EQ(status("broken", "", "root", options), X509_V_ERR_INVALID_EXTENSION);
     EXPECT_EQ(status("broken", "", "", checking(false, false, false)), X509_V_ERR_INVALID_EXTENSION);
 
-    std::vector<unsigned char> changed = certificate("leaf").toDER();
+    std::vector<unsigned char> changed = authority.certificate("leaf").toDER();
     changed.back() ^= 1; // in the issuer's signature
     TrustStore trust;
-    trust.addCertificate(certificate("root"));
-    trust.addCertificate(certificate("middle"));
+    trust.addCertificate(authority.certificate("root"));
+    trust.addCertificate(authority.certificate("middle"));
     EXPECT_EQ(X509Certificate::fromDER(changed).validate({}, options, trust).getCertificateChainStatus(),
               X509_V_ERR_CERT_SIGNATURE_FAILURE);
 }
@@ -184,7 +178,7 @@ TEST_F(Validation, TakesTrustFromFilesAndTheSystem) {
     TrustStore trust;
     EXPECT_TRUE(trust.isEmpty());
     const auto verdict = [&](const TrustStore& store) {
-        return certificate("leaf").validate({}, options, store).getCertificateChainStatus();
+        return authority.certificate("leaf").validate({}, options, store).getCertificateChainStatus();
     };
     EXPECT_TRUE(test::throwsSaying<Exception>(
         "cannot be read: No such file or directory", [&] { trust.addPEMFile(authority.folder / "none.pem"); }));

@@ -2,9 +2,11 @@
 #include "cli/Files.hpp"
 
 #include "support/RawZip.hpp"
-#include "support/TemporaryFolder.hpp"
+#include "support/Table.hpp"
 
 #include <boost/algorithm/string.hpp>
+
+#include <fnmatch.h>
 
 #include <algorithm>
 #include <map>
@@ -38,20 +40,6 @@ struct Block {
 
 using Blocks = std::vector<Block>;
 
-/// "\n" and "\x1B" become the characters they stand for.
-std::string unescaped(const std::string& text) {
-    std::string result;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const bool isHex = text.compare(i, 2, "\\x") == 0;
-        if (isHex)
-            result += static_cast<char>(std::stoi(text.substr(i + 2, 2), nullptr, 16));
-        else
-            result += text.compare(i, 2, "\\n") == 0 ? '\n' : text[i];
-        i += isHex ? 3 : (text.compare(i, 2, "\\n") == 0 ? 1 : 0);
-    }
-    return result;
-}
-
 /// The first word of a text, which is taken off.
 std::string takeWord(std::string& text) {
     const std::string word = text.substr(0, text.find(' '));
@@ -64,7 +52,7 @@ const std::map<std::string, Blocks>& descriptions() {
     static const std::map<std::string, Blocks> all = [] {
         std::map<std::string, Blocks> files;
         Blocks* file = nullptr;
-        for (std::string line : linesOf(readRows("files.txt"))) {
+        for (std::string line : linesOf(readData("files.txt"))) {
             if (line.empty() || line.front() == '#')
                 continue;
             if (line.compare(0, 2, "  ") == 0) {
@@ -157,10 +145,6 @@ std::string sparseBytes(const Block& block) {
     return bytes;
 }
 
-void writeText(const fs::path& file, const std::string& text) {
-    writeFile(file, {text.begin(), text.end()});
-}
-
 } // namespace
 
 std::vector<std::string> linesOf(const std::string& text) {
@@ -171,31 +155,22 @@ std::vector<std::string> linesOf(const std::string& text) {
     return lines;
 }
 
-std::string readRows(const fs::path& name) {
-    const auto bytes = readFile(OPCRAFT_TESTS "/cli" / name);
-    std::string text(bytes.begin(), bytes.end());
+std::string readData(const fs::path& name) {
+    std::string text = toText(readFile(OPCRAFT_TESTS "/cli" / name));
     for (const auto& [brief, full] : longNames)
         boost::replace_all(text, brief, full);
     return text;
 }
 
 bool matches(const std::string& expected, const std::string& printed) {
-    const std::string any = "…";
-    std::size_t at = 0;
-    for (std::size_t begin = 0;;) {
-        const std::size_t end = expected.find(any, begin);
-        const std::string piece = expected.substr(begin, end - begin);
-        const std::size_t latest = printed.size() - std::min(printed.size(), piece.size());
-        const std::size_t found =
-            end == std::string::npos && begin != 0 ? std::max(at, latest) : printed.find(piece, at);
-        if (found == std::string::npos || printed.compare(found, piece.size(), piece) != 0 ||
-            (begin == 0 && found != 0) || printed.find('\n', at) < found)
-            return false;
-        at = found + piece.size();
-        if (end == std::string::npos)
-            return at == printed.size();
-        begin = end + any.size();
-    }
+    const std::vector<std::string> patterns = linesOf(expected), lines = linesOf(printed);
+    const auto isLike = [](std::string pattern, const std::string& line) {
+        for (const char* special : {"\\", "*", "?", "["})
+            boost::replace_all(pattern, special, "\\" + std::string(special));
+        boost::replace_all(pattern, "…", "*");
+        return ::fnmatch(pattern.c_str(), line.c_str(), 0) == 0;
+    };
+    return std::equal(patterns.begin(), patterns.end(), lines.begin(), lines.end(), isLike);
 }
 
 void Files::make(const std::string& text) {
@@ -209,9 +184,9 @@ void Files::makeFile(const std::string& name) {
     if (first.keyword == "zip")
         return writeFile(folder_ / name, makeZip(itemsOf(name)));
     if (first.keyword == "file")
-        return writeText(folder_ / name, unescaped(boost::join(first.lines, "\n")));
+        return writeFile(folder_ / name, toBytes(unescaped(boost::join(first.lines, "\n"))));
     if (first.keyword == "bytes")
-        return writeText(folder_ / name, sparseBytes(first));
+        return writeFile(folder_ / name, toBytes(sparseBytes(first)));
     make(first.rest);
     const ProcessResult result = shell(first.rest);
     if (result.exitCode != 0)

@@ -14,7 +14,7 @@ namespace opc::test {
 std::vector<std::string> linesOf(const std::string& text);
 
 /// A file beside the tests, with the short names of long ones ("{office}") replaced.
-std::string readRows(const std::filesystem::path& name);
+std::string readData(const std::filesystem::path& name);
 
 /// What is printed is what was expected, where "…" stands for any text of a line.
 bool matches(const std::string& expected, const std::string& printed);

@@ -29,7 +29,7 @@ Contents contentsOf(const TemporaryFolder& folder) {
 TEST(Refusals, SayWhyInOneLineAndChangeNothing) {
     const TemporaryFolder folder;
     Files files(folder.path());
-    for (const std::string& row : linesOf(readRows("refusals.txt"))) {
+    for (const std::string& row : linesOf(readData("refusals.txt"))) {
         if (row.empty() || row.front() == '#')
             continue;
         SCOPED_TRACE(row);
@@ -61,7 +61,7 @@ class Transcript : public testing::TestWithParam<std::string> {};
 
 TEST_P(Transcript, ShowsWhatTheToolPrints) {
     const std::string name = "transcripts/" + GetParam() + ".txt";
-    const std::string text = '\n' + readRows(name);
+    const std::string text = '\n' + readData(name);
     const TemporaryFolder folder;
     Files files(folder.path());
     files.make(text);

@@ -4,6 +4,8 @@
 #include <opc/core/Exception.hpp>
 #include <opc/core/InputStreamSource.hpp>
 
+#include "support/Bytes.hpp"
+
 #include <boost/iostreams/stream.hpp>
 #include <gtest/gtest.h>
 
@@ -14,11 +16,8 @@
 namespace opc {
 namespace {
 
-using Bytes = std::vector<unsigned char>;
-
-Bytes toBytes(const std::string& text) {
-    return Bytes(text.begin(), text.end());
-}
+using test::Bytes;
+using test::toBytes;
 
 /// What one read gives, or reads of that size to the end.
 std::string read(InputStream& stream, unsigned long size) {

@@ -36,10 +36,10 @@ private:
 };
 
 TEST(ContentTypeSource, LooksUpOverridesBeforeDefaultsWithoutRegardToCase) {
-    ContentTypes types(contentTypesXml("<Override PartName='/A/b.xml' ContentType='o/o'/>"
-                                       "<Default Extension='XML' ContentType='D/d'/>"
-                                       "<Default Extension='xml' ContentType='second/one'/>"
-                                       "<Override PartName='/a/B.xml' ContentType='second/two'/>"));
+    ContentTypes types(contentTypes("<Override PartName='/A/b.xml' ContentType='o/o'/>"
+                                    "<Default Extension='XML' ContentType='D/d'/>"
+                                    "<Default Extension='xml' ContentType='second/one'/>"
+                                    "<Override PartName='/a/B.xml' ContentType='second/two'/>"));
     EXPECT_EQ(types.typeOf(u"/a/B.XML"), "o/o"); // the first of two equal ones
     EXPECT_EQ(types.typeOf(u"/c.Xml"), "D/d");
     for (const char* name : {"/x.bin", "/xml"})
@@ -51,7 +51,7 @@ TEST(ContentTypeSource, LooksUpOverridesBeforeDefaultsWithoutRegardToCase) {
 }
 
 TEST(ContentTypeSource, FindsOverridesInWhateverOrderTheyAreAskedForWhileTheyComeAndGo) {
-    ContentTypes types(contentTypesXml("<Default Extension='xml' ContentType='d/d'/>"));
+    ContentTypes types(contentTypes("<Default Extension='xml' ContentType='d/d'/>"));
     std::mt19937 random(1);
     std::set<char16_t> overrides;
     for (int i = 0; i < 3000; ++i) {
@@ -93,8 +93,8 @@ TEST(ContentTypeSource, RecordsADefaultForANewExtensionAndAnOverrideForAnotherTy
 }
 
 TEST(ContentTypeSource, ADefaultGoesWithItsLastUser) {
-    ContentTypes types(contentTypesXml("<Default Extension='xml' ContentType='a/b'/>"
-                                       "<Default Extension='unused' ContentType='a/b'/>"));
+    ContentTypes types(contentTypes("<Default Extension='xml' ContentType='a/b'/>"
+                                    "<Default Extension='unused' ContentType='a/b'/>"));
     types.typeOf(u"/a.xml", true);
     types.typeOf(u"/a.xml");     // no user
     EXPECT_FALSE(types.saves()); // nothing changed
@@ -112,8 +112,8 @@ TEST(ContentTypeSource, ADefaultGoesWithItsLastUser) {
 }
 
 TEST(ContentTypeSource, AddingAPartErasesAStaleOverride) {
-    ContentTypes types(contentTypesXml("<Default Extension='xml' ContentType='a/b'/>"
-                                       "<Override PartName='/gone.xml' ContentType='o/o'/>"));
+    ContentTypes types(contentTypes("<Default Extension='xml' ContentType='a/b'/>"
+                                    "<Override PartName='/gone.xml' ContentType='o/o'/>"));
     for (const char16_t* type : {u"a/b", u"c/d"}) {
         types->addContentType(u"/Gone.xml", type);
         EXPECT_EQ(types.typeOf(u"/gone.xml"), toASCIIString(type));
@@ -124,7 +124,7 @@ TEST(ContentTypeSource, SaysWhatIsWrongWithAStream) {
     for (const auto& row : readTable("model/content-type-streams.tsv")) {
         const bool isDocument = row[0].starts_with("<?") || row[0].starts_with("<!") || row[0].starts_with("<Types") ||
                                 row[0].find("xmlns") != std::string::npos;
-        const std::string xml = isDocument ? row[0] : contentTypesXml(row[0]);
+        const std::string xml = isDocument ? row[0] : contentTypes(row[0]);
         const std::string thrown = thrownBy([&] { ContentTypes types(xml); });
         if (row[1] == "InvalidXMLDocument")
             EXPECT_THAT(thrown, testing::AllOf(testing::StartsWith(row[1] + ": "), HasSubstr(row[2]))) << xml;
@@ -134,7 +134,7 @@ TEST(ContentTypeSource, SaysWhatIsWrongWithAStream) {
     for (const char* xml : {" ", "no XML"})
         EXPECT_THROW(ContentTypes types(xml), InvalidXMLDocument) << xml;
     const std::string many(100'000, ' ');
-    EXPECT_THROW(ContentTypes types(contentTypesXml("<Default Extension='a' ContentType='a/b" + many + "'/>")),
+    EXPECT_THROW(ContentTypes types(contentTypes("<Default Extension='a' ContentType='a/b" + many + "'/>")),
                  InvalidXMLDocument);
     ContentTypes types("<p:Types xmlns:p='http://schemas.openxmlformats.org/package/2006/content-types'>"
                        "<p:Default Extension='xml' ContentType='a/b;c=\"" +

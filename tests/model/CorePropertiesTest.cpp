@@ -6,7 +6,6 @@
 
 #include "model/ModelFixture.hpp"
 #include "model/coreproperties/CorePropertiesSerializer.hpp"
-#include "support/CorePropertiesXml.hpp"
 
 #include <boost/algorithm/string/join.hpp>
 #include <boost/date_time/posix_time/posix_time.hpp>

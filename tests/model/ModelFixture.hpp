@@ -8,6 +8,8 @@
 #include <opc/model/Package.hpp>
 #include <opc/model/StandardPartInfo.hpp>
 
+#include "support/PackageContent.hpp"
+#include "support/PackageXml.hpp"
 #include "support/ScriptedPackage.hpp"
 #include "support/Table.hpp"
 
@@ -20,7 +22,9 @@
 namespace opc::model::test {
 
 using interfaces::OpenMode;
+using opc::test::contentTypes;
 using opc::test::readTable;
+using opc::test::relationshipsXml;
 using opc::test::ScriptedPackage;
 
 /// What an action throws, as "Class: message", with the text of its error code in brackets if it has one; "nothing"
@@ -43,20 +47,11 @@ inline void expectAllThrow(const std::string& expected, std::initializer_list<st
         EXPECT_EQ(thrownBy(action), expected) << "action " << &action - actions.begin();
 }
 
-inline std::string relationshipsXml(const std::string& entries) {
-    return "<Relationships xmlns=\"http://schemas.openxmlformats.org/package/2006/relationships\">" + entries +
-           "</Relationships>";
-}
-
-inline std::string contentTypesXml(const std::string& entries) {
-    return "<Types xmlns=\"http://schemas.openxmlformats.org/package/2006/content-types\">" + entries + "</Types>";
-}
-
 /// A content types stream that gives every ".xml" and ".rels" part its type.
 inline std::string usualContentTypes() {
-    return contentTypesXml("<Default Extension=\"rels\" "
-                           "ContentType=\"application/vnd.openxmlformats-package.relationships+xml\"/>"
-                           "<Default Extension=\"xml\" ContentType=\"application/xml\"/>");
+    return contentTypes("<Default Extension=\"rels\" "
+                        "ContentType=\"application/vnd.openxmlformats-package.relationships+xml\"/>"
+                        "<Default Extension=\"xml\" ContentType=\"application/xml\"/>");
 }
 
 inline Part create(Package& package, const std::u16string& name,
@@ -71,14 +66,7 @@ inline void write(const Part& part, const std::string& text) {
 }
 
 inline std::string read(const Part& part) {
-    InputStream* stream = part.getInputStream();
-    stream->open();
-    std::string text;
-    unsigned char buffer[7];
-    while (const auto count = stream->read(buffer, sizeof buffer))
-        text.append(buffer, buffer + count);
-    stream->close();
-    return text;
+    return opc::test::bytesOf(part);
 }
 
 inline std::string namesOf(const std::vector<Part>& parts) {

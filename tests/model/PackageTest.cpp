@@ -253,7 +253,7 @@ TEST(Package, RefusesStoresThatMakeNoPackage) {
             store.add(toString(row[i]), relationshipsXml(row[1]));
         expectRefused(store, row[0]);
     }
-    ScriptedPackage store(contentTypesXml("<Default Extension='xml' ContentType='a/b'/>"));
+    ScriptedPackage store(contentTypes("<Default Extension='xml' ContentType='a/b'/>"));
     expectRefused(store.add(u"/_rels/.rels"), "ContentTypeNotFound: No content type was found for part:/_rels/.rels");
 }
 

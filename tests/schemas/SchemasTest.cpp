@@ -20,9 +20,10 @@
 namespace opc::model::test {
 namespace {
 
+using opc::test::Bytes;
 using opc::test::TemporaryFolder;
+using opc::test::toBytes;
 
-using Bytes = std::vector<unsigned char>;
 /// In the order in which they are loaded.
 using Schemas = std::vector<const EmbeddedSchema*>;
 
@@ -32,10 +33,6 @@ const std::map<std::string, Schemas> KINDS = {
     {"URIs", {&opc_relationships}},         {"core properties", {&xml, &dc, &dcmitype, &dcterms, &opc_coreProperties}},
     {"signatures", {&opc_dsig, &xmldsig}},
 };
-
-Bytes toBytes(const std::string& text) {
-    return {text.begin(), text.end()};
-}
 
 /// The texts are fixed data, which was compared with the published schemas over thousands of documents.
 TEST(Schemas, AreThoseThatWereExamined) {
@@ -126,9 +123,7 @@ std::string xmllint(const Schemas& schemas, const std::vector<Document>& documen
         arguments.push_back(std::to_string(arguments.size()));
         opc::test::writeFile(folder / arguments.back(), toBytes(document.text));
     }
-    opc::test::ProcessOptions options;
-    options.folder = folder.path();
-    return "\n" + opc::test::runProcess(OPCRAFT_XMLLINT, arguments, options).err;
+    return "\n" + opc::test::runProcess(OPCRAFT_XMLLINT, arguments, {.folder = folder.path()}).err;
 }
 
 /// Why the library refuses the document; empty when it does not.

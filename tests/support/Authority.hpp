@@ -3,6 +3,8 @@
 
 #include "support/OpenSSL.hpp"
 
+#include <opc/certificates/X509Certificate.hpp>
+
 #include <map>
 #include <string>
 #include <vector>
@@ -53,9 +55,9 @@ public:
     }
 
     static std::string file(const std::string& name) { return name + ".pem"; }
-    std::string text(const std::string& name) const {
-        const Bytes bytes = readFile(folder / file(name));
-        return {bytes.begin(), bytes.end()};
+    std::string text(const std::string& name) const { return toText(readFile(folder / file(name))); }
+    certificates::X509Certificate certificate(const std::string& name) const {
+        return certificates::X509Certificate::fromPEM(text(name));
     }
     void write(const std::string& name, const std::string& text) { writeFile(folder / name, toBytes(text)); }
 

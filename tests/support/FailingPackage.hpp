@@ -9,8 +9,7 @@
 
 #include <boost/system/error_code.hpp>
 
-#include <map>
-#include <memory>
+#include <list>
 #include <string>
 #include <vector>
 
@@ -57,81 +56,65 @@ private:
 /// Any physical package, whose operations, and those of its parts and streams, fail as `OperationFaults` says. What
 /// fails is not done, but for a write, of which half is done. Owns neither the package nor the faults.
 class FailingPackage final : public interfaces::IPhysicalPackage {
-    class Input final : public interfaces::IPhysicalInputStream {
+    /// A stream of one direction; the other one is null.
+    class Stream final : public interfaces::IPhysicalInputStream, public interfaces::IPhysicalOutputStream {
     public:
-        Input(interfaces::IPhysicalInputStream& stream, OperationFaults& faults) : stream_(stream), faults_(faults) {}
+        Stream(interfaces::IPhysicalInputStream* input, interfaces::IPhysicalOutputStream* output,
+               OperationFaults& faults)
+            : input_(input), output_(output), faults_(faults) {}
         void open() override {
             faults_.step("opening a stream");
-            stream_.open();
+            input_->open();
         }
         unsigned long read(unsigned char* buffer, unsigned long size) override {
             faults_.step("a read");
-            return stream_.read(buffer, size);
+            return input_->read(buffer, size);
         }
-        bool isDone() const override { return stream_.isDone(); }
-        void close() override {
-            faults_.step("closing an input stream");
-            stream_.close();
-        }
-
-    private:
-        interfaces::IPhysicalInputStream& stream_;
-        OperationFaults& faults_;
-    };
-
-    class Output final : public interfaces::IPhysicalOutputStream {
-    public:
-        Output(interfaces::IPhysicalOutputStream& stream, OperationFaults& faults) : stream_(stream), faults_(faults) {}
         void write(const unsigned char* data, unsigned long size) override {
             const bool fails = faults_.isNext("a write");
-            stream_.write(data, fails ? size / 2 : size);
+            output_->write(data, fails ? size / 2 : size);
             if (fails)
                 faults_.fail();
         }
-        bool isDone() const override { return stream_.isDone(); }
+        bool isDone() const override { return input_ ? input_->isDone() : output_->isDone(); }
         void flush() override {
             faults_.step("flushing an output stream");
-            stream_.flush();
+            output_->flush();
         }
         void close() override {
-            faults_.step("closing an output stream");
-            stream_.close();
+            faults_.step(input_ ? "closing an input stream" : "closing an output stream");
+            input_ ? input_->close() : output_->close();
         }
 
     private:
-        interfaces::IPhysicalOutputStream& stream_;
+        interfaces::IPhysicalInputStream* input_;
+        interfaces::IPhysicalOutputStream* output_;
         OperationFaults& faults_;
     };
 
     class Part final : public interfaces::IPhysicalPart {
     public:
-        Part(interfaces::IPhysicalPart& part, OperationFaults& faults) : part_(part), faults_(faults) {}
+        Part(interfaces::IPhysicalPart* part, FailingPackage& package) : part_(part), package_(package) {}
         std::u16string getName() const override {
-            faults_.step("asking for a name");
-            return part_.getName();
+            package_.faults_.step("asking for a name");
+            return part_->getName();
         }
         std::u16string getContentType() const override {
-            faults_.step("asking for a content type");
-            return part_.getContentType();
+            package_.faults_.step("asking for a content type");
+            return part_->getContentType();
         }
         interfaces::IPhysicalInputStream* getInputStream() override {
-            faults_.step("asking for an input stream");
-            if (!input_)
-                input_ = std::make_unique<Input>(*part_.getInputStream(), faults_);
-            return input_.get();
+            package_.faults_.step("asking for an input stream");
+            return package_.stream(part_->getInputStream(), nullptr);
         }
         interfaces::IPhysicalOutputStream* getOutputStream() override {
-            faults_.step("asking for an output stream");
-            if (!output_)
-                output_ = std::make_unique<Output>(*part_.getOutputStream(), faults_);
-            return output_.get();
+            package_.faults_.step("asking for an output stream");
+            return package_.stream(nullptr, part_->getOutputStream());
         }
 
     private:
-        interfaces::IPhysicalPart& part_;
-        OperationFaults& faults_;
-        std::unique_ptr<Input> input_;
-        std::unique_ptr<Output> output_;
+        interfaces::IPhysicalPart* part_;
+        FailingPackage& package_;
     };
 
 public:
@@ -141,21 +124,17 @@ public:
     bool hasContentTypeStream() const override { return package_.hasContentTypeStream(); }
     interfaces::IPhysicalInputStream* getContentTypeInputStream() override {
         faults_.step("asking for the content types");
-        if (!typesInput_)
-            typesInput_ = std::make_unique<Input>(*package_.getContentTypeInputStream(), faults_);
-        return typesInput_.get();
+        return stream(package_.getContentTypeInputStream(), nullptr);
     }
     interfaces::IPhysicalOutputStream* getContentTypeOutputStream() override {
         faults_.step("asking for the output of content types");
-        if (!typesOutput_)
-            typesOutput_ = std::make_unique<Output>(*package_.getContentTypeOutputStream(), faults_);
-        return typesOutput_.get();
+        return stream(nullptr, package_.getContentTypeOutputStream());
     }
     std::vector<interfaces::IPhysicalPart*> getParts() override {
         faults_.step("listing the parts");
         std::vector<interfaces::IPhysicalPart*> parts = package_.getParts();
-        for (interfaces::IPhysicalPart*& part : parts)
-            part = wrap(*part);
+        for (interfaces::IPhysicalPart*& each : parts)
+            each = part(each);
         return parts;
     }
     void open(const interfaces::OpenMode& mode) override {
@@ -165,36 +144,29 @@ public:
     void close(bool discard) override {
         faults_.step(discard ? "closing with discard" : "closing");
         package_.close(discard);
+        streams_.clear();
         parts_.clear();
-        typesInput_.reset();
-        typesOutput_.reset();
     }
     interfaces::IPhysicalPart* createPart(const std::u16string& name, const std::u16string& contentType,
                                           const interfaces::IPhysicalPartInfo& info) override {
         faults_.step("creating a part");
-        std::unique_ptr<Part>& place = parts_[name];
-        place = std::make_unique<Part>(*package_.createPart(name, contentType, info), faults_);
-        return place.get();
+        return part(package_.createPart(name, contentType, info));
     }
     void deletePart(const std::u16string& name) override {
         faults_.step("deleting a part");
         package_.deletePart(name);
-        parts_.erase(name);
     }
 
 private:
-    interfaces::IPhysicalPart* wrap(interfaces::IPhysicalPart& part) {
-        std::unique_ptr<Part>& place = parts_[part.getName()];
-        if (!place)
-            place = std::make_unique<Part>(part, faults_);
-        return place.get();
+    Stream* stream(interfaces::IPhysicalInputStream* input, interfaces::IPhysicalOutputStream* output) {
+        return &streams_.emplace_back(input, output, faults_);
     }
+    Part* part(interfaces::IPhysicalPart* wrapped) { return &parts_.emplace_back(wrapped, *this); }
 
     interfaces::IPhysicalPackage& package_;
     OperationFaults& faults_;
-    std::map<std::u16string, std::unique_ptr<Part>> parts_;
-    std::unique_ptr<Input> typesInput_;
-    std::unique_ptr<Output> typesOutput_;
+    std::list<Stream> streams_; ///< until the package is closed
+    std::list<Part> parts_;
 };
 
 } // namespace opc::test

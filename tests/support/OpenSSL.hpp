@@ -7,6 +7,8 @@
 
 #include <opc/core/Exception.hpp>
 
+#include <boost/algorithm/string.hpp>
+
 #include <openssl/err.h>
 
 #include <gtest/gtest.h>
@@ -25,9 +27,7 @@ inline std::vector<std::string> plus(std::vector<std::string> options, const std
 /// Runs the openssl command in a folder and gives its standard output.
 /// @throws std::runtime_error when the command fails.
 inline std::string openssl(const TemporaryFolder& folder, const std::vector<std::string>& arguments) {
-    ProcessOptions options;
-    options.folder = folder.path();
-    const ProcessResult result = runProcess(OPCRAFT_OPENSSL, arguments, options);
+    const ProcessResult result = runProcess(OPCRAFT_OPENSSL, arguments, {.folder = folder.path()});
     if (result.exitCode != 0)
         throw std::runtime_error("openssl " + arguments.front() + ": " + result.err);
     return result.out;
@@ -38,6 +38,27 @@ class WithCleanErrorQueue : public testing::Test {
 protected:
     void SetUp() override { ERR_clear_error(); }
     void TearDown() override { EXPECT_EQ(ERR_peek_error(), 0U) << "an error was left in OpenSSL's queue"; }
+};
+
+/// A test with a folder in which the openssl command works.
+class WithOpenSSL : public WithCleanErrorQueue {
+protected:
+    /// What a command of these words, with blanks between them, writes.
+    Bytes made(const std::string& command) {
+        std::vector<std::string> words;
+        boost::split(words, command, boost::is_any_of(" "));
+        words.insert(words.begin() + 1, {"-out", "made"});
+        openssl(folder, words);
+        return readFile(folder / "made");
+    }
+    /// Makes an RSA key in PEM, where it is not there yet. @return the name of its file.
+    std::string key(const std::string& bits) {
+        if (!std::filesystem::exists(folder / bits))
+            writeFile(folder / bits, made("genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:" + bits));
+        return bits;
+    }
+
+    TemporaryFolder folder;
 };
 
 /// Reads bytes as they are, then cut, with one more, and with each of them changed. What is thrown has to be an

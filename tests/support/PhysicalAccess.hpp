@@ -7,12 +7,14 @@
 #include <opc/core/interfaces/IPhysicalOutputStream.hpp>
 #include <opc/core/interfaces/IPhysicalPackage.hpp>
 #include <opc/core/interfaces/IPhysicalPart.hpp>
-#include <opc/core/interfaces/IPhysicalPartInfo.hpp>
+#include <opc/model/StandardPartInfo.hpp>
 
+#include "support/PackageXml.hpp"
 #include "support/Throws.hpp"
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -21,19 +23,7 @@ namespace opc::test {
 
 using interfaces::OpenMode;
 using Errc = boost::system::errc::errc_t;
-
-class PartInfo final : public interfaces::IPhysicalPartInfo {
-public:
-    explicit PartInfo(interfaces::CompressionType type = interfaces::CompressionType::Normal, std::uint64_t hint = 0)
-        : type_(type), hint_(hint) {}
-    interfaces::CompressionType getCompressionType() const override { return type_; }
-    std::uint64_t getGrowthHint() const override { return hint_; }
-    void* getExtraInfo(const std::u16string&) const override { return nullptr; }
-
-private:
-    interfaces::CompressionType type_;
-    std::uint64_t hint_;
-};
+using PartInfo = model::StandardPartInfo;
 
 /// Reads from where the stream stands to its end.
 inline std::string readOn(interfaces::IPhysicalInputStream& stream, std::size_t chunk = 4096) {
@@ -94,13 +84,6 @@ inline std::vector<std::string> partNames(interfaces::IPhysicalPackage& package)
     return names;
 }
 
-/// A content types stream of these elements.
-inline std::string contentTypes(const std::string& elements) {
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-           "<Types xmlns=\"http://schemas.openxmlformats.org/package/2006/content-types\">" +
-           elements + "</Types>";
-}
-
 /// Writes a content types stream that names every part there is.
 inline void writeContentTypes(interfaces::IPhysicalPackage& package) {
     if (!package.hasContentTypeStream())
@@ -127,6 +110,11 @@ testing::AssertionResult failsWith(Errc code, const std::string& text, Action ac
 template <class Action>
 testing::AssertionResult failsWith(Errc code, Action action) {
     return failsWith(code, std::string(), action);
+}
+
+inline void expectAllFail(Errc code, std::initializer_list<std::function<void()>> actions) {
+    for (const auto& action : actions)
+        EXPECT_TRUE(failsWith(code, action)) << "action " << &action - actions.begin();
 }
 
 } // namespace opc::test

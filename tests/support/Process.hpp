@@ -1,40 +1,43 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <filesystem>
-#include <string>
-#include <vector>
+#include "support/Bytes.hpp"
+#include "support/TemporaryFolder.hpp"
+
+#include <boost/algorithm/string/replace.hpp>
+
+#include <sys/wait.h>
+
+#include <cstdlib>
 
 namespace opc::test {
 
-/// What a program's standard output is.
-enum class Output {
-    Captured,
-    Full,   ///< a device on which nothing can be written
-    Closed, ///< no stream at all
-    Broken, ///< a pipe that nobody reads
-};
-
 struct ProcessOptions {
     std::string input{};            ///< the standard input, through a pipe
-    bool closedInput = false;       ///< no standard input at all
     std::filesystem::path folder{}; ///< where it runs; empty: here
-    Output output = Output::Captured;
-    bool terminal = false;   ///< the standard error stream is a terminal
-    unsigned inputDelay = 0; ///< milliseconds before the input is given
-    unsigned user = 0;       ///< runs as this user when it is not 0; only root may ask for it
 };
 
 struct ProcessResult {
-    int exitCode = -1; ///< -1 when a signal ended the program
-    int signal = 0;
+    int exitCode; ///< 128 and its number for a signal, 126 or 127 for a program that cannot be run, as in a shell
     std::string out;
     std::string err;
 };
 
-/// Runs a program and waits for its end. Every argument arrives as it is. One that cannot be run has the exit code 126
-/// or 127, and the reason on its standard error stream.
-ProcessResult runProcess(const std::filesystem::path& program, const std::vector<std::string>& arguments,
-                         const ProcessOptions& options = {});
+/// Runs a program, with the signals as a shell leaves them, and waits for its end. Every argument arrives as it is.
+inline ProcessResult runProcess(const std::filesystem::path& program, const std::vector<std::string>& arguments,
+                                const ProcessOptions& options = {}) {
+    const auto quoted = [](const std::string& text) {
+        return " '" + boost::replace_all_copy(text, "'", "'\\''") + "'";
+    };
+    const TemporaryFolder files;
+    writeFile(files / "in", toBytes(options.input));
+    std::string command = "cat" + quoted(files / "in") + " | exec env --default-signal=PIPE -C";
+    command += quoted(options.folder.empty() ? "." : options.folder) + " --" + quoted(program);
+    for (const std::string& argument : arguments)
+        command += quoted(argument);
+    const int status = std::system((command + " >" + quoted(files / "out") + " 2>" + quoted(files / "err")).c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), toText(readFile(files / "out")),
+            toText(readFile(files / "err"))};
+}
 
 } // namespace opc::test

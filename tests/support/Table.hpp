@@ -6,6 +6,7 @@
 #include <fstream>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace opc::test {
@@ -27,15 +28,16 @@ inline std::vector<std::vector<std::string>> readTable(const std::string& file) 
     return readRows(std::string(OPCRAFT_TESTS) + "/" + file);
 }
 
-/// A text in which "\x41" stands for a byte.
-inline std::string unescaped(const std::string& text) {
-    std::string bytes;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const bool isEscape = text.compare(i, 2, "\\x") == 0;
-        bytes += isEscape ? static_cast<char>(std::stoi(text.substr(i + 2, 2), nullptr, 16)) : text[i];
-        i += isEscape ? 3 : 0;
+/// A text in which "\n", "\r", "\t" and "\x41" stand for bytes.
+inline std::string unescaped(std::string text) {
+    for (std::size_t at = text.find('\\'); at != std::string::npos; at = text.find('\\', at + 1)) {
+        const std::size_t which = std::string_view("nrtx").find(text[at + 1]);
+        if (which < 3)
+            text.replace(at, 2, 1, "\n\r\t"[which]);
+        else if (which == 3)
+            text.replace(at, 4, 1, static_cast<char>(std::stoi(text.substr(at + 2, 2), nullptr, 16)));
     }
-    return bytes;
+    return text;
 }
 
 } // namespace opc::test

@@ -8,8 +8,6 @@
 #include <xercesc/dom/DOMEntityReference.hpp>
 #include <xercesc/dom/DOMText.hpp>
 
-#include <boost/algorithm/string/replace.hpp>
-
 #include <map>
 #include <random>
 
@@ -21,9 +19,7 @@ constexpr auto Omit = CanonicalComments::Omit;
 
 /// What xmllint, which keeps comments, makes of a document.
 std::string xmllint(const std::string& document) {
-    opc::test::ProcessOptions options;
-    options.input = document;
-    const auto result = opc::test::runProcess(OPCRAFT_XMLLINT, {"--nonet", "--nocatalogs", "--c14n", "-"}, options);
+    const auto result = opc::test::runProcess(OPCRAFT_XMLLINT, {"--nonet", "--nocatalogs", "--c14n", "-"}, {document});
     EXPECT_EQ(result.exitCode, 0) << result.err << "\n" << document.substr(0, 2000);
     return result.out;
 }
@@ -46,9 +42,8 @@ protected:
 
 TEST_F(CanonicalXmlTest, IsThatOfTheTableAndOfAnotherImplementation) {
     for (auto row : readTable("xml/canonical.tsv")) {
-        for (const auto& [escape, character] : {std::pair("\\n", "\n"), {"\\r", "\r"}, {"\\t", "\t"}})
-            for (std::string& field : row)
-                boost::replace_all(field, escape, character);
+        for (std::string& field : row)
+            field = opc::test::unescaped(field);
         const std::string &kind = row[0], &why = row[1], &text = row[2];
         if (kind == "whole")
             EXPECT_EQ(row[3] + canonical(text) + row[4], xmllint(text)) << why;

@@ -3,6 +3,7 @@
 
 #include <opc/xml/XercesErrorHandler.hpp>
 
+#include "support/Throws.hpp"
 #include "xml/EmbeddedSchemas.hpp"
 #include "xml/SchemaValidation.hpp"
 #include "xml/XercesErrors.hpp"
@@ -60,13 +61,12 @@ TEST_F(ReadingTest, ReportsAFailingStreamByItsOwnExceptionAndBeforeAnyOtherError
     for (const std::string text : {"", "<", "<a>", "<a></b>", "<a/>", "<?xml version='1.0' encoding='UTF8'?><a/>"}) {
         RepeatingStream failing(text, "", 0, "");
         failing.atEnd = [&] { throw opc::Exception("disk gone", ioError); };
-        try {
-            read(failing);
-            ADD_FAILURE() << text;
-        } catch (const opc::Exception& e) {
-            EXPECT_STREQ(e.what(), "disk gone") << text;
-            EXPECT_EQ(e.code(), ioError) << text;
-        }
+        EXPECT_TRUE(opc::test::throwsWhat([&] { read(failing); },
+                                          [&](const std::exception& e) {
+                                              return e.what() == std::string("disk gone") &&
+                                                     dynamic_cast<const opc::Exception&>(e).code() == ioError;
+                                          }))
+            << text;
         RepeatingStream odd(text, "", 0, "");
         odd.atEnd = [] { throw 42; };
         EXPECT_THROW(read(odd), int) << text;

@@ -3,6 +3,9 @@
 
 #include <opc/core/ByteArrayOutAdaptor.hpp>
 
+#include "support/Bytes.hpp"
+#include "support/Throws.hpp"
+
 #include <xercesc/dom/DOMCDATASection.hpp>
 #include <xercesc/dom/DOMComment.hpp>
 #include <xercesc/dom/DOMDocumentType.hpp>
@@ -26,10 +29,8 @@ protected:
         root_ = XercesHelper::appendElementNS(document_.get(), namespace_, XercesString(u"root"));
     }
     std::string written(xercesc::DOMLSSerializer& writer) {
-        std::vector<unsigned char> bytes;
-        ByteArrayOutAdaptor stream(bytes);
-        XercesHelper::writeDocumentToStream(writer, document_.get(), stream);
-        return {bytes.begin(), bytes.end()};
+        EXPECT_EQ(writeVerdict(writer), "accepted");
+        return opc::test::toText(bytes_);
     }
     std::u16string writtenText(xercesc::DOMLSSerializer& writer, XmlDeclaration declaration) {
         std::u16string text = u"what was there before";
@@ -45,11 +46,11 @@ protected:
 
     /// The verdict on writing the document, which must leave the stream untouched when it is a refusal.
     std::string writeVerdict(xercesc::DOMLSSerializer& writer) {
-        std::vector<unsigned char> bytes;
-        ByteArrayOutAdaptor stream(bytes);
+        bytes_.clear();
+        ByteArrayOutAdaptor stream(bytes_);
         const std::string result =
             verdictOf([&] { XercesHelper::writeDocumentToStream(writer, document_.get(), stream); });
-        EXPECT_EQ(bytes.empty(), result != "accepted") << result;
+        EXPECT_EQ(bytes_.empty(), result != "accepted") << result;
         return result;
     }
 
@@ -64,6 +65,7 @@ protected:
     }
 
     const XercesString namespace_{u"urn:t"};
+    opc::test::Bytes bytes_;
     DocumentHandle document_;
     WriterHandle plain_ = XercesHelper::createWriter();
     WriterHandle pretty_ = XercesHelper::createPrettyPrintingWriter();
@@ -175,7 +177,7 @@ TEST_F(WritingTest, RefusesNodesThatWouldEndEarlyOrMeanSomethingElse) {
     for (const auto& [node, expected] : cases) {
         root_->appendChild(node);
         EXPECT_EQ(writeVerdict(*plain_), expected);
-        EXPECT_TRUE(expected != "accepted" || verdict(written(*plain_)) == expected);
+        EXPECT_TRUE(expected != "accepted" || verdict(opc::test::toText(bytes_)) == expected);
         root_->removeChild(node);
     }
     auto* implementation = xercesc::DOMImplementationRegistry::getDOMImplementation(u"LS");
@@ -233,12 +235,8 @@ public:
 
 TEST_F(WritingTest, LetsTheExceptionOfAStreamThroughAndCanWriteAgain) {
     FullStream full;
-    try {
-        XercesHelper::writeDocumentToStream(*plain_, document_.get(), full);
-        ADD_FAILURE();
-    } catch (const opc::Exception& e) {
-        EXPECT_STREQ(e.what(), "disk full");
-    }
+    EXPECT_TRUE(opc::test::throws<opc::Exception>(
+        "disk full", [&] { XercesHelper::writeDocumentToStream(*plain_, document_.get(), full); }));
     EXPECT_EQ(written(*plain_), declaration_ + "<root xmlns=\"urn:t\"/>");
     EXPECT_EQ(plain_->getDomConfig()->getParameter(XMLUni::fgDOMErrorHandler), nullptr);
 }
