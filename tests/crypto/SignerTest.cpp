@@ -15,7 +15,6 @@ namespace opc::crypto {
 namespace {
 
 using test::Bytes;
-using test::openssl;
 using test::readFile;
 using test::throws;
 using test::toBytes;
@@ -42,64 +41,51 @@ Bytes toDER(const Bytes& bytes, int size) {
     return der;
 }
 
-class Signers : public test::WithCleanErrorQueue {
+class Signers : public test::WithOpenSSL {
 protected:
-    /// Makes "key" as the words say, and "public".
-    void generate(const std::vector<std::string>& words) {
-        if (words.front() == "DSA") {
-            openssl(folder, {"genpkey", "-genparam", "-algorithm", "DSA", "-out", "parameters", "-pkeyopt",
-                             words.back(), "-pkeyopt", "dsa_paramgen_q_bits:160"});
-            openssl(folder, {"genpkey", "-paramfile", "parameters", "-out", "key"});
-        } else if (words.size() == 1) {
-            openssl(folder, {"genpkey", "-algorithm", words.front(), "-out", "key"});
-        } else {
-            openssl(folder, {"genpkey", "-algorithm", words.front(), "-pkeyopt", words.back(), "-out", "key"});
-        }
-        openssl(folder, {"pkey", "-in", "key", "-pubout", "-outform", "DER", "-out", "public"});
+    /// Makes the file "key" by genpkey. @return the public one.
+    PublicKey generate(const std::string& options) {
+        writeFile(folder / "key", made("genpkey " + options));
+        writeFile(folder / "public", made("pkey -in key -pubout -outform DER"));
+        return PublicKey::fromDER(readFile(folder / "public"));
     }
-
-    Bytes converted(const std::vector<std::string>& command) {
-        openssl(folder, test::plus(command, {"-in", "key", "-out", "converted"}));
-        return readFile(folder / "converted");
-    }
-
-    test::TemporaryFolder folder;
 };
 
 TEST_F(Signers, HoldHereAndInTheOpensslCommandForEachKindOfKeyAndDigest) {
-    const std::string digests[] = {"-md5", "-sha1", "-sha224", "-sha256", "-sha384", "-sha512"};
+    const std::string digests[] = {"md5", "sha1", "sha224", "sha256", "sha384", "sha512"};
     const struct {
-        std::vector<std::string> words;
+        const char* options;
         KeyKind kind;
         unsigned bits;
         int size; ///< of the numbers, in bytes
     } keys[] = {
-        {{"RSA", "rsa_keygen_bits:1536"}, KeyKind::RSA, 1536, 0},
-        {{"RSA", "rsa_keygen_bits:3072"}, KeyKind::RSA, 3072, 0},
-        {{"EC", "ec_paramgen_curve:P-256"}, KeyKind::EC, 256, 32},
-        {{"EC", "ec_paramgen_curve:P-384"}, KeyKind::EC, 384, 48},
-        {{"EC", "ec_paramgen_curve:P-521"}, KeyKind::EC, 521, 66},
-        {{"DSA", "dsa_paramgen_bits:1024"}, KeyKind::DSA, 1024, 20},
+        {"-algorithm RSA -pkeyopt rsa_keygen_bits:1536", KeyKind::RSA, 1536, 0},
+        {"-algorithm RSA -pkeyopt rsa_keygen_bits:3072", KeyKind::RSA, 3072, 0},
+        {"-algorithm EC -pkeyopt ec_paramgen_curve:P-256", KeyKind::EC, 256, 32},
+        {"-algorithm EC -pkeyopt ec_paramgen_curve:P-384", KeyKind::EC, 384, 48},
+        {"-algorithm EC -pkeyopt ec_paramgen_curve:P-521", KeyKind::EC, 521, 66},
+        {"-paramfile parameters", KeyKind::DSA, 1024, 20},
     };
     const Bytes data = CryptoEngine::generateRandomBytes(1000);
     writeFile(folder / "data", data);
+    writeFile(
+        folder / "parameters",
+        made("genpkey -genparam -algorithm DSA -pkeyopt dsa_paramgen_bits:1024 -pkeyopt dsa_paramgen_q_bits:160"));
     for (const auto& row : keys) {
-        generate(row.words);
-        const PublicKey key = PublicKey::fromDER(readFile(folder / "public"));
+        const PublicKey key = generate(row.options);
         EXPECT_EQ(key.getKind(), row.kind);
         EXPECT_EQ(key.getKeySize(), row.bits);
         EXPECT_EQ(key.toDER(), readFile(folder / "public"));
         for (int i = 0; i < 6; ++i) {
-            SCOPED_TRACE(row.words.back() + digests[i]);
+            SCOPED_TRACE(row.options + digests[i]);
             const auto digest = static_cast<DigestAlgorithm>(i);
-            openssl(folder, {"dgst", digests[i], "-sign", "key", "-out", "theirs", "data"});
-            Bytes theirs = readFile(folder / "theirs");
+            Bytes theirs = made("dgst -" + digests[i] + " -sign key data");
             EXPECT_EQ(key.verify(digest, data, theirs), row.size == 0) << "DER is not the form of XML";
             theirs = row.size == 0 ? theirs : toNumbers(theirs, row.size);
             EXPECT_TRUE(key.verify(digest, data, theirs));
             EXPECT_FALSE(key.verify(digest, toBytes("other"), theirs));
             EXPECT_FALSE(key.verify(static_cast<DigestAlgorithm>((i + 1) % 6), data, theirs));
-            for (Bytes bad : {test::Bytes(theirs.size(), 0), Bytes(theirs.rbegin(), theirs.rend()), Bytes()})
+            for (Bytes bad : {Bytes(theirs.size(), 0), Bytes(theirs.rbegin(), theirs.rend()), Bytes()})
                 EXPECT_FALSE(key.verify(digest, data, bad));
             theirs.insert(theirs.begin() + row.size, 0);
             EXPECT_FALSE(key.verify(digest, data, theirs));
@@ -110,9 +96,8 @@ TEST_F(Signers, HoldHereAndInTheOpensslCommandForEachKindOfKeyAndDigest) {
             const Bytes ours = signer.sign(digest, data);
             EXPECT_TRUE(key.verify(digest, data, ours));
             writeFile(folder / "ours", row.size == 0 ? ours : toDER(ours, row.size));
-            EXPECT_EQ(openssl(folder, {"dgst", digests[i], "-keyform", "DER", "-verify", "public", "-signature", "ours",
-                                       "data"}),
-                      "Verified OK\n");
+            EXPECT_EQ(made("dgst -" + digests[i] + " -keyform DER -verify public -signature ours data"),
+                      toBytes("Verified OK\n"));
         }
     }
     EXPECT_TRUE(throws<Exception>("The private key is not one of RSA or of an elliptic curve.",
@@ -120,35 +105,33 @@ TEST_F(Signers, HoldHereAndInTheOpensslCommandForEachKindOfKeyAndDigest) {
 }
 
 TEST_F(Signers, ReadKeysInEachFormAndDecryptThem) {
-    for (const std::vector<std::string>& words :
-         {std::vector<std::string>{"RSA", "rsa_keygen_bits:1024"}, {"EC", "ec_paramgen_curve:P-256"}}) {
-        generate(words);
-        const PublicKey key = PublicKey::fromDER(readFile(folder / "public"));
+    for (const char* options :
+         {"-algorithm RSA -pkeyopt rsa_keygen_bits:1024", "-algorithm EC -pkeyopt ec_paramgen_curve:P-256"}) {
+        const PublicKey key = generate(options);
         const auto phrase = [](const char* text) { return [text] { return SecretBytes(toBytes(text)); }; };
-        for (const std::vector<std::string>& form :
-             {std::vector<std::string>{"-outform", "DER"}, {"-traditional"}, {"-traditional", "-outform", "DER"}})
-            EXPECT_EQ(KeySigner::fromPEMOrDER(converted(test::plus({"pkey"}, form))).getPublicKey(), key);
-        for (const std::vector<std::string>& form :
-             {std::vector<std::string>{"pkcs8", "-topk8", "-passout", "pass:p q"},
-              {"pkcs8", "-topk8", "-passout", "pass:p q", "-outform", "DER"},
-              {"pkey", "-traditional", "-aes256", "-passout", "pass:p q"}}) {
-            const Bytes encrypted = converted(form);
-            EXPECT_EQ(KeySigner::fromPEMOrDER(encrypted, phrase("p q")).getPublicKey(), key);
+        for (const char* form :
+             {"pkey -in key -outform DER", "pkey -in key -traditional", "pkey -in key -traditional -outform DER"})
+            EXPECT_EQ(KeySigner::fromPEMOrDER(made(form)).getPublicKey(), key);
+        for (const char* form :
+             {"pkcs8 -in key -topk8 -passout pass:p+q", "pkcs8 -in key -topk8 -passout pass:p+q -outform DER",
+              "pkey -in key -traditional -aes256 -passout pass:p+q"}) {
+            const Bytes encrypted = made(form);
+            EXPECT_EQ(KeySigner::fromPEMOrDER(encrypted, phrase("p+q")).getPublicKey(), key);
             EXPECT_TRUE(throws<Exception>(
                 "The private key is encrypted.", [&] { KeySigner::fromPEMOrDER(encrypted); }));
             EXPECT_TRUE(throws<Exception>(
                 "The private key cannot be decrypted: the pass phrase is another one, or the key is damaged.",
                 [&] { KeySigner::fromPEMOrDER(encrypted, phrase("p")); }));
         }
-        test::readDamaged(converted({"pkey", "-outform", "DER"}),
+        test::readDamaged(made("pkey -in key -outform DER"),
                           [](const Bytes& bytes) { KeySigner::fromPEMOrDER(bytes); });
-        std::vector<std::vector<std::string>> publicForms{{"pkey", "-pubout"}, {"pkey", "-pubout", "-outform", "DER"}};
+        std::vector<std::string> publicForms{"pkey -in key -pubout", "pkey -in key -pubout -outform DER"};
         if (key.getKind() == KeyKind::RSA)
             publicForms.insert(publicForms.end(),
-                               {{"rsa", "-RSAPublicKey_out"}, {"rsa", "-RSAPublicKey_out", "-outform", "DER"}});
-        for (const auto& form : publicForms)
-            EXPECT_EQ(PublicKey::fromPEMOrDER(converted(form)), key);
-        test::readDamaged(converted(publicForms.back()), [](const Bytes& bytes) { PublicKey::fromPEMOrDER(bytes); });
+                               {"rsa -in key -RSAPublicKey_out", "rsa -in key -RSAPublicKey_out -outform DER"});
+        for (const std::string& form : publicForms)
+            EXPECT_EQ(PublicKey::fromPEMOrDER(made(form)), key);
+        test::readDamaged(made(publicForms.back()), [](const Bytes& bytes) { PublicKey::fromPEMOrDER(bytes); });
     }
     EXPECT_TRUE(throws<Exception>("The PEM file holds no private key.", [] {
         KeySigner::fromPEMOrDER(toBytes("-----BEGIN PUBLIC KEY-----\nAAAA\n-----END PUBLIC KEY-----\n"));
@@ -156,12 +139,11 @@ TEST_F(Signers, ReadKeysInEachFormAndDecryptThem) {
 }
 
 TEST_F(Signers, RefusePublicKeysOfOtherSizesAndCurves) {
-    const auto ofFile = [&] { PublicKey::fromDER(readFile(folder / "public")); };
-    generate({"EC", "ec_paramgen_curve:secp256k1"});
     EXPECT_TRUE(throws<UnsupportedKeySize>(
-        "The elliptic curve \"secp256k1\" is not supported; P-256, P-384 and P-521 are.", ofFile));
-    generate({"ED25519"});
-    EXPECT_TRUE(throws<Exception>("The key is not one of RSA, of an elliptic curve or of DSA.", ofFile));
+        "The elliptic curve \"secp256k1\" is not supported; P-256, P-384 and P-521 are.",
+        [&] { generate("-algorithm EC -pkeyopt ec_paramgen_curve:secp256k1"); }));
+    EXPECT_TRUE(throws<Exception>("The key is not one of RSA, of an elliptic curve or of DSA.",
+                                  [&] { generate("-algorithm ED25519"); }));
 
     const char* const p256 = "1.2.840.10045.3.1.7";
     Bytes point(65, 1);
@@ -169,10 +151,10 @@ TEST_F(Signers, RefusePublicKeysOfOtherSizesAndCurves) {
                                   [&] { PublicKey::fromECKeyValue(p256, point); }));
     point[0] = 4;
     EXPECT_THROW(PublicKey::fromECKeyValue(p256, point), Exception) << "not on the curve";
-    generate({"EC", "ec_paramgen_curve:P-256"});
-    const PublicKey key = PublicKey::fromDER(readFile(folder / "public"));
-    EXPECT_EQ(PublicKey::fromECKeyValue(p256, {key.toDER().end() - 65, key.toDER().end()}), key);
-    EXPECT_THROW(PublicKey::fromECKeyValue("1.3.132.0.34", {key.toDER().end() - 65, key.toDER().end()}), Exception);
+    const PublicKey key = generate("-algorithm EC -pkeyopt ec_paramgen_curve:P-256");
+    const Bytes der = key.toDER();
+    EXPECT_EQ(PublicKey::fromECKeyValue(p256, {der.end() - 65, der.end()}), key);
+    EXPECT_THROW(PublicKey::fromECKeyValue("1.3.132.0.34", {der.end() - 65, der.end()}), Exception);
 
     const Bytes odd(128, 0xFF);
     const Bytes q(20, 0xFF);
