@@ -1,54 +1,64 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "support/Table.hpp"
+
 #include <gtest/gtest.h>
 
-#include <exception>
+#include <cctype>
+#include <cstdlib>
 #include <filesystem>
+#include <optional>
 #include <ostream>
-#include <string>
-#include <vector>
 
 /// Packages by other producers, in the folder that OPCRAFT_SAMPLES names, and what is right for each.
 namespace opc::test {
 
-enum class Verdict {
-    None,    ///< no package relationship of the right type leads to core properties
-    Present, ///< there is a core properties part, and it can be read
-    Refused, ///< the part is not valid
-};
-
-struct ExpectedProperties {
-    Verdict verdict = Verdict::None;
-    const char* title = nullptr;   ///< null: absent
-    const char* creator = nullptr; ///< null: absent
-    const char* part = nullptr;    ///< that has them; when the package or the part is refused, that the tool blames
-    const char* element = nullptr; ///< for a refused part, with what follows
-    const char* message = nullptr;
-};
-
-/// What becomes of a sample. Those that open have no error.
+/// A row of samples.tsv.
 struct Sample {
-    const char* file;
+    using Text = std::optional<std::string>; ///< nothing: absent
+
+    explicit Sample(const std::vector<std::string>& row)
+        : file(row.at(0)), parts(std::stoul(row.at(1))), others(std::stoul(row.at(2))), error(row.at(3)),
+          message(row.at(4)), why(row.at(5)), verdict(row.at(6)), title(textOf(row.at(7))), creator(textOf(row.at(8))),
+          part(textOf(row.at(9))), element(row.at(10)), refusal(row.at(11)) {}
+
+    std::string file;
     std::size_t parts;
     std::size_t others;
-    bool (*fails)(const std::exception&);
-    const char* message;
-    const char* why;
-    ExpectedProperties properties{};
+    std::string error; ///< empty for one that opens
+    std::string message, why;
+    std::string verdict; ///< on its core properties, with what follows
+    Text title, creator, part;
+    std::string element, refusal;
+
+private:
+    static Text textOf(const std::string& field) { return field == "-" ? Text() : field; }
 };
 
 inline void PrintTo(const Sample& sample, std::ostream* out) {
     *out << sample.file;
 }
 
-const std::vector<Sample>& getSamples();
+inline std::vector<Sample> getSamples() {
+    const auto rows = readTable("samples/samples.tsv");
+    return {rows.begin(), rows.end()};
+}
 
 /// Empty when there are none.
-std::filesystem::path getSampleFolder();
+inline std::filesystem::path getSampleFolder() {
+    const char* name = std::getenv("OPCRAFT_SAMPLES");
+    return name == nullptr ? "" : name;
+}
 
 /// The name of the test of a sample.
-std::string nameOf(const testing::TestParamInfo<Sample>& sample);
+inline std::string nameOf(const testing::TestParamInfo<Sample>& sample) {
+    std::string name(sample.param.file);
+    for (char& character : name)
+        if (!std::isalnum(static_cast<unsigned char>(character)))
+            character = '_';
+    return name;
+}
 
 class SampleTest : public testing::TestWithParam<Sample> {
 protected:
