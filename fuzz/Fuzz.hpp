@@ -2,6 +2,7 @@
 #pragma once
 
 #include <opc/core/Exception.hpp>
+#include <opc/core/OutputStream.hpp>
 #include <opc/core/Strings.hpp>
 
 #include <algorithm>
@@ -9,21 +10,26 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-/// What the fuzz targets share. A target is one function that takes any bytes; it ends the process when the library
-/// does what it must not do.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
-
 /// Ends the process when a property of the library does not hold.
 #define OPCRAFT_REQUIRE(condition) ((condition) ? void() : opc::fuzz::fail(#condition, __FILE__, __LINE__))
 
+/// What the fuzz targets share. A target is one function that takes any bytes; it ends the process when the library
+/// does what it must not do.
 namespace opc::fuzz {
 
 using Bytes = std::vector<unsigned char>;
+
+/// By name. Each target registers itself; a fuzzer has one.
+inline std::map<std::string, void (*)(const Bytes&)>& targets() {
+    static std::map<std::string, void (*)(const Bytes&)> all;
+    return all;
+}
 
 [[noreturn]] inline void fail(const char* condition, const char* file, int line) {
     std::fprintf(stderr, "%s:%d: does not hold: %s\n", file, line, condition);
@@ -42,14 +48,14 @@ bool accepted(Action&& action) {
     }
 }
 
-inline Bytes bytesOf(std::string_view text) {
-    return {text.begin(), text.end()};
+inline void write(OutputStream& stream, std::string_view text) {
+    stream.write(reinterpret_cast<const unsigned char*>(text.data()), text.size());
 }
 
 /// Takes an input apart, from the front. What is missing at the end is zero or empty.
 class Input {
 public:
-    Input(const std::uint8_t* data, std::size_t size) : rest_(reinterpret_cast<const char*>(data), size) {}
+    explicit Input(const Bytes& bytes) : rest_(reinterpret_cast<const char*>(bytes.data()), bytes.size()) {}
 
     bool empty() const noexcept { return rest_.empty(); }
 
@@ -71,3 +77,8 @@ private:
 };
 
 } // namespace opc::fuzz
+
+extern "C" [[gnu::used]] inline int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    opc::fuzz::targets().begin()->second({data, data + size});
+    return 0;
+}

@@ -95,10 +95,9 @@ void check(char kind, const Bytes& bytes) {
     }
 }
 
-} // namespace
+const auto target = opc::fuzz::targets().emplace("certificates", [](const Bytes& bytes) {
+    if (!bytes.empty())
+        accepted([&] { check(static_cast<char>(bytes[0]), Bytes(bytes.begin() + 1, bytes.end())); });
+});
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    if (size > 0)
-        accepted([&] { check(static_cast<char>(data[0]), Bytes(data + 1, data + size)); });
-    return 0;
-}
+} // namespace

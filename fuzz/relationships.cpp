@@ -8,31 +8,35 @@
 #include "model/relationships/RelationshipManager.hpp"
 #include "model/relationships/RelationshipSerializer.hpp"
 
-using namespace opc::model;
+namespace {
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+using namespace opc::model;
+using opc::fuzz::Bytes;
+
+const auto target = opc::fuzz::targets().emplace("relationships", [](const Bytes& part) {
     static RelationshipSerializer serializer; // as a package does, one for many parts
-    const auto load = [](const opc::fuzz::Bytes& bytes, RelationshipManager& manager) {
+    const auto load = [](const Bytes& bytes, RelationshipManager& manager) {
         opc::ByteArrayInAdaptor stream(bytes);
         serializer.load(stream, manager);
     };
     RelationshipManager manager(URI(u"/word/document.xml"));
-    if (!opc::fuzz::accepted([&] { load({data, data + size}, manager); }))
-        return 0;
+    if (!opc::fuzz::accepted([&] { load(part, manager); }))
+        return;
     for (const auto& [id, relationship] : manager.getRelationships()) {
         OPCRAFT_REQUIRE(relationship.getID() == id && !id.empty());
         OPCRAFT_REQUIRE(!relationship.getType().empty() && !relationship.getTarget().empty());
         const bool external = relationship.getTargetMode() == TargetMode::External;
         OPCRAFT_REQUIRE(!external || RelationshipSource::isValidTarget(relationship.getTarget()));
         // What was read can be followed: to a part, or to an authority alone, which counts as hierarchical.
-        const URI target = Relationship(relationship).getTargetURI();
-        OPCRAFT_REQUIRE(external || target.hasAbsolutePath() || target.hasAuthority());
+        const URI uri = Relationship(relationship).getTargetURI();
+        OPCRAFT_REQUIRE(external || uri.hasAbsolutePath() || uri.hasAuthority());
     }
     // What is written reads back equal, and is written alike again.
-    const opc::fuzz::Bytes bytes = serializer.save(manager);
+    const Bytes bytes = serializer.save(manager);
     RelationshipManager again(manager.getSourceURI());
     load(bytes, again);
     OPCRAFT_REQUIRE(again.getRelationships() == manager.getRelationships());
     OPCRAFT_REQUIRE(serializer.save(again) == bytes);
-    return 0;
-}
+});
+
+} // namespace

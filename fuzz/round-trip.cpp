@@ -35,7 +35,7 @@ const Texts targets = {u"a.xml",     u"/word/document.xml", u"../a.xml",    u"#f
 
 class Session {
 public:
-    Session(const std::uint8_t* data, std::size_t size) : input_(data, size) {}
+    explicit Session(const opc::fuzz::Bytes& input) : input_(input) {}
 
     void run() {
         package_.open(OpenMode::CreateOnly);
@@ -95,7 +95,7 @@ private:
         std::string content;
         for (unsigned pieces = input_.number() % 4; pieces > 0; --pieces) {
             const std::string piece(input_.number() * std::size_t(input_.number()), static_cast<char>(input_.number()));
-            stream.write(reinterpret_cast<const unsigned char*>(piece.data()), piece.size());
+            opc::fuzz::write(stream, piece);
             content += piece;
         }
         if (!stream.isDone())
@@ -118,35 +118,31 @@ private:
         OPCRAFT_REQUIRE(current() == expected);
     }
 
-    /// Does it with the package or one of its parts.
-    template <class Action>
-    void withSource(Action action) {
-        std::optional<Part> part;
-        if (input_.number() % 3 != 0)
-            part = anyPart();
-        action(part ? static_cast<RelationshipSource&>(*part) : package_);
+    /// The package or one of its parts.
+    RelationshipSource& anySource() {
+        if (input_.number() % 3 == 0)
+            return package_;
+        return part_.emplace(anyPart());
     }
 
     void createInternal() { relate(false); }
     void createExternal() { relate(true); }
     void relate(bool external) {
-        withSource([&](RelationshipSource& source) {
-            const std::u16string type = pick(relationshipTypes);
-            const std::u16string target = pick(targets);
-            const Relationship made = external ? source.createExternalRelationship(type, target, pick(ids))
-                                               : source.createInternalRelationship(type, URI(target), pick(ids));
-            OPCRAFT_REQUIRE(!external || made.getTarget() == target);
-            OPCRAFT_REQUIRE(source.getRelationshipByID(made.getID()) == made);
-        });
+        RelationshipSource& source = anySource();
+        const std::u16string type = pick(relationshipTypes);
+        const std::u16string target = pick(targets);
+        const Relationship made = external ? source.createExternalRelationship(type, target, pick(ids))
+                                           : source.createInternalRelationship(type, URI(target), pick(ids));
+        OPCRAFT_REQUIRE(!external || made.getTarget() == target);
+        OPCRAFT_REQUIRE(source.getRelationshipByID(made.getID()) == made);
     }
 
     void deleteRelationship() {
-        withSource([&](RelationshipSource& source) {
-            const auto all = source.getRelationships();
-            const std::u16string id = all.empty() ? pick(ids) : all[input_.number() % all.size()].getID();
-            source.deleteRelationship(id);
-            OPCRAFT_REQUIRE(!source.hasRelationship(id));
-        });
+        RelationshipSource& source = anySource();
+        const auto all = source.getRelationships();
+        const std::u16string id = all.empty() ? pick(ids) : all[input_.number() % all.size()].getID();
+        source.deleteRelationship(id);
+        OPCRAFT_REQUIRE(!source.hasRelationship(id));
     }
 
     void setProperties() {
@@ -190,14 +186,14 @@ private:
     std::vector<unsigned char> bytes_;
     opc::storage::ZipPackage zip_{bytes_};
     Package package_{zip_};
+    std::optional<Part> part_;
     std::vector<Part> handles_;
     PackageContent saved_;
 };
 
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+const auto target = opc::fuzz::targets().emplace("round-trip", [](const opc::fuzz::Bytes& input) {
     static const XercesGuard guard;
-    Session(data, size).run();
-    return 0;
-}
+    Session(input).run();
+});
+
+} // namespace

@@ -18,6 +18,7 @@
 #include "signatures/SigningClock.hpp"
 #include "signatures/SigningData.hpp"
 #include "signatures/StandardSignatureReader.hpp"
+#include "support/Bytes.hpp"
 #include "support/FixedKey.hpp"
 #include "support/PackageContent.hpp"
 #include "xml/CanonicalXml.hpp"
@@ -64,7 +65,7 @@ std::pair<std::string, std::string> signedTexts(const Bytes& part) {
 Bytes digest(const std::string& text, DigestMethod method) {
     // Both count the same digests in the same order.
     auto engine = CryptoEngine::createDigestEngine(static_cast<opc::crypto::DigestAlgorithm>(method));
-    engine.update(opc::fuzz::bytesOf(text));
+    engine.update(opc::test::toBytes(text));
     return engine.finish();
 }
 
@@ -83,7 +84,7 @@ void signAgain(DigitalSignatureData& data, const opc::crypto::RSAPrivateKey& key
                 reference.digestValue = opc::toString(CryptoEngine::encodeBase64(digest(text, DigestMethod::SHA256)));
             }
     auto signer = CryptoEngine::createRSASigner(key, opc::crypto::DigestAlgorithm::SHA256);
-    signer.update(opc::fuzz::bytesOf(getOctetsToSign(data)));
+    signer.update(opc::test::toBytes(getOctetsToSign(data)));
     data.signatureValue = opc::toString(CryptoEngine::encodeBase64(signer.sign()));
 }
 
@@ -111,7 +112,7 @@ public:
         package_.open(OpenMode::CreateOnly);
         for (const auto& [name, part] : parts) {
             auto& stream = *package_.createPart(name, part.contentType, StandardPartInfo()).getOutputStream();
-            stream.write(reinterpret_cast<const unsigned char*>(part.content.data()), part.content.size());
+            opc::fuzz::write(stream, part.content);
             stream.close();
         }
         package_.createInternalRelationship(u"urn:main", URI(u"word/document.xml"), u"rId1");
@@ -123,7 +124,7 @@ public:
         manager_.signPackage(privateKey_, {DigestMethod::SHA256, SignatureMethod::RSA1024});
         package_.close();
         package_.open(OpenMode::ReadOnly);
-        signedTexts_ = signedTexts(opc::fuzz::bytesOf(opc::test::bytesOf(package_.getPart(signaturePart))));
+        signedTexts_ = signedTexts(opc::test::toBytes(opc::test::bytesOf(package_.getPart(signaturePart))));
         OPCRAFT_REQUIRE(isValid(manager_.getSignatures().front()));
         OPCRAFT_REQUIRE(!signedTexts_.first.empty() && !signedTexts_.second.empty());
         package_.close();
@@ -229,12 +230,11 @@ void takeStandard(const Bytes& part) {
     OPCRAFT_REQUIRE(statement == signedStatement);
 }
 
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+const auto target = opc::fuzz::targets().emplace("signature", [](const Bytes& part) {
     static const XercesGuard guard;
     static SignedPackage package;
-    package.take(Bytes(data, data + size));
-    takeStandard(Bytes(data, data + size));
-    return 0;
-}
+    package.take(part);
+    takeStandard(part);
+});
+
+} // namespace

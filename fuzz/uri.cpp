@@ -87,10 +87,8 @@ void checkDerivation(const std::u16string& a, const std::u16string& b) {
     OPCRAFT_REQUIRE(tree.getDerivation(a) == PartNameTree::Derivation::None);
 }
 
-} // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    opc::fuzz::Input input(data, size);
+const auto target = opc::fuzz::targets().emplace("uri", [](const opc::fuzz::Bytes& bytes) {
+    opc::fuzz::Input input(bytes);
     std::optional<URI> base;
     std::optional<PartName> first;
     for (int i = 0; i < 3; ++i) {
@@ -113,5 +111,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             checkDerivation(PartNameTree::keyOf(*first), PartNameTree::keyOf(*name));
         first = name;
     }
-    return 0;
-}
+});
+
+} // namespace
