@@ -5,53 +5,20 @@
 #include <cstdlib>
 #include <new>
 
-namespace opc::test::allocations {
-
-namespace {
-
-struct State {
-    bool armed = false;
-    Extent extent = Extent::One;
-    unsigned long failing = 0;
-    unsigned long count = 0;
-    bool fired = false;
-};
-
-thread_local State state;
-
-bool fails() noexcept {
-    if (!state.armed || (state.fired && state.extent == Extent::One))
-        return false;
-    state.fired = state.fired || ++state.count == state.failing;
-    return state.fired;
-}
-
-} // namespace
-
-void arm(Extent extent, unsigned long number) noexcept {
-    state = {true, extent, number};
-}
-
-void disarm() noexcept {
-    state.armed = false;
-}
-
-unsigned long count() noexcept {
-    return state.count;
-}
-
-bool fired() noexcept {
-    return state.fired;
-}
-
-} // namespace opc::test::allocations
-
 namespace {
 
 using Alignment = std::align_val_t;
 
+bool fails() noexcept {
+    opc::test::AllocationFaults& faults = opc::test::allocationFaults;
+    if (!faults.armed || (faults.fired && faults.extent == opc::test::Extent::One))
+        return false;
+    faults.fired = faults.fired || ++faults.count == faults.failing;
+    return faults.fired;
+}
+
 void* allocate(std::size_t size, Alignment alignment) noexcept {
-    if (opc::test::allocations::fails())
+    if (fails())
         return nullptr;
     const auto unit = static_cast<std::size_t>(alignment);
     if (unit <= alignof(std::max_align_t))
@@ -68,27 +35,17 @@ void* allocateOrThrow(std::size_t size, Alignment alignment = Alignment(1)) {
 
 } // namespace
 
-// All forms stand here, so that none is left to another pair of functions.
+// All forms for one object stand here, so that none is left to another pair of functions; those for arrays use them.
 // clang-format off
 using Nothrow = std::nothrow_t;
 void* operator new(std::size_t size) { return allocateOrThrow(size); }
-void* operator new[](std::size_t size) { return allocateOrThrow(size); }
 void* operator new(std::size_t size, Alignment alignment) { return allocateOrThrow(size, alignment); }
-void* operator new[](std::size_t size, Alignment alignment) { return allocateOrThrow(size, alignment); }
 void* operator new(std::size_t size, const Nothrow&) noexcept { return allocate(size, Alignment(1)); }
-void* operator new[](std::size_t size, const Nothrow&) noexcept { return allocate(size, Alignment(1)); }
 void* operator new(std::size_t size, Alignment alignment, const Nothrow&) noexcept { return allocate(size, alignment); }
-void* operator new[](std::size_t size, Alignment alignment, const Nothrow&) noexcept { return allocate(size, alignment); }
 void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
 void operator delete(void* memory, Alignment) noexcept { std::free(memory); }
-void operator delete[](void* memory, Alignment) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t, Alignment) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t, Alignment) noexcept { std::free(memory); }
 void operator delete(void* memory, const Nothrow&) noexcept { std::free(memory); }
-void operator delete[](void* memory, const Nothrow&) noexcept { std::free(memory); }
 void operator delete(void* memory, Alignment, const Nothrow&) noexcept { std::free(memory); }
-void operator delete[](void* memory, Alignment, const Nothrow&) noexcept { std::free(memory); }
 // clang-format on

@@ -1,19 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/// What `operator new` of this program does: it counts the allocations of the thread while it is armed, and has some of
-/// them fail. Those inside the XML parser do not come here.
-namespace opc::test::allocations {
+namespace opc::test {
 
-/// How many fail: the one of the number, or that one and all that follow.
+/// Which allocations fail: the one of the number, or that one and all that follow.
 enum class Extent { One, AllFrom };
 
-/// @param number from 1; 0 has none fail.
-void arm(Extent extent, unsigned long number) noexcept;
-void disarm() noexcept;
+/// What `operator new` of this program does in a thread: it counts the allocations while it is armed, and has some of
+/// them fail. Those inside the XML parser do not come here.
+struct AllocationFaults {
+    bool armed = false;
+    Extent extent = Extent::One;
+    unsigned long failing = 0; ///< the number, from 1; 0 for none
+    unsigned long count = 0;
+    bool fired = false;
+};
 
-/// Since `arm`.
-unsigned long count() noexcept;
-bool fired() noexcept;
+inline constinit thread_local AllocationFaults allocationFaults;
 
-} // namespace opc::test::allocations
+} // namespace opc::test

@@ -16,23 +16,19 @@ namespace {
 
 using Types = std::set<std::type_index>;
 
-template <class... Errors>
-Types types() {
-    return {std::type_index(typeid(Errors))...};
-}
-
 Types operator+(Types a, const Types& b) {
     a.insert(b.begin(), b.end());
     return a;
 }
 
-const Types opening = types<PackageNotFound, PackageOpenFailed>();
-const Types reading = types<InvalidPartStream, Exception>();
-const Types writing = types<InvalidPartStream, Exception>();
-const Types creating = types<PartCreateFailed>();
-const Types deleting = types<PartDeleteFailed>();
-const Types flushing = types<InvalidContentTypeStream, InvalidPartStream, Exception, PartDeleteFailed>();
-const Types closing = types<PackageCloseFailed, PackagePermissionDenied>();
+const Types opening = {typeid(PackageNotFound), typeid(PackageOpenFailed)};
+const Types reading = {typeid(InvalidPartStream), typeid(Exception)};
+const Types writing = {typeid(InvalidPartStream), typeid(Exception)};
+const Types creating = {typeid(PartCreateFailed)};
+const Types deleting = {typeid(PartDeleteFailed)};
+const Types flushing = {typeid(InvalidContentTypeStream), typeid(InvalidPartStream), typeid(Exception),
+                        typeid(PartDeleteFailed)};
+const Types closing = {typeid(PackageCloseFailed), typeid(PackagePermissionDenied)};
 
 const PartName document(u"/a/document.xml");
 const PartName image(u"/a/image.bin");
@@ -75,10 +71,6 @@ FaultAction open(const std::string& name, OpenMode mode) {
     return {name, {}, [mode](Package& package) { package.open(mode); }, opening, mode != OpenMode::CreateOnly};
 }
 
-FaultAction change(const std::string& name, const FaultAction::Call& run, const Types& documented) {
-    return {name, OpenMode::ReadWrite, run, documented};
-}
-
 /// What a command of the tool does with a package: opened, changed and saved, or left with nothing done.
 FaultAction command(const std::string& name, const FaultAction::Call& change, const Types& documented) {
     const auto run = [change](Package& package) {
@@ -106,7 +98,7 @@ FaultAction signing(const std::string& name, const std::function<void(DigitalSig
         };
         command("", sign, {}).run(package);
     };
-    const Types documented = types<CouldNotGenerateSignature, CouldNotRemoveSignature>();
+    const Types documented = {typeid(CouldNotGenerateSignature), typeid(CouldNotRemoveSignature)};
     return {"Command" + name, {}, run, opening + documented + flushing + closing};
 }
 
@@ -126,23 +118,25 @@ std::vector<FaultAction> readingActions() {
     };
 }
 
+FaultAction change(const std::string& name, const FaultAction::Call& run, const Types& documented,
+                   const FaultAction::Call& again = {}) {
+    return {.name = name, .mode = OpenMode::ReadWrite, .run = run, .documented = documented, .again = again};
+}
+
 std::vector<FaultAction> changingActions() {
     const auto createNew = [](Package& p) { create(p, u"/b/new.txt", u"text/plain"); };
-    FaultAction createPart = change("CreatePart", createNew, creating);
-    createPart.again = [createNew](Package& p) {
+    const auto createAgain = [createNew](Package& p) {
         create(p, u"/b/new.txt/below"); // which the name alone, had it stayed behind, would keep from being
         p.deletePart(PartName(u"/b/new.txt/below"));
         createNew(p);
     };
     const auto writeAnew = [](Package& p) { write(p.getPart(document), "a new document"); };
-    FaultAction writePart = change("WritePart", writeAnew, writing);
-    writePart.again = [writeAnew](Package& p) {
+    const auto writeAgain = [writeAnew](Package& p) {
         p.getPart(document).getOutputStream()->close(); // or what comes next would follow what was written
         writeAnew(p);
     };
-    FaultAction deletePart = change(
-        "DeletePart", [](Package& p) { p.deletePart(document); }, deleting);
-    deletePart.again = [](Package& p) {
+    const auto remove = [](Package& p) { p.deletePart(document); };
+    const auto removeAgain = [](Package& p) {
         if (p.hasPart(document)) // else its relationships part alone is left, which goes with the next flush
             p.deletePart(document);
     };
@@ -157,20 +151,22 @@ std::vector<FaultAction> changingActions() {
     };
     FaultAction deleteTargets = change("DeleteRelationshipsAndTargets", deleteAll, deleting);
     deleteTargets.stopsHalfWay = true;
-    const auto relateMore = [](Package& p) { p.createExternalRelationship(type, u"http://example.com/b"); };
-    const auto unrelate = [](Package& p) { p.deleteRelationship(u"web"); };
-    const auto unrelateLast = [](Package& p) { p.getPart(thumbnail).deleteRelationship(u"only"); };
-    return {createPart,
-            writePart,
-            deletePart,
+    return {change("CreatePart", createNew, creating, createAgain),
+            change("WritePart", writeAnew, writing, writeAgain),
+            change("DeletePart", remove, deleting, removeAgain),
             createProperties,
             deleteProperties,
             deleteTargets,
-            change("UpdateProperties", setProperties, writing),
-            change(
-                "CreateFirstRelationship", [](Package& p) { relate(p, image, document); }, creating),
-            change("CreateAnotherRelationship", relateMore, {}),
-            change("DeleteRelationship", unrelate, deleting),
+            change("UpdateProperties", setProperties, writing)};
+}
+
+std::vector<FaultAction> relatingActions() {
+    const auto relateFirst = [](Package& p) { relate(p, image, document); };
+    const auto relateMore = [](Package& p) { p.createExternalRelationship(type, u"http://example.com/b"); };
+    const auto unrelate = [](Package& p) { p.deleteRelationship(u"web"); };
+    const auto unrelateLast = [](Package& p) { p.getPart(thumbnail).deleteRelationship(u"only"); };
+    return {change("CreateFirstRelationship", relateFirst, creating),
+            change("CreateAnotherRelationship", relateMore, {}), change("DeleteRelationship", unrelate, deleting),
             change("DeleteLastRelationship", unrelateLast, deleting)};
 }
 
@@ -234,7 +230,8 @@ void storeSample(interfaces::IPhysicalPackage& physicalPackage) {
 
 std::vector<FaultAction> allFaultActions() {
     std::vector<FaultAction> all;
-    for (const auto& actions : {readingActions(), changingActions(), savingActions(), commandActions()})
+    for (const auto& actions :
+         {readingActions(), changingActions(), relatingActions(), savingActions(), commandActions()})
         all.insert(all.end(), actions.begin(), actions.end());
     return all;
 }

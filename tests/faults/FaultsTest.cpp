@@ -25,8 +25,8 @@ namespace opc::model::test {
 namespace {
 
 namespace errc = boost::system::errc;
-namespace allocations = opc::test::allocations;
-using allocations::Extent;
+using opc::test::allocationFaults;
+using opc::test::Extent;
 using opc::test::FailingPackage;
 using opc::test::PackageContent;
 using opc::test::Store;
@@ -74,13 +74,19 @@ public:
         static constexpr errc::errc_t codes[] = {errc::io_error, errc::no_such_file_or_directory,
                                                  errc::permission_denied, errc::no_space_on_device};
         code_ = codes[turn_++ % std::size(codes)];
-        allocations_ ? allocations::arm(*allocations_, number) : operations_.arm(number, code_);
+        if (allocations_)
+            allocationFaults = {true, *allocations_, number};
+        else
+            operations_.arm(number, code_);
     }
-    void disarm() { allocations_ ? allocations::disarm() : operations_.disarm(); }
-    unsigned long count() const { return allocations_ ? allocations::count() : operations_.count(); }
+    void disarm() {
+        allocationFaults.armed = false;
+        operations_.disarm();
+    }
+    unsigned long count() const { return allocations_ ? allocationFaults.count : operations_.count(); }
     /// What failed; empty when nothing did.
     std::string fired() const {
-        return !allocations_ ? operations_.fired() : allocations::fired() ? "an allocation" : "";
+        return !allocations_ ? operations_.fired() : allocationFaults.fired ? "an allocation" : "";
     }
 
     testing::AssertionResult isDocumented(const std::exception& e, const FaultAction& action) const {
