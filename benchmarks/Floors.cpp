@@ -17,7 +17,7 @@ model::ParserHandle makeParser(const char* schema) {
     model::ParserHandle parser = model::XercesHelper::createParser();
     const std::string file = std::string(OPCRAFT_SCHEMAS) + "/" + schema;
     if (parser->loadGrammar(file.c_str(), xercesc::Grammar::SchemaGrammarType, true) == nullptr)
-        throw std::runtime_error("no grammar came of " + file);
+        throw std::runtime_error("no grammar in " + file);
     parser->getDomConfig()->setParameter(xercesc::XMLUni::fgXercesUseCachedGrammarInParse, true);
     return parser;
 }

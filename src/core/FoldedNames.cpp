@@ -42,8 +42,8 @@ std::string fromLatin1(std::string_view text) {
     return toUTF8String(wide);
 }
 
-/// Leaves out what is beyond the Stream-Safe Text Format (UAX #15): the order of more would take long to find.
-/// @return nothing for what is no UTF-8.
+/// Drops combining marks beyond the Stream-Safe Text Format (UAX #15): ordering more of them would take long.
+/// @return nothing when the text is not UTF-8.
 std::optional<std::string> limitCombining(std::string_view text) {
     std::string result;
     for (int combining = 0; !text.empty();) {
@@ -60,7 +60,7 @@ std::optional<std::string> limitCombining(std::string_view text) {
     return result;
 }
 
-/// @return nothing for what is no UTF-8.
+/// @return nothing when the text is not UTF-8.
 std::optional<std::string> normalize(std::string_view name) {
     const std::optional<std::string> text = limitCombining(name);
     if (!text)
@@ -72,7 +72,7 @@ std::optional<std::string> normalize(std::string_view name) {
                                                static_cast<utf8proc_ssize_t>(text->size()), &raw, options);
     const std::unique_ptr<utf8proc_uint8_t, decltype(&std::free)> owner(raw, &std::free);
     if (size < 0)
-        throw std::bad_alloc(); // nothing else can be wrong with it
+        throw std::bad_alloc(); // the only failure left
     return std::string(reinterpret_cast<const char*>(raw), static_cast<std::size_t>(size));
 }
 
@@ -103,7 +103,7 @@ std::string foldPath(std::string_view path) {
 
 std::string foldName(std::string_view name) {
     std::string decoded = decode(name);
-    decoded.resize(std::min(decoded.find('\0'), decoded.size())); // where many end a text
+    decoded.resize(std::min(decoded.find('\0'), decoded.size())); // where many readers end a text
     std::optional<std::string> text = normalize(decoded);
     if (!text)
         text = normalize(fromLatin1(decoded));

@@ -6,7 +6,7 @@ namespace opc {
 InputStreamSource::InputStreamSource(InputStream& stream) : stream_(&stream) {}
 
 std::streamsize InputStreamSource::read(char* buffer, std::streamsize size) {
-    // A short count is the end to Boost.Iostreams, but no more than a pause to an input stream.
+    // Boost.Iostreams takes a short count for the end; an input stream may deliver more afterwards.
     std::streamsize total = 0;
     while (total < size) {
         const auto count =

@@ -20,7 +20,7 @@ bool isMadeOfPathCharacters(std::u16string_view text, bool questionMarkToo) noex
     return true;
 }
 
-/// Cuts a text before the first of a character. @return what stood behind that.
+/// Cuts a text before the first occurrence of a character. @return what followed it.
 std::u16string_view cutBefore(std::u16string_view& text, char16_t unit) noexcept {
     const std::size_t at = std::min(text.find(unit), text.size());
     const std::u16string_view tail = text.substr(std::min(at + 1, text.size()));
@@ -39,7 +39,7 @@ std::u16string_view getPath(std::u16string_view name) noexcept {
     return name.substr(0, name.find_first_of(u"?#"));
 }
 
-/// An authority ("//host") is no path.
+/// An authority ("//host") is not part of the path.
 bool hasAbsolutePath(std::u16string_view name) noexcept {
     const std::u16string_view path = getPath(name);
     return path.starts_with(u"//") ? path.find(u'/', 2) != std::u16string_view::npos : path.starts_with(u'/');
@@ -98,7 +98,7 @@ bool isPartName(std::u16string_view name) noexcept {
 
 bool isRelationshipsPartName(std::u16string_view name) noexcept {
     const std::u16string_view path = getPath(name);
-    if (!path.ends_with(RELATIONSHIPS_EXTENSION)) // which most names tell at once
+    if (!path.ends_with(RELATIONSHIPS_EXTENSION)) // the fast path for most names
         return false;
     const std::size_t folder = path.find(RELATIONSHIPS_FOLDER);
     return folder != std::u16string_view::npos &&
@@ -119,7 +119,7 @@ std::u16string getSourcePartName(std::u16string_view relationshipsPartName) {
     const std::u16string_view path = getPath(relationshipsPartName);
     const std::size_t slash = path.rfind(u'/');
     const std::u16string_view file = path.substr(slash + 1);
-    // The folder goes whatever its name is, and the first ".rels" ends the file name, not the last.
+    // The folder is dropped whatever its name is, and the first ".rels" ends the file name, not the last.
     const std::u16string_view folder = path.substr(0, slash);
     std::u16string source(folder.substr(0, folder.rfind(u'/')));
     source += u'/';

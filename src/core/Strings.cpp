@@ -44,9 +44,9 @@ std::size_t countEqual(const char16_t* a, const char16_t* b, std::size_t size) n
 }
 
 // What a first byte of UTF-8 announces (Unicode, table 3-7): the number of further bytes, and the range of the second
-// one, which shuts out overlong forms, surrogates and what lies above U+10FFFF.
+// one, which excludes overlong forms, surrogates and what lies above U+10FFFF.
 struct LeadByte {
-    int further; // -1 for a byte that starts nothing
+    int further; // -1 for a byte that cannot be the first
     unsigned char low = 0x80;
     unsigned char high = 0xBF;
 };
@@ -165,7 +165,7 @@ std::string toUDEString(std::u16string_view text) {
         }
         result.append(encoded.data(), count);
     }
-    // A stateful encoding goes back to its initial state in front of the closing NUL, which is not part of the text.
+    // A stateful encoding goes back to its initial state before the closing NUL, which is not part of the text.
     return result.append(encoded.data(), std::wcrtomb(encoded.data(), L'\0', &state) - 1);
 }
 

@@ -20,7 +20,7 @@ constexpr Instant END_OF_INSTANTS = std::chrono::sys_days(std::chrono::year(1000
 
 constexpr int MICROSECOND_DIGITS = 6;
 
-// Takes the pieces of a W3CDTF text off its front. The first piece that is not there makes it fail for good.
+// Takes the pieces of a W3CDTF text off its front. After the first missing piece every further call fails.
 class Scanner {
 public:
     explicit Scanner(std::u16string_view text) : rest_(text) {}
@@ -83,7 +83,7 @@ std::chrono::minutes readHoursAndMinutes(Scanner& scanner) {
     return std::chrono::hours(hours) + std::chrono::minutes(scanner.number(2, 59));
 }
 
-// What the zone adds to UTC.
+// The offset of the zone from UTC.
 std::chrono::minutes readZone(Scanner& scanner) {
     if (scanner.atEnd() || scanner.skip(u'Z'))
         return std::chrono::minutes(0);
@@ -131,7 +131,7 @@ std::optional<Instant> readInstant(std::u16string_view text) {
     return instant;
 }
 
-// Written out by hand, since a stream would follow the global locale.
+// Formatted by hand, since a stream would use the global locale.
 void appendNumber(std::u16string& text, long value, int digits) {
     std::u16string reversed;
     for (; digits > 0; --digits, value /= 10)

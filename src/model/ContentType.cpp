@@ -21,7 +21,7 @@ constexpr bool isPrintable(char16_t unit) noexcept {
     return unit >= 0x20 && unit <= 0x7E;
 }
 
-/// Reads the grammar from left to right. It needs no backtracking: what may follow a rule never starts with what the
+/// Parses from left to right without backtracking: what may follow a rule never starts with what the
 /// rule itself repeats.
 class Scanner {
 public:
@@ -43,7 +43,7 @@ public:
 
     std::u16string_view takeToken() noexcept { return takeWhile(detail::isTokenCharacter); }
 
-    /// A token or a quoted string; nothing when neither stands here.
+    /// A token or a quoted string; nothing when there is neither.
     std::optional<std::u16string_view> takeValue() noexcept {
         const std::u16string_view token = takeToken();
         if (!token.empty())

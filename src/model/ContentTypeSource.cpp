@@ -51,7 +51,7 @@ std::u16string lowerExtension(const PartName& name) {
     return toLowerASCIIString(name.getExtension());
 }
 
-/// The language of ST_Extension in the published schema, which is narrower than what a part name may end with (it
+/// The language of ST_Extension in the published schema, which is narrower than the end of a part name may be (it
 /// has no ";"). An entry outside it could not be read back.
 bool canBeDefault(const std::u16string& extension) {
     for (std::size_t i = 0; i < extension.size(); ++i)
@@ -61,11 +61,11 @@ bool canBeDefault(const std::u16string& extension) {
     return !extension.empty();
 }
 
-/// The content types of a stream by their texts. There are few, so each is judged and parsed once; not parsed yet, it
+/// The content types of a stream by their texts. There are few, so each is checked and parsed once; before that, it
 /// has no value.
 using ContentTypes = std::map<std::u16string, std::optional<ContentType>>;
 
-/// The schema as it is loaded leaves the pattern of ST_ContentType to be matched here, in linear time.
+/// The loaded schema omits the pattern of ST_ContentType; it is matched here, in linear time.
 void throwIfPatternIsBroken(const xercesc::DOMElement* entry, const Vocabulary& names, ContentTypes& types) {
     std::u16string text;
     XercesHelper::getElementAttribute(entry, names.contentType, text);
@@ -157,7 +157,7 @@ ContentType ContentTypeSource::getContentType(const PartName& name, bool takeRef
     return entry->second.contentType;
 }
 
-/// While a package is opened its parts come in the order of their names, so each is found behind the one before.
+/// While a package is opened its parts come in the order of their names, so each is found right after the previous one.
 ContentTypeSource::Overrides::const_iterator ContentTypeSource::findOverride(const PartName& name) {
     const bool isNext = (next_ == overrides_.end() || !(next_->first < name)) &&
                         (next_ == overrides_.begin() || std::prev(next_)->first < name);
@@ -181,7 +181,7 @@ ContentTypeSource::Addition ContentTypeSource::prepareAddition(const PartName& n
     else if (entry == defaults_.end())
         addition.newDefault.emplace(addition.extension, Default{type, 1});
     else if (entry->second.contentType.toString() != type.toString())
-        // Stricter than the equality of content types: what differs in case alone is kept as it was given.
+        // Stricter than the equality of content types: a difference in case alone is kept as given.
         addition.newOverride.emplace(name, type);
     return addition;
 }
@@ -261,7 +261,7 @@ void ContentTypeSource::readDocument(InputStream& stream) {
         for (const xercesc::DOMElement* entry : *entries)
             checkAt(*parser, *entry, names.contentType, [&] { throwIfPatternIsBroken(entry, names, types); });
     if (names.types != root->getLocalName())
-        throwAt<InvalidPartContent>(placeOf(*parser, *root), // the schema knows the others as roots too
+        throwAt<InvalidPartContent>(placeOf(*parser, *root), // the schema allows the others as roots too
                                     "The root element is not Types");
 
     // The first of two entries for the same extension or part name wins.

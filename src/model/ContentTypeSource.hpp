@@ -23,12 +23,12 @@ namespace opc::model {
 /// The content types of an open package and the content types stream that holds them (ECMA-376-2 §7.2.3).
 ///
 /// A Default lives as long as parts use it: one that no part used when the package was opened is not written back. A
-/// new extension becomes a Default. Where the store says that it has items of an extension that are no parts, other
-/// programs may go by a Default for them: one that is there stays, and none is added.
+/// new extension becomes a Default. Where the store reports items of an extension that are not parts, other
+/// programs may use a Default for them: an existing one is kept, and none is added.
 class ContentTypeSource {
 public:
-    /// Reads the content types stream, if the package keeps one and was not created just now.
-    /// @throws PackageOpenFailed when the store fails to give it.
+    /// Reads the content types stream, if the package has one and was not just created.
+    /// @throws PackageOpenFailed when the store cannot deliver it.
     /// @throws InvalidXMLDocument, InvalidContentTypeStream, InvalidContentType when it is malformed.
     /// @param limits those for XML count.
     ContentTypeSource(interfaces::IPhysicalPackage& physicalPackage, bool createOnly, const Limits& limits = {});
@@ -39,7 +39,7 @@ public:
     void addContentType(const PartName& name, const ContentType& type);
     void removeContentType(const PartName& name);
 
-    /// A change in two steps: what may fail is prepared, and done when the store has done its part.
+    /// A change in two steps: what may fail is prepared first, and committed after the store has succeeded.
     struct Addition;
     Addition prepareAddition(const PartName& name, const ContentType& type) const;
     void add(Addition&& addition) noexcept;
@@ -67,16 +67,16 @@ private:
     bool hasOtherItems(const std::u16string& extension) const;
 
     interfaces::IPhysicalPackage& physicalPackage_;
-    const interfaces::IPhysicalOtherItems* otherItems_; ///< null for a store that keeps none, or does not say so
+    const interfaces::IPhysicalOtherItems* otherItems_; ///< null for a store that does not implement the interface
     const Limits limits_;
     bool dirty_ = false;
     bool present_ = false;
     Defaults defaults_;
     Overrides overrides_;
-    Overrides::const_iterator next_ = overrides_.end(); ///< where the next search may end, too: an entry or the end
+    Overrides::const_iterator next_ = overrides_.end(); ///< a hint for the next search: an entry or the end
 };
 
-/// What becomes of the entries when a part is added: one new entry, or one more user of a Default.
+/// How the entries change when a part is added: one new entry, or one more user of a Default.
 struct ContentTypeSource::Addition {
     PartName name;
     std::u16string extension;
@@ -84,7 +84,7 @@ struct ContentTypeSource::Addition {
     Overrides newOverride{};
 };
 
-/// Whose entry loses a user when a part is deleted.
+/// The entry that loses a user when a part is deleted.
 struct ContentTypeSource::Removal {
     PartName name;
     std::u16string extension;

@@ -45,8 +45,8 @@ bool isGif(std::string_view image) {
     return has(image, 0, "GIF87a") || has(image, 0, "GIF89a");
 }
 
-/// "BM" alone starts many a text: behind it stand two reserved numbers, the offset of the pixels, and a header whose
-/// size is its version.
+/// "BM" alone may start a text: two reserved numbers, the offset of the pixels and a header follow, whose
+/// size identifies its version.
 bool isBmp(std::string_view image) {
     constexpr std::uint32_t headerSizes[] = {12, 16, 40, 52, 56, 64, 108, 124};
     const std::uint32_t headerSize = numberAt(image, 14);
@@ -64,7 +64,7 @@ bool isEmf(std::string_view image) {
     return has(image, 0, bytes("\1\0\0\0")) && has(image, 40, " EMF");
 }
 
-/// With a placeable header in front, or the plain header: a memory or disk file, nine words, version 1.0 or 3.0.
+/// With a placeable header first, or the plain header: a memory or disk file, nine words, version 1.0 or 3.0.
 bool isWmf(std::string_view image) {
     const bool isPlain = has(image, 0, bytes("\1\0\x09\0\0")) || has(image, 0, bytes("\2\0\x09\0\0"));
     return has(image, 0, "\xD7\xCD\xC6\x9A") || (isPlain && (has(image, 5, "\1") || has(image, 5, "\3")));
@@ -74,7 +74,7 @@ bool isWebP(std::string_view image) {
     return has(image, 0, "RIFF") && has(image, 8, "WEBP");
 }
 
-/// Only what is XML as a whole and has the root of SVG is surely SVG.
+/// Only a well-formed XML document with the root element of SVG is SVG.
 bool isSvg(std::string_view image) {
     if (image.find('<') == image.npos)
         return false;

@@ -10,7 +10,7 @@ namespace opc::model {
 
 namespace {
 
-/// Closes a stream whatever happens; while an error is under way, one of closing is not reported over it.
+/// Closes a stream in any case; while an exception is in flight, an error of closing is not reported.
 template <class Stream, class Action>
 void withClosing(Stream& stream, Action action) {
     try {
@@ -51,7 +51,7 @@ std::vector<unsigned char> readXmlItem(InputStream& stream, std::uint64_t maximu
 
 void replaceItem(OutputStream& stream, const std::vector<unsigned char>& bytes) {
     if (!stream.isDone())
-        stream.close(); // or the bytes would follow those of an attempt whose close failed
+        stream.close(); // otherwise the bytes would be appended to those of an attempt whose close failed
     withClosing(stream, [&] { stream.write(bytes.data(), bytes.size()); });
 }
 

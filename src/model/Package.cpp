@@ -35,7 +35,7 @@ void throwIfPackageRoot(const PartName& name) {
         throw InvalidPartName("The package root is not the name of a part");
 }
 
-/// A name that was made unchecked may break any rule.
+/// A name that was constructed unchecked may break any rule.
 void throwIfNotReadable(const PartName& name) {
     const PartName checked(name.getURI());
 }
@@ -44,8 +44,8 @@ std::string leftBehind(const PartName& name, const std::string& reason) {
     return withName("The relationships part of a deleted part was not deleted: ", name) + ": " + reason;
 }
 
-/// A media type takes values that it cannot print in a form that parses, or parses to the same; the part would not be
-/// opened again, or with another type.
+/// A media type accepts values whose printed form does not parse, or parses to another value; the part could not be
+/// opened again, or would have another type.
 void throwIfNotReadable(const ContentType& contentType) {
     const std::u16string text = contentType.toString();
     const bool hasParameters = text.find(u';') != std::u16string::npos; // type and subtype are always read back
@@ -114,7 +114,7 @@ void Package::doVerifyRelationship(const std::u16string& /*id*/, const std::u16s
 template <class Action>
 void Package::forEachDataManager(Action action) {
     for (auto next = dataManagers_.begin(); next != dataManagers_.end();)
-        action(**next++); // which may take itself off the list
+        action(**next++); // which may remove itself from the list
 }
 
 void Package::open(interfaces::OpenMode mode) {
@@ -146,9 +146,9 @@ void Package::openPhysicalPackage(interfaces::OpenMode mode) {
 }
 
 void Package::initializeParts() {
-    PhysicalPartMap pending; // relationships parts whose source was not met yet
+    PhysicalPartMap pending; // relationships parts whose source was not found yet
     PhysicalPartMap regular;
-    auto hint = regular.end(); // behind the last: items that follow one another often have names that do, too
+    auto hint = regular.end(); // the end: consecutive items often have consecutive names
     for (interfaces::IPhysicalPart* physicalPart :
          translatingOpenFailure([this] { return physicalPackage_.getParts(); })) {
         const PartName name(translatingOpenFailure([physicalPart] { return physicalPart->getName(); }));
@@ -269,7 +269,7 @@ Part Package::createPart(const PartName& name, const ContentType& contentType,
     throwIfDerivedFromExistingPartName(name);
     throwIfPackageRoot(name);
     throwIfNotReadable(contentType);
-    // All that may fail for lack of memory comes before the store is asked, so that it holds no part that is not here.
+    // All that may fail for lack of memory comes before the store is called, so that it has no part unknown here.
     const std::u16string key = PartNameTree::keyOf(name);
     Part part(this, nullptr, name, contentType, mode_);
     PartMap node;
@@ -305,7 +305,7 @@ void Package::deletePart(const PartName& name) {
     throwIfReadOnly();
     throwIfCreateOnly();
     Part part = findPart(name);
-    // All that may fail for lack of memory comes before the store is asked, so that it holds every part that is here.
+    // All that may fail for lack of memory comes before the store is called, so that it has every part known here.
     const auto entry = parts_.find(name);
     const std::u16string key = PartNameTree::keyOf(entry->first);
     const PartName stored = storedNameOf(*part.getPhysicalPart());
@@ -333,7 +333,7 @@ void Package::deleteRelationshipsOfDeleted(Names& relationships) {
     tryToDeleteOrphans();
 }
 
-/// Deletes a relationships part that its source does not need any longer.
+/// Deletes a relationships part that its source no longer needs.
 void Package::deleteRelationshipsPart(const PartName& name) {
     tryToDeleteOrphans();
     deletePartInternal(name);
@@ -341,7 +341,7 @@ void Package::deleteRelationshipsPart(const PartName& name) {
     tryToDeleteOrphans();
 }
 
-/// What a relationships part has hidden would count from now on.
+/// Equivalent relationships parts that this one has hidden would become effective.
 void Package::orphanHidden(const PartName& name) noexcept {
     for (auto next = hidden_.begin(); next != hidden_.end();) {
         const auto hidden = next++;
@@ -355,7 +355,7 @@ void Package::deleteOrphan(Names::iterator orphan) {
     try {
         physicalPackage_.deletePart(orphan->toString());
     } catch (const Exception& e) {
-        if (e.code() != errc::no_such_file_or_directory) // which says that a try before was a success after all
+        if (e.code() != errc::no_such_file_or_directory) // which means that an earlier attempt succeeded after all
             throw PartDeleteFailed(leftBehind(*orphan, e.what()));
     }
     contentTypeSource_->remove(removal);
@@ -367,7 +367,7 @@ void Package::deleteOrphans() {
         deleteOrphan(orphans_.begin());
 }
 
-/// What cannot be deleted now is left for later: it shall not keep a call from its own work.
+/// What cannot be deleted now is deferred, so that it does not fail an unrelated call.
 void Package::tryToDeleteOrphans() noexcept {
     for (auto next = orphans_.begin(); next != orphans_.end();)
         try {
@@ -376,7 +376,7 @@ void Package::tryToDeleteOrphans() noexcept {
         }
 }
 
-/// A store may refuse a second part of that name, or put it in the place of the first, to be deleted with it.
+/// A store may refuse a second part of that name, or replace the first one by it, to be deleted with it.
 void Package::throwIfOrphan(const PartName& name) {
     const auto orphan = std::find(orphans_.begin(), orphans_.end(), name);
     if (orphan == orphans_.end())

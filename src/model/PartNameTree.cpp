@@ -25,7 +25,7 @@ std::u16string PartNameTree::keyOf(const PartName& name) {
 }
 
 void PartNameTree::add(const std::u16string& key) {
-    // New nodes are made aside, so that a lack of memory is met before anything is counted.
+    // New nodes are allocated first, so that a lack of memory is detected before anything is counted.
     std::vector<Node*> path;
     Nodes fresh;
     std::uint64_t parent = root;

@@ -11,8 +11,8 @@
 
 namespace opc::model {
 
-/// The names of the parts of a package as a tree of segments, to tell whether one name contains another as a path
-/// (ECMA-376-2 §6.2.2). Takes room and time linear in the names, however deep they are. ASCII letters are folded.
+/// The names of the parts of a package as a tree of segments, to find out whether one name contains another as a path
+/// (ECMA-376-2 §6.2.2). Takes memory and time linear in the names, however deep they are. ASCII letters are folded.
 class PartNameTree {
 public:
     enum class Derivation {
@@ -27,16 +27,16 @@ public:
     /// Changes nothing when it throws for lack of memory.
     void add(const std::u16string& key);
     /// Allocates nothing.
-    /// @throws PartDeleteFailed when the name is not there, which would be an error in this library.
+    /// @throws PartDeleteFailed when the name is missing, which would be an error in this library.
     void remove(std::u16string_view key);
     Derivation getDerivation(std::u16string_view key) const;
     void clear() noexcept { nodes_.clear(); }
 
 private:
     struct Node {
-        std::uint64_t id;          ///< what its children name it by
+        std::uint64_t id;          ///< by which its children refer to it
         unsigned long parts = 0;   ///< 1 when the path so far is itself a name
-        unsigned long parents = 0; ///< how many names lead through here to something below
+        unsigned long parents = 0; ///< the number of names that continue below this node
     };
     struct Less {
         using is_transparent = void;

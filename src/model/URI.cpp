@@ -62,7 +62,7 @@ std::u16string_view URI::view() const noexcept {
     return impl_->text_;
 }
 
-// What is taken is ASCII and mapped to itself, so that the parsed text has every component at the same place.
+// An accepted text is ASCII and mapped to itself, so that every component has the same offset in the parsed text.
 std::u16string_view URI::pathView() const noexcept {
     const iri::IRI& iri = impl_->iri_;
     return isOpaque() ? std::u16string_view() : view().substr(iri.pathBegin(), iri.pathEnd() - iri.pathBegin());

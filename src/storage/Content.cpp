@@ -31,7 +31,7 @@ private:
         return count;
     }
 
-    /// To where the reader stood when the content left the memory.
+    /// Skips to the position of the reader when the content was moved to the file.
     void skip() {
         std::array<unsigned char, 4096> buffer;
         std::uint64_t left = position_;
@@ -73,7 +73,7 @@ void Content::append(const unsigned char* data, std::size_t size) {
 }
 
 void Content::spill(const unsigned char* data, std::size_t size) {
-    spilled_ = std::make_unique<SpilledContent>(area_, compression_); // which remembers that it could not be written
+    spilled_ = std::make_unique<SpilledContent>(area_, compression_); // which keeps the write error
     spilled_->append(bytes_.data(), bytes_.size());
     spilled_->append(data, size);
     area_->freeMemory(bytes_.size());

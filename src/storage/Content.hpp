@@ -9,24 +9,24 @@
 
 namespace opc::storage {
 
-/// The content that was written to one item. It only grows: new content is a new object, so that who reads
-/// the old one goes on with it.
+/// The content that was written to one item. It only grows: new content is a new object, so that a reader of
+/// the old one is not disturbed.
 class Content final {
 public:
     /// Content that stays in memory.
     Content() = default;
 
-    /// Content that goes to the area's file when its memory does not suffice.
+    /// Content that is moved to the file of the area when its memory is exceeded.
     Content(std::shared_ptr<SpillArea> area, interfaces::CompressionType compression);
     ~Content();
 
     Content(const Content&) = delete;
     Content& operator=(const Content&) = delete;
 
-    /// Takes all bytes, or throws. In memory, it takes none then; spilled, the content is lost and cannot be saved.
+    /// Appends all bytes or throws. In memory, nothing is appended then; spilled content is lost and cannot be saved.
     void append(const unsigned char* data, std::size_t size);
 
-    /// Says that nothing more is appended.
+    /// Marks the content as complete.
     void finish();
 
     std::uint64_t size() const;

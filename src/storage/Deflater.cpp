@@ -16,10 +16,10 @@ constexpr std::size_t MAXIMUM_CHUNK = 1U << 30;
 constexpr int MINIMUM_WINDOW_BITS = 9;
 constexpr int MAXIMUM_WINDOW_BITS = 15;
 constexpr int MAXIMUM_MEMORY_LEVEL = 8;
-/// zlib holds in its window what it looks ahead at, too.
+/// The window of zlib also holds the lookahead.
 constexpr std::uint64_t LOOK_AHEAD = 262;
 
-/// The least window that holds all that comes.
+/// The smallest window that holds the whole input.
 int windowBitsFor(std::uint64_t size) {
     int bits = MINIMUM_WINDOW_BITS;
     while (bits < MAXIMUM_WINDOW_BITS && (std::uint64_t(1) << bits) - LOOK_AHEAD < size)
@@ -27,7 +27,7 @@ int windowBitsFor(std::uint64_t size) {
     return bits;
 }
 
-/// The least level at which all that comes is one block, and the hash table has room for every place in it.
+/// The smallest memory level at which the whole input is one block and the hash table has a slot for every position.
 int memoryLevelFor(std::uint64_t size) {
     int level = 1;
     while (level < MAXIMUM_MEMORY_LEVEL && std::uint64_t(64) << level < size)

@@ -9,24 +9,24 @@
 
 namespace opc::storage {
 
-/// Makes a bare deflate stream (RFC 1951), as ZIP files hold it.
+/// Writes a raw deflate stream (RFC 1951), as in ZIP files.
 class Deflater {
 public:
     enum class Ending {
         Open,        ///< bytes may be held back
-        Synchronize, ///< all bytes come out; the stream goes on at the next byte
+        Synchronize, ///< all bytes are flushed; the stream continues at a byte boundary
         Finish,      ///< the stream ends
     };
 
     /// @param level of zlib.
-    /// @param size what comes at most, in bytes: for little, little is set up, which is most of the work then.
+    /// @param size upper bound of the input in bytes: small inputs get small tables, which are initialized faster.
     explicit Deflater(int level, std::uint64_t size = std::numeric_limits<std::uint64_t>::max());
     ~Deflater();
 
     Deflater(const Deflater&) = delete;
     Deflater& operator=(const Deflater&) = delete;
 
-    /// Appends what comes out to `out`. After a failure the stream is of no use.
+    /// Appends the output to `out`. After a failure the stream cannot be used.
     void deflate(const unsigned char* data, std::size_t size, Ending ending, std::vector<unsigned char>& out);
 
 private:

@@ -13,10 +13,10 @@ using Errc = boost::system::errc::errc_t;
 /// Throws `opc::Exception` with a code of the generic category.
 [[noreturn]] void fail(Errc code, const std::string& message);
 
-/// Throws `opc::Exception` with what a system call left in `errno`; the system's text ends the message.
+/// Throws `opc::Exception` for `errno`; the message ends with the text of the system.
 [[noreturn]] void failWithErrno(int number, const std::string& message);
 
-/// A name out of a file, in quotes and on one line: control characters are shown percent-encoded.
+/// A name from a file, in quotes and on one line: control characters are percent-encoded.
 std::string inQuotes(std::string_view name);
 
 } // namespace opc::storage

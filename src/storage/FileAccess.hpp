@@ -6,11 +6,11 @@
 #include <cstdint>
 #include <string>
 
-/// Reading and writing at an offset of an open file, to the last byte, and locking it. Pure functions.
+/// Reading and writing all bytes at an offset of an open file, and locking it. Stateless functions.
 namespace opc::storage {
 
 /// @param label starts the messages.
-/// @return the bytes delivered; fewer than asked for at the end of the file only.
+/// @return the bytes delivered; fewer than requested at the end of the file only.
 /// @throws opc::Exception what the system reports.
 std::size_t readFileAt(int file, std::uint64_t offset, unsigned char* buffer, std::size_t size,
                        const std::string& label);
@@ -20,7 +20,7 @@ void writeFileAt(int file, std::uint64_t offset, const unsigned char* data, std:
 
 /// Takes the lock (`flock`) on an open file, which its descriptor holds until it is closed. What has the lock already
 /// keeps it.
-/// @return false when another one held it all the time; true also where the system knows no such locks.
+/// @return false when another one held it all the time; true also where the system does not support such locks.
 bool lockFile(int file, std::chrono::milliseconds wait);
 
 } // namespace opc::storage

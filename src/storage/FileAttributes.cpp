@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char* ACCESS_LIST = "system.posix_acl_access";
 
-/// What a call gives that asks for its size first: nothing when there is none.
+/// The result of a call that is made twice, first for the size; nothing when there is none.
 template <class Call>
 std::vector<char> readAll(Call call) {
     std::vector<char> bytes;
@@ -29,7 +29,7 @@ std::vector<char> readAll(Call call) {
             bytes.resize(static_cast<std::size_t>(count));
             return bytes;
         }
-        if (errno != ERANGE) // else it grew meanwhile
+        if (errno != ERANGE) // otherwise it grew meanwhile
             return {};
     }
 }

@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// What is large goes where systems keep large temporary files: /tmp is often memory.
+/// Large files go to /var/tmp: /tmp is often in memory.
 fs::path largeFilesFolder() {
     const char* chosen = std::getenv("TMPDIR");
     if (chosen && *chosen)
@@ -26,7 +26,7 @@ fs::path largeFilesFolder() {
     return fs::is_directory("/var/tmp", ignored) ? "/var/tmp" : "/tmp";
 }
 
-/// For file systems that know no files without a name: the name is gone before anything is written.
+/// For file systems without O_TMPFILE: the name is removed before anything is written.
 FileDescriptor createAndUnlink(const fs::path& folder) {
     std::string name = (folder / "opcraft-XXXXXX").string();
     FileDescriptor file(::mkostemp(name.data(), O_CLOEXEC));

@@ -10,34 +10,34 @@
 
 namespace opc::storage {
 
-/// Where the new contents of an open package are kept until they are saved: some memory that they share, and a
-/// temporary file without a name, which the system removes by itself, whatever becomes of us.
+/// Holds the new contents of an open package until they are saved: a shared amount of memory, and a
+/// temporary file without a name, which the system removes when the process ends.
 class SpillArea {
 public:
     /// @param label starts the messages.
     /// @param memory bytes.
-    /// @param folder of the temporary file, which is created when it is needed; empty: where the system keeps large
-    /// ones.
+    /// @param folder of the temporary file, which is created when it is needed; empty: the default for large
+    /// temporary files.
     SpillArea(std::string label, std::uint64_t memory, std::filesystem::path folder);
 
     SpillArea(const SpillArea&) = delete;
     SpillArea& operator=(const SpillArea&) = delete;
 
-    /// @return false when so many more bytes of memory are too many; nothing is reserved then.
+    /// @return false when the memory is exceeded; nothing is reserved then.
     bool reserveMemory(std::uint64_t size) noexcept;
     void freeMemory(std::uint64_t size) noexcept { used_ -= size; }
 
     /// Appends to the temporary file.
-    /// @return where the bytes start.
+    /// @return the offset of the bytes.
     /// @throws opc::Exception what the system reports; nothing is appended then.
     std::uint64_t write(const unsigned char* data, std::size_t size);
 
-    /// @return the bytes delivered; fewer than asked for at the end only.
+    /// @return the bytes delivered; fewer than requested at the end only.
     std::size_t read(std::uint64_t offset, unsigned char* buffer, std::size_t size) const;
 
     int getFile() const { return file_.get(); }
 
-    /// Gives the room that bytes take back to the disk, where the file system can do that.
+    /// Releases the disk space of bytes, where the file system supports it.
     void discard(std::uint64_t offset, std::uint64_t size) noexcept;
 
 private:

@@ -15,18 +15,18 @@ namespace opc::storage {
 
 namespace {
 
-/// What is deflated waits for so many bytes before it is written.
+/// Deflated bytes are buffered up to this size before they are written.
 constexpr std::size_t WRITE_SIZE = 256 * 1024;
 constexpr std::size_t READ_SIZE = 64 * 1024;
-/// What is taken at a time.
+/// The size of a block.
 constexpr std::size_t MAXIMUM_CHUNK = 1024 * 1024;
-/// Negative: a bare deflate stream, as in a ZIP file.
+/// Negative: a raw deflate stream, as in a ZIP file.
 constexpr int WINDOW_BITS = -15;
 
 /// The end of a deflate stream: a last block of fixed codes with nothing but its end (RFC 1951 §3.2.6).
 constexpr std::array<unsigned char, 2> STREAM_END = {3, 0};
 
-/// @return the bytes copied; fewer than asked for at the end only.
+/// @return the bytes copied; fewer than requested at the end only.
 template <class Source>
 std::size_t copyFrom(const Source& source, std::uint64_t offset, unsigned char* buffer, std::size_t size) {
     const std::size_t count = offset < source.size() ? std::min<std::uint64_t>(size, source.size() - offset) : 0;
@@ -47,7 +47,7 @@ SpilledContent::~SpilledContent() {
         area_->discard(extent.offset, extent.size);
 }
 
-/// What fails half-way leaves nothing that could be continued.
+/// After a failure half-way the stream cannot be continued.
 template <class Action>
 void SpilledContent::change(Action action) {
     if (failure_)
@@ -141,7 +141,7 @@ std::optional<FilePiece> SpilledContent::findInFile(std::uint64_t offset, std::u
     return FilePiece{area_->getFile(), extent.offset + skipped, std::min(size, extent.size - skipped)};
 }
 
-/// Reads plain bytes that are stored as they are.
+/// Reads bytes that are stored uncompressed.
 class PlainReader final : public ItemReader {
 public:
     explicit PlainReader(const SpilledContent& content) : content_(content) {}
@@ -173,7 +173,7 @@ public:
         const auto room = static_cast<uInt>(std::min(size, MAXIMUM_CHUNK));
         stream_.next_out = buffer;
         stream_.avail_out = room;
-        // Bytes may be waiting inside zlib, so the input is refilled only after nothing came out.
+        // zlib may hold output back, so the input is refilled only after a call without output.
         for (inflateSome(); stream_.avail_out == room; inflateSome())
             refill();
         read_ += room - stream_.avail_out;

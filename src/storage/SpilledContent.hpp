@@ -14,7 +14,7 @@
 
 namespace opc::storage {
 
-/// Content that went to the spill area in the form in which a ZIP file will hold it, so that it is compressed once. As
+/// Content in the spill area in the form in which it is written to a ZIP file, so that it is compressed once. As
 /// `Bytes` it is that form, complete at any time: a deflate stream with its end (RFC 1951), or the plain bytes.
 class SpilledContent final : public Bytes {
 public:
@@ -24,13 +24,13 @@ public:
     SpilledContent(const SpilledContent&) = delete;
     SpilledContent& operator=(const SpilledContent&) = delete;
 
-    /// Appends; when that or one of the next two fails, the content is lost, and all three throw the same ever after.
+    /// Appends; when this or one of the next two fails, the content is lost, and all three keep throwing the error.
     void append(const unsigned char* data, std::size_t size);
 
-    /// Frees what only appending needs.
+    /// Frees the resources for appending.
     void finish();
 
-    /// Brings all that was appended into the stored form.
+    /// Flushes all that was appended to the stored form.
     void synchronize();
 
     bool isDeflated() const { return level_ != 0; }
@@ -62,7 +62,7 @@ private:
     std::uint64_t plainSize_ = 0;
     std::uint32_t checksum_ = 0;
     std::exception_ptr failure_;
-    std::vector<unsigned char> pending_; ///< of the stored form, behind the extents
+    std::vector<unsigned char> pending_; ///< the end of the stored form, after the extents
     std::unique_ptr<Deflater> deflater_; ///< null once finished, and for plain bytes
     bool isSynchronized_ = true;
 };

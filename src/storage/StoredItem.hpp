@@ -16,15 +16,15 @@
 
 namespace opc::storage {
 
-/// Whose bytes a stored item is.
+/// The package that holds the bytes of a stored item.
 class ItemOrigin {
 public:
     virtual ~ItemOrigin() = default;
 
-    /// Package and item, to start messages with.
+    /// Package and item, for the start of messages.
     virtual std::string getLabel() const = 0;
 
-    /// Reads what was stored when the package was opened, each call from its start.
+    /// Reads what was stored when the package was opened, from the start at each call.
     virtual std::unique_ptr<ItemReader> readOriginal() = 0;
 };
 
@@ -63,11 +63,11 @@ public:
     /// How the package that holds the item is open.
     struct Opening {
         interfaces::OpenMode mode = interfaces::OpenMode::ReadOnly;
-        std::shared_ptr<SpillArea> area{}; ///< where new content may go; null: it stays in memory
+        std::shared_ptr<SpillArea> area{}; ///< for new content; null: it stays in memory
     };
 
     /// @param origin not owned, and neither is the opening; both outlive the item.
-    /// @param name the part name; empty for what is no part.
+    /// @param name the part name; empty for an item that is not a part.
     StoredItem(ItemOrigin& origin, const Opening& opening, std::u16string name,
                interfaces::CompressionType compression = interfaces::CompressionType::Normal);
 
@@ -83,11 +83,11 @@ public:
     void setContentType(std::u16string contentType) { contentType_ = std::move(contentType); }
     interfaces::CompressionType compression() const { return compression_; } ///< of new content
 
-    /// Content for this item, which `setContent` puts in the place of what it holds.
+    /// New content for this item, to be set by `setContent`.
     std::shared_ptr<Content> makeContent() const;
     void setContent(std::shared_ptr<const Content> content) { content_ = std::move(content); }
 
-    /// The content that was written; null while the item is as it was stored.
+    /// The content that was written; null while the item is unchanged.
     const std::shared_ptr<const Content>& getContent() const { return content_; }
 
     /// @throws opc::Exception operation_not_permitted in a package that is being created.

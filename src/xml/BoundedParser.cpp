@@ -19,7 +19,7 @@ BoundedParser::BoundedParser(const Limits& limits)
 
 void BoundedParser::forgetLast() {
     errors_.clear();
-    // A scanner takes the version of its last document for one that declares none, and it cannot be told another.
+    // A scanner assumes the version of its last document for one that declares none, and the version cannot be reset.
     if (getScanner()->getXMLVersion() != xercesc::XMLReader::XMLV1_0)
         useScanner(getScanner()->getName());
 }

@@ -17,14 +17,14 @@
 
 namespace opc::model {
 
-/// The parser of Xerces, with bounds on what costs it time out of proportion to the length of a document.
+/// The parser of Xerces, with bounds on what takes time out of proportion to the length of a document.
 ///
 /// It searches all declarations of all open elements for the meaning of a prefix, all attributes of an element for the
-/// place of one more, and a table of fixed size for a name; the name of a namespace it reads anew at each element and
-/// attribute, and IDs can be made for one slot of their table. So a short document made for it would keep it busy for
-/// hours; and what walks a document by recursion would leave the stack. The bounds are the limits and those of
-/// `XercesHelper`; what breaks one leaves the parse as `InvalidXMLDocument`. A parse that draws on the reserve of
-/// memory is left, too.
+/// position of a new one, and a table of fixed size for a name; it reads a namespace again at each element and
+/// attribute, and IDs can be chosen for one slot of their table. So a short, crafted document would keep it busy for
+/// hours; and what walks a document by recursion would overflow the stack. The bounds are the limits and those of
+/// `XercesHelper`; exceeding one ends the parse with `InvalidXMLDocument`. So does a parse that uses the reserve of
+/// memory.
 class BoundedParser final : public xercesc::DOMLSParserImpl {
 public:
     /// @param limits those for XML count.
@@ -33,28 +33,28 @@ public:
     const Limits& getLimits() const { return limits_; }
 
     /// The different names of the last document. Xerces keeps every namespace for the life of a parser with grammars,
-    /// and looks through all of them: after many, another parser serves better.
+    /// and searches all of them: after many, a new parser is faster.
     std::size_t getNameCount() const { return names_.size(); }
 
     /// Makes the next document independent of the last one: of its errors and of the version of XML that it declared.
-    /// It comes before the settings of the read, of which some belong to the scanner that it replaces.
+    /// Called before the settings of the read are made, some of which belong to the scanner that it replaces.
     void forgetLast();
 
-    /// Gets the errors of a read, which ends with the first of them.
+    /// Receives the errors of a read, which ends with the first one.
     ParseErrors& getErrors() { return errors_; }
 
     /// @throws InvalidXMLDocument when the read ended with an error.
     void throwIfWrong();
 
-    /// Puts the line and the column behind the start tag of an element of the last document into a place.
-    /// @param index the number of elements in front of it; nothing happens for one that was not read.
+    /// Sets a place to the line and the column after the start tag of an element of the last document.
+    /// @param index the number of elements before it; the place is unchanged for one that was not read.
     void locate(std::size_t index, ErrorPlace& place) const;
 
-    /// Whether documents get a tree; true at first. Without, a parse only judges.
+    /// Whether a tree is built for documents; true at first. Without, a parse only checks.
     void setBuildsTree(bool buildsTree) { buildsTree_ = buildsTree; }
 
     /// Whether validation leaves attributes and texts as they are written; false at first. Otherwise white space that
-    /// does not count for the type of a value is taken out of it.
+    /// is not significant for the type of a value is removed from it.
     void setKeepsWhiteSpace(bool keepsWhiteSpace) { keepsWhiteSpace_ = keepsWhiteSpace; }
     bool keepsWhiteSpace() const { return keepsWhiteSpace_; }
 
@@ -96,8 +96,8 @@ private:
     std::unordered_set<std::u16string, NameHash, std::equal_to<>> names_;
     IdCosts ids_;
     ParseErrors errors_;
-    std::vector<Position> positions_; ///< behind the start tag of each element, in document order
-    std::u16string elementName_;      ///< kept for its memory alone
+    std::vector<Position> positions_; ///< after the start tag of each element, in document order
+    std::u16string elementName_;      ///< kept to reuse its memory
 };
 
 } // namespace opc::model

@@ -41,7 +41,7 @@ std::string toUTF8(View text) {
 
 // ---- order
 
-/// Surrogates stand for what comes after every character of one unit.
+/// Surrogates encode characters that sort after every character of one unit.
 char32_t rankOf(char16_t unit) {
     return detail::isLeadSurrogate(unit) || detail::isTrailSurrogate(unit) ? unit + 0x10000U : unit;
 }
@@ -125,16 +125,16 @@ bool isRelative(View reference) {
 
 void throwIfNoNamespace(View prefix, View uri) {
     if (uri.empty() && !prefix.empty())
-        refuse("the prefix \"", prefix, "\" declared to be none");
+        refuse("the prefix \"", prefix, "\" bound to no namespace");
     if (!uri.empty() && isRelative(uri))
         refuse("the relative namespace \"", uri, "\"");
 }
 
-/// What the declarations of the open elements say. As every element of the canonical form has its parent there, too,
+/// The namespace declarations in scope. As every element of the canonical form has its parent there, too,
 /// a declaration is superfluous exactly when it changes nothing (§2.3).
 class Scope {
 public:
-    /// @return those that the element has by itself or by its ancestors.
+    /// @return those that the element declares or inherits.
     Namespaces enterApex(const DOMNode& apex) {
         for (const DOMNode* node = &apex; node != nullptr; node = node->getParentNode())
             if (node->getNodeType() == DOMNode::ELEMENT_NODE)
@@ -171,7 +171,7 @@ public:
     }
 
 private:
-    /// The nearest declaration counts, and it comes first.
+    /// The nearest declaration is in effect, and it comes first.
     void declareOuter(View prefix, View uri) {
         if (bindings_.try_emplace(prefix, uri).second)
             throwIfNoNamespace(prefix, uri);
@@ -189,7 +189,7 @@ private:
 
     Namespaces bindings_{{XML_PREFIX, XML_NAMESPACE}};
     std::vector<std::pair<Namespaces::iterator, View>> replaced_; ///< what to restore, for all open elements
-    std::vector<std::size_t> marks_;                              ///< where that of each open element begins
+    std::vector<std::size_t> marks_;                              ///< where the entries of each open element begin
 };
 
 // ---- attributes
@@ -221,7 +221,7 @@ Attributes attributesOf(const DOMNode& element, const Scope& scope) {
     return attributes;
 }
 
-/// Adds the nearest xml: attributes of the ancestors that the element has not itself (§2.4).
+/// Adds the nearest xml: attributes of the ancestors that the element does not have itself (§2.4).
 void inheritXmlAttributes(Attributes& attributes, const DOMNode& apex) {
     for (const DOMNode* node = apex.getParentNode(); node != nullptr; node = node->getParentNode()) {
         if (node->getNodeType() == DOMNode::ELEMENT_NODE) {
@@ -372,7 +372,7 @@ const char* escapeOf(char byte) {
     }
 }
 
-/// Appends the bytes, those escaped that have an escape and are not allowed to stand as they are.
+/// Appends the bytes, escaping those that have an escape and are not allowed as they are.
 template <class IsAllowed>
 void appendEscaped(std::string& out, const std::string& bytes, IsAllowed isAllowed) {
     auto copied = bytes.begin();

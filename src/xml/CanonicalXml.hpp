@@ -12,19 +12,19 @@ namespace opc::model {
 /// Whether comments are part of the canonical form.
 enum class CanonicalComments { Omit, Keep };
 
-/// The canonical form (Canonical XML 1.0) of an element with all that it holds, as UTF-8: what a same-document
+/// The canonical form (Canonical XML 1.0) of an element with its content, as UTF-8: what a same-document
 /// reference to it by its Id selects (XML-DSig §4.3.3.3). The namespaces and the xml: attributes (xml:id and xml:base,
-/// too) that its ancestors give it are taken in, as §2.4 asks. There is no recursion, and the time is linear in what is
+/// too) that it inherits are included, as §2.4 requires. There is no recursion, and the time is linear in what is
 /// written and in the ancestors, but for the logarithms of how many prefixes there are and attributes in an element,
-/// and for a look at the whole namespace of each node.
+/// and for comparing the whole namespace of each node.
 ///
-/// The document was read without validation: a schema would add attributes and change texts. One that was put together
-/// is taken as well, with `createElement` and plain `xmlns` attributes or with namespaces, for what counts is names and
-/// the declarations among the attributes. Nothing declares a namespace that was only given to `createElementNS`.
-/// @throws InvalidXMLDocument when there is no canonical form: a prefix is used without a declaration or is declared to
-///         be none, a node has another namespace than its name and the declarations say, an element has an attribute
-///         twice, a namespace is a relative reference (Canonical XML asks for this failure), an entity is referred to,
-///         or a text holds what XML 1.0 excludes.
+/// The document was read without validation: a schema would add attributes and change texts. One that was built
+/// is accepted as well, with `createElement` and plain `xmlns` attributes or with namespaces, since only names and
+/// the declarations among the attributes are used. A namespace given only to `createElementNS` is not declared.
+/// @throws InvalidXMLDocument when there is no canonical form: a prefix is used without a declaration or is bound to
+///         no namespace, the namespace of a node differs from the declared one, an element has an attribute
+///         twice, a namespace is a relative reference (Canonical XML requires this failure), an entity is referred to,
+///         or a text contains a character that XML 1.0 excludes.
 /// @throws std::bad_alloc
 std::string canonicalize(const xercesc::DOMElement& apex, CanonicalComments comments);
 
@@ -37,7 +37,7 @@ std::string canonicalizeDocument(const xercesc::DOMDocument& document, Canonical
 /// @throws std::bad_alloc
 std::string canonicalizeExclusively(const xercesc::DOMElement& leaf, CanonicalComments comments);
 
-/// Appends a text as it stands between tags in canonical XML (§2.3), for those who write such XML themselves.
+/// Appends a text in the form of canonical XML between tags (§2.3), for code that writes such XML itself.
 /// @throws InvalidXMLDocument for a character that XML 1.0 excludes; nothing is appended then.
 void appendCanonicalText(std::string& out, std::u16string_view text);
 

@@ -9,7 +9,7 @@ namespace opc::model {
 
 namespace {
 
-/// Where in the pattern a match may stand, one bit each, since a backslash in a quoted string can be read in two ways.
+/// The states of a match in the pattern, one bit each, since a backslash in a quoted string can be read in two ways.
 enum State : std::uint32_t {
     BeforeType = 1U << 0,
     InType = 1U << 1,

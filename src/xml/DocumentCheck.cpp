@@ -55,7 +55,7 @@ XMLSize_t checkElement(const DOMNode& element) {
     return count;
 }
 
-/// The serializer writes a comment or an instruction as it is, whatever it holds, and loses what ends a CDATA section.
+/// The serializer writes a comment or an instruction unchecked, and drops the end mark inside of a CDATA section.
 void checkSyntax(const DOMNode& node) {
     switch (node.getNodeType()) {
     case DOMNode::COMMENT_NODE:
@@ -75,7 +75,7 @@ void checkSyntax(const DOMNode& node) {
     }
 }
 
-/// @return how many nodes it counts as.
+/// @return the number of nodes that it counts as.
 XMLSize_t checkNode(const DOMNode& node) {
     if (node.getNodeType() == DOMNode::ELEMENT_NODE)
         return 1 + checkElement(node);

@@ -7,7 +7,7 @@
 
 namespace opc::model {
 
-/// Refuses before a write what the serializer would write in part or write wrong, or what could not be read
+/// Refuses before a write what the serializer would write incompletely or incorrectly, or what could not be read
 /// again within the limits for XML.
 /// @throws InvalidXMLDocument naming what cannot be written.
 void throwIfNotWritable(const xercesc::DOMDocument& document, const Limits& limits);

@@ -5,7 +5,7 @@
 
 namespace opc::model {
 
-/// A published schema, carried as UTF-8 text; the constants live as long as the process.
+/// A published schema as UTF-8 text; the constants live as long as the process.
 struct EmbeddedSchema {
     const char* systemId;
     const char* text;

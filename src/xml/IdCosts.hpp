@@ -8,8 +8,8 @@
 
 namespace opc::model {
 
-/// What the IDs of a document cost the parser. It keeps them in a table whose slots anybody can foresee, so IDs made
-/// for one slot would take it time quadratic in their number.
+/// The cost of the IDs of a document for the parser. It keeps them in a table with a known hash function, so IDs chosen
+/// for one slot would take time quadratic in their number.
 class IdCosts {
 public:
     void clear();

@@ -11,24 +11,24 @@
 
 namespace opc::model {
 
-/// The bytes of an input stream for one parse, and why they ended early, if they did.
+/// The bytes of an input stream for one parse, and the reason when they ended early.
 ///
-/// An exception that left `readBytes` would leak memory of the parser. So it is kept here, the parser sees the end of
-/// the input, and who started the parse asks for the exception afterwards.
+/// An exception that left `readBytes` would leak memory of the parser. So it is stored here, the parser sees the end of
+/// the input, and the caller of the parse fetches the exception afterwards.
 struct XmlInput {
     InputStream& stream;
     std::uint64_t maximumSize; ///< bytes
     std::exception_ptr failure;
 };
 
-/// Hands the parser no more than the maximum size; a longer input is a failure.
+/// Delivers at most the maximum size to the parser; a longer input is an error.
 class InputStreamBinInputStream final : public xercesc::BinInputStream {
 public:
     explicit InputStreamBinInputStream(XmlInput& input) : input_(input) {}
 
     XMLFilePos curPos() const override { return position_; }
 
-    /// Fills the buffer unless the input ends: the parser detects the encoding by what the first call delivers.
+    /// Fills the buffer unless the input ends: the parser detects the encoding from the bytes of the first call.
     XMLSize_t readBytes(XMLByte* buffer, XMLSize_t max) override;
 
     const XMLCh* getContentType() const override { return nullptr; }
@@ -40,7 +40,7 @@ private:
     XMLFilePos position_ = 0;
 };
 
-/// Gives a parser the input under the system id "istream". The input outlives the source and its streams.
+/// The input for a parser, with the system id "istream". The input outlives the source and its streams.
 class InputStreamXercesSource final : public xercesc::InputSource {
 public:
     explicit InputStreamXercesSource(XmlInput& input);

@@ -12,8 +12,8 @@ namespace opc::model {
 
 /// Keeps the first error of a parse, and where it lies; warnings are ignored.
 ///
-/// The parser reports what is wrong with a tag before it hands the element on. So it goes on after an error, for as
-/// long as `MOST_ERRORS` do not follow, and whoever gets the element ends the parse.
+/// The parser reports errors in a tag before it delivers the element. So it continues after an error, as
+/// long as fewer than `MOST_ERRORS` follow, and the handler of the element ends the parse.
 class ParseErrors final : public xercesc::DOMErrorHandler {
 public:
     /// A tag may have many errors, and each takes time.
@@ -28,10 +28,10 @@ public:
         return !isEmpty() && place_.line == line && place_.column == column;
     }
 
-    /// Where the error lies, to be completed.
+    /// The place of the error, to be completed.
     ErrorPlace& getPlace() { return place_; }
 
-    /// @return whether to go on.
+    /// @return whether to continue.
     bool handleError(const xercesc::DOMError& error) override;
 
     /// @throws InvalidXMLDocument with the message and the place of the error, when there is one.

@@ -9,7 +9,7 @@ using xercesc::XMLUni;
 
 ParserSettings::ParserSettings(xercesc::DOMLSParser& parser, xercesc::DOMErrorHandler& errors, ResourceRefuser& refuser)
     : configuration_(*parser.getDomConfig()) {
-    // A document's own word on where its schemas lie (xsi:schemaLocation) would open files and connections.
+    // The schema locations in a document (xsi:schemaLocation) would open files and connections.
     setIfSettable(XMLUni::fgXercesLoadSchema, false);
     setIfSettable(XMLUni::fgXercesUseCachedGrammarInParse, true);
     configuration_.setParameter(XMLUni::fgDOMErrorHandler, &errors);

@@ -11,20 +11,20 @@
 
 namespace opc::model {
 
-/// The settings of a parser that point to objects of one read, for as long as that lasts.
+/// The settings of a parser that refer to objects of one read, for its duration.
 class ParserSettings {
 public:
-    /// Errors and what the content refers to go to the given objects, and nothing is loaded that a document names.
+    /// Errors and requested resources are passed to the given objects, and nothing is loaded that a document names.
     ParserSettings(xercesc::DOMLSParser& parser, xercesc::DOMErrorHandler& errors, ResourceRefuser& refuser);
     ~ParserSettings();
 
     ParserSettings(const ParserSettings&) = delete;
     ParserSettings& operator=(const ParserSettings&) = delete;
 
-    /// Changes a parameter that the parser lets be changed; it stays so after the read.
+    /// Changes a parameter if the parser allows it; it is not restored after the read.
     void setIfSettable(const XMLCh* parameter, bool value);
 
-    /// Hands the parser the location of schemas; `parameter` outlives the read.
+    /// Sets the location of schemas; `parameter` outlives the read.
     void setLocation(const XMLCh* parameter, const std::u16string& location);
 
 private:

@@ -12,7 +12,7 @@ namespace opc::model {
 
 xercesc::DOMLSInput* ResourceRefuser::resolveResource(const XMLCh*, const XMLCh*, const XMLCh*, const XMLCh* systemId,
                                                       const XMLCh*) {
-    // An import that names only a namespace asks for no system id, and nothing is opened for it.
+    // An import with a namespace alone has no system id, and nothing is opened for it.
     if (systemId == nullptr || isOfCaller(systemId))
         return nullptr;
     if (!refused_) {

@@ -8,7 +8,7 @@
 namespace opc::model {
 
 /// Keeps a parser from opening anything: it resolves every requested resource to an empty one and remembers the
-/// first. What the caller itself gave as the location of a schema is the one exception.
+/// first one. The only exception are the schema locations of the caller.
 class ResourceRefuser final : public xercesc::DOMLSResourceResolver {
 public:
     /// @param schemaLocation the caller's own locations, separated by white space; outlives the refuser.

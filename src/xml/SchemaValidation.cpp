@@ -26,7 +26,7 @@ void loadGrammar(xercesc::DOMLSParser& parser, const EmbeddedSchema& schema) {
     refuser.throwIfRefused();
     errors.throwIfError();
     if (grammar == nullptr)
-        throw InvalidXMLDocument(std::string("no grammar came of ") + schema.systemId);
+        throw InvalidXMLDocument(std::string("no grammar in ") + schema.systemId);
 }
 
 } // namespace

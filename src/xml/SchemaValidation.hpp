@@ -7,8 +7,8 @@
 
 namespace opc::model {
 
-/// Puts a schema into the grammar cache of the parser and has later reads use it. Schemas that it imports are in the
-/// cache before it; one whose namespace is in the cache already is not looked at.
+/// Adds a schema to the grammar cache of the parser, for use by later reads. Schemas that it imports must be in the
+/// cache before; one whose namespace is in the cache already is ignored.
 /// @throws InvalidXMLSchema "Schema could not be loaded: " and the reason.
 void loadEmbeddedSchema(xercesc::DOMLSParser& parser, const EmbeddedSchema& schema);
 

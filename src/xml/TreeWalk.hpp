@@ -12,7 +12,7 @@ class TreeWalk {
 public:
     explicit TreeWalk(const xercesc::DOMNode* root) : root_(root), current_(root) {}
 
-    /// @return null when all were visited; then it is not called again.
+    /// @return null when all were visited; it must not be called again then.
     xercesc::DOMNode* next() {
         if (auto* child = current_->getFirstChild()) {
             ++depth_;
@@ -24,7 +24,7 @@ public:
         return nullptr;
     }
 
-    /// How far the current node lies below the root; a child of it counts 1.
+    /// The depth of the current node below the root; 1 for a child of the root.
     std::uint32_t depth() const { return depth_; }
 
 private:

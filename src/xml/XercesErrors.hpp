@@ -14,13 +14,13 @@
 
 namespace opc::model {
 
-/// A message of Xerces as UTF-8. Unlike a conversion to the locale's encoding it keeps every name that a message
+/// A message of Xerces as UTF-8. Unlike a conversion to the locale's encoding it preserves every name that a message
 /// quotes.
 inline std::string toMessage(const XMLCh* message) {
     return message == nullptr ? std::string() : detail::toUTF8String(message, false);
 }
 
-/// Runs the action; what Xerces throws leaves as `InvalidXMLDocument` with its message, a lack of memory as
+/// Runs the action; exceptions of Xerces are translated to `InvalidXMLDocument` with their message, a lack of memory to
 /// `std::bad_alloc`, and anything else unchanged.
 template <class Action>
 auto translatingXercesErrors(Action action) -> decltype(action()) {

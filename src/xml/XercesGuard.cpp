@@ -9,7 +9,7 @@ namespace opc::model {
 
 namespace {
 
-/// Never destroyed, so that a guard in a static object may go at any time.
+/// Never destroyed, so that a guard in a static object may be destroyed at any time.
 boost::mutex& xercesMutex() {
     static boost::mutex& mutex = *new boost::mutex;
     return mutex;
@@ -27,7 +27,7 @@ XercesGuard::~XercesGuard() {
         const boost::lock_guard<boost::mutex> lock(xercesMutex());
         xercesc::XMLPlatformUtils::Terminate();
     } catch (const boost::lock_error&) {
-        // Xerces then stays initialised, which harms nothing.
+        // Xerces then stays initialised, which is harmless.
     }
 }
 

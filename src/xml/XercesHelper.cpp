@@ -101,7 +101,7 @@ DOMDocument* parse(xercesc::DOMLSParser& parser, XmlInput& input, XercesHelper::
 
 // ---- writing
 
-/// Leaves the XML declaration out of one write.
+/// Omits the XML declaration in one write.
 class OmittedDeclaration {
 public:
     OmittedDeclaration(DOMConfiguration& configuration, bool omit)
@@ -122,7 +122,7 @@ private:
     bool restore_;
 };
 
-/// Has a serializer report to a handler for one write.
+/// Sets the error handler of a serializer for one write.
 class ReportingTo {
 public:
     ReportingTo(DOMConfiguration& configuration, XercesErrorHandler& errors) : configuration_(configuration) {
@@ -144,7 +144,7 @@ void serialize(xercesc::DOMLSSerializer& serializer, const DOMNode* node, xerces
     const OmittedDeclaration omitted(configuration, declaration == XmlDeclaration::Omit);
     const OutputHandle output(implementation().createLSOutput(XMLPlatformUtils::fgMemoryManager));
     output->setByteStream(&target);
-    // Otherwise a document goes out in the encoding in which it came.
+    // Otherwise a document is written in the encoding in which it was read.
     output->setEncoding(encoding == XercesHelper::XercesEncoding::UTF16 ? UTF16_NAME : UTF8_NAME);
     serializer.write(node, output.get());
     errors.throwIfError();
@@ -155,7 +155,7 @@ void toUnits(const XMLByte* bytes, std::size_t size, std::u16string& out) {
     std::copy_n(bytes, out.size() * sizeof(char16_t), reinterpret_cast<XMLByte*>(out.data()));
 }
 
-/// Pretty printing breaks the line before the root, which without a declaration would be the first thing.
+/// Pretty printing starts a new line before the root, which without a declaration would be an empty first line.
 std::size_t lineBreaksAtStart(const XMLByte* bytes, std::size_t length, std::size_t unitSize) {
     std::size_t start = 0;
     while (start + unitSize <= length &&
@@ -170,7 +170,7 @@ bool isOneOf(const XMLCh* wanted, const XMLCh* name) {
     return XMLString::equals(wanted, u"*") || XMLString::equals(wanted, name);
 }
 
-/// Calls `found` for the descendant elements that match, in document order, until it answers false.
+/// Calls `found` for the descendant elements that match, in document order, until it returns false.
 template <class Matches, class Found>
 void forEachElement(const DOMElement* root, Matches matches, Found found) {
     if (root == nullptr)
@@ -284,7 +284,7 @@ DOMDocument* XercesHelper::readDocumentHelper(xercesc::DOMLSParser& parser, Inpu
                                               const std::u16string& schemaNamespace, const XercesEncoding& encoding) {
     const XercesGuard guard;
     return translatingXercesErrors([&] {
-        // Otherwise each document stays until the parser goes.
+        // Otherwise each document is kept until the parser is destroyed.
         parser.resetDocumentPool();
         auto* bounded = dynamic_cast<BoundedParser*>(&parser);
         if (bounded != nullptr)

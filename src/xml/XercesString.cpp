@@ -55,7 +55,7 @@ XercesString::~XercesString() {
 
 std::u16string XercesString::toString() const {
     if (text_ == nullptr)
-        throw std::logic_error("a string was asked of a null XML string");
+        throw std::logic_error("a null XML string has no text");
     return text_;
 }
 

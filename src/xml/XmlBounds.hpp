@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-/// The bounds of `XercesHelper`, in force for what is read and, so that it can be read again, for what is written.
+/// The bounds of `XercesHelper`, applied to what is read and, so that it can be read again, to what is written.
 namespace opc::model {
 
 /// @throws InvalidXMLDocument for more bytes than the maximum.

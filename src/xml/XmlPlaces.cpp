@@ -47,14 +47,14 @@ bool isWrong(const XMLAttr& attribute, const xercesc::ComplexTypeInfo& type) {
     return known->getDatatypeValidator() != nullptr && !takes(*known->getDatatypeValidator(), attribute.getValue());
 }
 
-/// Null for an element that no schema knows.
+/// Null for an element that is not declared in a schema.
 const xercesc::ComplexTypeInfo* typeOf(const xercesc::XMLElementDecl& declaration) {
     return declaration.getObjectType() == xercesc::XMLElementDecl::Schema
                ? static_cast<const SchemaElementDecl&>(declaration).getComplexTypeInfo()
                : nullptr;
 }
 
-/// The number of elements in front of one, in document order.
+/// The number of elements before one, in document order.
 std::size_t indexOf(const xercesc::DOMElement& element) {
     std::size_t index = 0;
     TreeWalk walk(element.getOwnerDocument());

@@ -13,14 +13,14 @@
 
 namespace opc::model {
 
-/// Puts the name and the Id of an element into a place; nothing for another node, or null.
+/// Sets the name and the Id of an element in a place; nothing for another node, or null.
 void describe(const xercesc::DOMNode* node, ErrorPlace& place);
 
-/// Puts the text of an element without child elements into a place, as the value; nothing for another node.
+/// Sets the text of an element without child elements as the value of a place; nothing for another node.
 void describeText(const xercesc::DOMNode& node, ErrorPlace& place);
 
-/// The name and the Id of an element that a validating parser hands on, and the first of its attributes that its schema
-/// does not know or whose value its type does not take.
+/// The name and the Id of an element that a validating parser delivers, and the first of its attributes that its schema
+/// does not declare or whose value its type does not allow.
 void describe(const xercesc::XMLElementDecl& declaration, const XMLCh* prefix,
               const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, XMLSize_t attributeCount, ErrorPlace& place);
 

@@ -153,7 +153,7 @@ std::vector<Case> otherCases() {
         {noItem, gap, "in front of the directory"},
         {noItem, packageOf({OURS, {.name = "c.xml", .before = padding + "x"}}), "at the end of a long padding"},
         {"opens", packageOf({OURS, {.name = "c.xml", .before = padding}}), "zeros that align the next item"},
-        {" bytes in front of the first item", packageOf({OURS}, "", item), "an item in front"},
+        {" bytes before the first item", packageOf({OURS}, "", item), "an item in front"},
         {"the item is stored", packageOf({{.name = NAME, .content = TEXT, .method = 0, .size = TEXT.size() - 1}}),
          "a size less than what is stored"},
         {"duplicate item \"x.bin\"", packageOf({OURS, {"x.bin", "1"}, {"x.bin", "2"}}), "that are no parts"},

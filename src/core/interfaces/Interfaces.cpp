@@ -8,7 +8,7 @@
 
 namespace opc::interfaces {
 
-// The destructors stand here so that each interface has one type information for all shared libraries.
+// The destructors are defined here so that each interface has one type information for all shared libraries.
 IPhysicalInputStream::~IPhysicalInputStream() = default;
 IPhysicalOtherItems::~IPhysicalOtherItems() = default;
 IPhysicalOutputStream::~IPhysicalOutputStream() = default;

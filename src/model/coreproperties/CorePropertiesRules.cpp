@@ -29,7 +29,7 @@ using Parser = xercesc::DOMLSParser;
 }
 
 void throwIfMarkupCompatibilityIsUsed(const Parser& parser, const DOMElement* root) {
-    // The second call asks for a prefix that is spelt like the namespace, so a declaration with a prefix passes: only a
+    // The second call looks for a prefix spelt like the namespace, so a declaration with a prefix passes: only a
     // default namespace is refused.
     if (root->isDefaultNamespace(vocabulary::MARKUP_COMPATIBILITY) ||
         root->lookupNamespaceURI(vocabulary::MARKUP_COMPATIBILITY) != nullptr)
@@ -47,7 +47,7 @@ void throwIfRefined(const Parser& parser, const DOMElement* root) {
                    "\"created\" and \"modified\" elements. [M4.3]");
 }
 
-/// The names of elements are judged whatever their namespace.
+/// The local names of elements are checked, whatever their namespace.
 void throwIfAttributesAreMisplaced(const Parser& parser, const DOMElement* element) {
     if (element->hasAttributeNS(vocabulary::XML, u"lang") && !isOneOf(element, u"keywords", u"value"))
         refuse(parser, element, u"xml:lang",
@@ -76,7 +76,7 @@ void throwIfRuleIsBroken(const Parser& parser, const DOMElement* root) {
     throwIfMarkupCompatibilityIsUsed(parser, root);
     throwIfRefined(parser, root);
     throwIfAttributesAreMisplaced(parser, root);
-    // The schemas know other elements as roots too; nothing of them would be read.
+    // The schemas allow other elements as roots too; nothing of them would be read.
     if (!isOneOf(root, u"coreProperties", u"coreProperties"))
         refuse(parser, root, nullptr, "The root element is not coreProperties");
 }

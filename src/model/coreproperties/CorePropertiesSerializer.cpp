@@ -28,14 +28,14 @@ std::u16string qualifiedName(const CoreProperty& property) {
     return toString(prefix + property.name);
 }
 
-/// Calls an action with every property and its access, in the order in which they are written.
+/// Calls an action with every property and its accessors, in the order in which they are written.
 template <class Action>
 void forEachProperty(Action action) {
     for (const CoreProperty& property : getAllCoreProperties())
         std::visit([&](const auto& access) { action(property, access); }, property.access);
 }
 
-/// The language of xs:language: up to eight letters, then groups of up to eight letters and digits behind hyphens.
+/// The language of xs:language: up to eight letters, then groups of up to eight letters and digits after hyphens.
 bool isLanguage(std::u16string_view tag) noexcept {
     std::size_t length = 0;
     bool isFirstGroup = true;
@@ -60,7 +60,7 @@ public:
             (properties_.*access.set)(text);
     }
 
-    /// A text that the schema takes and the time type cannot hold leaves the property absent.
+    /// A text that the schema accepts and the time type cannot hold leaves the property absent.
     void operator()(const CoreProperty& property, const CoreProperty::Time& access) {
         std::u16string text;
         if (!XercesHelper::getElementText(find(property), text))

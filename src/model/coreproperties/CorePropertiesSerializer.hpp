@@ -9,13 +9,13 @@
 
 namespace opc::model {
 
-/// Reads and writes a core properties part (ECMA-376-2 §8) and enforces its rules [M4.2] to [M4.5]. Made for one use.
+/// Reads and writes a core properties part (ECMA-376-2 §8) and enforces its rules [M4.2] to [M4.5]. For a single use.
 class CorePropertiesSerializer {
 public:
     /// @throws InvalidXMLSchema when an embedded schema does not load.
     explicit CorePropertiesSerializer(const Limits& limits = {});
 
-    /// Replaces the properties. They are left cleared when the part is valid by its schema but breaks a rule.
+    /// Replaces the properties. They are cleared when the part is valid by its schema but breaks a rule.
     /// @throws InvalidPartContent
     void load(InputStream& stream, CoreProperties& properties);
 

@@ -32,8 +32,8 @@ std::optional<Part> findCoreProperties(const Package& package, const std::u16str
     return targetOf(package, relationships.front());
 }
 
-/// Deletes a new part and the one relationship to it: without its content it could not be read, without the other it
-/// would be in the way of the next try. The error that led here is the one that is reported.
+/// Deletes a new part and the one relationship to it: without its content it could not be read, without the relation it
+/// would block the next attempt. The original error is the one that is reported.
 void takeBack(Package& package, const std::u16string& type, const PartName& name) noexcept {
     try {
         if (package.isCreateOnly())
@@ -48,7 +48,7 @@ void takeBack(Package& package, const std::u16string& type, const PartName& name
 void createCoreProperties(Package& package, const std::u16string& type, const std::vector<unsigned char>& bytes) {
     const PartName name(PackageHelper::getCorePropertiesURI());
     const ContentType contentType = PackageHelper::getCorePropertiesContentType();
-    // A created package deletes nothing: the part of an attempt whose relationship failed is there still.
+    // In a created package nothing is deleted: the part of an attempt whose relationship failed still exists.
     const bool isLeft =
         package.isCreateOnly() && package.hasPart(name) && package.getPart(name).getContentType() == contentType;
     Part part = isLeft ? package.getPart(name) : package.createPart(name, contentType, StandardPartInfo());

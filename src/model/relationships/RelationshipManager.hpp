@@ -28,7 +28,7 @@ public:
     const URI& getSourceURI() const noexcept { return source_; }
     const Map& getRelationships() const noexcept { return relationships_; }
 
-    /// @return false when the ID is there already, and keeps its relationship.
+    /// @return false when the ID exists already; its relationship is kept.
     bool add(const Relationship& relationship) {
         const bool isNew = relationships_.emplace(relationship.getID(), relationship).second;
         if (isNew)

@@ -23,7 +23,7 @@ namespace opc::model {
 
 namespace {
 
-/// A URI out of an attribute.
+/// The URI in an attribute.
 URI readURI(const std::u16string& text, const char* message) {
     try {
         return text;
@@ -32,7 +32,7 @@ URI readURI(const std::u16string& text, const char* message) {
     }
 }
 
-/// Validation took it for a name, for which blanks at its ends do not count.
+/// Validation treats the value as a name, for which leading and trailing blanks are ignored.
 void throwIfNotID(const std::u16string& id) {
     if (iri::withoutSpaceAtEnds(id).size() != id.size())
         throw InvalidPartContent("Relationship ID is not a valid xsd::ID");
@@ -67,7 +67,7 @@ RelationshipSerializer::RelationshipSerializer(const Limits& limits)
       targetMode_(u"TargetMode"), external_(u"External") {
     parser_->getDomConfig()->setParameter(xercesc::XMLUni::fgXercesUseCachedGrammarInParse, true);
     loadEmbeddedSchema(*parser_, embedded::opc_relationships);
-    // What is resolved, compared and signed is what stands there for every program.
+    // The text as written is resolved, compared and signed, as in every other program.
     dynamic_cast<BoundedParser&>(*parser_).setKeepsWhiteSpace(true);
 }
 
@@ -87,7 +87,7 @@ void RelationshipSerializer::load(InputStream& stream, RelationshipManager& mana
 void RelationshipSerializer::readDocument(const xercesc::DOMDocument& document, RelationshipManager& manager) {
     const xercesc::DOMElement* root = document.getDocumentElement();
     if (relationships_ != root->getLocalName())
-        throwAt<InvalidPartContent>(placeOf(*parser_, *root), // the schema knows Relationship as a root too
+        throwAt<InvalidPartContent>(placeOf(*parser_, *root), // the schema allows Relationship as a root too
                                     "The root element is not Relationships");
     for (const xercesc::DOMElement* element : XercesHelper::getElementsNS(root, namespace_, relationship_))
         if (!manager.add(readRelationship(element, manager.getSourceURI())))

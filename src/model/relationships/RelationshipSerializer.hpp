@@ -14,13 +14,13 @@ namespace opc::model {
 
 class RelationshipManager;
 
-/// Reads and writes relationships parts (ECMA-376-2 §6.5.2). One serves all sources of a package, so that the schema
+/// Reads and writes relationships parts (ECMA-376-2 §6.5.2). One object serves all sources of a package, so the schema
 /// is loaded once; its guard also keeps the XML runtime alive while the package is open.
 class RelationshipSerializer {
 public:
     explicit RelationshipSerializer(const Limits& limits = {});
 
-    /// Replaces the relationships by those of a relationships part; they count as not modified then.
+    /// Replaces the relationships by those of a relationships part; they are marked as unmodified.
     /// @throws InvalidPartContent
     void load(InputStream& stream, RelationshipManager& manager);
 

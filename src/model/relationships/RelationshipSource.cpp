@@ -40,7 +40,7 @@ bool isInRanges(char16_t unit, const UnitRange (&ranges)[N]) noexcept {
         ranges, ranges + N, [unit](const UnitRange& range) { return unit >= range.first && unit <= range.last; });
 }
 
-/// As NameStartChar of XML, but for U+037F to U+1FFF, ":" and what takes a surrogate pair.
+/// NameStartChar of XML without U+037F to U+1FFF, ":" and what needs a surrogate pair.
 bool isIDStart(char16_t unit) noexcept {
     static constexpr UnitRange ranges[] = {
         {u'A', u'Z'},     {u'a', u'z'},     {u'_', u'_'},     {0x00C0, 0x00D6}, {0x00D8, 0x00F6},
@@ -215,7 +215,7 @@ Relationship RelationshipSource::createInternalRelationship(const std::u16string
 Relationship RelationshipSource::createExternalRelationship(const std::u16string& type, const std::u16string& target,
                                                             const std::u16string& id) {
     throwIfNotChangeable();
-    if (target.empty() || !isValidTarget(target) || !iri::isAnyURI(target)) // or it could not be read again
+    if (target.empty() || !isValidTarget(target) || !iri::isAnyURI(target)) // otherwise it could not be read again
         throw InvalidRelationshipTarget("External relationship target is not a valid xsd::anyURI. See "
                                         "http://www.w3.org/TR/leiri/.");
     throwIfTooMuch(impl_->relationships_,
@@ -270,7 +270,7 @@ std::u16string RelationshipSource::generateID() {
 }
 
 void RelationshipSource::createRelationshipPartIfNeeded() {
-    // An empty relationships part that was read serves as well as a new one.
+    // An empty relationships part that was read is used like a new one.
     if (impl_->physicalPart_ != nullptr)
         return;
     const PartName name(PartName(impl_->source_).getRelationshipPartName());
@@ -296,7 +296,7 @@ void RelationshipSource::deleteRelationship(const std::u16string& id) {
     if (relationships.count(id) == 0)
         throw RelationshipNotFound("Relationship ID does not exist");
     if (relationships.size() == 1) {
-        // First what may fail, so that a refused deletion changes nothing.
+        // What may fail comes first, so that a refused deletion changes nothing.
         getPackage().deleteRelationshipsPart(Package::storedNameOf(*impl_->physicalPart_));
         setPhysicalRelationshipPart(nullptr, false);
     }

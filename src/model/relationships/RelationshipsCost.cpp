@@ -7,7 +7,7 @@ namespace opc::model {
 
 namespace {
 
-/// As UTF-8, or as a reference to a character.
+/// As UTF-8 or as a character reference.
 std::uint64_t bytesOf(char16_t unit) noexcept {
     switch (unit) {
     case u'&':

@@ -8,10 +8,10 @@
 
 namespace opc::model {
 
-/// What relationships take of the limits for XML, as they are written.
+/// What relationships count towards the limits for XML when they are written.
 struct RelationshipsCost {
     std::uint64_t nodes = 0;
-    std::uint64_t bytes = 0; ///< never less than are written
+    std::uint64_t bytes = 0; ///< an upper bound of what is written
 
     /// Of a relationships part without a relationship.
     static RelationshipsCost ofNone() noexcept;

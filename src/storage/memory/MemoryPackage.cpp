@@ -25,7 +25,7 @@ struct SavedPart {
     std::shared_ptr<const Content> content;
 };
 
-/// What a close saved.
+/// What was saved by a close.
 struct SavedPackage {
     std::shared_ptr<const Content> contentTypes; ///< null when the stream was never written
     std::vector<SavedPart> parts;

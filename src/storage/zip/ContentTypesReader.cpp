@@ -75,7 +75,8 @@ void ContentTypes::throwIfAmbiguous(std::u16string_view partName, const std::str
         exact = findExact(defaults_, detail::getExtension(partName));
     if (type && exact && *type != *exact) {
         fail(Errc::bad_message, label + ": \"[Content_Types].xml\": " + shown(partName, *type) +
-                                    ", but for readers to whom case or prefixes count, " + shown(partName, *exact));
+                                    ", but for readers that are sensitive to case or prefixes, " +
+                                    shown(partName, *exact));
     }
 }
 

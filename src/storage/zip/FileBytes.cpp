@@ -17,7 +17,7 @@ FileBytes::FileBytes(std::filesystem::path file, std::string label) : path_(std:
 }
 
 void FileBytes::open() {
-    // Without O_NONBLOCK a named pipe would hold us up until somebody writes to it.
+    // Without O_NONBLOCK the open of a named pipe would block until a process writes to it.
     file_ = FileDescriptor(::open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
     if (!file_.isOpen() || ::fstat(file_.get(), &status_) != 0)
         failWithErrno(errno, label_ + ": cannot be opened");
@@ -39,7 +39,7 @@ void FileBytes::lock(std::chrono::milliseconds wait) {
             isLocked_ = true;
             return;
         }
-        open(); // who held the lock has replaced the file
+        open(); // the holder of the lock has replaced the file
     }
 }
 

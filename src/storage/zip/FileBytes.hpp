@@ -17,21 +17,21 @@ namespace opc::storage {
 /// The bytes of an input package.
 class PackageBytes : public Bytes {
 public:
-    /// Refuses to go on when another program wrote to the bytes since they were opened.
+    /// Throws when another program wrote to the bytes since they were opened.
     virtual void throwIfChanged() const = 0;
 };
 
-/// The bytes of a file that stays open: who replaces the file by another does not disturb.
+/// The bytes of a file that stays open, also when the file is replaced by another one.
 class FileBytes final : public PackageBytes {
 public:
     /// @param label starts the messages.
     FileBytes(std::filesystem::path file, std::string label);
 
-    /// Waits for the lock on the file, and opens it anew as often as another process replaced it meanwhile.
-    /// @throws opc::Exception device_or_resource_busy when the time is over; as the constructor.
+    /// Waits for the lock on the file, and reopens it whenever another process replaced it meanwhile.
+    /// @throws opc::Exception device_or_resource_busy at the timeout; otherwise as the constructor.
     void lock(std::chrono::milliseconds wait);
 
-    /// What it was when it was opened.
+    /// The identity of the file when it was opened.
     FileIdentity identity() const { return FileIdentity(status_); }
     /// A descriptor to lock while the file is replaced; -1 when the lock is held already.
     int getUnlocked() const { return isLocked_ ? -1 : file_.get(); }

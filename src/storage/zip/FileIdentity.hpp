@@ -5,13 +5,13 @@
 
 namespace opc::storage {
 
-/// What tells a file from every other one, and from itself after a program wrote to it.
+/// Identifies a file and its state: it differs from that of any other file, and changes when a program writes to it.
 class FileIdentity {
 public:
     explicit FileIdentity(const struct stat& status)
         : device_(status.st_dev), inode_(status.st_ino), size_(status.st_size), modified_(status.st_mtim) {}
 
-    /// Whether it is the same file, whatever is in it.
+    /// Whether it is the same file, whatever its content.
     bool isFileOf(const FileIdentity& other) const { return device_ == other.device_ && inode_ == other.inode_; }
 
     bool operator==(const FileIdentity& other) const {

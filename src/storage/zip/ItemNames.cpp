@@ -19,7 +19,7 @@ bool isContentTypesItem(std::string_view itemName) {
 
 namespace {
 
-/// The item name behind a slash, with escapes in place of what a URI does not hold.
+/// The item name after a slash, with characters that are not allowed in a URI escaped.
 std::u16string toURI(std::string_view itemName) {
     std::u16string uri = u"/";
     uri.reserve(1 + itemName.size());
@@ -48,13 +48,13 @@ std::string explainItemName(std::string_view itemName) {
         return "a backslash in the name";
     switch (rule) {
     case detail::PartNameRule::NoEmptySegment:
-    case detail::PartNameRule::AbsolutePath: // "//" in front
+    case detail::PartNameRule::AbsolutePath: // starts with "//"
         return "an empty segment in the name";
     case detail::PartNameRule::NoSegmentOfDots:
     case detail::PartNameRule::NoDotAtEnd:
         return "a segment of the name ends with a dot";
     default:
-        return "an escape in the name that no part name has";
+        return "an escape in the name that is not allowed in a part name";
     }
 }
 

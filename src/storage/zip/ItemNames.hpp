@@ -11,16 +11,16 @@ namespace opc::storage {
 /// True for the item that holds the content types stream, in whatever case it is written.
 bool isContentTypesItem(std::string_view itemName);
 
-/// The part name of an item: a "/" before the item name, and percent-encoded what a part name cannot hold.
+/// The part name of an item: a "/" before the item name, and what is not allowed in a part name percent-encoded.
 /// @param itemName UTF-8.
-/// @return nothing for an item that can be no part.
+/// @return nothing for an item that cannot be a part.
 std::optional<std::u16string> toPartName(std::string_view itemName);
 
-/// Why an item can be no part by its name, for which `toPartName` gives nothing: "a backslash in the name".
+/// Why an item cannot be a part by its name, for which `toPartName` returns nothing: "a backslash in the name".
 std::string explainItemName(std::string_view itemName);
 
 /// The item name of a new part.
-/// @return nothing when that item would not be this part again.
+/// @return nothing when that item would not map back to this part.
 std::optional<std::string> toItemName(std::u16string_view partName);
 
 } // namespace opc::storage

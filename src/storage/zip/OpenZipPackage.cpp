@@ -26,7 +26,7 @@ using interfaces::OpenMode;
 
 namespace {
 
-/// A working directory that changes later shall not send a save to another file.
+/// A later change of the working directory must not redirect a save to another file.
 std::filesystem::path absolutePath(const std::filesystem::path& file, const std::string& label) {
     std::error_code error;
     std::filesystem::path result = std::filesystem::absolute(file, error);
@@ -49,7 +49,7 @@ ZipChanges::Added toAdded(const ZipEntry& entry) {
     return {entry.name, entry.bytes.getContent(), entry.bytes.compression(), entry.getLabel()};
 }
 
-/// Reads the pieces of an interleaved part one after another.
+/// Reads the pieces of an interleaved part in order.
 class PiecesReader final : public ItemReader {
 public:
     PiecesReader(const ZipArchive& archive, const ZipEntry& entry) : archive_(archive), entry_(entry) {}
@@ -73,7 +73,7 @@ private:
     std::unique_ptr<ItemReader> current_;
 };
 
-/// Why an item is no part.
+/// Why an item is not a part.
 std::string explainOther(const ZipEntry& entry) {
     if (parsePieceName(entry.name))
         return "a piece of a part whose pieces are not complete";
@@ -108,7 +108,7 @@ OpenZipPackage::OpenZipPackage(const ZipLocation& location, OpenMode mode,
     }
 }
 
-/// The file that a created package will replace is not read, and needs no lock where it cannot be.
+/// The file that a created package will replace is not read, and is not locked where it cannot be read.
 void OpenZipPackage::openReplaced() {
     if (!own_ || !own_->known || output_)
         return;
@@ -187,7 +187,7 @@ void OpenZipPackage::readItems() {
         throwIfNamesMeet(items_, *archive_, location_.label);
 }
 
-/// The start of the item by which other formats say what they are; empty when there is none that can be read.
+/// The start of the item by which other formats declare their media type; empty when none can be read.
 std::string OpenZipPackage::readMediaType() {
     std::string text(100, '\0');
     try {
@@ -199,7 +199,7 @@ std::string OpenZipPackage::readMediaType() {
     return text.substr(0, text.find_first_of("\r\n"));
 }
 
-/// @param pieces of an interleaved item; a lone piece is no part (ECMA-376-2 §7.2.4).
+/// @param pieces of an interleaved item; a lone piece is not a part (ECMA-376-2 §7.2.4).
 void OpenZipPackage::addItem(std::uint64_t index, const ZipArchive::Item& item, std::vector<std::uint64_t> pieces) {
     const bool isContentTypes = isContentTypesItem(item.name);
     if (isContentTypes && items_.contentTypes()) {
@@ -216,7 +216,7 @@ void OpenZipPackage::addItem(std::uint64_t index, const ZipArchive::Item& item, 
     entry.pieces = std::move(pieces);
     entry.size = item.size;
     entry.compressedSize = item.compressedSize;
-    // The directory may say what it likes: more bytes than the file has are not there.
+    // The number in the directory is not trusted: there are at most as many bytes as the file has.
     entry.count.compressedSize = std::min(entry.compressedSize, archive_->getBytes().size());
 }
 
@@ -235,7 +235,7 @@ void OpenZipPackage::readContentTypes() {
     try {
         types = storage::readContentTypes(*readOriginal(stream), limits_.get().xmlSize);
     } catch (const Exception&) {
-        // Whoever reads the stream meets the same failure; here it says that nothing is known of the types.
+        // The model meets the same failure when it reads the stream; here no content type is known.
     }
     if (location_.options.consistent) {
         throwIfNotPlainXml(stream, types.has_value());
@@ -249,13 +249,13 @@ void OpenZipPackage::readContentTypes() {
     items_.findParts(types ? &*types : nullptr, location_.label);
 }
 
-/// What is longer than the bound on XML is left to the parser, which names the bound.
+/// A longer part than the limit on XML is left to the parser, which names the limit.
 /// @param isUsable whether it could be read before.
 void OpenZipPackage::throwIfNotPlainXml(ZipEntry& entry, bool isUsable) {
     const std::uint64_t bound = limits_.get().xmlSize;
     if (!isUsable || (entry.size <= bound && !isPlainXml(*readOriginal(entry), bound))) {
-        fail(Errc::bad_message,
-             location_.label + ": " + inQuotes(entry.name) + ": cannot be read, or is XML that not every reader takes");
+        fail(Errc::bad_message, location_.label + ": " + inQuotes(entry.name) +
+                                    ": cannot be read, or is XML that not every reader accepts");
     }
 }
 
@@ -356,11 +356,11 @@ ZipEntry* OpenZipPackage::findMainPart(ZipEntry& relationships) {
         const auto reader = content ? readContent(content) : readOriginal(relationships);
         return items_.findPart(storage::findMainPart(*reader, limits_.get().xmlSize));
     } catch (const Exception&) {
-        return nullptr; // no reason to refuse a save: who reads them meets the same failure
+        return nullptr; // no reason to refuse a save: the model reports the same failure
     }
 }
 
-/// The items that tell what kind of package it is, in the order in which they start a file. Those that are new come
+/// The items by which the kind of a package is recognized, in the order in which they start a file. New ones come
 /// first, unless the file starts with other items.
 OpenZipPackage::Head OpenZipPackage::findHead() {
     Head head;
@@ -390,7 +390,7 @@ ZipChanges OpenZipPackage::collectChanges() {
     for (const ZipEntry& entry : items_.all()) {
         const auto& content = entry.bytes.getContent();
         if (content && !entry.pieces.empty()) {
-            // In one piece from now on, in the place and with the name of the whole.
+            // From now on a single item, at the position and with the name of the whole.
             changes.replaced.push_back({*entry.index, content, entry.getLabel(), entry.name});
             changes.deleted.insert(changes.deleted.end(), std::next(entry.pieces.begin()), entry.pieces.end());
         } else if (content && entry.index) {
@@ -440,7 +440,7 @@ std::string OpenZipPackage::labelOf(std::u16string_view partName) const {
     return labelOf(detail::toUTF8String(partName, false));
 }
 
-/// @param partName of what is concerned; empty for the package.
+/// @param partName of the part concerned; empty for the package.
 void OpenZipPackage::throwIfReadOnly(std::u16string_view partName) const {
     if (opening_.mode == OpenMode::ReadOnly) {
         const std::string label = partName.empty() ? location_.label : labelOf(partName);

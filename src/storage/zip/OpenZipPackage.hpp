@@ -44,7 +44,7 @@ public:
                                           interfaces::CompressionType compression);
     void deletePart(const std::u16string& name);
 
-    /// Writes the changes, if there are any, to where they belong.
+    /// Writes the changes, if there are any, to the file or the output.
     void save();
 
 private:
@@ -64,7 +64,7 @@ private:
     void throwIfCreateOnly(const std::string& label) const;
     struct Head {
         std::vector<const ZipEntry*> entries; ///< new ones
-        std::uint64_t leading = 0;            ///< items of the archive that they come behind
+        std::uint64_t leading = 0;            ///< items of the archive before them
     };
     ZipEntry* findMainPart(ZipEntry& relationships);
     Head findHead();
@@ -80,7 +80,7 @@ private:
     std::unique_ptr<FileBytes> replaced_; ///< what a created package replaces
     ReadLimits limits_;
     std::unique_ptr<ZipArchive> archive_; ///< null in a created package
-    ZipItems items_;                      ///< its readers end before the archive
+    ZipItems items_;                      ///< its readers are destroyed before the archive
     std::vector<std::uint64_t> deleted_;  ///< indexes in the archive
 };
 

@@ -20,7 +20,7 @@ namespace {
 constexpr std::string_view COMPOUND_FILE = "\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1";
 constexpr std::size_t COMPOUND_HEADER_SIZE = 512;
 constexpr std::size_t COMPOUND_ENTRY_SIZE = 128;
-/// A directory with more sectors is not looked through to its end.
+/// Of a larger directory, only so many sectors are searched.
 constexpr std::size_t MAXIMUM_SECTORS = 256;
 
 struct Format {
@@ -66,14 +66,14 @@ ByteVector readFrom(const Bytes& file, std::uint64_t offset, std::size_t size) {
     return bytes;
 }
 
-/// The description of the first format whose mark is there; empty for none.
+/// The description of the first format whose signature matches; empty for none.
 template <std::size_t COUNT, class IsThere>
 std::string find(const Format (&formats)[COUNT], const IsThere& isThere) {
     const auto found = std::ranges::find_if(formats, isThere, &Format::mark);
     return found == std::end(formats) ? "" : found->description;
 }
 
-/// The directory of a compound file, read as far as the header alone leads to it.
+/// The directory of a compound file, as far as it can be found by the header alone.
 class CompoundDirectory {
 public:
     CompoundDirectory(const Bytes& file, ByteSpan header)
@@ -100,7 +100,7 @@ public:
     }
 
 private:
-    static constexpr std::uint64_t END_OF_CHAIN = 0xFFFFFFFA; ///< greater numbers are no sectors
+    static constexpr std::uint64_t END_OF_CHAIN = 0xFFFFFFFA; ///< greater numbers are not sectors
 
     ByteVector readSector(std::uint64_t sector) const {
         return readFrom(file_, (sector + 1) * sectorSize_, sectorSize_);

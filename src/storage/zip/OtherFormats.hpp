@@ -7,15 +7,15 @@
 #include <string>
 #include <string_view>
 
-/// What files are that people take for packages, for the messages that refuse them. Everything is told by well-known
-/// bytes and names; nothing of a file is trusted.
+/// Recognizes formats of files that are taken for packages, for the messages that refuse them. It uses well-known
+/// signatures and names; nothing in a file is trusted.
 namespace opc::storage {
 
 /// An OLE2 compound file: "an OLE2 compound file (an encrypted Office document), not a package"; empty for any other
-/// file. Office programs take a file with this header for a document of that kind, whatever follows.
+/// file. Office programs open a file with this header as such a document, whatever follows.
 std::string explainCompoundFile(const Bytes& file);
 
-/// A file that is no ZIP file: "a PDF document, not a package".
+/// A file that is not a ZIP file: "a PDF document, not a package".
 std::string explainOtherFile(const Bytes& file);
 
 /// A ZIP file without a content types stream: "a Java archive (JAR), not a package: ...".

@@ -16,7 +16,7 @@ std::string toLower(std::string_view text) {
     return lower;
 }
 
-/// Takes an ending off, in whatever case it is written.
+/// Removes a suffix, without regard to case.
 bool takeOff(std::string_view& text, std::string_view ending) {
     if (text.size() < ending.size() || toLower(text.substr(text.size() - ending.size())) != ending)
         return false;
@@ -24,7 +24,7 @@ bool takeOff(std::string_view& text, std::string_view ending) {
     return true;
 }
 
-/// A number as it is written in piece names: without zeros before it.
+/// A number in a piece name: without leading zeros.
 std::optional<std::uint64_t> parseNumber(std::string_view digits) {
     std::uint64_t number = 0;
     const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
@@ -61,7 +61,7 @@ std::vector<std::uint64_t> PieceGroups::findComplete(std::string_view prefix) co
     if (found == groups_.end())
         return indexes;
     const Group& group = found->second;
-    // As many pieces as the last number says, with the last as the highest, are all of them.
+    // The pieces are complete when their count fits the number of the last one, which is the highest.
     const bool isComplete = group.last && !group.hasTwoLast && group.indexes.size() == *group.last + 1 &&
                             group.indexes.rbegin()->first == *group.last;
     if (isComplete) {

@@ -18,17 +18,17 @@ struct PieceName {
     bool isLast;
 };
 
-/// @return nothing for an item that is no piece by its name.
+/// @return nothing for an item whose name is not that of a piece.
 std::optional<PieceName> parsePieceName(std::string_view itemName);
 
-/// The pieces of a package, sorted by what they are pieces of.
+/// The pieces of a package, grouped by their whole.
 class PieceGroups {
 public:
     /// @param index of the item in the directory.
-    /// @return false when there is a piece of that name already.
+    /// @return false for a duplicate piece.
     bool add(const PieceName& name, std::uint64_t index);
 
-    /// The indexes of all pieces in their order; empty when one is missing, or when there is more than the last one.
+    /// The indexes of all pieces in their order; empty when one is missing, or when pieces follow the last one.
     std::vector<std::uint64_t> findComplete(std::string_view prefix) const;
 
 private:

@@ -55,7 +55,7 @@ void ReadLimits::count(std::uint64_t size, ReadCount& item, const ItemOrigin& or
     if (size > limits_.itemSize)
         failAt(limits_.itemSize, origin.getLabel(), "the content has more bytes than ", "item-size");
     if (size > Limits::RATIO_FLOOR && size / std::max<std::uint64_t>(limits_.ratio, 1) > item.compressedSize)
-        failAt(limits_.ratio, origin.getLabel(), "more bytes come out for one compressed byte than ", "ratio");
+        failAt(limits_.ratio, origin.getLabel(), "more inflated bytes for one compressed byte than ", "ratio");
     if (size > item.inflated) {
         total_ += size - item.inflated;
         item.inflated = size;

@@ -16,10 +16,10 @@ namespace opc::storage {
 /// What the readers of one item have in common.
 struct ReadCount {
     std::uint64_t compressedSize = 0; ///< bytes in the file
-    std::uint64_t inflated = 0;       ///< the most that one reader has got
+    std::uint64_t inflated = 0;       ///< the most bytes that one reader delivered
 };
 
-/// Keeps the limits of a package that is read, by what really comes out of it. Outlives its readers.
+/// Enforces the limits of a package that is read, on the bytes that are delivered. Outlives its readers.
 class ReadLimits {
 public:
     explicit ReadLimits(const Limits& limits) : limits_(limits) {}
@@ -34,7 +34,7 @@ public:
     /// @param origin whose bytes they are. It and the count outlive the reader.
     std::unique_ptr<ItemReader> watch(std::unique_ptr<ItemReader> reader, ReadCount& count, const ItemOrigin& origin);
 
-    /// Counts what one reader has got of an item so far.
+    /// Counts the bytes of an item that one reader has delivered so far.
     void count(std::uint64_t size, ReadCount& item, const ItemOrigin& origin);
 
 private:

@@ -30,7 +30,7 @@ constexpr int MAXIMUM_ATTEMPTS = 100;
 /// Keeps the name of a temporary file within the 255 bytes of common file systems.
 constexpr std::size_t MAXIMUM_NAME_PART = 200;
 
-/// The file that a name stands for when it is a symbolic link, which need not exist.
+/// The target of a name that is a symbolic link; it need not exist.
 fs::path followLinks(fs::path file, const std::string& label) {
     std::error_code error;
     for (int i = 0; i < MAXIMUM_LINKS; ++i) {
@@ -52,7 +52,7 @@ constexpr std::string_view MARK_DIGITS = "0123456789abcdefghijklmnopqrstuvwxyz";
 constexpr std::size_t MARK_LENGTH = 12;
 constexpr std::string_view ENDING = ".opcraft-tmp";
 
-/// What the names of all temporary files for a file start with.
+/// The prefix of the names of all temporary files for a file.
 std::string temporaryStart(const fs::path& file) {
     return "." + file.filename().string().substr(0, MAXIMUM_NAME_PART) + ".";
 }
@@ -71,7 +71,7 @@ bool isTemporaryName(std::string_view name, std::string_view start) {
            name.substr(start.size(), MARK_LENGTH).find_first_not_of(MARK_DIGITS) == std::string_view::npos;
 }
 
-/// Who writes a temporary file holds a lock on it, which the system takes back when it dies.
+/// The writer of a temporary file holds a lock on it, which the system releases when the process ends.
 void removeUnlessLocked(const fs::path& name) {
     const FileDescriptor file(::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
     struct stat status = {};
@@ -80,7 +80,7 @@ void removeUnlessLocked(const fs::path& name) {
         ::unlink(name.c_str());
 }
 
-/// Takes a name that no file has.
+/// Renames a file to a name that must not exist.
 /// @return 0, or -1 with the reason in `errno`.
 int renameWhereFree(const fs::path& from, const fs::path& to) {
     const int result = ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
@@ -88,7 +88,7 @@ int renameWhereFree(const fs::path& from, const fs::path& to) {
     return isUnknown ? ::rename(from.c_str(), to.c_str()) : result;
 }
 
-/// Holds the lock on a file while it is replaced. Where another process holds it for long, that one will see what was
+/// Holds the lock on a file while it is replaced. Where another process holds it for long, it will detect what was
 /// done.
 class BriefLock {
 public:
@@ -124,7 +124,7 @@ FileTarget::FileTarget(Destination& destination) : destination_(destination), la
     if (::stat(file_.c_str(), &status) == 0) {
         if (S_ISDIR(status.st_mode))
             failWithErrno(EISDIR, label_ + ": cannot be replaced");
-        // A rename would put a plain file in the place of a device or a pipe.
+        // A rename would replace a device or a pipe by a regular file.
         if (!S_ISREG(status.st_mode))
             fail(Errc::invalid_argument, label_ + ": not a regular file");
         throwIfNotWritable(file_, label_);
@@ -153,13 +153,13 @@ void FileTarget::createTemporary() {
 /// @return false when there is none, with the reason in `errno`.
 bool FileTarget::createTemporary(fs::path name) {
     const int flags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
-    // What replaces a file is nobody else's to read before it has the mode of that file.
+    // Only the owner may read the new file before it has the mode of the old one.
     output_ = FileDescriptor(::open(name.c_str(), flags, old_ ? 0600 : 0666));
     if (!output_.isOpen())
         return false;
     temporary_ = std::move(name);
-    // Before it was locked, another save may have taken it for one that was left behind. Where there are no locks,
-    // nobody does.
+    // Before it was locked, another save may have removed it as a leftover. Where there are no locks,
+    // none does.
     struct stat status = {};
     const bool isLocked = ::flock(output_.get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
     if (isLocked && ::fstat(output_.get(), &status) == 0 && status.st_nlink > 0)
@@ -175,7 +175,7 @@ void FileTarget::removeLeftBehind() const {
     struct Closing {
         void operator()(DIR* folder) const noexcept { ::closedir(folder); }
     };
-    // Not a directory_iterator: GNU's ends the process when it gets no memory.
+    // Not a directory_iterator: that of GNU terminates the process when it gets no memory.
     const fs::path parent = folderOf(file_);
     const std::unique_ptr<DIR, Closing> folder(::opendir(parent.c_str()));
     while (const dirent* entry = folder ? ::readdir(folder.get()) : nullptr)
@@ -188,7 +188,7 @@ void FileTarget::write(const unsigned char* data, std::size_t size) {
     position_ += size;
 }
 
-/// A file system that can share blocks between files need not copy anything.
+/// File systems that share blocks between files do not copy anything.
 std::uint64_t FileTarget::writeFrom(const FilePiece& piece) {
     auto from = static_cast<off_t>(piece.offset);
     auto to = static_cast<off_t>(position_);
@@ -208,7 +208,7 @@ void FileTarget::keepOwnerAndMode() {
     mode_t mode = old_->mode;
     bool keepsGroup = true;
     if (::fchown(output_.get(), old_->user, old_->group) != 0) {
-        mode &= 01777; // set-user-id and set-group-id would lend the rights of another owner
+        mode &= 01777; // set-user-id and set-group-id would grant the rights of another owner
         keepsGroup = ::fchown(output_.get(), static_cast<uid_t>(-1), old_->group) == 0;
         if (!keepsGroup)
             mode &= ~static_cast<mode_t>(070) | (mode & 07) << 3; // another group may do what everybody may
@@ -238,7 +238,7 @@ bool FileTarget::findKnown() const {
 }
 
 void FileTarget::replace() {
-    // From the look to the rename, other savers of the file that was opened wait.
+    // From the check to the rename, other savers of the file that was opened wait.
     const BriefLock lock(destination_.unlocked);
     const bool isThere = findKnown();
     if ((isThere ? ::rename(temporary_.c_str(), file_.c_str()) : renameWhereFree(temporary_, file_)) != 0) {
@@ -254,7 +254,7 @@ void FileTarget::commit() {
     const FileDescriptor lock(::fcntl(output_.get(), F_DUPFD_CLOEXEC, 0));
     if (!lock.isOpen() || ::fsync(output_.get()) != 0 || output_.close() != 0)
         failWithErrno(errno, label_ + ": cannot be written");
-    // Before the rename, since nothing may fail for lack of memory behind it.
+    // Before the rename, since nothing may fail for lack of memory after it.
     const FileDescriptor folder(::open(folderOf(file_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     struct stat written = {};
     if (::fstat(lock.get(), &written) != 0)
@@ -262,7 +262,7 @@ void FileTarget::commit() {
     replace();
     temporary_.clear();
     destination_.known = FileIdentity(written);
-    // A folder that may be written but not read, or a file system that cannot sync folders, is no failure.
+    // A folder without read permission, or a file system that cannot sync folders, is not an error.
     if (folder.isOpen() && ::fsync(folder.get()) != 0 && errno != EINVAL && errno != EROFS)
         failWithErrno(errno, label_ + ": the folder cannot be synced");
 }

@@ -17,7 +17,7 @@ namespace opc::storage {
 /// Throws permission_denied when the file exists and the user may not write to it.
 void throwIfNotWritable(const std::filesystem::path& file, const std::string& label);
 
-/// Where a file is saved, and which file may be lost by that.
+/// Where a file is saved, and which file may be replaced.
 struct Destination {
     /// @param label starts the messages.
     Destination(std::filesystem::path file, std::string label);
@@ -25,15 +25,15 @@ struct Destination {
     std::filesystem::path file;
     std::string label;
     std::optional<FileIdentity> known; ///< what may be replaced; nothing: there was no file
-    int unlocked = -1;                 ///< the descriptor of it on which savers wait for each other; -1: none
+    int unlocked = -1;                 ///< its descriptor for the lock between savers; -1: none
 };
 
-/// Replaces a file: writes a temporary one beside it, which takes its place at the end. A symbolic link stays, the
-/// file behind it is replaced, with its mode and, where the system allows it, its owner. Temporary files that others
-/// left behind when they were killed are removed.
+/// Replaces a file: writes a temporary one beside it and renames it at the end. A symbolic link stays, the
+/// file it leads to is replaced, with its mode and, where the system allows it, its owner. Temporary files that other
+/// processes left when they were killed are removed.
 class FileTarget final : public Target {
 public:
-    /// @param destination outlives the target, and knows the new file once it is there.
+    /// @param destination outlives the target, and gets the identity of the new file.
     /// @throws opc::Exception device_or_resource_busy when there is another file than the known one; so does `commit`.
     explicit FileTarget(Destination& destination);
     ~FileTarget() override;

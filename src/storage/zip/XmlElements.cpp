@@ -16,7 +16,7 @@ namespace opc::storage {
 
 namespace {
 
-/// Between the namespace and the local name of an element; no URI holds it.
+/// Between the namespace and the local name of an element; which cannot occur in a URI.
 constexpr XML_Char SEPARATOR = ' ';
 
 struct ParserDeleter {
@@ -50,7 +50,7 @@ void XMLCALL startXml(void* data, const XML_Char* version, const XML_Char* /*enc
         XML_StopParser(static_cast<Parse*>(data)->parser, XML_FALSE);
 }
 
-/// @return false when the stream is no XML that can be used.
+/// @return false when the stream is not usable XML.
 bool feed(XML_Parser parser, ItemReader& stream, std::uint64_t left) {
     std::array<unsigned char, 16384> buffer;
     for (;;) {

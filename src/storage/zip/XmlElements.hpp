@@ -23,7 +23,7 @@ public:
     bool hasPrefix() const { return hasPrefix_; }
 
     /// The value of an attribute without a namespace; empty when there is none.
-    /// @throws opc::Exception when it is no text.
+    /// @throws opc::Exception when it is not valid UTF-8.
     std::u16string attribute(std::string_view name) const;
 
 private:
@@ -32,13 +32,13 @@ private:
     const char** attributes_;
 };
 
-/// Reads XML to its end, if that comes before so many bytes, and calls an action for the start of each element.
-/// @return false when it is longer, or no well-formed XML without a document type declaration.
+/// Reads XML of at most so many bytes and calls an action for the start of each element.
+/// @return false when it is longer, is not well-formed or has a document type declaration.
 /// @throws what the action throws.
 bool forEachElement(ItemReader& stream, std::uint64_t maximumSize,
                     const std::function<void(const XmlElement&)>& action);
 
-/// Whether a stream is XML that every reader reads alike: well-formed XML 1.0 in the encoding that it declares, without
+/// Whether a stream is XML that all readers parse alike: well-formed XML 1.0 in the encoding that it declares, without
 /// a document type declaration.
 bool isPlainXml(ItemReader& stream, std::uint64_t maximumSize);
 

@@ -12,7 +12,7 @@ namespace opc::storage {
 
 namespace {
 
-/// What one call of libzip is asked for at most: it counts in signed numbers.
+/// The most bytes for one call of libzip, which counts in signed numbers.
 constexpr std::size_t MAXIMUM_READ = 1U << 30;
 
 struct FileCloser {
@@ -42,16 +42,17 @@ public:
     }
 
 private:
-    /// libzip checks the checksum at the end, but not that the content is as long as the directory says.
+    /// libzip checks the checksum at the end, but not that the length of the content is that in the directory.
     void countDown(std::uint64_t count) {
         if (count > left_ || (count == 0 && left_ > 0))
-            fail(Errc::bad_message, label_ + ": the content is damaged: it is not as long as the directory says");
+            fail(Errc::bad_message,
+                 label_ + ": the content is damaged: its length is not that in the central directory");
         left_ -= count;
     }
 
     ZipSource& source_;
     std::string label_;
-    std::uint64_t left_; ///< bytes still to come
+    std::uint64_t left_; ///< bytes that remain
     std::unique_ptr<zip_file_t, FileCloser> file_;
 };
 
@@ -110,7 +111,7 @@ std::unique_ptr<ItemReader> ZipArchive::read(std::uint64_t index, const std::str
     return reader;
 }
 
-/// libzip does not tell where the directory is that it took, so its items are compared.
+/// libzip does not report the offset of the directory that it read, so the items are compared.
 bool ZipArchive::hasSameItems(const ZipDirectory& directory) const {
     const auto& records = directory.records();
     if (records.size() != count())
@@ -127,7 +128,7 @@ bool ZipArchive::hasSameItems(const ZipDirectory& directory) const {
     return true;
 }
 
-/// The check at open knew no lengths of local headers.
+/// The lengths of local headers were not known to the check at open.
 void ZipArchive::throwIfOverlapping(std::uint64_t index, const std::string& itemLabel) const {
     const DirectoryRecord& record = directory_.records()[index];
     const std::uint64_t headerSize =

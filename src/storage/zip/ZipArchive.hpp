@@ -18,7 +18,7 @@ struct ZipDiscarder {
 };
 using ZipHandle = std::unique_ptr<zip_t, ZipDiscarder>;
 
-/// A ZIP file that is open for reading. Items are known by their index in the central directory.
+/// A ZIP file that is open for reading. Items are identified by their index in the central directory.
 class ZipArchive {
 public:
     struct Item {
@@ -28,13 +28,13 @@ public:
     };
 
     /// @param label starts the messages.
-    /// @throws opc::Exception bad_message for what is no ZIP file, or could be taken for two.
+    /// @throws opc::Exception bad_message for a file that is not a ZIP file, or is ambiguous.
     ZipArchive(std::unique_ptr<PackageBytes> bytes, std::string label);
 
     std::uint64_t count() const;
     Item item(std::uint64_t index) const;
 
-    /// The name for who takes every name that is not marked as UTF-8 for one in the old IBM code page.
+    /// The name as read by programs that decode every name not marked as UTF-8 by the old IBM code page.
     std::string strictName(std::uint64_t index) const;
 
     /// Reads an item from its start. Any number of readers may be in use at the same time; none outlives the

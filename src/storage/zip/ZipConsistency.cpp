@@ -22,10 +22,10 @@ namespace {
 
 constexpr std::size_t BLOCK_SIZE = 64 * 1024;
 
-/// In front of the first item of a file that could have become several (APPNOTE §8.5).
+/// The marker before the first item of an archive that could have been split (APPNOTE §8.5).
 constexpr std::uint32_t SINGLE_DISK_MARKER = 0x30304B50;
 
-/// How hard the compressor tried says nothing to a reader (APPNOTE §4.4.4).
+/// The bits for the effort of the compressor, which readers ignore (APPNOTE §4.4.4).
 constexpr unsigned COMPRESSION_LEVEL = 3U << 1;
 
 /// The type of a file in what Unix programs keep of it (the upper half of the external attributes).
@@ -41,7 +41,7 @@ struct ItemHeader : LocalHeader {
     ByteSpan extra() const { return ByteSpan(rest).subspan(nameSize); }
 };
 
-/// Whether a Unicode path field (APPNOTE §4.6.9) renames the item. One for another name is out of date, and void.
+/// Whether a Unicode path field (APPNOTE §4.6.9) renames the item. One for another name is outdated and ignored.
 bool isRenamed(ByteSpan extra, ByteSpan name) {
     const std::uint64_t sum = ::crc32(0, name.data(), static_cast<uInt>(name.size()));
     bool renamed = false;
@@ -72,7 +72,7 @@ private:
         fail(Errc::bad_message, label_ + ": the end of the ZIP structure is ambiguous: " + what);
     }
 
-    /// Some readers find the directory by what stands right in front of the end record, others by its own words.
+    /// Some readers find the directory directly before the end record, others by the offset in the record.
     void checkEnd() const {
         const auto end = readRecord<EndRecord>(read(directory_.endRecord(), SIZE<EndRecord>));
         if (file_.size() - directory_.endRecord() - SIZE<EndRecord> != end.commentSize)
@@ -83,7 +83,7 @@ private:
         if (directory_.start() + directory_.size() != findBehindDirectory(end))
             failAtEnd("the end record does not follow the central directory");
         if (!isOneDisk(end))
-            failAtEnd("the end record tells of other disks");
+            failAtEnd("the end record refers to other disks");
     }
 
     template <class End>
@@ -92,7 +92,7 @@ private:
         return isNoOther(end.disk) && isNoOther(end.directoryDisk) && end.diskEntries == end.entries;
     }
 
-    /// @return the offset of the first record behind the directory.
+    /// @return the offset of the first record after the directory.
     std::uint64_t findBehindDirectory(const EndRecord& end) const {
         const std::uint64_t offset = directory_.endRecord();
         if (offset < SIZE<EndLocator64>)
@@ -105,7 +105,7 @@ private:
         return locator.endRecordOffset;
     }
 
-    /// Readers look right in front of the locator, too, so there is no room for more in the record.
+    /// Readers also look directly before the locator, so the record must not be longer.
     EndRecord64 read64(std::uint64_t endRecord, const EndLocator64& locator) const {
         constexpr std::uint64_t room = SIZE<EndRecord64> + SIZE<EndLocator64>;
         const ByteVector bytes = endRecord < room ? ByteVector() : read(endRecord - room, SIZE<EndRecord64>);
@@ -118,7 +118,7 @@ private:
 
     void checkEnd64(const EndRecord& end, const EndLocator64& locator, const EndRecord64& end64) const {
         if (locator.endRecordDisk != 0 || !isOneDisk(end64))
-            failAtEnd("the end record of ZIP64 tells of other disks");
+            failAtEnd("the end record of ZIP64 refers to other disks");
         const bool agrees = isSameOrFull(end.entries, FULL_16, end64.entries) &&
                             isSameOrFull(end.directorySize, FULL_32, end64.directorySize) &&
                             isSameOrFull(end.directoryOffset, FULL_32, end64.directoryOffset);
@@ -151,15 +151,15 @@ private:
         }
     }
 
-    /// Programs tell a format by how a file starts, so it starts with the first item. In front of that, at most the
-    /// marker of an archive that could have been split stands (APPNOTE §8.5.4).
+    /// Programs recognize a format by the start of a file, so it starts with the first item. Before that, only the
+    /// marker of an archive that could have been split is allowed (APPNOTE §8.5.4).
     void checkStart(const DirectoryRecord& first) const {
         const ByteVector start = read(0, std::min<std::uint64_t>(first.localHeader, 4));
         const std::uint64_t marker = start.size() == 4 ? number(start, 0, 4) : 0;
         const bool isMarked = first.localHeader == 4 && (marker == SINGLE_DISK_MARKER || marker == DESCRIPTOR);
         if (first.localHeader != 0 && !isMarked) {
             fail(Errc::bad_message, label_ + ": " + std::to_string(first.localHeader) +
-                                        " bytes in front of the first item, which other programs may read instead");
+                                        " bytes before the first item, which other programs may read instead");
         }
     }
 
@@ -197,7 +197,7 @@ private:
         if (type != 0 && type != REGULAR_FILE && type != FOLDER)
             failAt(record, "the item is a link or a device");
         if (record.header.method == STORED && record.size != record.compressedSize)
-            failAt(record, "the item is stored, but its compressed size is another one than its size");
+            failAt(record, "the item is stored, but its compressed size differs from its size");
         if (record.header.disk != 0)
             failAt(record, "the item is on another disk");
     }
@@ -238,10 +238,10 @@ private:
     }
 
     static std::string disagreement(const char* what) {
-        return std::string("the local header tells another ") + what + " than the central directory";
+        return std::string("the local header and the central directory disagree about the ") + what;
     }
 
-    /// Zeros that align the next item are no data.
+    /// Zeros that align the next item are not data.
     void checkPadding(const DirectoryRecord& record, std::uint64_t from, std::uint64_t to) const {
         while (from < to) {
             const ByteVector block = read(from, std::min<std::uint64_t>(to - from, BLOCK_SIZE));
@@ -263,7 +263,7 @@ private:
     const std::string& label_;
 };
 
-/// A name for who goes down the folders to the first empty segment, and finds the last segment there.
+/// The name for a reader that descends the folders up to the first empty segment and puts the last segment there.
 std::string withoutHiddenSegments(const std::string& name) {
     const std::size_t empty = name.starts_with('/') ? 0 : name.find("//");
     return empty == std::string::npos ? name : name.substr(0, empty) + name.substr(name.rfind('/'));
@@ -279,7 +279,7 @@ namespace {
 
 using FoldedNames = std::map<std::string, std::pair<std::string, const void*>>;
 
-/// A reader that makes folders of names finds no item where it found a folder.
+/// A reader that creates folders for names cannot create an item where there is a folder.
 void throwIfBelowItems(const FoldedNames& folded, const std::string& label) {
     for (const auto& [text, entry] : folded) {
         const std::string folder = text + '/';

@@ -10,16 +10,16 @@
 
 namespace opc::storage {
 
-/// Refuses a file that readers could take for different packages: those that go by the central directory, those that go
-/// by the local headers from the front, and those that look for the directory from the end. libzip has a check of its
-/// own, which is not used: it names no item, refuses files of real producers for their times, and looks at neither
-/// flags, data descriptors nor what stands between the items.
+/// Refuses a file that readers could read as different packages: those that use the central directory, those that use
+/// the local headers from the start, and those that search for the directory from the end. libzip has a check of its
+/// own, which is not used: it names no item, refuses files of real producers for their times, and checks neither
+/// flags, data descriptors nor the bytes between the items.
 /// @param directory of the file.
 /// @param label starts the messages.
 /// @throws opc::Exception bad_message for what `ZipOptions::consistent` lists.
 void throwIfInconsistent(const Bytes& file, const ZipDirectory& directory, const std::string& label);
 
-/// Refuses two items that a reader could take for one, or for the same part, by their names (`foldName`).
+/// Refuses two items that a reader could confuse by their names, or read as the same part (`foldName`).
 /// @param items of the archive.
 /// @param label starts the messages.
 /// @throws opc::Exception bad_message

@@ -16,7 +16,7 @@ namespace {
 
 /// The end record is followed by nothing but its comment.
 constexpr std::uint64_t TAIL_SIZE = FULL_16 + SIZE<EndRecord> + SIZE<EndLocator64>;
-/// A file with more directories is refused before each of them has been read.
+/// The most directories that are read; a file with more is refused.
 constexpr int MAXIMUM_DIRECTORIES = 16;
 
 } // namespace
@@ -53,7 +53,7 @@ std::size_t findDescriptor(ByteSpan bytes, const DirectoryRecord& record) {
     return 0;
 }
 
-/// Looks for the end record of a file, from its end as all readers do.
+/// Searches for the end record of a file, backwards from its end as all readers do.
 class EndSearch {
 public:
     EndSearch(const Bytes& file, const std::function<bool(const ZipDirectory&)>& isWanted, const std::string& label)
@@ -78,7 +78,7 @@ public:
 private:
     ByteSpan tailFrom(std::size_t position) const { return ByteSpan(tail_).subspan(position); }
 
-    /// The comment of an end record, as far as it is there.
+    /// The comment of an end record, as far as the file has it.
     ByteSpan commentOf(std::size_t position) const {
         const ByteSpan rest = tailFrom(position + SIZE<EndRecord>);
         return rest.first(std::min<std::size_t>(rest.size(), endAt(position).commentSize));
@@ -112,7 +112,7 @@ private:
         found_ = std::move(directory);
     }
 
-    /// The directory of an end record: where it says, or right in front of it, as readers find it behind other data.
+    /// The directory of an end record: at its offset, or directly before the record, where readers find it, too.
     std::vector<ZipDirectory> read(std::size_t position) {
         std::vector<ZipDirectory> found;
         for (const ZipDirectory::End& end : readEnds(position)) {
@@ -128,7 +128,7 @@ private:
         return found;
     }
 
-    /// What the end record says, and the one of ZIP64 before it.
+    /// The fields of the end record, or of the one of ZIP64 before it.
     std::vector<ZipDirectory::End> readEnds(std::size_t position) const {
         std::vector<ZipDirectory::End> ends;
         const std::size_t locator = position - SIZE<EndLocator64>;
@@ -163,8 +163,8 @@ private:
     ByteVector tail_;
     std::uint64_t start_; ///< of the tail
     std::optional<ZipDirectory> found_;
-    bool hasLast_ = false;   ///< whether an end record was met
-    bool isTwofold_ = false; ///< whether what was found leads to two directories
+    bool hasLast_ = false;   ///< whether an end record was found
+    bool isTwofold_ = false; ///< whether two directories were found
     int directories_ = 0;
 };
 
@@ -216,7 +216,7 @@ bool ZipDirectory::readRecord(std::size_t& offset) {
     return true;
 }
 
-/// Counted is what an item takes at least: how long its local header is, is not known yet. Reading the item finds out.
+/// Counts the minimum size of an item: the length of its local header is known only when the item is read.
 void ZipDirectory::throwIfOverlapping(const std::string& label) const {
     for (std::size_t i = 1; i < order_.size(); ++i) {
         const DirectoryRecord& record = *order_[i - 1];
@@ -228,7 +228,7 @@ void ZipDirectory::throwIfOverlapping(const std::string& label) const {
     }
 }
 
-/// The first item, in the order of the file, that starts behind an offset.
+/// The first item, in the order of the file, that starts after an offset.
 ZipDirectory::Order::const_iterator ZipDirectory::findBehind(std::uint64_t offset) const {
     return std::upper_bound(
         order_.begin(), order_.end(), offset,

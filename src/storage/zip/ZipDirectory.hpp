@@ -13,11 +13,11 @@
 
 namespace opc::storage {
 
-/// What the central directory of a ZIP file says of one item.
+/// The central directory record of one item of a ZIP file.
 struct DirectoryRecord {
     zipformat::ByteSpan bytes; ///< the whole record; owned by the directory
     zipformat::CentralHeader header;
-    std::uint64_t compressedSize; ///< these three from the ZIP64 field where the header has no room for them
+    std::uint64_t compressedSize; ///< these three from the ZIP64 field where the header cannot hold them
     std::uint64_t size;
     std::uint64_t localHeader; ///< offset in the file
 
@@ -26,7 +26,7 @@ struct DirectoryRecord {
     zipformat::ByteSpan comment() const;
 };
 
-/// The local header at an offset, whatever its signature; nothing when the file ends before it does.
+/// The local header at an offset, whatever its signature; nothing when the file is too short.
 std::optional<zipformat::LocalHeader> readLocalHeader(const Bytes& file, std::uint64_t offset);
 
 /// The bytes from the start of a local header to the content.
@@ -34,19 +34,19 @@ constexpr std::uint64_t sizeOf(const zipformat::LocalHeader& header) {
     return zipformat::SIZE<zipformat::LocalHeader> + header.nameSize + header.extraSize;
 }
 
-/// The size of the data descriptor (APPNOTE §4.3.9) at the start of these bytes: its signature may be left out, and
-/// its sizes are of ZIP64 or not. 0 when in none of these forms it agrees with the directory.
+/// The size of the data descriptor (APPNOTE §4.3.9) at the start of these bytes: its signature is optional, and
+/// its sizes may be those of ZIP64. 0 when none of these forms agrees with the directory.
 std::size_t findDescriptor(zipformat::ByteSpan bytes, const DirectoryRecord& record);
 
 constexpr std::size_t MAXIMUM_DESCRIPTOR_SIZE = 24;
 
-/// The central directory of a ZIP file as it stands there (APPNOTE §4.3.12), to take over what is not changed.
+/// The central directory of a ZIP file as it is stored (APPNOTE §4.3.12), to copy what is not changed.
 class ZipDirectory {
 public:
-    /// Finds the directory of the last end record; what is in the comment of the archive is no end record.
-    /// @param isWanted tells whether another reader found the same one.
+    /// Finds the directory of the last end record; the comment of the archive is not searched.
+    /// @param isWanted whether another reader found the same one.
     /// @throws opc::Exception bad_message when it did not, or when an earlier end record outside the content of the
-    ///         items leads to a directory, too: who reads the file could not be sure.
+    ///         items leads to a directory, too, so that the file is ambiguous.
     static ZipDirectory find(const Bytes& file, const std::function<bool(const ZipDirectory&)>& isWanted,
                              const std::string& label);
 
@@ -61,14 +61,14 @@ public:
     std::uint64_t endRecord() const { return endRecord_; } ///< offset in the file
     zipformat::ByteSpan comment() const { return comment_; }
 
-    /// Refuses a file in which two items share bytes, so that a short file could stand for endless content.
+    /// Refuses a file in which two items share bytes, so that a short file could have huge content.
     /// @throws opc::Exception bad_message
     void throwIfOverlapping(const std::string& label) const;
 
     /// Whether so many bytes from an offset on are in the content of an item.
     bool isContent(const Bytes& file, std::uint64_t offset, std::uint64_t size) const;
 
-    /// The offset of what comes behind a local header and the content: the next item, or the directory.
+    /// The offset of what follows a local header and the content: the next item, or the directory.
     std::uint64_t findNext(std::uint64_t localHeader) const;
 
 private:
@@ -85,7 +85,7 @@ private:
     /// Whether a directory starts there.
     static bool isAt(const Bytes& file, const End& end);
 
-    /// @return false when it is no directory.
+    /// @return false when it is not a directory.
     bool read(const Bytes& file, const End& end);
     bool readRecord(std::size_t& offset);
     Order::const_iterator findBehind(std::uint64_t offset) const;

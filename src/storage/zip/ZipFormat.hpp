@@ -17,10 +17,10 @@ namespace opc::storage::zipformat {
 using ByteVector = std::vector<unsigned char>;
 using ByteSpan = std::span<const unsigned char>;
 
-/// May stand in front of a data descriptor (§4.3.9.3).
+/// The optional signature of a data descriptor (§4.3.9.3).
 constexpr std::uint32_t DESCRIPTOR = 0x08074B50;
 
-/// In place of a number that is too large for its field and stands in a ZIP64 field.
+/// Replaces a number that is too large for its field and is in a ZIP64 field.
 constexpr std::uint64_t FULL_16 = 0xFFFF;
 constexpr std::uint64_t FULL_32 = 0xFFFFFFFF;
 
@@ -42,7 +42,7 @@ constexpr unsigned UNICODE_PATH_FIELD = 0x7075;
 constexpr unsigned OLD_UNIX_FIELD = 0x5855;
 constexpr unsigned AES_FIELD = 0x9901;
 
-/// A number of so many bytes, the lowest first.
+/// A little-endian number of so many bytes.
 inline std::uint64_t number(ByteSpan bytes, std::size_t offset, std::size_t size) {
     std::uint64_t value = 0;
     for (std::size_t i = size; i-- > 0;)
@@ -55,16 +55,16 @@ inline void put(ByteVector& bytes, std::uint64_t value, std::size_t size) {
         bytes.push_back(static_cast<unsigned char>(value >> 8 * i));
 }
 
-/// A number in a field; one that is too large is written as the largest, and stands in a ZIP64 field.
+/// A number in a field; one that is too large is written as the largest, and is in a ZIP64 field.
 template <class Field>
 constexpr Field toField(std::uint64_t value) {
     return static_cast<Field>(std::min<std::uint64_t>(value, std::numeric_limits<Field>::max()));
 }
 
-// Each record lists its fields once, in their order; what reads and writes it goes by that. Their types are as wide as
+// Each record lists its fields once, in their order; reading and writing use that list. Their types are as wide as
 // the fields.
 
-/// What both headers of an item say (APPNOTE §4.4).
+/// The fields that both headers of an item have (APPNOTE §4.4).
 struct ItemFields {
     std::uint16_t versionNeeded = 0;
     std::uint16_t flags = 0;
@@ -83,7 +83,7 @@ struct ItemFields {
     }
 };
 
-/// In front of the content of an item (§4.3.7); name and extra fields follow.
+/// The local header, before the content of an item (§4.3.7); name and extra fields follow.
 struct LocalHeader : ItemFields {
     static constexpr std::uint32_t SIGNATURE = 0x04034B50;
     std::uint32_t signature = SIGNATURE;
@@ -91,7 +91,7 @@ struct LocalHeader : ItemFields {
     static constexpr auto list(auto& self) { return std::tuple_cat(std::tie(self.signature), ItemFields::list(self)); }
 };
 
-/// What the central directory says of an item (§4.3.12); name, extra fields and comment follow.
+/// The central directory header of an item (§4.3.12); name, extra fields and comment follow.
 struct CentralHeader : ItemFields {
     static constexpr std::uint32_t SIGNATURE = 0x02014B50;
     std::uint32_t signature = SIGNATURE;
@@ -109,7 +109,7 @@ struct CentralHeader : ItemFields {
     }
 };
 
-/// Behind the central directory (§4.3.16); the comment of the archive follows.
+/// The end record, after the central directory (§4.3.16); the comment of the archive follows.
 struct EndRecord {
     static constexpr std::uint32_t SIGNATURE = 0x06054B50;
     std::uint32_t signature = SIGNATURE;
@@ -127,7 +127,7 @@ struct EndRecord {
     }
 };
 
-/// In front of its locator where a number of the end record is too large (§4.3.14).
+/// The ZIP64 end record, before its locator, where a number of the end record is too large (§4.3.14).
 struct EndRecord64 {
     static constexpr std::uint32_t SIGNATURE = 0x06064B50;
     static constexpr std::uint64_t PLAIN_SIZE = 44; ///< `size` of a record without further data
@@ -148,7 +148,7 @@ struct EndRecord64 {
     }
 };
 
-/// In front of the end record (§4.3.15).
+/// The ZIP64 locator, before the end record (§4.3.15).
 struct EndLocator64 {
     static constexpr std::uint32_t SIGNATURE = 0x07064B50;
     std::uint32_t signature = SIGNATURE;
@@ -174,7 +174,7 @@ bool isRecord(ByteSpan bytes) {
     return bytes.size() >= SIZE<Record> && number(bytes, 0, 4) == Record::SIGNATURE;
 }
 
-/// The fields of a record, whatever its signature; those of zeros where there are not enough bytes.
+/// The fields of a record, whatever its signature; all zero where there are not enough bytes.
 template <class Record>
 Record readRecord(ByteSpan bytes) {
     Record record;
@@ -205,7 +205,7 @@ inline void append(ByteVector& bytes, ByteSpan more) {
     bytes.insert(bytes.end(), more.begin(), more.end());
 }
 
-/// One after another the extra fields, each whole; bytes that make no field are one field at the end.
+/// The extra fields in order, each with its header; bytes that do not form a field are one field at the end.
 template <class Action>
 void forEachExtraField(ByteSpan extra, Action action) {
     while (!extra.empty()) {
@@ -233,8 +233,8 @@ inline ByteSpan findNumbers64(ByteSpan extra) {
     return numbers;
 }
 
-/// Takes the next number out of a ZIP64 field where the record's own is full (APPNOTE §4.5.3).
-/// @return false when it is not there.
+/// Takes the next number from a ZIP64 field where the record's own is the largest (APPNOTE §4.5.3).
+/// @return false when it is missing.
 inline bool widen(std::uint64_t& value, ByteSpan& numbers) {
     if (value != FULL_32)
         return true;

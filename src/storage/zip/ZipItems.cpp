@@ -14,7 +14,7 @@ namespace opc::storage {
 
 namespace {
 
-/// Takes an entry out of a map that finds entries by name.
+/// Removes an entry from an index by name.
 template <typename Map>
 void erase(Map& map, const typename Map::key_type& name, ZipItems::Entries::iterator entry) {
     const auto [first, last] = map.equal_range(name);
@@ -25,7 +25,7 @@ void erase(Map& map, const typename Map::key_type& name, ZipItems::Entries::iter
 
 } // namespace
 
-/// Lets an entry be found by its names, or takes it out again.
+/// Adds an entry to the indexes by name, or removes it.
 void ZipItems::index(Entries::iterator entry) {
     try {
         byItemName_.emplace(entry->name, entry);
@@ -99,8 +99,8 @@ void ZipItems::noteOtherExtensions() {
     }
 }
 
-/// Relationships are judged by the model, unless what they belong to is kept from it; what are relationships of those
-/// in turn are too.
+/// Relationships are validated by the model, unless their source is not passed to it; this also holds for the
+/// relationships of such relationships parts.
 void ZipItems::hideRelationshipsOf(std::u16string name) {
     while (findByPartName(name) && !findPart(name)) {
         name = detail::getRelationshipsPartName(name);
@@ -112,7 +112,7 @@ void ZipItems::hideRelationshipsOf(std::u16string name) {
     }
 }
 
-/// Equal names are neighbours.
+/// Equal names are adjacent.
 void ZipItems::throwIfSamePart(const std::string& label) const {
     const ZipEntry* last = nullptr;
     for (const auto& [name, entry] : byPartName_) {

@@ -31,7 +31,7 @@ class ZipItemOwner {
 public:
     virtual ~ZipItemOwner() = default;
 
-    /// Package and item, to start messages with.
+    /// Package and item, for the start of messages.
     virtual std::string labelOf(std::string_view itemName) const = 0;
 
     virtual std::unique_ptr<ItemReader> readOriginal(ZipEntry& entry) = 0;
@@ -68,7 +68,7 @@ public:
     const Entries& all() const { return entries_; }
     Entries& all() { return entries_; }
 
-    /// Makes an item behind all others, or before a given one.
+    /// Adds an item after all others, or before a given one.
     template <class... Arguments>
     ZipEntry& add(Entries::iterator before, Arguments&&... arguments) {
         const auto entry = entries_.emplace(before, std::forward<Arguments>(arguments)...);
@@ -76,7 +76,7 @@ public:
         return *entry;
     }
 
-    /// Says how many items will come.
+    /// Reserves memory for so many items.
     void reserve(std::size_t count) { byItemName_.reserve(count); }
 
     /// The content types stream; null when there is none.
@@ -92,18 +92,18 @@ public:
     /// The part of this name; null for none.
     ZipEntry* findPart(std::u16string_view name);
 
-    /// The item whose name maps to this part name, be it a part or not; null for none.
+    /// The item whose name maps to this part name, whether or not it is a part; null for none.
     ZipEntry* findByPartName(std::u16string_view partName);
 
-    /// True when an item that is no part has this extension.
+    /// True when an item that is not a part has this extension.
     bool hasOthers(const std::u16string& extension) const { return otherExtensions_.contains(extension); }
 
-    /// Takes a part out.
+    /// Removes a part.
     void removePart(ZipEntry& part);
 
-    /// Finds out which of the items are parts (ECMA-376-2 §7.3.4), and their content types.
-    /// @param types what the content types stream says; null when it cannot be read: then every item that has a part
-    ///        name is handed on as a part, and the reader of the stream finds out why.
+    /// Determines which of the items are parts (ECMA-376-2 §7.3.4), and their content types.
+    /// @param types of the content types stream; null when it cannot be read: then every item that has a part
+    ///        name is a part, and the model reports why the stream cannot be read.
     /// @param label starts the messages.
     /// @throws opc::Exception bad_message when two items are the same part.
     void findParts(const ContentTypes* types, const std::string& label);
@@ -117,7 +117,7 @@ private:
     Entries entries_;
     std::multimap<std::u16string_view, Entries::iterator, CaselessLess> byPartName_; ///< of the entries' own names
     std::unordered_multimap<std::string_view, Entries::iterator> byItemName_;        ///< of the entries' own names
-    std::set<std::u16string, CaselessLess> otherExtensions_; ///< of items that are no parts, which stay so for good
+    std::set<std::u16string, CaselessLess> otherExtensions_; ///< of items that are not parts, which never change
     ZipEntry* contentTypes_ = nullptr;
 };
 

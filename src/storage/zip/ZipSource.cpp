@@ -83,8 +83,8 @@ zip_int64_t ZipSource::read(void* data, zip_uint64_t size) {
     return static_cast<zip_int64_t>(count);
 }
 
-/// libzip reads in small pieces. Where one follows on another, more and more is read ahead.
-/// @return false when the bytes at the offset are not there and are better read for themselves.
+/// libzip reads in small pieces. For consecutive reads, the amount that is read ahead grows.
+/// @return false when the bytes at the offset are not in the buffer and are better read directly.
 bool ZipSource::refillAhead(zip_uint64_t size) {
     if (readPosition_ >= aheadStart_ && readPosition_ < aheadStart_ + ahead_.size())
         return true;

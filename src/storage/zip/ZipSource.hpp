@@ -10,7 +10,7 @@
 
 namespace opc::storage {
 
-/// Lets libzip read our bytes. Outlives what libzip makes of it.
+/// A source of bytes for libzip. Outlives the objects that libzip creates for it.
 class ZipSource {
 public:
     explicit ZipSource(const Bytes& input);
@@ -19,11 +19,11 @@ public:
     ZipSource(const ZipSource&) = delete;
     ZipSource& operator=(const ZipSource&) = delete;
 
-    /// A libzip source over this object, for the caller to hand on or free.
+    /// A libzip source over this object, to be passed on or freed by the caller.
     /// @throws std::bad_alloc
     zip_source_t* makeSource();
 
-    /// Rethrows what a read threw while libzip was on the stack, once.
+    /// Rethrows, once, the exception of a read that libzip called.
     void rethrow();
 
 private:
@@ -35,7 +35,7 @@ private:
     zip_int64_t describe(void* data, zip_uint64_t size);
 
     const Bytes& input_;
-    std::vector<unsigned char> ahead_; ///< read before it was asked for
+    std::vector<unsigned char> ahead_; ///< read ahead
     std::size_t aheadSize_ = 0;        ///< to read next time
     zip_uint64_t aheadStart_ = 0;
     zip_uint64_t lastEnd_ = 0; ///< where the last read ended

@@ -36,8 +36,8 @@ ByteSpan spanOf(const std::string& text) {
     return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
 }
 
-/// What stays of the extra fields of an item whose content is new: what tells of times, sizes or encryption is not true
-/// any more.
+/// The extra fields that are kept for an item with new content: those about times, sizes or encryption are not valid
+/// any longer.
 ByteVector keptFields(ByteSpan extra) {
     constexpr std::array<unsigned, 5> dropped = {ZIP64_FIELD, NTFS_TIMES_FIELD, UNIX_TIMES_FIELD, OLD_UNIX_FIELD,
                                                  AES_FIELD};
@@ -67,13 +67,13 @@ std::uint16_t checkedLength(std::size_t length, const std::string& label) {
     return static_cast<std::uint16_t>(length);
 }
 
-/// The bytes of an item as they go into the file.
+/// The bytes of an item as they are written to the file.
 struct Payload {
     std::uint16_t method = STORED;
     std::uint32_t checksum = 0;
     std::uint64_t plainSize = 0;
     std::uint64_t size = 0;
-    ByteVector deflated{};                ///< what was compressed just now
+    ByteVector deflated{};                ///< content that is compressed at the save
     const unsigned char* bytes = nullptr; ///< null: in the spilled content
     const SpilledContent* spilled = nullptr;
 };
@@ -103,7 +103,7 @@ Payload makePayload(const Content& content, CompressionType type) {
     return payload;
 }
 
-/// What the headers of a new item say.
+/// The headers of a new item.
 struct Facts {
     CentralHeader header{};
     ByteSpan name{};
@@ -130,7 +130,7 @@ public:
         }
     }
 
-    /// Takes an item over, with its headers, and what may follow its content.
+    /// Copies an item with its headers and its data descriptor, if there is one.
     void keep(const DirectoryRecord& record) {
         const Bytes& file = original_->getBytes();
         LocalHeader header = readLocalHeader(record);
@@ -193,8 +193,9 @@ public:
 
 private:
     [[noreturn]] static void failToKeep(const DirectoryRecord& record) {
-        fail(Errc::bad_message, "the item " + inQuotes(viewOf(record.name())) +
-                                    " is damaged, and cannot be taken over: it is not where the directory says");
+        fail(Errc::bad_message,
+             "the item " + inQuotes(viewOf(record.name())) +
+                 " is damaged and cannot be copied: it is not at the offset in the central directory");
     }
 
     LocalHeader readLocalHeader(const DirectoryRecord& record) const {
@@ -204,7 +205,7 @@ private:
         return *header;
     }
 
-    /// The size of the data descriptor, if there is one, behind the content.
+    /// The size of the data descriptor after the content, if there is one.
     std::uint64_t descriptorSize(const DirectoryRecord& record, std::uint64_t content) const {
         if (!(record.header.flags & HAS_DESCRIPTOR))
             return 0;
@@ -221,7 +222,7 @@ private:
         return extra;
     }
 
-    /// The record of an item that is somewhere else now.
+    /// The record of an item with a new offset.
     void keepRecord(const DirectoryRecord& record, std::uint64_t start) {
         CentralHeader header = record.header;
         std::vector<std::uint64_t> numbers;
@@ -285,7 +286,7 @@ private:
         fields.time = FIXED_TIME;
         fields.date = FIXED_DATE;
         fields.checksum = payload.checksum;
-        // Both sizes stand in the ZIP64 field, or none does.
+        // The ZIP64 field has both sizes or none.
         fields.compressedSize = toField<std::uint32_t>(isLarge(payload) ? FULL_32 : payload.size);
         fields.size = toField<std::uint32_t>(isLarge(payload) ? FULL_32 : payload.plainSize);
     }
@@ -320,7 +321,7 @@ private:
         putRecord(bytes, locator);
     }
 
-    /// Small pieces are gathered.
+    /// Small pieces are buffered.
     void put(ByteSpan bytes) {
         if (buffer_.size() + bytes.size() > BLOCK_SIZE)
             flush();

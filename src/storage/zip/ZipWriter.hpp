@@ -32,23 +32,23 @@ struct ZipChanges {
 
     std::vector<std::uint64_t> deleted;
     std::vector<Replaced> replaced;
-    std::vector<Added> first;  ///< in this order, behind so many items of the original
-    std::uint64_t leading = 0; ///< no more than it has
-    std::vector<Added> added;  ///< in this order, behind all others
+    std::vector<Added> first;  ///< in this order, after so many items of the original
+    std::uint64_t leading = 0; ///< at most the number of its items
+    std::vector<Added> added;  ///< in this order, after all others
 
     bool empty() const { return deleted.empty() && replaced.empty() && first.empty() && added.empty(); }
 };
 
 /// Writes a whole ZIP file, in which ZIP64 is used where a number needs it and nowhere else. The target is not
 /// committed.
-/// @param original what the changes apply to; null for none. Items without a change are taken over as they stand, and
-///        so is what comes before the first and behind the last one.
-/// @throws opc::Exception what reading and writing throw; value_too_large when a name or an extra field outgrows what a
-///         ZIP file can hold.
+/// @param original what the changes apply to; null for none. Unchanged items are copied as they are, and
+///        so are the bytes before the first and after the last one.
+/// @throws opc::Exception what reading and writing throw; value_too_large when a name or extra field is too long for a
+///         ZIP file.
 void writeZip(const ZipArchive* original, const ZipChanges& changes, Target& target);
 
 /// Copies bytes of a file.
-/// @return how many; fewer than asked for at the end only.
+/// @return how many; fewer than requested at the end only.
 std::uint64_t copyBytes(const Bytes& source, std::uint64_t start, std::uint64_t size, Target& target);
 
 } // namespace opc::storage
