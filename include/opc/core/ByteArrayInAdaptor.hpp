@@ -11,7 +11,7 @@ namespace opc {
 
 /// Reads the bytes of a vector, which it neither copies nor owns: the vector outlives the adaptor.
 ///
-/// It is open from construction; closed, it gives no bytes until it is opened again. Never throws.
+/// It is open from construction; when closed, it delivers no bytes until it is opened again. Never throws.
 class OPCRAFT_API ByteArrayInAdaptor final : public InputStream {
 public:
     explicit ByteArrayInAdaptor(const std::vector<unsigned char>& bytes);

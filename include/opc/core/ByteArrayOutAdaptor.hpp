@@ -17,7 +17,7 @@ public:
     explicit ByteArrayOutAdaptor(std::vector<unsigned char>& bytes);
     ~ByteArrayOutAdaptor() override;
 
-    /// @throws std::bad_alloc when memory ends.
+    /// @throws std::bad_alloc when memory is exhausted.
     void write(const unsigned char* data, unsigned long size) override;
     bool isDone() const override;
     void flush() override;

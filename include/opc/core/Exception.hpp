@@ -14,7 +14,7 @@
 namespace opc {
 
 /// The base of every error that the libraries report: a message, a Boost.System error code, and for an error in the
-/// content of an item the place where it lies.
+/// content of an item its place.
 ///
 /// A physical package throws it directly, with a code that compares with the generic conditions
 /// (`e.code() == boost::system::errc::permission_denied`). The classes of `opc::model` derive from it.
@@ -22,7 +22,7 @@ namespace opc {
 class OPCRAFT_API Exception : public std::runtime_error {
 public:
     /// @param message UTF-8; what `what()` returns.
-    /// @param code what failed underneath; the default code (value 0, system category) where nothing did.
+    /// @param code of the underlying failure; the default code (value 0, system category) when there is none.
     explicit Exception(const std::string& message, const boost::system::error_code& code = {});
     ~Exception() override;
 
@@ -31,7 +31,7 @@ public:
 
     const boost::system::error_code& code() const noexcept { return code_; }
 
-    /// Where in an item of the package the error lies; null when there is no such place.
+    /// The place of the error in an item of the package; null when there is none.
     std::shared_ptr<const ErrorPlace> getPlace() const noexcept { return place_; }
     void setPlace(std::shared_ptr<const ErrorPlace> place) noexcept { place_ = std::move(place); }
 

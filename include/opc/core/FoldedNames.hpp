@@ -8,11 +8,11 @@
 
 namespace opc::detail {
 
-/// What is left of a name inside of a package when everything is evened out that some reader, file system or program
-/// that unpacks takes for the same: escapes, compatible and ignorable characters of Unicode, case, backslashes, empty
-/// and dot segments, blanks around a segment and dots behind it, and what follows a NUL. Folded names are for comparing
-/// alone: two that some reader takes for one have one folded name, and so may two that none does.
-/// @param name UTF-8; what is not is taken for Latin-1. What is returned has no slash in front.
+/// The folded form of a name inside of a package, without the differences that some reader, file system or program
+/// that unpacks ignores: escapes, compatible and ignorable characters of Unicode, case, backslashes, empty
+/// and dot segments, blanks around a segment and dots after it, and what follows a NUL. Folded names are only for
+/// comparison: two names that some reader confuses have the same folded name, and so may two that none confuses.
+/// @param name UTF-8; what is not valid UTF-8 is read as Latin-1. The result has no leading slash.
 OPCRAFT_API std::string foldName(std::string_view name);
 
 } // namespace opc::detail

@@ -10,7 +10,7 @@ namespace opc {
 /// Used by one thread at a time. What a concrete stream throws is an `opc::Exception`.
 class OPCRAFT_API InputStream {
 public:
-    /// Goes to the first byte. Called before reading; after `close`, or again at any time, it starts afresh.
+    /// Moves to the first byte. Called before reading; after `close`, or again at any time, it restarts the stream.
     virtual void open() = 0;
 
     /// Reads up to `size` bytes into `buffer`.

@@ -13,8 +13,8 @@ namespace opc {
 /// A Boost.Iostreams Source over an input stream, so that `boost::iostreams::stream<InputStreamSource>`
 /// is a standard stream of the same bytes.
 ///
-/// It neither opens, closes nor owns the stream, which outlives every copy of the source. Copies read on
-/// from one another, since the position lies in the stream.
+/// It neither opens, closes nor owns the stream, which outlives every copy of the source. Copies continue
+/// reading where another one stopped, since the position is in the stream.
 class OPCRAFT_API InputStreamSource {
 public:
     using char_type = char;
@@ -22,7 +22,7 @@ public:
 
     explicit InputStreamSource(InputStream& stream);
 
-    /// @return the bytes delivered, or -1 at the end, as Boost.Iostreams asks.
+    /// @return the bytes delivered, or -1 at the end, as Boost.Iostreams requires.
     /// @throws opc::Exception whatever the stream throws.
     std::streamsize read(char* buffer, std::streamsize size);
 

@@ -13,10 +13,10 @@ public:
     /// Takes all `size` bytes or throws.
     virtual void write(const unsigned char* data, unsigned long size) = 0;
 
-    /// True once the stream was closed and nothing was written since.
+    /// True when the stream was closed and nothing was written since.
     virtual bool isDone() const = 0;
 
-    /// Flushes what is buffered to what it writes to.
+    /// Flushes buffered bytes to the destination.
     virtual void flush() = 0;
 
     /// Ends what was written. Closing twice does nothing.

@@ -12,11 +12,11 @@
 /// All are pure and may be called from any thread.
 namespace opc::detail {
 
-/// The rules of ECMA-376-2 §6.2.2 that a part name keeps, in the order in which they are checked; the last five for one
+/// The rules of ECMA-376-2 §6.2.2 for part names, in the order in which they are checked; the last five for one
 /// segment after another.
 enum class PartNameRule {
     NotEmpty,            ///< [M1.1]
-    NoScheme,            ///< a part name is no absolute URI
+    NoScheme,            ///< a part name is not an absolute URI
     AbsolutePath,        ///< [M1.4]
     NoSlashAtEnd,        ///< [M1.5]
     NoEmptySegment,      ///< [M1.3]
@@ -26,7 +26,7 @@ enum class PartNameRule {
     NoEscapedUnreserved, ///< [M1.8]
 };
 
-/// Where a name breaks a rule.
+/// The violation of a rule by a name.
 struct PartNameFault {
     PartNameRule rule;
     std::size_t position; ///< in units from the start of the name
@@ -36,18 +36,18 @@ struct PartNameFault {
 /// @param name a URI reference (RFC 3986 §4.1). A query and a fragment count as part of the segments ("/a?b#c").
 OPCRAFT_API std::optional<PartNameFault> findPartNameFault(std::u16string_view name) noexcept;
 
-/// The same by the rules for segments alone. What stands before the first "/" is no segment.
+/// The same by the rules for segments alone. What precedes the first "/" is not a segment.
 OPCRAFT_API std::optional<PartNameFault> findSegmentFault(std::u16string_view name) noexcept;
 
 /// The first escape of a slash, a backslash or an unreserved character.
 OPCRAFT_API std::optional<PartNameFault> findForbiddenEscape(std::u16string_view segment) noexcept;
 
 /// True when the text is a part name by the rules of ECMA-376-2 §6.2.2 that `opc::model::PartName` enforces:
-/// exactly the texts that it accepts, but for those that it takes for the package root, which is no part. A query or
+/// exactly the texts that it accepts, except for those of the package root, which is not a part. A query or
 /// a fragment is accepted ("/a?b#c").
 OPCRAFT_API bool isPartName(std::u16string_view name) noexcept;
 
-/// True when the path of the part name holds "/_rels/" and, behind it, ends with ".rels"; the case counts.
+/// True when the path of the part name contains "/_rels/" and, after it, ends with ".rels"; case-sensitive.
 OPCRAFT_API bool isRelationshipsPartName(std::u16string_view name) noexcept;
 
 /// The relationships part of a part, or of the package root "/" (ECMA-376-2 §6.5.2).

@@ -30,11 +30,11 @@ OPCRAFT_API std::wstring toWideString(std::u16string_view text);
 OPCRAFT_API std::u16string toString(std::string_view utf8, bool strict = true);
 
 /// A wide string of Unicode code points as UTF-16.
-/// @throws opc::Exception for a value that is no Unicode scalar value.
+/// @throws opc::Exception for a value that is not a Unicode scalar value.
 OPCRAFT_API std::u16string toString(std::wstring_view text);
 
 /// The text in the user's default encoding (the character encoding of the current C locale), for display.
-/// What that encoding cannot carry becomes "?". No other thread may set the locale meanwhile.
+/// What that encoding cannot represent becomes "?". No other thread may set the locale meanwhile.
 OPCRAFT_API std::string toUDEString(std::u16string_view text);
 
 namespace detail {

@@ -18,9 +18,9 @@ enum class TimeForm {
 
 /// Reads a W3CDTF date and time (W3C NOTE-datetime) in any of its six granularities, into UTC.
 ///
-/// What a granularity leaves out is the start of the period ("2026" is the first of January, 00:00). A
+/// What a granularity omits is the start of the period ("2026" is the first of January, 00:00). A
 /// time without a zone is taken as UTC. Digits of a fraction past the microsecond are cut off. Years 1400
-/// to 9999, the offset applied, are what the time type holds.
+/// to 9999, the offset applied, are the range of the time type.
 /// @return `not_a_date_time` for anything else, white space around the text included; never throws for
 ///         its content.
 OPCRAFT_API boost::posix_time::ptime convertStringToTime(std::u16string_view text);

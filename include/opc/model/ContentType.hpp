@@ -15,13 +15,13 @@ namespace opc::model {
 class OPCRAFT_API ContentType {
 public:
     /// Parses `type "/" subtype *( *SP ";" *SP attribute "=" ( token | quoted-string ) )`. A quoted string is not
-    /// empty and has no escapes. Of a repeated attribute the first spelling and the last value stay.
+    /// empty and has no escapes. Of a repeated attribute the first spelling and the last value are kept.
     /// @throws InvalidContentType when the whole text does not match.
     ContentType(const std::u16string& text);
     /// As above; null is the empty text.
     ContentType(const char16_t* text);
 
-    // Only copies, which share what they have until one is changed: a moved-from content type would be none.
+    // Only copies, which share their data until one is changed: a moved-from content type would be invalid.
     ContentType(const ContentType&) = default;
     ContentType& operator=(const ContentType&) = default;
 
@@ -39,9 +39,9 @@ public:
     /// @throws ContentTypeParameterNotFound when there is none.
     std::u16string getParameterValue(const std::u16string& attribute) const;
 
-    /// Adds a parameter, or replaces its value. A value that holds a double quote is taken, but the text is then
+    /// Adds a parameter, or replaces its value. A value with a double quote is accepted, but the text is then
     /// one that does not parse again.
-    /// @throws InvalidContentTypeParameter when the attribute is no token, or the value is empty or not printable
+    /// @throws InvalidContentTypeParameter when the attribute is not a token, or the value is empty or not printable
     ///         ASCII; nothing is changed then.
     void addParameter(const std::u16string& attribute, const std::u16string& value);
 

@@ -17,13 +17,13 @@ class Package;
 /// parts and relationships that a save creates are written by the same flush; a close with discard saves nothing.
 class OPCRAFT_API DataManager {
 public:
-    /// Takes itself off its package.
+    /// Unregisters itself from its package.
     virtual ~DataManager();
 
 protected:
-    /// Reads the data from the package. What it throws passes to the caller; the data counts as not loaded then.
+    /// Reads the data from the package. Exceptions pass to the caller; the data is not loaded then.
     virtual void doLoad() = 0;
-    /// Writes the data to the package. What it throws passes to the caller; the data stays dirty then.
+    /// Writes the data to the package. Exceptions pass to the caller; the data stays dirty then.
     virtual void doSave() = 0;
     /// The names of the parts that the manager owns.
     virtual std::vector<std::u16string> doGetManagedPartNames() const = 0;
@@ -38,9 +38,9 @@ public:
     void load();
     /// Saves if the data is dirty.
     void save();
-    /// What the package calls when it is flushed: `save`.
+    /// Called by the package when it is flushed: `save`.
     void flush();
-    /// What is in memory is the truth from now on, and is saved by the next flush.
+    /// Marks the data in memory as changed, to be saved by the next flush.
     void markAsDirty();
 
     Package& getPackage() const noexcept { return package_; }
@@ -56,7 +56,7 @@ protected:
 private:
     friend class Package;
 
-    /// What the package calls when it was opened. A created package has nothing to load and everything to save.
+    /// Called by the package when it was opened. A created package has nothing to load and everything to save.
     void open(bool createOnly);
 
     Package& package_;

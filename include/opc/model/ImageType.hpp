@@ -11,13 +11,13 @@ namespace opc::model {
 /// A kind of image that a thumbnail can be.
 struct ImageType {
     const char* name;
-    const char16_t* contentType; ///< the one that packages of other producers have
+    const char16_t* contentType; ///< as in packages of other producers
     const char16_t* extension;   ///< without the dot
     interfaces::CompressionType compression;
 };
 
-/// What an image is by its own bytes: PNG, JPEG, GIF, BMP, TIFF, EMF, WMF, WebP or, when it is well-formed XML as a
-/// whole, SVG. Nothing behind the start is checked of the others.
+/// The kind of an image by its own bytes: PNG, JPEG, GIF, BMP, TIFF, EMF, WMF, WebP or, when it is well-formed XML as a
+/// whole, SVG. Of the others only the start is checked.
 /// @return null when it is none of these.
 OPCRAFT_API const ImageType* findImageType(const std::vector<unsigned char>& image);
 

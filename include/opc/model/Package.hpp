@@ -32,11 +32,11 @@ class RelationshipSerializer;
 ///
 /// It does not own the physical package, which outlives it. It is the source of the package relationships.
 /// Starts closed, and can be opened and closed any number of times; destroying it while it is open discards
-/// what was not flushed and closed. Used by one thread at a time, together with all that it hands out.
+/// what was not flushed and closed. Used by one thread at a time, together with all objects that it returns.
 class OPCRAFT_API Package final : public RelationshipSource {
 public:
     /// @param limits those for XML count: they bound the content types, relationships and core properties that are
-    ///        read. A document that breaks one is refused as one that is malformed.
+    ///        read. A document that exceeds one is refused like a malformed one.
     explicit Package(interfaces::IPhysicalPackage& physicalPackage, const Limits& limits = {});
     /// Closes with discard. Data managers are destroyed before their package.
     ~Package() override;
@@ -64,18 +64,18 @@ public:
     /// @throws PackageNotFound when the physical package reports a missing file (ENOENT).
     /// @throws PackageOpenFailed for any other physical failure, with its code.
     /// @throws InvalidXMLDocument, InvalidContentTypeStream, InvalidContentType for a malformed content types stream.
-    /// @throws InvalidURI, InvalidPartName for a stored name that is no part name.
+    /// @throws InvalidURI, InvalidPartName for a stored name that is not a part name.
     /// @throws ContentTypeNotFound for a part without a content type.
     /// @throws InvalidRelationshipContent for a malformed relationships part.
     /// @throws InconsistentPackage for a relationships part without its source, and for two parts with equivalent
-    ///         names. Of two relationships parts with equivalent names the later one counts; the other one is kept as
+    ///         names. Of two relationships parts with equivalent names the later one is used; the other one is kept as
     ///         long as this one.
     /// @throws InvalidCorePropertiesRelationships for more than one core properties relationship.
     void open(interfaces::OpenMode mode);
 
     /// Flushes, unless the package is read-only or `discard` is true, and closes. Nothing when it is not open.
-    /// After a failure the package is open still and the close can be tried again.
-    /// @throws PackagePermissionDenied when the physical package was refused permission (EACCES).
+    /// After a failure the package is still open and the close can be tried again.
+    /// @throws PackagePermissionDenied when the physical package is denied permission (EACCES).
     /// @throws PackageCloseFailed for any other physical failure, with its code; and what `flush` throws.
     void close(bool discard = false);
 
@@ -84,13 +84,13 @@ public:
     /// @throws PackageNotOpen, PackageReadOnly
     /// @throws InvalidContentTypeStream when the content types stream cannot be written.
     /// @throws InvalidPartContent when relationships cannot be written; InvalidPartStream when the physical package
-    ///         does not give the stream of a relationships part; opc::Exception, with its code, when it refuses the
+    ///         does not deliver the stream of a relationships part; opc::Exception, with its code, when it refuses the
     ///         bytes; and what data managers throw.
     void flush();
 
     /// Creates an empty part.
     /// @throws PackageNotOpen, PackageReadOnly
-    /// @throws InvalidPartName for a name that was made unchecked and breaks a rule, and for the package root.
+    /// @throws InvalidPartName for a name that was constructed unchecked and breaks a rule, and for the package root.
     /// @throws PartHasRelationshipName for the name of a relationships part.
     /// @throws PartAlreadyExists when an equivalent name exists.
     /// @throws PartIsDerivedFromExistingPartName when one of the two names contains the other as a path.
@@ -100,7 +100,7 @@ public:
 
     /// Deletes a part and its relationships part. Relationships that point at the part stay.
     /// @throws PackageNotOpen, PackageReadOnly, PackageCreateOnly, PartNotFound
-    /// @throws PartDeleteFailed when the physical package refuses. Once the part itself is gone, the deletion of its
+    /// @throws PartDeleteFailed when the physical package refuses. Once the part itself is deleted, the deletion of its
     ///         relationships part is tried again before every later creation and deletion, which do not throw when it
     ///         fails again (unless they need its name), and by every flush, which does.
     void deletePart(const PartName& name);
@@ -109,7 +109,7 @@ public:
     Part getPart(const PartName& name) const;
     /// @throws PackageNotOpen
     bool hasPart(const PartName& name) const;
-    /// In the order of their names, relationships parts left out.
+    /// In the order of their names, without relationships parts.
     /// @param mode ExcludeManaged leaves out the parts that a data manager owns.
     /// @throws PackageNotOpen
     std::vector<Part> getParts(ExcludeMode mode = ExcludeMode::IncludeAll) const;
@@ -119,7 +119,7 @@ public:
     void addDataManager(DataManager* manager);
     /// Called by a data manager's destructor; nothing when it is not registered.
     void removeDataManager(DataManager* manager) noexcept;
-    /// What all data managers own.
+    /// The names and types of all data managers.
     std::unordered_set<std::u16string> getManagedPartNames() const;
     std::unordered_set<std::u16string> getManagedRelationshipTypes() const;
 
@@ -142,7 +142,7 @@ private:
 
     interfaces::IPhysicalPart* createPartInternal(const PartName& name, const ContentType& contentType,
                                                   const interfaces::IPhysicalPartInfo& info);
-    /// The name that the store knows a part by, to delete it.
+    /// The name of a part in the store, to delete it.
     static PartName storedNameOf(const interfaces::IPhysicalPart& physicalPart);
     void deletePartInternal(const PartName& name);
     void deleteRelationshipsPart(const PartName& name);

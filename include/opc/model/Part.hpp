@@ -16,8 +16,8 @@ namespace opc::model {
 /// A part of an open package (ECMA-376-2 §6.2): its name, content type, bytes and relationships.
 ///
 /// A handle that only packages make; copies are handles on the same part. When the part is deleted or the package
-/// closed, all of them become invalid for ever: then only name, content type, validity and mode can be asked
-/// for, and everything else throws `InvalidObject`. Used by one thread at a time, together with its package;
+/// closed, all of them become invalid permanently: then only name, content type, validity and mode can be
+/// queried, and everything else throws `InvalidObject`. Used by one thread at a time, together with its package;
 /// handles may be copied and destroyed on any thread.
 class OPCRAFT_API Part final : public RelationshipSource {
 public:
@@ -26,7 +26,7 @@ public:
     Part& operator=(const Part&) = default;
 
     bool isValid() const override;
-    /// Always true: whether a part can be used is a matter of its validity.
+    /// Always true: whether a part can be used is told by its validity.
     bool isOpen() const override;
     bool isReadOnly() const override;
     bool isCreateOnly() const override;
@@ -40,14 +40,14 @@ public:
     /// back its new content. Reading a part of a created package fails when it is tried, by the rules of the physical
     /// package.
     /// @throws InvalidObject
-    /// @throws InvalidPartStream when the physical package does not give the stream.
+    /// @throws InvalidPartStream when the physical package does not deliver the stream.
     InputStream* getInputStream() const;
 
-    /// Takes new bytes for the part. The same stream at every call, owned by the part, and not to be used once the part
+    /// Receives new bytes. The same stream at every call, owned by the part, and not to be used once the part
     /// is deleted or the package closed. The first write, and the first after a `close`, starts new content.
     /// @throws InvalidObject
     /// @throws PackageReadOnly
-    /// @throws InvalidPartStream when the physical package does not give the stream.
+    /// @throws InvalidPartStream when the physical package does not deliver the stream.
     OutputStream* getOutputStream() const;
 
     /// Writes the relationships part of this part when it changed.

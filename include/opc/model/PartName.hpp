@@ -22,20 +22,20 @@ public:
 
     /// @throws InvalidPartName when the URI breaks a part-name rule. A query or fragment is not refused.
     PartName(const URI& uri);
-    /// @throws InvalidURI when the text is no URI.
+    /// @throws InvalidURI when the text is not a URI.
     /// @throws InvalidPartName when it breaks a part-name rule.
     PartName(const std::u16string& name);
     /// As above; null is the empty text.
     PartName(const char16_t* name);
 
     /// A name that is already trusted: no part-name rule is checked, whatever the second argument.
-    /// @throws InvalidURI when the text is no URI.
+    /// @throws InvalidURI when the text is not a URI.
     PartName(const std::u16string& name, bool unchecked);
 
     URI getURI() const { return uri_; }
     std::u16string toString() const { return uri_.toString(); }
 
-    /// True for the name of a relationships part; the case counts ("/_RELS/a.RELS" is none). False for the root.
+    /// True for the name of a relationships part; case-sensitive ("/_RELS/a.RELS" is not one). False for the root.
     bool isRelationshipName() const noexcept { return isRelationship_; }
 
     /// What follows the last "." of the last segment, without the dot; empty when there is none.
@@ -46,7 +46,7 @@ public:
     std::u16string getRelationshipPartName() const;
 
     /// The part whose relationships this relationships part holds: "/" for "/_rels/.rels".
-    /// @throws InvalidPartName when this is no relationships part.
+    /// @throws InvalidPartName when this is not a relationships part.
     std::u16string getSourcePartName() const;
 
     bool operator==(const PartName& other) const noexcept { return uri_ == other.uri_; }
@@ -65,7 +65,7 @@ public:
     /// Refuses percent-encoded slashes, backslashes and unreserved characters in a segment.
     /// @throws InvalidPartName
     static void checkPCharCompliance(const std::u16string& segment);
-    /// The segments behind the first "/", empty ones included; what stands before it is dropped.
+    /// The segments after the first "/", empty ones included; what precedes it is dropped.
     static std::vector<std::u16string> splitWithEmptySegments(const std::u16string& text);
     static bool isPackageRootUri(const URI& uri);
     static bool isRelationshipUri(const URI& uri);
@@ -79,7 +79,7 @@ private:
     friend OPCRAFT_API int compare(const PartName& name, const std::u16string& text) noexcept;
 };
 
-/// Compares with a text in the way part names compare with one another.
+/// Compares with a text as part names compare with each other.
 /// @return negative, zero or positive, as the name comes before, with or after the text.
 OPCRAFT_API int compare(const PartName& name, const std::u16string& text) noexcept;
 OPCRAFT_API bool operator==(const PartName& name, const std::u16string& text) noexcept;

@@ -26,12 +26,12 @@ public:
     static constexpr char16_t getSlash() noexcept { return u'/'; }
 
     /// The empty text is an empty relative reference.
-    /// @throws InvalidURI when the text is no URI reference, or not US-ASCII (an IRI must be encoded first).
+    /// @throws InvalidURI when the text is not a URI reference, or not US-ASCII (an IRI must be encoded first).
     URI(const std::u16string& text);
     /// As above; null is the empty text.
     URI(const char16_t* text);
 
-    // Only copies: a moved-from URI would be none.
+    // Only copies: a moved-from URI would be invalid.
     URI(const URI&) = default;
     URI& operator=(const URI&) = default;
 
@@ -44,7 +44,7 @@ public:
     bool isOpaque() const noexcept;
 
     // The components as written, percent-escapes kept; empty when absent. An opaque URI has neither authority, path
-    // nor query; its fragment and scheme-specific part are given all the same.
+    // nor query; but it has its fragment and scheme-specific part.
     bool hasScheme() const noexcept;
     std::u16string getScheme() const;
     std::u16string getSchemeSpecificPart() const;
@@ -100,13 +100,13 @@ OPCRAFT_API bool operator==(const std::u16string& text, const URI& uri) noexcept
 OPCRAFT_API bool operator!=(const std::u16string& text, const URI& uri) noexcept;
 OPCRAFT_API bool operator<(const std::u16string& text, const URI& uri) noexcept;
 
-/// The target of a reference that stands in `base` (RFC 3986 §5.2).
+/// The target of a reference relative to `base` (RFC 3986 §5.2).
 /// @throws UnsupportedResolve when either is opaque.
 OPCRAFT_API URI resolve(const URI& base, const URI& reference);
 
-/// A relative reference that leads from `source` to `target`; `resolve(source, …)` gives the target back.
+/// A relative reference that leads from `source` to `target`; `resolve(source, …)` returns the target.
 /// @throws UnsupportedRelativize when either is opaque, has a scheme or has no absolute path, or when the paths are
-///         equal (the case counts).
+///         equal (case-sensitive).
 OPCRAFT_API URI relativize(const URI& source, const URI& target);
 
 } // namespace opc::model

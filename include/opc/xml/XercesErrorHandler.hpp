@@ -9,7 +9,7 @@ namespace opc::model {
 
 /// Keeps the message of the error that stopped a parse or a serialisation.
 ///
-/// Warnings are ignored and the operation goes on; any other error stops it. A `XercesGuard` outlives the handler.
+/// Warnings are ignored and the operation continues; any other error stops it. A `XercesGuard` outlives the handler.
 class OPCRAFT_API XercesErrorHandler final : public xercesc::DOMErrorHandler {
 public:
     XercesErrorHandler() = default;
@@ -18,7 +18,7 @@ public:
     XercesErrorHandler(const XercesErrorHandler&) = delete;
     XercesErrorHandler& operator=(const XercesErrorHandler&) = delete;
 
-    /// @return whether to go on: true for a warning, false otherwise.
+    /// @return whether to continue: true for a warning, false otherwise.
     bool handleError(const xercesc::DOMError& error) override;
 
     /// @throws InvalidXMLDocument with the kept message, when there is one.

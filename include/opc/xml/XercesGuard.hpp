@@ -7,13 +7,13 @@ namespace opc::model {
 
 /// Keeps Xerces-C initialised for its own lifetime.
 ///
-/// Guards nest, since Xerces counts its initialisations. Whoever keeps a parser, a writer, a document or a
-/// `XercesString` keeps a guard of its own that was made before it and goes after it. A pair that is not nested in
+/// Guards nest, since Xerces counts its initialisations. The owner of a parser, a writer, a document or a
+/// `XercesString` has a guard of its own that is created before it and destroyed after it. A pair that is not nested in
 /// another costs a millisecond, so a long-lived owner of XML objects holds one throughout.
-/// May be made and destroyed on any thread: initialising and terminating is serialised by one process-wide mutex.
+/// May be created and destroyed on any thread: initialising and terminating is serialised by one process-wide mutex.
 class OPCRAFT_API XercesGuard {
 public:
-    /// Xerces ends the process when it finds no memory to be initialised in.
+    /// Xerces terminates the process when it gets no memory for its initialisation.
     /// @throws boost::lock_error when the mutex cannot be locked.
     XercesGuard();
     ~XercesGuard();

@@ -25,7 +25,7 @@ enum class XmlDeclaration : std::int32_t {
     Include = 1,
 };
 
-/// Disposes of a Xerces object the way Xerces asks for. That may take memory.
+/// Releases a Xerces object as Xerces requires. That may allocate memory.
 struct OPCRAFT_API XercesRelease {
     void operator()(xercesc::DOMLSParser* parser) const noexcept;
     void operator()(xercesc::DOMLSSerializer* writer) const noexcept;
@@ -39,19 +39,19 @@ using DocumentHandle = std::unique_ptr<xercesc::DOMDocument, XercesRelease>;
 
 /// The one way to read and write XML.
 ///
-/// Reading trusts nothing: a document type, any encoding but UTF-8 and UTF-16, and what breaks the bounds below are
-/// refused, and nothing that a document says opens a file or a connection. What Xerces reports arrives as
+/// Input is not trusted: a document type, any encoding but UTF-8 and UTF-16, and what exceeds the bounds below are
+/// refused, and no document can open a file or a connection. Errors of Xerces are reported as
 /// `InvalidXMLDocument` with its message; a lack of memory as `std::bad_alloc`.
 ///
 /// The functions hold no state and may be called from any thread; each parser, writer and document is used by one
-/// thread at a time. Each call holds a `XercesGuard` for its own duration where it needs one; a caller that keeps what
-/// the factories return holds a guard of its own for that time, made before and destroyed after it.
+/// thread at a time. Each call holds a `XercesGuard` for its own duration where it needs one; one that keeps objects
+/// of the factories holds a guard of its own for that time, created before and destroyed after them.
 class OPCRAFT_API XercesHelper {
 public:
     /// The byte encoding forced on a read or a write.
     enum class XercesEncoding : std::int32_t {
         Default = 0, ///< detected on reading, UTF-8 on writing
-        UTF16 = 1,   ///< UTF-16 in the order of this machine
+        UTF16 = 1,   ///< UTF-16 in the byte order of this machine
     };
 
     /// The longest input that is read unless the parser has other limits, and the longest that is written unless other
@@ -71,11 +71,11 @@ public:
     /// The most different names of elements and attributes, and of namespaces, that are read.
     static constexpr std::uint32_t MAX_XML_NAMES = 10'000;
 
-    /// The longest name of a namespace that is read or written, in UTF-16 units. It stands in a document once, and
+    /// The longest name of a namespace that is read or written, in UTF-16 units. It is in a document once, and
     /// costs its length again at each element and attribute of the namespace.
     static constexpr std::uint32_t MAX_XML_NAMESPACE_LENGTH = 1024;
 
-    /// The most comparisons of an ID with another one that a validated document may take. IDs that were not made for it
+    /// The most comparisons of an ID with another one that a validated document may take. IDs that were not crafted
     /// stay far below, however many they are.
     static constexpr std::uint32_t MAX_XML_ID_COMPARISONS = 100'000'000;
 
@@ -87,14 +87,14 @@ public:
 
     /// A parser without settings, which each read makes. It may read any number of documents one after another and
     /// keeps the grammars that were loaded into it.
-    /// @param limits those for XML count.
+    /// @param limits those for XML apply.
     static ParserHandle createParser(const Limits& limits = {});
 
     /// A writer that adds no white space.
     static WriterHandle createWriter();
 
     /// A writer that breaks lines and indents. It adds no white space inside an element that holds
-    /// text alone; around an element beside a text it does.
+    /// text alone, but around an element next to a text.
     static WriterHandle createPrettyPrintingWriter();
 
     /// A document without a root.
@@ -102,17 +102,17 @@ public:
     /// @}
 
     /// @name Reading
-    /// The document belongs to the parser; it lives until the parser reads again or goes.
+    /// The document belongs to the parser; it lives until the parser reads again or is destroyed.
     ///
     /// With `validate`, the document is checked against the grammars in the parser's cache; a parser that has validated
-    /// once stays so configured. A schema location that is not empty is handed to Xerces, for the namespace when that
-    /// is not empty, else for documents without a namespace; what lies there is loaded, since the caller itself names
+    /// once stays so configured. A schema location that is not empty is passed to Xerces, for the namespace when that
+    /// is not empty, else for documents without a namespace; that schema is loaded, since the caller itself names
     /// it. What a document or such a schema names is never opened.
     ///
-    /// The parser is one of `createParser`: it keeps the bounds above. One of Xerces keeps `MAX_XML_SIZE` alone.
+    /// A parser of `createParser` enforces the bounds above. One of Xerces enforces `MAX_XML_SIZE` alone.
     /// @throws InvalidXMLDocument with Xerces' message when the document is malformed or invalid or holds a document
     ///         type; with one of ours when its declared encoding is not UTF-8 or UTF-16, when it breaks a bound, or
-    ///         when a schema that the caller located names another one. With a parser of `createParser` its place says
+    ///         when a schema that the caller located names another one. With a parser of `createParser` its place has
     ///         line and column, element, attribute, value and Id, as far as the parser knows them.
     /// @throws whatever the stream throws, unchanged and before any other error.
     /// @{
@@ -120,7 +120,7 @@ public:
                                                         bool validate, const std::u16string& schemaLocation,
                                                         const std::u16string& schemaNamespace);
 
-    /// As `readDocumentFromStream`; the text is taken as UTF-16 whatever its declaration names.
+    /// As `readDocumentFromStream`; the text is read as UTF-16 whatever its declaration names.
     static xercesc::DOMDocument* readDocumentFromString(xercesc::DOMLSParser& parser, const std::u16string& text,
                                                         bool validate, const std::u16string& schemaLocation,
                                                         const std::u16string& schemaNamespace);
@@ -136,13 +136,13 @@ public:
     /// is neither flushed nor closed.
     /// @throws InvalidXMLDocument with one of our messages when the document holds a document type, a reference to an
     ///         entity, a character that XML 1.0 §2.2 excludes, or a comment, processing instruction or CDATA section
-    ///         that holds its own end, or when its size, depth, attributes, nodes or namespaces would keep it from
+    ///         with its own end mark in it, or when its size, depth, attributes, nodes or namespaces would keep it from
     ///         being read again; with Xerces' message when that fails.
     /// @throws whatever the stream throws.
     /// @{
 
     /// Writes UTF-8 with an XML declaration, whatever the encoding of a document that was read.
-    /// @param limits those that whoever reads it again has; those for XML count.
+    /// @param limits of the reader; those for XML apply.
     static void writeDocumentToStream(xercesc::DOMLSSerializer& serializer, const xercesc::DOMDocument* document,
                                       OutputStream& stream, const Limits& limits = {});
 
@@ -150,8 +150,8 @@ public:
     static void writeDocumentToString(xercesc::DOMLSSerializer& serializer, const xercesc::DOMDocument* document,
                                       std::u16string& out, const XmlDeclaration& declaration);
 
-    /// Replaces `out` by an element of a document that was read, as the root of a document of its own would be written:
-    /// with the declarations that it needs of the namespaces around it. It is not looked at for what cannot be read
+    /// Replaces `out` by an element of a document that was read, written like the root of a document of its own:
+    /// with the declarations of inherited namespaces that it needs. It is not checked for what cannot be read
     /// again.
     static void writeElementToString(xercesc::DOMLSSerializer& serializer, const xercesc::DOMElement* element,
                                      std::u16string& out);
@@ -173,8 +173,8 @@ public:
     /// @}
 
     /// @name Finding elements
-    /// Among all descendants, in document order; "*" stands for any name or namespace. The forms without a namespace
-    /// compare the name as it is written, prefix included, and so miss what is written with another prefix.
+    /// Among all descendants, in document order; "*" matches any name or namespace. The forms without a namespace
+    /// compare the qualified name, prefix included, and so miss elements with another prefix.
     /// A null element has no descendants.
     /// @{
 
@@ -189,10 +189,10 @@ public:
     /// @}
 
     /// @name Reading elements
-    /// `out` is replaced; it is empty where the answer is false.
+    /// `out` is replaced; it is empty when the result is false.
     /// @{
 
-    /// The value of the first child alone, be it a text, a comment or a CDATA section; empty when there is none or when
+    /// The value of the first child alone, a text, a comment or a CDATA section; empty when there is none or when
     /// it is an element.
     /// @return false when the element is null.
     static bool getElementText(const xercesc::DOMElement* element, std::u16string& out);

@@ -5,10 +5,10 @@
 
 namespace opc::interfaces {
 
-/// How hard a new part is compressed.
+/// How strongly a new part is compressed.
 enum class CompressionType : std::int32_t {
-    None = 0,      ///< stored as it is
-    Normal = 1,    ///< what the model uses for the parts that it makes itself
+    None = 0,      ///< stored uncompressed
+    Normal = 1,    ///< used by the model for the parts that it creates itself
     Maximum = 2,   ///< smallest
     Fast = 3,      ///< quicker than normal
     SuperFast = 4, ///< quickest

@@ -7,16 +7,16 @@
 
 namespace opc::interfaces {
 
-/// Optional for a physical package: one that keeps items which are no parts, because no content type is known of them,
+/// Optional for a physical package: one that keeps items that are not parts, because they have no content type,
 /// implements this interface too. The package model then gives a new part a content type of its own (an Override)
-/// where a content type for the extension (a Default, ECMA-376-2 §7.2.3) would make parts of such items, and keeps a
-/// Default that is there for them. Without this interface the content type of every new extension becomes a Default,
+/// where a content type for the extension (a Default, ECMA-376-2 §7.2.3) would turn such items into parts, and keeps an
+/// existing Default for them. Without this interface the content type of every new extension becomes a Default,
 /// and one without parts is dropped. A decorator of such a package forwards it.
 class OPCRAFT_API IPhysicalOtherItems {
 public:
     virtual ~IPhysicalOtherItems();
 
-    /// True when an item that is no part has this extension.
+    /// True when an item that is not a part has this extension.
     /// @param extension without the dot; ASCII letters compare without regard to case.
     /// @throws opc::Exception when the physical package is not open.
     virtual bool hasOtherItems(const std::u16string& extension) const = 0;

@@ -5,10 +5,10 @@
 
 namespace opc::interfaces {
 
-/// Takes new content for one stored item.
+/// Receives new content for one stored item.
 ///
 /// The first write, and the first after a `close`, starts new content; a `close` without a write changes
-/// nothing. Owned by the physical part or package that handed it out, and valid until the package is closed
+/// nothing. Owned by the physical part or package that returned it, and valid until the package is closed
 /// or the part deleted. Used by one thread at a time. Every failure is an `opc::Exception` with a code.
 class OPCRAFT_API IPhysicalOutputStream {
 public:
@@ -18,7 +18,7 @@ public:
     /// True when no content is being written: before the first write, and after a close.
     virtual bool isDone() const = 0;
 
-    /// Flushes what is buffered to what it writes to.
+    /// Flushes buffered bytes to the destination.
     virtual void flush() = 0;
 
     /// Ends the content that was written.

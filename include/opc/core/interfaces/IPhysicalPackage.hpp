@@ -14,18 +14,18 @@ class IPhysicalOutputStream;
 class IPhysicalPart;
 class IPhysicalPartInfo;
 
-/// A store of named byte streams (ECMA-376-2 §7, the physical package): what the package model works over.
+/// A store of named byte streams (ECMA-376-2 §7, the physical package), on which the package model operates.
 ///
 /// The calling order of one lifetime is `open`; then `hasContentTypeStream`, `getContentTypeInputStream` (not
 /// for a created package) and `getParts`; part and stream operations; on a flush `getContentTypeOutputStream`;
-/// at last `close`. The package owns all that it hands out; pointers stay valid until it is closed or, for a
+/// finally `close`. The package owns all objects that it returns; pointers stay valid until it is closed or, for a
 /// part and its streams, until the part is deleted. Used by one thread at a time.
 ///
-/// Every failure is an `opc::Exception` whose code compares with the generic conditions: the model tells a
+/// Every failure is an `opc::Exception` whose code compares with the generic conditions: the model distinguishes a
 /// missing file at `open` (ENOENT) and a refused permission at `close` (EACCES) from all others. A `deletePart` that
-/// fails may be tried again; ENOENT says then that the part is gone.
+/// fails may be tried again; ENOENT means then that the part is deleted.
 ///
-/// A store that keeps items which are no parts implements `IPhysicalOtherItems` too.
+/// A store that keeps items that are not parts implements `IPhysicalOtherItems` too.
 class OPCRAFT_API IPhysicalPackage {
 public:
     virtual ~IPhysicalPackage();
@@ -37,16 +37,16 @@ public:
     /// The content types stream as it was stored, or as it was last written.
     virtual IPhysicalInputStream* getContentTypeInputStream() = 0;
 
-    /// Takes a new content types stream.
+    /// Receives a new content types stream.
     virtual IPhysicalOutputStream* getContentTypeOutputStream() = 0;
 
-    /// Every stored part in the store's order, relationships parts included, the content types stream not.
+    /// Every stored part in the store's order, including relationships parts, without the content types stream.
     virtual std::vector<IPhysicalPart*> getParts() = 0;
 
     virtual void open(const OpenMode& mode) = 0;
 
-    /// Saves what changed, or with `discard` forgets it, and closes. A failed close leaves the package open,
-    /// with all changes, so that it can be tried again; what was stored before is as it was.
+    /// Saves the changes, or with `discard` drops them, and closes. A failed close leaves the package open,
+    /// with all changes, so that it can be tried again; the stored package is unchanged.
     virtual void close(bool discard) = 0;
 
     /// Creates an empty part.

@@ -12,14 +12,14 @@ class IPhysicalOutputStream;
 
 /// One stored part.
 ///
-/// Owned by the physical package, and valid until that is closed or the part deleted; the streams it hands
-/// out are its own. Used by one thread at a time. Every failure is an `opc::Exception` with a code.
+/// Owned by the physical package, and valid until that is closed or the part deleted; the streams that it
+/// returns are its own. Used by one thread at a time. Every failure is an `opc::Exception` with a code.
 class OPCRAFT_API IPhysicalPart {
 public:
     /// The part name, with its leading "/".
     virtual std::u16string getName() const = 0;
 
-    /// The part's own media type; asked for only when the package has no content types stream.
+    /// The part's own media type; called only when the package has no content types stream.
     virtual std::u16string getContentType() const = 0;
 
     /// The same stream at every call.

@@ -9,7 +9,7 @@
 
 namespace opc::interfaces {
 
-/// What a physical package is told of a part that it creates. Read during the call only.
+/// Properties of a part that a physical package creates. Read during the call only.
 class OPCRAFT_API IPhysicalPartInfo {
 public:
     virtual CompressionType getCompressionType() const = 0;
@@ -17,7 +17,7 @@ public:
     /// The expected size in bytes; 0 when it is not known.
     virtual std::uint64_t getGrowthHint() const = 0;
 
-    /// What the caller and the physical package agreed upon under a key; null for none. Not owned.
+    /// Further information by a key that caller and physical package agree upon; null for none. Not owned.
     virtual void* getExtraInfo(const std::u16string& key) const = 0;
 
     virtual ~IPhysicalPartInfo();

@@ -34,10 +34,10 @@ public:
     void setDescription(const std::u16string& value) { description_ = value; }
     Text getIdentifier() const { return identifier_; }
     void setIdentifier(const std::u16string& value) { identifier_ = value; }
-    /// The first keyword stands in the part before all others, as the text of their element. A copy, as every getter
-    /// gives: keep it before going through it.
+    /// The first keyword is stored before all others, as the text of their element. A copy, as from every
+    /// getter: store it before iterating.
     Keywords getKeywords() const { return keywords_; }
-    /// An empty list is present, but a part cannot hold one: it is absent when it is read back.
+    /// An empty list is present, but it cannot be stored: it is absent when it is read back.
     void setKeywords(const std::vector<Keyword>& value) { keywords_ = value; }
     Text getLanguage() const { return language_; }
     void setLanguage(const std::u16string& value) { language_ = value; }

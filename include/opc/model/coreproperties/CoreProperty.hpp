@@ -12,7 +12,7 @@
 
 namespace opc::model {
 
-/// How `CoreProperties` gives and takes one property.
+/// The getter and setter of one property of `CoreProperties`.
 template <class Value>
 struct CorePropertyAccess {
     using Type = Value;
@@ -21,7 +21,7 @@ struct CorePropertyAccess {
     void (CoreProperties::*set)(const Value&);
 };
 
-/// One of the fifteen core properties (ECMA-376-2 §8), for those who treat them alike.
+/// One of the fifteen core properties (ECMA-376-2 §8), for code that treats them alike.
 struct CoreProperty {
     using Text = CorePropertyAccess<std::u16string>;
     using Time = CorePropertyAccess<boost::posix_time::ptime>;
@@ -32,7 +32,7 @@ struct CoreProperty {
     std::variant<Text, Time, Keywords> access;
 };
 
-/// All of them in the order of their names, in which a part has them. May be called from any thread.
+/// All of them in the order of their names, as in a part. May be called from any thread.
 OPCRAFT_API const std::array<CoreProperty, 15>& getAllCoreProperties() noexcept;
 
 } // namespace opc::model

@@ -5,7 +5,7 @@
 
 namespace opc::model {
 
-/// What a listing of parts or relationships leaves out.
+/// What a listing of parts or relationships omits.
 enum class ExcludeMode : std::int32_t {
     IncludeAll = 0,     ///< nothing
     ExcludeManaged = 1, ///< what belongs to a data manager

@@ -11,7 +11,7 @@ namespace opc::model {
 
 /// One relationship of a package or part (ECMA-376-2 §6.5).
 ///
-/// A value; a relationship source validates before it makes one. `getTargetURI` fills a cache, so one object is not
+/// A value; a relationship source validates before it creates one. `getTargetURI` fills a cache, so one object is not
 /// used by two threads at a time, not even for reading; copies are independent.
 class OPCRAFT_API Relationship {
 public:
@@ -23,18 +23,18 @@ public:
     std::u16string getID() const { return id_; }
     std::u16string getType() const { return type_; }
     URI getSourceURI() const { return source_; }
-    /// The target as it stands, or will stand, in the relationships part.
+    /// The target as it is, or will be, written in the relationships part.
     std::u16string getTarget() const { return target_; }
     TargetMode getTargetMode() const noexcept { return mode_; }
 
     /// The target as a URI: an internal one resolved against the source; an external one with its backslashes read as
-    /// slashes and what a URI cannot hold percent-encoded.
+    /// slashes and characters that are not allowed in a URI percent-encoded.
     /// @throws InvalidURI when an external target cannot be converted.
     /// @throws UnsupportedResolve when an internal target is opaque.
     URI getTargetURI() const;
 
     /// Compares every field, the cache of `getTargetURI` included: a relationship whose relative target was resolved
-    /// differs from a copy that was made before.
+    /// differs from an earlier copy.
     bool operator==(const Relationship& other) const noexcept;
     bool operator!=(const Relationship& other) const noexcept;
     /// By ID alone, in the order of code units.

@@ -9,13 +9,13 @@
 
 namespace opc::model {
 
-/// What the criteria of a selector are.
+/// The kind of the criteria of a selector.
 enum class RelationshipSelectorType : std::int32_t {
     ById = 0,   ///< one relationship ID
     ByType = 1, ///< one relationship type
 };
 
-/// Names relationships of one source: one by its ID, or all of a type. A plain value.
+/// Selects relationships of one source: one by its ID, or all of a type. A plain value.
 class OPCRAFT_API RelationshipSelector {
 public:
     /// @param source a part name, or "/" for the package.

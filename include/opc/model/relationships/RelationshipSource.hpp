@@ -22,14 +22,14 @@ class Package;
 class PartName;
 class RelationshipManager;
 
-/// What can own relationships (ECMA-376-2 §6.5): a package or a part.
+/// An owner of relationships (ECMA-376-2 §6.5): a package or a part.
 ///
 /// A handle: copies share the relationships. Used by one thread at a time, together with its package.
 ///
 /// Every query throws `InvalidObject` when the part was deleted or its package closed, and `PackageNotOpen` when the
 /// package is not open. Every change throws these and `PackageReadOnly`. All checks come before any change: a
-/// refused call changes nothing, but that the number of a generated ID is used up when the package itself refuses
-/// the relationship at last.
+/// refused call changes nothing, except that the number of a generated ID is used up when the package itself refuses
+/// the relationship.
 class OPCRAFT_API RelationshipSource {
 public:
     RelationshipSource(const RelationshipSource& other);
@@ -45,7 +45,7 @@ public:
     virtual Package& getPackage() const = 0;
 
 protected:
-    /// Called at last, before a relationship is added; throws to refuse it.
+    /// Called right before a relationship is added; throws to refuse it.
     /// @param target the target as it will be stored.
     virtual void doVerifyRelationship(const std::u16string& id, const std::u16string& type,
                                       const std::u16string& target);
@@ -54,10 +54,10 @@ public:
     /// The part name of the source, "/" for a package.
     URI getSourceURI() const;
 
-    /// The name of the relationships part as it is stored; when there is none, that of one that would be created.
+    /// The name of the relationships part as it is stored; when there is none, the one that would be created.
     PartName getRelationshipsPartName() const;
-    /// The content type that the package has for the relationships part; when there is none, that of one that would be
-    /// created. Nothing else depends on it: what is a relationships part, its name decides.
+    /// The content type of the relationships part; when there is none, the content type with which it would be
+    /// created. Nothing else depends on it: relationships parts are recognized by their names.
     ContentType getRelationshipsContentType() const;
 
     /// The bytes of the relationships part as it is stored; empty when there is none.
@@ -66,9 +66,9 @@ public:
     std::vector<unsigned char> readRelationshipsPart() const;
 
     /// In ascending order of IDs (code units), as all listings.
-    /// @param mode ExcludeManaged leaves out the types that a data manager owns.
+    /// @param mode ExcludeManaged omits the types that a data manager owns.
     std::vector<Relationship> getRelationships(ExcludeMode mode = ExcludeMode::IncludeAll) const;
-    /// Those whose type is exactly the given one; the case counts.
+    /// Those whose type is exactly the given one, case-sensitively.
     std::vector<Relationship> getRelationshipsByType(const std::u16string& type) const;
     /// @throws RelationshipNotFound
     Relationship getRelationshipByID(const std::u16string& id) const;
@@ -78,22 +78,22 @@ public:
     /// its query and fragment.
     /// @param target a part name, or a reference relative to the source.
     /// @param id empty for a generated one: "rId" and the next free number, never one that was used before.
-    /// @throws InvalidRelationshipTarget when the target has a scheme, is no part name, is the name of a relationships
+    /// @throws InvalidRelationshipTarget when the target has a scheme, is not a part name, names a relationships
     ///         part, or is the source.
     /// @throws UnsupportedRelativize when the target's path is that of the source.
-    /// @throws InvalidRelationshipType when the type is empty or no URI.
-    /// @throws InvalidRelationshipID when the ID is no xsd:ID.
+    /// @throws InvalidRelationshipType when the type is empty or not a URI.
+    /// @throws InvalidRelationshipID when the ID is not an xsd:ID.
     /// @throws RelationshipAlreadyExists when the ID is in use.
     /// @throws InvalidCorePropertiesRelationships when it would be a package's second core properties relationship.
-    /// @throws InvalidRelationshipContent when the relationships part would outgrow the limits for XML, so that it
+    /// @throws InvalidRelationshipContent when the relationships part would exceed the limits for XML, so that it
     ///         could not be read again.
     /// @throws PartCreateFailed when the relationships part of a first relationship cannot be created.
     Relationship createInternalRelationship(const std::u16string& type, const URI& target,
                                             const std::u16string& id = std::u16string());
 
-    /// Relates this source to something outside the package. The target is stored as it is.
-    /// @throws InvalidRelationshipTarget when the target, its backslashes read as slashes, is no LEIRI; and when a
-    ///         reader would refuse it: when it is empty or no xsd:anyURI.
+    /// Relates this source to something outside the package. The target is stored as given.
+    /// @throws InvalidRelationshipTarget when the target, its backslashes read as slashes, is not a LEIRI; and when a
+    ///         reader would refuse it: when it is empty or not an xsd:anyURI.
     /// @throws InvalidRelationshipType, InvalidRelationshipID, RelationshipAlreadyExists,
     ///         InvalidCorePropertiesRelationships, InvalidRelationshipContent, PartCreateFailed as for an internal
     ///         relationship.
@@ -115,7 +115,7 @@ public:
     /// Annex E, a part that is compact stays so anyway. Nothing when there are no relationships.
     void makeCompact();
 
-    /// True for an xsd:ID, but that an ID starts with none of U+037F to U+1FFF, and surrogate pairs are refused.
+    /// True for an xsd:ID that does not start with one of U+037F to U+1FFF and has no surrogate pairs.
     static bool isValidID(const std::u16string& id) noexcept;
     /// True for a LEIRI (RFC 3987 §7.3 of the revision draft; W3C Note LEIRI), backslashes read as slashes.
     static bool isValidTarget(const std::u16string& target);
@@ -124,7 +124,7 @@ protected:
     explicit RelationshipSource(const URI& source);
     RelationshipSource& operator=(const RelationshipSource& other);
 
-    /// Forgets the relationships, the relationships part and the number of the next ID.
+    /// Drops the relationships, the relationships part and the number of the next ID.
     void reset() noexcept;
     /// Writes the relationships part when it changed.
     void flush();
@@ -147,7 +147,7 @@ private:
     std::u16string generateID();
     Relationship addRelationship(const Relationship& relationship);
     void createRelationshipPartIfNeeded();
-    /// Takes a relationships part (or null for none), and reads it unless it is new.
+    /// Sets the relationships part (null for none), and reads it unless it is new.
     void setPhysicalRelationshipPart(interfaces::IPhysicalPart* part, bool isNew);
 
     boost::shared_ptr<Impl> impl_;

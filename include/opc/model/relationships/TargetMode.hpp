@@ -5,7 +5,7 @@
 
 namespace opc::model {
 
-/// Where the target of a relationship lies (ECMA-376-2 §6.5.3).
+/// Where the target of a relationship is (ECMA-376-2 §6.5.3).
 enum class TargetMode : std::int32_t {
     Internal = 0, ///< a part of the same package
     External = 1, ///< a resource outside the package

@@ -12,14 +12,14 @@ namespace opc::storage {
 
 /// A physical package in memory.
 ///
-/// What a `close` without discard saved is there at the next `open`, for the life of the object. Opening a
+/// What a `close` without discard saved is available at the next `open`, for the lifetime of the object. Opening a
 /// package in which nothing was ever saved is allowed in create-only mode alone; the other modes throw
 /// ENOENT. Owns everything; not copyable. Used by one thread at a time.
 ///
 /// The rules of `IPhysicalPackage` hold; the codes are those of the generic category:
 /// operation_not_permitted for a change in a read-only package, a read or a deletion in a created one,
-/// invalid_argument for a name that is no part name, file_exists for a part name that is taken,
-/// no_such_file_or_directory for a part that is not there or a content types stream that was never written,
+/// invalid_argument for a name that is not a part name, file_exists for a duplicate part name,
+/// no_such_file_or_directory for a missing part or a content types stream that was never written,
 /// operation_not_supported for the content types stream of a package without one, bad_file_descriptor for a use while
 /// closed, a second open, a read from a stream that is not open.
 class OPCRAFT_API MemoryPackage final : public interfaces::IPhysicalPackage {

@@ -10,19 +10,19 @@ namespace opc::storage {
 enum class ZipItemKind {
     ContentTypes, ///< the content types stream
     Part,         ///< a part, relationships parts included
-    Other,        ///< no part (ECMA-376-2 §7.3): kept as it is
+    Other,        ///< not a part (ECMA-376-2 §7.3): kept as it is
 };
 
-/// One item of an open ZIP package, as it stands with all changes made so far. The pieces of an interleaved part
+/// One item of an open ZIP package, with all changes made so far. The pieces of an interleaved part
 /// (ECMA-376-2 §7.2.4) are one item.
 struct ZipItem {
-    std::string name;        ///< the ZIP item name, UTF-8; of an interleaved part, what stands before "/[0].piece"
+    std::string name;        ///< the ZIP item name, UTF-8; of an interleaved part, what precedes "/[0].piece"
     std::u16string partName; ///< the part name; empty unless the kind is Part
     ZipItemKind kind = ZipItemKind::Other;
-    std::uint64_t pieces = 0;         ///< items that the bytes are spread over, for an interleaved part; else 0
+    std::uint64_t pieces = 0;         ///< the number of items with the bytes, for an interleaved part; else 0
     std::uint64_t size = 0;           ///< bytes, uncompressed
     std::uint64_t compressedSize = 0; ///< bytes in the file; for content written since the open, its plain size
-    std::string reason{}; ///< why an item of the kind Other is no part: "a backslash in the name"; else empty
+    std::string reason{}; ///< why an item of the kind Other is not a part: "a backslash in the name"; else empty
 };
 
 } // namespace opc::storage

@@ -12,46 +12,46 @@ namespace opc::storage {
 
 /// How a ZIP package works; a value, the same for every open.
 struct ZipOptions {
-    Limits limits{}; ///< on what is read; the two for XML count for the content types stream
+    Limits limits{}; ///< on what is read; the two for XML apply to the content types stream
 
-    /// Bytes of memory that all new contents may take together until they are saved. What is written beyond goes,
-    /// compressed, to a temporary file without a name. Of no meaning for a package in bytes.
+    /// Bytes of memory that all new contents may take together until they are saved. What exceeds it is moved,
+    /// compressed, to a temporary file without a name. Ignored for a package in bytes.
     std::uint64_t memory = 8ULL * 1024 * 1024;
 
-    /// Where that file is; empty: the folder that TMPDIR names, else /var/tmp.
+    /// The folder of that file; empty: the one that TMPDIR names, else /var/tmp.
     std::filesystem::path temporaryFolder{};
 
-    /// Lets those who change one file in place come one after another: `open` in read-write mode, or in create-only
-    /// mode over a file that is there, waits for the lock of the system (`flock`) on the file itself, which is held
-    /// until the package is closed; when the time is over, it fails with device_or_resource_busy. Nothing: no lock is
-    /// waited for, and a save that comes second is refused. Of no meaning for a package in bytes, when
+    /// Serializes processes that change one file in place: `open` in read-write mode, or in create-only
+    /// mode over an existing file, waits for the lock of the system (`flock`) on the file itself, which is held
+    /// until the package is closed; at the timeout it fails with device_or_resource_busy. Nothing: there is no
+    /// lock, and the second of two saves is refused. Ignored for a package in bytes, when
     /// `ZipPackage::setOutput` named another file before, and where the system has no such locks.
     std::optional<std::chrono::milliseconds> lockTimeout{};
 
-    /// Whether `open` refuses a file that other readers could take for another package, with bad_message; for files
-    /// whose content somebody vouches for. Of contents, only the content types and the relationships are read: damage
-    /// in others shows when they are read. Refused are:
+    /// Whether `open` refuses a file that other readers could read as another package, with bad_message; for files
+    /// whose content is signed, for example. Of contents, only the content types and the relationships are read: damage
+    /// in others is detected when they are read. Refused are:
     /// - an item whose local header and central directory disagree about name, method, checksum, sizes or flags, or
-    ///   whose data descriptor (APPNOTE §4.3.9) is missing or says something else;
-    /// - two items of one name, or whose names some reader takes for one: differences in case, in empty or dot
-    ///   segments, backslashes, slashes at either end, blanks around and dots behind a segment, escapes, compatible and
+    ///   whose data descriptor (APPNOTE §4.3.9) is missing or disagrees;
+    /// - duplicate items, also by names that some reader confuses: differences in case, in empty or dot
+    ///   segments, backslashes, slashes at either end, blanks around and dots after a segment, escapes, compatible and
     ///   ignorable characters and normalization forms of Unicode, and the encoding of a name that is not marked as
-    ///   UTF-8 do not count;
+    ///   UTF-8 are ignored;
     /// - a name that an extra field replaces; two ZIP64 fields of one item; links and devices;
-    /// - parts in pieces, which few readers put together;
-    /// - two entries of the content types stream for one name, compared in the same way;
-    /// - an item below another one that is not a folder ("a.xml/b"): a reader may take "a.xml" for the folder;
+    /// - parts in pieces, which few readers support;
+    /// - duplicate entries of the content types stream, compared in the same way;
+    /// - an item below another one that is not a folder ("a.xml/b"): a reader may create "a.xml" as a folder;
     /// - a content types stream or a relationships part that cannot be read, is not XML 1.0, or has another encoding
     ///   than it declares;
-    /// - anything in front of the first item, such as a document of another format or a program that unpacks the
-    ///   file, and anything but zeros between items: who reads from the front would find what the directory does not
-    ///   know;
-    /// - anything between the central directory and the end record or behind its comment, an end record in the
-    ///   comment, two end records that disagree, several disks: who looks for the directory from the end could find
+    /// - anything before the first item, such as a document of another format or a program that unpacks the
+    ///   file, and anything but zeros between items: other readers would find items that the directory does not
+    ///   list;
+    /// - anything between the central directory and the end record or after its comment, an end record in the
+    ///   comment, two end records that disagree, several disks: a reader that searches from the end could find
     ///   another.
     ///
-    /// Not refused is what real producers do, and what no reader goes by: other times, versions, extra fields or
-    /// compression level in the local header, zeros in place of what a data descriptor tells, zeros that align the next
+    /// Not refused is what real producers do and readers ignore: other times, versions, extra fields or
+    /// compression level in the local header, zeros for the numbers of a data descriptor, zeros that align the next
     /// item, and items of folders. Two archives in a row are refused without this, too.
     bool consistent = false;
 };

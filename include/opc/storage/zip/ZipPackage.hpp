@@ -16,46 +16,46 @@ namespace opc::storage {
 
 /// A physical package in a ZIP file, or in the bytes of one (ECMA-376-2 §7.3).
 ///
-/// An item whose name maps to no part name, or that the content types stream gives no content type, is no
+/// An item whose name maps to no part name, or that has no content type in the content types stream, is not a
 /// part; it stays in the file as it is (`getOtherItems`). Interleaved items (ECMA-376-2 §7.2.4) are read as one part
-/// and stay as they are until it is written anew, in one piece; a piece of an incomplete row is no part. Items that are
-/// not changed keep their compressed bytes and their order; an item that is written anew keeps its name and place and
+/// and stay as they are until it is rewritten, as one item; a piece of an incomplete row is not a part. Items that are
+/// not changed keep their compressed bytes and their order; an item that is rewritten keeps its name and position and
 /// is deflated. A created package starts with the content types stream, the relationships of the package and the main
-/// document that they name, so that programs which look at the first items tell its kind; in a package that starts so
-/// far, these items go there when they are new, and all other new ones to the end. The same
-/// calls give the same bytes: what is written bears the time 1980-01-01 00:00.
+/// document that they name, so that programs that check the first items recognize its kind; in a package that starts so
+/// far, these items are added there when they are new, and all other new ones at the end. The same
+/// calls produce the same bytes: what is written has the time 1980-01-01 00:00.
 ///
 /// A save writes a temporary file in the folder of the target, syncs it, renames it over the target (through a
-/// symbolic link, with the mode of the file that was there) and syncs the folder: whatever fails, the file is
-/// the old one or the new one, and no temporary file stays; one that a killed process left behind goes with the next
+/// symbolic link, with the mode of the old file) and syncs the folder: whatever fails, the file is
+/// the old one or the new one, and no temporary file stays; one that a killed process left is removed by the next
 /// save. A read-write package without changes writes nothing.
 ///
-/// No update of another program is lost: a save replaces the file that was opened, or in create-only mode was there at
-/// the open, and for `setOutput` was there when it was named. When the path leads to another file at the moment of the
+/// No update of another program is lost: a save replaces the file that was opened, or in create-only mode existed at
+/// the open, and for `setOutput` existed when it was named. When the path leads to another file at the time of the
 /// rename, or the file has another size or modification time, the save is refused (device_or_resource_busy); when
-/// it leads to none, the file is written anew. `ZipOptions::lockTimeout` lets savers wait for one another instead.
+/// it leads to none, the file is created. With `ZipOptions::lockTimeout` savers wait for each other instead.
 ///
 /// Parts of any size are read and written in constant memory (`ZipOptions::memory`); ZIP64 is used where sizes or
 /// counts need it, and nowhere else.
 ///
-/// Owns everything it hands out; not copyable. Used by one thread at a time.
+/// Owns all objects that it returns; not copyable. Used by one thread at a time.
 ///
 /// The rules of `IPhysicalPackage` hold. Messages name the file and the item. Codes compare with the generic
 /// conditions:
-/// - bad_message: no ZIP file, no or two content types streams, two items that are the same part, items that overlap;
+/// - bad_message: not a ZIP file, no or two content types streams, two items of the same part, items that overlap;
 ///   what `ZipOptions::consistent` refuses; damaged content (a wrong checksum or length), when it is read;
 /// - file_too_large: a limit of `ZipOptions::limits` is reached, at open or when content is read;
 /// - not_supported: an encrypted item or an unknown compression method, when it is read;
 /// - operation_not_permitted: a change in a read-only package, a read or a deletion in a created one;
-/// - invalid_argument: a part name that would not map back from its item name, an output that is no regular file;
-/// - file_exists: a part name that a part or another item takes;
-///   no_such_file_or_directory: a part that is not there;
+/// - invalid_argument: a part name that would not map back from its item name, an output that is not a regular file;
+/// - file_exists: the name of an existing part or other item;
+///   no_such_file_or_directory: a missing part;
 /// - device_or_resource_busy: another program wrote to the file or replaced it since it was opened, when it is saved;
-///   another process is changing it all the time that `ZipOptions::lockTimeout` gives, at open;
+///   another process is changing it for all of `ZipOptions::lockTimeout`, at open;
 /// - bad_file_descriptor: a use while closed, a second open, a read from a stream that is not open;
-/// - the system's own for what the system refuses: no_such_file_or_directory (at open the file, at a save the folder),
+/// - the code of the system for its failures: no_such_file_or_directory (at open the file, at a save the folder),
 ///   permission_denied (at open also for a file that read-write mode may not write), no_space_on_device, …. Content
-///   that could not be kept until the save makes every save fail, until it is written anew or its part is deleted.
+///   that could not be kept until the save makes every save fail, until it is rewritten or its part is deleted.
 class OPCRAFT_API ZipPackage final : public interfaces::IPhysicalPackage, public interfaces::IPhysicalOtherItems {
 public:
     /// A package in a file. Nothing is touched before `open`.
@@ -70,18 +70,18 @@ public:
     ZipPackage(const ZipPackage&) = delete;
     ZipPackage& operator=(const ZipPackage&) = delete;
 
-    /// Lets the next save of a package that is open in read-write or create-only mode go to another file, which
-    /// is written even when nothing was changed; the file that was opened stays as it is, unless it is named itself.
-    /// Holds until the package is closed. Also the way out after a close that failed. Said before the open, which may
-    /// be for read-write of a file that may not be written then, it holds for that one.
-    /// @throws opc::Exception operation_not_permitted when the package is read-only; said before, the open throws.
+    /// Redirects the next save of a package that is open in read-write or create-only mode to another file, which
+    /// is written even when nothing was changed; the file that was opened is not changed, unless it is named itself.
+    /// Applies until the package is closed. Also possible after a close that failed. Called before the open, which may
+    /// then be for read-write of a file that may not be written, it applies to that one.
+    /// @throws opc::Exception operation_not_permitted in a read-only package; before the open, the open throws it.
     void setOutput(const std::filesystem::path& file);
 
-    /// Every item in the order of the file, new ones behind, deleted ones left out.
+    /// Every item in the order of the file, then new ones, without deleted ones.
     /// @throws opc::Exception bad_file_descriptor when the package is closed.
     std::vector<ZipItem> getItems() const;
 
-    /// The names of the items that are no parts, in the order of the file.
+    /// The names of the items that are not parts, in the order of the file.
     /// @throws opc::Exception bad_file_descriptor when the package is closed.
     std::vector<std::string> getOtherItems() const;
 
@@ -91,7 +91,7 @@ public:
     ///         package is closed, operation_not_permitted when it was opened for create only.
     interfaces::IPhysicalInputStream* getItemInputStream(const std::string& name);
 
-    /// Items whose names map to no part name count too: other programs may map them.
+    /// Items whose names map to no part name are included: other programs may map them.
     bool hasOtherItems(const std::u16string& extension) const override;
 
     bool hasContentTypeStream() const override;
