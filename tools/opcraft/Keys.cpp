@@ -193,7 +193,7 @@ auto withFileName(const std::string& file, Action action) {
 } // namespace
 
 const char* const SIGNING_HELP =
-    "--form standard, the default, is the form of ECMA-376 that LibreOffice, .NET and other programs check.\n"
+    "--form standard, the default, is the form of ECMA-376 that LibreOffice and other programs check.\n"
     "--form office adds what Microsoft Office writes; it leaves core and extended properties and the\n"
     "thumbnail out, as Office does, and covers the certificate. --form library is checked by Opcraft alone.\n"
     "A package has signatures of the library's form or of the other two, not both. LibreOffice asks for a\n"
