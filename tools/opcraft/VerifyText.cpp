@@ -136,7 +136,7 @@ std::string referenceText(const ReferenceReport& reference, std::size_t number) 
     std::string text =
         "  " + std::to_string(number) + ". " + escaped(kind + toUtf8(reference.target) + ": " + verdict) + '\n';
     text += lineIfAny("Problem", reference.problem);
-    text += lineIfAny("Remark", reference.remark);
+    text += lineIfAny(reference.holds() ? "Remark" : "Would match", reference.remark);
     text += lineIfAny("Signed type", toUtf8(reference.claimedContentType));
     text += lineIfAny("Type now", toUtf8(reference.foundContentType));
     text += lineIfAny("Digest", toUtf8(reference.digestMethod));
