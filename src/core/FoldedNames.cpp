@@ -19,6 +19,9 @@ namespace {
 
 constexpr int MAXIMUM_COMBINING = 30;
 
+/// Characters of which some programs make "_", since file systems of Windows have no names with them.
+constexpr std::string_view REPLACED = ":<>|\"?*";
+
 /// Decodes escapes, and those that come out of escapes.
 std::string decode(std::string_view name) {
     std::string text;
@@ -42,9 +45,16 @@ std::string fromLatin1(std::string_view text) {
     return toUTF8String(wide);
 }
 
-/// Drops combining marks beyond the Stream-Safe Text Format (UAX #15): ordering more of them would take long.
+/// Control characters and the ends of lines and paragraphs, which programs that unpack leave out.
+bool isControl(utf8proc_int32_t character) {
+    const utf8proc_category_t category = utf8proc_category(character);
+    return category == UTF8PROC_CATEGORY_CC || category == UTF8PROC_CATEGORY_ZL || category == UTF8PROC_CATEGORY_ZP;
+}
+
+/// Drops control characters, and combining marks beyond the Stream-Safe Text Format (UAX #15): ordering more of them
+/// would take long.
 /// @return nothing when the text is not UTF-8.
-std::optional<std::string> limitCombining(std::string_view text) {
+std::optional<std::string> leaveOut(std::string_view text) {
     std::string result;
     for (int combining = 0; !text.empty();) {
         utf8proc_int32_t character = 0;
@@ -52,8 +62,10 @@ std::optional<std::string> limitCombining(std::string_view text) {
                                                        static_cast<utf8proc_ssize_t>(text.size()), &character);
         if (size <= 0)
             return std::nullopt;
-        combining = utf8proc_get_property(character)->combining_class != 0 ? combining + 1 : 0;
-        if (combining <= MAXIMUM_COMBINING)
+        const bool isLeftOut = isControl(character);
+        if (!isLeftOut)
+            combining = utf8proc_get_property(character)->combining_class != 0 ? combining + 1 : 0;
+        if (!isLeftOut && combining <= MAXIMUM_COMBINING)
             result.append(text.substr(0, static_cast<std::size_t>(size)));
         text.remove_prefix(static_cast<std::size_t>(size));
     }
@@ -62,11 +74,11 @@ std::optional<std::string> limitCombining(std::string_view text) {
 
 /// @return nothing when the text is not UTF-8.
 std::optional<std::string> normalize(std::string_view name) {
-    const std::optional<std::string> text = limitCombining(name);
+    const std::optional<std::string> text = leaveOut(name);
     if (!text)
         return std::nullopt;
     constexpr auto options = static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_COMPAT | UTF8PROC_COMPOSE |
-                                                            UTF8PROC_CASEFOLD | UTF8PROC_IGNORE | UTF8PROC_STRIPCC);
+                                                            UTF8PROC_CASEFOLD | UTF8PROC_IGNORE);
     utf8proc_uint8_t* raw = nullptr;
     const utf8proc_ssize_t size = utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(text->data()),
                                                static_cast<utf8proc_ssize_t>(text->size()), &raw, options);
@@ -81,12 +93,24 @@ std::string_view trim(std::string_view segment) {
     return segment.substr(0, segment.find_last_not_of(' ') + 1);
 }
 
+/// Without blanks and dots behind it, and without versions of VMS (";2"), which some programs take off.
+std::string_view withoutEnding(std::string_view segment) {
+    for (;;) {
+        const std::string_view kept = segment.substr(0, segment.find_last_not_of(" .") + 1);
+        const std::size_t digits = kept.find_last_not_of("0123456789") + 1;
+        const bool hasVersion = kept.substr(0, digits).ends_with(';');
+        if (!hasVersion)
+            return kept;
+        segment = kept.substr(0, digits - 1);
+    }
+}
+
 std::string foldPath(std::string_view path) {
     std::vector<std::string_view> segments;
     for (std::size_t start = 0; start <= path.size();) {
         const std::size_t end = std::min(path.find('/', start), path.size());
         const std::string_view segment = trim(path.substr(start, end - start));
-        const std::string_view kept = segment.substr(0, segment.find_last_not_of(" .") + 1);
+        const std::string_view kept = withoutEnding(segment);
         if (segment == ".." && !segments.empty())
             segments.pop_back();
         else if (!kept.empty())
@@ -107,8 +131,16 @@ std::string foldName(std::string_view name) {
     std::optional<std::string> text = normalize(decoded);
     if (!text)
         text = normalize(fromLatin1(decoded));
-    std::replace(text->begin(), text->end(), '\\', '/');
+    for (char& c : *text)
+        c = c == '\\' ? '/' : REPLACED.find(c) != std::string_view::npos ? '_' : c;
     return foldPath(*text);
+}
+
+std::set<std::string> foldTarget(std::u16string_view source, std::u16string_view target) {
+    const bool isAbsolute = target.starts_with(u'/') || target.starts_with(u'\\');
+    std::u16string path(isAbsolute ? u"" : source.substr(0, source.rfind(u'/') + 1));
+    const std::string whole = toUTF8String(path.append(target), false);
+    return {foldName(whole), foldName(whole.substr(0, whole.find_first_of("?#")))};
 }
 
 } // namespace opc::detail

@@ -102,7 +102,7 @@ std::u16string readExtension(const xercesc::DOMElement* entry, const Vocabulary&
     XercesHelper::getElementAttribute(entry, names.extension, text);
     if (text.empty())
         throw InvalidPartContent("Extension is empty");
-    return toLowerASCIIString(text);
+    return text;
 }
 
 [[noreturn]] void throwNotFound(const std::string& part) {
@@ -179,7 +179,7 @@ ContentTypeSource::Addition ContentTypeSource::prepareAddition(const PartName& n
     else if (entry == defaults_.end() && hasOtherItems(addition.extension))
         addition.newOverride.emplace(name, type);
     else if (entry == defaults_.end())
-        addition.newDefault.emplace(addition.extension, Default{type, 1});
+        addition.newDefault.emplace(addition.extension, Default{type, 1, addition.extension});
     else if (entry->second.contentType.toString() != type.toString())
         // Stricter than the equality of content types: a difference in case alone is kept as given.
         addition.newOverride.emplace(name, type);
@@ -270,7 +270,8 @@ void ContentTypeSource::readDocument(InputStream& stream) {
         checkAt(*parser, *entry, judged, [&] {
             const std::u16string extension = readExtension(entry, names);
             judged = names.contentType;
-            defaults_.emplace(extension, Default{readContentType(entry, names, types), 0});
+            defaults_.emplace(toLowerASCIIString(extension),
+                              Default{readContentType(entry, names, types), 0, extension});
         });
     }
     for (const xercesc::DOMElement* entry : overrides) {
@@ -303,7 +304,7 @@ std::vector<unsigned char> ContentTypeSource::writeDocument() const {
     xercesc::DOMElement* root = XercesHelper::appendElementNS(document.get(), names.ns, names.types);
     for (const auto& [extension, entry] : defaults_)
         if (entry.useCount != 0 || hasOtherItems(extension))
-            appendEntry(root, names, names.defaultEntry, names.extension, extension, entry.contentType);
+            appendEntry(root, names, names.defaultEntry, names.extension, entry.extension, entry.contentType);
     for (const auto& [name, contentType] : overrides_)
         appendEntry(root, names, names.overrideEntry, names.partName, name.toString(), contentType);
     const WriterHandle writer = XercesHelper::createPrettyPrintingWriter();

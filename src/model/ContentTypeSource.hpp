@@ -55,8 +55,9 @@ private:
     struct Default {
         ContentType contentType;
         unsigned long useCount;
+        std::u16string extension; ///< as it stands in the stream
     };
-    using Defaults = std::map<std::u16string, Default>;
+    using Defaults = std::map<std::u16string, Default>; ///< by the extension in lower case
     using Overrides = std::map<PartName, ContentType>;
 
     Overrides::const_iterator findOverride(const PartName& name);

@@ -93,17 +93,17 @@ TEST(ContentTypeSource, RecordsADefaultForANewExtensionAndAnOverrideForAnotherTy
 }
 
 TEST(ContentTypeSource, ADefaultGoesWithItsLastUser) {
-    ContentTypes types(contentTypes("<Default Extension='xml' ContentType='a/b'/>"
+    ContentTypes types(contentTypes("<Default Extension='Xml' ContentType='a/b'/>"
                                     "<Default Extension='unused' ContentType='a/b'/>"));
     types.typeOf(u"/a.xml", true);
     types.typeOf(u"/a.xml");     // no user
     EXPECT_FALSE(types.saves()); // nothing changed
     types->addContentType(u"/b.xml", u"a/b");
-    EXPECT_THAT(types.saved(), testing::AllOf(HasSubstr("\"xml\""), Not(HasSubstr("unused"))));
+    EXPECT_THAT(types.saved(), testing::AllOf(HasSubstr("\"Xml\""), Not(HasSubstr("unused"))));
     types->removeContentType(u"/a.xml");
-    EXPECT_THAT(types.saved(), HasSubstr("\"xml\""));
+    EXPECT_THAT(types.saved(), HasSubstr("\"Xml\""));
     types->removeContentType(u"/b.xml");
-    EXPECT_THAT(types.saved(), Not(HasSubstr("\"xml\"")));
+    EXPECT_THAT(types.saved(), Not(HasSubstr("\"Xml\"")));
     types->removeContentType(u"/b.xml"); // nothing to release
     EXPECT_FALSE(types.saves());
     types->removeContentType(u"/x.unused"); // an entry without users goes too

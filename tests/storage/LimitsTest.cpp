@@ -19,6 +19,26 @@ TEST(Limits, WhatIsCountedAtOpen) {
     }
 }
 
+TEST(Limits, WhatIsSavedCanBeOpenedAgain) {
+    Zip zip(zipOfNames({"a.xml"}), {.limits = {.items = 3, .itemSize = 1000, .nameLength = 19}});
+    const auto create = [&](const std::u16string& name) { createPart(zip.package, name, "new"); };
+    EXPECT_TRUE(failsWith(
+        Errc::file_too_large, "an item has a name of more bytes than 19 (limit name-length)",
+        [&] { create(u"/%C3%A9%C3%A9%C3%A9%C3%A9"); }));
+    EXPECT_TRUE(failsWith(Errc::file_too_large,
+                          "the relationships part of an item has a name of more bytes than 19 (limit name-length)",
+                          [&] { create(u"/12345.xml"); }));
+    create(u"/1234.xml");
+    create(u"/_rels/1234.xml.rels");
+    EXPECT_TRUE(failsWith(Errc::file_too_large, "more items than 3 (limit items)", [&] { zip->close(false); }));
+    zip->deletePart(u"/_rels/1234.xml.rels");
+    zip.write(u"/1234.xml", TEXT);
+    EXPECT_TRUE(failsWith(Errc::file_too_large, "\"1234.xml\": the content has more bytes than 1000 (limit item-size)",
+                          [&] { zip->close(false); }));
+    zip.write(u"/1234.xml", "short");
+    zip.save();
+}
+
 TEST(Limits, SizesAreWhatComesOut) {
     const Bytes file = zipWith({{"a.xml", TEXT}, {"b.xml", TEXT}, {.name = "liar.xml", .content = TEXT, .size = -16}});
     Limits limits;
@@ -54,6 +74,8 @@ TEST(Limits, TheRatioCountsAboveItsFloor) {
                                   count += read;
                           }));
     EXPECT_EQ(count, Limits::RATIO_FLOOR);
+    zip.write(u"/bomb.xml", std::string(Limits::RATIO_FLOOR + 1, '\0'));
+    EXPECT_TRUE(failsWith(Errc::file_too_large, "\"bomb.xml\": more inflated bytes", [&] { zip->close(false); }));
     Zip wide(file, {.limits = {.ratio = 1032}});
     EXPECT_EQ(wide.read(u"/bomb.xml").size(), Limits::RATIO_FLOOR + 1);
 }

@@ -126,6 +126,24 @@ TEST(ZipSave, UntouchedItemsKeepTheirPlaceAndTheirBytes) {
     EXPECT_TRUE(failsWith(Errc::not_supported, [&] { zip.read(u"/locked.xml"); }));
 }
 
+TEST(ZipSave, KeepsWhatOneHeaderOfAnItemTells) {
+    std::string file = toText(zipWith({{.name = "a.xml",
+                                        .content = "a",
+                                        .extra = std::string("\1\0\4\0\0\0\0\0", 8), // the number of the disk
+                                        .descriptor = true,
+                                        .localExtra = ""}}));
+    const std::size_t record = file.rfind("a.xml") - 46;
+    file.replace(record + 8, 1, 1, '\0').replace(record + 34, 2, 2, '\xFF');
+    const std::size_t local = file.find("a.xml") - 30;
+    const std::string item = file.substr(local, file.find("PK\1\2") - local);
+    ASSERT_THAT(item, HasSubstr("PK\7\10"));
+    Zip zip(toBytes(file));
+    createPart(zip.package, u"/new.xml", "new");
+    zip.save();
+    EXPECT_THAT(toText(zip.bytes), HasSubstr(item));
+    EXPECT_EQ(zip.read(u"/a.xml"), "a");
+}
+
 TEST(ZipSave, NewContentTakesTheNameAndThePlaceOfTheOld) {
     const std::string times = std::string("UT\x05\x00\x01\x01\x02\x03\x04", 9);
     const std::string hint = std::string("\x20\xA2\x04\x00\x28\xA0\x00\x00", 8);

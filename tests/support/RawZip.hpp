@@ -23,6 +23,7 @@ struct RawItem {
     bool descriptor = false;                 ///< checksum and sizes follow the content
     std::optional<std::string> localExtra{}; ///< for the local header, when it is another one there
     std::string before{};                    ///< bytes in front of the item, which belong to none
+    std::string behind{};                    ///< bytes behind the compressed content, which count as such
 };
 
 inline const Bytef* zlibBytes(const std::string& text) {
@@ -42,7 +43,7 @@ inline std::uint32_t checksum(const std::string& text) {
 
 /// Appends local header and content. @return the record for the directory.
 inline std::string appendItem(std::string& file, const RawItem& item) {
-    const std::string payload = item.method == Z_DEFLATED ? deflate(item.content) : item.content;
+    const std::string payload = (item.method == Z_DEFLATED ? deflate(item.content) : item.content) + item.behind;
     const std::string sums = number(item.crc.value_or(checksum(item.content)), 4) + number(payload.size(), 4) +
                              number(item.size ? *item.size : item.content.size(), 4);
     const std::string head = number(20, 2) + number(item.flags | (item.descriptor ? 8U : 0U), 2) +

@@ -4,6 +4,7 @@
 #include "opcraft/Text.hpp"
 
 #include <opc/core/Exception.hpp>
+#include <opc/core/FoldedNames.hpp>
 #include <opc/core/Strings.hpp>
 
 #include <algorithm>
@@ -46,9 +47,11 @@ auto countingKey(const std::string& id) {
     return std::make_tuple(id.substr(0, digits), id.size() - digits, id.substr(digits));
 }
 
-/// As programs follow it that take dot segments out of absolute paths, too (RFC 3986 §5.2.2).
-std::u16string withoutDotSegments(const std::u16string& path) {
-    return path.starts_with(u"//") ? path : opc::model::resolve(URI(u"/"), URI(path)).getPath();
+/// Whether some program may find the part by an internal relationship.
+bool leadsTo(const std::string& foldedName, const Relationship& relationship) {
+    return relationship.getTargetMode() == TargetMode::Internal &&
+           opc::detail::foldTarget(relationship.getSourceURI().getPath(), relationship.getTarget())
+               .contains(foldedName);
 }
 
 std::string resolvedText(const RelationshipEntry& entry) {
@@ -115,16 +118,14 @@ std::vector<RelationshipEntry> entriesOf(const opc::model::RelationshipSource& s
 
 std::vector<RelationshipEntry> entriesLeadingTo(const PartName& name, OpenPackage& package) {
     const std::set<std::u16string> partKeys = package.getPartKeys();
+    const std::string foldedName = opc::detail::foldName(toUtf8(name.toString()));
     std::vector<RelationshipEntry> entries;
     package.forEachSource([&](const opc::model::RelationshipSource& source) {
         if (source.getSourceURI() == name.getURI())
             return;
-        for (const Relationship& relationship : source.getRelationships()) {
-            const auto part = targetPartOf(relationship);
-            if (part && (opc::caselessCompare(*part, name.toString()) == 0 ||
-                         opc::caselessCompare(withoutDotSegments(*part), name.toString()) == 0))
+        for (const Relationship& relationship : source.getRelationships())
+            if (leadsTo(foldedName, relationship))
                 entries.push_back(entryOf(relationship, partKeys));
-        }
     });
     return entries;
 }

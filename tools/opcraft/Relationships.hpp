@@ -44,7 +44,8 @@ bool removeWithTargets(OpenPackage& package, const std::u16string& type);
 std::vector<RelationshipEntry> entriesOf(const opc::model::RelationshipSource& source,
                                          const std::set<std::u16string>& partKeys);
 
-/// Every relationship of the package and its parts that leads to a part, except those of the part itself.
+/// Every relationship of the package and its parts by which some program may find a part, however its target is
+/// written, except those of the part itself.
 std::vector<RelationshipEntry> entriesLeadingTo(const opc::model::PartName& name, OpenPackage& package);
 
 /// @param withSource true: the first column is the source.

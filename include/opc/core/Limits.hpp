@@ -9,7 +9,8 @@ namespace opc {
 /// ZIP file can inflate to terabytes. What is delivered is counted, whatever sizes the package declares.
 ///
 /// A value without invariants; a store applies it to what it reads itself, `model::Package` to XML. What a package
-/// writes obeys the limits for XML, too, so that it can be read again. The defaults suit a program that opens files of
+/// writes obeys the limits for XML, too, and a saved ZIP file those on the number and the names of items and on the new
+/// content of each, so that it can be read again. The defaults suit a program that opens files of
 /// unknown origin; the documents of office programs stay far below them.
 struct Limits {
     static constexpr std::uint64_t GIBIBYTE = 1024ULL * 1024 * 1024;

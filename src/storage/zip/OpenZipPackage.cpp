@@ -3,6 +3,7 @@
 
 #include "storage/Failure.hpp"
 #include "storage/zip/ContentTypesReader.hpp"
+#include "storage/zip/DeflateStream.hpp"
 #include "storage/zip/ItemNames.hpp"
 #include "storage/zip/MainPart.hpp"
 #include "storage/zip/OtherFormats.hpp"
@@ -11,6 +12,7 @@
 #include "storage/zip/ZipConsistency.hpp"
 
 #include <opc/core/Exception.hpp>
+#include <opc/core/FoldedNames.hpp>
 #include <opc/core/PartNames.hpp>
 #include <opc/core/Strings.hpp>
 
@@ -183,8 +185,22 @@ void OpenZipPackage::readItems() {
         const auto hasItem = [this](std::string_view name) { return items_.findItem(name) != nullptr; };
         fail(Errc::bad_message, location_.label + ": " + explainOtherZip(hasItem, readMediaType()));
     }
-    if (location_.options.consistent)
+    if (location_.options.consistent) {
         throwIfNamesMeet(items_, *archive_, location_.label);
+        throwIfStreamsEndElsewhere();
+    }
+}
+
+/// All items are in one piece.
+void OpenZipPackage::throwIfStreamsEndElsewhere() {
+    for (ZipEntry& entry : items_.all()) {
+        const DirectoryRecord& record = archive_->getDirectory().records()[entry.index.value()];
+        const auto header = readLocalHeader(archive_->getBytes(), record.localHeader);
+        if (record.header.method == zipformat::DEFLATED)
+            throwIfStreamEndsElsewhere(
+                archive_->getBytes(), record, record.localHeader + sizeOf(header.value()),
+                [&](std::uint64_t size) { limits_.count(size, entry.count, entry); }, entry.getLabel());
+    }
 }
 
 /// The start of the item by which other formats declare their media type; empty when none can be read.
@@ -209,6 +225,9 @@ void OpenZipPackage::addItem(std::uint64_t index, const ZipArchive::Item& item, 
     std::optional<std::u16string> partName;
     if (!isContentTypes && !parsePieceName(item.name))
         partName = toPartName(item.name);
+    // Who vouches for a part name vouches for one spelling of the item name, by which other programs find it.
+    if (location_.options.consistent && partName && *partName != toString('/' + item.name, false))
+        partName.reset();
     ZipEntry& entry = items_.add(items_.all().end(), *this, opening_, item.name, std::move(partName).value_or(u""));
     if (isContentTypes)
         items_.setContentTypes(entry);
@@ -325,8 +344,10 @@ interfaces::IPhysicalPart* OpenZipPackage::createPart(const std::u16string& name
     std::optional<std::string> itemName = toItemName(name);
     if (!itemName)
         fail(Errc::invalid_argument, labelOf(name) + ": no item of a ZIP file can be a part of this name");
-    if (const ZipEntry* taken = items_.findByPartName(name))
-        fail(Errc::file_exists, labelOf(name) + ": the item " + inQuotes(taken->name) + " exists already");
+    throwIfTaken(name, *itemName);
+    limits_.checkName(*itemName, location_.label);
+    if (!detail::isRelationshipsPartName(name))
+        limits_.checkRelationshipsName(detail::getRelationshipsPartName(name), location_.label);
     std::u16string type = contentType;
     auto content = std::make_shared<const Content>(); // a part exists once it is created
     ZipEntry& entry = items_.add(items_.all().end(), *this, opening_, std::move(*itemName), name, compression);
@@ -348,6 +369,15 @@ void OpenZipPackage::deletePart(const std::u16string& name) {
         deleted_.insert(deleted_.end(), indexes.begin(), indexes.end());
     }
     items_.removePart(*part);
+}
+
+/// The name may be that of an item, or meet that of one that is no part when it is unpacked.
+void OpenZipPackage::throwIfTaken(std::u16string_view name, std::string_view itemName) {
+    const ZipEntry* taken = items_.findByPartName(name);
+    if (!taken)
+        taken = items_.findMeeting(itemName);
+    if (taken)
+        fail(Errc::file_exists, labelOf(name) + ": the item " + inQuotes(taken->name) + " exists already");
 }
 
 ZipEntry* OpenZipPackage::findMainPart(ZipEntry& relationships) {
@@ -418,13 +448,20 @@ void OpenZipPackage::save() {
     if (!changed && !isOutputSet_)
         return;
     throwIfChanged();
+    throwIfBeyondLimits(changes);
     const std::unique_ptr<Target> target = makeTarget();
     if (changed)
-        writeZip(archive_.get(), changes, *target);
+        writeZip(archive_.get(), changes, limits_, *target);
     else
         copyBytes(archive_->getBytes(), 0, archive_->getBytes().size(), *target);
     throwIfChanged(); // while it was copied
     target->commit();
+}
+
+/// What is saved can be opened again.
+void OpenZipPackage::throwIfBeyondLimits(const ZipChanges& changes) const {
+    const std::uint64_t before = archive_ ? archive_->count() : 0;
+    limits_.checkItems(before - changes.deleted.size() + changes.first.size() + changes.added.size(), location_.label);
 }
 
 void OpenZipPackage::throwIfChanged() const {

@@ -53,6 +53,9 @@ private:
     std::unique_ptr<PackageBytes> openBytes();
     void openArchive();
     void readItems();
+    void throwIfStreamsEndElsewhere();
+    void throwIfTaken(std::u16string_view name, std::string_view itemName);
+    void throwIfBeyondLimits(const ZipChanges& changes) const;
     void addItem(std::uint64_t index, const ZipArchive::Item& item, std::vector<std::uint64_t> pieces);
     std::string readMediaType();
     void readContentTypes();

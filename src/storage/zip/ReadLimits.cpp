@@ -46,16 +46,33 @@ void ReadLimits::checkName(std::string_view name, const std::string& label) cons
         failAt(limits_.nameLength, label, "an item has a name of more bytes than ", "name-length");
 }
 
+void ReadLimits::checkRelationshipsName(std::u16string_view name, const std::string& label) const {
+    if (name.size() - 1 > limits_.nameLength)
+        failAt(limits_.nameLength, label, "the relationships part of an item has a name of more bytes than ",
+               "name-length");
+}
+
+std::optional<ReadLimits::Excess> ReadLimits::findExcess(std::uint64_t size, std::uint64_t compressedSize) const {
+    if (size > limits_.itemSize)
+        return Excess{limits_.itemSize, "the content has more bytes than ", "item-size"};
+    if (size > Limits::RATIO_FLOOR && size / std::max<std::uint64_t>(limits_.ratio, 1) > compressedSize)
+        return Excess{limits_.ratio, "more inflated bytes for one compressed byte than ", "ratio"};
+    return std::nullopt;
+}
+
+void ReadLimits::checkContent(std::uint64_t size, std::uint64_t compressedSize, const std::string& label) const {
+    if (const auto excess = findExcess(size, compressedSize))
+        failAt(excess->limit, label, excess->what, excess->name);
+}
+
 std::unique_ptr<ItemReader> ReadLimits::watch(std::unique_ptr<ItemReader> reader, ReadCount& count,
                                               const ItemOrigin& origin) {
     return std::make_unique<WatchedReader>(std::move(reader), *this, count, origin);
 }
 
 void ReadLimits::count(std::uint64_t size, ReadCount& item, const ItemOrigin& origin) {
-    if (size > limits_.itemSize)
-        failAt(limits_.itemSize, origin.getLabel(), "the content has more bytes than ", "item-size");
-    if (size > Limits::RATIO_FLOOR && size / std::max<std::uint64_t>(limits_.ratio, 1) > item.compressedSize)
-        failAt(limits_.ratio, origin.getLabel(), "more inflated bytes for one compressed byte than ", "ratio");
+    if (findExcess(size, item.compressedSize))
+        checkContent(size, item.compressedSize, origin.getLabel());
     if (size > item.inflated) {
         total_ += size - item.inflated;
         item.inflated = size;

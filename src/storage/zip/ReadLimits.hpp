@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -29,6 +30,10 @@ public:
     /// @throws opc::Exception file_too_large
     void checkItems(std::uint64_t count, const std::string& label) const;
     void checkName(std::string_view name, const std::string& label) const;
+    void checkRelationshipsName(std::u16string_view name, const std::string& label) const;
+
+    /// The content of one item, which is read or will be.
+    void checkContent(std::uint64_t size, std::uint64_t compressedSize, const std::string& label) const;
 
     /// A reader that stops with file_too_large where a limit is reached.
     /// @param origin whose bytes they are. It and the count outlive the reader.
@@ -38,6 +43,13 @@ public:
     void count(std::uint64_t size, ReadCount& item, const ItemOrigin& origin);
 
 private:
+    struct Excess {
+        std::uint64_t limit;
+        const char* what;
+        const char* name;
+    };
+    std::optional<Excess> findExcess(std::uint64_t size, std::uint64_t compressedSize) const;
+
     Limits limits_;
     std::uint64_t total_ = 0;
 };

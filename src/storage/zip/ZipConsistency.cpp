@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <initializer_list>
 #include <map>
+#include <set>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -20,18 +21,39 @@ using namespace zipformat;
 
 namespace {
 
-constexpr std::size_t BLOCK_SIZE = 64 * 1024;
-
-/// The marker before the first item of an archive that could have been split (APPNOTE §8.5).
-constexpr std::uint32_t SINGLE_DISK_MARKER = 0x30304B50;
-
 /// The bits for the effort of the compressor, which readers ignore (APPNOTE §4.4.4).
 constexpr unsigned COMPRESSION_LEVEL = 3U << 1;
+
+/// The others tell of encryption, patches and what is reserved.
+constexpr unsigned KNOWN_FLAGS = COMPRESSION_LEVEL | HAS_DESCRIPTOR | IS_UTF8;
 
 /// The type of a file in what Unix programs keep of it (the upper half of the external attributes).
 constexpr unsigned FILE_TYPE = 0xF000;
 constexpr unsigned REGULAR_FILE = 0x8000;
 constexpr unsigned FOLDER = 0x4000;
+
+/// Attributes of DOS, in the lower half.
+constexpr unsigned DOS_NO_FILE = 0x08 | 0x10; ///< the label of a volume, or a folder
+
+bool isFolderName(ByteSpan name) {
+    return viewOf(name).ends_with('/');
+}
+
+/// @param mode as Unix keeps it.
+bool isLinkOrDevice(unsigned mode, bool isFolder) {
+    const unsigned type = mode & FILE_TYPE;
+    return type != 0 && type != REGULAR_FILE && !(type == FOLDER && isFolder);
+}
+
+/// Whether an extra field makes something else of an item than a file.
+bool isLinkByField(ByteSpan extra, bool isFolder) {
+    bool found = false;
+    forEachExtraField(extra, [&](unsigned header, ByteSpan field) {
+        const bool hasMode = header == ASI_UNIX_FIELD && field.size() >= 10;
+        found |= header == ATTRIBUTES_FIELD || (hasMode && isLinkOrDevice(number(field, 8, 2), isFolder));
+    });
+    return found;
+}
 
 /// A local header with what follows it.
 struct ItemHeader : LocalHeader {
@@ -151,13 +173,10 @@ private:
         }
     }
 
-    /// Programs recognize a format by the start of a file, so it starts with the first item. Before that, only the
-    /// marker of an archive that could have been split is allowed (APPNOTE §8.5.4).
+    /// Programs recognize a format by the start of a file, so it starts with the first item. Some that read from the
+    /// front find no item after the marker of an archive that could have been split (APPNOTE §8.5.4).
     void checkStart(const DirectoryRecord& first) const {
-        const ByteVector start = read(0, std::min<std::uint64_t>(first.localHeader, 4));
-        const std::uint64_t marker = start.size() == 4 ? number(start, 0, 4) : 0;
-        const bool isMarked = first.localHeader == 4 && (marker == SINGLE_DISK_MARKER || marker == DESCRIPTOR);
-        if (first.localHeader != 0 && !isMarked) {
+        if (first.localHeader != 0) {
             fail(Errc::bad_message, label_ + ": " + std::to_string(first.localHeader) +
                                         " bytes before the first item, which other programs may read instead");
         }
@@ -179,7 +198,8 @@ private:
                 failAt(record, "no data descriptor that agrees with the central directory follows the content");
             end += size;
         }
-        checkPadding(record, end, next);
+        if (end != next) // zeros, too: who reads from the front stops there
+            failAt(record, "bytes that belong to no item follow the content");
     }
 
     ItemHeader readHeader(const DirectoryRecord& record) const {
@@ -193,9 +213,16 @@ private:
     }
 
     void checkRecord(const DirectoryRecord& record) const {
-        const unsigned type = record.header.externalAttributes >> 16 & FILE_TYPE;
-        if (type != 0 && type != REGULAR_FILE && type != FOLDER)
-            failAt(record, "the item is a link or a device");
+        const bool isFolder = isFolderName(record.name());
+        if (isLinkOrDevice(record.header.externalAttributes >> 16, isFolder))
+            failAt(record, "the item is a link, a device or a folder by its attributes");
+        if (record.header.externalAttributes & DOS_NO_FILE && !isFolder)
+            failAt(record, "the item is a folder or a volume label by its attributes");
+        if (record.header.flags & ~KNOWN_FLAGS)
+            failAt(record, "the flags tell of encryption, patched data or something unknown");
+        if (record.header.method != STORED && record.header.method != DEFLATED)
+            failAt(record, "the compression method is " + std::to_string(record.header.method) +
+                               ", which some readers do not support");
         if (record.header.method == STORED && record.size != record.compressedSize)
             failAt(record, "the item is stored, but its compressed size differs from its size");
         if (record.header.disk != 0)
@@ -210,6 +237,12 @@ private:
             failAt(record, disagreement("flags"));
         if (header.method != record.header.method)
             failAt(record, disagreement("compression method"));
+        for (const unsigned version : {header.versionNeeded, record.header.versionNeeded})
+            if (version > NEWEST_VERSION)
+                failAt(record, "needs an unknown version of ZIP: " + std::to_string(version));
+        for (const ByteSpan extra : {header.extra(), record.extra()})
+            if (isLinkByField(extra, isFolderName(record.name())))
+                failAt(record, "an extra field could make a link or a folder of the item");
         if (countFields(header.extra(), ZIP64_FIELD) > 1 || countFields(record.extra(), ZIP64_FIELD) > 1)
             failAt(record, "duplicate ZIP64 extra field");
         checkNumbers(record, header);
@@ -241,16 +274,6 @@ private:
         return std::string("the local header and the central directory disagree about the ") + what;
     }
 
-    /// Zeros that align the next item are not data.
-    void checkPadding(const DirectoryRecord& record, std::uint64_t from, std::uint64_t to) const {
-        while (from < to) {
-            const ByteVector block = read(from, std::min<std::uint64_t>(to - from, BLOCK_SIZE));
-            if (std::any_of(block.begin(), block.end(), [](unsigned char byte) { return byte != 0; }))
-                failAt(record, "bytes that belong to no item follow the content");
-            from += block.size();
-        }
-    }
-
     ByteVector read(std::uint64_t offset, std::uint64_t size) const {
         ByteVector bytes(size);
         if (file_.readAt(offset, bytes.data(), bytes.size()) != bytes.size())
@@ -267,6 +290,31 @@ private:
 std::string withoutHiddenSegments(const std::string& name) {
     const std::size_t empty = name.starts_with('/') ? 0 : name.find("//");
     return empty == std::string::npos ? name : name.substr(0, empty) + name.substr(name.rfind('/'));
+}
+
+/// A name for who takes what stands in front of a colon for a drive, and what stands behind one for a stream of a file.
+std::vector<std::string> namesOnDrives(const std::string& name) {
+    const std::size_t colon = name.find(':');
+    if (colon == std::string::npos)
+        return {};
+    const std::size_t end = std::min(name.find('/', colon), name.size());
+    return {name.substr(colon + 1), name.substr(0, colon) + name.substr(end)};
+}
+
+/// What readers make of the name of an item, folded.
+std::set<std::string> foldedNames(const std::string& name) {
+    std::set<std::string> folded{detail::foldName(name), detail::foldName(withoutHiddenSegments(name))};
+    for (const std::string& other : namesOnDrives(name))
+        folded.insert(detail::foldName(other));
+    return folded;
+}
+
+/// A name as it stands there, without the byte that is a blank in the old IBM code page, and that some programs leave
+/// out.
+std::string withoutBlankBytes(ByteSpan name) {
+    std::string text(viewOf(name));
+    std::erase(text, '\xFF');
+    return text;
 }
 
 } // namespace
@@ -299,7 +347,7 @@ void throwIfBelowItems(const FoldedNames& folded, const std::string& label) {
 void throwIfNamesMeet(const ZipItems& items, const ZipArchive& archive, const std::string& label) {
     FoldedNames folded;
     const auto add = [&](const std::string& name, const void* item) {
-        for (const std::string& text : {detail::foldName(name), detail::foldName(withoutHiddenSegments(name))}) {
+        for (const std::string& text : foldedNames(name)) {
             const auto [known, isNew] = folded.try_emplace(text, name, item);
             if (!isNew && known->second.second != item)
                 fail(Errc::bad_message, label + ": " + inQuotes(name) + ": readers could take the item for " +
@@ -308,10 +356,13 @@ void throwIfNamesMeet(const ZipItems& items, const ZipArchive& archive, const st
     };
     const auto addStored = [&](std::uint64_t index) {
         const DirectoryRecord& record = archive.getDirectory().records()[index];
-        add(archive.item(index).name, &record);
-        if (!isASCII(record.name())) {
+        const std::string name = archive.item(index).name;
+        const std::string stored = withoutBlankBytes(record.name());
+        add(name, &record);
+        if (stored != name)
+            add(stored, &record);
+        if (!isASCII(record.name()))
             add(archive.strictName(index), &record);
-        }
     };
     for (const ZipEntry& entry : items.all()) {
         if (entry.pieces.empty()) {

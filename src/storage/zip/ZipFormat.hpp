@@ -26,6 +26,7 @@ constexpr std::uint64_t FULL_32 = 0xFFFFFFFF;
 
 constexpr std::uint16_t PLAIN_VERSION = 20; ///< needed to extract what is deflated or in a folder
 constexpr std::uint16_t ZIP64_VERSION = 45; ///< needed to extract what uses ZIP64
+constexpr std::uint16_t NEWEST_VERSION = 63;
 
 constexpr std::uint16_t STORED = 0;
 constexpr std::uint16_t DEFLATED = 8;
@@ -41,6 +42,8 @@ constexpr unsigned UNIX_TIMES_FIELD = 0x5455;
 constexpr unsigned UNICODE_PATH_FIELD = 0x7075;
 constexpr unsigned OLD_UNIX_FIELD = 0x5855;
 constexpr unsigned AES_FIELD = 0x9901;
+constexpr unsigned ASI_UNIX_FIELD = 0x756E;   ///< its mode of Unix says what kind of file it is
+constexpr unsigned ATTRIBUTES_FIELD = 0x6C78; ///< a copy of what the directory says of an item
 
 /// A little-endian number of so many bytes.
 inline std::uint64_t number(ByteSpan bytes, std::size_t offset, std::size_t size) {

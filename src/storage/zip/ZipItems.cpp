@@ -3,7 +3,9 @@
 
 #include "storage/Failure.hpp"
 #include "storage/zip/ContentTypesReader.hpp"
+#include "storage/zip/Pieces.hpp"
 
+#include <opc/core/FoldedNames.hpp>
 #include <opc/core/PartNames.hpp>
 #include <opc/core/Strings.hpp>
 
@@ -21,6 +23,10 @@ void erase(Map& map, const typename Map::key_type& name, ZipItems::Entries::iter
     const auto found = std::find_if(first, last, [&](const auto& known) { return known.second == entry; });
     if (found != last)
         map.erase(found);
+}
+
+bool isFolder(const std::string& itemName) {
+    return itemName.ends_with('/') || itemName.ends_with('\\');
 }
 
 } // namespace
@@ -87,16 +93,39 @@ void ZipItems::findParts(const ContentTypes* types, const std::string& label) {
         if (entry.kind == ZipItemKind::Other)
             hideRelationshipsOf(entry.partName());
     throwIfSamePart(label);
-    noteOtherExtensions();
+    noteOthers();
 }
 
-void ZipItems::noteOtherExtensions() {
+void ZipItems::noteOthers() {
     for (const ZipEntry& entry : entries_) {
+        if (entry.kind == ZipItemKind::Part)
+            continue;
+        if (!parsePieceName(entry.name)) { // in the place of pieces that are not complete, the part may be created
+            const auto [noted, isNew] = foldedOthers_.try_emplace(detail::foldName(entry.name), &entry);
+            if (!isNew && isFolder(noted->second->name))
+                noted->second = &entry;
+        }
         if (entry.kind != ZipItemKind::Other)
             continue;
         const std::u16string& name = entry.partName();
         otherExtensions_.insert(detail::getExtension(name.empty() ? toString(entry.name, false) : name));
     }
+}
+
+const ZipEntry* ZipItems::findMeeting(std::string_view itemName) const {
+    const std::string name = detail::foldName(itemName);
+    const auto same = foldedOthers_.find(name);
+    if (same != foldedOthers_.end())
+        return same->second;
+    const auto below = foldedOthers_.lower_bound(name + '/');
+    if (below != foldedOthers_.end() && below->first.starts_with(name + '/'))
+        return below->second;
+    for (std::size_t slash = name.find('/'); slash != std::string::npos; slash = name.find('/', slash + 1)) {
+        const auto above = foldedOthers_.find(name.substr(0, slash));
+        if (above != foldedOthers_.end() && !isFolder(above->second->name))
+            return above->second;
+    }
+    return nullptr;
 }
 
 /// Relationships are validated by the model, unless their source is not passed to it; this also holds for the

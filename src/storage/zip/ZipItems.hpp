@@ -95,6 +95,10 @@ public:
     /// The item whose name maps to this part name, whether or not it is a part; null for none.
     ZipEntry* findByPartName(std::u16string_view partName);
 
+    /// An item that is not a part and cannot be unpacked beside a new item of this name: one of them would be a file
+    /// and the other a folder, or both the same file (`foldName`); null for none.
+    const ZipEntry* findMeeting(std::string_view itemName) const;
+
     /// True when an item that is not a part has this extension.
     bool hasOthers(const std::u16string& extension) const { return otherExtensions_.contains(extension); }
 
@@ -112,12 +116,13 @@ private:
     void index(Entries::iterator entry);
     void hideRelationshipsOf(std::u16string name);
     void throwIfSamePart(const std::string& label) const;
-    void noteOtherExtensions();
+    void noteOthers();
 
     Entries entries_;
     std::multimap<std::u16string_view, Entries::iterator, CaselessLess> byPartName_; ///< of the entries' own names
     std::unordered_multimap<std::string_view, Entries::iterator> byItemName_;        ///< of the entries' own names
     std::set<std::u16string, CaselessLess> otherExtensions_; ///< of items that are not parts, which never change
+    std::map<std::string, const ZipEntry*> foldedOthers_;    ///< items that are not parts, by folded name
     ZipEntry* contentTypes_ = nullptr;
 };
 

@@ -4,6 +4,7 @@
 #include "storage/Compression.hpp"
 #include "storage/Deflater.hpp"
 #include "storage/Failure.hpp"
+#include "storage/zip/ReadLimits.hpp"
 #include "storage/zip/ZipArchive.hpp"
 #include "storage/zip/ZipFormat.hpp"
 
@@ -118,7 +119,8 @@ void raiseVersion(ItemFields& fields, std::uint16_t version) {
 
 class Writer {
 public:
-    Writer(const ZipArchive* original, Target& target) : original_(original), target_(target) {}
+    Writer(const ZipArchive* original, const ReadLimits& limits, Target& target)
+        : original_(original), limits_(limits), target_(target) {}
 
     void keepStart() {
         if (!original_->getDirectory().records().empty()) {
@@ -136,7 +138,10 @@ public:
         LocalHeader header = readLocalHeader(record);
         const std::uint64_t start = position_;
         const std::uint64_t content = sizeOf(header);
-        const std::uint64_t size = content + record.compressedSize + descriptorSize(record, content);
+        // Either header may tell of a data descriptor, and some readers go by the local one.
+        const bool hasDescriptor = (header.flags | record.header.flags) & HAS_DESCRIPTOR;
+        const std::uint64_t size =
+            content + record.compressedSize + (hasDescriptor ? descriptorSize(record, content) : 0);
         if (start >= FULL_32)
             raiseVersion(header, ZIP64_VERSION);
         ByteVector bytes;
@@ -207,8 +212,6 @@ private:
 
     /// The size of the data descriptor after the content, if there is one.
     std::uint64_t descriptorSize(const DirectoryRecord& record, std::uint64_t content) const {
-        if (!(record.header.flags & HAS_DESCRIPTOR))
-            return 0;
         std::array<unsigned char, MAXIMUM_DESCRIPTOR_SIZE> found{};
         original_->getBytes().readAt(record.localHeader + content + record.compressedSize, found.data(), found.size());
         return findDescriptor(found, record);
@@ -222,7 +225,7 @@ private:
         return extra;
     }
 
-    /// The record of an item with a new offset.
+    /// The record of an item with a new offset, on the only disk.
     void keepRecord(const DirectoryRecord& record, std::uint64_t start) {
         CentralHeader header = record.header;
         std::vector<std::uint64_t> numbers;
@@ -239,6 +242,7 @@ private:
             if (id != ZIP64_FIELD)
                 append(extra, field);
         });
+        header.disk = 0; // with FULL_16 the number would have to be in the ZIP64 field
         header.extraSize = checkedLength(extra.size(), "a ZIP item");
         header.localHeader = toField<std::uint32_t>(start);
         addRecord(header, record.name(), extra, record.comment());
@@ -253,6 +257,7 @@ private:
     }
 
     void write(Facts& facts, const Payload& payload, const std::string& label) {
+        limits_.checkContent(payload.plainSize, payload.size, label);
         CentralHeader& header = facts.header;
         const std::uint64_t start = position_;
         std::vector<std::uint64_t> numbers;
@@ -353,6 +358,7 @@ private:
     }
 
     const ZipArchive* original_;
+    const ReadLimits& limits_;
     Target& target_;
     ByteVector buffer_;
     ByteVector directory_;
@@ -383,8 +389,8 @@ std::uint64_t copyBytes(const Bytes& source, std::uint64_t start, std::uint64_t 
     return done;
 }
 
-void writeZip(const ZipArchive* original, const ZipChanges& changes, Target& target) {
-    Writer writer(original, target);
+void writeZip(const ZipArchive* original, const ZipChanges& changes, const ReadLimits& limits, Target& target) {
+    Writer writer(original, limits, target);
     const auto addAll = [&writer](const std::vector<ZipChanges::Added>& items) {
         for (const ZipChanges::Added& item : items)
             writer.add(item);

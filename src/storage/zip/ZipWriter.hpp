@@ -13,6 +13,7 @@
 
 namespace opc::storage {
 
+class ReadLimits;
 class ZipArchive;
 
 /// How a new ZIP file differs from the one it comes from.
@@ -43,9 +44,10 @@ struct ZipChanges {
 /// committed.
 /// @param original what the changes apply to; null for none. Unchanged items are copied as they are, and
 ///        so are the bytes before the first and after the last one.
+/// @param limits on the content of a new item, so that it can be read again.
 /// @throws opc::Exception what reading and writing throw; value_too_large when a name or extra field is too long for a
-///         ZIP file.
-void writeZip(const ZipArchive* original, const ZipChanges& changes, Target& target);
+///         ZIP file; file_too_large for content above a limit.
+void writeZip(const ZipArchive* original, const ZipChanges& changes, const ReadLimits& limits, Target& target);
 
 /// Copies bytes of a file.
 /// @return how many; fewer than requested at the end only.

@@ -20,13 +20,19 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <filesystem>
 #include <optional>
+#include <random>
 #include <utility>
 #include <vector>
 
 namespace opcraft {
 
 namespace {
+
+/// Keeps the name of a temporary file within the 255 bytes of common file systems.
+constexpr std::size_t MAXIMUM_NAME_PART = 200;
 
 using opc::model::ImageType;
 using opc::model::PackageHelper;
@@ -48,7 +54,7 @@ struct ThumbnailEntry {
     std::uint64_t size = 0;               ///< of the part, in bytes
 };
 
-/// A new file. It replaces no file that exists, and is deleted with the object unless it is kept.
+/// A new file. It replaces no file that exists, and has a temporary name beside its own until it is kept.
 class NewFile {
 public:
     /// @throws Failure naming the file when it exists or cannot be created.
@@ -60,29 +66,35 @@ public:
 
     /// @throws Failure naming the file when it cannot be written; so does `keep`.
     void write(const unsigned char* data, std::size_t size);
-    /// Syncs and closes the file.
+    /// Syncs and closes the file, and gives it its name.
     void keep();
 
 private:
     [[noreturn]] void fail(int number) const;
 
     std::string name_;
-    int descriptor_;
+    std::filesystem::path temporary_; ///< empty: there is none
+    int descriptor_ = -1;
 };
 
-NewFile::NewFile(std::string name)
-    : name_(std::move(name)), descriptor_(::open(name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666)) {
-    if (descriptor_ < 0 && errno == EEXIST)
-        throw Failure(ExitCode::NotProcessed, name_, "", "the file exists, and is not replaced");
+NewFile::NewFile(std::string name) : name_(std::move(name)) {
+    std::error_code error;
+    if (std::filesystem::exists(std::filesystem::symlink_status(name_, error)))
+        fail(EEXIST);
+    std::random_device random;
+    const std::filesystem::path file(name_);
+    const std::string start = '.' + file.filename().string().substr(0, MAXIMUM_NAME_PART) + '.';
+    temporary_ = file.parent_path() / (start + std::to_string(random()) + ".opcraft-tmp");
+    descriptor_ = ::open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0666);
     if (descriptor_ < 0)
         fail(errno);
 }
 
 NewFile::~NewFile() {
-    if (descriptor_ < 0)
-        return;
-    ::close(descriptor_);
-    ::unlink(name_.c_str());
+    if (descriptor_ >= 0)
+        ::close(descriptor_);
+    if (!temporary_.empty())
+        ::unlink(temporary_.c_str());
 }
 
 void NewFile::write(const unsigned char* data, std::size_t size) {
@@ -98,12 +110,19 @@ void NewFile::write(const unsigned char* data, std::size_t size) {
 }
 
 void NewFile::keep() {
-    if (::fsync(descriptor_) != 0)
+    if (::fsync(descriptor_) != 0 || ::close(std::exchange(descriptor_, -1)) != 0)
         fail(errno);
-    ::close(std::exchange(descriptor_, -1));
+    int result = ::renameat2(AT_FDCWD, temporary_.c_str(), AT_FDCWD, name_.c_str(), RENAME_NOREPLACE);
+    if (result != 0 && (errno == EINVAL || errno == ENOSYS)) // unknown to the file system
+        result = ::rename(temporary_.c_str(), name_.c_str());
+    if (result != 0)
+        fail(errno);
+    temporary_.clear();
 }
 
 void NewFile::fail(int number) const {
+    if (number == EEXIST)
+        throw Failure(ExitCode::NotProcessed, name_, "", "the file exists, and is not replaced");
     throw Failure(ExitCode::NotProcessed, name_, "", "cannot be written: " + systemReason(number));
 }
 

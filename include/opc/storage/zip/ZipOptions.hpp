@@ -29,30 +29,38 @@ struct ZipOptions {
     std::optional<std::chrono::milliseconds> lockTimeout{};
 
     /// Whether `open` refuses a file that other readers could read as another package, with bad_message; for files
-    /// whose content is signed, for example. Of contents, only the content types and the relationships are read: damage
-    /// in others is detected when they are read. Refused are:
+    /// whose content is signed, for example. Every compressed item is inflated once, within `limits`; other damage of
+    /// a content is detected when it is read. Refused are:
     /// - an item whose local header and central directory disagree about name, method, checksum, sizes or flags, or
     ///   whose data descriptor (APPNOTE §4.3.9) is missing or disagrees;
     /// - duplicate items, also by names that some reader confuses: differences in case, in empty or dot
-    ///   segments, backslashes, slashes at either end, blanks around and dots after a segment, escapes, compatible and
-    ///   ignorable characters and normalization forms of Unicode, and the encoding of a name that is not marked as
-    ///   UTF-8 are ignored;
-    /// - a name that an extra field replaces; two ZIP64 fields of one item; links and devices;
+    ///   segments, backslashes, slashes at either end, blanks around and dots and versions (";1") after a segment,
+    ///   drives and other colons, escapes, control characters, compatible and ignorable characters and normalization
+    ///   forms of Unicode, and the encoding of a name that is not marked as UTF-8 are ignored;
+    /// - a name that an extra field replaces; two ZIP64 fields of one item; links and devices, folders without a slash
+    /// at
+    ///   the end of their name, and labels of volumes, by the attributes or an extra field;
+    /// - a compressed stream that does not end exactly where its item ends;
+    /// - methods other than stored and deflated, flags for encryption and patches and reserved flags, and unknown
+    ///   versions needed to extract (APPNOTE §4.4.3 to §4.4.5);
     /// - parts in pieces, which few readers support;
     /// - duplicate entries of the content types stream, compared in the same way;
     /// - an item below another one that is not a folder ("a.xml/b"): a reader may create "a.xml" as a folder;
     /// - a content types stream or a relationships part that cannot be read, is not XML 1.0, or has another encoding
     ///   than it declares;
     /// - anything before the first item, such as a document of another format or a program that unpacks the
-    ///   file, and anything but zeros between items: other readers would find items that the directory does not
-    ///   list;
+    ///   file, and anything between items, also zeros: other readers would find items that the directory does not
+    ///   list, or stop there;
     /// - anything between the central directory and the end record or after its comment, an end record in the
     ///   comment, two end records that disagree, several disks: a reader that searches from the end could find
     ///   another.
     ///
     /// Not refused is what real producers do and readers ignore: other times, versions, extra fields or
-    /// compression level in the local header, zeros for the numbers of a data descriptor, zeros that align the next
-    /// item, and items of folders. Two archives in a row are refused without this, too.
+    /// compression level in the local header, zeros for the numbers of a data descriptor,
+    /// and items of folders. Two archives in a row are refused without this, too.
+    ///
+    /// An item is then a part only when its name is the part name without the slash in front: other programs find it by
+    /// one spelling, which is what a signature names. "a b.png" is not a part, "a%20b.png" is one.
     bool consistent = false;
 };
 

@@ -44,11 +44,13 @@ namespace opc::storage {
 /// conditions:
 /// - bad_message: not a ZIP file, no or two content types streams, two items of the same part, items that overlap;
 ///   what `ZipOptions::consistent` refuses; damaged content (a wrong checksum or length), when it is read;
-/// - file_too_large: a limit of `ZipOptions::limits` is reached, at open or when content is read;
+/// - file_too_large: a limit of `ZipOptions::limits` is reached, at open, when content is read, when a part is created
+///   whose name or that of its relationships part is too long, or by a save;
 /// - not_supported: an encrypted item or an unknown compression method, when it is read;
 /// - operation_not_permitted: a change in a read-only package, a read or a deletion in a created one;
 /// - invalid_argument: a part name that would not map back from its item name, an output that is not a regular file;
-/// - file_exists: the name of an existing part or other item;
+/// - file_exists: the name of an existing part or other item, or of a folder of an item that is not a part, or a name
+///   below such an item that is not a folder;
 ///   no_such_file_or_directory: a missing part;
 /// - device_or_resource_busy: another program wrote to the file or replaced it since it was opened, when it is saved;
 ///   another process is changing it for all of `ZipOptions::lockTimeout`, at open;
