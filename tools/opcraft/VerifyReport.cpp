@@ -100,11 +100,9 @@ void demandDigests(const VerifyPolicy& policy, SignatureVerdict& verdict) {
         demand(findDigestMethod(reference.digestMethod));
 }
 
-std::string findProblem(const SignatureReport& report, const SignatureEntry& entry) {
+std::string findProblem(const SignatureReport& report) {
     if (!report.problem.empty())
         return report.problem;
-    if (!entry.algorithm.keyKind)
-        return "the signature method is " + algorithmOf(entry);
     if (!report.signatureValueHolds)
         return "the signature itself was changed, or another key made it";
     if (const ReferenceReport* first = report.findFirstProblem(); first != nullptr)
@@ -211,7 +209,7 @@ std::vector<SignatureVerdict> judge(const opc::model::DigitalSignatureManager& m
     std::vector<SignatureVerdict> verdicts;
     for (const SignatureReport& report : reports) {
         SignatureVerdict& verdict = verdicts.emplace_back(SignatureVerdict{entryOf(manager, report.signature), report});
-        verdict.problem = findProblem(report, verdict.entry);
+        verdict.problem = findProblem(report);
         verdict.weak = findWeakAlgorithms(verdict);
         judgeSigner(policy, verdict);
         demandSigner(policy, verdict);
