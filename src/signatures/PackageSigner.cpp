@@ -97,7 +97,10 @@ bool isSignedInAnotherForm(const Package& package, const SignatureFormRules& for
     });
 }
 
-void throwIfMixed(const Package& package, const SignatureFormRules& form) {
+/// Signatures that could not be read again, or be found by the readers of the other form, are not made.
+void throwIfNotAddable(const Package& package, const SignatureFormRules& form) {
+    if (form.isStandard() && package.getRelationshipsByType(form.originRelationshipType).size() > 1)
+        throw CouldNotGenerateSignature("The package has more than one relationship to a signature origin.");
     if (isSignedInAnotherForm(package, form))
         throw CouldNotGenerateSignature(form.isStandard()
                                             ? "The package has signatures in the form of the library, which are not "
@@ -261,7 +264,7 @@ std::shared_ptr<DigitalSignatureData> PackageSigner::make(const SigningRequest& 
     const std::u16string id = makeId_();
     throwIfNotSignable(id, data);
     const Material material = prepare();
-    throwIfMixed(package_, form_);
+    throwIfNotAddable(package_, form_);
     const auto made = translatingErrorsTo<CouldNotGenerateSignature>(
         [&] { return makeSignatureData(package_, form_, id, data, material); });
     const std::string text = getOctetsToSign(*made);
@@ -284,7 +287,7 @@ DigitalSignature PackageSigner::sign(const SigningRequest& request, crypto::Sign
         throw CouldNotGenerateSignature("The signer does not support the digest.");
     translatingErrorsTo<CouldNotGenerateSignature>([&] {
         throwIfSignerDoesNotFit(form_, key, options.digestMethod);
-        throwIfMixed(package_, form_);
+        throwIfNotAddable(package_, form_);
         if (options.certificate.isEmpty())
             return;
         throwIfCertificateIsRefused(options.certificate, options.chain, options.validation, options.trust);

@@ -173,6 +173,21 @@ TEST(StandardSigning, DoesNotMixWithTheFormOfTheLibrary) {
             row.second);
 }
 
+TEST(StandardSigning, RefusesWhatCouldNotBeReadAgain) {
+    Items items(signedIn(STANDARD));
+    const std::string type = toASCIIString(getSignatureIdentifiers(STANDARD).originRelationshipType);
+    replaceIn(items["_rels/.rels"], "</Relationships>",
+              "<Relationship Id=\"x\" Type=\"" + type + "\" Target=\"word/styles.xml\"/></Relationships>");
+    changed(
+        items.toZip(),
+        [](Opened& opened) {
+            auto signer = fixedSigner();
+            EXPECT_EQ(outcomeOf([&] { signAll(opened, signer); }),
+                      SIGN + "The package has more than one relationship to a signature origin.");
+        },
+        STANDARD);
+}
+
 TEST(StandardSigning, CountersignsTheSignaturesThatThereAre) {
     const Bytes zip = changed(
         signedIn(OFFICE, signedIn(STANDARD)),
