@@ -9,6 +9,10 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
   # Optimizing, GCC 12 sees overflows in the concatenation of strings where there are none.
   target_compile_options(opcraft_flags INTERFACE -Wno-array-bounds -Wno-restrict -Wno-stringop-overflow)
 endif()
+if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # The sources of a unit are headers to GCC, which may not hide types of their own.
+  target_compile_options(opcraft_flags INTERFACE -Wno-subobject-linkage)
+endif()
 if(OPCRAFT_WERROR)
   target_compile_options(opcraft_flags INTERFACE -Werror)
 endif()

@@ -14,8 +14,8 @@ namespace opc::crypto {
 
 namespace {
 
-constexpr const char* NOT_IN_DER = "The bytes are not an RSA private key in DER.";
-constexpr const char* NOT_IN_PEM = "The key in the PEM file is not an RSA private key.";
+constexpr const char* NO_PRIVATE_KEY_IN_DER = "The bytes are not an RSA private key in DER.";
+constexpr const char* NO_PRIVATE_KEY_IN_PEM = "The key in the PEM file is not an RSA private key.";
 
 /// The key of a PrivateKeyInfo of PKCS#8; null when the bytes are not one.
 Key readKeyInfo(const std::vector<unsigned char>& der) {
@@ -53,7 +53,7 @@ std::shared_ptr<const RSAPrivateKey::Impl> readPrivateKey(const std::vector<unsi
 RSAPrivateKey::RSAPrivateKey(std::shared_ptr<const Impl> impl) : impl_(std::move(impl)) {}
 
 RSAPrivateKey RSAPrivateKey::fromDER(const std::vector<unsigned char>& der) {
-    return RSAPrivateKey(readPrivateKey(der, NOT_IN_DER));
+    return RSAPrivateKey(readPrivateKey(der, NO_PRIVATE_KEY_IN_DER));
 }
 
 RSAPrivateKey RSAPrivateKey::fromPEMOrDER(const std::vector<unsigned char>& bytes) {
@@ -64,7 +64,7 @@ RSAPrivateKey RSAPrivateKey::fromPEMOrDER(const std::vector<unsigned char>& byte
         if (block.label == "ENCRYPTED PRIVATE KEY" || (isKey && block.encrypted))
             throw Exception("The private key in the PEM file is encrypted.");
         if (isKey)
-            return RSAPrivateKey(readPrivateKey(block.bytes.get(), NOT_IN_PEM));
+            return RSAPrivateKey(readPrivateKey(block.bytes.get(), NO_PRIVATE_KEY_IN_PEM));
     }
     throw Exception("The PEM file holds no RSA private key.");
 }

@@ -20,15 +20,15 @@ namespace opc::crypto {
 
 namespace {
 
-constexpr const char* NOT_IN_DER = "The bytes are not an RSA public key in DER.";
-constexpr const char* NOT_IN_PEM = "The key in the PEM file is not an RSA public key.";
+constexpr const char* NO_PUBLIC_KEY_IN_DER = "The bytes are not an RSA public key in DER.";
+constexpr const char* NO_PUBLIC_KEY_IN_PEM = "The key in the PEM file is not an RSA public key.";
 /// The longest supported number, in bytes.
-constexpr std::size_t MAXIMUM_NUMBER = std::end(RSAPublicKey::KEY_SIZES)[-1] / 8;
+constexpr std::size_t MAXIMUM_RSA_NUMBER = std::end(RSAPublicKey::KEY_SIZES)[-1] / 8;
 
 template <class TooLong>
 Number toNumber(const std::vector<unsigned char>& bytes, const ErrorScope& errors, const char* tooLong) {
     const auto first = std::find_if(bytes.begin(), bytes.end(), [](unsigned char byte) { return byte != 0; });
-    if (static_cast<std::size_t>(bytes.end() - first) > MAXIMUM_NUMBER)
+    if (static_cast<std::size_t>(bytes.end() - first) > MAXIMUM_RSA_NUMBER)
         throw TooLong(tooLong);
     return opc::crypto::toNumber(bytes, errors);
 }
@@ -104,7 +104,7 @@ UnsupportedKeySize::~UnsupportedKeySize() = default;
 RSAPublicKey::RSAPublicKey(std::shared_ptr<const Impl> impl) : impl_(std::move(impl)) {}
 
 RSAPublicKey RSAPublicKey::fromDER(const std::vector<unsigned char>& der) {
-    return RSAPublicKey(readPublicKey(der, NOT_IN_DER));
+    return RSAPublicKey(readPublicKey(der, NO_PUBLIC_KEY_IN_DER));
 }
 
 RSAPublicKey RSAPublicKey::fromPEMOrDER(const std::vector<unsigned char>& bytes) {
@@ -112,7 +112,7 @@ RSAPublicKey RSAPublicKey::fromPEMOrDER(const std::vector<unsigned char>& bytes)
         return fromDER(bytes);
     for (const PemBlock& block : readPem(asText(bytes)))
         if (block.label == "PUBLIC KEY" || block.label == "RSA PUBLIC KEY")
-            return RSAPublicKey(readPublicKey(block.bytes.get(), NOT_IN_PEM));
+            return RSAPublicKey(readPublicKey(block.bytes.get(), NO_PUBLIC_KEY_IN_PEM));
     throw Exception("The PEM file holds no public key.");
 }
 

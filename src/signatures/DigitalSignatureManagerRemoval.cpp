@@ -50,7 +50,7 @@ void deleteRelationshipsTo(RelationshipSource& source, const std::u16string& typ
 }
 
 /// The part that a relationship leads to, none when that is no part name.
-std::optional<PartName> targetOf(const Relationship& relationship) {
+std::optional<PartName> pathTargetOf(const Relationship& relationship) {
     try {
         if (relationship.getTargetMode() == TargetMode::Internal)
             return PartName(URI(relationship.getTargetURI().getPath()));
@@ -64,7 +64,7 @@ std::optional<PartName> targetOf(const Relationship& relationship) {
 void deleteRelationshipsTo(RelationshipSource& source, const std::u16string& type, const PartName& target,
                            const PartName& substitute) {
     for (const Relationship& relationship : source.getRelationshipsByType(type))
-        if (targetOf(relationship).value_or(substitute) == target)
+        if (pathTargetOf(relationship).value_or(substitute) == target)
             deleteRelationship(source, relationship.getID());
 }
 
@@ -72,7 +72,7 @@ bool isRelated(const Package& package, const PartName& target) {
     const auto leadsTo = [&](const RelationshipSource& source) {
         const auto relationships = source.getRelationships();
         return std::any_of(relationships.begin(), relationships.end(),
-                           [&](const Relationship& each) { return targetOf(each) == target; });
+                           [&](const Relationship& each) { return pathTargetOf(each) == target; });
     };
     const auto parts = package.getParts();
     return leadsTo(package) || std::any_of(parts.begin(), parts.end(), leadsTo);
@@ -88,7 +88,7 @@ void deleteSignatureAndCertificates(Package& package, const SignatureFormRules& 
     const auto certificates = package.getPart(name).getRelationshipsByType(form.certificateRelationshipType);
     deletePart(package, name);
     for (const Relationship& each : certificates)
-        if (const auto certificate = targetOf(each);
+        if (const auto certificate = pathTargetOf(each);
             certificate && isOfType(*certificate, form.certificateContentType) && !isRelated(package, *certificate))
             deletePart(package, *certificate);
 }
@@ -96,7 +96,7 @@ void deleteSignatureAndCertificates(Package& package, const SignatureFormRules& 
 /// Deletes a signature of the standard forms, which need not be readable, and the origin when nothing is left of it.
 void deleteStandardSignature(Package& package, const SignatureFormRules& form, const PartName& name) {
     for (const Relationship& each : package.getRelationshipsByType(form.originRelationshipType)) {
-        const auto originName = targetOf(each);
+        const auto originName = pathTargetOf(each);
         if (!originName || !package.hasPart(*originName))
             continue;
         Part origin = package.getPart(*originName);

@@ -24,7 +24,7 @@ const Package& requireOpen(const Package& package) {
     return package;
 }
 
-void throwIfKeyIsEmpty(const Bytes& publicKey) {
+void throwIfPublicKeyIsEmpty(const Bytes& publicKey) {
     if (publicKey.empty())
         throw InvalidSignature("Verification by an empty public key  was attempted.");
 }
@@ -187,7 +187,7 @@ SignatureReport PackageVerifier::examineStandard(const DigitalSignature& signatu
 }
 
 SignatureReport PackageVerifier::examine(const DigitalSignature& signature, const Bytes& publicKey) {
-    throwIfKeyIsEmpty(publicKey);
+    throwIfPublicKeyIsEmpty(publicKey);
     if (signature.getForm() != SignatureForm::Library)
         return examineStandard(signature, {{}, {}, ValidationTime::Given, publicKey});
     throwIfMethodIsNotRSA(signature);
@@ -233,7 +233,7 @@ SignatureReport PackageVerifier::examine(const DigitalSignature& signature, cons
 
 std::vector<SignatureReport> PackageVerifier::examineAll(const std::vector<DigitalSignature>& signatures,
                                                          const Bytes& publicKey) {
-    throwIfKeyIsEmpty(publicKey);
+    throwIfPublicKeyIsEmpty(publicKey);
     const Material material = translatingErrorsTo<InvalidSignature>([&] {
         return Material{KeySource::Caller, readPublicKey(publicKey)};
     });

@@ -12,7 +12,7 @@ namespace opc::storage {
 namespace {
 
 /// zlib counts in 32 bits.
-constexpr std::size_t MAXIMUM_CHUNK = 1U << 30;
+constexpr std::size_t MAXIMUM_INPUT = 1U << 30;
 constexpr int MINIMUM_WINDOW_BITS = 9;
 constexpr int MAXIMUM_WINDOW_BITS = 15;
 constexpr int MAXIMUM_MEMORY_LEVEL = 8;
@@ -66,8 +66,8 @@ Deflater::~Deflater() {
 }
 
 void Deflater::deflate(const unsigned char* data, std::size_t size, Ending ending, std::vector<unsigned char>& out) {
-    for (; size > MAXIMUM_CHUNK; size -= MAXIMUM_CHUNK, data += MAXIMUM_CHUNK)
-        deflateChunk(data, MAXIMUM_CHUNK, Z_NO_FLUSH, out);
+    for (; size > MAXIMUM_INPUT; size -= MAXIMUM_INPUT, data += MAXIMUM_INPUT)
+        deflateChunk(data, MAXIMUM_INPUT, Z_NO_FLUSH, out);
     deflateChunk(data, size, flushFor(ending), out);
 }
 

@@ -213,7 +213,7 @@ auto byNamespace(const XMLCh* namespaceURI, const XMLCh* localName) {
 
 // ---- building
 
-bool isSpace(char16_t c) {
+bool isTrailingSpace(char16_t c) {
     return c == u' ' || (c >= u'\t' && c <= u'\r');
 }
 
@@ -395,7 +395,7 @@ bool XercesHelper::getElementText(const DOMElement* element, std::u16string& out
 
 bool XercesHelper::getTrimmedElementText(const DOMElement* element, std::u16string& out) {
     const bool present = getElementText(element, out);
-    while (!out.empty() && isSpace(out.back()))
+    while (!out.empty() && isTrailingSpace(out.back()))
         out.pop_back();
     return present;
 }

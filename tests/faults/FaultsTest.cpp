@@ -90,21 +90,21 @@ public:
     }
 
     testing::AssertionResult isDocumented(const std::exception& e, const FaultAction& action) const {
-        const std::type_info& type = typeid(e);
-        if (allocations_ ? type != typeid(std::bad_alloc) : action.documented.count(type) == 0)
-            return testing::AssertionFailure() << "threw " << type.name() << ": " << e.what();
+        const std::type_info& thrown = typeid(e);
+        if (allocations_ ? thrown != typeid(std::bad_alloc) : action.documented.count(thrown) == 0)
+            return testing::AssertionFailure() << "threw " << thrown.name() << ": " << e.what();
         const bool carriesCode =
-            type == typeid(Exception) || type == typeid(PackageOpenFailed) || type == typeid(PackageCloseFailed);
+            thrown == typeid(Exception) || thrown == typeid(PackageOpenFailed) || thrown == typeid(PackageCloseFailed);
         if (carriesCode && dynamic_cast<const Exception&>(e).code() != make_error_condition(code_))
             return testing::AssertionFailure() << "lost the code: " << e.what();
-        const bool hasFixedText = allocations_ || type == typeid(CouldNotRemoveSignature);
+        const bool hasFixedText = allocations_ || thrown == typeid(CouldNotRemoveSignature);
         if (!hasFixedText && std::string(e.what()).find("refused " + fired()) == std::string::npos)
             return testing::AssertionFailure() << "lost the reason: " << e.what();
         const bool isMissing = fired() == "opening" && code_ == errc::no_such_file_or_directory;
         const bool isDenied = fired().starts_with("closing") && fired().find("stream") == std::string::npos &&
                               code_ == errc::permission_denied;
-        if ((type == typeid(PackageNotFound)) != isMissing || (type == typeid(PackagePermissionDenied)) != isDenied)
-            return testing::AssertionFailure() << "threw " << type.name() << " for " << fired();
+        if ((thrown == typeid(PackageNotFound)) != isMissing || (thrown == typeid(PackagePermissionDenied)) != isDenied)
+            return testing::AssertionFailure() << "threw " << thrown.name() << " for " << fired();
         return testing::AssertionSuccess();
     }
 

@@ -10,9 +10,8 @@ namespace {
 
 using Names = std::vector<std::u16string>;
 
-const std::u16string TYPE = u"http://schemas.openxmlformats.org/package/2006/relationships/digitalsignature/";
 const std::u16string COUNTERSIGNATURE = u"sigcountersig";
-const PartName ORIGIN(u"/_xmlsignatures/origin.sigs"), FIRST(u"/_xmlsignatures/sig1.xml");
+const PartName FIRST(u"/_xmlsignatures/sig1.xml");
 
 /// The letter as the library writes it.
 Bytes plainLetter() {

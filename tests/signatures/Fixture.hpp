@@ -36,7 +36,9 @@ using opc::test::toBytes;
 using Fields = std::vector<std::string>;
 
 inline const PartName DOCUMENT(u"/word/document.xml");
+inline const PartName ORIGIN(u"/_xmlsignatures/origin.sigs");
 inline const std::string PART = "_xmlsignatures/sig1.xml";
+inline const std::u16string TYPE = u"http://schemas.openxmlformats.org/package/2006/relationships/digitalsignature/";
 inline constexpr auto BY_ID = RelationshipSelectorType::ById, BY_TYPE = RelationshipSelectorType::ByType;
 inline const SignatureParams params1024{DigestMethod::SHA256, SignatureMethod::RSA1024};
 

@@ -10,8 +10,7 @@ using Parts = std::vector<PartName>;
 using Selectors = std::vector<RelationshipSelector>;
 
 const std::string SIGN = "CouldNotGenerateSignature: ", FIND = "SignatureNotFound: ", VERIFY = "InvalidSignature: ";
-const std::u16string TYPE = u"http://schemas.openxmlformats.org/package/2006/relationships/digitalsignature/";
-const PartName ORIGIN(u"/_xmlsignatures/origin.sigs"), NONE(u"/none.xml");
+const PartName NONE(u"/none.xml");
 
 /// Calls that come to the same end.
 struct Refused {

@@ -4,7 +4,7 @@
 namespace opc::test {
 namespace {
 
-const std::string TEXT(3000, 'x');
+const std::string CONTENT(3000, 'x');
 
 TEST(Limits, WhatIsCountedAtOpen) {
     const Bytes file = zipWith({{"a.xml", "a"}, {"folder/", "", 0}});
@@ -40,18 +40,19 @@ TEST(Limits, WhatIsSavedCanBeOpenedAgain) {
 }
 
 TEST(Limits, SizesAreWhatComesOut) {
-    const Bytes file = zipWith({{"a.xml", TEXT}, {"b.xml", TEXT}, {.name = "liar.xml", .content = TEXT, .size = -16}});
+    const Bytes file =
+        zipWith({{"a.xml", CONTENT}, {"b.xml", CONTENT}, {.name = "liar.xml", .content = CONTENT, .size = -16}});
     Limits limits;
-    limits.itemSize = TEXT.size();
-    limits.totalSize = TYPES.size() + 2 * TEXT.size() - 1;
+    limits.itemSize = CONTENT.size();
+    limits.totalSize = TYPES.size() + 2 * CONTENT.size() - 1;
     Zip zip(file, {.limits = limits});
     for (int i = 0; i < 5; ++i)
-        EXPECT_EQ(zip.read(u"/a.xml"), TEXT) << "however often an item is read, it counts once";
+        EXPECT_EQ(zip.read(u"/a.xml"), CONTENT) << "however often an item is read, it counts once";
     EXPECT_TRUE(failsWith(Errc::file_too_large,
                           "\"b.xml\": what was read of the package has more bytes than " +
                               std::to_string(limits.totalSize) + " (limit total-size)",
                           [&] { zip.read(u"/b.xml"); }));
-    Zip strict(file, {.limits = {.itemSize = TEXT.size() - 1}});
+    Zip strict(file, {.limits = {.itemSize = CONTENT.size() - 1}});
     EXPECT_TRUE(failsWith(
         Errc::file_too_large, "\"a.xml\": the content has more bytes than 2999 (limit item-size)",
         [&] { strict.read(u"/a.xml"); }));
@@ -81,7 +82,7 @@ TEST(Limits, TheRatioCountsAboveItsFloor) {
 }
 
 TEST(Limits, ItemsThatShareBytesAreRefused) {
-    const std::string sound = toText(zipWith({{"a.xml", TEXT, 0}, {"b.xml", TEXT, 0}}));
+    const std::string sound = toText(zipWith({{"a.xml", CONTENT, 0}, {"b.xml", CONTENT, 0}}));
     const std::size_t a = sound.find("a.xml", sound.find("PK\1\2")) - 46;
     const std::size_t b = sound.find("b.xml", a) - 46;
     const struct {
@@ -102,7 +103,7 @@ TEST(Limits, ItemsThatShareBytesAreRefused) {
     Zip zip(toBytes(moved.replace(sound.find("a.xml") - 2, 2, number(100, 2))));
     EXPECT_TRUE(failsWith(Errc::bad_message, "\"a.xml\": the content overlaps what comes next in the file",
                           [&] { zip.read(u"/a.xml"); }));
-    EXPECT_EQ(zip.read(u"/b.xml"), TEXT);
+    EXPECT_EQ(zip.read(u"/b.xml"), CONTENT);
 }
 
 } // namespace

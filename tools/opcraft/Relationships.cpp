@@ -27,7 +27,7 @@ std::optional<URI> resolvedTarget(const Relationship& relationship) {
     }
 }
 
-RelationshipEntry entryOf(const Relationship& relationship, const std::set<std::u16string>& partKeys) {
+RelationshipEntry relationshipEntryOf(const Relationship& relationship, const std::set<std::u16string>& partKeys) {
     RelationshipEntry entry;
     entry.source = toUtf8(relationship.getSourceURI().toString());
     entry.id = toUtf8(relationship.getID());
@@ -109,7 +109,7 @@ std::vector<RelationshipEntry> entriesOf(const opc::model::RelationshipSource& s
                                          const std::set<std::u16string>& partKeys) {
     std::vector<RelationshipEntry> entries;
     for (const Relationship& relationship : source.getRelationships())
-        entries.push_back(entryOf(relationship, partKeys));
+        entries.push_back(relationshipEntryOf(relationship, partKeys));
     std::stable_sort(entries.begin(), entries.end(), [](const RelationshipEntry& a, const RelationshipEntry& b) {
         return countingKey(a.id) < countingKey(b.id);
     });
@@ -125,7 +125,7 @@ std::vector<RelationshipEntry> entriesLeadingTo(const PartName& name, OpenPackag
             return;
         for (const Relationship& relationship : source.getRelationships())
             if (leadsTo(foldedName, relationship))
-                entries.push_back(entryOf(relationship, partKeys));
+                entries.push_back(relationshipEntryOf(relationship, partKeys));
     });
     return entries;
 }

@@ -31,7 +31,7 @@ constexpr std::uint16_t MADE_BY = 3 << 8 | ZIP64_VERSION;
 /// A regular file that everybody may read, in the upper half as Unix keeps it.
 constexpr std::uint32_t FILE_ATTRIBUTES = std::uint32_t(0100644) << 16;
 
-constexpr std::size_t BLOCK_SIZE = 256 * 1024;
+constexpr std::size_t WRITTEN_BLOCK_SIZE = 256 * 1024;
 
 ByteSpan spanOf(const std::string& text) {
     return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
@@ -328,9 +328,9 @@ private:
 
     /// Small pieces are buffered.
     void put(ByteSpan bytes) {
-        if (buffer_.size() + bytes.size() > BLOCK_SIZE)
+        if (buffer_.size() + bytes.size() > WRITTEN_BLOCK_SIZE)
             flush();
-        if (bytes.size() > BLOCK_SIZE)
+        if (bytes.size() > WRITTEN_BLOCK_SIZE)
             target_.write(bytes.data(), bytes.size());
         else
             append(buffer_, bytes);
@@ -343,12 +343,12 @@ private:
     }
 
     void copy(const Bytes& source, std::uint64_t start, std::uint64_t size) {
-        if (size > BLOCK_SIZE) {
+        if (size > WRITTEN_BLOCK_SIZE) {
             flush();
             position_ += copyBytes(source, start, size, target_);
             return;
         }
-        if (buffer_.size() + size > BLOCK_SIZE)
+        if (buffer_.size() + size > WRITTEN_BLOCK_SIZE)
             flush();
         const std::size_t filled = buffer_.size();
         buffer_.resize(filled + size);
@@ -369,7 +369,7 @@ private:
 } // namespace
 
 std::uint64_t copyBytes(const Bytes& source, std::uint64_t start, std::uint64_t size, Target& target) {
-    ByteVector buffer(std::min<std::uint64_t>(size, BLOCK_SIZE));
+    ByteVector buffer(std::min<std::uint64_t>(size, WRITTEN_BLOCK_SIZE));
     std::uint64_t done = 0;
     bool isFile = true;
     while (done < size) {

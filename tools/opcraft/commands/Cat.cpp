@@ -13,7 +13,7 @@ namespace opcraft {
 
 namespace {
 
-constexpr unsigned long BLOCK_SIZE = 64 * 1024;
+constexpr unsigned long COPIED_BLOCK_SIZE = 64 * 1024;
 
 opc::storage::ZipItem findItem(const InputOptions& options, const opc::storage::ZipPackage& zip) {
     const auto found = findItems(zip.getItems(), options.part);
@@ -41,8 +41,8 @@ void copy(const ZipInput& input, const opc::storage::ZipItem& item, Console& con
     try {
         opc::interfaces::IPhysicalInputStream& stream = *input.getZip().getItemInputStream(item.name);
         stream.open();
-        std::vector<unsigned char> block(BLOCK_SIZE);
-        while (const unsigned long count = stream.read(block.data(), BLOCK_SIZE))
+        std::vector<unsigned char> block(COPIED_BLOCK_SIZE);
+        while (const unsigned long count = stream.read(block.data(), COPIED_BLOCK_SIZE))
             console.write({reinterpret_cast<const char*>(block.data()), count});
     } catch (const opc::Exception& e) {
         throw toFailure(e, input.getName(), item.name);

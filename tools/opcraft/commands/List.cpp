@@ -39,7 +39,7 @@ std::map<std::u16string, ZipItem> partItems(const std::vector<ZipItem>& items) {
     return found;
 }
 
-PartEntry entryOf(const opc::model::Part& part, const std::map<std::u16string, ZipItem>& items) {
+PartEntry partEntryOf(const opc::model::Part& part, const std::map<std::u16string, ZipItem>& items) {
     PartEntry entry;
     const std::u16string name = part.getName().toString();
     entry.name = toUtf8(name);
@@ -53,13 +53,13 @@ PartEntry entryOf(const opc::model::Part& part, const std::map<std::u16string, Z
     return entry;
 }
 
-ListReport makeReport(OpenPackage& package) {
+ListReport makeListReport(OpenPackage& package) {
     ListReport report;
     report.file = package.getName();
     const std::vector<ZipItem> items = package.getInput().getZip().getItems();
     const auto partsByName = partItems(items);
     for (const opc::model::Part& part : package.getModel().getParts())
-        report.parts.push_back(entryOf(part, partsByName));
+        report.parts.push_back(partEntryOf(part, partsByName));
     for (const ZipItem& item : items)
         if (item.kind == ZipItemKind::Other)
             report.otherItems.push_back(item);
@@ -103,12 +103,12 @@ Json toJson(const ListReport& report) {
 
 ExitCode list(const ReadOptions& options, Console& console) {
     OpenPackage package(options);
-    const ListReport report = makeReport(package);
+    const ListReport report = makeListReport(package);
     console.write(options.json ? toJsonText(toJson(report)) : toText(report));
     return ExitCode::Fine;
 }
 
-void addOptions(CLI::App& command, ReadOptions& options) {
+void addListOptions(CLI::App& command, ReadOptions& options) {
     addReadOptions(command, options);
 }
 
@@ -121,7 +121,7 @@ void addListCommand(Tool& tool) {
                "relationships and its content type. Relationships parts are counted, not listed. Items of the\n"
                "ZIP file that are no parts stand apart.\n\n"
                "Example:\n  opcraft list letter.docx",
-               addOptions, list});
+               addListOptions, list});
 }
 
 } // namespace opcraft

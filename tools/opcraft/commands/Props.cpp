@@ -347,7 +347,7 @@ ExitCode props(const PropsOptions& options, Console& console) {
     return read(options, console);
 }
 
-constexpr const char* HELP =
+constexpr const char* PROPS_HELP =
     "Without --set, --unset, --keyword and --clear, the properties are shown. They are category,\n"
     "contentStatus, created, creator, description, identifier, keywords, language, lastModifiedBy,\n"
     "lastPrinted, modified, revision, subject, title and version.\n\n"
@@ -384,7 +384,7 @@ void addOptions(CLI::App& command, PropsOptions& options) {
 
 void addPropsCommand(Tool& tool) {
     addCommand<PropsOptions>(
-        tool, {"props", "Show the core properties of a package, or change them", HELP, addOptions, props});
+        tool, {"props", "Show the core properties of a package, or change them", PROPS_HELP, addOptions, props});
 }
 
 } // namespace opcraft
