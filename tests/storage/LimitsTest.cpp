@@ -32,7 +32,7 @@ TEST(Limits, WhatIsSavedCanBeOpenedAgain) {
     create(u"/_rels/1234.xml.rels");
     EXPECT_TRUE(failsWith(Errc::file_too_large, "more items than 3 (limit items)", [&] { zip->close(false); }));
     zip->deletePart(u"/_rels/1234.xml.rels");
-    zip.write(u"/1234.xml", TEXT);
+    zip.write(u"/1234.xml", CONTENT);
     EXPECT_TRUE(failsWith(Errc::file_too_large, "\"1234.xml\": the content has more bytes than 1000 (limit item-size)",
                           [&] { zip->close(false); }));
     zip.write(u"/1234.xml", "short");
