@@ -207,14 +207,6 @@ TEST(ZipConsistency, WhatReadersCouldTakeForTwoPackagesIsRefusedAndWhatRealProdu
     }
 }
 
-TEST(ZipConsistency, AnItemThatAPartNameSpellsOtherwiseIsNoPart) {
-    ZipOptions options;
-    options.consistent = true;
-    Zip zip(zipOfNames({"a%20b.xml", "c d.xml", "\xC3\xA9.xml", "_rels/c d.xml.rels"}), options);
-    EXPECT_THAT(zip.parts(), ElementsAre("/a%20b.xml"));
-    EXPECT_EQ(zip->getItems().at(2).reason, "a character in the name that a part name has as an escape");
-}
-
 /// Writes the files for other readers to a folder, by number and verdict: to one that is asked for, so that programs
 /// read them that are not here.
 TEST(ZipConsistency, NoOtherReaderReadsAnotherDocumentOutOfWhatIsNotRefused) {

@@ -41,10 +41,7 @@ std::optional<std::u16string> toPartName(std::string_view itemName) {
 }
 
 std::string explainItemName(std::string_view itemName) {
-    const auto fault = detail::findPartNameFault(toURI(itemName));
-    if (!fault)
-        return "a character in the name that a part name has as an escape";
-    const detail::PartNameRule rule = fault->rule;
+    const detail::PartNameRule rule = detail::findPartNameFault(toURI(itemName)).value().rule;
     if (rule == detail::PartNameRule::NoSlashAtEnd)
         return "a folder";
     if (itemName.find('\\') != itemName.npos)

@@ -225,9 +225,6 @@ void OpenZipPackage::addItem(std::uint64_t index, const ZipArchive::Item& item, 
     std::optional<std::u16string> partName;
     if (!isContentTypes && !parsePieceName(item.name))
         partName = toPartName(item.name);
-    // Who vouches for a part name vouches for one spelling of the item name, by which other programs find it.
-    if (location_.options.consistent && partName && *partName != toString('/' + item.name, false))
-        partName.reset();
     ZipEntry& entry = items_.add(items_.all().end(), *this, opening_, item.name, std::move(partName).value_or(u""));
     if (isContentTypes)
         items_.setContentTypes(entry);

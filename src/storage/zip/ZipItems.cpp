@@ -100,7 +100,9 @@ void ZipItems::noteOthers() {
     for (const ZipEntry& entry : entries_) {
         if (entry.kind == ZipItemKind::Part)
             continue;
-        if (!parsePieceName(entry.name)) { // in the place of pieces that are not complete, the part may be created
+        // In the place of pieces that are not complete, the part may be created; and beside an item that has
+        // backslashes, which some producers write for slashes, since the package has no other parts then.
+        if (!parsePieceName(entry.name) && entry.name.find('\\') == std::string::npos) {
             const auto [noted, isNew] = foldedOthers_.try_emplace(detail::foldName(entry.name), &entry);
             if (!isNew && isFolder(noted->second->name))
                 noted->second = &entry;

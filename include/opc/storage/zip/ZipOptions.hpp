@@ -58,9 +58,6 @@ struct ZipOptions {
     /// Not refused is what real producers do and readers ignore: other times, versions, extra fields or
     /// compression level in the local header, zeros for the numbers of a data descriptor,
     /// and items of folders. Two archives in a row are refused without this, too.
-    ///
-    /// An item is then a part only when its name is the part name without the slash in front: other programs find it by
-    /// one spelling, which is what a signature names. "a b.png" is not a part, "a%20b.png" is one.
     bool consistent = false;
 };
 
