@@ -25,9 +25,9 @@ enum class CoverageScope : std::int32_t {
     ///   relationship is content.
     Content,
     /// All parts, relationships, and stored items that are not parts. Excluded are the parts that store the signatures
-    /// (an empty origin part and signature parts), each with its content type and no other relationship to it, and the
-    /// relationships to them. Also excluded are folder items ("word/") and items in "[trash]/", unless a relationship
-    /// leads to one.
+    /// (an empty origin part, signature parts, and parts that are exactly one certificate), each with its content type
+    /// and no other relationship to it, and the relationships to them. Also excluded are folder items ("word/") and
+    /// items in "[trash]/", unless a relationship leads to one.
     All,
 };
 
