@@ -5,6 +5,7 @@
 #include "signatures/SignatureBounds.hpp"
 #include "signatures/SignatureOrigin.hpp"
 #include "signatures/SignedEntities.hpp"
+#include "xml/PlainXml.hpp"
 
 #include <opc/core/ByteArrayInAdaptor.hpp>
 #include <opc/core/FoldedNames.hpp>
@@ -36,8 +37,10 @@ bool hasRoot(const Part& part, const Limits& limits, std::u16string_view namespa
     const std::vector<unsigned char> bytes = readXmlItem(*part.getInputStream(), limits.xmlSize);
     const ParserHandle parser = XercesHelper::createParser(limits);
     ByteArrayInAdaptor stream(bytes);
-    const auto* root = XercesHelper::readDocumentFromStream(*parser, stream, false, u"", u"")->getDocumentElement();
-    return isEqual(root->getNamespaceURI(), namespaceURI) && isEqual(root->getLocalName(), name);
+    const auto* document = XercesHelper::readDocumentFromStream(*parser, stream, false, u"", u"");
+    const auto* root = document->getDocumentElement();
+    return isPlainXml(bytes, *document) && isEqual(root->getNamespaceURI(), namespaceURI) &&
+           isEqual(root->getLocalName(), name);
 }
 
 /// The content type without its parameters.
@@ -211,7 +214,11 @@ void Coverage::collect() {
 /// The origin that is used, and what it leads to. Of a package with a second one no signature is valid.
 void Coverage::markStructure(const SignatureFormRules& form, const std::vector<DigitalSignature>& signatures) {
     const auto relationship = findOriginRelationship(package_, form);
-    if (!relationship)
+    const auto isOfForm = [&form](const DigitalSignature& each) {
+        return rulesOf(each.getForm()).isStandard() == form.isStandard();
+    };
+    const bool isUsed = signatures.empty() || std::any_of(signatures.begin(), signatures.end(), isOfForm);
+    if (!relationship || !isUsed)
         return;
     for (Link& link : links_)
         if (link.key == keyOf(*relationship))
@@ -222,7 +229,7 @@ void Coverage::markStructure(const SignatureFormRules& form, const std::vector<D
         markLinks(origin->getSourceURI(), form.signatureRelationshipType);
     }
     for (const DigitalSignature& signature : signatures)
-        if (rulesOf(signature.getForm()).isStandard() == form.isStandard()) {
+        if (isOfForm(signature)) {
             markPart(signature.getPartName(), form.signatureContentType);
             markCertificates(*signature.getImpl(), form);
         }
@@ -275,7 +282,7 @@ void Coverage::markExceptions() {
             if (PartName::isPackageRootUri(link.relationship.getSourceURI()) &&
                 std::find(types.begin(), types.end(), link.relationship.getType()) != types.end())
                 found.push_back(&link);
-        if (found.size() != 1)
+        if (found.size() != 1 || found.front()->relationship.getTargetMode() == TargetMode::External)
             continue;
         found.front()->category = Category::Excepted;
         const auto part = findTarget(package_, found.front()->relationship);

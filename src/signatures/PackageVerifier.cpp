@@ -53,8 +53,8 @@ void throwIfUnreadable(const DigitalSignature& signature) {
 
 /// The time that the signer claims, by XAdES when that is signed; not-a-date-time when there is none.
 boost::posix_time::ptime claimedTimeOf(const DigitalSignature& signature) {
-    const auto time = signature.getSignedProperties().signingTime;
-    return time.is_special() ? signature.getSignedTime() : time;
+    const SignedProperties properties = signature.getSignedProperties();
+    return properties.signingTimeText.empty() ? signature.getSignedTime() : properties.signingTime;
 }
 
 /// The time of the earliest trusted time stamp; not-a-date-time when there is none.

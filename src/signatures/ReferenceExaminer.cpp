@@ -8,6 +8,7 @@
 #include "signatures/RelationshipsTransform.hpp"
 #include "signatures/SignatureFormRules.hpp"
 #include "xml/CanonicalXml.hpp"
+#include "xml/PlainXml.hpp"
 
 #include <opc/core/ByteArrayInAdaptor.hpp>
 #include <opc/core/Strings.hpp>
@@ -190,8 +191,10 @@ std::string canonicalOctets(const std::vector<unsigned char>& bytes, const Refer
     const bool comments = reference.transforms.front() == CANONICAL_XML_WITH_COMMENTS;
     const ParserHandle parser = XercesHelper::createParser(limits);
     ByteArrayInAdaptor stream(bytes);
-    return canonicalizeDocument(*XercesHelper::readDocumentFromStream(*parser, stream, false, u"", u""),
-                                comments ? CanonicalComments::Keep : CanonicalComments::Omit);
+    const auto* document = XercesHelper::readDocumentFromStream(*parser, stream, false, u"", u"");
+    if (!isPlainXml(bytes, *document))
+        throw Exception("it is canonicalized, but is not XML 1.0 in UTF-8 throughout");
+    return canonicalizeDocument(*document, comments ? CanonicalComments::Keep : CanonicalComments::Omit);
 }
 
 std::string describe(RelationshipsReading reading) {

@@ -106,6 +106,26 @@ bool isOfficeObject(const DOMElement& object) {
     return false;
 }
 
+/// Whether nothing but elements, white space and comments is directly in an element.
+bool containsElementsOnly(const DOMElement& element) {
+    for (const DOMNode* node = element.getFirstChild(); node != nullptr; node = node->getNextSibling()) {
+        const bool isBlank = node->getNodeType() == DOMNode::TEXT_NODE &&
+                             View(node->getNodeValue()).find_first_not_of(u" \t\r\n") == View::npos;
+        if (!isBlank && node->getNodeType() != DOMNode::ELEMENT_NODE && node->getNodeType() != DOMNode::COMMENT_NODE)
+            return false;
+    }
+    return true;
+}
+
+bool containsKnownPropertiesOnly(const DOMElement& qualifyingProperties) {
+    const auto elements = children(&qualifyingProperties);
+    const XMLCh* const space = qualifyingProperties.getNamespaceURI();
+    return containsElementsOnly(qualifyingProperties) &&
+           std::all_of(elements.begin(), elements.end(), [space](const DOMElement* each) {
+               return isElement(*each, space, u"SignedProperties") || isElement(*each, space, u"UnsignedProperties");
+           });
+}
+
 class Reading {
 public:
     Reading(const xercesc::DOMLSParser& parser, const DOMElement& root, const Limits& limits)
@@ -136,8 +156,6 @@ private:
     void addObject(const DOMElement& object) {
         objects_.push_back(&object);
         data_.objects.push_back({idOf(object), {}});
-        if (isOfficeObject(object))
-            data_.form = SignatureForm::Office;
     }
 
     // ---- SignedInfo
@@ -204,6 +222,8 @@ private:
         if (size_ > limits_.xmlSize)
             refuseSignature("what SignedInfo refers to is longer than " + std::to_string(limits_.xmlSize) + " bytes.");
         targets_.push_back(target);
+        if (isObject(target) && isOfficeObject(*target))
+            data_.form = SignatureForm::Office;
     }
 
     bool isObject(const DOMElement* element) const {
@@ -248,7 +268,8 @@ private:
             const auto elements = children(objects_[i]);
             for (const DOMElement* each : elements)
                 if (isQualifyingProperties(*each)) {
-                    data_.objects[i].isXades = elements.size() == 1;
+                    data_.objects[i].isXades = elements.size() == 1 && containsElementsOnly(*objects_[i]) &&
+                                               containsKnownPropertiesOnly(*each);
                     checkAt(parser_, *each, nullptr, [&] { readProperties(*each); });
                 }
         }
@@ -300,6 +321,9 @@ Data readStandardSignature(InputStream& stream, const Limits& limits) {
         const XercesGuard guard;
         const ParserHandle parser = XercesHelper::createParser(limits);
         ByteArrayInAdaptor content(bytes);
+        const bool isWide = bytes.size() > 1 && (bytes[0] == 0 || bytes[1] == 0 || bytes[0] >= 0xFE); // UTF-16
+        if (!isWide && std::find(bytes.begin(), bytes.end(), 0) != bytes.end())
+            refuseSignature("the part contains U+0000."); // behind which Xerces-C would not read on
         return readDocument(*parser, *XercesHelper::readDocumentFromStream(*parser, content, false, u"", u""), limits);
     } catch (const InvalidXMLDocument& e) {
         throwAs<InvalidPartContent>(e);

@@ -34,6 +34,10 @@ std::optional<PartName> targetOf(const Relationship& relationship) {
     }
 }
 
+bool isDecimal(const std::u16string& text) {
+    return text.find_first_not_of(u"0123456789") == std::u16string::npos;
+}
+
 /// The number of "/_xmlsignatures/sig1.xml", or the part name without the slash in front.
 std::u16string idOf(const PartName& part) {
     const std::u16string name = part.toString();
@@ -41,10 +45,14 @@ std::u16string idOf(const PartName& part) {
     const std::u16string extension = u".xml";
     if (name.size() > before.size() + extension.size() && name.starts_with(before) && name.ends_with(extension)) {
         const std::u16string number = name.substr(before.size(), name.size() - before.size() - extension.size());
-        if (number.find_first_not_of(u"0123456789") == std::u16string::npos)
+        if (isDecimal(number))
             return number;
     }
-    return name.substr(1);
+    // A name that another signature could have as well keeps its slash.
+    const std::u16string rest = name.substr(1);
+    const bool isAmbiguous =
+        rest.find(u'/') == std::u16string::npos && (rest.starts_with(SIGNATURE_NAME_PREFIX) || isDecimal(rest));
+    return isAmbiguous ? name : rest;
 }
 
 DigitalSignatureData readData(const Package& package, const Part& part) {

@@ -3,6 +3,7 @@
 
 #include "support/Process.hpp"
 #include "xml/CanonicalXml.hpp"
+#include "xml/PlainXml.hpp"
 
 #include <xercesc/dom/DOMComment.hpp>
 #include <xercesc/dom/DOMEntityReference.hpp>
@@ -45,9 +46,11 @@ TEST_F(CanonicalXmlTest, IsThatOfTheTableAndOfAnotherImplementation) {
         for (std::string& field : row)
             field = opc::test::unescaped(field);
         const std::string &kind = row[0], &why = row[1], &text = row[2];
-        if (kind == "whole")
-            EXPECT_EQ(row[3] + canonical(text) + row[4], xmllint(text)) << why;
-        else if (kind == "apex" || kind == "leaf")
+        if (kind == "whole") {
+            const std::string theirs = xmllint(text);
+            EXPECT_EQ(row[3] + canonical(text) + row[4], theirs) << why;
+            EXPECT_EQ(canonicalizeDocument(*readRoot(text)->getOwnerDocument(), Keep), theirs) << why;
+        } else if (kind == "apex" || kind == "leaf")
             EXPECT_EQ((kind == "apex" ? canonicalize : canonicalizeExclusively)(
                           *XercesHelper::getElementNS(readRoot(text), XercesString(u"*"), XercesString(u"apex")), Omit),
                       row[3])
@@ -257,6 +260,16 @@ TEST(CanonicalEscaping, IsThatOfTheStandardAndAppendsAllOrNothing) {
     EXPECT_EQ(verdictOf([&] { appendCanonicalText(out, cut); }), refusal);
     EXPECT_EQ(verdictOf([&] { appendCanonicalAttributeValue(out, cut); }), refusal);
     EXPECT_EQ(out, before);
+}
+
+TEST_F(CanonicalXmlTest, IsReadOutOfPlainTextAlone) {
+    const std::pair<std::string, bool> rows[] = {
+        {"<a>\xC3\xA9</a>\n", true},           {"<?xml version='1.0' encoding='utf-8'?><a/>", true},
+        {std::string("<a/>\0<b/>", 9), false}, {"<a/>\xE2\x82", false},
+        {"<?xml version='1.1'?><a/>", false},  {"<?xml version='1.0' encoding='UTF-16'?><a/>", false},
+    };
+    for (const auto& [text, isPlain] : rows)
+        EXPECT_EQ(isPlainXml({text.begin(), text.end()}, *readRoot(text)->getOwnerDocument()), isPlain) << text;
 }
 
 } // namespace

@@ -204,11 +204,24 @@ std::string describeProblem(const ReferenceReport& reference) {
     return subject + " cannot be checked: " + reference.problem;
 }
 
+namespace {
+
+/// What a signature says about its key does not count then.
+void showGivenKey(const VerifyPolicy& policy, SignatureVerdict& verdict) {
+    verdict.entry.algorithm.keySize = verdict.report.keySize;
+    verdict.entry.certificate = {};
+    verdict.entry.fingerprint = fingerprintOf(policy.publicKey);
+}
+
+} // namespace
+
 std::vector<SignatureVerdict> judge(const opc::model::DigitalSignatureManager& manager,
                                     const std::vector<SignatureReport>& reports, const VerifyPolicy& policy) {
     std::vector<SignatureVerdict> verdicts;
     for (const SignatureReport& report : reports) {
         SignatureVerdict& verdict = verdicts.emplace_back(SignatureVerdict{entryOf(manager, report.signature), report});
+        if (report.keySource == opc::model::KeySource::Caller && report.signatureValueHolds)
+            showGivenKey(policy, verdict);
         verdict.problem = findProblem(report);
         verdict.weak = findWeakAlgorithms(verdict);
         judgeSigner(policy, verdict);

@@ -99,6 +99,7 @@ struct VerifyPolicy {
     /// Subjects of certificates, and fingerprints of certificates or keys; empty: any.
     std::vector<std::string> signers{};
     std::optional<opc::model::DigestMethod> weakestDigest{};
+    std::vector<unsigned char> publicKey{}; ///< the only key that counts, in DER; empty: those of the signatures
 };
 
 /// The verdicts on the signatures of a package, without their coverage.

@@ -87,6 +87,7 @@ Demands readDemands(const VerifyOptions& options) {
     } catch (const opc::Exception& e) {
         throw toFailure(e, options.publicKey, "");
     }
+    demands.policy.publicKey = verification.publicKey;
     return demands;
 }
 
