@@ -12,6 +12,8 @@ endif()
 if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # The sources of a unit are headers to GCC, which may not hide types of their own.
   target_compile_options(opcraft_flags INTERFACE -Wno-subobject-linkage)
+  # Their paths are absolute, and OpenSSL's macros keep the path of the file.
+  target_compile_options(opcraft_flags INTERFACE -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 endif()
 if(OPCRAFT_WERROR)
   target_compile_options(opcraft_flags INTERFACE -Werror)
