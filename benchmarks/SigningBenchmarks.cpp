@@ -191,7 +191,8 @@ void compareOpened(const std::string& what, std::string (*file)(), int pairs, do
         return [name, mode, form] { return std::make_unique<OpenPackage>(name, mode, form); };
     };
     registerComparison(
-        {"sign " + what + " of an open package", "libzip and OpenSSL, twice", pairs, aim},
+        {"sign " + what + " of an open package", "libzip and OpenSSL, twice", pairs,
+         form == SignatureForm::Library ? aim : 0}, // the others are read back
         [file, opening] {
             const std::vector<unsigned char> key = makeKey();
             return step(
