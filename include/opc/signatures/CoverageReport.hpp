@@ -15,9 +15,9 @@ namespace opc::model {
 /// What a signature has to cover to be complete.
 enum class CoverageScope : std::int32_t {
     /// Everything except what `All` excludes and the properties and the thumbnail of the package, which are
-    /// - relationships of the package of the types of core properties (that of ECMA-376-2 Annex E and those that
-    ///   LibreOffice writes), extended properties (transitional and strict) and the thumbnail. Two relationships of
-    ///   the same kind are content;
+    /// - internal relationships of the package of the types of core properties (that of ECMA-376-2 Annex E and those
+    ///   that LibreOffice writes), extended properties (transitional and strict) and the thumbnail. Two relationships
+    ///   of the same kind are content;
     /// - the target part of such a relationship, provided that no other relationship of the package, signed or not,
     ///   leads to it, that it has no relationships, that it is by content type and bytes what the relationship says
     ///   (XML with the root of such properties, or an image that `findImageType` knows), that its name is not one that

@@ -21,7 +21,8 @@ public:
 
     SignatureForm getForm() const;
     /// "sig" and the id of the signature. In the standard forms: the name of its part without the extension, when that
-    /// is "sig" and a number in "/_xmlsignatures", otherwise the part name without the slash in front.
+    /// is "sig" and a number in "/_xmlsignatures", otherwise the part name without the slash in front, which stays
+    /// where the name could be that of another signature ("/sig1", "/1").
     std::u16string getName() const;
     PartName getPartName() const;
     /// Why it cannot be read, which only a signature of the standard forms can be; empty otherwise. The other getters
