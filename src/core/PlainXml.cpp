@@ -37,8 +37,10 @@ public:
         XML_SetXmlDeclHandler(parser, declareXml);
         XML_SetStartDoctypeDeclHandler(
             parser, [](void* data, const XML_Char*, const XML_Char*, const XML_Char*, int) { stop(data); });
-        XML_SetCommentHandler(parser, [](void* data, const XML_Char*) { stop(data); });
-        XML_SetProcessingInstructionHandler(parser, [](void* data, const XML_Char*, const XML_Char*) { stop(data); });
+        XML_SetCommentHandler(
+            parser, [](void* data, const XML_Char*) { stop(data); });
+        XML_SetProcessingInstructionHandler(
+            parser, [](void* data, const XML_Char*, const XML_Char*) { stop(data); });
         XML_SetStartCdataSectionHandler(parser, [](void* data) { stop(data); });
     }
 

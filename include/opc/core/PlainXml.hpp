@@ -9,7 +9,8 @@
 #include <vector>
 
 /// XML that needs no validating parser: one pass over the bytes, which calls for each element and gives up at the first
-/// thing out of the ordinary. Whoever gets no answer here parses and validates the document, for the answer or the error.
+/// thing out of the ordinary. Whoever gets no answer here parses and validates the document, for the answer or the
+/// error.
 namespace opc::detail {
 
 /// The start of an element. What it refers to is gone when the call that it was handed to returns.
@@ -61,8 +62,7 @@ public:
 /// XML. White space outside the root is not handed on.
 /// @return whether it is such a document, and the handler took all of it.
 /// @throws std::bad_alloc, and what the handler throws.
-OPCRAFT_API bool readPlainXml(const std::vector<unsigned char>& bytes, const Limits& limits,
-                                   PlainXmlHandler& handler);
+OPCRAFT_API bool readPlainXml(const std::vector<unsigned char>& bytes, const Limits& limits, PlainXmlHandler& handler);
 
 /// Whether a text is white space of XML and nothing else.
 OPCRAFT_API bool isXmlSpace(std::string_view text) noexcept;
