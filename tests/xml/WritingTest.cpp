@@ -5,6 +5,7 @@
 
 #include "support/Bytes.hpp"
 #include "support/Throws.hpp"
+#include "xml/XmlWriting.hpp"
 
 #include <xercesc/dom/DOMCDATASection.hpp>
 #include <xercesc/dom/DOMComment.hpp>
@@ -112,6 +113,68 @@ TEST_F(WritingTest, KeepsEveryCharacterOverWritingAndReading) {
     XercesHelper::writeDocumentToStream(
         *plain_, read(std::u16string(u"<?xml version='1.0' encoding='UTF-16'?><a>\u00E9</a>")), stream);
     EXPECT_EQ(std::string(bytes.begin(), bytes.end()), declaration_ + "<a>\xC3\xA9</a>");
+}
+
+/// What each vocabulary has: attributes, texts alone and before elements, and elements that are empty.
+void writeAll(detail::XmlWriter& xml, std::u16string_view value) {
+    const auto startWith = [&](const char* name, std::u16string_view text) {
+        xml.start(name);
+        xml.text(text);
+    };
+    xml.start("cp:root");
+    xml.attribute("xmlns:cp", u"urn:t");
+    xml.start("Relationship");
+    xml.attribute("Id", value);
+    xml.attribute("xml:lang", u"en");
+    xml.end();
+    startWith("cp:keywords", value);
+    for (const std::u16string_view text : {value, std::u16string_view(u"a")}) {
+        startWith("cp:value", text);
+        xml.end();
+    }
+    xml.end();
+    xml.start("cp:empty");
+    xml.start("cp:inner");
+    xml.end();
+    xml.end();
+    xml.end();
+}
+
+TEST_F(WritingTest, GivesTheSameBytesWithATreeAndWithout) {
+    using detail::XmlLayout;
+    opc::test::Bytes expected;
+    const auto waysFor = [&](std::u16string_view value, XmlLayout layout, const Limits& limits = {}) -> std::string {
+        const bool isStandalone = value.empty();
+        const std::string verdict = verdictOf([&] {
+            TreeXmlWriter tree(isStandalone);
+            writeAll(tree, value);
+            expected = tree.write(layout, limits);
+        });
+        detail::PlainXmlWriter plain(layout, isStandalone, limits);
+        writeAll(plain, value);
+        const auto bytes = plain.take();
+        EXPECT_EQ(opc::test::toText(bytes.value_or(expected)), opc::test::toText(expected));
+        return verdict == "accepted" ? bytes ? "both" : "with a tree" : bytes ? "without" : "none";
+    };
+    const std::pair<std::u16string_view, std::string> cases[] = {
+        {u"", "both"},
+        {u" <&>\"'\t]]>\r\n\r x\n", "both"},
+        {u"\u007F\u0085\u00A0\u2028\u00E9\u4E2D\U0001F600\uFFFD", "both"},
+        {u" \n ", "with a tree"}, // its line break counts as one of the layout
+        {u"\u00A0", "both"},
+        {u"a\u0001", "none"},
+        {u"\uFFFE", "none"},
+        {std::u16string_view(u"\0", 1), "none"},
+        {std::u16string_view(u"\U0001F600", 1), "none"}};
+    for (const auto& [value, ways] : cases) {
+        EXPECT_EQ(waysFor(value, XmlLayout::Compact), ways == "with a tree" ? "both" : ways);
+        EXPECT_EQ(waysFor(value, XmlLayout::Indented), ways);
+    }
+    EXPECT_EQ(waysFor(u"a", XmlLayout::Indented), "both");
+    const std::uint64_t size = expected.size();
+    EXPECT_EQ(waysFor(u"a", XmlLayout::Indented, {.xmlSize = size, .xmlDepth = 3, .xmlNodes = 10}), "both");
+    for (const Limits& limits : {Limits{.xmlSize = size - 1}, Limits{.xmlDepth = 2}, Limits{.xmlNodes = 9}})
+        EXPECT_EQ(waysFor(u"a", XmlLayout::Indented, limits), "none");
 }
 
 TEST_F(WritingTest, RefusesAForbiddenCharacterAnywhereBeforeAByteIsWritten) {
