@@ -6,9 +6,11 @@
 
 #include <opc/core/Exception.hpp>
 #include <opc/core/Strings.hpp>
+#include <opc/core/interfaces/IPhysicalPackage.hpp>
 #include <opc/crypto/CryptoEngine.hpp>
 #include <opc/model/coreproperties/PackageHelper.hpp>
 
+#include <optional>
 #include <utility>
 
 namespace opc::model {
@@ -90,8 +92,9 @@ void removeKeywords(std::string& coreProperties) {
         coreProperties.erase(start, end + KEYWORDS_END.size() - start);
 }
 
-PartDigester::PartDigester(std::uint64_t xmlSize)
-    : xmlSize_(xmlSize), coreProperties_(PackageHelper::getCorePropertiesURI()) {}
+PartDigester::PartDigester(const Package& package)
+    : xmlSize_(package.getLimits().xmlSize), coreProperties_(PackageHelper::getCorePropertiesURI()),
+      store_(dynamic_cast<interfaces::IPhysicalParallelReading*>(&package.physicalPackage_)) {}
 
 crypto::DigestEngine& PartDigester::engine(DigestMethod method) {
     const auto found = engines_.find(method);
@@ -107,13 +110,51 @@ std::vector<unsigned char> PartDigester::digestBytes(std::string_view bytes, Dig
 }
 
 const std::vector<unsigned char>& PartDigester::digestPart(const Part& part, DigestMethod method, SignatureForm form) {
-    const bool omitsKeywords = form == SignatureForm::Library && part.getName() == coreProperties_;
-    std::tuple key{toLowerASCIIString(part.getName().toString()), method, omitsKeywords};
+    Key key = keyOf(part, method, form);
     const auto found = digests_.find(key);
     if (found != digests_.end())
         return found->second;
-    auto digest = omitsKeywords ? digestWithoutKeywords(part, method) : digestWhole(part, method);
+    Digest digest = std::get<bool>(key)           ? digestWithoutKeywords(part, method)
+                    : wasDigestedAhead(key, part) ? ahead_.at(key)
+                                                  : digestWhole(part, method);
     return digests_.emplace(std::move(key), std::move(digest)).first->second;
+}
+
+PartDigester::Key PartDigester::keyOf(const Part& part, DigestMethod method, SignatureForm form) const {
+    const bool omitsKeywords = form == SignatureForm::Library && part.getName() == coreProperties_;
+    return {toLowerASCIIString(part.getName().toString()), method, omitsKeywords};
+}
+
+bool PartDigester::wasDigestedAhead(const Key& key, const Part& part) const {
+    const auto found = ahead_.find(key);
+    return found != ahead_.end() && !found->second.empty() && store_->countAsRead(*part.getPhysicalPart());
+}
+
+void PartDigester::digestAhead(const std::vector<Wanted>& wanted, SignatureForm form) {
+    struct Work {
+        DigestMethod method;
+        Digest& digest;
+        std::optional<crypto::DigestEngine> engine{}; ///< while the part is read
+    };
+    std::vector<Work> works;
+    std::vector<interfaces::IPhysicalPart*> parts;
+    for (const auto& [part, method] : wanted) {
+        const Key key = keyOf(part, method, form);
+        const auto [ahead, isNew] = ahead_.try_emplace(key);
+        if (!isNew || std::get<bool>(key) || digests_.count(key) != 0)
+            continue;
+        works.push_back({method, ahead->second});
+        parts.push_back(part.getPhysicalPart());
+    }
+    store_->readParts(parts, [&](std::size_t index, const unsigned char* data, std::size_t size) {
+        auto& [method, digest, engine] = works[index];
+        if (!engine)
+            engine = crypto::CryptoEngine::createDigestEngine(toDigestAlgorithm(method));
+        if (size > 0)
+            return engine->update(data, size);
+        digest = engine->finish();
+        engine.reset();
+    });
 }
 
 std::vector<unsigned char> PartDigester::digestWithoutKeywords(const Part& part, DigestMethod method) {

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <opc/core/interfaces/IPhysicalParallelReading.hpp>
 #include <opc/crypto/DigestEngine.hpp>
-#include <opc/model/Part.hpp>
+#include <opc/model/Package.hpp>
 #include <opc/signatures/DigestMethod.hpp>
 #include <opc/signatures/SignatureForm.hpp>
 
@@ -17,11 +18,23 @@ namespace opc::model {
 
 /// Computes digests and caches those of parts, so that each part is read once however often signatures name it.
 ///
-/// Valid as long as no part changes. Used by one thread at a time.
+/// Valid as long as the package is open and no part changes. Used by one thread at a time.
 class PartDigester {
 public:
-    /// @param xmlSize the maximum size of core properties, in bytes.
-    explicit PartDigester(std::uint64_t xmlSize);
+    struct Wanted {
+        Part part;
+        DigestMethod method;
+    };
+
+    explicit PartDigester(const Package& package);
+
+    /// Whether `digestAhead` can use several threads.
+    bool isParallel() const { return store_ && store_->isParallel(); }
+
+    /// Computes the digests of parts at the same time on the threads of a physical package that has some, as far as
+    /// that is worth while. Nothing can be told from that: what is left out, for an error for example, is read when
+    /// `digestPart` is called for it.
+    void digestAhead(const std::vector<Wanted>& wanted, SignatureForm form);
 
     /// The digest of all bytes of the part; in the library's form without the keywords for the core properties part
     /// "/metadata/coreProperties.xml".
@@ -33,6 +46,12 @@ public:
     std::vector<unsigned char> digestBytes(std::string_view bytes, DigestMethod method);
 
 private:
+    using Digest = std::vector<unsigned char>;
+    /// Part, method, and whether the keywords are left out.
+    using Key = std::tuple<std::u16string, DigestMethod, bool>;
+
+    Key keyOf(const Part& part, DigestMethod method, SignatureForm form) const;
+    bool wasDigestedAhead(const Key& key, const Part& part) const;
     crypto::DigestEngine& engine(DigestMethod method);
     std::vector<unsigned char> digestWithoutKeywords(const Part& part, DigestMethod method);
     std::vector<unsigned char> digestWhole(const Part& part, DigestMethod method);
@@ -40,8 +59,9 @@ private:
     std::uint64_t xmlSize_;
     const PartName coreProperties_;
     std::map<DigestMethod, crypto::DigestEngine> engines_;
-    /// By part, method, and whether the keywords are left out.
-    std::map<std::tuple<std::u16string, DigestMethod, bool>, std::vector<unsigned char>> digests_;
+    std::map<Key, Digest> digests_;
+    interfaces::IPhysicalParallelReading* store_; ///< null for a physical package without threads
+    std::map<Key, Digest> ahead_;                 ///< whose parts do not count as read yet; empty for what was left out
 };
 
 /// Removes the keywords from core properties: from the first start tag to the first end tag of their element, provided

@@ -214,17 +214,32 @@ void throwIfSelectionIsAbsent(const ReferenceData& reference, const Relationship
 } // namespace
 
 ReferenceExaminer::ReferenceExaminer(const Package& package, bool strict)
-    : package_(package), strict_(strict), digester_(package.getLimits().xmlSize) {}
+    : package_(package), strict_(strict), digester_(package) {}
 
 std::vector<ReferenceReport> ReferenceExaminer::examine(const DigitalSignatureData& signature) {
     const SignatureFormRules& form = rulesOf(signature.form);
     std::vector<ReferenceReport> reports;
     reports.reserve(signature.signedInfoReferences.size() + signature.manifestReferences.size());
+    if (digester_.isParallel())
+        digestAhead(signature);
     for (const ReferenceData& reference : signature.signedInfoReferences)
         reports.push_back(examineObject(reference, signature, form));
     for (const ReferenceData& reference : signature.manifestReferences)
         reports.push_back(examineEntry(reference, form));
     return reports;
+}
+
+void ReferenceExaminer::digestAhead(const DigitalSignatureData& signature) {
+    std::vector<PartDigester::Wanted> wanted;
+    for (const ReferenceData& reference : signature.manifestReferences) {
+        try {
+            const PartName name = ManifestTarget::of(reference.uri).name;
+            if (reference.transforms.empty() && package_.hasPart(name))
+                wanted.push_back({package_.getPart(name), AlgorithmURIMap::getDigestMethod(reference.digestMethod)});
+        } catch (const Exception&) { // NOLINT(bugprone-empty-catch): it gets its report when it is examined
+        }
+    }
+    digester_.digestAhead(wanted, signature.form);
 }
 
 std::vector<std::u16string> ReferenceExaminer::findUncoveredObjects(const DigitalSignatureData& signature) {

@@ -35,6 +35,7 @@ public:
 private:
     using ReferenceData = DigitalSignatureData::ReferenceData;
 
+    void digestAhead(const DigitalSignatureData& signature);
     ReferenceReport examineObject(const ReferenceData& reference, const DigitalSignatureData& signature,
                                   const SignatureFormRules& form);
     ReferenceReport examineEntry(const ReferenceData& reference, const SignatureFormRules& form);

@@ -30,7 +30,7 @@ bool holdsByTheLetter(const ReferenceData& reference, const RelationshipSource& 
     try {
         const auto selected = selectRelationships(source, selectorsOf(reference, source.getSourceURI()),
                                                   rulesOf(SignatureForm::Standard));
-        PartDigester digester(0);
+        PartDigester digester(source.getPackage());
         return digester.digestBytes(transformRelationships(selected),
                                     AlgorithmURIMap::getDigestMethod(reference.digestMethod)) ==
                fromBase64(reference.digestValue);

@@ -26,12 +26,23 @@ namespace {
 using Bytes = std::vector<unsigned char>;
 using ReferenceData = DigitalSignatureData::ReferenceData;
 
+void digestAhead(const Package& package, const SignatureFormRules& form, const std::vector<PartName>& parts,
+                 DigestMethod method, PartDigester& digester) {
+    std::vector<PartDigester::Wanted> wanted;
+    for (const PartName& name : parts)
+        if (package.hasPart(name))
+            wanted.push_back({package.getPart(name), method});
+    digester.digestAhead(wanted, form.form);
+}
+
 std::vector<Bytes> computePartDigests(const Package& package, const SignatureFormRules& form,
                                       const std::vector<PartName>& parts, DigestMethod method) {
-    PartDigester digester(package.getLimits().xmlSize);
+    PartDigester digester(package);
     std::vector<Bytes> digests;
     digests.reserve(parts.size());
     try {
+        if (digester.isParallel())
+            digestAhead(package, form, parts, method, digester);
         for (const PartName& name : parts)
             digests.push_back(digester.digestPart(package.getPart(name), method, form.form));
     } catch (const Exception& e) {
@@ -74,7 +85,7 @@ struct Making {
     const SignatureFormRules& form;
     const SigningMaterial& material;
     DigitalSignatureData& signature;
-    PartDigester digester{package.getLimits().xmlSize};
+    PartDigester digester{package};
     std::u16string digestMethod = AlgorithmURIMap::getAlgorithmURI(material.digestMethod);
 
     std::u16string digest(const std::string& octets) {

@@ -93,6 +93,7 @@ public:
     /// @throws opc::Exception operation_not_permitted in a package that is being created.
     std::unique_ptr<ItemReader> startReading() const;
 
+    ItemOrigin& getOrigin() const { return origin_; }
     std::string getLabel() const { return origin_.getLabel(); }
 
 private:

@@ -117,8 +117,8 @@ inline Items letter() {
 /// A package in the bytes of a ZIP file, open, with its signatures.
 class Opened {
 public:
-    explicit Opened(Bytes& zip, OpenMode mode = OpenMode::ReadWrite)
-        : physical(zip), package(physical), manager(package) {
+    explicit Opened(Bytes& zip, OpenMode mode = OpenMode::ReadWrite, const storage::ZipOptions& options = {})
+        : physical(zip, options), package(physical), manager(package) {
         package.open(mode);
     }
     /// With signatures of all forms.

@@ -75,6 +75,7 @@ ZipInput::ZipInput(const InputOptions& options, bool inMemory) : name_(options.f
     options_.limits = options.limits;
     options_.consistent = options.consistent;
     options_.lockTimeout = options.lockTimeout;
+    options_.threads = 0;
     if (inMemory || isStream(name_)) {
         bytes_ = FileInput(name_).readAll();
         zip_ = std::make_unique<opc::storage::ZipPackage>(bytes_, options_);

@@ -124,6 +124,7 @@ public:
     std::unordered_set<std::u16string> getManagedRelationshipTypes() const;
 
 private:
+    friend class PartDigester;
     friend class RelationshipSource;
 
     using PartMap = std::map<PartName, Part>;

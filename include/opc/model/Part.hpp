@@ -57,6 +57,7 @@ public:
 
 private:
     friend class Package;
+    friend class PartDigester;
     class Impl;
 
     Part(Package* package, interfaces::IPhysicalPart* physicalPart, const PartName& name, ContentType contentType,

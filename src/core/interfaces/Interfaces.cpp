@@ -3,6 +3,7 @@
 #include <opc/core/interfaces/IPhysicalOtherItems.hpp>
 #include <opc/core/interfaces/IPhysicalOutputStream.hpp>
 #include <opc/core/interfaces/IPhysicalPackage.hpp>
+#include <opc/core/interfaces/IPhysicalParallelReading.hpp>
 #include <opc/core/interfaces/IPhysicalPart.hpp>
 #include <opc/core/interfaces/IPhysicalPartInfo.hpp>
 
@@ -13,6 +14,7 @@ IPhysicalInputStream::~IPhysicalInputStream() = default;
 IPhysicalOtherItems::~IPhysicalOtherItems() = default;
 IPhysicalOutputStream::~IPhysicalOutputStream() = default;
 IPhysicalPackage::~IPhysicalPackage() = default;
+IPhysicalParallelReading::~IPhysicalParallelReading() = default;
 IPhysicalPart::~IPhysicalPart() = default;
 IPhysicalPartInfo::~IPhysicalPartInfo() = default;
 

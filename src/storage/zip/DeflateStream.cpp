@@ -32,15 +32,16 @@ public:
 
     /// Takes the next compressed bytes, as many as the stream has.
     /// @return how many are left.
-    std::size_t take(zipformat::ByteVector& bytes, const std::function<void(std::uint64_t)>& onSize) {
-        stream_.next_in = bytes.data();
-        stream_.avail_in = static_cast<uInt>(bytes.size());
+    std::size_t inflate(unsigned char* bytes, std::size_t count, const TakeBytes& take) {
+        stream_.next_in = bytes;
+        stream_.avail_in = static_cast<uInt>(count);
         do {
             stream_.next_out = output_.data();
             stream_.avail_out = static_cast<uInt>(output_.size());
             state_ = ::inflate(&stream_, Z_NO_FLUSH);
-            size_ += output_.size() - stream_.avail_out;
-            onSize(size_);
+            const std::size_t size = output_.size() - stream_.avail_out;
+            size_ += size;
+            take(output_.data(), size);
         } while (state_ == Z_OK && (stream_.avail_in > 0 || stream_.avail_out == 0));
         return stream_.avail_in;
     }
@@ -58,19 +59,20 @@ private:
 } // namespace
 
 void throwIfStreamEndsElsewhere(const Bytes& file, const DirectoryRecord& record, std::uint64_t content,
-                                const std::function<void(std::uint64_t)>& onSize, const std::string& label) {
-    const auto onOutput = [&](std::uint64_t size) {
-        onSize(size);
-        if (size > record.size)
+                                const TakeBytes& take, const std::string& label) {
+    Inflation inflation;
+    const TakeBytes takeOutput = [&](const unsigned char* data, std::size_t size) {
+        take(data, size);
+        if (inflation.size() > record.size)
             fail(Errc::bad_message, label + ": the content is longer than the directory says");
     };
-    Inflation inflation;
+    zipformat::ByteVector bytes(std::min<std::uint64_t>(record.compressedSize, BLOCK_SIZE));
     std::uint64_t position = 0;
     while (position < record.compressedSize && inflation.isSound() && !inflation.isDone()) {
-        zipformat::ByteVector bytes(std::min<std::uint64_t>(record.compressedSize - position, BLOCK_SIZE));
-        if (file.readAt(content + position, bytes.data(), bytes.size()) != bytes.size())
+        const std::size_t count = std::min<std::uint64_t>(record.compressedSize - position, bytes.size());
+        if (file.readAt(content + position, bytes.data(), count) != count)
             fail(Errc::bad_message, label + ": the file ends too early");
-        position += bytes.size() - inflation.take(bytes, onOutput);
+        position += count - inflation.inflate(bytes.data(), count, takeOutput);
     }
     if (!inflation.isDone())
         fail(Errc::bad_message, label + ": the compressed content is damaged");

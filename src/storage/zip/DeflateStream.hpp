@@ -11,14 +11,17 @@ namespace opc::storage {
 
 struct DirectoryRecord;
 
+/// Takes the next bytes of a content.
+using TakeBytes = std::function<void(const unsigned char* data, std::size_t size)>;
+
 /// Refuses a deflated item whose compressed stream does not end exactly where its content ends: who reads a file from
 /// the front goes on behind the stream, and finds there what the directory does not know. Takes the time of reading the
 /// item, and constant memory.
 /// @param content the offset of the compressed bytes.
-/// @param onSize is told how many bytes have come out so far; may throw.
+/// @param take is given the bytes that come out, in order; may throw.
 /// @param label starts the messages.
 /// @throws opc::Exception bad_message, for a damaged stream and a wrong size too.
 void throwIfStreamEndsElsewhere(const Bytes& file, const DirectoryRecord& record, std::uint64_t content,
-                                const std::function<void(std::uint64_t)>& onSize, const std::string& label);
+                                const TakeBytes& take, const std::string& label);
 
 } // namespace opc::storage

@@ -8,6 +8,7 @@
 #include "storage/zip/MainPart.hpp"
 #include "storage/zip/OtherFormats.hpp"
 #include "storage/zip/Pieces.hpp"
+#include "storage/zip/Threads.hpp"
 #include "storage/zip/XmlElements.hpp"
 #include "storage/zip/ZipConsistency.hpp"
 
@@ -92,7 +93,8 @@ std::string explainOther(const ZipEntry& entry) {
 
 OpenZipPackage::OpenZipPackage(const ZipLocation& location, OpenMode mode,
                                const std::optional<std::filesystem::path>& output)
-    : location_(location), opening_{mode}, limits_(location.options.limits) {
+    : location_(location), threads_(countThreads(location.options.threads)), opening_{mode},
+      limits_(location.options.limits) {
     if (!location_.bytes) {
         location_.file = absolutePath(location.file, location_.label);
         own_.emplace(location_.file, location_.label);
@@ -191,15 +193,46 @@ void OpenZipPackage::readItems() {
     }
 }
 
+/// @param entries null for what is not read.
+void OpenZipPackage::readAhead(std::vector<const ZipEntry*> entries,
+                               const interfaces::IPhysicalParallelReading::Take& take) const {
+    std::vector<std::uint64_t> sizes;
+    std::uint64_t left = limits_.get().totalSize;
+    for (const ZipEntry*& entry : entries) {
+        if (entry && (!limits_.allow(entry->size, entry->count.compressedSize) || entry->size > left))
+            entry = nullptr;
+        sizes.push_back(entry ? entry->size : 0);
+        left -= sizes.back();
+    }
+    forEachInParallel(threads_, sizes, [&](std::size_t i) {
+        if (!entries[i])
+            return;
+        archive_->readWhole(*entries[i]->index,
+                            [&](const unsigned char* data, std::size_t size) { take(i, data, size); });
+        take(i, nullptr, 0);
+    });
+}
+
 /// All items are in one piece.
 void OpenZipPackage::throwIfStreamsEndElsewhere() {
+    std::vector<const ZipEntry*> entries;
+    for (const ZipEntry& entry : items_.all())
+        entries.push_back(&entry);
+    std::vector<char> isSound(entries.size());
+    readAhead(std::move(entries),
+              [&](std::size_t i, const unsigned char*, std::size_t size) { isSound[i] = size == 0; });
+    std::size_t next = 0;
     for (ZipEntry& entry : items_.all()) {
+        if (isSound[next++] != 0 && limits_.tryToCount(entry.size, entry.count))
+            continue;
         const DirectoryRecord& record = archive_->getDirectory().records()[entry.index.value()];
         const auto header = readLocalHeader(archive_->getBytes(), record.localHeader);
+        std::uint64_t size = 0;
         if (record.header.method == zipformat::DEFLATED)
             throwIfStreamEndsElsewhere(
                 archive_->getBytes(), record, record.localHeader + sizeOf(header.value()),
-                [&](std::uint64_t size) { limits_.count(size, entry.count, entry); }, entry.getLabel());
+                [&](const unsigned char*, std::size_t more) { limits_.count(size += more, entry.count, entry); },
+                entry.getLabel());
     }
 }
 
@@ -333,6 +366,28 @@ std::vector<interfaces::IPhysicalPart*> OpenZipPackage::getParts() {
         if (entry.kind == ZipItemKind::Part)
             parts.push_back(&entry.bytes);
     return parts;
+}
+
+void OpenZipPackage::readParts(const std::vector<interfaces::IPhysicalPart*>& parts,
+                               const interfaces::IPhysicalParallelReading::Take& take) const {
+    std::vector<const ZipEntry*> entries;
+    entries.reserve(parts.size());
+    for (interfaces::IPhysicalPart* part : parts)
+        entries.push_back(findUnchanged(*part));
+    readAhead(std::move(entries), take);
+}
+
+bool OpenZipPackage::countAsRead(interfaces::IPhysicalPart& part) {
+    ZipEntry* entry = findUnchanged(part);
+    return entry && limits_.tryToCount(entry->size, entry->count);
+}
+
+/// The entry of a part whose content is one item of the file; null for others.
+ZipEntry* OpenZipPackage::findUnchanged(interfaces::IPhysicalPart& part) const {
+    const auto* item = dynamic_cast<const StoredItem*>(&part);
+    auto* entry = item ? dynamic_cast<ZipEntry*>(&item->getOrigin()) : nullptr;
+    const bool isItem = entry && &entry->owner == this && entry->index && entry->pieces.empty();
+    return isItem && !entry->bytes.getContent() ? entry : nullptr;
 }
 
 interfaces::IPhysicalPart* OpenZipPackage::createPart(const std::u16string& name, const std::u16string& contentType,

@@ -7,6 +7,7 @@
 #include "storage/zip/ZipItems.hpp"
 #include "storage/zip/ZipWriter.hpp"
 
+#include <opc/core/interfaces/IPhysicalParallelReading.hpp>
 #include <opc/core/interfaces/OpenMode.hpp>
 #include <opc/storage/zip/ZipOptions.hpp>
 
@@ -44,6 +45,12 @@ public:
                                           interfaces::CompressionType compression);
     void deletePart(const std::u16string& name);
 
+    // Those of `IPhysicalParallelReading`.
+    bool isParallel() const { return threads_ > 1; }
+    void readParts(const std::vector<interfaces::IPhysicalPart*>& parts,
+                   const interfaces::IPhysicalParallelReading::Take& take) const;
+    bool countAsRead(interfaces::IPhysicalPart& part);
+
     /// Writes the changes, if there are any, to the file or the output.
     void save();
 
@@ -53,7 +60,9 @@ private:
     std::unique_ptr<PackageBytes> openBytes();
     void openArchive();
     void readItems();
+    void readAhead(std::vector<const ZipEntry*> entries, const interfaces::IPhysicalParallelReading::Take& take) const;
     void throwIfStreamsEndElsewhere();
+    ZipEntry* findUnchanged(interfaces::IPhysicalPart& part) const;
     void throwIfTaken(std::u16string_view name, std::string_view itemName);
     void throwIfBeyondLimits(const ZipChanges& changes) const;
     void addItem(std::uint64_t index, const ZipArchive::Item& item, std::vector<std::uint64_t> pieces);
@@ -76,6 +85,7 @@ private:
     void throwIfChanged() const;
 
     ZipLocation location_;
+    const unsigned threads_;
     StoredItem::Opening opening_;         ///< without an area for a package in bytes
     std::optional<Destination> own_;      ///< nothing for a package in bytes
     std::optional<Destination> output_;   ///< elsewhere

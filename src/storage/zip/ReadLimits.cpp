@@ -81,4 +81,13 @@ void ReadLimits::count(std::uint64_t size, ReadCount& item, const ItemOrigin& or
         failAt(limits_.totalSize, origin.getLabel(), "what was read of the package has more bytes than ", "total-size");
 }
 
+bool ReadLimits::tryToCount(std::uint64_t size, ReadCount& item) {
+    const std::uint64_t added = size - std::min(size, item.inflated);
+    if (!allow(size, item.compressedSize) || total_ > limits_.totalSize || added > limits_.totalSize - total_)
+        return false;
+    total_ += added;
+    item.inflated += added;
+    return true;
+}
+
 } // namespace opc::storage

@@ -42,6 +42,13 @@ public:
     /// Counts the bytes of an item that one reader has delivered so far.
     void count(std::uint64_t size, ReadCount& item, const ItemOrigin& origin);
 
+    /// Whether an item may have so many bytes, of itself.
+    bool allow(std::uint64_t size, std::uint64_t compressedSize) const { return !findExcess(size, compressedSize); }
+
+    /// Counts a whole item.
+    /// @return false, and nothing is counted, when a limit is exceeded.
+    bool tryToCount(std::uint64_t size, ReadCount& item);
+
 private:
     struct Excess {
         std::uint64_t limit;

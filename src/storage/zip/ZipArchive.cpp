@@ -5,6 +5,8 @@
 #include "storage/zip/OtherFormats.hpp"
 #include "storage/zip/ZipErrors.hpp"
 
+#include <zlib.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -14,6 +16,8 @@ namespace {
 
 /// The most bytes for one call of libzip, which counts in signed numbers.
 constexpr std::size_t MAXIMUM_READ = 1U << 30;
+
+constexpr std::size_t STORED_BLOCK = 64 * 1024;
 
 struct FileCloser {
     void operator()(zip_file_t* file) const { zip_fclose(file); }
@@ -55,6 +59,20 @@ private:
     std::uint64_t left_; ///< bytes that remain
     std::unique_ptr<zip_file_t, FileCloser> file_;
 };
+
+void readStored(const Bytes& file, const DirectoryRecord& record, std::uint64_t content, const TakeBytes& take,
+                const std::string& label) {
+    if (record.header.method != zipformat::STORED || record.size != record.compressedSize)
+        fail(Errc::not_supported, label);
+    zipformat::ByteVector block(std::min<std::uint64_t>(record.size, STORED_BLOCK));
+    for (std::uint64_t done = 0; done < record.size;) {
+        const std::size_t count = std::min<std::uint64_t>(record.size - done, block.size());
+        if (file.readAt(content + done, block.data(), count) != count)
+            fail(Errc::bad_message, label);
+        take(block.data(), count);
+        done += count;
+    }
+}
 
 ZipHandle openZip(ZipSource& source, const Bytes& bytes, const std::string& label) {
     zip_source_t* raw = source.makeSource();
@@ -109,6 +127,28 @@ std::unique_ptr<ItemReader> ZipArchive::read(std::uint64_t index, const std::str
     auto reader = std::make_unique<ZipItemReader>(zip_.get(), index, item(index).size, *source_, itemLabel);
     throwIfOverlapping(index, itemLabel);
     return reader;
+}
+
+void ZipArchive::readWhole(std::uint64_t index, const TakeBytes& take) const {
+    const DirectoryRecord& record = directory_.records()[index];
+    const auto header = readLocalHeader(*bytes_, record.localHeader);
+    if (!header || header->signature != zipformat::LocalHeader::SIGNATURE ||
+        (record.header.flags & ~zipformat::HARMLESS_FLAGS) != 0)
+        fail(Errc::not_supported, label_);
+    throwIfOverlapping(index, label_);
+    std::uint32_t checksum = 0;
+    const TakeBytes takeChecked = [&](const unsigned char* data, std::size_t size) {
+        checksum = static_cast<std::uint32_t>(crc32_z(checksum, data, size));
+        if (size > 0)
+            take(data, size);
+    };
+    const std::uint64_t content = record.localHeader + sizeOf(*header);
+    if (record.header.method == zipformat::DEFLATED)
+        throwIfStreamEndsElsewhere(*bytes_, record, content, takeChecked, label_);
+    else
+        readStored(*bytes_, record, content, takeChecked, label_);
+    if (checksum != record.header.checksum)
+        fail(Errc::bad_message, label_);
 }
 
 /// libzip does not report the offset of the directory that it read, so the items are compared.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "storage/StoredItem.hpp"
+#include "storage/zip/DeflateStream.hpp"
 #include "storage/zip/FileBytes.hpp"
 #include "storage/zip/ZipDirectory.hpp"
 #include "storage/zip/ZipSource.hpp"
@@ -43,6 +44,12 @@ public:
     /// @throws opc::Exception not_supported for encrypted content or an unknown compression method; by the
     ///         reader, bad_message for damaged content.
     std::unique_ptr<ItemReader> read(std::uint64_t index, const std::string& itemLabel) const;
+
+    /// Delivers the content of an item, and checks it. Any number of threads may do so at the same time, also while one
+    /// uses the other functions.
+    /// @throws opc::Exception when the content is damaged, or has a form that is left to `read`, which tells what is
+    /// wrong.
+    void readWhole(std::uint64_t index, const TakeBytes& take) const;
 
     const ZipDirectory& getDirectory() const { return directory_; }
     const PackageBytes& getBytes() const { return *bytes_; }

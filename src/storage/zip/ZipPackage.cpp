@@ -64,6 +64,18 @@ bool ZipPackage::hasOtherItems(const std::u16string& extension) const {
     return impl_->opened().hasOtherItems(extension);
 }
 
+bool ZipPackage::isParallel() const {
+    return impl_->opened().isParallel();
+}
+
+void ZipPackage::readParts(const std::vector<interfaces::IPhysicalPart*>& parts, const Take& take) {
+    impl_->opened().readParts(parts, take);
+}
+
+bool ZipPackage::countAsRead(interfaces::IPhysicalPart& part) {
+    return impl_->opened().countAsRead(part);
+}
+
 bool ZipPackage::hasContentTypeStream() const {
     return true;
 }

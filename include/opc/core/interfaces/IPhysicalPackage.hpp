@@ -25,7 +25,8 @@ class IPhysicalPartInfo;
 /// missing file at `open` (ENOENT) and a refused permission at `close` (EACCES) from all others. A `deletePart` that
 /// fails may be tried again; ENOENT means then that the part is deleted.
 ///
-/// A store that keeps items that are not parts implements `IPhysicalOtherItems` too.
+/// A store that keeps items that are not parts implements `IPhysicalOtherItems` too, and one that reads several parts
+/// at the same time, `IPhysicalParallelReading`.
 class OPCRAFT_API IPhysicalPackage {
 public:
     virtual ~IPhysicalPackage();

@@ -21,6 +21,12 @@ struct ZipOptions {
     /// The folder of that file; empty: the one that TMPDIR names, else /var/tmp.
     std::filesystem::path temporaryFolder{};
 
+    /// The most threads that read at the same time, that of the caller included; 0: as many as the system can run.
+    /// More than one are used from 4 MiB of content on, to digest the parts that a signature covers and to read all
+    /// items for `consistent`: each inflates items on its own, in about 200 KiB of memory. What comes out is the same,
+    /// errors and their order included. No thread is left when a function returns.
+    unsigned threads = 1;
+
     /// Serializes processes that change one file in place: `open` in read-write mode, or in create-only
     /// mode over an existing file, waits for the lock of the system (`flock`) on the file itself, which is held
     /// until the package is closed; at the timeout it fails with device_or_resource_busy. Nothing: there is no

@@ -4,6 +4,7 @@
 #include <opc/core/Export.hpp>
 #include <opc/core/interfaces/IPhysicalOtherItems.hpp>
 #include <opc/core/interfaces/IPhysicalPackage.hpp>
+#include <opc/core/interfaces/IPhysicalParallelReading.hpp>
 #include <opc/storage/zip/ZipItem.hpp>
 #include <opc/storage/zip/ZipOptions.hpp>
 
@@ -38,7 +39,8 @@ namespace opc::storage {
 /// Parts of any size are read and written in constant memory (`ZipOptions::memory`); ZIP64 is used where sizes or
 /// counts need it, and nowhere else.
 ///
-/// Owns all objects that it returns; not copyable. Used by one thread at a time.
+/// Owns all objects that it returns; not copyable. Used by one thread at a time. Starts threads of its own only as
+/// `ZipOptions::threads` says; none is left when a function returns.
 ///
 /// The rules of `IPhysicalPackage` hold. Messages name the file and the item. Codes compare with the generic
 /// conditions:
@@ -58,7 +60,9 @@ namespace opc::storage {
 /// - the code of the system for its failures: no_such_file_or_directory (at open the file, at a save the folder),
 ///   permission_denied (at open also for a file that read-write mode may not write), no_space_on_device, …. Content
 ///   that could not be kept until the save makes every save fail, until it is rewritten or its part is deleted.
-class OPCRAFT_API ZipPackage final : public interfaces::IPhysicalPackage, public interfaces::IPhysicalOtherItems {
+class OPCRAFT_API ZipPackage final : public interfaces::IPhysicalPackage,
+                                     public interfaces::IPhysicalOtherItems,
+                                     public interfaces::IPhysicalParallelReading {
 public:
     /// A package in a file. Nothing is touched before `open`.
     explicit ZipPackage(std::filesystem::path file, ZipOptions options = {});
@@ -95,6 +99,11 @@ public:
 
     /// Items whose names map to no part name are included: other programs may map them.
     bool hasOtherItems(const std::u16string& extension) const override;
+
+    // As `ZipOptions::threads` says. Parts that were written since the open, and parts in pieces, are passed over.
+    bool isParallel() const override;
+    void readParts(const std::vector<interfaces::IPhysicalPart*>& parts, const Take& take) override;
+    bool countAsRead(interfaces::IPhysicalPart& part) override;
 
     bool hasContentTypeStream() const override;
     interfaces::IPhysicalInputStream* getContentTypeInputStream() override;

@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "signatures/Fixture.hpp"
+
+#include "storage/zip/Threads.hpp"
+
+#include <gmock/gmock.h>
+
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+namespace opc::model::test {
+
+namespace {
+
+using opc::test::RawItem;
+using storage::ZipOptions;
+using testing::HasSubstr;
+
+constexpr std::size_t SIZE = 360000; ///< of each part, so that all are worth several threads
+
+/// With twelve parts, every other one stored.
+std::vector<RawItem> makeItems() {
+    const std::string types = opc::test::contentTypes("<Default Extension='x' ContentType='a/x'/>");
+    std::vector<RawItem> items = {{"[Content_Types].xml", types}};
+    for (int i = 10; i < 22; ++i) {
+        items.push_back({"part" + std::to_string(i) + ".x", "", i % 2 == 0 ? Z_DEFLATED : 0});
+        for (std::string& text = items.back().content; text.size() < SIZE;)
+            text += std::to_string(text.size()) + " is the size of part " + std::to_string(i) + '\n';
+    }
+    return items;
+}
+
+/// All that a verification tells, in order.
+std::string examine(Bytes zip, const ZipOptions& options) {
+    std::string text;
+    const std::string thrown = outcomeOf([&] {
+        const Opened opened(zip, OpenMode::ReadOnly, options);
+        for (const SignatureReport& each : opened.manager.examineAllSignatures(noOptions(), TrustStore()))
+            for (const ReferenceReport& reference : each.references)
+                text += detail::toUTF8String(reference.target + reference.foundDigest) + reference.problem + '\n';
+    });
+    return text + thrown;
+}
+
+/// How signing ends, and the package.
+std::string signWith(Bytes zip, const ZipOptions& options) {
+    const std::string thrown = outcomeOf([&] {
+        Opened opened(zip, OpenMode::ReadWrite, options);
+        sign(opened);
+        opened.package.close();
+    });
+    return thrown + opc::test::toText(zip);
+}
+
+void expectTheSame(const std::vector<RawItem>& items, ZipOptions options, const Fields& said) {
+    const Bytes zip = opc::test::makeZip(items);
+    const std::string report = examine(zip, options), written = signWith(zip, options);
+    for (const std::string& text : said)
+        EXPECT_THAT(report, HasSubstr(text));
+    for (const unsigned threads : {0U, 5U}) {
+        options.threads = threads;
+        EXPECT_EQ(examine(zip, options), report) << threads << " threads";
+        EXPECT_TRUE(signWith(zip, options) == written) << threads << " threads";
+    }
+}
+
+TEST(Threads, ComeToWhatOneComesTo) {
+    std::vector<RawItem> items = makeItems();
+    for (const auto& [name, content] : Items(changed(opc::test::makeZip(items), sign)).byName())
+        if (name[0] == '[')
+            items[0].content = content;
+        else if (!name.starts_with("part"))
+            items.push_back({name, content});
+    ZipOptions consistent;
+    consistent.consistent = true;
+    expectTheSame(items, consistent, {"part10.x", "part21.x"});
+    for (const std::uint64_t size : {SIZE, 3 * SIZE, 12 * SIZE})
+        expectTheSame(items, {.limits = {.totalSize = size}}, {"(limit total-size)"});
+    items[4].content += std::string(100, 'x');
+    expectTheSame(items, {.limits = {.itemSize = SIZE + 90}}, {"(limit item-size)", "part21.x"});
+    items[5].behind = items[7].behind = "x";
+    expectTheSame(items, consistent, {"part14.x\": the compressed content ends before the item does"});
+    items[1].crc = items[2].crc = items[9].crc = 1;
+    items[3].size = 99;
+    items[6].method = 97;
+    items[8].flags = 1;
+    items[10].descriptor = true;
+    expectTheSame(items, {},
+                  {"its checksum is wrong", "its length is not", "is not supported", "is encrypted", "part19.x",
+                   "the digests differ"});
+    expectTheSame(items, {.limits = {.totalSize = 4 * SIZE}}, {"its checksum is wrong", "(limit total-size)"});
+}
+
+TEST(Threads, ReadDifferentPartsAtTheSameTime) {
+    std::vector<RawItem> items = makeItems();
+    items.erase(items.begin() + 3, items.end());
+    for (const std::size_t i : {1U, 2U})
+        items[i].content.resize(storage::PARALLEL_SIZE / 2, 'x');
+    Bytes zip = opc::test::makeZip(items);
+    ZipOptions two;
+    two.threads = 2;
+    Opened opened(zip, OpenMode::ReadWrite, two), alone(zip, OpenMode::ReadOnly);
+    const auto parts = opened.physical.getParts(), others = alone.physical.getParts();
+    std::mutex mutex;
+    std::condition_variable change;
+    std::map<std::thread::id, std::string> read;
+    opened.physical.readParts(parts, [&](std::size_t index, const unsigned char* data, std::size_t size) {
+        std::unique_lock lock(mutex);
+        read[std::this_thread::get_id()].append(data, data + size) += size == 0 ? std::to_string(index) : "";
+        change.notify_all();
+        change.wait_for(lock, std::chrono::seconds(2), [&] { return read.size() == 2; });
+    });
+    std::map<std::string, int> contents;
+    for (const auto& [thread, content] : read)
+        ++contents[content];
+    EXPECT_TRUE(contents == (std::map<std::string, int>{{items[1].content + '0', 1}, {items[2].content + '1', 1}}));
+
+    const auto fail = [](std::size_t, const unsigned char*, std::size_t) { ADD_FAILURE(); };
+    EXPECT_FALSE(alone.physical.isParallel());
+    alone.physical.readParts(others, fail);
+    opened.physical.readParts({parts[0]}, fail); // too little
+    opened.physical.readParts(others, fail);     // of another package
+    opc::test::writePart(opened.physical, parts[0]->getName(), items[1].content);
+    opened.physical.readParts(parts, fail); // written anew
+    EXPECT_FALSE(opened.physical.countAsRead(*parts[0]));
+    EXPECT_TRUE(opened.physical.countAsRead(*parts[1]));
+}
+
+} // namespace
+
+} // namespace opc::model::test
