@@ -6,6 +6,7 @@
 
 #include "signatures/Base64.hpp"
 #include "signatures/SignatureFormRules.hpp"
+#include "signatures/X509Data.hpp"
 #include "signatures/XmlText.hpp"
 
 namespace opc::model {
@@ -111,11 +112,7 @@ void writeKeyInfo(XmlText& xml, const DigitalSignatureData& signature) {
         xml.end();
         xml.end();
     } else {
-        xml.start("X509Data", {});
-        xml.element("X509Certificate", toBase64(signature.certificate.toDER()));
-        for (const auto& certificate : signature.certificateChain.getCertificates())
-            xml.element("X509Certificate", toBase64(certificate.toDER()));
-        xml.end();
+        writeX509Data(xml, signature);
     }
     xml.end();
 }

@@ -7,6 +7,7 @@
 #include "crypto/KeyValue.hpp"
 #include "signatures/Base64.hpp"
 #include "signatures/SignatureFormRules.hpp"
+#include "signatures/X509Data.hpp"
 #include "signatures/XmlText.hpp"
 #include "xml/XmlBounds.hpp"
 
@@ -122,15 +123,10 @@ void writeBareKey(XmlText& xml, const crypto::PublicKey& key) {
 std::string makeKeyInfo(const DigitalSignatureData& signature) {
     XmlText xml(EmptyElements::AsTwoTags);
     xml.start("KeyInfo", {});
-    if (signature.certificate.isEmpty()) {
+    if (signature.certificate.isEmpty())
         writeBareKey(xml, signature.standard.keyValue.value());
-    } else {
-        xml.start("X509Data", {});
-        xml.element("X509Certificate", toBase64(signature.certificate.toDER()));
-        for (const auto& certificate : signature.certificateChain.getCertificates())
-            xml.element("X509Certificate", toBase64(certificate.toDER()));
-        xml.end();
-    }
+    else
+        writeX509Data(xml, signature);
     xml.end();
     return xml.get();
 }
