@@ -30,6 +30,9 @@ std::string linesOf(const std::string& label, const std::vector<std::u16string>&
 /// @param signedTime the time that ECMA-376-2 §10.5.14 asks for; that of XAdES is shown as the time of the signature.
 std::string signedLines(const SignedProperties& properties, const boost::posix_time::ptime& signedTime) {
     std::string text;
+    if (properties.signingTime.is_special() && !properties.signingTimeText.empty())
+        text += detailLine("SigningTime",
+                           '"' + opcraft::toUtf8(properties.signingTimeText) + "\", which is not a date and time");
     if (!signedTime.is_special() && !properties.signingTime.is_special() && properties.signingTime != signedTime)
         text += detailLine("SignatureTime", timeText(signedTime) + ", which differs");
     if (!properties.place.empty())
@@ -54,9 +57,11 @@ std::string claimedCertificateText(const SignedProperties& properties) {
     if (properties.certificates.empty())
         return {};
     const SignedProperties::CertificateReference& first = properties.certificates.front();
-    return first.issuer.empty()
-               ? "by its digest alone"
-               : "issuer " + opcraft::toUtf8(first.issuer) + ", serial number " + opcraft::toUtf8(first.serialNumber);
+    const std::string name = first.issuer.empty() ? "by its digest alone"
+                                                  : "issuer " + opcraft::toUtf8(first.issuer) + ", serial number " +
+                                                        opcraft::toUtf8(first.serialNumber);
+    const std::string weak = weakDigestName(first.digestMethod);
+    return weak.empty() ? name : name + ", by " + weak + " (weak)";
 }
 
 std::string claimLines(const DigitalSignatureData& data) {

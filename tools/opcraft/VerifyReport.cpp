@@ -51,11 +51,21 @@ void addOnce(const std::string& text, std::vector<std::string>& texts) {
         texts.push_back(text);
 }
 
-/// The digest of the signature value and those of the references may be different algorithms.
+/// The digests of the references, and those of certificates that XAdES has. That of the signature value may be another.
+std::vector<std::u16string> digestMethodsOf(const SignatureVerdict& verdict) {
+    std::vector<std::u16string> methods;
+    for (const ReferenceReport& reference : verdict.report.references)
+        methods.push_back(reference.digestMethod);
+    if (const auto& standard = verdict.entry.data->standard; standard.arePropertiesSigned)
+        for (const auto& claim : standard.properties.certificates)
+            methods.push_back(claim.digestMethod);
+    return methods;
+}
+
 std::vector<std::string> findWeakAlgorithms(const SignatureVerdict& verdict) {
     std::vector<std::string> names = weakAlgorithmsOf(verdict.entry);
-    for (const ReferenceReport& reference : verdict.report.references)
-        if (const std::string name = weakDigestName(reference.digestMethod); !name.empty())
+    for (const std::u16string& method : digestMethodsOf(verdict))
+        if (const std::string name = weakDigestName(method); !name.empty())
             addOnce(name, names);
     return names;
 }
@@ -96,8 +106,8 @@ void demandDigests(const VerifyPolicy& policy, SignatureVerdict& verdict) {
             addOnce(digestName(*method) + " is weaker than " + digestName(*policy.weakestDigest), verdict.objections);
     };
     demand(verdict.entry.algorithm.digestMethod);
-    for (const ReferenceReport& reference : verdict.report.references)
-        demand(findDigestMethod(reference.digestMethod));
+    for (const std::u16string& method : digestMethodsOf(verdict))
+        demand(findDigestMethod(method));
 }
 
 std::string findProblem(const SignatureReport& report) {
