@@ -40,7 +40,7 @@ struct StoredProperties {
     std::string part; ///< the name of the part; empty when the package has none
     std::vector<CorePropertiesEntry> entries;
     opc::model::CoreProperties values;
-    std::vector<UnreadText> unread; ///< lost when the part is rewritten with the values
+    std::vector<UnreadText> unread; ///< in no value, or not wholly
 };
 
 /// @throws Failure naming the part and, where the part is invalid, the element.

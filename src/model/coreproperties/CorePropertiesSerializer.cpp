@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "model/coreproperties/CorePropertiesSerializer.hpp"
 
+#include <opc/core/ByteArrayInAdaptor.hpp>
 #include <opc/core/Characters.hpp>
 #include <opc/core/Strings.hpp>
 #include <opc/core/Time.hpp>
@@ -11,6 +12,7 @@
 #include "model/coreproperties/CorePropertiesRules.hpp"
 #include "model/coreproperties/CorePropertiesVocabulary.hpp"
 #include "xml/SchemaValidation.hpp"
+#include "xml/XercesErrors.hpp"
 
 #include <xercesc/util/XMLUni.hpp>
 
@@ -50,20 +52,24 @@ bool isLanguage(std::u16string_view tag) noexcept {
     return length != 0;
 }
 
+DOMElement* find(const DOMElement* root, const CoreProperty& property) {
+    return vocabulary::firstChild(root, property.namespaceURI, toString(std::string_view(property.name)));
+}
+
 class Reader {
 public:
     Reader(const DOMElement* root, CoreProperties& properties) : root_(root), properties_(properties) {}
 
     void operator()(const CoreProperty& property, const CoreProperty::Text& access) {
         std::u16string text;
-        if (XercesHelper::getElementText(find(property), text))
+        if (XercesHelper::getElementText(find(root_, property), text))
             (properties_.*access.set)(text);
     }
 
     /// A text that the schema accepts and the time type cannot hold leaves the property absent.
     void operator()(const CoreProperty& property, const CoreProperty::Time& access) {
         std::u16string text;
-        if (!XercesHelper::getElementText(find(property), text))
+        if (!XercesHelper::getElementText(find(root_, property), text))
             return;
         const auto time = convertStringToTime(text);
         if (!time.is_special())
@@ -71,7 +77,7 @@ public:
     }
 
     void operator()(const CoreProperty& property, const CoreProperty::Keywords& access) {
-        const DOMElement* keywords = find(property);
+        const DOMElement* keywords = find(root_, property);
         if (keywords == nullptr)
             return;
         std::vector<CoreProperties::Keyword> values{readKeyword(keywords)};
@@ -81,10 +87,6 @@ public:
     }
 
 private:
-    const DOMElement* find(const CoreProperty& property) const {
-        return vocabulary::firstChild(root_, property.namespaceURI, toString(std::string_view(property.name)));
-    }
-
     static CoreProperties::Keyword readKeyword(const DOMElement* element) {
         CoreProperties::Keyword keyword;
         XercesHelper::getTrimmedElementText(element, keyword.first);
@@ -171,6 +173,21 @@ DocumentHandle makeDocument(const CoreProperties& properties) {
     return document;
 }
 
+/// Puts an element in the place of another one of another document, either null for none.
+/// @return false when they are equal.
+bool replaceElement(DOMElement* root, DOMElement* present, const DOMElement* wanted) {
+    if (present == wanted || (present != nullptr && wanted != nullptr && present->isEqualNode(wanted)))
+        return false;
+    xercesc::DOMNode* const copy = wanted == nullptr ? nullptr : root->getOwnerDocument()->importNode(wanted, true);
+    if (copy == nullptr)
+        root->removeChild(present);
+    else if (present == nullptr)
+        root->appendChild(copy);
+    else
+        root->replaceChild(copy, present);
+    return true;
+}
+
 } // namespace
 
 CorePropertiesSerializer::CorePropertiesSerializer(const Limits& limits)
@@ -199,6 +216,31 @@ void CorePropertiesSerializer::save(const CoreProperties& properties, OutputStre
     try {
         const DocumentHandle document = makeDocument(properties);
         XercesHelper::writeDocumentToStream(*writer_, document.get(), stream, limits_);
+    } catch (const InvalidXMLDocument& e) {
+        throw InvalidPartContent(e.what());
+    }
+}
+
+bool CorePropertiesSerializer::update(const std::vector<unsigned char>& part, const CoreProperties& properties,
+                                      const std::set<const CoreProperty*>& changed, OutputStream& stream) {
+    CoreProperties ignored;
+    ByteArrayInAdaptor checked(part);
+    load(checked, ignored);
+    try {
+        // Without validation, which changes white space.
+        const ParserHandle parser = XercesHelper::createParser(limits_);
+        ByteArrayInAdaptor input(part);
+        const auto* const document = XercesHelper::readDocumentFromStream(*parser, input, false, u"", u"");
+        const DocumentHandle values = makeDocument(properties);
+        bool isChanged = false;
+        for (const CoreProperty* property : changed)
+            isChanged |= translatingXercesErrors([&] {
+                DOMElement* const root = document->getDocumentElement();
+                return replaceElement(root, find(root, *property), find(values->getDocumentElement(), *property));
+            });
+        if (isChanged)
+            XercesHelper::writeDocumentToStream(*XercesHelper::createWriter(), document, stream, limits_);
+        return isChanged;
     } catch (const InvalidXMLDocument& e) {
         throw InvalidPartContent(e.what());
     }

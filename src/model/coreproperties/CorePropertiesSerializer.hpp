@@ -4,8 +4,12 @@
 #include <opc/core/InputStream.hpp>
 #include <opc/core/OutputStream.hpp>
 #include <opc/model/coreproperties/CoreProperties.hpp>
+#include <opc/model/coreproperties/CoreProperty.hpp>
 #include <opc/xml/XercesGuard.hpp>
 #include <opc/xml/XercesHelper.hpp>
+
+#include <set>
+#include <vector>
 
 namespace opc::model {
 
@@ -22,6 +26,12 @@ public:
     /// Nothing is written when this throws.
     /// @throws InvalidPartContent
     void save(const CoreProperties& properties, OutputStream& stream);
+
+    /// Gives some properties of a part other values and keeps all else in it. Nothing is written when this throws.
+    /// @return false when they have these values already; then nothing is written either.
+    /// @throws InvalidPartContent for the part, or for the values.
+    bool update(const std::vector<unsigned char>& part, const CoreProperties& properties,
+                const std::set<const CoreProperty*>& changed, OutputStream& stream);
 
 private:
     XercesGuard guard_;

@@ -153,6 +153,25 @@ void PackageHelper::createOrUpdateCoreProperties(Package& package, const CorePro
         createCoreProperties(package, type, bytes);
 }
 
+bool PackageHelper::updateCoreProperties(Package& package, const CoreProperties& properties,
+                                         const std::set<const CoreProperty*>& changed, const std::u16string& type) {
+    const auto existing = findCoreProperties(package, type);
+    if (!existing) {
+        if (!properties.isEmpty())
+            createOrUpdateCoreProperties(package, properties, type);
+        return !properties.isEmpty();
+    }
+    if (package.isReadOnly())
+        throw PackageReadOnly("Package is read-only");
+    std::vector<unsigned char> bytes;
+    ByteArrayOutAdaptor stream(bytes);
+    const auto stored = readXmlItem(*existing->getInputStream(), package.getLimits().xmlSize);
+    if (!CorePropertiesSerializer(package.getLimits()).update(stored, properties, changed, stream))
+        return false;
+    replaceItem(*existing->getOutputStream(), bytes);
+    return true;
+}
+
 void PackageHelper::deleteCoreProperties(Package& package) {
     deleteRelationshipsAndTargets(package, wellknown::CORE_PROPERTIES_RELATIONSHIP_TYPE);
 }

@@ -50,10 +50,24 @@ std::u16string toText(const std::string& value, const std::string& argument) {
     throw wrongArgument(argument, std::string("the character ") + code + " is not allowed in XML");
 }
 
+/// A time is stored in UTC, to the microsecond, and nothing of it is cut off or assumed in silence.
+void throwIfInexact(const std::string& value, const std::string& argument) {
+    const std::size_t time = value.find('T');
+    if (time == value.npos)
+        return;
+    const std::size_t zone = value.find_first_of("Z+-", time);
+    if (zone == value.npos)
+        throw wrongArgument(argument, "a time without a zone; a Z at its end makes it one in UTC");
+    const std::size_t point = value.find('.', time);
+    if (point != value.npos && value.find_first_not_of('0', std::min(point + 7, zone)) < zone)
+        throw wrongArgument(argument, "a fraction of more than six digits, of which only six can be stored");
+}
+
 boost::posix_time::ptime toTime(const std::string& value, const std::string& argument) {
     const auto time = opc::convertStringToTime(toUtf16(value));
     if (time.is_special())
         throw wrongArgument(argument, "not a date of the years 1400 to 9999; an example is 2026-01-31T10:00:00Z");
+    throwIfInexact(value, argument);
     return time;
 }
 
@@ -104,23 +118,6 @@ struct Setter {
     }
 };
 
-/// Sets a property to its value in other properties, if it has one.
-void copyProperty(const CoreProperty& property, const CoreProperties& from, CoreProperties& to) {
-    std::visit(
-        [&](const auto& access) {
-            if (const auto value = (from.*access.get)())
-                (to.*access.set)(*value);
-        },
-        property.access);
-}
-
-bool isSame(const CoreProperties& a, const CoreProperties& b) {
-    const auto& all = opc::model::getAllCoreProperties();
-    return std::all_of(all.begin(), all.end(), [&](const CoreProperty& property) {
-        return std::visit([&](const auto& access) { return (a.*access.get)() == (b.*access.get)(); }, property.access);
-    });
-}
-
 /// The changes of core properties that a command line asks for. Every function that takes arguments throws a `Failure`
 /// for wrong usage: for an unknown property, for one that is named twice, and for a value that no package can hold.
 class PropertyEdits {
@@ -132,10 +129,10 @@ public:
     void setKeywords(const std::vector<std::string>& arguments);
 
     bool isEmpty() const { return named_.empty(); }
-    bool names(const CoreProperty& property) const { return named_.count(&property) != 0; }
 
-    /// The properties with those set and without those unset; the others keep their values.
-    CoreProperties applyTo(const CoreProperties& properties) const;
+    /// The properties that are named, and those of them that are set.
+    const std::set<const CoreProperty*>& getNamed() const { return named_; }
+    const CoreProperties& getValues() const { return values_; }
 
 private:
     void claim(const CoreProperty& property, const std::string& argument);
@@ -169,13 +166,6 @@ void PropertyEdits::setKeywords(const std::vector<std::string>& arguments) {
         keywords.push_back(splitKeyword(toText(argument, argument)));
     claim(*findProperty(KEYWORDS_NAME), arguments.front());
     values_.setKeywords(keywords);
-}
-
-CoreProperties PropertyEdits::applyTo(const CoreProperties& properties) const {
-    CoreProperties result;
-    for (const CoreProperty& property : opc::model::getAllCoreProperties())
-        copyProperty(property, names(property) ? values_ : properties, result);
-    return result;
 }
 
 /// The keyword as `PropertyEdits::setKeywords` takes it.
@@ -276,42 +266,22 @@ PropertyEdits toEdits(const PropsOptions& options) {
     return edits;
 }
 
-/// The text that would be lost, for a sentence.
-std::string quoted(const UnreadText& unread) {
-    return std::string("what <") + unread.property->name + "> holds (\"" + toUtf8(unread.text) + "\")";
-}
-
 ExitCode read(const PropsOptions& options, Console& console) {
     OpenPackage package(options);
     const StoredProperties stored = readProperties(package);
     console.write(options.json ? toJsonText(toJson(stored, options.file)) : toText(stored));
     for (const UnreadText& unread : stored.unread)
-        console.note(options.file + ": " + stored.part + ": warning: " + quoted(unread) + " cannot be read as a whole");
+        console.note(options.file + ": " + stored.part + ": warning: what <" + unread.property->name + "> holds (\"" +
+                     toUtf8(unread.text) + "\") cannot be read as a whole");
     return ExitCode::Fine;
 }
 
-/// The part is rewritten as a whole, which would lose the text that was not read, unless the command names the
-/// property.
 /// @return whether anything changed.
 bool edit(OpenPackage& package, const PropertyEdits& edits) {
-    const StoredProperties stored = readProperties(package);
-    const CoreProperties edited = edits.applyTo(stored.values);
-    bool isChanged = !isSame(edited, stored.values);
-    const UnreadText* lost = nullptr;
-    for (const UnreadText& unread : stored.unread)
-        if (edits.names(*unread.property))
-            isChanged = true;
-        else
-            lost = &unread;
-    if (!isChanged)
-        return false;
-    if (lost != nullptr)
-        throw Failure(ExitCode::NotProcessed, package.getName(), stored.part,
-                      quoted(*lost) + " would be lost by a change; set or unset it too");
+    readProperties(package); // for its messages
     opc::model::Package& model = package.getModel();
-    PackageHelper::createOrUpdateCoreProperties(model, edited,
-                                                PackageHelper::findCorePropertiesRelationshipType(model));
-    return true;
+    return PackageHelper::updateCoreProperties(model, edits.getValues(), edits.getNamed(),
+                                               PackageHelper::findCorePropertiesRelationshipType(model));
 }
 
 bool clear(OpenPackage& package) {
@@ -352,17 +322,15 @@ constexpr const char* PROPS_HELP =
     "contentStatus, created, creator, description, identifier, keywords, language, lastModifiedBy,\n"
     "lastPrinted, modified, revision, subject, title and version.\n\n"
     "Dates (created, lastPrinted, modified) are written like 2026-01-31T10:00:00Z, with another zone\n"
-    "(+02:00), with a fraction of a second, or only as far as they are known: 2026-01-31T10:00Z,\n"
-    "2026-01-31, 2026-01, 2026. They are stored in UTC.\n\n"
+    "(+02:00), with up to six digits of a fraction, or only as far as they are known: 2026-01-31T10:00Z,\n"
+    "2026-01-31, 2026-01, 2026. They are stored in UTC; a time without a zone is refused.\n\n"
     "TEXT@LANGUAGE is a keyword with a language tag, such as \"Brief@de\" or \"letter@en-GB\". An @ at the\n"
     "end ends a keyword without a language: \"me@de@\" is the keyword me@de. Some programs read one keyword\n"
     "at most; --set keywords=\"tulips, roses\" stores one text, which they take apart.\n\n"
     "Core properties are also found by the relationship type that LibreOffice writes in place of the\n"
     "standard's, which then stays as it is. Where a package has both, those of the standard's type are\n"
     "shown and changed; --clear removes all.\n\n"
-    "A change writes the whole part anew. Properties that the command does not name keep their value,\n"
-    "but dates are then all in UTC, to the second, with a fraction of up to six digits when there is one.\n"
-    "What could not be kept so keeps the change from being made.\n\n"
+    "Properties that the command does not name stay as they are stored.\n\n"
     "Examples:\n"
     "  opcraft props letter.docx\n"
     "  opcraft props letter.docx --set title=\"A letter\" --set created=2026-01-31 --unset revision\n"

@@ -6,6 +6,7 @@
 #include <opc/model/URI.hpp>
 #include <opc/model/coreproperties/CoreProperties.hpp>
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,7 @@ namespace opc::model {
 
 class Package;
 class Part;
+struct CoreProperty;
 
 /// Well-known names, and changes of a relationship together with its target. It has no state; what the
 /// functions throw beyond what is said here are the errors of `Package`, `Part` and `RelationshipSource`, unchanged.
@@ -62,6 +64,16 @@ public:
     /// As above, into the target of the first relationship of a type, or a new part that is related by it.
     static void createOrUpdateCoreProperties(Package& package, const CoreProperties& properties,
                                              const std::u16string& type);
+
+    /// Gives some core properties the values that they have in `properties`, or none, in the part that is the target of
+    /// the first relationship of a type. All else in the part stays as it is stored: the texts of other properties,
+    /// such as a time with more digits than the time type has, comments and white space. Without a relationship this is
+    /// `createOrUpdateCoreProperties`, unless there is nothing to write.
+    /// @param changed of `getAllCoreProperties`.
+    /// @return false when the part has these values already; then nothing is written.
+    /// @throws InvalidPartContent for a part that is not valid, and as `createOrUpdateCoreProperties`.
+    static bool updateCoreProperties(Package& package, const CoreProperties& properties,
+                                     const std::set<const CoreProperty*>& changed, const std::u16string& type);
 
     /// Deletes the core properties and the relationship to them; nothing when there are none.
     /// An error stops half-way: the relationship is deleted before its target is searched.
