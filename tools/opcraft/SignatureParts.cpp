@@ -36,12 +36,6 @@ bool hasContentType(const Part& part, const char16_t* type) {
     return opc::caselessCompare(part.getContentType().toString(), type) == 0;
 }
 
-bool hasSignatureContentType(const Part& part) {
-    return std::any_of(
-        std::begin(FORMS), std::end(FORMS),
-        [&](const Form* form) { return hasContentType(part, form->signatureContentType); });
-}
-
 /// None when the target cannot be a part.
 std::optional<PartName> partNameOf(const Relationship& relationship) {
     const auto target = targetPartOf(relationship);
@@ -137,21 +131,6 @@ void findXmlSignatures(const Package& package, Signatures& signatures) {
     signatures.loose = toTexts(findLoose(package));
 }
 
-void deleteRelationships(opc::model::RelationshipSource& source, const char16_t* Form::*type) {
-    for (const Form* form : FORMS)
-        for (const Relationship& relationship : source.getRelationshipsByType(form->*type))
-            source.deleteRelationship(relationship.getID());
-}
-
-/// The certificate parts of a signature.
-PartNames findCertificates(const Package& package, const Part& signature) {
-    PartNames names = targetsOf(package, signature, STANDARD_FORM.certificateRelationshipType);
-    for (auto name = names.begin(); name != names.end();)
-        name = hasContentType(package.getPart(*name), STANDARD_FORM.certificateContentType) ? std::next(name)
-                                                                                            : names.erase(name);
-    return names;
-}
-
 } // namespace
 
 Signatures findSignatures(OpenPackage& package) {
@@ -168,33 +147,6 @@ Signatures findSignatures(OpenPackage& package) {
 
 std::string pkcs7Text(std::size_t count) {
     return count == 0 ? std::string() : countText(count, "PKCS#7 signature") + " of the file, not checked\n";
-}
-
-std::vector<std::string> removeXmlSignatures(OpenPackage& package) {
-    Package& model = package.getModel();
-    const PartNames origins = findRelatedOrigins(model);
-    const PartNames signatures = findRelated(model, origins);
-    deleteRelationships(model, &Form::originRelationshipType);
-    for (const PartName& name : origins) {
-        Part origin = model.getPart(name);
-        deleteRelationships(origin, &Form::signatureRelationshipType);
-        if (hasContentType(origin, STANDARD_FORM.originContentType))
-            model.deletePart(name);
-    }
-    PartNames certificates;
-    std::vector<std::string> removed;
-    for (const PartName& name : signatures) {
-        const Part part = model.getPart(name);
-        if (!hasSignatureContentType(part))
-            continue;
-        certificates.merge(findCertificates(model, part));
-        model.deletePart(name);
-        removed.push_back(toUtf8(name.toString()));
-    }
-    for (const PartName& name : certificates)
-        if (entriesLeadingTo(name, package).empty())
-            model.deletePart(name);
-    return removed;
 }
 
 } // namespace opcraft

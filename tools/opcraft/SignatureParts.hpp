@@ -26,9 +26,4 @@ Signatures findSignatures(OpenPackage& package);
 /// The line "1 PKCS#7 signature of the file, not checked"; empty for none.
 std::string pkcs7Text(std::size_t count);
 
-/// Removes every XML signature, in either form, that a signature origin of the package leads to, with its origin and
-/// relationships. It need not be readable. A part is kept when its content type is not one of signatures.
-/// @return the names of the removed parts.
-std::vector<std::string> removeXmlSignatures(OpenPackage& package);
-
 } // namespace opcraft

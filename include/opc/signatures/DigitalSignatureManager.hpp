@@ -288,7 +288,8 @@ public:
 
     /// @name Removing
     /// Removing the last signature deletes the origin part. Removing a signature that the countersignature covers
-    /// invalidates the countersignature.
+    /// invalidates the countersignature. Of the standard forms, what is more than a signature stays, as
+    /// `removeSignatures` says.
     /// @throws CouldNotRemoveSignature when a part or relationship cannot be deleted; close the package with discard
     ///         then.
     /// @{

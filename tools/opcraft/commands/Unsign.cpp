@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opcraft/Names.hpp"
 #include "opcraft/PackageChange.hpp"
+#include "opcraft/Relationships.hpp"
 #include "opcraft/Text.hpp"
 #include "opcraft/commands/Commands.hpp"
 
-#include <opc/core/Strings.hpp>
 #include <opc/signatures/DigitalSignatureManager.hpp>
-#include <opc/signatures/SignatureForm.hpp>
+#include <opc/signatures/SignatureRemoval.hpp>
 
 #include <algorithm>
+#include <set>
 #include <vector>
 
 namespace opcraft {
@@ -79,34 +80,17 @@ void throwIfCountersigned(const DigitalSignatureManager& manager, const std::vec
     }
 }
 
-std::size_t countOfLibrary(const std::vector<DigitalSignature>& signatures) {
-    return static_cast<std::size_t>(std::count_if(
-        signatures.begin(), signatures.end(),
-        [](const DigitalSignature& each) { return each.getForm() == opc::model::SignatureForm::Library; }));
-}
-
-/// The origin goes with the last signature of the library's form, and with it what another producer related to it.
-void throwIfOriginIsShared(const DigitalSignatureManager& manager, const std::vector<DigitalSignature>& selected) {
-    const std::size_t count = countOfLibrary(selected);
-    if (count == 0 || count < countOfLibrary(manager.getSignatures()))
-        return;
-    opc::model::URI target(u"/");
-    std::u16string id;
-    const opc::model::Part origin = manager.getSignatureOriginPart(target, id);
-    const auto& identifiers = getSignatureIdentifiers(opc::model::SignatureForm::Library);
-    if (opc::caselessCompare(origin.getContentType().toString(), identifiers.originContentType) != 0)
-        return; // which stays
-    for (const opc::model::Relationship& relationship : origin.getRelationships()) {
-        const auto leadsTo = [&](const DigitalSignature& signature) {
-            return relationship.getTargetMode() == opc::model::TargetMode::Internal &&
-                   relationship.getTargetURI() == signature.getPartName().getURI();
-        };
-        if (std::none_of(selected.begin(), selected.end(), leadsTo))
-            throw Failure(ExitCode::NotProcessed, "", "",
-                          "the signature origin " + toUtf8(origin.getName().toString()) +
-                              " would go with its last signature, but its relationship " +
-                              toUtf8(relationship.getID()) + " leads to something else; --all removes all signatures");
+std::string keptLines(const opc::model::SignatureRemoval& removal) {
+    std::string text;
+    for (const opc::model::KeptSignaturePart& kept : removal.kept) {
+        std::vector<std::string> reasons;
+        if (kept.hasContent)
+            reasons.emplace_back("its content");
+        for (const opc::model::Relationship& each : kept.relationships)
+            reasons.push_back(relationshipText(toUtf8(each.getSourceURI().toString()), toUtf8(each.getID())));
+        text += escaped("Kept " + toUtf8(kept.name.toString()) + " because of " + listText(reasons)) + '\n';
     }
+    return text;
 }
 
 ExitCode removeSome(UnsignOptions options, Console& console) {
@@ -115,12 +99,13 @@ ExitCode removeSome(UnsignOptions options, Console& console) {
     DigitalSignatureManager& manager = change.getPackage().getSignatureManager();
     const std::vector<DigitalSignature> selected = select(manager, options);
     throwIfCountersigned(manager, selected);
-    throwIfOriginIsShared(manager, selected);
     std::string text;
+    std::set<PartName> parts;
     for (const DigitalSignature& signature : selected) {
         text += "Removed " + escaped(toUtf8(signature.getName())) + '\n';
-        manager.removeSignature(signature);
+        parts.insert(signature.getPartName());
     }
+    text += keptLines(removeSignatures(change.getPackage().getModel(), parts));
     change.save(console);
     change.report(console, text);
     return ExitCode::Fine;
@@ -131,9 +116,11 @@ ExitCode removeAll(const UnsignOptions& options, Console& console) {
     PackageChange change(options, console, ChangeSubject::Signatures);
     const Signatures& found = change.getSignatures();
     const bool isSigned = found.loose.size() < found.xml.size() + found.origins.size();
+    const opc::model::SignatureRemoval removal = removeSignatures(change.getPackage().getModel());
     std::string text;
-    for (const std::string& part : removeXmlSignatures(change.getPackage()))
-        text += "Removed " + escaped(part) + '\n';
+    for (const PartName& name : removal.removed)
+        text += "Removed " + escaped(toUtf8(name.toString())) + '\n';
+    text += keptLines(removal);
     if (text.empty())
         text = "No signatures.\n";
     for (const std::string& part : found.loose)
@@ -165,9 +152,11 @@ void addUnsignCommand(Tool& tool) {
     addCommand<UnsignOptions>(
         tool, {"unsign", "Remove signatures from a package",
                "A signature that the countersignature covers is removed only together with that. --all removes\n"
-               "signatures of all forms, also those that cannot be read. A part that is a signature\n"
-               "by its content type alone, to which no signature origin leads, is named and stays; 'opcraft rm'\n"
-               "removes it. Items with a PKCS#7 signature of the file stay.\n\n"
+               "signatures of all forms, also those that cannot be read.\n\n"
+               "Nothing else is lost. The part of a signature, of its certificate or of the origin stays, and is\n"
+               "named, when other relationships start from it or lead to it, or when an origin has content. So does,\n"
+               "with --all, a part that is a signature by its content type alone, to which no signature origin\n"
+               "leads. 'opcraft rm' removes them. Items with a PKCS#7 signature of the file stay.\n\n"
                "Examples:\n  opcraft unsign letter.docx sig1\n  opcraft unsign letter.docx sig1 --countersignature\n"
                "  opcraft unsign letter.docx --all -o plain.docx",
                addOptions, unsign});
