@@ -46,9 +46,15 @@ std::vector<unsigned char> makeKey() {
 }
 
 struct OpenPackage {
-    OpenPackage(const fs::path& file, OpenMode mode, SignatureForm form = SignatureForm::Library)
-        : zip(file), package(zip), signatures(package, {form}, form) {
+    OpenPackage(const fs::path& file, OpenMode mode, SignatureForm form = SignatureForm::Library, unsigned threads = 1)
+        : zip(file, withThreads(threads)), package(zip), signatures(package, {form}, form) {
         package.open(mode);
+    }
+
+    static storage::ZipOptions withThreads(unsigned threads) {
+        storage::ZipOptions options;
+        options.threads = threads;
+        return options;
     }
 
     storage::ZipPackage zip;
@@ -72,14 +78,16 @@ void verifyOpened(const OpenPackage& opened) {
         throw std::runtime_error("the signature does not hold");
 }
 
+template <unsigned threads>
 void sign(const fs::path& file) {
-    OpenPackage opened(file, OpenMode::ReadWrite);
+    OpenPackage opened(file, OpenMode::ReadWrite, SignatureForm::Library, threads);
     signOpened(opened, keyBeside(file));
     opened.package.close(true);
 }
 
+template <unsigned threads>
 void verify(const fs::path& file) {
-    verifyOpened(OpenPackage(file, OpenMode::ReadOnly));
+    verifyOpened(OpenPackage(file, OpenMode::ReadOnly, SignatureForm::Library, threads));
 }
 
 /// Inflates and digests every item.
@@ -154,14 +162,16 @@ std::string signedFile(const std::string& unsignedFile, SignatureForm form = Sig
 }
 
 /// Whole processes, from opening on.
-void compareProcesses(const std::string& what, std::string (*file)(), int pairs, double aim) {
+/// @param side "" for one thread, or "-in-two".
+void compareProcesses(const std::string& what, std::string (*file)(), int pairs, double aim,
+                      const std::string& side = "") {
     constexpr double peakAim = 96.0 * mebibyte;
     registerComparison(
         {"open and sign " + what, "libzip and OpenSSL, twice", pairs, aim, peakAim},
-        [file] { return hugeTask("sign", withKey(file())); }, [file] { return hugeTask("digest-twice", file()); });
+        [=] { return hugeTask("sign" + side, withKey(file())); }, [file] { return hugeTask("digest-twice", file()); });
     registerComparison(
         {"open and verify " + what, "libzip and OpenSSL", pairs, aim, peakAim},
-        [file] { return hugeTask("verify", signedFile(file())); },
+        [=] { return hugeTask("verify" + side, signedFile(file())); },
         [file] { return hugeTask("digest", signedFile(file())); });
 }
 
@@ -211,7 +221,9 @@ void compareOpened(const std::string& what, std::string (*file)(), int pairs, do
 } // namespace
 
 std::map<std::string, Task> signingTasks() {
-    return {{"sign", sign}, {"verify", verify}, {"digest", digestOnce}, {"digest-twice", digestTwice}};
+    return {{"sign", sign<1>},        {"verify", verify<1>},
+            {"sign-in-two", sign<2>}, {"verify-in-two", verify<2>},
+            {"digest", digestOnce},   {"digest-twice", digestTwice}};
 }
 
 void registerSigning() {
@@ -219,6 +231,7 @@ void registerSigning() {
     compareOpened("10000 parts in the standard form", manyFile, 21, 2.5, SignatureForm::Standard);
     compareProcesses("10000 parts", manyFile, 11, 0);
     compareProcesses("1 GiB in parts", hugeFile, 5, 1.2);
+    compareProcesses("1 GiB in parts, two threads", hugeFile, 5, 0.65, "-in-two");
 }
 
 } // namespace opc::benchmarks
