@@ -127,9 +127,10 @@ std::wstring toWideString(std::u16string_view text) {
 }
 
 std::u16string toString(std::string_view utf8, bool strict) {
-    std::u16string result;
+    const auto ascii = std::find_if(utf8.begin(), utf8.end(), [](char unit) { return (unit & 0x80) != 0; });
+    std::u16string result(utf8.begin(), ascii);
     result.reserve(utf8.size());
-    for (std::size_t position = 0; position < utf8.size();) {
+    for (std::size_t position = result.size(); position < utf8.size();) {
         const std::size_t start = position;
         const char32_t value = decodeUTF8(utf8, position);
         if (value == MALFORMED_SEQUENCE && strict)

@@ -3,8 +3,10 @@
 
 #include <opc/core/ByteArrayInAdaptor.hpp>
 #include <opc/core/ByteArrayOutAdaptor.hpp>
-#include <opc/core/Characters.hpp>
+#include <opc/core/ContentTypePattern.hpp>
+#include <opc/core/PartNames.hpp>
 #include <opc/core/Strings.hpp>
+#include <opc/core/interfaces/IPhysicalContentTypes.hpp>
 #include <opc/core/interfaces/IPhysicalOtherItems.hpp>
 #include <opc/core/interfaces/IPhysicalPackage.hpp>
 #include <opc/errors/Errors.hpp>
@@ -17,7 +19,6 @@
 #include "model/ItemBytes.hpp"
 #include "model/WellKnown.hpp"
 #include "xml/BoundedParser.hpp"
-#include "xml/ContentTypePattern.hpp"
 #include "xml/SchemaValidation.hpp"
 #include "xml/XmlPlaces.hpp"
 
@@ -51,16 +52,6 @@ std::u16string lowerExtension(const PartName& name) {
     return toLowerASCIIString(name.getExtension());
 }
 
-/// The language of ST_Extension in the published schema, which is narrower than the end of a part name may be (it
-/// has no ";"). An entry outside it could not be read back.
-bool canBeDefault(const std::u16string& extension) {
-    for (std::size_t i = 0; i < extension.size(); ++i)
-        if (!(detail::isPathCharacter(extension[i]) && extension[i] != u';') &&
-            detail::escapedByte<char16_t>(extension, i) < 0)
-            return false;
-    return !extension.empty();
-}
-
 /// The content types of a stream by their texts. There are few, so each is checked and parsed once; before that, it
 /// has no value.
 using ContentTypes = std::map<std::u16string, std::optional<ContentType>>;
@@ -71,7 +62,7 @@ void throwIfPatternIsBroken(const xercesc::DOMElement* entry, const Vocabulary& 
     XercesHelper::getElementAttribute(entry, names.contentType, text);
     if (!types.try_emplace(text).second)
         return;
-    if (!matchesContentTypePattern(text))
+    if (!detail::matchesContentTypePattern(text))
         throw InvalidXMLDocument("value '" + detail::toUTF8String(text, false) +
                                  "' of attribute 'ContentType' does not match the pattern of ST_ContentType");
 }
@@ -87,11 +78,11 @@ const ContentType& readContentType(const xercesc::DOMElement* entry, const Vocab
     return *type;
 }
 
-PartName readPartName(const xercesc::DOMElement* entry, const Vocabulary& names) {
+std::u16string readPartName(const xercesc::DOMElement* entry, const Vocabulary& names) {
     std::u16string text;
     XercesHelper::getElementAttribute(entry, names.partName, text);
     try {
-        return text;
+        return PartName(text).toString();
     } catch (const Exception&) {
         throw InvalidPartContent("PartName is not a valid part name");
     }
@@ -133,14 +124,42 @@ ContentTypeSource::ContentTypeSource(interfaces::IPhysicalPackage& physicalPacka
         present_ = dirty_ = true;
         return;
     }
-    interfaces::IPhysicalInputStream* stream = nullptr;
-    try {
-        stream = physicalPackage.getContentTypeInputStream();
-    } catch (const Exception& e) {
-        throw PackageOpenFailed(e.what(), e.code());
-    }
-    load(*stream);
+    if (!takeFromStore())
+        load();
     present_ = true;
+}
+
+bool ContentTypeSource::takeFromStore() {
+    auto* const store = dynamic_cast<interfaces::IPhysicalContentTypes*>(&physicalPackage_);
+    const auto table = store == nullptr ? nullptr : store->takeContentTypes();
+    return table && table->isWithin(limits_) && take(std::move(*table));
+}
+
+/// @return false for what the validating reader has to judge.
+bool ContentTypeSource::take(detail::ContentTypeTable&& table) {
+    Defaults defaults;
+    Overrides overrides;
+    try {
+        const std::vector<ContentType> types(table.types.begin(), table.types.end());
+        // The first of two entries for the same extension or part name wins.
+        for (detail::ContentTypeEntry& entry : table.entries) {
+            const ContentType& type = types[entry.type];
+            if (entry.isDefault) {
+                std::u16string extension = toLowerASCIIString(entry.name);
+                defaults.emplace(std::move(extension), Default{type, 0, std::move(entry.name)});
+            } else if (detail::isPartName(entry.name)) {
+                // This library writes them in the order of their names.
+                overrides.emplace_hint(overrides.end(), std::move(entry.name), type);
+            } else {
+                return false;
+            }
+        }
+    } catch (const Exception&) {
+        return false;
+    }
+    defaults_.swap(defaults);
+    overrides_.swap(overrides);
+    return true;
 }
 
 ContentType ContentTypeSource::getContentType(const PartName& name, bool takeReference) {
@@ -167,6 +186,15 @@ ContentTypeSource::Overrides::const_iterator ContentTypeSource::findOverride(con
     return found ? entry : overrides_.end();
 }
 
+bool ContentTypeSource::eraseOverride(const PartName& name) noexcept {
+    next_ = overrides_.end();
+    const auto entry = overrides_.find(name);
+    if (entry == overrides_.end())
+        return false;
+    overrides_.erase(entry);
+    return true;
+}
+
 void ContentTypeSource::addContentType(const PartName& name, const ContentType& type) {
     add(prepareAddition(name, type));
 }
@@ -174,15 +202,15 @@ void ContentTypeSource::addContentType(const PartName& name, const ContentType& 
 ContentTypeSource::Addition ContentTypeSource::prepareAddition(const PartName& name, const ContentType& type) const {
     Addition addition{name, lowerExtension(name)};
     const auto entry = defaults_.find(addition.extension);
-    if (!canBeDefault(addition.extension))
-        addition.newOverride.emplace(name, type);
+    if (!detail::matchesExtensionPattern(addition.extension))
+        addition.newOverride.emplace(name.toString(), type);
     else if (entry == defaults_.end() && hasOtherItems(addition.extension))
-        addition.newOverride.emplace(name, type);
+        addition.newOverride.emplace(name.toString(), type);
     else if (entry == defaults_.end())
         addition.newDefault.emplace(addition.extension, Default{type, 1, addition.extension});
     else if (entry->second.contentType.toString() != type.toString())
         // Stricter than the equality of content types: a difference in case alone is kept as given.
-        addition.newOverride.emplace(name, type);
+        addition.newOverride.emplace(name.toString(), type);
     return addition;
 }
 
@@ -193,8 +221,7 @@ bool ContentTypeSource::hasOtherItems(const std::u16string& extension) const {
 void ContentTypeSource::add(Addition&& addition) noexcept {
     if (!present_)
         return;
-    next_ = overrides_.end();
-    overrides_.erase(addition.name); // left behind by a part that was deleted elsewhere
+    eraseOverride(addition.name); // left behind by a part that was deleted elsewhere
     if (addition.newDefault.empty() && addition.newOverride.empty())
         ++defaults_.find(addition.extension)->second.useCount;
     defaults_.merge(addition.newDefault);
@@ -213,8 +240,7 @@ ContentTypeSource::Removal ContentTypeSource::prepareRemoval(const PartName& nam
 }
 
 void ContentTypeSource::remove(const Removal& removal) noexcept {
-    next_ = overrides_.end();
-    if (overrides_.erase(removal.name) == 0) {
+    if (!eraseOverride(removal.name)) {
         const auto entry = defaults_.find(removal.extension);
         if (entry == defaults_.end())
             return;
@@ -226,14 +252,17 @@ void ContentTypeSource::remove(const Removal& removal) noexcept {
     dirty_ = true;
 }
 
-void ContentTypeSource::load(interfaces::IPhysicalInputStream& stream) {
+void ContentTypeSource::load() {
     std::vector<unsigned char> bytes;
     try {
-        PhysicalInputStream input(&stream);
+        PhysicalInputStream input(physicalPackage_.getContentTypeInputStream());
         bytes = readXmlItem(input, limits_.xmlSize);
     } catch (const Exception& e) {
         throw PackageOpenFailed(e.what(), e.code());
     }
+    auto table = detail::readPlainContentTypes(bytes, limits_);
+    if (table && take(std::move(*table)))
+        return;
     ByteArrayInAdaptor adaptor(bytes);
     try {
         readDocument(adaptor);
@@ -277,10 +306,10 @@ void ContentTypeSource::readDocument(InputStream& stream) {
     for (const xercesc::DOMElement* entry : overrides) {
         const XMLCh* judged = names.partName;
         checkAt(*parser, *entry, judged, [&] {
-            const PartName name = readPartName(entry, names);
+            std::u16string name = readPartName(entry, names);
             judged = names.contentType;
-            // This library writes them in the order of their names.
-            overrides_.emplace_hint(overrides_.end(), name, readContentType(entry, names, types));
+            const ContentType& type = readContentType(entry, names, types);
+            overrides_.emplace_hint(overrides_.end(), std::move(name), type);
         });
     }
 }
@@ -306,7 +335,7 @@ std::vector<unsigned char> ContentTypeSource::writeDocument() const {
         if (entry.useCount != 0 || hasOtherItems(extension))
             appendEntry(root, names, names.defaultEntry, names.extension, entry.extension, entry.contentType);
     for (const auto& [name, contentType] : overrides_)
-        appendEntry(root, names, names.overrideEntry, names.partName, name.toString(), contentType);
+        appendEntry(root, names, names.overrideEntry, names.partName, name, contentType);
     const WriterHandle writer = XercesHelper::createPrettyPrintingWriter();
     std::vector<unsigned char> bytes;
     ByteArrayOutAdaptor out(bytes);

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <opc/core/Limits.hpp>
+#include <opc/core/PlainContentTypes.hpp>
+#include <opc/core/Strings.hpp>
 #include <opc/model/ContentType.hpp>
 #include <opc/model/PartName.hpp>
 
@@ -13,7 +15,6 @@ namespace opc {
 class InputStream;
 }
 namespace opc::interfaces {
-class IPhysicalInputStream;
 class IPhysicalOtherItems;
 class IPhysicalPackage;
 } // namespace opc::interfaces
@@ -58,10 +59,24 @@ private:
         std::u16string extension; ///< as it stands in the stream
     };
     using Defaults = std::map<std::u16string, Default>; ///< by the extension in lower case
-    using Overrides = std::map<PartName, ContentType>;
+    /// Orders part names as they compare.
+    struct NameLess {
+        using is_transparent = void;
+        template <class A, class B>
+        bool operator()(const A& a, const B& b) const noexcept {
+            return a < b;
+        }
+        bool operator()(const std::u16string& a, const std::u16string& b) const noexcept {
+            return caselessCompare(a, b) < 0;
+        }
+    };
+    using Overrides = std::map<std::u16string, ContentType, NameLess>; ///< by part names as they stand in the stream
 
     Overrides::const_iterator findOverride(const PartName& name);
-    void load(interfaces::IPhysicalInputStream& stream);
+    bool eraseOverride(const PartName& name) noexcept;
+    bool takeFromStore();
+    bool take(detail::ContentTypeTable&& table);
+    void load();
     void readDocument(InputStream& stream);
     std::vector<unsigned char> writeDocument() const;
 

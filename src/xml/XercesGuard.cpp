@@ -19,6 +19,10 @@ boost::mutex& xercesMutex() {
 
 XercesGuard::XercesGuard() {
     const boost::lock_guard<boost::mutex> lock(xercesMutex());
+    static bool isKept = false;
+    if (!isKept)
+        xercesc::XMLPlatformUtils::Initialize(); // once more than it is terminated
+    isKept = true;
     xercesc::XMLPlatformUtils::Initialize();
 }
 

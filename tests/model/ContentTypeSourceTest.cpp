@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "model/ContentTypeSource.hpp"
+#include "model/ContentTypeReading.hpp"
 #include "model/ModelFixture.hpp"
 
 #include <random>
@@ -8,8 +9,13 @@ namespace opc::model {
 namespace {
 
 using namespace test;
+using opc::test::unescaped;
 using testing::HasSubstr;
 using testing::Not;
+
+auto readPlain(const std::string& xml) {
+    return detail::readPlainContentTypes({xml.begin(), xml.end()}, {});
+}
 
 /// The content types of a package that was created, saved and read again.
 class ContentTypes {
@@ -124,9 +130,12 @@ TEST(ContentTypeSource, SaysWhatIsWrongWithAStream) {
     for (const auto& row : readTable("model/content-type-streams.tsv")) {
         const bool isDocument = row[0].starts_with("<?") || row[0].starts_with("<!") || row[0].starts_with("<Types") ||
                                 row[0].find("xmlns") != std::string::npos;
-        const std::string xml = isDocument ? row[0] : contentTypes(row[0]);
+        const std::string xml = isDocument ? unescaped(row[0]) : contentTypes(row[0]);
         const std::string thrown = thrownBy([&] { ContentTypes types(xml); });
-        if (row[1] == "InvalidXMLDocument")
+        EXPECT_TRUE(opc::test::isTakenAsWithValidation(xml)) << xml;
+        if (row[1] == "nothing")
+            EXPECT_EQ(thrown + (readPlain(xml) ? " plain" : " other"), "nothing " + row[2]) << xml;
+        else if (row[1] == "InvalidXMLDocument")
             EXPECT_THAT(thrown, testing::AllOf(testing::StartsWith(row[1] + ": "), HasSubstr(row[2]))) << xml;
         else
             EXPECT_EQ(thrown, row[1] + ": " + row[2]) << xml;
@@ -140,6 +149,24 @@ TEST(ContentTypeSource, SaysWhatIsWrongWithAStream) {
                        "<p:Default Extension='xml' ContentType='a/b;c=\"" +
                        many + "\"'/></p:Types>");
     EXPECT_EQ(types.typeOf(u"/a.xml").size(), many.size() + 8);
+}
+
+TEST(ContentTypeSource, APlainStreamTellsWhereItsEntriesStand) {
+    const std::string first = "<c:Override PartName='/\xC3\xA9' ContentType='a/b' ></c:Override\n>";
+    const std::string second = "<Default ContentType='c/d' Extension='x'/>";
+    const std::string xml =
+        "\xEF\xBB\xBF<c:Types xmlns:c='http://schemas.openxmlformats.org/package/2006/content-types' "
+        "xmlns='http://schemas.openxmlformats.org/package/2006/content-types'>" +
+        first + "\r\n" + second + "</c:Types>";
+    const auto table = readPlain(xml);
+    ASSERT_TRUE(table);
+    std::vector<std::string> entries;
+    for (const auto& [isDefault, hasPrefix, name, type, begin, end] : table->entries)
+        entries.push_back(xml.substr(begin, end - begin) + (isDefault ? " D " : " O ") + (hasPrefix ? "c: " : "") +
+                          detail::toUTF8String(name) + " " + toASCIIString(table->types[type]));
+    EXPECT_THAT(entries, testing::ElementsAre(first + " O c: /\xC3\xA9 a/b", second + " D x c/d"));
+    EXPECT_FALSE(table->isWithin({.xmlNodes = 8}));
+    EXPECT_TRUE(table->isWithin({.xmlSize = xml.size(), .xmlDepth = 2, .xmlNodes = 9}));
 }
 
 TEST(ContentTypeSource, UseCountsIncludeRelationshipsParts) {

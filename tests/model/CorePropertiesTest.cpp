@@ -3,6 +3,7 @@
 #include <opc/core/ByteArrayOutAdaptor.hpp>
 #include <opc/model/coreproperties/PackageHelper.hpp>
 #include <opc/storage/memory/MemoryPackage.hpp>
+#include <opc/storage/zip/ZipPackage.hpp>
 
 #include "model/ModelFixture.hpp"
 #include "model/coreproperties/CorePropertiesSerializer.hpp"
@@ -229,8 +230,7 @@ TEST_F(PackageHelperTest, DeletesRelationshipsWithTheirTargetsUntilOneFails) {
     EXPECT_EQ(contentOf(package_), "/a.xml,");
 }
 
-TEST(PackageLimits, HoldForEveryXMLItem) {
-    storage::MemoryPackage store;
+void expectLimitsToHold(interfaces::IPhysicalPackage& store) {
     Package wide(store);
     wide.open(OpenMode::CreateOnly);
     wide.createExternalRelationship(u"urn:example:type", u"http://example.com/" + std::u16string(1000, u'a'));
@@ -253,6 +253,14 @@ TEST(PackageLimits, HoldForEveryXMLItem) {
                   }),
                   thrown);
     }
+}
+
+TEST(PackageLimits, HoldForEveryXMLItem) {
+    storage::MemoryPackage memory;
+    expectLimitsToHold(memory);
+    std::vector<unsigned char> bytes;
+    storage::ZipPackage zip(bytes); // reads the content types under limits of its own
+    expectLimitsToHold(zip);
 }
 
 TEST(PackageLimits, AreMetWhenARelationshipIsCreated) {

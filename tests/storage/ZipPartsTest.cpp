@@ -35,6 +35,19 @@ TEST(ZipParts, AnUnreadableContentTypesStreamHidesNothing) {
                           [&] { readAll(*damaged->getContentTypeInputStream()); }));
 }
 
+TEST(ZipParts, GivesAwayTheContentTypesThatItHasRead) {
+    for (const auto& [types, isPlain] : {std::pair(TYPES, true), {TYPES + "<!-- -->", false}, {"<Types", false}}) {
+        Zip zip(zipWith({}, types));
+        EXPECT_EQ(zip->takeContentTypes() != nullptr, isPlain) << types;
+        EXPECT_EQ(zip->takeContentTypes(), nullptr);
+        zip->close(true);
+        zip->open(OpenMode::ReadWrite);
+        zip->getContentTypeOutputStream();
+        EXPECT_EQ(zip->takeContentTypes(), nullptr) << "what is stored is out of date";
+    }
+    EXPECT_EQ(Zip()->takeContentTypes(), nullptr);
+}
+
 TEST(ZipParts, TwoItemsThatAreOnePartFailTheOpen) {
     for (const auto& row : readTable("storage/same-items.tsv")) {
         std::vector<std::string> names;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "XmlTestSupport.hpp"
 
-#include "xml/ContentTypePattern.hpp"
+#include <opc/core/ContentTypePattern.hpp>
 
 #include <xercesc/util/regx/RegularExpression.hpp>
 
@@ -14,6 +14,8 @@ const std::u16string quoted = u"\"(([\\p{IsLatin-1Supplement}\\p{IsBasicLatin}-[
                               u"(\\\\[\\p{IsBasicLatin}]))*\"";
 const std::u16string published =
     token + u"/" + token + u"((\\s+)*;(\\s+)*((" + token + u"=((" + token + u")|(" + quoted + u")))))*";
+
+using opc::detail::matchesContentTypePattern;
 
 class ContentTypePatternTest : public ::testing::Test {
 protected:

@@ -8,8 +8,8 @@ namespace opc::model {
 /// Keeps Xerces-C initialised for its own lifetime.
 ///
 /// Guards nest, since Xerces counts its initialisations. The owner of a parser, a writer, a document or a
-/// `XercesString` has a guard of its own that is created before it and destroyed after it. A pair that is not nested in
-/// another costs a millisecond, so a long-lived owner of XML objects holds one throughout.
+/// `XercesString` has a guard of its own that is created before it and destroyed after it. The first guard of a process
+/// initialises Xerces, which takes a millisecond, and Xerces then stays initialised as long as the process lives.
 /// May be created and destroyed on any thread: initialising and terminating is serialised by one process-wide mutex.
 class OPCRAFT_API XercesGuard {
 public:

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <opc/core/interfaces/IPhysicalContentTypes.hpp>
 #include <opc/core/interfaces/IPhysicalInputStream.hpp>
 #include <opc/core/interfaces/IPhysicalOtherItems.hpp>
 #include <opc/core/interfaces/IPhysicalOutputStream.hpp>
@@ -10,6 +11,7 @@
 namespace opc::interfaces {
 
 // The destructors are defined here so that each interface has one type information for all shared libraries.
+IPhysicalContentTypes::~IPhysicalContentTypes() = default;
 IPhysicalInputStream::~IPhysicalInputStream() = default;
 IPhysicalOtherItems::~IPhysicalOtherItems() = default;
 IPhysicalOutputStream::~IPhysicalOutputStream() = default;

@@ -18,37 +18,61 @@ namespace {
 constexpr std::string_view DEFAULT_ELEMENT = "http://schemas.openxmlformats.org/package/2006/content-types Default";
 constexpr std::string_view OVERRIDE_ELEMENT = "http://schemas.openxmlformats.org/package/2006/content-types Override";
 
-std::string shown(std::u16string_view name, std::u16string_view contentType) {
+std::string shownEntry(std::u16string_view name, std::u16string_view contentType) {
     return inQuotes(detail::toUTF8String(name, false)) + " is " + inQuotes(detail::toUTF8String(contentType, false));
 }
 
+/// Collects entries; where they stand is not told.
+class TableBuilder {
+public:
+    void add(bool isDefault, const XmlElement& element) {
+        std::u16string name = element.attribute(isDefault ? "Extension" : "PartName");
+        std::u16string type = element.attribute("ContentType");
+        const auto [known, isNew] = types_.try_emplace(type, static_cast<std::uint32_t>(table_.types.size()));
+        if (isNew)
+            table_.types.push_back(std::move(type));
+        table_.entries.push_back({isDefault, element.hasPrefix(), std::move(name), known->second, 0, 0});
+    }
+
+    detail::ContentTypeTable take() { return std::move(table_); }
+
+private:
+    detail::ContentTypeTable table_;
+    std::unordered_map<std::u16string, std::uint32_t> types_; ///< the index of each
+};
+
 } // namespace
+
+ContentTypes::ContentTypes(detail::ContentTypeTable table) : table_(std::move(table)) {
+    for (const detail::ContentTypeEntry& entry : table_.entries) {
+        const auto [known, isNew] = (entry.isDefault ? defaults_ : overrides_).try_emplace(entry.name, &entry);
+        if (!isNew && duplicate_.empty())
+            duplicate_ = shown(*known->second) + ", and " + shown(entry);
+    }
+}
+
+std::string ContentTypes::shown(const detail::ContentTypeEntry& entry) const {
+    return shownEntry(entry.name, typeOf(entry));
+}
+
+detail::ContentTypeTable ContentTypes::release() && {
+    defaults_.clear();
+    overrides_.clear();
+    return std::move(table_);
+}
 
 const std::u16string* ContentTypes::find(std::u16string_view partName) const {
     const auto override = overrides_.find(partName);
     if (override != overrides_.end())
-        return &override->second.text;
+        return &typeOf(*override->second);
     const auto entry = defaults_.find(detail::getExtension(partName));
-    return entry == defaults_.end() ? nullptr : &entry->second.text;
+    return entry == defaults_.end() ? nullptr : &typeOf(*entry->second);
 }
 
-const std::u16string* ContentTypes::findExact(const Map& entries, std::u16string_view name) {
+const std::u16string* ContentTypes::findExact(const Map& entries, std::u16string_view name) const {
     const auto entry = entries.find(name);
-    return entry != entries.end() && entry->second.isPlain && entry->first == name ? &entry->second.text : nullptr;
-}
-
-void ContentTypes::addDefault(std::u16string extension, std::u16string contentType, bool isPlain) {
-    add(defaults_, std::move(extension), {std::move(contentType), isPlain});
-}
-
-void ContentTypes::addOverride(std::u16string partName, std::u16string contentType, bool isPlain) {
-    add(overrides_, std::move(partName), {std::move(contentType), isPlain});
-}
-
-void ContentTypes::add(Map& entries, std::u16string name, Type type) {
-    const auto [known, isNew] = entries.try_emplace(name, type);
-    if (!isNew && duplicate_.empty())
-        duplicate_ = shown(known->first, known->second.text) + ", and " + shown(name, type.text);
+    const bool isExact = entry != entries.end() && !entry->second->hasPrefix && entry->first == name;
+    return isExact ? &typeOf(*entry->second) : nullptr;
 }
 
 void ContentTypes::throwIfAmbiguous(const std::string& label) const {
@@ -58,10 +82,8 @@ void ContentTypes::throwIfAmbiguous(const std::string& label) const {
         for (const auto& entry : *entries) {
             const auto [known, isNew] =
                 folded.try_emplace(detail::foldName(detail::toUTF8String(entry.first, false)), &entry);
-            if (!isNew && duplicate.empty()) {
-                duplicate = shown(known->second->first, known->second->second.text) + ", and " +
-                            shown(entry.first, entry.second.text);
-            }
+            if (!isNew && duplicate.empty())
+                duplicate = shown(*known->second->second) + ", and " + shown(*entry.second);
         }
     }
     if (!duplicate.empty())
@@ -74,23 +96,20 @@ void ContentTypes::throwIfAmbiguous(std::u16string_view partName, const std::str
     if (!exact)
         exact = findExact(defaults_, detail::getExtension(partName));
     if (type && exact && *type != *exact) {
-        fail(Errc::bad_message, label + ": \"[Content_Types].xml\": " + shown(partName, *type) +
+        fail(Errc::bad_message, label + ": \"[Content_Types].xml\": " + shownEntry(partName, *type) +
                                     ", but for readers that are sensitive to case or prefixes, " +
-                                    shown(partName, *exact));
+                                    shownEntry(partName, *exact));
     }
 }
 
 std::optional<ContentTypes> readContentTypes(ItemReader& stream, std::uint64_t maximumSize) {
-    ContentTypes types;
-    const auto take = [&types](const XmlElement& element) {
-        const bool isPlain = !element.hasPrefix();
-        if (element.name() == DEFAULT_ELEMENT)
-            types.addDefault(element.attribute("Extension"), element.attribute("ContentType"), isPlain);
-        else if (element.name() == OVERRIDE_ELEMENT)
-            types.addOverride(element.attribute("PartName"), element.attribute("ContentType"), isPlain);
+    TableBuilder table;
+    const auto take = [&table](const XmlElement& element) {
+        if (element.name() == DEFAULT_ELEMENT || element.name() == OVERRIDE_ELEMENT)
+            table.add(element.name() == DEFAULT_ELEMENT, element);
     };
     try {
-        return forEachElement(stream, maximumSize, take) ? std::optional(std::move(types)) : std::nullopt;
+        return forEachElement(stream, maximumSize, take) ? std::optional<ContentTypes>(table.take()) : std::nullopt;
     } catch (const Exception&) {
         return std::nullopt;
     }

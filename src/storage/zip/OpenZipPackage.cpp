@@ -76,6 +76,18 @@ private:
     std::unique_ptr<ItemReader> current_;
 };
 
+/// @return nothing when there are more bytes than so many.
+std::optional<std::vector<unsigned char>> readWhole(ItemReader& item, std::uint64_t maximumSize) {
+    std::vector<unsigned char> bytes;
+    std::array<unsigned char, 16384> buffer;
+    while (const std::size_t count = item.read(buffer.data(), buffer.size())) {
+        if (count > maximumSize - bytes.size())
+            return std::nullopt;
+        bytes.insert(bytes.end(), buffer.data(), buffer.data() + count);
+    }
+    return bytes;
+}
+
 /// Why an item is not a part.
 std::string explainOther(const ZipEntry& entry) {
     if (parsePieceName(entry.name))
@@ -278,11 +290,21 @@ std::unique_ptr<ItemReader> OpenZipPackage::readOriginal(ZipEntry& entry) {
     return limits_.watch(std::move(reader), entry.count, entry);
 }
 
+std::optional<ContentTypes> OpenZipPackage::readPlainContentTypes(ZipEntry& stream) {
+    const auto bytes = readWhole(*readOriginal(stream), limits_.get().xmlSize);
+    auto table = bytes ? detail::readPlainContentTypes(*bytes, limits_.get()) : std::nullopt;
+    return table ? std::optional<ContentTypes>(std::move(*table)) : std::nullopt;
+}
+
 void OpenZipPackage::readContentTypes() {
     std::optional<ContentTypes> types;
     ZipEntry& stream = *items_.contentTypes();
+    bool isPlain = false;
     try {
-        types = storage::readContentTypes(*readOriginal(stream), limits_.get().xmlSize);
+        types = readPlainContentTypes(stream);
+        isPlain = types.has_value();
+        if (!isPlain)
+            types = storage::readContentTypes(*readOriginal(stream), limits_.get().xmlSize);
     } catch (const Exception&) {
         // The model meets the same failure when it reads the stream; here no content type is known.
     }
@@ -296,6 +318,8 @@ void OpenZipPackage::readContentTypes() {
         }
     }
     items_.findParts(types ? &*types : nullptr, location_.label);
+    if (isPlain)
+        contentTypes_ = std::make_unique<detail::ContentTypeTable>(std::move(*types).release());
 }
 
 /// A longer part than the limit on XML is left to the parser, which names the limit.
@@ -352,6 +376,7 @@ interfaces::IPhysicalInputStream* OpenZipPackage::getContentTypeInputStream() {
 
 interfaces::IPhysicalOutputStream* OpenZipPackage::getContentTypeOutputStream() {
     throwIfReadOnly();
+    contentTypes_.reset();
     ZipEntry* entry = items_.contentTypes();
     if (!entry) {
         entry = &items_.add(items_.all().begin(), *this, opening_, "[Content_Types].xml", std::u16string());

@@ -7,6 +7,7 @@
 #include "storage/zip/ZipItems.hpp"
 #include "storage/zip/ZipWriter.hpp"
 
+#include <opc/core/PlainContentTypes.hpp>
 #include <opc/core/interfaces/IPhysicalParallelReading.hpp>
 #include <opc/core/interfaces/OpenMode.hpp>
 #include <opc/storage/zip/ZipOptions.hpp>
@@ -15,6 +16,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace opc::storage {
@@ -40,6 +42,7 @@ public:
     interfaces::IPhysicalInputStream* getItemInputStream(const std::string& name);
     interfaces::IPhysicalInputStream* getContentTypeInputStream();
     interfaces::IPhysicalOutputStream* getContentTypeOutputStream();
+    std::unique_ptr<detail::ContentTypeTable> takeContentTypes() { return std::move(contentTypes_); }
     std::vector<interfaces::IPhysicalPart*> getParts();
     interfaces::IPhysicalPart* createPart(const std::u16string& name, const std::u16string& contentType,
                                           interfaces::CompressionType compression);
@@ -67,6 +70,7 @@ private:
     void throwIfBeyondLimits(const ZipChanges& changes) const;
     void addItem(std::uint64_t index, const ZipArchive::Item& item, std::vector<std::uint64_t> pieces);
     std::string readMediaType();
+    std::optional<ContentTypes> readPlainContentTypes(ZipEntry& stream);
     void readContentTypes();
     void throwIfNotPlainXml(ZipEntry& entry, bool isUsable);
     std::unique_ptr<ItemReader> readOriginal(ZipEntry& entry) override;
@@ -92,9 +96,10 @@ private:
     bool isOutputSet_ = false;            ///< it is written even when nothing was changed
     std::unique_ptr<FileBytes> replaced_; ///< what a created package replaces
     ReadLimits limits_;
-    std::unique_ptr<ZipArchive> archive_; ///< null in a created package
-    ZipItems items_;                      ///< its readers are destroyed before the archive
-    std::vector<std::uint64_t> deleted_;  ///< indexes in the archive
+    std::unique_ptr<ZipArchive> archive_;                    ///< null in a created package
+    ZipItems items_;                                         ///< its readers are destroyed before the archive
+    std::vector<std::uint64_t> deleted_;                     ///< indexes in the archive
+    std::unique_ptr<detail::ContentTypeTable> contentTypes_; ///< null when the stream is not plain, or was written
 };
 
 } // namespace opc::storage

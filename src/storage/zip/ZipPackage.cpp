@@ -76,6 +76,10 @@ bool ZipPackage::countAsRead(interfaces::IPhysicalPart& part) {
     return impl_->opened().countAsRead(part);
 }
 
+std::unique_ptr<detail::ContentTypeTable> ZipPackage::takeContentTypes() {
+    return impl_->opened().takeContentTypes();
+}
+
 bool ZipPackage::hasContentTypeStream() const {
     return true;
 }

@@ -25,8 +25,8 @@ class IPhysicalPartInfo;
 /// missing file at `open` (ENOENT) and a refused permission at `close` (EACCES) from all others. A `deletePart` that
 /// fails may be tried again; ENOENT means then that the part is deleted.
 ///
-/// A store that keeps items that are not parts implements `IPhysicalOtherItems` too, and one that reads several parts
-/// at the same time, `IPhysicalParallelReading`.
+/// A store that keeps items that are not parts implements `IPhysicalOtherItems` too, one that reads several parts at
+/// the same time, `IPhysicalParallelReading`, and one that reads its content types itself, `IPhysicalContentTypes`.
 class OPCRAFT_API IPhysicalPackage {
 public:
     virtual ~IPhysicalPackage();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <opc/core/Export.hpp>
+#include <opc/core/interfaces/IPhysicalContentTypes.hpp>
 #include <opc/core/interfaces/IPhysicalOtherItems.hpp>
 #include <opc/core/interfaces/IPhysicalPackage.hpp>
 #include <opc/core/interfaces/IPhysicalParallelReading.hpp>
@@ -62,6 +63,7 @@ namespace opc::storage {
 ///   that could not be kept until the save makes every save fail, until it is rewritten or its part is deleted.
 class OPCRAFT_API ZipPackage final : public interfaces::IPhysicalPackage,
                                      public interfaces::IPhysicalOtherItems,
+                                     public interfaces::IPhysicalContentTypes,
                                      public interfaces::IPhysicalParallelReading {
 public:
     /// A package in a file. Nothing is touched before `open`.
@@ -104,6 +106,8 @@ public:
     bool isParallel() const override;
     void readParts(const std::vector<interfaces::IPhysicalPart*>& parts, const Take& take) override;
     bool countAsRead(interfaces::IPhysicalPart& part) override;
+
+    std::unique_ptr<detail::ContentTypeTable> takeContentTypes() override;
 
     bool hasContentTypeStream() const override;
     interfaces::IPhysicalInputStream* getContentTypeInputStream() override;

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "xml/ContentTypePattern.hpp"
+#include <opc/core/ContentTypePattern.hpp>
 
 #include <opc/core/Characters.hpp>
 
 #include <cstdint>
 
-namespace opc::model {
+namespace opc::detail {
 
 namespace {
 
@@ -70,7 +70,7 @@ States stepAtSeparator(States states, char16_t c) {
 States step(States states, char16_t c) {
     States next = c < 0x80 ? whenAny(states, AfterBackslash, InQuotes) : 0;
     next |= isQuotable(c) ? whenAny(states, InQuotes, InQuotes) : 0;
-    if (detail::isTokenCharacter(c))
+    if (isTokenCharacter(c))
         return next | stepInToken(states);
     return next | (isSpace(c) ? stepAtSpace(states) : stepAtSeparator(states, c));
 }
@@ -87,4 +87,14 @@ bool matchesContentTypePattern(std::u16string_view text) noexcept {
     return (states & ACCEPTING) != 0;
 }
 
-} // namespace opc::model
+bool matchesExtensionPattern(std::u16string_view text) noexcept {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char16_t c = text[i];
+        const bool isOfSegment = isPathCharacter(c) && c != u'/' && c != u'.' && c != u';';
+        if (!isOfSegment && escapedByte(text, i) < 0)
+            return false;
+    }
+    return !text.empty();
+}
+
+} // namespace opc::detail
