@@ -2,7 +2,6 @@
 #include "model/ContentTypeSource.hpp"
 
 #include <opc/core/ByteArrayInAdaptor.hpp>
-#include <opc/core/ByteArrayOutAdaptor.hpp>
 #include <opc/core/ContentTypePattern.hpp>
 #include <opc/core/PartNames.hpp>
 #include <opc/core/Strings.hpp>
@@ -21,6 +20,7 @@
 #include "xml/BoundedParser.hpp"
 #include "xml/SchemaValidation.hpp"
 #include "xml/XmlPlaces.hpp"
+#include "xml/XmlWriting.hpp"
 
 #include <xercesc/util/XMLUni.hpp>
 
@@ -104,11 +104,12 @@ std::u16string readExtension(const xercesc::DOMElement* entry, const Vocabulary&
                                  "No content type was found for part:" + part);
 }
 
-void appendEntry(xercesc::DOMElement* root, const Vocabulary& names, const XercesString& element,
-                 const XercesString& key, const std::u16string& value, const ContentType& contentType) {
-    xercesc::DOMElement* entry = XercesHelper::appendElementNS(root, names.ns, element);
-    XercesHelper::setElementAttribute(entry, key, value);
-    XercesHelper::setElementAttribute(entry, names.contentType, contentType.toString());
+void writeEntry(detail::XmlWriter& xml, std::string_view element, std::string_view key, const std::u16string& value,
+                const ContentType& contentType) {
+    xml.start(element);
+    xml.attribute("ContentType", contentType.toString());
+    xml.attribute(key, value);
+    xml.end();
 }
 
 } // namespace
@@ -130,8 +131,13 @@ ContentTypeSource::ContentTypeSource(interfaces::IPhysicalPackage& physicalPacka
 }
 
 bool ContentTypeSource::takeFromStore() {
-    auto* const store = dynamic_cast<interfaces::IPhysicalContentTypes*>(&physicalPackage_);
-    const auto table = store == nullptr ? nullptr : store->takeContentTypes();
+    std::unique_ptr<detail::ContentTypeTable> table;
+    try {
+        if (auto* const store = dynamic_cast<interfaces::IPhysicalContentTypes*>(&physicalPackage_))
+            table = store->takeContentTypes();
+    } catch (const Exception& e) {
+        throw PackageOpenFailed(e.what(), e.code());
+    }
     return table && table->isWithin(limits_) && take(std::move(*table));
 }
 
@@ -327,20 +333,18 @@ void ContentTypeSource::save() {
 }
 
 std::vector<unsigned char> ContentTypeSource::writeDocument() const {
-    const XercesGuard guard;
-    const Vocabulary names;
-    const DocumentHandle document = XercesHelper::createDocument();
-    xercesc::DOMElement* root = XercesHelper::appendElementNS(document.get(), names.ns, names.types);
-    for (const auto& [extension, entry] : defaults_)
-        if (entry.useCount != 0 || hasOtherItems(extension))
-            appendEntry(root, names, names.defaultEntry, names.extension, entry.extension, entry.contentType);
-    for (const auto& [name, contentType] : overrides_)
-        appendEntry(root, names, names.overrideEntry, names.partName, name, contentType);
-    const WriterHandle writer = XercesHelper::createPrettyPrintingWriter();
-    std::vector<unsigned char> bytes;
-    ByteArrayOutAdaptor out(bytes);
-    XercesHelper::writeDocumentToStream(*writer, document.get(), out, limits_);
-    return bytes;
+    return writeXml(
+        detail::XmlLayout::Indented, false, limits_,
+        [this](detail::XmlWriter& xml) {
+            xml.start("Types");
+            xml.attribute("xmlns", wellknown::CONTENT_TYPES_NAMESPACE);
+            for (const auto& [extension, entry] : defaults_)
+                if (entry.useCount != 0 || hasOtherItems(extension))
+                    writeEntry(xml, "Default", "Extension", entry.extension, entry.contentType);
+            for (const auto& [name, contentType] : overrides_)
+                writeEntry(xml, "Override", "PartName", name, contentType);
+            xml.end();
+        });
 }
 
 } // namespace opc::model
