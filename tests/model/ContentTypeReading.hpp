@@ -6,7 +6,9 @@
 #include "model/ContentTypeSource.hpp"
 #include "support/ScriptedPackage.hpp"
 
+#include <optional>
 #include <string>
+#include <vector>
 
 /// Content types streams that are read with and without validation.
 namespace opc::test {
@@ -26,18 +28,20 @@ inline std::string describeContentTypes(const std::string& xml, const detail::Co
     return detail::toUTF8String(known) + store.contentTypes();
 }
 
-/// Whether the model takes a stream, if it is plain, as it does when a comment calls for validation.
-inline bool isTakenAsWithValidation(const std::string& xml) {
-    const auto table = detail::readPlainContentTypes({xml.begin(), xml.end()}, {});
+/// @return none when a stream is not plain, or has a value that the model does not take; else whether the model reads
+///         the same with validation, which a comment calls for.
+inline std::optional<bool> areContentTypesAlike(const std::vector<unsigned char>& stream) {
+    const auto table = detail::readPlainContentTypes(stream, {});
     if (!table)
-        return true;
-    std::string description;
+        return std::nullopt;
+    const std::string xml(stream.begin(), stream.end());
+    std::string plain;
     try {
-        description = describeContentTypes(xml, *table);
-    } catch (const Exception&) {
-        return true; // of the validating reader, to which the model has turned
+        plain = describeContentTypes(xml, *table);
+    } catch (const Exception&) { // of the validating reader, to which the model has turned
+        return std::nullopt;
     }
-    return description == describeContentTypes(xml + "<!-- -->", *table);
+    return plain == describeContentTypes(xml + "<!-- -->", *table);
 }
 
 } // namespace opc::test
