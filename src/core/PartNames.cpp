@@ -29,6 +29,8 @@ std::u16string_view cutBefore(std::u16string_view& text, char16_t unit) noexcept
 }
 
 bool isURIReference(std::u16string_view path) noexcept {
+    if (isMadeOfPathCharacters(path, false)) // as most names are
+        return true;
     const std::u16string_view fragment = cutBefore(path, u'#');
     const std::u16string_view query = cutBefore(path, u'?');
     return isMadeOfPathCharacters(path, false) && isMadeOfPathCharacters(query, true) &&
@@ -36,7 +38,8 @@ bool isURIReference(std::u16string_view path) noexcept {
 }
 
 std::u16string_view getPath(std::u16string_view name) noexcept {
-    return name.substr(0, name.find_first_of(u"?#"));
+    const auto end = std::find_if(name.begin(), name.end(), [](char16_t unit) { return unit == u'?' || unit == u'#'; });
+    return name.substr(0, static_cast<std::size_t>(end - name.begin()));
 }
 
 /// An authority ("//host") is not part of the path.

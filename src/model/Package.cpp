@@ -170,9 +170,11 @@ void Package::initializeParts() {
     }
 
     PartMap parts;
-    for (const auto& [name, physicalPart] : regular) {
+    while (!regular.empty()) {
+        const auto entry = regular.extract(regular.begin()); // whose memory the part takes
+        const PartName& name = entry.key();
         const auto added = parts.emplace_hint(
-            parts.end(), name, Part(this, physicalPart, name, lookUpContentType(name, *physicalPart), mode_));
+            parts.end(), name, Part(this, entry.mapped(), name, lookUpContentType(name, *entry.mapped()), mode_));
         attachRelationships(added->second, name, pending);
     }
     attachRelationships(*this, PartName(PartName::FORWARD_SLASH_STRING), pending);

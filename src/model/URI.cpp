@@ -25,12 +25,48 @@ void throwIfNotASCII(const std::u16string& text) {
 
 } // namespace
 
+/// Keeps of the parsed reference what is asked for often; the rest is parsed anew.
 class URI::Impl {
 public:
-    explicit Impl(const std::u16string& text) : text_(text), iri_(text, iri::Form::Uri) {}
+    explicit Impl(const std::u16string& text) : text_(text), pathEnd_(text.size()) {
+        if (isPlainPath(text))
+            hasAbsolutePath_ = text.starts_with(getSlash());
+        else
+            keep(parse());
+    }
 
-    std::u16string text_;
-    iri::IRI iri_;
+    iri::IRI parse() const { return iri::IRI(text_, iri::Form::Uri); }
+
+    const std::u16string text_;
+    std::size_t pathBegin_ = 0;
+    std::size_t pathEnd_;
+    bool hasScheme_ = false;
+    bool isOpaque_ = false;
+    bool hasAuthority_ = false;
+    bool hasAbsolutePath_ = false;
+    bool hasQuery_ = false;
+    bool hasFragment_ = false;
+
+private:
+    /// Most names of parts and most targets are paths of unreserved characters; these need no parser.
+    static bool isPlainPath(std::u16string_view text) noexcept {
+        return !text.starts_with(u"//") &&
+               std::all_of(
+                   text.begin(), text.end(),
+                   [](char16_t unit) { return detail::isUnreserved(unit) || unit == getSlash(); });
+    }
+
+    // An accepted text is ASCII and mapped to itself, so that every component has the same offset in the parsed text.
+    void keep(const iri::IRI& iri) {
+        pathBegin_ = iri.pathBegin();
+        pathEnd_ = iri.pathEnd();
+        hasScheme_ = iri.hasScheme();
+        isOpaque_ = iri.isOpaque();
+        hasAuthority_ = iri.hasAuthority();
+        hasAbsolutePath_ = iri.hasAbsolutePath();
+        hasQuery_ = iri.hasQuery();
+        hasFragment_ = iri.hasFragment();
+    }
 };
 
 const char* const URI::RESERVED = ":/?#[]@!$&'()*+,;=";
@@ -62,42 +98,40 @@ std::u16string_view URI::view() const noexcept {
     return impl_->text_;
 }
 
-// An accepted text is ASCII and mapped to itself, so that every component has the same offset in the parsed text.
 std::u16string_view URI::pathView() const noexcept {
-    const iri::IRI& iri = impl_->iri_;
-    return isOpaque() ? std::u16string_view() : view().substr(iri.pathBegin(), iri.pathEnd() - iri.pathBegin());
+    return isOpaque() ? std::u16string_view() : view().substr(impl_->pathBegin_, impl_->pathEnd_ - impl_->pathBegin_);
 }
 
 bool URI::isAbsolute() const noexcept {
-    return impl_->iri_.isAbsolute();
+    return impl_->hasScheme_;
 }
 
 bool URI::isOpaque() const noexcept {
-    return impl_->iri_.isOpaque();
+    return impl_->isOpaque_;
 }
 
 bool URI::hasScheme() const noexcept {
-    return impl_->iri_.hasScheme();
+    return impl_->hasScheme_;
 }
 
 std::u16string URI::getScheme() const {
-    return hasScheme() ? impl_->iri_.getScheme() : std::u16string();
+    return hasScheme() ? impl_->parse().getScheme() : std::u16string();
 }
 
 std::u16string URI::getSchemeSpecificPart() const {
-    return impl_->iri_.getSchemeSpecificPart(COMPONENT_ENCODING);
+    return impl_->parse().getSchemeSpecificPart(COMPONENT_ENCODING);
 }
 
 bool URI::hasAuthority() const noexcept {
-    return !isOpaque() && impl_->iri_.hasAuthority();
+    return !isOpaque() && impl_->hasAuthority_;
 }
 
 std::u16string URI::getAuthority() const {
-    return hasAuthority() ? impl_->iri_.getAuthority(COMPONENT_ENCODING) : std::u16string();
+    return hasAuthority() ? impl_->parse().getAuthority(COMPONENT_ENCODING) : std::u16string();
 }
 
 bool URI::hasAbsolutePath() const noexcept {
-    return !isOpaque() && impl_->iri_.hasAbsolutePath();
+    return !isOpaque() && impl_->hasAbsolutePath_;
 }
 
 std::u16string URI::getPath() const {
@@ -105,19 +139,19 @@ std::u16string URI::getPath() const {
 }
 
 bool URI::hasQuery() const noexcept {
-    return !isOpaque() && impl_->iri_.hasQuery();
+    return !isOpaque() && impl_->hasQuery_;
 }
 
 std::u16string URI::getQuery() const {
-    return hasQuery() ? impl_->iri_.getQuery(COMPONENT_ENCODING) : std::u16string();
+    return hasQuery() ? impl_->parse().getQuery(COMPONENT_ENCODING) : std::u16string();
 }
 
 bool URI::hasFragment() const noexcept {
-    return impl_->iri_.hasFragment();
+    return impl_->hasFragment_;
 }
 
 std::u16string URI::getFragment() const {
-    return hasFragment() ? impl_->iri_.getFragment(COMPONENT_ENCODING) : std::u16string();
+    return hasFragment() ? impl_->parse().getFragment(COMPONENT_ENCODING) : std::u16string();
 }
 
 std::u16string URI::percentEncode(const std::u16string& text, const std::string& allowed) {
@@ -183,7 +217,7 @@ bool operator<(const std::u16string& text, const URI& uri) noexcept {
 URI resolve(const URI& base, const URI& reference) {
     if (base.isOpaque() || reference.isOpaque())
         throw UnsupportedResolve("URIs must be hierarchical URIs.");
-    return reference.impl_->iri_.resolveAgainst(base.impl_->iri_).toAsciiString();
+    return reference.impl_->parse().resolveAgainst(base.impl_->parse()).toAsciiString();
 }
 
 URI relativize(const URI& source, const URI& target) {
@@ -194,7 +228,7 @@ URI relativize(const URI& source, const URI& target) {
         throw UnsupportedRelativize("URIs must be relative URIs, where the source and target URI have absolute paths.");
     if (target.getPath() == source.getPath())
         throw UnsupportedRelativize("URI's paths must be different.");
-    return target.impl_->iri_.makeRelativeTo(source.impl_->iri_).toAsciiString();
+    return target.impl_->parse().makeRelativeTo(source.impl_->parse()).toAsciiString();
 }
 
 } // namespace opc::model

@@ -45,10 +45,18 @@ StoredItem::StoredItem(ItemOrigin& origin, const Opening& opening, std::u16strin
                        interfaces::CompressionType compression)
     : origin_(origin), opening_(opening), name_(std::move(name)), compression_(compression) {}
 
+interfaces::IPhysicalInputStream* StoredItem::getInputStream() {
+    if (!input_)
+        input_ = std::make_unique<ItemInputStream>(*this);
+    return input_.get();
+}
+
 interfaces::IPhysicalOutputStream* StoredItem::getOutputStream() {
     if (opening_.mode == OpenMode::ReadOnly)
         fail(Errc::operation_not_permitted, getLabel() + ": the package is open for reading only");
-    return &output_;
+    if (!output_)
+        output_ = std::make_unique<ItemOutputStream>(*this);
+    return output_.get();
 }
 
 std::shared_ptr<Content> StoredItem::makeContent() const {

@@ -75,12 +75,12 @@ public:
     StoredItem& operator=(const StoredItem&) = delete;
 
     std::u16string getName() const override { return name_; }
-    std::u16string getContentType() const override { return contentType_; }
-    interfaces::IPhysicalInputStream* getInputStream() override { return &input_; }
+    std::u16string getContentType() const override { return contentType_ ? *contentType_ : std::u16string(); }
+    interfaces::IPhysicalInputStream* getInputStream() override;
     interfaces::IPhysicalOutputStream* getOutputStream() override;
 
     const std::u16string& name() const { return name_; }
-    void setContentType(std::u16string contentType) { contentType_ = std::move(contentType); }
+    void setContentType(std::shared_ptr<const std::u16string> type) { contentType_ = std::move(type); }
     interfaces::CompressionType compression() const { return compression_; } ///< of new content
 
     /// New content for this item, to be set by `setContent`.
@@ -100,11 +100,11 @@ private:
     ItemOrigin& origin_;
     const Opening& opening_;
     std::u16string name_;
-    std::u16string contentType_; ///< empty where it is not known
+    std::shared_ptr<const std::u16string> contentType_; ///< null where it is not known; few, so items share them
     interfaces::CompressionType compression_;
     std::shared_ptr<const Content> content_;
-    ItemInputStream input_{*this};
-    ItemOutputStream output_{*this};
+    std::unique_ptr<ItemInputStream> input_; ///< null until it is asked for
+    std::unique_ptr<ItemOutputStream> output_;
 };
 
 } // namespace opc::storage

@@ -70,7 +70,7 @@ struct OpenPackage {
     StoredItem* add(const std::u16string& name, const std::u16string& type, std::shared_ptr<const Content> content) {
         const auto entry = byName.emplace(name, parts.end()).first;
         try {
-            std::u16string contentType = type;
+            auto contentType = std::make_shared<const std::u16string>(type);
             entry->second = parts.emplace(parts.end(), opening, name, std::move(content));
             parts.back().bytes.setContentType(std::move(contentType));
         } catch (...) {

@@ -425,7 +425,7 @@ interfaces::IPhysicalPart* OpenZipPackage::createPart(const std::u16string& name
     limits_.checkName(*itemName, location_.label);
     if (!detail::isRelationshipsPartName(name))
         limits_.checkRelationshipsName(detail::getRelationshipsPartName(name), location_.label);
-    std::u16string type = contentType;
+    auto type = std::make_shared<const std::u16string>(contentType);
     auto content = std::make_shared<const Content>(); // a part exists once it is created
     ZipEntry& entry = items_.add(items_.all().end(), *this, opening_, std::move(*itemName), name, compression);
     entry.kind = ZipItemKind::Part;

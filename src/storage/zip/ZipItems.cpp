@@ -78,14 +78,19 @@ void ZipItems::removePart(ZipEntry& part) {
 }
 
 void ZipItems::findParts(const ContentTypes* types, const std::string& label) {
+    std::map<const std::u16string*, std::shared_ptr<const std::u16string>> shared;
     for (ZipEntry& entry : entries_) {
         if (entry.partName().empty())
             continue;
         const std::u16string* type = types ? types->find(entry.partName()) : nullptr;
         const bool isPart = type || !types || detail::isRelationshipsPartName(entry.partName());
         entry.kind = isPart ? ZipItemKind::Part : ZipItemKind::Other;
-        if (type)
-            entry.bytes.setContentType(*type);
+        if (!type)
+            continue;
+        std::shared_ptr<const std::u16string>& known = shared[type];
+        if (!known)
+            known = std::make_shared<const std::u16string>(*type);
+        entry.bytes.setContentType(known);
     }
     if (!types)
         return;
