@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <opc/core/ByteArrayInAdaptor.hpp>
-#include <opc/core/ByteArrayOutAdaptor.hpp>
 #include <opc/model/coreproperties/PackageHelper.hpp>
 #include <opc/storage/memory/MemoryPackage.hpp>
 #include <opc/storage/zip/ZipPackage.hpp>
 
 #include "model/ModelFixture.hpp"
 #include "model/coreproperties/CorePropertiesSerializer.hpp"
+#include "support/PlainReaders.hpp"
 
 #include <boost/algorithm/string/join.hpp>
 #include <boost/date_time/posix_time/posix_time.hpp>
@@ -21,9 +20,7 @@ using testing::Optional;
 using testing::Pair;
 
 void loadInto(CoreProperties& properties, const std::string& xml) {
-    const std::vector<unsigned char> bytes(xml.begin(), xml.end());
-    ByteArrayInAdaptor stream(bytes);
-    CorePropertiesSerializer().load(stream, properties);
+    CorePropertiesSerializer().load({xml.begin(), xml.end()}, properties);
 }
 
 CoreProperties load(const std::string& xml) {
@@ -33,9 +30,7 @@ CoreProperties load(const std::string& xml) {
 }
 
 std::string save(const CoreProperties& properties) {
-    std::vector<unsigned char> bytes;
-    ByteArrayOutAdaptor stream(bytes);
-    CorePropertiesSerializer().save(properties, stream);
+    const auto bytes = CorePropertiesSerializer().save(properties);
     return std::string(bytes.begin(), bytes.end());
 }
 
@@ -46,7 +41,9 @@ TEST(CoreProperties, AreReadAndWrittenInTheirOrder) {
         document += line + '\n';
         if (!line.starts_with("  <") || line.find("</", 3) == std::string::npos)
             continue;
-        EXPECT_FALSE(load(coreProperties(line)).isEmpty()) << line; // each by itself
+        const std::string one = coreProperties(line); // each by itself
+        EXPECT_FALSE(load(one).isEmpty()) << line;
+        EXPECT_EQ(opc::test::areCorePropertiesAlike({one.begin(), one.end()}), true) << line;
         EXPECT_NE(save(load(coreProperties(line))).find(line), std::string::npos) << line;
     }
     const CoreProperties p = load(document);
@@ -105,15 +102,11 @@ TEST(CoreProperties, BreakNoRuleAndAreJudgedByTheirSchemaFirst) {
     }
 }
 
-TEST(CoreProperties, RefuseToWriteWhatCannotBeReadAndWriteNothingThen) {
+TEST(CoreProperties, RefuseToWriteWhatCannotBeRead) {
     const auto saving = [](const std::function<void(CoreProperties&)>& change) {
         CoreProperties properties;
         change(properties);
-        std::vector<unsigned char> bytes;
-        ByteArrayOutAdaptor stream(bytes);
-        const std::string thrown = thrownBy([&] { CorePropertiesSerializer().save(properties, stream); });
-        EXPECT_EQ(bytes.empty(), thrown != "nothing");
-        return thrown;
+        return thrownBy([&] { CorePropertiesSerializer().save(properties); });
     };
     EXPECT_EQ(saving([](auto& p) { p.setTitle(std::u16string(u"a\0b", 3)); }),
               "InvalidPartContent: XML content can not contain the character U+0000");

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "model/ModelFixture.hpp"
+#include "support/PlainReaders.hpp"
 #include "support/Throws.hpp"
 
 namespace opc::model {
@@ -149,6 +150,32 @@ TEST(RelationshipsPart, ReadsWhatOtherProducersWrite) {
     package.open(OpenMode::ReadOnly); // nothing got lost for the prefix
     EXPECT_EQ(idsOf(package.getRelationships()), "m n w x y z");
     EXPECT_EQ(package.getRelationshipByID(u"n").getTarget(), u" http://h/a  b\t") << "white space is kept";
+}
+
+TEST(RelationshipsPart, AreReadAlikeWithoutAValidatingParserWhereTheyArePlain) {
+    const std::string one = "<Relationship Id='a' Type='t' Target='x'/>";
+    const std::pair<std::string, bool> cases[] = {
+        {relationshipsXml(""), true},
+        {relationshipsXml(one), true},
+        {"\xEF\xBB\xBF<?xml version='1.0' encoding='utf-8'?>\n" + relationshipsXml("\r\n " + one + "\t") + "\n", true},
+        {relationshipsXml("<Relationship xmlns:x='http://www.w3.org/2001/XMLSchema' Target='&#xE9; \\' "
+                          "TargetMode='External' Type='mailto:' Id='_.-9z'></Relationship>" +
+                          one),
+         true},
+        {"<r:Relationships xmlns:r='http://schemas.openxmlformats.org/package/2006/relationships'><r:Relationship "
+         "Id='a' Type='t' Target='/x?q#f' TargetMode='Internal'/></r:Relationships>",
+         true},
+        {relationshipsXml("<!---->" + one), false},
+        {relationshipsXml("<?a?>" + one), false},
+        {relationshipsXml("<![CDATA[ ]]>" + one), false},
+        {relationshipsXml("<Relationship Id='a' Type='t' Target='x'> </Relationship>"), false},
+        {relationshipsXml("<Relationship Id='\xC3\xA9' Type='t' Target='x'/>"), false},
+        {relationshipsXml("<Relationship xmlns:x='urn:x' Id='a' Type='t' Target='x'/>"), false},
+        {"<?xml version='1.1'?>" + relationshipsXml(one), false}};
+    for (const auto& [xml, isPlain] : cases)
+        EXPECT_EQ(opc::test::areRelationshipsAlike({xml.begin(), xml.end()}),
+                  isPlain ? std::optional(true) : std::nullopt)
+            << xml;
 }
 
 testing::AssertionResult isRefused(const std::string& xml, const std::string& message) {

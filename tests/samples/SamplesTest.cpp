@@ -8,6 +8,7 @@
 
 #include "samples/Samples.hpp"
 #include "support/PackageContent.hpp"
+#include "support/PlainReaders.hpp"
 #include "support/RawZip.hpp"
 #include "support/TemporaryFolder.hpp"
 
@@ -89,6 +90,39 @@ TEST_P(Samples, SurviveAChangeWithTheirContentAndCompressedBytes) {
 }
 
 INSTANTIATE_TEST_SUITE_P(OtherProducers, Samples, testing::ValuesIn(test::getSamples()), test::nameOf);
+
+TEST(SampleFolder, IsReadAlikeMostlyWithoutAValidatingParser) {
+    if (test::getSampleFolder().empty())
+        GTEST_SKIP() << "OPCRAFT_SAMPLES names no folder";
+    int count = 0;
+    int plain = 0;
+    const auto judge = [&](const std::string& what, const std::optional<bool>& alike) {
+        EXPECT_TRUE(alike.value_or(true)) << what;
+        ++count;
+        plain += alike ? 1 : 0;
+    };
+    for (const test::Sample& sample : test::getSamples()) {
+        if (!sample.error.empty())
+            continue;
+        ZipPackage store(test::getSampleFolder() / sample.file);
+        Package package(store);
+        package.open(OpenMode::ReadOnly);
+        std::vector<const RelationshipSource*> sources{&package};
+        const std::vector<Part> parts = package.getParts();
+        for (const Part& part : parts)
+            sources.push_back(&part);
+        for (const RelationshipSource* source : sources)
+            if (const auto bytes = source->readRelationshipsPart(); !bytes.empty())
+                judge(sample.file, test::areRelationshipsAlike(bytes));
+        if (sample.verdict != "none" && sample.verdict != "refused" && sample.part) {
+            const std::string bytes = test::bytesOf(package.getPart(toString(*sample.part)));
+            judge(sample.file, test::areCorePropertiesAlike({bytes.begin(), bytes.end()}));
+        }
+    }
+    EXPECT_GE(100 * plain, 95 * count) << plain << " of " << count;
+    RecordProperty("plain", plain);
+    RecordProperty("all", count);
+}
 
 TEST(SampleFolder, HoldsNoPackageWithoutAVerdict) {
     if (test::getSampleFolder().empty())

@@ -1,43 +1,42 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <opc/core/InputStream.hpp>
-#include <opc/core/OutputStream.hpp>
+#include <opc/core/Limits.hpp>
+#include <opc/core/PlainXmlWriter.hpp>
 #include <opc/model/coreproperties/CoreProperties.hpp>
 #include <opc/model/coreproperties/CoreProperty.hpp>
-#include <opc/xml/XercesGuard.hpp>
-#include <opc/xml/XercesHelper.hpp>
 
+#include <optional>
 #include <set>
 #include <vector>
 
 namespace opc::model {
 
-/// Reads and writes a core properties part (ECMA-376-2 §8) and enforces its rules [M4.2] to [M4.5]. For a single use.
+/// Reads and writes a core properties part (ECMA-376-2 §8) and enforces its rules [M4.2] to [M4.5].
 class CorePropertiesSerializer {
 public:
-    /// @throws InvalidXMLSchema when an embedded schema does not load.
-    explicit CorePropertiesSerializer(const Limits& limits = {});
+    explicit CorePropertiesSerializer(const Limits& limits = {}) : limits_(limits) {}
 
     /// Replaces the properties. They are cleared when the part is valid by its schema but breaks a rule.
     /// @throws InvalidPartContent
-    void load(InputStream& stream, CoreProperties& properties);
+    /// @throws InvalidXMLSchema when an embedded schema does not load.
+    void load(const std::vector<unsigned char>& bytes, CoreProperties& properties);
 
-    /// Nothing is written when this throws.
+    /// The bytes of a core properties part.
     /// @throws InvalidPartContent
-    void save(const CoreProperties& properties, OutputStream& stream);
+    std::vector<unsigned char> save(const CoreProperties& properties);
 
-    /// Gives some properties of a part other values and keeps all else in it. Nothing is written when this throws.
-    /// @return false when they have these values already; then nothing is written either.
+    /// Gives some properties of a part other values and keeps all else in it.
+    /// @return its bytes; none when they have these values already.
     /// @throws InvalidPartContent for the part, or for the values.
-    bool update(const std::vector<unsigned char>& part, const CoreProperties& properties,
-                const std::set<const CoreProperty*>& changed, OutputStream& stream);
+    std::optional<std::vector<unsigned char>> update(const std::vector<unsigned char>& part,
+                                                     const CoreProperties& properties,
+                                                     const std::set<const CoreProperty*>& changed);
 
 private:
-    XercesGuard guard_;
+    std::vector<unsigned char> save(const CoreProperties& properties, detail::XmlLayout layout);
+
     Limits limits_;
-    ParserHandle parser_;
-    WriterHandle writer_;
 };
 
 } // namespace opc::model

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <opc/model/coreproperties/PackageHelper.hpp>
 
-#include <opc/core/ByteArrayInAdaptor.hpp>
-#include <opc/core/ByteArrayOutAdaptor.hpp>
 #include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
 #include <opc/model/Package.hpp>
@@ -123,9 +121,8 @@ CoreProperties PackageHelper::getCoreProperties(const Package& package, const st
     CoreProperties properties;
     if (const auto part = findCoreProperties(package, type)) {
         const auto bytes = readXmlItem(*part->getInputStream(), package.getLimits().xmlSize);
-        ByteArrayInAdaptor stream(bytes);
         try {
-            CorePropertiesSerializer(package.getLimits()).load(stream, properties);
+            CorePropertiesSerializer(package.getLimits()).load(bytes, properties);
         } catch (InvalidPartContent& e) {
             e.setPlace(placeInItem(e, toASCIIString(part->getName().toString())));
             throw;
@@ -144,9 +141,7 @@ void PackageHelper::createOrUpdateCoreProperties(Package& package, const CorePro
     if (package.isReadOnly())
         throw PackageReadOnly("Package is read-only");
     // The bytes come first, so that properties that cannot be written create nothing.
-    std::vector<unsigned char> bytes;
-    ByteArrayOutAdaptor stream(bytes);
-    CorePropertiesSerializer(package.getLimits()).save(properties, stream);
+    const std::vector<unsigned char> bytes = CorePropertiesSerializer(package.getLimits()).save(properties);
     if (existing)
         replaceItem(*existing->getOutputStream(), bytes);
     else
@@ -163,12 +158,11 @@ bool PackageHelper::updateCoreProperties(Package& package, const CoreProperties&
     }
     if (package.isReadOnly())
         throw PackageReadOnly("Package is read-only");
-    std::vector<unsigned char> bytes;
-    ByteArrayOutAdaptor stream(bytes);
     const auto stored = readXmlItem(*existing->getInputStream(), package.getLimits().xmlSize);
-    if (!CorePropertiesSerializer(package.getLimits()).update(stored, properties, changed, stream))
+    const auto bytes = CorePropertiesSerializer(package.getLimits()).update(stored, properties, changed);
+    if (!bytes)
         return false;
-    replaceItem(*existing->getOutputStream(), bytes);
+    replaceItem(*existing->getOutputStream(), *bytes);
     return true;
 }
 

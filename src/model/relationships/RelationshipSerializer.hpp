@@ -1,57 +1,43 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <opc/core/InputStream.hpp>
-#include <opc/model/relationships/Relationship.hpp>
-#include <opc/xml/XercesGuard.hpp>
-#include <opc/xml/XercesHelper.hpp>
+#include <opc/core/Limits.hpp>
 
-#include <set>
-#include <string>
+#include "model/relationships/RelationshipRules.hpp"
+
+#include <memory>
 #include <vector>
 
 namespace opc::model {
 
 class RelationshipManager;
+class ValidatingRelationshipsReader;
 
-/// Reads and writes relationships parts (ECMA-376-2 §6.5.2). One object serves all sources of a package, so the schema
-/// is loaded once; its guard also keeps the XML runtime alive while the package is open.
+/// Reads and writes relationships parts (ECMA-376-2 §6.5.2). One object serves all sources of a package; the XML
+/// runtime is set up for it when a part needs a validating parser.
 class RelationshipSerializer {
 public:
     explicit RelationshipSerializer(const Limits& limits = {});
+    ~RelationshipSerializer();
 
     /// Replaces the relationships by those of a relationships part; they are marked as unmodified.
     /// @throws InvalidPartContent
-    void load(InputStream& stream, RelationshipManager& manager);
+    void load(const std::vector<unsigned char>& bytes, RelationshipManager& manager);
 
     /// Whether a relationships part contains elements only: neither white space nor comments between them.
     /// @throws InvalidXMLDocument
-    bool isCompact(InputStream& stream);
+    bool isCompact(const std::vector<unsigned char>& bytes);
 
     /// The bytes of a relationships part.
     /// @throws InvalidPartContent
     std::vector<unsigned char> save(const RelationshipManager& manager);
 
 private:
-    void readDocument(const xercesc::DOMDocument& document, RelationshipManager& manager);
-    Relationship readRelationship(const xercesc::DOMElement* element, const URI& source);
-    void throwIfNotType(const std::u16string& type);
-    void appendRelationship(xercesc::DOMElement* root, const Relationship& relationship) const;
+    ValidatingRelationshipsReader& validatingReader();
 
-    XercesGuard guard_;
     Limits limits_;
-    ParserHandle parser_;
-    WriterHandle writer_;
-    WriterHandle compactWriter_;
-    XercesString namespace_;
-    XercesString relationships_;
-    XercesString relationship_;
-    XercesString id_;
-    XercesString type_;
-    XercesString target_;
-    XercesString targetMode_;
-    std::u16string external_;
-    std::set<std::u16string> types_; ///< that were read and are URIs: the parts of a package have few between them
+    RelationshipRules rules_;
+    std::unique_ptr<ValidatingRelationshipsReader> validatingReader_;
 };
 
 } // namespace opc::model

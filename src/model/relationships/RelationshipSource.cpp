@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <opc/model/relationships/RelationshipSource.hpp>
 
-#include <opc/core/ByteArrayInAdaptor.hpp>
 #include <opc/core/Strings.hpp>
 #include <opc/core/interfaces/IPhysicalPart.hpp>
 #include <opc/errors/Errors.hpp>
@@ -315,9 +314,8 @@ void RelationshipSource::setPhysicalRelationshipPart(interfaces::IPhysicalPart* 
     } catch (const Exception& e) {
         throw PackageOpenFailed(e.what(), e.code());
     }
-    ByteArrayInAdaptor stream(bytes);
     try {
-        getPackage().getRelationshipSerializer().load(stream, impl_->relationships_);
+        getPackage().getRelationshipSerializer().load(bytes, impl_->relationships_);
     } catch (const InvalidPartContent& e) {
         const std::string name = toASCIIString(part->getName());
         throwAt<InvalidRelationshipContent>(placeInItem(e, name), "In " + name + ": " + e.what());
@@ -341,9 +339,7 @@ bool RelationshipSource::isCompact() const {
     if (impl_->physicalPart_ == nullptr)
         return true;
     PhysicalInputStream input(impl_->physicalPart_->getInputStream());
-    const auto bytes = readXmlItem(input, getPackage().getLimits().xmlSize);
-    ByteArrayInAdaptor stream(bytes);
-    return getPackage().getRelationshipSerializer().isCompact(stream);
+    return getPackage().getRelationshipSerializer().isCompact(readXmlItem(input, getPackage().getLimits().xmlSize));
 }
 
 void RelationshipSource::makeCompact() {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Changes signature parts as such: beside any byte, their elements, tags and texts. Linked to the fuzzer of them.
+// Changes XML as such: beside any byte, its elements, tags and texts. Linked to the fuzzers whose inputs are XML.
 #include "Mutator.hpp"
 
 namespace {
