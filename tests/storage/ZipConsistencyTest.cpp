@@ -45,6 +45,8 @@ std::string expand(const std::string& text) {
                                                          {"{crc}", number(checksum(TEXT), 4)},
                                                          {"{size}", number(TEXT.size(), 4)},
                                                          {"{size64}", number(TEXT.size(), 8)},
+                                                         {"{packed}", number(deflate(TEXT).size(), 4)},
+                                                         {"{packed64}", number(deflate(TEXT).size(), 8)},
                                                          {"{name}", number(checksum(NAME), 4)},
                                                          {"{main}", MAIN},
                                                          {"{other}", OTHER}};
@@ -76,10 +78,11 @@ std::string packageOf(const std::string& kind, const std::string& where, const s
     RawItem last{"c.xml", where == "name of another" ? FAKE : "<c/>", 0};
     RawItem relationships = RELATIONSHIPS_ITEM;
     std::string comment = kind == "comment" ? "abc" : "";
-    ours.localExtra = kind == "ZIP64" ? expand("\\x01\\x00\\x10\\x00{size64}{size64}") : "";
+    ours.extra = kind == "ZIP64 directory" ? expand("\\x01\\x00\\x08\\x00{size64}") : "";
+    ours.localExtra = kind.ends_with("ZIP64") ? expand("\\x01\\x00\\x10\\x00{size64}{packed64}") : "";
     ours.descriptor = kind.ends_with("descriptor");
-    ours.method = kind == "descriptor" ? Z_DEFLATED : 0;
-    ours.flags = kind == "bit 3" ? 8 : 0;
+    ours.method = kind.starts_with("stored") ? 0 : Z_DEFLATED;
+    ours.flags = kind.starts_with("bit 3") ? 8 : 0;
     ours.name += kind == "accent" ? "\xC3\xA9" : "";
     const std::map<std::string, std::string*> texts{{"types", &types.content},      {"in front", &types.before},
                                                     {"extra", &ours.extra},         {"local extra", &*ours.localExtra},
@@ -91,8 +94,10 @@ std::string packageOf(const std::string& kind, const std::string& where, const s
         relationships.content = bytes + relationships.content;
     std::string file = rawZip({types, relationships, ours, last}, comment);
     const std::size_t local = file.find(ours.name) - 30;
-    if (kind == "ZIP64")
+    if (kind.ends_with("ZIP64"))
         file.replace(local + 18, 8, 8, '\xFF');
+    if (kind.ends_with("4.5"))
+        file[local + 4] = 45;
     if (kind == "ZIP64 end")
         file = withEnd64(file);
     const std::map<std::string, std::size_t> records{{"local", local},
@@ -159,6 +164,16 @@ std::vector<Case> otherCases() {
          "a size less than what is compressed"},
         {"the content is shorter", packageOf({{.name = NAME, .content = TEXT, .size = TEXT.size() + 1}}),
          "a size more than what is compressed"},
+        {": \"a.xml\": the data descriptor agrees with the central directory by sizes of 4 and of 8 bytes",
+         packageOf({{.name = "a.xml", .flags = 8, .localExtra = ""},
+                    {.name = NAME, .content = TEXT, .before = "PK\7\10" + number(0, 4) + number(2, 8) + number(0, 8)}}),
+         "an empty item with a data descriptor of ZIP64"},
+        {": \"[trash]/x\": the content is damaged: its checksum is wrong",
+         packageOf({OURS, {.name = "[trash]/x", .content = "x", .crc = 1}}), "a damaged item that is no part"},
+        {": \"x/\": the content is damaged: its checksum is wrong",
+         packageOf({OURS, {.name = "x/", .content = "x", .method = 0, .crc = 1}}), "a damaged folder"},
+        {": \"[content_types].xml\": readers that are sensitive to case find no \"[Content_Types].xml\"",
+         rawZip({{"[content_types].xml", TYPES_ITEM.content}, RELATIONSHIPS_ITEM, OURS}), "content types, in case"},
         {"duplicate item \"x.bin\"", packageOf({OURS, {"x.bin", "1"}, {"x.bin", "2"}}), "that are no parts"},
         {"could take the item for \"\xC3\xA9.x\"", withNames("\xC3\xA9.x", "e\xCC\x81.x", 0x800), "NFC and NFD"},
         {"could take the item for", withNames("\xE2\x94\x9C\xE2\x95\xA2.x", "\xC3\xB6.x", 0), "UTF-8 or code page"},

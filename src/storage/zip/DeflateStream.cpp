@@ -41,7 +41,8 @@ public:
             state_ = ::inflate(&stream_, Z_NO_FLUSH);
             const std::size_t size = output_.size() - stream_.avail_out;
             size_ += size;
-            take(output_.data(), size);
+            if (size > 0)
+                take(output_.data(), size);
         } while (state_ == Z_OK && (stream_.avail_in > 0 || stream_.avail_out == 0));
         return stream_.avail_in;
     }
@@ -61,7 +62,9 @@ private:
 void throwIfStreamEndsElsewhere(const Bytes& file, const DirectoryRecord& record, std::uint64_t content,
                                 const TakeBytes& take, const std::string& label) {
     Inflation inflation;
+    uLong checksum = 0;
     const TakeBytes takeOutput = [&](const unsigned char* data, std::size_t size) {
+        checksum = ::crc32_z(checksum, data, size);
         take(data, size);
         if (inflation.size() > record.size)
             fail(Errc::bad_message, label + ": the content is longer than the directory says");
@@ -80,6 +83,8 @@ void throwIfStreamEndsElsewhere(const Bytes& file, const DirectoryRecord& record
         fail(Errc::bad_message, label + ": the compressed content ends before the item does");
     if (inflation.size() != record.size)
         fail(Errc::bad_message, label + ": the content is shorter than the directory says");
+    if (checksum != record.header.checksum)
+        fail(Errc::bad_message, label + ": the content is damaged: its checksum is wrong");
 }
 
 } // namespace opc::storage

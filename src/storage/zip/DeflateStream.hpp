@@ -20,7 +20,7 @@ using TakeBytes = std::function<void(const unsigned char* data, std::size_t size
 /// @param content the offset of the compressed bytes.
 /// @param take is given the bytes that come out, in order; may throw.
 /// @param label starts the messages.
-/// @throws opc::Exception bad_message, for a damaged stream and a wrong size too.
+/// @throws opc::Exception bad_message, for a damaged stream, a wrong size and a wrong checksum too.
 void throwIfStreamEndsElsewhere(const Bytes& file, const DirectoryRecord& record, std::uint64_t content,
                                 const TakeBytes& take, const std::string& label);
 

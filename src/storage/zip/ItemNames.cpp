@@ -10,11 +10,9 @@
 namespace opc::storage {
 
 bool isContentTypesItem(std::string_view itemName) {
-    constexpr std::u16string_view name = u"[Content_Types].xml";
-    if (itemName.size() != name.size())
-        return false;
-    const std::u16string wide(itemName.begin(), itemName.end());
-    return caselessCompare(wide, name) == 0;
+    const auto wide = [](std::string_view name) { return std::u16string(name.begin(), name.end()); };
+    return itemName.size() == CONTENT_TYPES_ITEM.size() &&
+           caselessCompare(wide(itemName), wide(CONTENT_TYPES_ITEM)) == 0;
 }
 
 namespace {

@@ -8,6 +8,9 @@
 /// How the names of ZIP items and part names map to each other (ECMA-376-2 §7.3.4). Pure functions.
 namespace opc::storage {
 
+/// The item that holds the content types stream (ECMA-376-2 §7.3.7).
+inline constexpr std::string_view CONTENT_TYPES_ITEM = "[Content_Types].xml";
+
 /// True for the item that holds the content types stream, in whatever case it is written.
 bool isContentTypesItem(std::string_view itemName);
 

@@ -88,6 +88,12 @@ std::optional<std::vector<unsigned char>> readWhole(ItemReader& item, std::uint6
     return bytes;
 }
 
+void readToEnd(ItemReader& reader) {
+    std::vector<unsigned char> buffer(64 * 1024);
+    while (reader.read(buffer.data(), buffer.size()) > 0) {
+    }
+}
+
 /// Why an item is not a part.
 std::string explainOther(const ZipEntry& entry) {
     if (parsePieceName(entry.name))
@@ -201,7 +207,7 @@ void OpenZipPackage::readItems() {
     }
     if (location_.options.consistent) {
         throwIfNamesMeet(items_, *archive_, location_.label);
-        throwIfStreamsEndElsewhere();
+        throwIfContentsAreDamaged();
     }
 }
 
@@ -225,8 +231,9 @@ void OpenZipPackage::readAhead(std::vector<const ZipEntry*> entries,
     });
 }
 
-/// All items are in one piece.
-void OpenZipPackage::throwIfStreamsEndElsewhere() {
+/// All items are in one piece, and those that are no parts count as well: programs that unpack a file stop at a damaged
+/// one, or leave it out.
+void OpenZipPackage::throwIfContentsAreDamaged() {
     std::vector<const ZipEntry*> entries;
     for (const ZipEntry& entry : items_.all())
         entries.push_back(&entry);
@@ -245,6 +252,8 @@ void OpenZipPackage::throwIfStreamsEndElsewhere() {
                 archive_->getBytes(), record, record.localHeader + sizeOf(header.value()),
                 [&](const unsigned char*, std::size_t more) { limits_.count(size += more, entry.count, entry); },
                 entry.getLabel());
+        else
+            readToEnd(*readOriginal(entry));
     }
 }
 
@@ -309,6 +318,10 @@ void OpenZipPackage::readContentTypes() {
         // The model meets the same failure when it reads the stream; here no content type is known.
     }
     if (location_.options.consistent) {
+        if (stream.name != CONTENT_TYPES_ITEM) {
+            fail(Errc::bad_message, location_.label + ": " + inQuotes(stream.name) +
+                                        ": readers that are sensitive to case find no " + inQuotes(CONTENT_TYPES_ITEM));
+        }
         throwIfNotPlainXml(stream, types.has_value());
         types->throwIfAmbiguous(location_.label);
         for (ZipEntry& entry : items_.all()) {
@@ -379,7 +392,7 @@ interfaces::IPhysicalOutputStream* OpenZipPackage::getContentTypeOutputStream() 
     contentTypes_.reset();
     ZipEntry* entry = items_.contentTypes();
     if (!entry) {
-        entry = &items_.add(items_.all().begin(), *this, opening_, "[Content_Types].xml", std::u16string());
+        entry = &items_.add(items_.all().begin(), *this, opening_, std::string(CONTENT_TYPES_ITEM), std::u16string());
         items_.setContentTypes(*entry);
     }
     return entry->bytes.getOutputStream();

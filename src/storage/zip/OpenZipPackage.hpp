@@ -64,7 +64,7 @@ private:
     void openArchive();
     void readItems();
     void readAhead(std::vector<const ZipEntry*> entries, const interfaces::IPhysicalParallelReading::Take& take) const;
-    void throwIfStreamsEndElsewhere();
+    void throwIfContentsAreDamaged();
     ZipEntry* findUnchanged(interfaces::IPhysicalPart& part) const;
     void throwIfTaken(std::u16string_view name, std::string_view itemName);
     void throwIfBeyondLimits(const ZipChanges& changes) const;

@@ -65,13 +65,17 @@ void readStored(const Bytes& file, const DirectoryRecord& record, std::uint64_t 
     if (record.header.method != zipformat::STORED || record.size != record.compressedSize)
         fail(Errc::not_supported, label);
     zipformat::ByteVector block(std::min<std::uint64_t>(record.size, STORED_BLOCK));
+    uLong checksum = 0;
     for (std::uint64_t done = 0; done < record.size;) {
         const std::size_t count = std::min<std::uint64_t>(record.size - done, block.size());
         if (file.readAt(content + done, block.data(), count) != count)
             fail(Errc::bad_message, label);
+        checksum = ::crc32_z(checksum, block.data(), count);
         take(block.data(), count);
         done += count;
     }
+    if (checksum != record.header.checksum)
+        fail(Errc::bad_message, label);
 }
 
 ZipHandle openZip(ZipSource& source, const Bytes& bytes, const std::string& label) {
@@ -136,19 +140,11 @@ void ZipArchive::readWhole(std::uint64_t index, const TakeBytes& take) const {
         (record.header.flags & ~zipformat::HARMLESS_FLAGS) != 0)
         fail(Errc::not_supported, label_);
     throwIfOverlapping(index, label_);
-    std::uint32_t checksum = 0;
-    const TakeBytes takeChecked = [&](const unsigned char* data, std::size_t size) {
-        checksum = static_cast<std::uint32_t>(crc32_z(checksum, data, size));
-        if (size > 0)
-            take(data, size);
-    };
     const std::uint64_t content = record.localHeader + sizeOf(*header);
     if (record.header.method == zipformat::DEFLATED)
-        throwIfStreamEndsElsewhere(*bytes_, record, content, takeChecked, label_);
+        throwIfStreamEndsElsewhere(*bytes_, record, content, take, label_);
     else
-        readStored(*bytes_, record, content, takeChecked, label_);
-    if (checksum != record.header.checksum)
-        fail(Errc::bad_message, label_);
+        readStored(*bytes_, record, content, take, label_);
 }
 
 /// libzip does not report the offset of the directory that it read, so the items are compared.

@@ -55,6 +55,16 @@ bool isLinkByField(ByteSpan extra, bool isFolder) {
     return found;
 }
 
+/// How many bytes at the end of the extra fields form none. Zeros align the content, and count as none.
+std::size_t countStrayBytes(ByteSpan extra) {
+    std::size_t count = 0;
+    forEachExtraField(extra, [&](unsigned header, ByteSpan field) {
+        if (header == NO_FIELD && std::any_of(field.begin(), field.end(), [](unsigned char byte) { return byte != 0; }))
+            count = field.size();
+    });
+    return count;
+}
+
 /// A local header with what follows it.
 struct ItemHeader : LocalHeader {
     ByteVector rest{};
@@ -191,15 +201,28 @@ private:
         if (next < content || next - content < record.compressedSize)
             failAt(record, "the content overlaps what comes next in the file");
         std::uint64_t end = content + record.compressedSize;
-        if (header.flags & HAS_DESCRIPTOR) {
-            const std::uint64_t room = std::min<std::uint64_t>(next - end, MAXIMUM_DESCRIPTOR_SIZE);
-            const std::size_t size = findDescriptor(read(end, room), record);
-            if (size == 0)
-                failAt(record, "no data descriptor that agrees with the central directory follows the content");
-            end += size;
-        }
+        if (header.flags & HAS_DESCRIPTOR)
+            end += sizeOfDescriptor(record, header,
+                                    read(end, std::min<std::uint64_t>(next - end, MAXIMUM_DESCRIPTOR_SIZE)));
         if (end != next) // zeros, too: who reads from the front stops there
             failAt(record, "bytes that belong to no item follow the content");
+    }
+
+    /// Its sizes have 8 bytes where the local header has a ZIP64 field (APPNOTE §4.3.9.2). A real producer writes none,
+    /// but the version of ZIP64. Who takes 4 bytes finds that the sizes are wrong then, except for an empty item.
+    std::size_t sizeOfDescriptor(const DirectoryRecord& record, const ItemHeader& header, ByteSpan bytes) const {
+        const std::size_t narrow = findDescriptor(bytes, record, 4);
+        const std::size_t wide = findDescriptor(bytes, record, 8);
+        if (!narrow && !wide)
+            failAt(record, "no data descriptor that agrees with the central directory follows the content");
+        if (narrow && wide)
+            failAt(record, "the data descriptor agrees with the central directory by sizes of 4 and of 8 bytes");
+        const bool hasField = countFields(header.extra(), ZIP64_FIELD) > 0;
+        if (hasField ? narrow > 0 : wide > 0 && header.versionNeeded < ZIP64_VERSION) {
+            failAt(record, std::string("the data descriptor has sizes of ") + (wide ? "8" : "4") +
+                               " bytes, but the local header has " + (hasField ? "a" : "no") + " ZIP64 extra field");
+        }
+        return narrow + wide;
     }
 
     ItemHeader readHeader(const DirectoryRecord& record) const {
@@ -225,6 +248,8 @@ private:
                                ", which some readers do not support");
         if (record.header.method == STORED && record.size != record.compressedSize)
             failAt(record, "the item is stored, but its compressed size differs from its size");
+        if (record.header.method == STORED && record.header.flags & HAS_DESCRIPTOR)
+            failAt(record, "the item is stored and has a data descriptor, which readers from the front cannot find");
         if (record.header.disk != 0)
             failAt(record, "the item is on another disk");
     }
@@ -238,14 +263,34 @@ private:
         if (header.method != record.header.method)
             failAt(record, disagreement("compression method"));
         for (const unsigned version : {header.versionNeeded, record.header.versionNeeded})
-            if (version > NEWEST_VERSION)
-                failAt(record, "needs an unknown version of ZIP: " + std::to_string(version));
+            if (version > ZIP64_VERSION)
+                failAt(record, "the version needed to extract is " + std::to_string(version) +
+                                   ", which some readers do not support");
         for (const ByteSpan extra : {header.extra(), record.extra()})
-            if (isLinkByField(extra, isFolderName(record.name())))
-                failAt(record, "an extra field could make a link or a folder of the item");
-        if (countFields(header.extra(), ZIP64_FIELD) > 1 || countFields(record.extra(), ZIP64_FIELD) > 1)
-            failAt(record, "duplicate ZIP64 extra field");
+            checkExtraFields(record, extra);
+        checkNumbers64(record);
         checkNumbers(record, header);
+    }
+
+    void checkExtraFields(const DirectoryRecord& record, ByteSpan extra) const {
+        if (isLinkByField(extra, isFolderName(record.name())))
+            failAt(record, "an extra field could make a link or a folder of the item");
+        if (countFields(extra, ZIP64_FIELD) > 1)
+            failAt(record, "duplicate ZIP64 extra field");
+        if (const std::size_t stray = countStrayBytes(extra))
+            failAt(record, "the last bytes of the extra fields, " + std::to_string(stray) + ", form no field");
+    }
+
+    /// In the directory, a ZIP64 field has only the numbers that 32 bits cannot hold (APPNOTE §4.5.3).
+    void checkNumbers64(const DirectoryRecord& record) const {
+        std::size_t needed = 0;
+        for (const std::uint64_t value : {record.size, record.compressedSize, record.localHeader})
+            needed += value >= FULL_32 ? 8 : 0;
+        const std::size_t size = findNumbers64(record.extra()).size();
+        if (size != needed || (needed == 0 && countFields(record.extra(), ZIP64_FIELD) > 0)) {
+            failAt(record, "the ZIP64 extra field in the central directory has " + std::to_string(size) +
+                               " bytes of numbers, of which " + std::to_string(needed) + " are needed");
+        }
     }
 
     void checkNumbers(const DirectoryRecord& record, const ItemHeader& header) const {

@@ -39,16 +39,14 @@ std::optional<LocalHeader> readLocalHeader(const Bytes& file, std::uint64_t offs
     return isWhole ? std::optional(zipformat::readRecord<LocalHeader>(bytes)) : std::nullopt;
 }
 
-std::size_t findDescriptor(ByteSpan bytes, const DirectoryRecord& record) {
+std::size_t findDescriptor(ByteSpan bytes, const DirectoryRecord& record, std::size_t width) {
     const std::size_t signature = bytes.size() >= 4 && number(bytes, 0, 4) == DESCRIPTOR ? 4 : 0;
     for (const std::size_t start : {signature, std::size_t(0)}) {
-        for (const std::size_t width : {8U, 4U}) {
-            const std::size_t size = start + 4 + 2 * width;
-            if (bytes.size() >= size && number(bytes, start, 4) == record.header.checksum &&
-                number(bytes, start + 4, width) == record.compressedSize &&
-                number(bytes, start + 4 + width, width) == record.size)
-                return size;
-        }
+        const std::size_t size = start + 4 + 2 * width;
+        if (bytes.size() >= size && number(bytes, start, 4) == record.header.checksum &&
+            number(bytes, start + 4, width) == record.compressedSize &&
+            number(bytes, start + 4 + width, width) == record.size)
+            return size;
     }
     return 0;
 }

@@ -34,9 +34,10 @@ constexpr std::uint64_t sizeOf(const zipformat::LocalHeader& header) {
     return zipformat::SIZE<zipformat::LocalHeader> + header.nameSize + header.extraSize;
 }
 
-/// The size of the data descriptor (APPNOTE §4.3.9) at the start of these bytes: its signature is optional, and
-/// its sizes may be those of ZIP64. 0 when none of these forms agrees with the directory.
-std::size_t findDescriptor(zipformat::ByteSpan bytes, const DirectoryRecord& record);
+/// The size of the data descriptor (APPNOTE §4.3.9) at the start of these bytes: its signature is optional. 0 when it
+/// does not agree with the directory.
+/// @param width bytes of each of its sizes: 4, or 8 for those of ZIP64.
+std::size_t findDescriptor(zipformat::ByteSpan bytes, const DirectoryRecord& record, std::size_t width);
 
 constexpr std::size_t MAXIMUM_DESCRIPTOR_SIZE = 24;
 

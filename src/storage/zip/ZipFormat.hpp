@@ -26,7 +26,6 @@ constexpr std::uint64_t FULL_32 = 0xFFFFFFFF;
 
 constexpr std::uint16_t PLAIN_VERSION = 20; ///< needed to extract what is deflated or in a folder
 constexpr std::uint16_t ZIP64_VERSION = 45; ///< needed to extract what uses ZIP64
-constexpr std::uint16_t NEWEST_VERSION = 63;
 
 constexpr std::uint16_t STORED = 0;
 constexpr std::uint16_t DEFLATED = 8;
@@ -46,6 +45,7 @@ constexpr unsigned OLD_UNIX_FIELD = 0x5855;
 constexpr unsigned AES_FIELD = 0x9901;
 constexpr unsigned ASI_UNIX_FIELD = 0x756E;   ///< its mode of Unix says what kind of file it is
 constexpr unsigned ATTRIBUTES_FIELD = 0x6C78; ///< a copy of what the directory says of an item
+constexpr unsigned NO_FIELD = 0x10000;        ///< stands for bytes that do not form a field
 
 /// A little-endian number of so many bytes.
 inline std::uint64_t number(ByteSpan bytes, std::size_t offset, std::size_t size) {
@@ -210,14 +210,15 @@ inline void append(ByteVector& bytes, ByteSpan more) {
     bytes.insert(bytes.end(), more.begin(), more.end());
 }
 
-/// The extra fields in order, each with its header; bytes that do not form a field are one field at the end.
+/// The extra fields in order, each with its header; bytes that do not form a field are one field at the end, with
+/// `NO_FIELD`.
 template <class Action>
 void forEachExtraField(ByteSpan extra, Action action) {
     while (!extra.empty()) {
         const std::size_t size = extra.size() < 4 ? extra.size() : 4 + number(extra, 2, 2);
         const bool isField = extra.size() >= 4 && size <= extra.size();
         const ByteSpan field = isField ? extra.first(size) : extra;
-        action(isField ? static_cast<unsigned>(number(extra, 0, 2)) : 0x10000U, field);
+        action(isField ? static_cast<unsigned>(number(extra, 0, 2)) : NO_FIELD, field);
         extra = extra.subspan(field.size());
     }
 }

@@ -214,7 +214,7 @@ private:
     std::uint64_t descriptorSize(const DirectoryRecord& record, std::uint64_t content) const {
         std::array<unsigned char, MAXIMUM_DESCRIPTOR_SIZE> found{};
         original_->getBytes().readAt(record.localHeader + content + record.compressedSize, found.data(), found.size());
-        return findDescriptor(found, record);
+        return std::max(findDescriptor(found, record, 4), findDescriptor(found, record, 8));
     }
 
     ByteVector localExtra(const DirectoryRecord& record) const {

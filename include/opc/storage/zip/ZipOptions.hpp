@@ -35,22 +35,24 @@ struct ZipOptions {
     std::optional<std::chrono::milliseconds> lockTimeout{};
 
     /// Whether `open` refuses a file that other readers could read as another package, with bad_message; for files
-    /// whose content is signed, for example. Every compressed item is inflated once, within `limits`; other damage of
-    /// a content is detected when it is read. Refused are:
+    /// whose content is signed, for example. Every item is read once, within `limits`. Refused are:
     /// - an item whose local header and central directory disagree about name, method, checksum, sizes or flags, or
-    ///   whose data descriptor (APPNOTE §4.3.9) is missing or disagrees;
+    ///   whose data descriptor (APPNOTE §4.3.9) is missing, disagrees, or has sizes of another width than the local
+    ///   header tells; a stored item with a data descriptor, whose end a reader from the front cannot find;
     /// - duplicate items, also by names that some reader confuses: differences in case, in empty or dot
     ///   segments, backslashes, slashes at either end, blanks around and dots and versions (";1") after a segment,
     ///   drives and other colons, escapes, control characters, compatible and ignorable characters and normalization
     ///   forms of Unicode, and the encoding of a name that is not marked as UTF-8 are ignored;
-    /// - a name that an extra field replaces; two ZIP64 fields of one item; links and devices, folders without a slash
-    /// at
-    ///   the end of their name, and labels of volumes, by the attributes or an extra field;
-    /// - a compressed stream that does not end exactly where its item ends;
-    /// - methods other than stored and deflated, flags for encryption and patches and reserved flags, and unknown
-    ///   versions needed to extract (APPNOTE §4.4.3 to §4.4.5);
+    /// - a name that an extra field replaces; extra fields that are cut off; two ZIP64 fields of one item, and in the
+    ///   central directory one with numbers that need no 64 bits (APPNOTE §4.5.3);
+    /// - links and devices, folders without a slash at the end of their name, and labels of volumes, by the attributes
+    ///   or an extra field;
+    /// - a damaged content, and a compressed stream that does not end exactly where its item ends;
+    /// - methods other than stored and deflated, flags for encryption and patches and reserved flags, and versions
+    ///   needed to extract above 4.5 (APPNOTE §4.4.3 to §4.4.5);
     /// - parts in pieces, which few readers support;
-    /// - duplicate entries of the content types stream, compared in the same way;
+    /// - duplicate entries of the content types stream, compared in the same way, and a stream with a name in another
+    ///   case than "[Content_Types].xml";
     /// - an item below another one that is not a folder ("a.xml/b"): a reader may create "a.xml" as a folder;
     /// - a content types stream or a relationships part that cannot be read, is not XML 1.0, or has another encoding
     ///   than it declares;
