@@ -208,8 +208,9 @@ private:
             failAt(record, "bytes that belong to no item follow the content");
     }
 
-    /// Its sizes have 8 bytes where the local header has a ZIP64 field (APPNOTE §4.3.9.2). A real producer writes none,
-    /// but the version of ZIP64. Who takes 4 bytes finds that the sizes are wrong then, except for an empty item.
+    /// Its sizes have 8 bytes where the local header has a ZIP64 field (APPNOTE §4.3.9.2). Real producers also write 8
+    /// bytes without that field, with the version of ZIP64. A reader that takes 4 bytes for 8 notices it by the size,
+    /// unless the item is empty.
     std::size_t sizeOfDescriptor(const DirectoryRecord& record, const ItemHeader& header, ByteSpan bytes) const {
         const std::size_t narrow = findDescriptor(bytes, record, 4);
         const std::size_t wide = findDescriptor(bytes, record, 8);
