@@ -3,12 +3,17 @@
 
 #include "model/ItemBytes.hpp"
 #include "signatures/Digests.hpp"
+#include "xml/PlainXml.hpp"
 
+#include <opc/core/ByteArrayInAdaptor.hpp>
 #include <opc/core/Exception.hpp>
 #include <opc/core/Strings.hpp>
 #include <opc/core/interfaces/IPhysicalPackage.hpp>
 #include <opc/crypto/CryptoEngine.hpp>
+#include <opc/errors/Errors.hpp>
 #include <opc/model/coreproperties/PackageHelper.hpp>
+#include <opc/xml/XercesGuard.hpp>
+#include <opc/xml/XercesHelper.hpp>
 
 #include <optional>
 #include <utility>
@@ -77,23 +82,34 @@ bool isChildOfRoot(std::string_view text, std::size_t tag) {
     return depth == 1;
 }
 
+/// Whether every program finds the properties: one that is strict shows none of what is not well-formed.
+bool isWellFormed(const std::string& text, const Limits& limits) {
+    const XercesGuard guard;
+    const std::vector<unsigned char> bytes(text.begin(), text.end());
+    try {
+        const ParserHandle parser = XercesHelper::createParser(limits);
+        ByteArrayInAdaptor stream(bytes);
+        return isPlainXml(bytes, *XercesHelper::readDocumentFromStream(*parser, stream, false, u"", u""));
+    } catch (const InvalidXMLDocument&) {
+        return false;
+    }
+}
+
 } // namespace
 
-void removeKeywords(std::string& coreProperties) {
+void removeKeywords(std::string& coreProperties, const Limits& limits) {
     const std::string_view text = coreProperties;
-    if (text.find('\0') != std::string_view::npos) // UTF-16, where these bytes are different characters
-        return;
     const std::size_t start = text.find(KEYWORDS_START);
     const std::size_t end = text.find(KEYWORDS_END);
     if (start == std::string_view::npos || end == std::string_view::npos || end < start || !isChildOfRoot(text, start))
         return;
     const std::size_t inner = start + KEYWORDS_START.size();
-    if (holdsOnlyKeywords(text.substr(inner, end - inner)))
+    if (holdsOnlyKeywords(text.substr(inner, end - inner)) && isWellFormed(coreProperties, limits))
         coreProperties.erase(start, end + KEYWORDS_END.size() - start);
 }
 
 PartDigester::PartDigester(const Package& package)
-    : xmlSize_(package.getLimits().xmlSize), coreProperties_(PackageHelper::getCorePropertiesURI()),
+    : limits_(package.getLimits()), coreProperties_(PackageHelper::getCorePropertiesURI()),
       store_(dynamic_cast<interfaces::IPhysicalParallelReading*>(&package.physicalPackage_)) {}
 
 crypto::DigestEngine& PartDigester::engine(DigestMethod method) {
@@ -158,11 +174,11 @@ void PartDigester::digestAhead(const std::vector<Wanted>& wanted, SignatureForm 
 }
 
 std::vector<unsigned char> PartDigester::digestWithoutKeywords(const Part& part, DigestMethod method) {
-    const std::vector<unsigned char> bytes = readXmlItem(*part.getInputStream(), xmlSize_);
-    if (bytes.size() > xmlSize_)
-        throw Exception("The core properties part has more than " + std::to_string(xmlSize_) + " bytes");
+    const std::vector<unsigned char> bytes = readXmlItem(*part.getInputStream(), limits_.xmlSize);
+    if (bytes.size() > limits_.xmlSize)
+        throw Exception("The core properties part has more than " + std::to_string(limits_.xmlSize) + " bytes");
     std::string text(bytes.begin(), bytes.end());
-    removeKeywords(text);
+    removeKeywords(text, limits_);
     return digestBytes(text, method);
 }
 

@@ -56,7 +56,7 @@ private:
     std::vector<unsigned char> digestWithoutKeywords(const Part& part, DigestMethod method);
     std::vector<unsigned char> digestWhole(const Part& part, DigestMethod method);
 
-    std::uint64_t xmlSize_;
+    const Limits limits_;
     const PartName coreProperties_;
     std::map<DigestMethod, crypto::DigestEngine> engines_;
     std::map<Key, Digest> digests_;
@@ -65,8 +65,9 @@ private:
 };
 
 /// Removes the keywords from core properties: from the first start tag to the first end tag of their element, provided
-/// that only text and `cp:value` elements are between them. Anything else there, such as a title for another reader,
-/// would not be covered by the signature.
-void removeKeywords(std::string& coreProperties);
+/// that only text and `cp:value` elements are between them, and the whole is well-formed XML in UTF-8. Anything else
+/// there, such as a title for another reader, or what keeps one from reading the others, would not be covered by the
+/// signature.
+void removeKeywords(std::string& coreProperties, const Limits& limits);
 
 } // namespace opc::model

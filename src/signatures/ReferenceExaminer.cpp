@@ -374,7 +374,7 @@ std::vector<unsigned char> ReferenceExaminer::octetsOf(const DigitalSignatureDat
     if (!target.isRelationships()) {
         std::string octets = canonicalOctets(readPart(package_.getPart(target.name)), reference, package_.getLimits());
         if (!form.isStandard() && target.name == PartName(PackageHelper::getCorePropertiesURI()))
-            removeKeywords(octets);
+            removeKeywords(octets, package_.getLimits());
         return toBytes(octets);
     }
     const URI source(target.name.getSourcePartName());

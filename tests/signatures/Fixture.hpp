@@ -224,7 +224,7 @@ inline std::string expanded(std::string text, const std::string& part) {
         text.replace(at, end + 1 - at, element);
         at += element.size();
     }
-    return boost::replace_all_copy(text, "\\n", "\n");
+    return opc::test::unescaped(std::move(text));
 }
 
 /// As if the owner of the fixed key had signed what the part says.
