@@ -75,7 +75,7 @@ void check(const TimeStamp& stamp) {
     if (stamp.getCertificate().isEmpty())
         OPCRAFT_REQUIRE(!valid);
     else
-        OPCRAFT_REQUIRE(stamp.validateCertificate(TrustStore()).getCertificateChainStatus() != 0);
+        OPCRAFT_REQUIRE(stamp.validateCertificate(TrustStore(), {}).getCertificateChainStatus() != 0);
 }
 
 void check(char kind, const Bytes& bytes) {

@@ -260,8 +260,9 @@ bool TimeStamp::isSignatureValid() const {
     return CMS_verify(message.get(), nullptr, nullptr, nullptr, nullptr, CMS_NO_SIGNER_CERT_VERIFY | CMS_BINARY) == 1;
 }
 
-CertificateValidationResults TimeStamp::validateCertificate(const TrustStore& trust) const {
-    return validateForTimeStamping(impl_->certificate, impl_->chain, impl_->time, trust);
+CertificateValidationResults TimeStamp::validateCertificate(const TrustStore& trust,
+                                                            const X509Certificate& signer) const {
+    return validateForTimeStamping(impl_->certificate, impl_->chain, impl_->time, trust, signer);
 }
 
 } // namespace opc::certificates

@@ -93,8 +93,19 @@ bool isMadeForSignatures(STACK_OF(X509) * path) {
 
 using TrustAnchor = std::shared_ptr<const X509Certificate>;
 
+/// Whether a certificate of the path has the key of this one; never for an empty one.
+bool hasKeyOf(const X509Certificate& certificate, STACK_OF(X509) * path) {
+    if (certificate.isEmpty())
+        return false;
+    const EVP_PKEY* const key = X509_get0_pubkey(certificate.getImpl().get());
+    for (int i = 0; i < sk_X509_num(path); ++i)
+        if (EVP_PKEY_eq(key, X509_get0_pubkey(sk_X509_value(path, i))) == 1)
+            return true;
+    return false;
+}
+
 int checkChain(X509* certificate, const X509CertificateChain& chain, const CertificateValidationOptions& options,
-               const TrustStore& trust, int purpose, TrustAnchor& anchor) {
+               const TrustStore& trust, int purpose, const X509Certificate& outsider, TrustAnchor& anchor) {
     const ErrorScope errors;
     const crypto::Store store = makeStore(trust, errors);
     const crypto::BorrowedCertificates untrusted = makeStack(chain, errors);
@@ -109,6 +120,8 @@ int checkChain(X509* certificate, const X509CertificateChain& chain, const Certi
     STACK_OF(X509)* const path = X509_STORE_CTX_get0_chain(context.get());
     if ((options.checksPurpose() || purpose != ANY_PURPOSE) && !isMadeForSignatures(path))
         return X509_V_ERR_INVALID_PURPOSE;
+    if (hasKeyOf(outsider, path))
+        return X509_V_ERR_APPLICATION_VERIFICATION;
     const X509* const end = sk_X509_value(path, sk_X509_num(path) - 1);
     anchor = std::make_shared<const X509Certificate>(copyOf(end, errors));
     return X509_V_OK;
@@ -119,6 +132,8 @@ CertificateValidationResults toResults(int status, const TrustAnchor& anchor) {
         return CertificateValidationResults(0, {}, anchor);
     if (status == X509_V_ERR_OUT_OF_MEM)
         throw std::bad_alloc();
+    if (status == X509_V_ERR_APPLICATION_VERIFICATION)
+        return CertificateValidationResults(status, "its path contains the key of the signer");
     return CertificateValidationResults(status, X509_verify_cert_error_string(status));
 }
 
@@ -126,13 +141,14 @@ CertificateValidationResults toResults(int status, const TrustAnchor& anchor) {
 
 CertificateValidationResults validateForTimeStamping(const X509Certificate& certificate,
                                                      const X509CertificateChain& chain,
-                                                     const boost::posix_time::ptime& time, const TrustStore& trust) {
+                                                     const boost::posix_time::ptime& time, const TrustStore& trust,
+                                                     const X509Certificate& signer) {
     CertificateValidationOptions options;
     options.setPointInTime(time);
     options.setCheckPurpose(false); // that of signing documents
     TrustAnchor anchor;
     const int status =
-        checkChain(certificate.getImpl().get(), chain, options, trust, X509_PURPOSE_TIMESTAMP_SIGN, anchor);
+        checkChain(certificate.getImpl().get(), chain, options, trust, X509_PURPOSE_TIMESTAMP_SIGN, signer, anchor);
     return toResults(status, anchor);
 }
 
@@ -151,7 +167,7 @@ CertificateValidationResults X509Certificate::validate(const X509CertificateChai
     if (status == X509_V_OK && options.checksPurpose() && !allowsDigitalSignatures())
         status = X509_V_ERR_INVALID_PURPOSE;
     if (status == X509_V_OK && options.checksChain())
-        status = checkChain(certificate, chain, options, trust, ANY_PURPOSE, anchor);
+        status = checkChain(certificate, chain, options, trust, ANY_PURPOSE, {}, anchor);
     return toResults(status, anchor);
 }
 

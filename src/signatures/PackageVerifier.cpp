@@ -167,7 +167,7 @@ SignatureReport PackageVerifier::examineStandard(const DigitalSignature& signatu
     report.signatureValueHolds = isSignatureValueValid(data, material.key);
     if (!report.signatureValueHolds)
         return report;
-    report.timeStamps = examineTimeStamps(data, options.trust);
+    report.timeStamps = examineTimeStamps(data, options.trust, material.certificate);
     if (!material.certificate.isEmpty()) {
         validateCertificate(report, options);
         report.certificateClaim = examineCertificateClaim(data, material.certificate);

@@ -45,19 +45,20 @@ std::string faultOf(const certificates::TimeStamp& stamp, const std::string& oct
 }
 
 /// Why a time stamp that holds is not trusted; empty when it is.
-std::string doubtOf(const certificates::TimeStamp& stamp, const certificates::TrustStore& trust) {
+std::string doubtOf(const certificates::TimeStamp& stamp, const certificates::TrustStore& trust,
+                    const certificates::X509Certificate& signer) {
     if (stamp.getDigestAlgorithm() == crypto::DigestAlgorithm::MD5)
         return "The time stamp is over a digest by MD5, of which others can be made.";
     if (trust.isEmpty())
         return "No certificate is trusted for time stamps.";
-    const auto results = stamp.validateCertificate(trust);
+    const auto results = stamp.validateCertificate(trust, signer);
     if (results.getCertificateChainStatus() == 0)
         return {};
     return "The certificate of the time stamp is not trusted: " + results.getMessage() + ".";
 }
 
 void examine(const UnsignedProperties::TimeStamp& read, const certificates::TrustStore& trust,
-             TimeStampReport& report) {
+             const certificates::X509Certificate& signer, TimeStampReport& report) {
     const auto stamp = certificates::TimeStamp::fromDER(read.token);
     report.time = stamp.getTime();
     if (!stamp.getCertificate().isEmpty())
@@ -67,7 +68,7 @@ void examine(const UnsignedProperties::TimeStamp& read, const certificates::Trus
     report.problem = faultOf(stamp, read.imprint);
     report.holds = report.problem.empty();
     if (report.holds)
-        report.problem = doubtOf(stamp, trust);
+        report.problem = doubtOf(stamp, trust, signer);
     report.isTrusted = report.problem.empty();
 }
 
@@ -92,8 +93,8 @@ CertificateClaim examineCertificateClaim(const DigitalSignatureData& data,
     return result;
 }
 
-std::vector<TimeStampReport> examineTimeStamps(const DigitalSignatureData& data,
-                                               const certificates::TrustStore& trust) {
+std::vector<TimeStampReport> examineTimeStamps(const DigitalSignatureData& data, const certificates::TrustStore& trust,
+                                               const certificates::X509Certificate& signer) {
     std::vector<TimeStampReport> reports;
     for (const UnsignedProperties::TimeStamp& read : data.standard.unsignedProperties.timeStamps) {
         TimeStampReport& report = reports.emplace_back();
@@ -101,7 +102,7 @@ std::vector<TimeStampReport> examineTimeStamps(const DigitalSignatureData& data,
         if (!read.problem.empty())
             continue;
         try {
-            examine(read, trust, report);
+            examine(read, trust, signer, report);
         } catch (const Exception& e) {
             report.problem = e.what();
             report.holds = report.isTrusted = false;

@@ -17,8 +17,9 @@ CertificateClaim examineCertificateClaim(const DigitalSignatureData& data,
                                          const certificates::X509Certificate& certificate);
 
 /// Verifies the time stamps of the signature value, in document order. With an empty `trust` none is trusted, nor is
-/// one whose imprint is made with MD5.
+/// one whose imprint is made with MD5, or whose path has the key of the signer.
 /// @throws opc::Exception when OpenSSL fails; faults of a time stamp are problems of its report.
-std::vector<TimeStampReport> examineTimeStamps(const DigitalSignatureData& data, const certificates::TrustStore& trust);
+std::vector<TimeStampReport> examineTimeStamps(const DigitalSignatureData& data, const certificates::TrustStore& trust,
+                                               const certificates::X509Certificate& signer);
 
 } // namespace opc::model

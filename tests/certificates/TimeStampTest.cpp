@@ -36,6 +36,8 @@ protected:
                  {"curve", "root", stamping},
                  {"underserver", "server", stamping},
                  {"stranger", "stranger", stamping},
+                 {"signer", "root", ca},
+                 {"undersigner", "signer", stamping},
                  {"lax", "root", "extendedKeyUsage=timeStamping"},
                  {"both", "root", "extendedKeyUsage=critical,timeStamping,emailProtection"}})
             authority.issue({name, issuer, "", extensions, from, until});
@@ -46,6 +48,7 @@ protected:
         authority.issue({"twin", "root", "tsa", stamping, from});
         authority.write("octets", "octets");
         trust.addCertificate(X509Certificate::fromPEM(authority.text("root")));
+        signer = X509Certificate::fromPEM(authority.text("signer"));
     }
 
     /// Signs a content of "digest time version" by the options of a command.
@@ -72,7 +75,7 @@ protected:
             const std::string said = std::string(stamp.covers("octets") ? "these " : "other ") +
                                      (stamp.isSignatureValid() ? "valid " : "invalid ");
             try {
-                return said + std::to_string(stamp.validateCertificate(trust).getCertificateChainStatus());
+                return said + std::to_string(stamp.validateCertificate(trust, signer).getCertificateChainStatus());
             } catch (const Exception& e) {
                 return said + e.what();
             }
@@ -83,6 +86,7 @@ protected:
 
     test::Authority authority;
     TrustStore trust;
+    X509Certificate signer;
 };
 
 TEST_F(TimeStamps, GetTheVerdictsOfTheTable) {

@@ -141,7 +141,7 @@ TEST_F(XadesTest, VerifiesTimeStampsOfTheSignatureValue) {
         if (*trusted != 0)
             trust.addCertificate(X509Certificate::fromPEM(authority.text(trusted)));
         std::string text;
-        for (const TimeStampReport& report : examineTimeStamps(data, trust))
+        for (const TimeStampReport& report : examineTimeStamps(data, trust, {}))
             text += std::to_string(report.holds) + std::to_string(report.isTrusted) + ' ' + report.authority + ' ' +
                     toUTF8String(report.digestMethod).substr(0, 20) + ' ' + report.problem.substr(0, 32) + '\n';
         return text;

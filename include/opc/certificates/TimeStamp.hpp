@@ -50,8 +50,11 @@ public:
     /// Validates the certificate at the time of the stamp: a path leads to a certificate of `trust`, as in
     /// `X509Certificate::validate` but for the purpose. The certificates in the token and `trust` are used, the network
     /// never; revocation is not checked.
+    /// @param signer the certificate of whoever made what is stamped. A path with his key is not valid
+    ///        (X509_V_ERR_APPLICATION_VERIFICATION), since he could have made the stamp for any time. Empty where
+    ///        nobody is known.
     /// @throws opc::Exception when the token contains no certificate of the authority, or OpenSSL fails.
-    CertificateValidationResults validateCertificate(const TrustStore& trust) const;
+    CertificateValidationResults validateCertificate(const TrustStore& trust, const X509Certificate& signer) const;
 
 private:
     struct Impl;
