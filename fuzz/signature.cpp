@@ -13,6 +13,7 @@
 
 #include "Fuzz.hpp"
 #include "signatures/ObjectText.hpp"
+#include "signatures/PlainSignatureReader.hpp"
 #include "signatures/SignatureDocumentReader.hpp"
 #include "signatures/SignatureKeys.hpp"
 #include "signatures/SigningClock.hpp"
@@ -27,7 +28,7 @@
 #include <boost/date_time/posix_time/posix_time.hpp>
 
 #include <algorithm>
-#include <ostream>
+#include <sstream>
 
 namespace {
 
@@ -79,7 +80,7 @@ void signAgain(DigitalSignatureData& data, const opc::crypto::RSAPrivateKey& key
     for (auto& reference : data.signedInfoReferences)
         for (const auto& object : data.objects)
             if (reference.uri.getFragment() == object.id) {
-                const std::string text = opc::detail::toUTF8String(toDigestedText(object.xmlBytes));
+                const std::string text = toDigestedText(object.xmlBytes);
                 reference.digestMethod = AlgorithmURIMap::getAlgorithmURI(DigestMethod::SHA256);
                 reference.digestValue = opc::toString(CryptoEngine::encodeBase64(digest(text, DigestMethod::SHA256)));
             }
@@ -102,6 +103,25 @@ void checkClaims(const DigitalSignatureData& data) {
         OPCRAFT_REQUIRE(CryptoEngine::decodeBase64(reference.digestValue) == digest(part->second.content, method));
     }
     OPCRAFT_REQUIRE(claimed <= data.signedPartNames.size());
+}
+
+std::string dump(const DigitalSignatureData& data) {
+    std::ostringstream text;
+    prettyPrint(text, data);
+    return text.str();
+}
+
+/// What is read without a parser is what the validating reader says.
+void comparePlain(const Bytes& part, SignatureDocumentReader& reader) {
+    const auto plain = readPlainSignature(part, rulesOf(SignatureForm::Library), opc::Limits{});
+    if (!plain)
+        return;
+    std::ostringstream log; // so that it is validated
+    opc::ByteArrayInAdaptor stream(part);
+    const DigitalSignatureData data = reader.read(stream, rulesOf(SignatureForm::Library), log);
+    OPCRAFT_REQUIRE(dump(*plain) == dump(data));
+    OPCRAFT_REQUIRE(plain->publicKey == data.publicKey && plain->certificate == data.certificate &&
+                    plain->certificateChain.getCertificates() == data.certificateChain.getCertificates());
 }
 
 /// A package that is signed by the fixed key, into which other signature parts are put.
@@ -131,6 +151,7 @@ public:
     }
 
     void take(const Bytes& part) {
+        comparePlain(part, reader_);
         std::ostream nowhere(nullptr);
         opc::ByteArrayInAdaptor stream(part);
         try {

@@ -43,15 +43,17 @@ std::string toURIForm(std::u16string_view text, Form form) {
     return form == Form::Leiri ? mapToURI(utf8) : utf8;
 }
 
-/// Most names of parts and most targets are made of unreserved characters and slashes; these are always a URI
-/// reference.
-bool isPlainPath(const std::string& text) noexcept {
-    return std::all_of(
-        text.begin(), text.end(), [](char32_t c) { return detail::isUnreserved(c) || c == U'/'; });
+/// Most names of parts, most targets and the references of signatures: an absolute path with a query, or a path of
+/// unreserved characters alone. These are always a URI reference.
+bool isPlainReference(const std::string& text) noexcept {
+    if (text.starts_with('/') && !text.starts_with("//"))
+        return std::all_of(
+            text.begin(), text.end(), [](char32_t c) { return detail::isPathCharacter(c) || c == U'?'; });
+    return std::all_of(text.begin(), text.end(), [](char32_t c) { return detail::isUnreserved(c) || c == U'/'; });
 }
 
 void throwIfNotURIReference(const std::string& text) {
-    if (isPlainPath(text))
+    if (isPlainReference(text))
         return;
     UriUriA uri{};
     const char* error = nullptr;

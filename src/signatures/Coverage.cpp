@@ -220,8 +220,9 @@ void Coverage::markStructure(const SignatureFormRules& form, const std::vector<D
     const bool isUsed = signatures.empty() || std::any_of(signatures.begin(), signatures.end(), isOfForm);
     if (!relationship || !isUsed)
         return;
+    const Key key = keyOf(*relationship);
     for (Link& link : links_)
-        if (link.key == keyOf(*relationship))
+        if (link.key == key)
             link.category = Category::Structure;
     if (const auto origin = findTarget(package_, *relationship)) {
         if (isEmpty(*origin))
@@ -239,8 +240,9 @@ void Coverage::markStructure(const SignatureFormRules& form, const std::vector<D
 void Coverage::markCertificates(const DigitalSignatureData& signature, const SignatureFormRules& form) {
     for (const PartName& name : signature.standard.certificateParts)
         markPart(name, form.certificateContentType);
+    const URI source(signature.partName);
     for (Link& link : links_) {
-        const auto target = link.relationship.getSourceURI() == URI(signature.partName) &&
+        const auto target = link.relationship.getSourceURI() == source &&
                                     link.relationship.getType() == form.certificateRelationshipType
                                 ? findTarget(package_, link.relationship)
                                 : std::nullopt;
@@ -265,12 +267,12 @@ void Coverage::markLinks(const URI& source, const char16_t* type) {
 
 /// A part that another relationship leads to is content.
 void Coverage::demoteLinkedStructure() {
-    std::set<std::string> paths;
+    std::set<std::string_view> paths;
     for (const Link& link : links_)
         if (link.category != Category::Structure)
             paths.insert(link.paths.begin(), link.paths.end());
     for (auto& [name, entry] : parts_)
-        if (paths.count(pathOf(name)) != 0)
+        if (entry.category == Category::Structure && paths.count(pathOf(name)) != 0)
             entry.category = Category::Content;
 }
 
@@ -301,9 +303,10 @@ void Coverage::exceptPart(const Part& part, const Link& link) {
 }
 
 void Coverage::sortItems(const std::vector<std::string>& otherItems) {
-    std::set<std::string> paths;
-    for (const Link& link : links_)
-        paths.insert(link.paths.begin(), link.paths.end());
+    std::set<std::string_view> paths;
+    if (!otherItems.empty())
+        for (const Link& link : links_)
+            paths.insert(link.paths.begin(), link.paths.end());
     for (const std::string& item : otherItems) {
         const std::string path = detail::foldName(item);
         (isFolderOrTrash(item, path) && paths.count(path) == 0 ? exceptedItems_ : items_).push_back(item);

@@ -157,7 +157,7 @@ std::string objectText(const DigitalSignatureData& signature, const std::u16stri
                                     [&id](const auto& object) { return object.id == id; });
     if (found == signature.objects.end())
         throw InvalidSignature("XML signature: Could not find referenced object " + detail::toUTF8String(id, false));
-    return detail::toUTF8String(toDigestedText(found->xmlBytes));
+    return toDigestedText(found->xmlBytes);
 }
 
 /// The canonical form of an element that the standard forms digest.

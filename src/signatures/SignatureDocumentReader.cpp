@@ -9,6 +9,8 @@
 
 #include "errors/ErrorPlaces.hpp"
 #include "model/ItemBytes.hpp"
+#include "signatures/KeyInfoReader.hpp"
+#include "signatures/PlainSignatureReader.hpp"
 #include "signatures/SignatureDocumentWriter.hpp"
 #include "signatures/SignatureElements.hpp"
 #include "signatures/SignatureFormRules.hpp"
@@ -33,9 +35,6 @@ namespace {
 using xercesc::DOMElement;
 using Data = DigitalSignatureData;
 using ReferenceData = Data::ReferenceData;
-
-/// Each certificate costs one signature verification.
-constexpr std::size_t MAXIMUM_CERTIFICATES = 100;
 
 /// A parser that has seen more names is replaced before the next document. A signature has about thirty.
 constexpr std::size_t MOST_NAMES_OF_A_PARSER = 100;
@@ -438,24 +437,35 @@ ParserHandle makeValidator(const Limits& limits) {
 
 } // namespace
 
-SignatureDocumentReader::SignatureDocumentReader(const Limits& limits)
-    : limits_(limits), validator_(makeValidator(limits)), parser_(XercesHelper::createParser(limits)) {}
+SignatureDocumentReader::Parsers::Parsers(const Limits& limits)
+    : validator(makeValidator(limits)), parser(XercesHelper::createParser(limits)) {}
+
+SignatureDocumentReader::Parsers& SignatureDocumentReader::parsers() {
+    if (!parsers_ || dynamic_cast<const BoundedParser&>(*parsers_->validator).getNameCount() > MOST_NAMES_OF_A_PARSER)
+        parsers_.emplace(limits_);
+    return *parsers_;
+}
 
 DigitalSignatureData SignatureDocumentReader::read(InputStream& stream, const SignatureFormRules& form,
                                                    std::ostream& trace) {
     const std::vector<unsigned char> bytes = readXmlItem(stream, limits_.xmlSize);
-    if (dynamic_cast<const BoundedParser&>(*validator_).getNameCount() > MOST_NAMES_OF_A_PARSER) {
-        validator_ = makeValidator(limits_);
-        parser_ = XercesHelper::createParser(limits_);
-    }
+    if (!trace)
+        if (auto data = readPlainSignature(bytes, form, limits_))
+            return std::move(*data);
+    return readValidated(bytes, form, trace);
+}
+
+DigitalSignatureData SignatureDocumentReader::readValidated(const std::vector<unsigned char>& bytes,
+                                                            const SignatureFormRules& form, std::ostream& trace) {
+    const auto& [guard, validator, parser] = parsers();
     try {
         // Validation normalizes white space in base64 and Ids, so a second parse reads the content.
         ByteArrayInAdaptor validated(bytes);
-        XercesHelper::readDocumentFromStream(*validator_, validated, true, u"", u"");
+        XercesHelper::readDocumentFromStream(*validator, validated, true, u"", u"");
         ByteArrayInAdaptor plain(bytes);
-        DigitalSignatureData data = readDocument(
-            *parser_, *XercesHelper::readDocumentFromStream(*parser_, plain, false, u"", u""), form, trace);
-        translatingXercesErrors([this] { parser_->resetDocumentPool(); });
+        DigitalSignatureData data =
+            readDocument(*parser, *XercesHelper::readDocumentFromStream(*parser, plain, false, u"", u""), form, trace);
+        translatingXercesErrors([&parser = parser] { parser->resetDocumentPool(); });
         return data;
     } catch (const InvalidXMLDocument& e) {
         throwAs<InvalidPartContent>(e);

@@ -5,6 +5,7 @@
 #include "signatures/SignatureElements.hpp"
 #include "xml/ChildElements.hpp"
 
+#include <opc/core/Characters.hpp>
 #include <opc/errors/Errors.hpp>
 
 #include <algorithm>
@@ -122,7 +123,9 @@ std::string describeTransform(std::u16string_view identifier) {
 }
 
 std::u16string toURIText(const std::u16string& text) {
-    return URI::percentEncode(text, URI_CHARACTERS);
+    const bool isPlain = std::all_of(text.begin(), text.end(),
+                                     [](char16_t c) { return detail::isPathCharacter(c) || c == u'?' || c == u'#'; });
+    return isPlain ? text : URI::percentEncode(text, URI_CHARACTERS);
 }
 
 ReferenceData readSignedInfoReference(const DOMElement& element) {

@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "signatures/Fixture.hpp"
+#include "signatures/PlainSignatureReader.hpp"
+#include "signatures/SignatureDocumentReader.hpp"
+
+#include <opc/core/ByteArrayInAdaptor.hpp>
 
 #include <boost/regex.hpp>
 
@@ -49,6 +53,23 @@ Bytes byTypeCountersigned() {
         });
 }
 
+/// Whether a part is read without a parser. Then that gives what the validating reader does.
+bool isPlain(const std::string& part) {
+    const Bytes bytes = toBytes(part);
+    const auto plain = readPlainSignature(bytes, rulesOf(SignatureForm::Library), Limits{});
+    if (!plain)
+        return false;
+    ByteArrayInAdaptor stream(bytes);
+    std::ostringstream log, dumped, expected;
+    const DigitalSignatureData data = SignatureDocumentReader().read(stream, rulesOf(SignatureForm::Library), log);
+    prettyPrint(dumped, *plain);
+    prettyPrint(expected, data);
+    EXPECT_EQ(dumped.str(), expected.str());
+    EXPECT_TRUE(plain->publicKey == data.publicKey && plain->certificate == data.certificate) << part;
+    EXPECT_EQ(plain->certificateChain.getCertificates(), data.certificateChain.getCertificates());
+    return true;
+}
+
 TEST(Tampering, EndsAsTheTableSays) {
     const std::map<std::string, Items> packages = {
         {"letter", letter()},
@@ -61,6 +82,7 @@ TEST(Tampering, EndsAsTheTableSays) {
     for (const Fields& row : opc::test::readTable("signatures/changes.tsv")) {
         Items items = packages.at(row.at(1));
         change(items, row);
+        isPlain(items.byName()[PART]);
         const std::string verdict = verdictOn(items.toZip());
         EXPECT_EQ(row.back() == "refused" ? verdict.substr(0, 7) : verdict, row.back()) << row[0] << ", " << row[1];
     }
@@ -130,6 +152,7 @@ TEST_F(TamperingWithSignatures, NoTextAndNoAttributeIsLeftOut) {
         ASSERT_TRUE(isValid(zip));
         Items items(zip);
         const std::string text = items[PART];
+        EXPECT_EQ(isPlain(text), text.find("xmlns:pds=") != std::string::npos) << "in the library's form";
         const std::size_t start = text.find("<Signature "); // behind the XML declaration
         int count = 0;
         for (boost::sregex_iterator i(text.begin() + static_cast<long>(start), text.end(), value), end; i != end; ++i) {
@@ -144,6 +167,7 @@ TEST_F(TamperingWithSignatures, NoTextAndNoAttributeIsLeftOut) {
             for (const std::string& other : others) {
                 items[PART] = text;
                 items[PART].replace(start + static_cast<std::size_t>(i->position(group)), was.size(), other);
+                isPlain(items[PART]);
                 bool valid = false;
                 outcomeOf([&] { valid = isValid(items.toZip()); });
                 EXPECT_FALSE(valid) << "\"" << was << "\" became \"" << other << '"';
