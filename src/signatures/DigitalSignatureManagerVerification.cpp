@@ -81,7 +81,7 @@ DigitalSignatureVerificationStatus DigitalSignatureManager::verifySignature(cons
 DigitalSignatureVerificationStatus
 DigitalSignatureManager::verifyAllSignatures(const CertificateValidationOptions& options,
                                              const TrustStore& trustStore) const {
-    PackageVerifier verifier(getPackage());
+    PackageVerifier verifier(getPackage(), false, ReportDetail::Faults);
     for (const DigitalSignature& signature : loaded()) {
         const auto status = toStatus(verifier.examine(signature, options, trustStore), &options);
         if (!status.isValid())

@@ -257,6 +257,10 @@ PackageSigner::PackageSigner(Package& package, const SignatureFormRules& form,
                              const std::vector<DigitalSignature>& existing, MakeId makeId, Load load)
     : package_(package), form_(form), existing_(existing), makeId_(std::move(makeId)), load_(std::move(load)) {}
 
+PackageVerifier PackageSigner::verifier() const {
+    return PackageVerifier(package_, false, ReportDetail::Faults);
+}
+
 std::shared_ptr<DigitalSignatureData> PackageSigner::make(const SigningRequest& request, DigestMethod digestMethod,
                                                           const std::function<Material()>& prepare) {
     const DataToSign data = computeDataToSign(package_, form_, request, digestMethod);
@@ -323,7 +327,7 @@ DigitalSignature PackageSigner::sign(const SigningRequest& request, const Bytes&
         return signature;
     return translatingErrorsTo<CouldNotGenerateSignature>([&] {
         const Bytes publicKey = signature.getImpl()->publicKey->toDER();
-        if (!toStatus(PackageVerifier(package_).examine(signature, publicKey)).isValid())
+        if (!toStatus(verifier().examine(signature, publicKey)).isValid())
             throw CouldNotGenerateSignature(KEY_DOES_NOT_VERIFY);
         return signature;
     });
@@ -344,7 +348,7 @@ DigitalSignature PackageSigner::sign(const SigningRequest& request, const Bytes&
     if (form_.isStandard())
         return signature;
     return translatingErrorsTo<CouldNotGenerateSignature>([&] {
-        const auto report = PackageVerifier(package_).examine(signature, certificate, chain, options, trustStore);
+        const auto report = verifier().examine(signature, certificate, chain, options, trustStore);
         if (!toStatus(report, &options).isValid())
             throw CouldNotGenerateSignature(CERTIFICATE_DOES_NOT_VERIFY);
         return signature;
@@ -399,7 +403,7 @@ DigitalSignature PackageSigner::store(DigitalSignatureData& made) {
         compaction.add(made);
     writePart(made, [&](const Part& part) {
         stored = load_(part);
-        if (!PackageVerifier(package_).examine(*stored, noValidation(), TrustStore()).isSignatureValid())
+        if (!verifier().examine(*stored, noValidation(), TrustStore()).isSignatureValid())
             throw CouldNotGenerateSignature("The signature is not valid when it is read again.");
     });
     compaction.run();

@@ -6,6 +6,7 @@
 #include <opc/signatures/DigitalSignatureManager.hpp>
 
 #include "signatures/CertificateTypes.hpp"
+#include "signatures/PackageVerifier.hpp"
 #include "signatures/SignatureFormRules.hpp"
 
 #include <functional>
@@ -45,6 +46,7 @@ private:
     struct Material;
     struct Keys;
 
+    PackageVerifier verifier() const;
     DigitalSignature sign(const SigningRequest& request, const Keys& keys);
     std::shared_ptr<DigitalSignatureData> make(const SigningRequest& request, DigestMethod digestMethod,
                                                const std::function<Material()>& prepare);

@@ -131,7 +131,8 @@ struct PackageVerifier::StandardMaterial {
     }
 };
 
-PackageVerifier::PackageVerifier(const Package& package, bool strict) : examiner_(requireOpen(package), strict) {}
+PackageVerifier::PackageVerifier(const Package& package, bool strict, ReportDetail detail)
+    : examiner_(requireOpen(package), strict, detail) {}
 
 SignatureReport PackageVerifier::examine(const DigitalSignature& signature, const Material& material) {
     const DigitalSignatureData& data = *signature.getImpl();

@@ -16,7 +16,7 @@ namespace opc::model {
 class PackageVerifier {
 public:
     /// @throws PackageNotOpen
-    explicit PackageVerifier(const Package& package, bool strict = false);
+    explicit PackageVerifier(const Package& package, bool strict = false, ReportDetail detail = ReportDetail::Full);
 
     SignatureReport examine(const DigitalSignature& signature, const Bytes& publicKey);
     SignatureReport examine(const DigitalSignature& signature, const X509Certificate& certificate,

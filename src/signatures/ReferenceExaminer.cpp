@@ -91,6 +91,8 @@ void compareContentTypes(const std::u16string& claimed, const std::u16string& fo
     report.foundContentType = found;
     if (claimed.empty())
         throw Finding{ReferenceVerdict::NotSupported, "the reference names no content type"};
+    if (claimed == found && found.find(u';') == std::u16string::npos) // the usual case, and surely in normal form
+        return;
     const std::u16string signedType = normalized(claimed);
     if (signedType != found)
         throw Finding{ReferenceVerdict::ContentTypeDiffers,
@@ -213,19 +215,23 @@ void throwIfSelectionIsAbsent(const ReferenceData& reference, const Relationship
 
 } // namespace
 
-ReferenceExaminer::ReferenceExaminer(const Package& package, bool strict)
-    : package_(package), strict_(strict), digester_(package) {}
+ReferenceExaminer::ReferenceExaminer(const Package& package, bool strict, ReportDetail detail)
+    : package_(package), strict_(strict), detail_(detail), digester_(package) {}
 
 std::vector<ReferenceReport> ReferenceExaminer::examine(const DigitalSignatureData& signature) {
     const SignatureFormRules& form = rulesOf(signature.form);
     std::vector<ReferenceReport> reports;
-    reports.reserve(signature.signedInfoReferences.size() + signature.manifestReferences.size());
+    if (detail_ == ReportDetail::Full)
+        reports.reserve(signature.signedInfoReferences.size() + signature.manifestReferences.size());
     if (digester_.isParallel())
         digestAhead(signature);
     for (const ReferenceData& reference : signature.signedInfoReferences)
         reports.push_back(examineObject(reference, signature, form));
-    for (const ReferenceData& reference : signature.manifestReferences)
-        reports.push_back(examineEntry(reference, form));
+    for (const ReferenceData& reference : signature.manifestReferences) {
+        ReferenceReport report = examineEntry(reference, form);
+        if (detail_ == ReportDetail::Full || !report.holds())
+            reports.push_back(std::move(report));
+    }
     return reports;
 }
 

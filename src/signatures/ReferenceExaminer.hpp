@@ -13,13 +13,19 @@
 
 namespace opc::model {
 
+/// Which references are in a report.
+enum class ReportDetail {
+    Full,
+    Faults, ///< those of `SignedInfo`, and of the manifest those that are not valid: enough for a status
+};
+
 /// Resolves the references of signatures and compares their targets with what was signed.
 ///
 /// Caches digests, so the package must not change during its lifetime. Used by one thread, together with the package.
 class ReferenceExaminer {
 public:
     /// @param strict whether relationships are read as the standard says only.
-    explicit ReferenceExaminer(const Package& package, bool strict = false);
+    explicit ReferenceExaminer(const Package& package, bool strict = false, ReportDetail detail = ReportDetail::Full);
 
     /// The references of `SignedInfo`, then those of the manifest. Faults are in the reports.
     std::vector<ReferenceReport> examine(const DigitalSignatureData& signature);
@@ -50,6 +56,7 @@ private:
 
     const Package& package_;
     const bool strict_;
+    const ReportDetail detail_;
     PartDigester digester_;
 };
 

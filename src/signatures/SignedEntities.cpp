@@ -54,15 +54,22 @@ void resolveRelationships(const Package& package, const ReferenceData& reference
     data.signedRelationships.insert(data.signedRelationships.end(), selected.begin(), selected.end());
 }
 
+/// The name in the case in which it is signed; where it can, it shares its text with the part.
+PartName withSharedText(const Package& package, const PartName& name) {
+    PartName stored = package.getPart(name).getName();
+    return stored.toString() == name.toString() ? stored : name;
+}
+
 void resolve(const Package& package, const ReferenceData& reference, DigitalSignatureData& data) {
     const ManifestTarget target = ManifestTarget::of(reference.uri);
     const PartName part = target.isRelationships() ? PartName(target.name.getSourcePartName(), true) : target.name;
-    if (!PartName::isPackageRootUri(part.getURI()) && !package.hasPart(part))
+    const bool isRoot = PartName::isPackageRootUri(part.getURI());
+    if (!isRoot && !package.hasPart(part))
         throw PartNotFound("Part referenced to by the signature is not present in the package.");
     if (target.isRelationships())
         resolveRelationships(package, reference, part.getURI(), data);
     else
-        data.signedPartNames.push_back(part);
+        data.signedPartNames.push_back(isRoot ? part : withSharedText(package, part));
 }
 
 } // namespace
