@@ -187,7 +187,10 @@ private:
         text_.expect("</SignatureProperties></Object>");
         const View object = start.substr(tag.size(), start.size() - text_.rest().size() - tag.size());
         // An element by itself is given with the namespace that it has from the signature.
-        data_.objects.push_back({PACKAGE_OBJECT_ID, wide(tag + "xmlns=\"" + DSIG + "\" ") + wide(object)});
+        const std::string before = tag + "xmlns=\"" + DSIG + "\" ";
+        std::u16string element(before.size() + object.size(), u'\0');
+        std::copy(object.begin(), object.end(), std::copy(before.begin(), before.end(), element.begin()));
+        data_.objects.push_back({PACKAGE_OBJECT_ID, std::move(element)});
     }
 
     void readManifestReference() {
