@@ -27,9 +27,11 @@ using Bytes = std::vector<unsigned char>;
 
 /// More than any number of a key that is taken, in bytes.
 constexpr std::size_t MAXIMUM_NUMBER = 8192 / 8;
+/// A longer exponent (FIPS 186-5 §5.4) makes a verification take as long as a signing.
+constexpr int LONGEST_EXPONENT = 256;
 /// OpenSSL computes with no longer exponents when the modulus has more bits than this.
-constexpr int LARGEST_MODULUS_OF_ANY_EXPONENT = 3072;
-constexpr int LONGEST_EXPONENT = 64;
+constexpr int LARGEST_SMALL_MODULUS = 3072;
+constexpr int LONGEST_EXPONENT_OF_LARGE = 64;
 
 struct Curve {
     const char* oid;
@@ -217,8 +219,8 @@ void throwIfUnusableRSANumbers(const BIGNUM* modulus, const BIGNUM* exponent) {
         throw Exception("The modulus of the RSA key is even.");
     if (!BN_is_odd(exponent) || BN_is_one(exponent))
         throw Exception("The public exponent of the RSA key is not an odd number of at least 3.");
-    const bool isBounded = BN_num_bits(modulus) > LARGEST_MODULUS_OF_ANY_EXPONENT;
-    if (BN_cmp(exponent, modulus) >= 0 || (isBounded && BN_num_bits(exponent) > LONGEST_EXPONENT))
+    const int longest = BN_num_bits(modulus) > LARGEST_SMALL_MODULUS ? LONGEST_EXPONENT_OF_LARGE : LONGEST_EXPONENT;
+    if (BN_cmp(exponent, modulus) >= 0 || BN_num_bits(exponent) > longest)
         throw Exception("The public exponent of the RSA key is too long.");
 }
 

@@ -41,6 +41,19 @@ bool holdsByTheLetter(const ReferenceData& reference, const RelationshipSource& 
 
 } // namespace
 
+RelationshipsCompaction::RelationshipsCompaction(Package& package, const std::vector<DigitalSignature>& existing)
+    : package_(package) {
+    for (const DigitalSignature& signature : existing) {
+        if (signature.getForm() == SignatureForm::Library)
+            continue;
+        for (const ReferenceData& reference : signature.getImpl()->manifestReferences) {
+            const ManifestTarget target = ManifestTarget::of(reference.uri);
+            if (target.isRelationships())
+                existing_.emplace(target.name, reference);
+        }
+    }
+}
+
 void RelationshipsCompaction::add(const DigitalSignatureData& signature) {
     for (const auto& [source, selectors] : signature.relationshipSelectors)
         if (!withSource(package_, source, isCompact) && !isCoveredWithWhiteSpace(source))
@@ -51,13 +64,9 @@ bool RelationshipsCompaction::isCoveredWithWhiteSpace(const URI& source) const {
     return withSource(
         package_, source,
         [&](const RelationshipSource& of) {
-            const PartName name = of.getRelationshipsPartName();
-            for (const DigitalSignature& signature : existing_)
-                for (const ReferenceData& reference : signature.getImpl()->manifestReferences)
-                    if (signature.getForm() != SignatureForm::Library &&
-                        ManifestTarget::of(reference.uri).name == name && !holdsByTheLetter(reference, of))
-                        return true;
-            return false;
+            const auto [begin, end] = existing_.equal_range(of.getRelationshipsPartName());
+            return std::any_of(
+                begin, end, [&of](const auto& entry) { return !holdsByTheLetter(entry.second, of); });
         });
 }
 

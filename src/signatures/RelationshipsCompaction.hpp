@@ -3,7 +3,9 @@
 
 #include <opc/model/Package.hpp>
 #include <opc/signatures/DigitalSignature.hpp>
+#include <opc/signatures/DigitalSignatureData.hpp>
 
+#include <map>
 #include <vector>
 
 namespace opc::model {
@@ -14,8 +16,7 @@ class RelationshipsCompaction {
 public:
     /// @param existing the signatures that the package has. What one of them covers, with the white space as it
     ///        seems, stays as it is.
-    RelationshipsCompaction(Package& package, const std::vector<DigitalSignature>& existing)
-        : package_(package), existing_(existing) {}
+    RelationshipsCompaction(Package& package, const std::vector<DigitalSignature>& existing);
 
     /// Finds the relationships parts to be rewritten. Nothing is changed.
     void add(const DigitalSignatureData& signature);
@@ -26,7 +27,7 @@ private:
     bool isCoveredWithWhiteSpace(const URI& source) const;
 
     Package& package_;
-    const std::vector<DigitalSignature>& existing_;
+    std::multimap<PartName, DigitalSignatureData::ReferenceData> existing_; ///< references to relationships parts
     std::vector<URI> sources_;
 };
 

@@ -97,6 +97,7 @@ TEST_F(RSAKeys, WithNumbersOutsideTheirBoundsAreRefused) {
         {modulus, {1, 0}, exponent},
         {modulus, modulus, "The public exponent of the RSA key is too long."},
         {modulus, Bytes(513, 0xFF), "The public exponent of the RSA key is too long."},
+        {Bytes(256, 0xFF), Bytes(33, 0xFF), "The public exponent of the RSA key is too long."},
         {large, Bytes(9, 0xFF), "The public exponent of the RSA key is too long."},
     };
     for (const auto& row : refused) {
@@ -105,7 +106,7 @@ TEST_F(RSAKeys, WithNumbersOutsideTheirBoundsAreRefused) {
         EXPECT_TRUE(isOfSize ? throws<UnsupportedKeySize>(row.message, make) : throws<Exception>(row.message, make));
     }
     EXPECT_EQ(RSAPublicKey::fromModulusAndExponent(large, Bytes(8, 0xFF)).getKeySize(), 4096U);
-    EXPECT_EQ(RSAPublicKey::fromModulusAndExponent(Bytes(256, 0xFF), Bytes(128, 0xFF)).getKeySize(), 2048U);
+    EXPECT_EQ(RSAPublicKey::fromModulusAndExponent(Bytes(256, 0xFF), Bytes(32, 0xFF)).getKeySize(), 2048U);
 
     // The same holds for keys in DER: sizes, a negative number, and an exponent that the command refuses to make.
     const Bytes odd = readFile(folder / key("1536"));

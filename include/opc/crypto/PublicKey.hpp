@@ -22,8 +22,8 @@ enum class KeyKind {
 ///
 /// Immutable; copies share one key, which any number of threads may use. Every function that makes a key refuses,
 /// before it computes anything with it, a size or a curve that is not named here (`UnsupportedKeySize`), an RSA modulus
-/// that is even, and an RSA exponent that is even, below 3, not below the modulus, or above 64 bits with a modulus of
-/// more than 3072 bits. A point has to lie on its curve.
+/// that is even, and an RSA exponent that is even, below 3, not below the modulus, above 256 bits, or above 64 bits
+/// with a modulus of more than 3072 bits. A point has to lie on its curve.
 class OPCRAFT_API PublicKey {
 public:
     /// Reads a SubjectPublicKeyInfo (RFC 5280 §4.1.2.7). A curve is named by its object identifier.

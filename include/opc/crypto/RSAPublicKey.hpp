@@ -12,7 +12,8 @@ namespace opc::crypto {
 ///
 /// Immutable; copies share one key, which any number of threads may use. Every function that makes a key refuses,
 /// before it computes anything with it, a modulus of another size (`UnsupportedKeySize`) or an even one, and an
-/// exponent that is even, below 3, not below the modulus, or above 64 bits with a modulus of 4096 bits.
+/// exponent that is even, below 3, not below the modulus, above 256 bits, or above 64 bits with a modulus
+/// of 4096 bits.
 class OPCRAFT_API RSAPublicKey {
 public:
     /// The supported sizes of the modulus in bits.

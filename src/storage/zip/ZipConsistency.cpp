@@ -214,6 +214,8 @@ private:
     std::size_t sizeOfDescriptor(const DirectoryRecord& record, const ItemHeader& header, ByteSpan bytes) const {
         const std::size_t narrow = findDescriptor(bytes, record, 4);
         const std::size_t wide = findDescriptor(bytes, record, 8);
+        if (record.header.checksum == DESCRIPTOR)
+            failAt(record, "the checksum in the data descriptor reads as its signature");
         if (!narrow && !wide)
             failAt(record, "no data descriptor that agrees with the central directory follows the content");
         if (narrow && wide)
@@ -256,7 +258,8 @@ private:
     }
 
     void checkHeader(const DirectoryRecord& record, const ItemHeader& header) const {
-        if (viewOf(header.name()) != viewOf(record.name()) || isRenamed(header.extra(), header.name()))
+        if (viewOf(header.name()) != viewOf(record.name()) || isRenamed(header.extra(), header.name()) ||
+            isRenamed(record.extra(), record.name()))
             failAt(record, disagreement("name"));
         const unsigned differing = header.flags ^ record.header.flags;
         if (differing & ~COMPRESSION_LEVEL & ~(isASCII(record.name()) ? IS_UTF8 : 0U))
