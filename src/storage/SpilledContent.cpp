@@ -71,6 +71,8 @@ void SpilledContent::appendChunk(const unsigned char* data, std::size_t size) {
     if (isDeflated()) {
         deflater_->deflate(data, size, Deflater::Ending::Open, pending_);
         isSynchronized_ = false;
+    } else if (pending_.empty() && size >= READ_SIZE) {
+        write(data, size);
     } else {
         pending_.insert(pending_.end(), data, data + size);
     }
@@ -99,15 +101,19 @@ void SpilledContent::finish() {
 void SpilledContent::writePending() {
     if (pending_.empty())
         return;
+    write(pending_.data(), pending_.size());
+    pending_.clear();
+}
+
+void SpilledContent::write(const unsigned char* data, std::size_t size) {
     const bool isFirst = extents_.empty();
     extents_.reserve(extents_.size() + 1);
-    const std::uint64_t offset = area_->write(pending_.data(), pending_.size());
+    const std::uint64_t offset = area_->write(data, size);
     if (!isFirst && extents_.back().offset + extents_.back().size == offset)
-        extents_.back().size += pending_.size();
+        extents_.back().size += size;
     else
-        extents_.push_back({written_, offset, pending_.size()});
-    written_ += pending_.size();
-    pending_.clear();
+        extents_.push_back({written_, offset, size});
+    written_ += size;
 }
 
 std::uint64_t SpilledContent::size() const {

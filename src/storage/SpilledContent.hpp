@@ -53,6 +53,7 @@ private:
     void change(Action action);
     void appendChunk(const unsigned char* data, std::size_t size);
     void writePending();
+    void write(const unsigned char* data, std::size_t size);
     std::uint64_t bodySize() const { return written_ + pending_.size(); }
 
     std::shared_ptr<SpillArea> area_;
