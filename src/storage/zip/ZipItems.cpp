@@ -10,6 +10,7 @@
 #include <opc/core/Strings.hpp>
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace opc::storage {
@@ -36,8 +37,10 @@ void ZipItems::index(Entries::iterator entry) {
     try {
         byItemName_.emplace(entry->name, entry);
         if (!entry->partName().empty()) {
-            // Items often come in the order of their names.
-            byPartName_.emplace_hint(byPartName_.end(), entry->partName(), entry);
+            // Items often come in the order of their names; of equal ones, the last goes behind the others.
+            const bool isNext = next_ != byPartName_.end() && CaselessLess()(entry->partName(), next_->first);
+            const auto hint = isNext ? next_ : byPartName_.end();
+            next_ = std::next(byPartName_.emplace_hint(hint, entry->partName(), entry));
         }
     } catch (...) {
         erase(byItemName_, entry->name, entry);
@@ -73,6 +76,7 @@ void ZipItems::removePart(ZipEntry& part) {
     const auto found = std::find_if(first, last, [&](const auto& entry) { return &*entry.second == &part; });
     const auto entry = found->second;
     erase(byItemName_, entry->name, entry);
+    next_ = byPartName_.end();
     byPartName_.erase(found);
     entries_.erase(entry);
 }

@@ -118,9 +118,12 @@ private:
     void throwIfSamePart(const std::string& label) const;
     void noteOthers();
 
+    using ByPartName = std::multimap<std::u16string_view, Entries::iterator, CaselessLess>;
+
     Entries entries_;
-    std::multimap<std::u16string_view, Entries::iterator, CaselessLess> byPartName_; ///< of the entries' own names
-    std::unordered_multimap<std::string_view, Entries::iterator> byItemName_;        ///< of the entries' own names
+    ByPartName byPartName_;                               ///< of the entries' own names
+    ByPartName::const_iterator next_ = byPartName_.end(); ///< behind the item that was added last, or the end
+    std::unordered_multimap<std::string_view, Entries::iterator> byItemName_; ///< of the entries' own names
     std::set<std::u16string, CaselessLess> otherExtensions_; ///< of items that are not parts, which never change
     std::map<std::string, const ZipEntry*> foldedOthers_;    ///< items that are not parts, by folded name
     ZipEntry* contentTypes_ = nullptr;
