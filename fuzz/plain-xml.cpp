@@ -3,6 +3,7 @@
 // the vocabulary, and a document.
 #include "Fuzz.hpp"
 
+#include "model/ContentTypeReading.hpp"
 #include "support/PlainReaders.hpp"
 
 namespace {
@@ -14,6 +15,8 @@ const auto target = opc::fuzz::targets().emplace("plain-xml", [](const Bytes& in
     const Bytes part(input.begin() + (input.empty() ? 0 : 1), input.end());
     if (vocabulary == 'r')
         OPCRAFT_REQUIRE(opc::test::areRelationshipsAlike(part).value_or(true));
+    else if (vocabulary == 'c')
+        OPCRAFT_REQUIRE(opc::test::areContentTypesAlike(part).value_or(true));
     else if (vocabulary == 'p')
         OPCRAFT_REQUIRE(opc::test::areCorePropertiesAlike(part).value_or(true));
 });

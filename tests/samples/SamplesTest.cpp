@@ -6,8 +6,10 @@
 #include <opc/model/StandardPartInfo.hpp>
 #include <opc/storage/zip/ZipPackage.hpp>
 
+#include "model/ContentTypeReading.hpp"
 #include "samples/Samples.hpp"
 #include "support/PackageContent.hpp"
+#include "support/PhysicalAccess.hpp"
 #include "support/PlainReaders.hpp"
 #include "support/RawZip.hpp"
 #include "support/TemporaryFolder.hpp"
@@ -107,6 +109,8 @@ TEST(SampleFolder, IsReadAlikeMostlyWithoutAValidatingParser) {
         ZipPackage store(test::getSampleFolder() / sample.file);
         Package package(store);
         package.open(OpenMode::ReadOnly);
+        const std::string types = test::readAll(*store.getContentTypeInputStream());
+        judge(sample.file, test::areContentTypesAlike({types.begin(), types.end()}));
         std::vector<const RelationshipSource*> sources{&package};
         const std::vector<Part> parts = package.getParts();
         for (const Part& part : parts)
