@@ -8,13 +8,23 @@
 
 namespace opc::model {
 
+namespace {
+
+/// Of an external relationship until it is asked for.
+const URI& noURI() {
+    static const URI none(u"");
+    return none;
+}
+
+} // namespace
+
 Relationship::Relationship(const std::u16string& id, const std::u16string& type, const URI& source, const URI& target)
     : id_(id), type_(type), source_(source), targetURI_(target), target_(target.toString()),
       mode_(TargetMode::Internal) {}
 
 Relationship::Relationship(const std::u16string& id, const std::u16string& type, const URI& source,
                            const std::u16string& target)
-    : id_(id), type_(type), source_(source), targetURI_(u""), target_(target), mode_(TargetMode::External) {}
+    : id_(id), type_(type), source_(source), targetURI_(noURI()), target_(target), mode_(TargetMode::External) {}
 
 URI Relationship::getTargetURI() const {
     if (mode_ == TargetMode::External) {

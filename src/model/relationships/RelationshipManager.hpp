@@ -8,6 +8,7 @@
 
 #include <map>
 #include <string>
+#include <utility>
 
 namespace opc::model {
 
@@ -29,10 +30,10 @@ public:
     const Map& getRelationships() const noexcept { return relationships_; }
 
     /// @return false when the ID exists already; its relationship is kept.
-    bool add(const Relationship& relationship) {
-        const bool isNew = relationships_.emplace(relationship.getID(), relationship).second;
+    bool add(Relationship relationship) {
+        const auto [entry, isNew] = relationships_.try_emplace(relationship.getID(), std::move(relationship));
         if (isNew)
-            cost_ += RelationshipsCost::of(relationship);
+            cost_ += RelationshipsCost::of(entry->second);
         return isNew;
     }
     void erase(const std::u16string& id) noexcept {

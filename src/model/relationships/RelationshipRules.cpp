@@ -32,7 +32,9 @@ void throwIfNoTarget(const std::u16string& target) {
 
 const std::u16string& readExternalTarget(const std::u16string& target) {
     throwIfNoTarget(target);
-    if (!RelationshipSource::isValidTarget(std::u16string(iri::withoutSpaceAtEnds(target))) || !iri::isAnyURI(target))
+    const std::u16string text(iri::withoutSpaceAtEnds(target));
+    const bool hasBackslash = text.find(u'\\') != std::u16string::npos; // without one, both read the same
+    if (!RelationshipSource::isValidTarget(text) || (hasBackslash && !iri::isAnyURI(text)))
         throw InvalidPartContent("Target is not a valid IRI for an external relationship");
     return target;
 }
