@@ -44,8 +44,8 @@ void readItems(Bytes bytes) {
     }
 }
 
-/// The store and the model each read the content types stream in a way of their own: what is no part for the one has no
-/// content type for the other. Nor are the relationships of a part kept from it.
+/// The store and the model each read the content types stream in a way of their own: what is not a part for the one has
+/// no content type for the other. Nor are the relationships of a part kept from it.
 void checkOtherItems(ZipPackage& zip, const Package& package) {
     opc::model::ContentTypeSource types(zip, false);
     std::set<PartName> names;
@@ -58,7 +58,7 @@ void checkOtherItems(ZipPackage& zip, const Package& package) {
         OPCRAFT_REQUIRE(names.count(part.getName().getRelationshipPartName()) == 0);
 }
 
-/// @return nothing when it is no package. It is read, and saved without a change.
+/// @return nothing when it is not a package. It is read, and saved without a change.
 std::optional<PackageContent> readPackage(Bytes& bytes) {
     const Bytes before = bytes;
     ZipPackage zip(bytes);
@@ -75,8 +75,8 @@ std::optional<PackageContent> readPackage(Bytes& bytes) {
     return content;
 }
 
-/// Adds a part, which brings its content type for all items of its extension: that of an item that is no part, if there
-/// is one. @return its name; empty when the package or the store refuses, and the file is as it was.
+/// Adds a part, which brings its content type for all items of its extension: that of an item that is not a part, if
+/// there is one. @return its name; empty when the package or the store refuses, and the file is as it was.
 std::string addPart(Bytes& bytes) {
     const Bytes before = bytes;
     ZipPackage zip(bytes);

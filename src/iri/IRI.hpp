@@ -25,7 +25,7 @@ enum class Encoding {
 /// that has them in a wrong place is refused. A value: it owns its text and may be shared between threads.
 class IRI {
 public:
-    /// @throws opc::Exception when the text is no reference of that form, or holds an unpaired surrogate or a
+    /// @throws opc::Exception when the text is not a reference of that form, or holds an unpaired surrogate or a
     ///         character that XML 1.0 does not allow.
     explicit IRI(std::u16string_view text, Form form = Form::Leiri);
 

@@ -55,8 +55,7 @@ void addCertificateParts(const Package& package, const Part& signaturePart, Digi
     const auto relationships = signaturePart.getRelationshipsByType(
         getSignatureIdentifiers(SignatureForm::Standard).certificateRelationshipType);
     if (relationships.size() > MAXIMUM_CERTIFICATES)
-        refuseSignature("there are more than " + std::to_string(MAXIMUM_CERTIFICATES) +
-                        " relationships to certificates.");
+        refuseSignature("more than " + std::to_string(MAXIMUM_CERTIFICATES) + " relationships to certificates.");
     Certificates certificates;
     std::vector<PartName>& parts = data.standard.certificateParts;
     for (const Relationship& each : relationships) {

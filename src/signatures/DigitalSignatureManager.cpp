@@ -135,7 +135,7 @@ void DigitalSignatureManager::doSave() {}
 void DigitalSignatureManager::load(const PartName& name, const SignatureFormRules& form, std::set<PartName>& seen) {
     const Part part = getPackage().getPart(name);
     if (!seen.insert(part.getName()).second)
-        throw InvalidSignature("Two relationships lead to the signature part " +
+        throw InvalidSignature("Duplicate relationship to the signature part " +
                                toASCIIString(part.getName().toString()));
     throwIfTooMuchIsSigned<InvalidSignature>(signatures_, 0);
     signatures_.push_back(loadSignature(part, form));

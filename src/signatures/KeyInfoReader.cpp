@@ -112,7 +112,7 @@ private:
 
     void readCertificate(const DOMElement& element) {
         if (certificates_.size() >= MAXIMUM_CERTIFICATES)
-            refuseSignature("there are more than " + std::to_string(MAXIMUM_CERTIFICATES) + " certificates.");
+            refuseSignature("more than " + std::to_string(MAXIMUM_CERTIFICATES) + " certificates.");
         within(element, [&] { certificates_.push_back(X509Certificate::fromDER(bytesOf(element))); });
     }
 

@@ -23,7 +23,7 @@ inline constexpr std::size_t MAXIMUM_EXAMINED_ENTITIES = 1'000'000;
 template <class Error>
 void throwIfTooMuchIsSigned(const std::vector<DigitalSignature>& signatures, std::size_t more) {
     if (signatures.size() >= MAXIMUM_SIGNATURES)
-        throw Error("There are more than " + std::to_string(MAXIMUM_SIGNATURES) + " signatures.");
+        throw Error("More than " + std::to_string(MAXIMUM_SIGNATURES) + " signatures.");
     for (const DigitalSignature& each : signatures)
         more += each.getImpl()->signedPartNames.size() + each.getImpl()->signedRelationships.size();
     if (more > MAXIMUM_SIGNED_ENTITIES)

@@ -153,8 +153,7 @@ private:
         for (const DOMElement* x509Data : x509Datas)
             for (const DOMElement* element : children(x509Data, DSIG_NAMESPACE, u"X509Certificate")) {
                 if (found.size() >= MAXIMUM_CERTIFICATES)
-                    refuse("XML signature: there are more than " + std::to_string(MAXIMUM_CERTIFICATES) +
-                           " certificates.");
+                    refuse("XML signature: more than " + std::to_string(MAXIMUM_CERTIFICATES) + " certificates.");
                 found.push_back(readCertificate(element));
             }
         trace_("Number of x509Certificate elements = ", found.size());
@@ -309,7 +308,7 @@ private:
             object.id = requiredAttribute(element, u"Id", "XML signature: Object missing Id attribute.");
             trace_("Object ID found = ", object.id);
             if (!objectIds_.insert(object.id).second)
-                refuse("XML signature: two objects have the Id " + narrow(object.id));
+                refuse("XML signature: duplicate Id of an Object: " + narrow(object.id));
             if (object.id == PACKAGE_OBJECT_ID) {
                 trace_("Found the package specific object. \n");
                 packageObject = element;

@@ -88,7 +88,7 @@ private:
                 throw InvalidSignature("The relationship " + detail::toUTF8String(relationship.getID(), false) +
                                        " of the signature origin leads to no part.");
             if (!seen_.insert(*name).second)
-                throw InvalidSignature("Two relationships lead to the signature part " +
+                throw InvalidSignature("Duplicate relationship to the signature part " +
                                        toASCIIString(name->toString()));
             if (hasOtherOrigin) // readers differ in which one they take
                 throw InvalidSignature("The package has more than one relationship to a signature origin.");

@@ -160,7 +160,7 @@ TEST_F(Validation, RefusesAForgedIssuerAndMalformedExtensions) {
     EXPECT_NE(status("leaf", "forger", "root", options), X509_V_OK);
     EXPECT_EQ(status("leaf", "forger middle", "root", options), X509_V_OK);
 
-    authority.issue({"broken", "root", "leaf", "2.5.29.15=DER:04:01:00"}); // a key usage that is no bit string
+    authority.issue({"broken", "root", "leaf", "2.5.29.15=DER:04:01:00"}); // a key usage that is not a bit string
     EXPECT_FALSE(authority.certificate("broken").isValid(options));
     EXPECT_EQ(status("broken", "", "root", options), X509_V_ERR_INVALID_EXTENSION);
     EXPECT_EQ(status("broken", "", "", checking(false, false, false)), X509_V_ERR_INVALID_EXTENSION);

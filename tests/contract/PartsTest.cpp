@@ -146,7 +146,7 @@ TEST_P(PhysicalPartsContract, ContentTypesAreKeptInTheStreamOrWithThePart) {
     package.close(false);
 
     package.open(OpenMode::ReadWrite);
-    EXPECT_EQ(partNames(package), std::vector<std::string>{"/a.bin"}) << "the stream itself is no part";
+    EXPECT_EQ(partNames(package), std::vector<std::string>{"/a.bin"}) << "the stream itself is not a part";
     if (!stream) {
         EXPECT_EQ(package.getParts().at(0)->getContentType(), u"a/b");
         return expectAllFail(Errc::operation_not_supported, {[&] { package.getContentTypeInputStream(); },

@@ -190,7 +190,7 @@ TEST(FailingStores, AreLeftWithoutATraceByASignatureThatCouldNotBeMade) {
     const Bytes withOrigin = changed(plain, [](Opened& opened) {
         opened.package.createPart(ORIGIN, ContentType(u"a/b"), opc::test::PartInfo());
         opened.package.createInternalRelationship(TYPE + u"origin", ORIGIN.getURI());
-        EXPECT_TRUE(opened.package.getManagedPartNames().empty()) << "an origin alone is no signature";
+        EXPECT_TRUE(opened.package.getManagedPartNames().empty()) << "an origin alone is not a signature";
     });
     std::set<std::string> said;
     for (const Bytes& zip : {plain, withOrigin})

@@ -184,7 +184,7 @@ TEST(Signing, OneSignatureMoreThanCanBeReadAgainIsRefused) {
         const auto signOnce = [&opened] { opened.manager.sign({DOCUMENT}, {}, fixedKey(), params1024); };
         for (int i = 0; i < 100; ++i)
             signOnce();
-        EXPECT_EQ(outcomeOf(signOnce), "CouldNotGenerateSignature: There are more than 100 signatures.");
+        EXPECT_EQ(outcomeOf(signOnce), "CouldNotGenerateSignature: More than 100 signatures.");
     });
     EXPECT_EQ(verdictOn(zip), "valid");
     Items items(zip);
@@ -192,7 +192,7 @@ TEST(Signing, OneSignatureMoreThanCanBeReadAgainIsRefused) {
     replaceIn(items["_xmlsignatures/_rels/origin.sigs.rels"], "</Relationships>",
               "<Relationship Id=\"x\" Type=\"http://schemas.openxmlformats.org/package/2006/relationships/"
               "digitalsignature/signature\" Target=\"sig101.xml\"/></Relationships>");
-    EXPECT_EQ(verdictOn(items.toZip()), "refused \"There are more than 100 signatures.\"");
+    EXPECT_EQ(verdictOn(items.toZip()), "refused \"More than 100 signatures.\"");
 }
 
 TEST(Signing, NamesSignaturesBehindAllThatThereAre) {

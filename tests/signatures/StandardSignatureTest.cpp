@@ -150,7 +150,7 @@ TEST(StandardSignature, IsReadWithinBounds) {
     const std::pair<std::string, std::string> rows[] = {
         {edited("</KeyInfo>",
                 "<X509Data>" + repeated("<X509Certificate>" + certificate + "</X509Certificate>", 101) + "</X509Data>"),
-         "there are more than 100 certificates."},
+         "more than 100 certificates."},
         {boost::replace_first_copy(edited("</SignedInfo>", repeated("<Reference URI=\"#p@\">" + digest, 98)),
                                    "<SignatureProperty Id=\"innermost\"",
                                    repeated("<SignatureProperty Id=\"p@\"/>", 98) +

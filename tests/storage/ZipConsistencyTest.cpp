@@ -169,12 +169,12 @@ std::vector<Case> otherCases() {
                     {.name = NAME, .content = TEXT, .before = "PK\7\10" + number(0, 4) + number(2, 8) + number(0, 8)}}),
          "an empty item with a data descriptor of ZIP64"},
         {": \"[trash]/x\": the content is damaged: its checksum is wrong",
-         packageOf({OURS, {.name = "[trash]/x", .content = "x", .crc = 1}}), "a damaged item that is no part"},
+         packageOf({OURS, {.name = "[trash]/x", .content = "x", .crc = 1}}), "a damaged item that is not a part"},
         {": \"x/\": the content is damaged: its checksum is wrong",
          packageOf({OURS, {.name = "x/", .content = "x", .method = 0, .crc = 1}}), "a damaged folder"},
         {": \"[content_types].xml\": readers that are sensitive to case find no \"[Content_Types].xml\"",
          rawZip({{"[content_types].xml", TYPES_ITEM.content}, RELATIONSHIPS_ITEM, OURS}), "content types, in case"},
-        {"duplicate item \"x.bin\"", packageOf({OURS, {"x.bin", "1"}, {"x.bin", "2"}}), "that are no parts"},
+        {"duplicate item \"x.bin\"", packageOf({OURS, {"x.bin", "1"}, {"x.bin", "2"}}), "that are not parts"},
         {"could take the item for \"\xC3\xA9.x\"", withNames("\xC3\xA9.x", "e\xCC\x81.x", 0x800), "NFC and NFD"},
         {"could take the item for", withNames("\xE2\x94\x9C\xE2\x95\xA2.x", "\xC3\xB6.x", 0), "UTF-8 or code page"},
         {"opens", withNames("e.x", "\xC3\xA9.x", 0x800), "names that an accent tells apart"},
@@ -194,7 +194,7 @@ std::vector<Case> otherCases() {
          "a long extra field"},
         {"opens",
          packageOf({OURS, {"word/"}, {"[trash]/0000.dat", "x"}, {"[trash]/0001.dat"}, {"a\\b"}, {"a.xml/[1].piece"}}),
-         "folders, rubbish and what is no part"},
+         "folders, rubbish and what is not a part"},
         {"opens", packageOf({OURS, {"inner.docx", theirs, 0}}, "a comment"), "a package in a package"},
     };
 }

@@ -73,7 +73,7 @@ TEST(ZipParts, APlaceThatAnotherItemTakesIsNotGivenToAPart) {
             << detail::toUTF8String(name);
     EXPECT_TRUE(failsWith(
         Errc::no_such_file_or_directory, [&] { zip->deletePart(u"/unnamed.dat"); }))
-        << "an other item is no part to delete";
+        << "an other item is not a part to delete";
     EXPECT_TRUE(failsWith(Errc::invalid_argument, [&] { create(u"/a?b"); }));
     EXPECT_NO_THROW(create(u"/folder/u"));
     zip->deletePart(u"/gone.xml");

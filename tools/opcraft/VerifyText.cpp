@@ -26,7 +26,7 @@ std::vector<std::string> uncoveredNames(const CoverageEntry& coverage) {
     for (const RelationshipName& each : coverage.uncoveredRelationships)
         names.push_back(relationshipText(each.first, each.second));
     for (const std::string& item : coverage.otherItems)
-        names.push_back(item + ", which is no part");
+        names.push_back(item + ", which is not a part");
     return names;
 }
 

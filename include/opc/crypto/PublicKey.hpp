@@ -60,7 +60,7 @@ public:
 
     /// Whether the signature is one over the octets by this key, as XML-DSig writes it (§6.4): with RSA as long as the
     /// modulus; with ECDSA and DSA the numbers r and s one behind the other, each as long as the order of the curve or
-    /// DSA's q. Anything else is no signature.
+    /// DSA's q. Anything else is not a signature.
     /// @throws opc::Exception when `digest` is none of the enumerators, or OpenSSL fails.
     bool verify(DigestAlgorithm digest, const std::vector<unsigned char>& octets,
                 const std::vector<unsigned char>& signature) const;

@@ -28,7 +28,7 @@ namespace opc::model {
 OPCRAFT_ERROR(InvalidURI)
 /// A URI breaks a part-name rule (ECMA-376-2 §6.2.2), or no relationships part name can be derived from it.
 OPCRAFT_ERROR(InvalidPartName)
-/// A text is no media type.
+/// A text is not a media type.
 OPCRAFT_ERROR(InvalidContentType)
 /// A parameter name or value cannot stand in a media type.
 OPCRAFT_ERROR(InvalidContentTypeParameter)
@@ -78,7 +78,7 @@ OPCRAFT_ERROR(InvalidObject)
 OPCRAFT_ERROR(RelationshipNotFound)
 /// A relationship ID is in use.
 OPCRAFT_ERROR(RelationshipAlreadyExists)
-/// A relationship ID is no xsd:ID.
+/// A relationship ID is not an xsd:ID.
 OPCRAFT_ERROR(InvalidRelationshipID)
 /// A relationship type is empty or no xsd:anyURI.
 OPCRAFT_ERROR(InvalidRelationshipType)

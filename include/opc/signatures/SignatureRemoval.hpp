@@ -30,9 +30,9 @@ struct SignatureRemoval {
 /// (ECMA-376-2 §10), whether they can be read or not: the relationships to them, their parts, the certificate parts
 /// that no other signature uses, and the origins.
 ///
-/// What is no signature stays. A part of a signature or an origin is kept as a part when another relationship leads to
-/// it, when it has relationships that signatures do not make, and an origin also when it has content; an origin that is
-/// kept stays related to the package. Content that is related as a signature or as an origin but has no content type
+/// What is not a signature stays. A part of a signature or an origin is kept as a part when another relationship leads
+/// to it, when it has relationships that signatures do not make, and an origin also when it has content; an origin that
+/// is kept stays related to the package. Content that is related as a signature or as an origin but has no content type
 /// of one is kept without mention. A `DigitalSignatureManager` of the package does not learn of the removal.
 /// @throws PackageNotOpen, PackageReadOnly, PackageCreateOnly
 /// @throws CouldNotRemoveSignature when a part or relationship cannot be deleted; close the package with discard then.

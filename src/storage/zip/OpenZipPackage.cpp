@@ -231,8 +231,8 @@ void OpenZipPackage::readAhead(std::vector<const ZipEntry*> entries,
     });
 }
 
-/// All items are in one piece, and those that are no parts count as well: programs that unpack a file stop at a damaged
-/// one, or leave it out.
+/// All items are in one piece, and those that are not parts count as well: programs that unpack a file stop at a
+/// damaged one, or leave it out.
 void OpenZipPackage::throwIfContentsAreDamaged() {
     std::vector<const ZipEntry*> entries;
     for (const ZipEntry& entry : items_.all())
@@ -461,7 +461,7 @@ void OpenZipPackage::deletePart(const std::u16string& name) {
     items_.removePart(*part);
 }
 
-/// The name may be that of an item, or meet that of one that is no part when it is unpacked.
+/// The name may be that of an item, or meet that of one that is not a part when it is unpacked.
 void OpenZipPackage::throwIfTaken(std::u16string_view name, std::string_view itemName) {
     const ZipEntry* taken = items_.findByPartName(name);
     if (!taken)

@@ -251,7 +251,7 @@ std::string signatureLines(const Signatures& signatures) {
 std::string otherItemsLines(const InfoReport& report) {
     std::string text =
         line("Other items", std::to_string(report.otherItems.size()) +
-                                (report.otherItems.empty() ? "" : ", which are no parts and are kept as they are"));
+                                (report.otherItems.empty() ? "" : ", which are not parts and are kept as they are"));
     for (const OtherItems& each : report.reasons)
         text += line("", each.reason + ": " + listText(each.names, 3));
     return text;
@@ -339,7 +339,7 @@ void addInfoCommand(Tool& tool) {
     addCommand<ReadOptions>(
         tool, {"info", "Say what a package is and what it holds",
                "The kind is guessed from the main part. Other items are items of the ZIP file that\n"
-               "are no parts. Signatures are found, not read; 'opcraft signatures' and 'opcraft verify' do that.\n\n"
+               "are not parts. Signatures are found, not read; 'opcraft signatures' and 'opcraft verify' do that.\n\n"
                "Example:\n  opcraft info letter.docx",
                addOptions, info});
 }

@@ -80,7 +80,7 @@ std::string toText(const ListReport& report) {
     Table others({{"SIZE", Align::Right}, {"NAME"}, {"REASON"}});
     for (const ZipItem& item : report.otherItems)
         others.addRow({std::to_string(item.size), item.name, item.reason});
-    return text + "\nOther items of the ZIP file, which are no parts:\n" + others.toString();
+    return text + "\nOther items of the ZIP file, which are not parts:\n" + others.toString();
 }
 
 Json toJson(const ListReport& report) {
@@ -119,7 +119,7 @@ void addListCommand(Tool& tool) {
         tool, {"list", "List the parts of a package",
                "Parts come in the order of their names, each with its size in bytes, the number of its\n"
                "relationships and its content type. Relationships parts are counted, not listed. Items of the\n"
-               "ZIP file that are no parts stand apart.\n\n"
+               "ZIP file that are not parts stand apart.\n\n"
                "Example:\n  opcraft list letter.docx",
                addListOptions, list});
 }

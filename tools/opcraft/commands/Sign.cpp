@@ -117,7 +117,7 @@ void warn(const opc::model::SigningGaps& gaps, const std::string& file, Console&
         console.note(file + ": warning: these lead to no part: " + listText(links));
     if (!gaps.otherItems.empty())
         console.note(file +
-                     ": warning: these items are no parts and so cannot be signed: " + listText(gaps.otherItems));
+                     ": warning: these items are not parts and so cannot be signed: " + listText(gaps.otherItems));
 }
 
 ExitCode sign(const SignOptions& options, Console& console) {
@@ -161,7 +161,7 @@ void addSignCommand(Tool& tool) {
                    "Without --part, --relationship and --relationship-type, all parts and all relationships of the\n"
                    "package are signed. Prints the name of the signature and how much it covers; what it covers\n"
                    "cannot be changed then without breaking it. Warns of relationships that lead to no part, of items\n"
-                   "that are no parts and so cannot be signed, and of weak keys and digests. Relationships that are\n"
+                   "that are not parts and so cannot be signed, and of weak keys and digests. Relationships that are\n"
                    "signed are stored without white space between them, which some programs take for signed.\n\n"
                    "--form library does not cover the keywords of the core properties, and breaks a\n"
                    "countersignature of that form.\n\n") +
