@@ -80,9 +80,13 @@ std::set<std::string> findCompleteSignatures(opc::storage::ZipPackage& zip, cons
         withSignatures(
             zip, limits,
             [&](const DigitalSignatureManager& manager) {
+                std::vector<SignatureReport> reports;
                 for (const DigitalSignature& signature : manager.getSignatures())
-                    if (manager.examineCoverage({asIfItHeld(signature)}, zip.getOtherItems()).at(0).isComplete())
-                        names.insert(toUtf8(signature.getName()));
+                    reports.push_back(asIfItHeld(signature));
+                const auto coverage = manager.examineCoverage(reports, zip.getOtherItems());
+                for (std::size_t i = 0; i < reports.size(); ++i)
+                    if (coverage[i].isComplete())
+                        names.insert(toUtf8(reports[i].signature.getName()));
             });
     } catch (const opc::Exception&) {
         names.clear();
