@@ -5,8 +5,6 @@
 
 #include <opc/core/FoldedNames.hpp>
 
-#include <zlib.h>
-
 #include <algorithm>
 #include <initializer_list>
 #include <map>
@@ -73,13 +71,12 @@ struct ItemHeader : LocalHeader {
     ByteSpan extra() const { return ByteSpan(rest).subspan(nameSize); }
 };
 
-/// Whether a Unicode path field (APPNOTE §4.6.9) renames the item. One for another name is outdated and ignored.
+/// Whether a Unicode path field (APPNOTE §4.6.9) gives the item another name. One whose checksum is that of another
+/// name is outdated, but programs compute the checksum of more than one spelling.
 bool isRenamed(ByteSpan extra, ByteSpan name) {
-    const std::uint64_t sum = ::crc32(0, name.data(), static_cast<uInt>(name.size()));
     bool renamed = false;
     forEachExtraField(extra, [&](unsigned header, ByteSpan field) {
-        renamed |= header == UNICODE_PATH_FIELD && field.size() >= 9 && number(field, 5, 4) == sum &&
-                   viewOf(field.subspan(9)) != viewOf(name);
+        renamed |= header == UNICODE_PATH_FIELD && field.size() >= 9 && viewOf(field.subspan(9)) != viewOf(name);
     });
     return renamed;
 }
