@@ -24,7 +24,7 @@ const std::string END = "</xd:SignatureTimeStamp></xd:UnsignedSignaturePropertie
 class XadesTest : public opc::test::WithCleanErrorQueue {
 protected:
     DigitalSignatureData read(std::string content, const std::string& from = "", const std::string& to = "") {
-        for (const auto& [what, text] : {std::pair("STAMP", STAMP), {"END", END}, {"\\n", "\n"}})
+        for (const auto& [what, text] : {std::pair("{STAMP}", STAMP), {"{END}", END}, {"\\n", "\n"}})
             boost::replace_all(content, what, text);
         std::string document = "<Signature xmlns='http://www.w3.org/2000/09/xmldsig#' xmlns:o='urn:o' Id='s'>"
                                "<SignatureValue Id='v'><!--c-->AA==</SignatureValue><Object><xd:QualifyingProperties "
@@ -133,9 +133,9 @@ TEST_F(XadesTest, VerifiesTimeStampsOfTheSignatureValue) {
     const std::string octets = "<SignatureValue xmlns=\"http://www.w3.org/2000/09/xmldsig#\" xmlns:o=\"urn:o\" "
                                "Id=\"v\">AA==</SignatureValue>";
     const DigitalSignatureData data =
-        read("STAMP" + token(octets, "-sha1") + token(octets, "-md5") + token("AA==", "-sha1") +
+        read("{STAMP}" + token(octets, "-sha1") + token(octets, "-md5") + token("AA==", "-sha1") +
              "<xd:EncapsulatedTimeStamp>AAAA</xd:EncapsulatedTimeStamp><xd:EncapsulatedTimeStamp>?"
-             "</xd:EncapsulatedTimeStamp>END");
+             "</xd:EncapsulatedTimeStamp>{END}");
     const auto verdicts = [&](const char* trusted) {
         TrustStore trust;
         if (*trusted != 0)

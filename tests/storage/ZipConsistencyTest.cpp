@@ -5,6 +5,7 @@
 #include <zip.h>
 
 #include <cstdlib>
+#include <numeric>
 
 namespace opc::test {
 namespace {
@@ -69,6 +70,19 @@ std::string packageOf(const std::vector<RawItem>& more, const std::string& comme
     std::vector<RawItem> items{TYPES_ITEM, RELATIONSHIPS_ITEM};
     items.insert(items.end(), more.begin(), more.end());
     return rawZip(items, comment, file);
+}
+
+/// A package whose first bytes are a header of tar: what it needs of one is in the name of the first item.
+std::string withTarHeader() {
+    constexpr std::size_t offset = 148 - 30; // in the name
+    std::string name = "[trash]/" + std::string(offset - 8, 'a') + "         ";
+    const auto package = [&] { return rawZip({{name, "x", 0}, TYPES_ITEM, RELATIONSHIPS_ITEM, OURS}); };
+    const std::string blank = package().substr(0, 512);
+    const int sum = std::accumulate(blank.begin(), blank.end(), 0,
+                                    [](int result, char c) { return result + static_cast<unsigned char>(c); });
+    for (std::size_t i = 0; i < 6; ++i)
+        name[offset + i] = static_cast<char>('0' + (sum >> (15 - 3 * i)) % 8);
+    return package();
 }
 
 /// A package of the table.
@@ -168,6 +182,10 @@ std::vector<Case> otherCases() {
          packageOf({{.name = "a.xml", .flags = 8, .localExtra = ""},
                     {.name = NAME, .content = TEXT, .before = "PK\7\10" + number(0, 4) + number(2, 8) + number(0, 8)}}),
          "an empty item with a data descriptor of ZIP64"},
+        {": this is a tar archive, too", withTarHeader(), "an archive of tar in front"},
+        {": this is an ISO 9660 image, too",
+         rawZip({{"[trash]/x", std::string(32769 - 39, 'x') + "CD001", 0}, TYPES_ITEM, RELATIONSHIPS_ITEM, OURS}),
+         "an image of a volume"},
         {": \"[trash]/x\": the content is damaged: its checksum is wrong",
          packageOf({OURS, {.name = "[trash]/x", .content = "x", .crc = 1}}), "a damaged item that is not a part"},
         {": \"x/\": the content is damaged: its checksum is wrong",

@@ -20,6 +20,9 @@ namespace {
 constexpr std::string_view COMPOUND_FILE = "\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1";
 constexpr std::size_t COMPOUND_HEADER_SIZE = 512;
 constexpr std::size_t COMPOUND_ENTRY_SIZE = 128;
+constexpr std::size_t TAR_HEADER_SIZE = 512;
+/// Behind the type of the first volume descriptor (ECMA-119 §8.1).
+constexpr std::uint64_t ISO_9660_MARK = 16 * 2048 + 1;
 /// Of a larger directory, only so many sectors are searched.
 constexpr std::size_t MAXIMUM_SECTORS = 256;
 
@@ -71,6 +74,27 @@ template <std::size_t COUNT, class IsThere>
 std::string find(const Format (&formats)[COUNT], const IsThere& isThere) {
     const auto found = std::ranges::find_if(formats, isThere, &Format::mark);
     return found == std::end(formats) ? "" : found->description;
+}
+
+/// Whether the file starts with a header of tar: all that every reader asks for is its checksum, the sum of its bytes,
+/// signed or unsigned, where the checksum counts as blanks (POSIX.1 pax §ustar).
+bool isTar(ByteSpan header) {
+    constexpr std::size_t offset = 148, size = 8;
+    if (header.size() != TAR_HEADER_SIZE)
+        return false;
+    const std::string_view digits = viewOf(header.subspan(offset, size));
+    const std::size_t begin = digits.find_first_not_of(std::string_view(" \0", 2));
+    long wanted = 0;
+    for (std::size_t i = begin; i < size && digits[i] >= '0' && digits[i] <= '7'; ++i)
+        wanted = wanted * 8 + (digits[i] - '0');
+    long plain = size * ' ';
+    long withSigns = plain;
+    for (std::size_t i = 0; i < header.size(); ++i)
+        if (i < offset || i >= offset + size) {
+            plain += header[i];
+            withSigns += static_cast<signed char>(header[i]);
+        }
+    return begin < size && (wanted == plain || wanted == withSigns);
 }
 
 /// The directory of a compound file, as far as it can be found by the header alone.
@@ -161,6 +185,12 @@ std::string explainOtherFile(const Bytes& file) {
         return "a ZIP file whose end is missing";
     const std::string kind = find(FILE_FORMATS, [&](std::string_view mark) { return viewOf(start).starts_with(mark); });
     return kind.empty() ? "not a ZIP file" : kind + ", not a package";
+}
+
+std::string explainPolyglot(const Bytes& file) {
+    if (isTar(readFrom(file, 0, TAR_HEADER_SIZE)))
+        return "a tar archive";
+    return viewOf(readFrom(file, ISO_9660_MARK, 5)) == "CD001" ? "an ISO 9660 image" : "";
 }
 
 std::string explainOtherZip(const std::function<bool(std::string_view)>& hasItem, std::string_view mediaType) {

@@ -18,6 +18,10 @@ std::string explainCompoundFile(const Bytes& file);
 /// A file that is not a ZIP file: "a PDF document, not a package".
 std::string explainOtherFile(const Bytes& file);
 
+/// A ZIP file that is an archive of another format at the same time: "a tar archive"; empty for any other file.
+/// Programs that find out the format of an archive by themselves prefer that one.
+std::string explainPolyglot(const Bytes& file);
+
 /// A ZIP file without a content types stream: "a Java archive (JAR), not a package: ...".
 /// @param hasItem whether the file has an item of a name.
 /// @param mediaType the content of the item "mimetype"; empty when there is none.

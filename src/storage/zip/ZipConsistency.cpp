@@ -2,6 +2,7 @@
 #include "storage/zip/ZipConsistency.hpp"
 
 #include "storage/Failure.hpp"
+#include "storage/zip/OtherFormats.hpp"
 
 #include <opc/core/FoldedNames.hpp>
 
@@ -187,6 +188,8 @@ private:
             fail(Errc::bad_message, label_ + ": " + std::to_string(first.localHeader) +
                                         " bytes before the first item, which other programs may read instead");
         }
+        if (const std::string other = explainPolyglot(file_); !other.empty())
+            fail(Errc::bad_message, label_ + ": this is " + other + ", too, which other programs may read instead");
     }
 
     /// @param next the offset of what comes next.
