@@ -2,6 +2,7 @@
 #include "xml/XmlWriting.hpp"
 
 #include <opc/core/ByteArrayOutAdaptor.hpp>
+#include <opc/core/Exception.hpp>
 #include <opc/core/Strings.hpp>
 
 #include <optional>
