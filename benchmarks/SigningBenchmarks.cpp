@@ -161,16 +161,22 @@ std::string signedFile(const std::string& unsignedFile, SignatureForm form = Sig
     return file.string();
 }
 
+struct ProcessAims {
+    double signing;
+    double verifying;
+    double signingPeak = 96.0 * mebibyte;
+    double verifyingPeak = 96.0 * mebibyte;
+};
+
 /// Whole processes, from opening on.
 /// @param side "" for one thread, or "-in-two".
-void compareProcesses(const std::string& what, std::string (*file)(), int pairs, double aim,
+void compareProcesses(const std::string& what, std::string (*file)(), int pairs, const ProcessAims& aims,
                       const std::string& side = "") {
-    constexpr double peakAim = 96.0 * mebibyte;
     registerComparison(
-        {"open and sign " + what, "libzip and OpenSSL, twice", pairs, aim, peakAim},
+        {"open and sign " + what, "libzip and OpenSSL, twice", pairs, aims.signing, aims.signingPeak},
         [=] { return hugeTask("sign" + side, withKey(file())); }, [file] { return hugeTask("digest-twice", file()); });
     registerComparison(
-        {"open and verify " + what, "libzip and OpenSSL", pairs, aim, peakAim},
+        {"open and verify " + what, "libzip and OpenSSL", pairs, aims.verifying, aims.verifyingPeak},
         [=] { return hugeTask("verify" + side, signedFile(file())); },
         [file] { return hugeTask("digest", signedFile(file())); });
 }
@@ -229,9 +235,9 @@ std::map<std::string, Task> signingTasks() {
 void registerSigning() {
     compareOpened("10000 parts", manyFile, 21, 2, SignatureForm::Library);
     compareOpened("10000 parts in the standard form", manyFile, 21, 2.5, SignatureForm::Standard);
-    compareProcesses("10000 parts", manyFile, 11, 0);
-    compareProcesses("1 GiB in parts", hugeFile, 5, 1.2);
-    compareProcesses("1 GiB in parts, two threads", hugeFile, 5, 0.65, "-in-two");
+    compareProcesses("10000 parts", manyFile, 11, {.signing = 2.6, .verifying = 3.5, .verifyingPeak = 48.0 * mebibyte});
+    compareProcesses("1 GiB in parts", hugeFile, 5, {1.2, 1.2});
+    compareProcesses("1 GiB in parts, two threads", hugeFile, 5, {0.65, 0.65}, "-in-two");
 }
 
 } // namespace opc::benchmarks
