@@ -20,12 +20,6 @@ using namespace zipformat;
 
 namespace {
 
-/// The bits for the effort of the compressor, which readers ignore (APPNOTE §4.4.4).
-constexpr unsigned COMPRESSION_LEVEL = 3U << 1;
-
-/// The others tell of encryption, patches and what is reserved.
-constexpr unsigned KNOWN_FLAGS = COMPRESSION_LEVEL | HAS_DESCRIPTOR | IS_UTF8;
-
 /// The type of a file in what Unix programs keep of it (the upper half of the external attributes).
 constexpr unsigned FILE_TYPE = 0xF000;
 constexpr unsigned REGULAR_FILE = 0x8000;
@@ -244,7 +238,7 @@ private:
             failAt(record, "the item is a link, a device or a folder by its attributes");
         if (record.header.externalAttributes & DOS_NO_FILE && !isFolder)
             failAt(record, "the item is a folder or a volume label by its attributes");
-        if (record.header.flags & ~KNOWN_FLAGS)
+        if (record.header.flags & ~HARMLESS_FLAGS)
             failAt(record, "the flags tell of encryption, patched data or something unknown");
         if (record.header.method != STORED && record.header.method != DEFLATED)
             failAt(record, "the compression method is " + std::to_string(record.header.method) +
@@ -262,7 +256,7 @@ private:
             isRenamed(record.extra(), record.name()))
             failAt(record, disagreement("name"));
         const unsigned differing = header.flags ^ record.header.flags;
-        if (differing & ~COMPRESSION_LEVEL & ~(isASCII(record.name()) ? IS_UTF8 : 0U))
+        if (differing & ~DEFLATE_LEVEL & ~(isASCII(record.name()) ? IS_UTF8 : 0U))
             failAt(record, disagreement("flags"));
         if (header.method != record.header.method)
             failAt(record, disagreement("compression method"));

@@ -33,8 +33,9 @@ constexpr std::uint16_t DEFLATED = 8;
 /// General purpose bits (APPNOTE §4.4.4).
 constexpr unsigned HAS_DESCRIPTOR = 1U << 3;
 constexpr unsigned IS_UTF8 = 1U << 11;
-constexpr unsigned DEFLATE_LEVEL = 3U << 1;
-constexpr unsigned HARMLESS_FLAGS = DEFLATE_LEVEL | HAS_DESCRIPTOR | IS_UTF8; ///< of what is read like any other item
+constexpr unsigned DEFLATE_LEVEL = 3U << 1; ///< the effort of the compressor, which readers ignore
+/// Of what is read like any other item; the others tell of encryption, patches and what is reserved.
+constexpr unsigned HARMLESS_FLAGS = DEFLATE_LEVEL | HAS_DESCRIPTOR | IS_UTF8;
 
 /// Headers of extra fields.
 constexpr unsigned ZIP64_FIELD = 0x0001;
