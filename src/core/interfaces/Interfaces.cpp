@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <opc/core/interfaces/IPhysicalContentTypes.hpp>
+#include <opc/core/interfaces/IPhysicalFindings.hpp>
 #include <opc/core/interfaces/IPhysicalInputStream.hpp>
 #include <opc/core/interfaces/IPhysicalOtherItems.hpp>
 #include <opc/core/interfaces/IPhysicalOutputStream.hpp>
@@ -12,6 +13,7 @@ namespace opc::interfaces {
 
 // The destructors are defined here so that each interface has one type information for all shared libraries.
 IPhysicalContentTypes::~IPhysicalContentTypes() = default;
+IPhysicalFindings::~IPhysicalFindings() = default;
 IPhysicalInputStream::~IPhysicalInputStream() = default;
 IPhysicalOtherItems::~IPhysicalOtherItems() = default;
 IPhysicalOutputStream::~IPhysicalOutputStream() = default;
