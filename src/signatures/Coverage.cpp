@@ -265,15 +265,17 @@ void Coverage::markLinks(const URI& source, const char16_t* type) {
             link.category = Category::Structure;
 }
 
-/// A part that another relationship leads to is content.
+/// A part that another relationship leads to, or that makes an OpenDocument file of the package, is content.
 void Coverage::demoteLinkedStructure() {
     std::set<std::string_view> paths;
     for (const Link& link : links_)
         if (link.category != Category::Structure)
             paths.insert(link.paths.begin(), link.paths.end());
-    for (auto& [name, entry] : parts_)
-        if (entry.category == Category::Structure && paths.count(pathOf(name)) != 0)
+    for (auto& [name, entry] : parts_) {
+        const std::string path = pathOf(name);
+        if (entry.category == Category::Structure && (paths.count(path) != 0 || isOfOpenDocument(path)))
             entry.category = Category::Content;
+    }
 }
 
 void Coverage::markExceptions() {

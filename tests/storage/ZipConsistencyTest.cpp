@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "storage/Zips.hpp"
+#include "storage/zip/FileBytes.hpp"
+#include "storage/zip/OtherFormats.hpp"
 #include "support/Process.hpp"
 
 #include <zip.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <numeric>
 
@@ -143,6 +146,16 @@ std::string withNames(const std::string& name, const std::string& other, unsigne
                    {.name = other, .content = FAKE, .flags = flags}});
 }
 
+/// With a data descriptor of ZIP64 in which a reader that takes sizes of 4 bytes finds the start of the next record.
+std::string withSizeLikeASignature() {
+    const std::string content(0x4B50, 'x');
+    const std::string descriptor = "PK\7\10" + number(checksum(content), 4) + number(deflate(content).size(), 8);
+    std::string file = packageOf({{.name = "x.bin", .content = content, .flags = 8},
+                                  {.name = NAME, .content = TEXT, .before = descriptor + number(content.size(), 8)}});
+    file[file.find("x.bin") - 30 + 4] = 45;
+    return file;
+}
+
 /// What changes in one place do not make.
 std::vector<Case> otherCases() {
     const std::string ours = packageOf({OURS});
@@ -182,6 +195,8 @@ std::vector<Case> otherCases() {
          packageOf({{.name = "a.xml", .flags = 8, .localExtra = ""},
                     {.name = NAME, .content = TEXT, .before = "PK\7\10" + number(0, 4) + number(2, 8) + number(0, 8)}}),
          "an empty item with a data descriptor of ZIP64"},
+        {": \"x.bin\": the size in the data descriptor reads as the signature of a record", withSizeLikeASignature(),
+         "a size of 8 bytes that starts like a local header"},
         {": this is a tar archive, too", withTarHeader(), "an archive of tar in front"},
         {": this is an ISO 9660 image, too",
          rawZip({{"[trash]/x", std::string(32769 - 39, 'x') + "CD001", 0}, TYPES_ITEM, RELATIONSHIPS_ITEM, OURS}),
@@ -279,4 +294,41 @@ TEST(ZipConsistency, OurOwnFilesAndThoseOfLibzipPass) {
 }
 
 } // namespace
+/// The first 512 bytes of a file whose bytes but the checksum have a sum, beside the blanks for the checksum.
+Bytes blockOf(std::string_view checksum, long sum) {
+    Bytes block(512, 0);
+    std::copy(checksum.begin(), checksum.end(), block.begin() + 148);
+    for (std::size_t i = 156; sum != 8 * ' '; ++i) {
+        const long step = std::clamp(sum - 8 * ' ', -128L, 127L);
+        block[i] = static_cast<unsigned char>(step);
+        sum -= step;
+    }
+    return block;
+}
+
+TEST(Polyglots, HaveAnyChecksumThatSomeReaderOfTarTakes) {
+    struct Row {
+        std::string_view checksum;
+        long sum;
+        bool isTar;
+    };
+    using namespace std::string_view_literals;
+    for (const Row& row : {Row{"  1234\0 "sv, 01234, true},
+                           {"\0\0\0\0\0\0\0\0"sv, 0, true},
+                           {"        "sv, 0, true},
+                           {"\0001234 "sv, 01234, true},
+                           {"\0001234 "sv, 0, true},
+                           {"1_234\0 1"sv, 01234, true},
+                           {"-0o1234\0"sv, -01234, true},
+                           {" \t+1234\0"sv, 01234, true},
+                           {"\x80\0\0\0\0\0\x02\x9C"sv, 01234, true},
+                           {"\xFF\xFF\xFF\xFF\xFF\xFF\xFD\x64"sv, -01234, true},
+                           {"  1235\0 "sv, 01234, false},
+                           {"abcdefgh"sv, 0, false}}) {
+        const Bytes block = blockOf(row.checksum, row.sum);
+        EXPECT_EQ(storage::explainPolyglot(storage::VectorBytes(block)), row.isTar ? "a tar archive" : "")
+            << testing::PrintToString(row.checksum) << ' ' << row.sum;
+    }
+}
+
 } // namespace opc::test

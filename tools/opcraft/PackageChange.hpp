@@ -44,6 +44,7 @@ private:
     std::vector<std::string> readNames();
     bool hasUncheckedSignatures(const std::vector<std::string>& names);
     void close();
+    void writeReport(Console& console, const std::string& lines) const;
     void warn(Console& console, const std::vector<std::string>& names);
 
     std::string output_;
@@ -51,6 +52,7 @@ private:
     ChangeSubject subject_;
     OpenPackage package_;
     Signatures signatures_;
+    bool isSaved_ = false;
     std::set<std::string> complete_{}; ///< those that covered the content before the change
 };
 

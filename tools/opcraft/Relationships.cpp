@@ -5,9 +5,11 @@
 
 #include <opc/core/Exception.hpp>
 #include <opc/core/FoldedNames.hpp>
+#include <opc/core/PartNames.hpp>
 #include <opc/core/Strings.hpp>
 
 #include <algorithm>
+#include <map>
 #include <tuple>
 
 namespace opcraft {
@@ -47,11 +49,11 @@ auto countingKey(const std::string& id) {
     return std::make_tuple(id.substr(0, digits), id.size() - digits, id.substr(digits));
 }
 
-/// Whether some program may find the part by an internal relationship.
-bool leadsTo(const std::string& foldedName, const Relationship& relationship) {
-    return relationship.getTargetMode() == TargetMode::Internal &&
-           opc::detail::foldTarget(relationship.getSourceURI().getPath(), relationship.getTarget())
-               .contains(foldedName);
+/// The folded names of the parts that some program may find by a relationship; none for an external one.
+std::set<std::string> foldedTargets(const Relationship& relationship) {
+    if (relationship.getTargetMode() == TargetMode::External)
+        return {};
+    return opc::detail::foldTarget(relationship.getSourceURI().getPath(), relationship.getTarget());
 }
 
 std::string resolvedText(const RelationshipEntry& entry) {
@@ -81,27 +83,29 @@ std::optional<std::u16string> targetPartOf(const Relationship& relationship) {
 
 std::optional<opc::model::Part> findTarget(OpenPackage& package, const Relationship& relationship) {
     const auto target = targetPartOf(relationship);
-    // A target may not be a valid part name.
-    if (!target || !package.getPartKeys().contains(opc::toLowerASCIIString(*target)))
+    if (!target || !opc::detail::isPartName(*target) || !package.getModel().hasPart(PartName(*target)))
         return std::nullopt;
-    const PartName name(*target);
-    if (!package.getModel().hasPart(name)) // a relationships part
-        return std::nullopt;
-    return package.getModel().getPart(name);
+    return package.getModel().getPart(PartName(*target));
 }
 
 bool removeWithTargets(OpenPackage& package, const std::u16string& type) {
     opc::model::Package& model = package.getModel();
     const auto relationships = model.getRelationshipsByType(type);
-    std::set<PartName> targets;
+    std::map<std::string, PartName> targets; // by folded name
     for (const Relationship& relationship : relationships) {
         if (const auto part = findTarget(package, relationship))
-            targets.insert(part->getName());
+            targets.try_emplace(opc::detail::foldName(toUtf8(part->getName().toString())), part->getName());
         model.deleteRelationship(relationship.getID());
     }
-    for (const PartName& name : targets)
-        if (entriesLeadingTo(name, package).empty())
-            model.deletePart(name);
+    package.forEachSource([&targets](const opc::model::RelationshipSource& source) {
+        for (const Relationship& relationship : source.getRelationships())
+            for (const std::string& name : foldedTargets(relationship))
+                if (const auto found = targets.find(name);
+                    found != targets.end() && found->second.getURI() != source.getSourceURI())
+                    targets.erase(found);
+    });
+    for (const auto& [folded, name] : targets)
+        model.deletePart(name);
     return !relationships.empty();
 }
 
@@ -124,7 +128,7 @@ std::vector<RelationshipEntry> entriesLeadingTo(const PartName& name, OpenPackag
         if (source.getSourceURI() == name.getURI())
             return;
         for (const Relationship& relationship : source.getRelationships())
-            if (leadsTo(foldedName, relationship))
+            if (foldedTargets(relationship).contains(foldedName))
                 entries.push_back(relationshipEntryOf(relationship, partKeys));
     });
     return entries;

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace opc::storage {
@@ -76,17 +78,45 @@ std::string find(const Format (&formats)[COUNT], const IsThere& isThere) {
     return found == std::end(formats) ? "" : found->description;
 }
 
+/// The number of octal digits at the start of a text; none where there is something else.
+std::optional<long> readOctal(std::string_view text) {
+    const bool isNumber = text.empty() || (text.front() >= '0' && text.front() <= '7');
+    long value = 0;
+    for (std::size_t i = 0; i < text.size() && text[i] >= '0' && text[i] <= '7'; ++i)
+        value = value * 8 + (text[i] - '0');
+    return isNumber ? std::optional(value) : std::nullopt;
+}
+
+std::string_view behind(std::string_view text, std::string_view skipped) {
+    return text.substr(std::min(text.find_first_not_of(skipped), text.size()));
+}
+
+/// The numbers that one or the other reader takes a field of tar for: octal digits behind blanks and zeros, or before a
+/// zero, and 0 without any; with a sign, "0o" and underscores; a number of base 256.
+std::vector<std::optional<long>> numbersIn(std::string_view field) {
+    std::string text(behind(field.substr(0, field.find('\0')), " \t\n\v\f\r\x1c\x1d\x1e\x1f+-"));
+    const bool isNegative = field.find('-') < field.find_first_of("01234567");
+    text.erase(0, text.starts_with("0o") || text.starts_with("0O") ? 2 : 0);
+    std::erase(text, '_');
+    const std::optional<long> before = readOctal(text);
+    std::vector<std::optional<long>> numbers{readOctal(behind(field, std::string_view(" \0", 2))), before,
+                                             isNegative && before ? std::optional(-*before) : std::nullopt};
+    const auto first = static_cast<unsigned char>(field.front());
+    if (first != 0x80 && first != 0xFF)
+        return numbers;
+    long value = first == 0xFF ? -1 : 0;
+    for (const char c : field.substr(1))
+        value = value * 256 + static_cast<unsigned char>(c);
+    numbers.emplace_back(value);
+    return numbers;
+}
+
 /// Whether the file starts with a header of tar: all that every reader asks for is its checksum, the sum of its bytes,
 /// signed or unsigned, where the checksum counts as blanks (POSIX.1 pax §ustar).
 bool isTar(ByteSpan header) {
     constexpr std::size_t offset = 148, size = 8;
     if (header.size() != TAR_HEADER_SIZE)
         return false;
-    const std::string_view digits = viewOf(header.subspan(offset, size));
-    const std::size_t begin = digits.find_first_not_of(std::string_view(" \0", 2));
-    long wanted = 0;
-    for (std::size_t i = begin; i < size && digits[i] >= '0' && digits[i] <= '7'; ++i)
-        wanted = wanted * 8 + (digits[i] - '0');
     long plain = size * ' ';
     long withSigns = plain;
     for (std::size_t i = 0; i < header.size(); ++i)
@@ -94,7 +124,9 @@ bool isTar(ByteSpan header) {
             plain += header[i];
             withSigns += static_cast<signed char>(header[i]);
         }
-    return begin < size && (wanted == plain || wanted == withSigns);
+    const auto numbers = numbersIn(viewOf(header.subspan(offset, size)));
+    return std::any_of(numbers.begin(), numbers.end(),
+                       [&](const std::optional<long>& each) { return each == plain || each == withSigns; });
 }
 
 /// The directory of a compound file, as far as it can be found by the header alone.

@@ -27,6 +27,8 @@ constexpr unsigned FOLDER = 0x4000;
 
 /// Attributes of DOS, in the lower half.
 constexpr unsigned DOS_NO_FILE = 0x08 | 0x10; ///< the label of a volume, or a folder
+constexpr unsigned AMIGA = 1;                 ///< as the system that an item was made by (APPNOTE §4.4.2.2)
+constexpr unsigned START_OF_SIGNATURES = 0x4B50;
 
 bool isFolderName(ByteSpan name) {
     return viewOf(name).ends_with('/');
@@ -214,6 +216,8 @@ private:
             failAt(record, "no data descriptor that agrees with the central directory follows the content");
         if (narrow && wide)
             failAt(record, "the data descriptor agrees with the central directory by sizes of 4 and of 8 bytes");
+        if (wide && (record.size & 0xFFFF) == START_OF_SIGNATURES)
+            failAt(record, "the size in the data descriptor reads as the signature of a record");
         const bool hasField = countFields(header.extra(), ZIP64_FIELD) > 0;
         if (hasField ? narrow > 0 : wide > 0 && header.versionNeeded < ZIP64_VERSION) {
             failAt(record, std::string("the data descriptor has sizes of ") + (wide ? "8" : "4") +
@@ -238,6 +242,8 @@ private:
             failAt(record, "the item is a link, a device or a folder by its attributes");
         if (record.header.externalAttributes & DOS_NO_FILE && !isFolder)
             failAt(record, "the item is a folder or a volume label by its attributes");
+        if (record.header.madeBy >> 8 == AMIGA)
+            failAt(record, "the item was made on an Amiga, by whose attributes some readers take it for a folder");
         if (record.header.flags & ~HARMLESS_FLAGS)
             failAt(record, "the flags tell of encryption, patched data or something unknown");
         if (record.header.method != STORED && record.header.method != DEFLATED)

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -191,23 +192,20 @@ struct InfoReport {
     Signatures signatures;
 };
 
-void addReason(const ZipItem& item, std::vector<OtherItems>& reasons) {
-    auto found = std::find_if(reasons.begin(), reasons.end(),
-                              [&](const OtherItems& each) { return each.reason == item.reason; });
-    if (found == reasons.end())
-        found = reasons.insert(found, {item.reason, {}});
-    found->names.push_back(item.name);
-}
-
 void countItems(const opc::storage::ZipPackage& zip, InfoReport& report) {
+    std::map<std::string, std::size_t> reasons; // their indexes in the report
     for (const ZipItem& item : zip.getItems()) {
         ++report.items;
         report.uncompressedSize += item.size;
         report.compressedSize += item.compressedSize;
         if (item.kind == opc::storage::ZipItemKind::Part && opc::detail::isRelationshipsPartName(item.partName))
             ++report.relationshipsParts;
-        if (item.kind == opc::storage::ZipItemKind::Other)
-            addReason(item, report.reasons);
+        if (item.kind != opc::storage::ZipItemKind::Other)
+            continue;
+        const auto [known, isNew] = reasons.try_emplace(item.reason, report.reasons.size());
+        if (isNew)
+            report.reasons.push_back({item.reason, {}});
+        report.reasons[known->second].names.push_back(item.name);
     }
     report.otherItems = zip.getOtherItems();
 }

@@ -22,6 +22,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <random>
 #include <utility>
@@ -126,13 +127,6 @@ void NewFile::fail(int number) const {
     throw Failure(ExitCode::NotProcessed, name_, "", "cannot be written: " + systemReason(number));
 }
 
-std::uint64_t sizeOf(const Part& part, const OpenPackage& package) {
-    for (const opc::storage::ZipItem& item : package.getInput().getZip().getItems())
-        if (part.getName() == item.partName)
-            return item.size;
-    return 0;
-}
-
 std::string nameOf(const ThumbnailEntry& entry) {
     if (entry.part)
         return toUtf8(entry.part->getName().toString());
@@ -175,15 +169,20 @@ Part createThumbnail(OpenPackage& package, const ImageType& type, std::size_t si
 std::vector<ThumbnailEntry> findThumbnails(OpenPackage& package) {
     const std::string type = toUtf8(PackageHelper::getThumbnailRelationshipType());
     std::vector<ThumbnailEntry> thumbnails;
+    std::map<opc::model::PartName, std::vector<std::size_t>> byPart;
     for (const RelationshipEntry& each : entriesOf(package.getModel(), package.getPartKeys())) {
         if (each.type != type)
             continue;
         const auto relationship = package.getModel().getRelationshipByID(opc::toString(each.id));
-        ThumbnailEntry entry{each.id, each.target, each.isExternal, findTarget(package, relationship)};
-        if (entry.part)
-            entry.size = sizeOf(*entry.part, package);
-        thumbnails.push_back(entry);
+        thumbnails.push_back({each.id, each.target, each.isExternal, findTarget(package, relationship)});
+        if (const auto& part = thumbnails.back().part)
+            byPart[part->getName()].push_back(thumbnails.size() - 1);
     }
+    if (!byPart.empty())
+        for (const opc::storage::ZipItem& item : package.getInput().getZip().getItems())
+            if (item.kind == opc::storage::ZipItemKind::Part)
+                for (const std::size_t each : byPart[item.partName])
+                    thumbnails[each].size = item.size;
     return thumbnails;
 }
 
