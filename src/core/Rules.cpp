@@ -75,6 +75,9 @@ constexpr Rule RULES[] = {
      "Add a Default or an Override for it, or remove the item."},
     {Id::ContentTypesItemCase, "content-types-item-case", "content-types", Is::Warning,
      "The content types stream is named [Content_Types].xml, in this case.", "Rename the item."},
+    {Id::ContentTypeCase, "content-type-case", "content-types", Is::Warning,
+     "The content type of a part depends neither on the case of names nor on namespace prefixes.",
+     "Write names in the case of the parts, and entries without prefixes."},
     {Id::OverrideOfNothing, "override-of-nothing", "content-types", Is::Note,
      "An Override names a part that does not exist.", "Remove the entry."},
     {Id::ExtensionWithDot, "extension-with-dot", "content-types", Is::Error,
@@ -176,7 +179,7 @@ constexpr Rule RULES[] = {
     {Id::ZipFileKind, "zip-file-kind", "zip", Is::Warning,
      "Items are regular files: neither links nor devices.", "Replace the item by a regular file."},
     {Id::ZipEndRecord, "zip-end-record", "zip", Is::Error,
-     "The archive has one end record, right behind its central directory.", "Write the archive anew."},
+     "The archive is on one disk and has one end record, right behind its central directory.", "Write the archive anew."},
     {Id::ZipOtherFormat, "zip-other-format", "zip", Is::Warning,
      "The file is not an archive of another format at the same time.", "Write the archive anew."},
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "storage/Zips.hpp"
 
+#include <sstream>
+
 namespace opc::test {
 namespace {
 
@@ -53,7 +55,69 @@ TEST(ZipParts, TwoItemsThatAreOnePartFailTheOpen) {
         std::vector<std::string> names;
         boost::split(names, unescaped(row[1]), boost::is_any_of("|"));
         EXPECT_THAT(openingSays(zipOfNames(names)), HasSubstr(unescaped(row[0]))) << row[2];
+        EXPECT_THAT(findingsIn(zipOfNames(names)), StartsWith(row.size() > 3 ? row[3] : "")) << row[2];
     }
+}
+
+TEST(ZipParts, OfTwoItemsThatAreOnePartATolerantOpenTakesNeitherAndASaveKeepsBoth) {
+    Findings findings;
+    Bytes bytes = zipWith({{"a.xml", "1"}, {"A.xml", "2"}, {"a.xml", "3"}, {"_rels/a.xml.rels"}, {"b.xml", "4"}});
+    const RawZipReader before(bytes);
+    ZipPackage package(bytes);
+    package.openTolerantly(OpenMode::ReadWrite, findings);
+    EXPECT_THAT(partNames(package), ElementsAre("/b.xml"));
+    EXPECT_EQ(package.getItems().at(3).reason, "the same part as the item \"A.xml\"");
+    EXPECT_EQ(readAll(*package.getItemInputStreamAt(3)), "3");
+    EXPECT_TRUE(failsWith(
+        Errc::no_such_file_or_directory, [&] { package.getItemInputStreamAt(6); }));
+    EXPECT_TRUE(failsWith(Errc::file_exists, [&] { createPart(package, u"/A.xml", "5"); }));
+    writePart(package, u"/b.xml", "6");
+    package.close(false);
+    const RawZipReader after(bytes);
+    ASSERT_EQ(after.names(), before.names());
+    for (std::size_t i = 0; i < 5; ++i)
+        EXPECT_EQ(after.entries[i], before.entries[i]) << i;
+    const Bytes saved = bytes;
+    package.openTolerantly(OpenMode::ReadWrite, findings);
+    package.close(false);
+    EXPECT_EQ(bytes, saved) << "nothing was changed";
+}
+
+TEST(ZipParts, WithoutOneContentTypesStreamATolerantOpenFindsNoTypes) {
+    Findings findings;
+    Bytes none = makeZip({{"a.xml", "1"}, {"_rels/.rels"}});
+    EXPECT_THAT(openingSays(none), HasSubstr("a ZIP file, not a package: no item \"[Content_Types].xml\""));
+    ZipPackage package(none);
+    package.openTolerantly(OpenMode::ReadWrite, findings);
+    EXPECT_EQ(findings.text, "M3.10 blocks error : no item \"[Content_Types].xml\"\n");
+    EXPECT_THAT(partNames(package), ElementsAre("/_rels/.rels"));
+    EXPECT_TRUE(package.takeContentTypes()->entries.empty());
+    EXPECT_TRUE(failsWith(Errc::no_such_file_or_directory, [&] { package.getContentTypeInputStream(); }));
+    writeAll(*package.getContentTypeOutputStream(), TYPES);
+    package.close(false);
+    EXPECT_THAT(Zip(none).parts(), ElementsAre("/a.xml", "/_rels/.rels"));
+
+    Bytes two = zipOfNames({"a.xml", "[Content_types].xml"});
+    ZipPackage twofold(two);
+    twofold.openTolerantly(OpenMode::ReadWrite, findings);
+    EXPECT_THAT(twofold.getOtherItems(), ElementsAre("[Content_Types].xml", "a.xml", "[Content_types].xml"));
+    EXPECT_TRUE(failsWith(Errc::file_exists, [&] { twofold.getContentTypeOutputStream(); }));
+    EXPECT_THAT(findingsIn(makeZip({{"META-INF/MANIFEST.MF"}})), StartsWith("refused, blocks: "));
+}
+
+TEST(ZipParts, WhatIsAgainstTheFormatIsFound) {
+    for (const auto& row : readTable("storage/item-findings.tsv")) {
+        std::vector<std::string> names;
+        boost::split(names, unescaped(row[1]), boost::is_any_of("|"));
+        std::string found;
+        std::istringstream lines(findingsIn(zipOfNames(names)));
+        for (std::string line; std::getline(lines, line);)
+            found += (found.empty() ? "" : "|") + line.substr(0, line.find(": "));
+        EXPECT_EQ(found, row[0]) << row[2];
+    }
+    EXPECT_EQ(findingsIn(zipOfNames({"_rels/.rels"}, contentTypes("<Override PartName='/x' ContentType='a/b'/>"))),
+              "M2.4 warning /_rels/.rels: no content type for this relationships part\n"
+              "override-of-nothing note [Content_Types].xml: an Override for \"/x\", which does not exist\n");
 }
 
 TEST(ZipParts, TheContentTypesStreamIsFoundInAnyCaseAndKeepsItsName) {

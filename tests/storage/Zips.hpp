@@ -8,6 +8,7 @@
 
 #include "storage/Content.hpp"
 
+#include <opc/core/Findings.hpp>
 #include <opc/storage/zip/ZipPackage.hpp>
 
 #include <gmock/gmock.h>
@@ -20,6 +21,7 @@ namespace opc::test {
 using namespace storage;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 inline const std::string TYPES = contentTypes("<Default Extension='xml' ContentType='a/xml'/>"
                                               "<Default Extension='rels' ContentType='a/rels'/>");
@@ -69,6 +71,31 @@ inline std::string openingSays(Bytes file, ZipOptions options = {}, Errc code = 
         return e.what();
     }
     return "opens";
+}
+
+/// A line for each finding: its rule, "blocks" where it does, the severity, the item and the message.
+struct Findings final : FindingSink {
+    void found(const Finding& finding) override {
+        const Rule& rule = getRule(finding.rule);
+        const char* const severities[] = {" error ", " warning ", " note "};
+        text += rule.name + std::string(finding.blocks ? " blocks" : "") +
+                severities[static_cast<std::size_t>(rule.severity)] + finding.place.item + ": " + finding.message +
+                '\n';
+    }
+    std::string text{};
+};
+
+/// What a tolerant open and the search for ambiguities tell.
+inline std::string findingsIn(Bytes file) {
+    ZipPackage package(file);
+    Findings findings;
+    try {
+        package.openTolerantly(OpenMode::ReadOnly, findings);
+    } catch (const Exception& e) {
+        return std::string("refused, blocks: ") + e.what();
+    }
+    package.findAmbiguities(findings, true);
+    return findings.text;
 }
 
 inline void append(Content& content, const std::string& text) {

@@ -45,6 +45,7 @@ enum class RuleId {
     ContentTypesMissing,       ///< M3.10
     UntypedItem,               ///< M3.5
     ContentTypesItemCase,      ///< content-types-item-case
+    ContentTypeCase,           ///< content-type-case
     OverrideOfNothing,         ///< override-of-nothing
     ExtensionWithDot,          ///< extension-with-dot
     // XML (§6.4 and throughout)

@@ -2,6 +2,7 @@
 #include "storage/zip/ContentTypesReader.hpp"
 
 #include "storage/Failure.hpp"
+#include "storage/zip/ItemNames.hpp"
 #include "storage/zip/XmlElements.hpp"
 
 #include <opc/core/Exception.hpp>
@@ -46,8 +47,8 @@ private:
 ContentTypes::ContentTypes(detail::ContentTypeTable table) : table_(std::move(table)) {
     for (const detail::ContentTypeEntry& entry : table_.entries) {
         const auto [known, isNew] = (entry.isDefault ? defaults_ : overrides_).try_emplace(entry.name, &entry);
-        if (!isNew && duplicate_.empty())
-            duplicate_ = shown(*known->second) + ", and " + shown(entry);
+        if (!isNew)
+            duplicates_.emplace_back(known->second, &entry);
     }
 }
 
@@ -75,30 +76,37 @@ const std::u16string* ContentTypes::findExact(const Map& entries, std::u16string
     return isExact ? &typeOf(*entry->second) : nullptr;
 }
 
-void ContentTypes::throwIfAmbiguous(const std::string& label) const {
-    std::string duplicate = duplicate_;
-    for (const Map* entries : {&defaults_, &overrides_}) {
-        std::unordered_map<std::string, const Map::value_type*> folded;
-        for (const auto& entry : *entries) {
-            const auto [known, isNew] =
-                folded.try_emplace(detail::foldName(detail::toUTF8String(entry.first, false)), &entry);
-            if (!isNew && duplicate.empty())
-                duplicate = shown(*known->second->second) + ", and " + shown(*entry.second);
-        }
-    }
-    if (!duplicate.empty())
-        fail(Errc::bad_message, label + ": \"[Content_Types].xml\": two content types for one name: " + duplicate);
+void ContentTypes::addDuplicate(RuleId rule, const detail::ContentTypeEntry& first,
+                                const detail::ContentTypeEntry& other, const ZipFaults& faults) const {
+    const std::string what = "two content types for one name: " + shown(first) + ", and " + shown(other);
+    faults.add({rule, std::string(CONTENT_TYPES_ITEM), what, {}, detail::toUTF8String(other.name, false)});
 }
 
-void ContentTypes::throwIfAmbiguous(std::u16string_view partName, const std::string& label) const {
+void ContentTypes::checkDuplicates(const ZipFaults& faults) const {
+    for (const auto& [first, other] : duplicates_)
+        addDuplicate(RuleId::DuplicateContentType, *first, *other, faults);
+    for (const Map* entries : {&defaults_, &overrides_}) {
+        std::unordered_map<std::string, const detail::ContentTypeEntry*> folded;
+        for (const auto& [name, entry] : *entries) {
+            const auto [known, isNew] = folded.try_emplace(detail::foldName(detail::toUTF8String(name, false)), entry);
+            if (!isNew)
+                addDuplicate(RuleId::NamesThatMeet, *known->second, *entry, faults);
+        }
+    }
+}
+
+void ContentTypes::checkCase(std::u16string_view partName, const ZipFaults& faults) const {
     const std::u16string* type = find(partName);
     const std::u16string* exact = findExact(overrides_, partName);
     if (!exact)
         exact = findExact(defaults_, detail::getExtension(partName));
     if (type && exact && *type != *exact) {
-        fail(Errc::bad_message, label + ": \"[Content_Types].xml\": " + shownEntry(partName, *type) +
-                                    ", but for readers that are sensitive to case or prefixes, " +
-                                    shownEntry(partName, *exact));
+        faults.add({RuleId::ContentTypeCase,
+                    std::string(CONTENT_TYPES_ITEM),
+                    shownEntry(partName, *type) + ", but for readers that are sensitive to case or prefixes, " +
+                        shownEntry(partName, *exact),
+                    {},
+                    detail::toUTF8String(partName, false)});
     }
 }
 

@@ -3,6 +3,7 @@
 
 #include "storage/CaselessLess.hpp"
 #include "storage/ItemReader.hpp"
+#include "storage/zip/ZipFaults.hpp"
 
 #include <opc/core/PlainContentTypes.hpp>
 
@@ -11,6 +12,8 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
+#include <vector>
 
 namespace opc::storage {
 
@@ -25,16 +28,16 @@ public:
     /// @return null when the stream gives the part no content type.
     const std::u16string* find(std::u16string_view partName) const;
 
-    /// Refuses two Defaults for one extension and two Overrides for one part: one reader uses the first, another one
-    /// the last. Names are equal when their folded forms are (`foldName`).
-    /// @param label starts the message.
-    /// @throws opc::Exception bad_message
-    void throwIfAmbiguous(const std::string& label) const;
+    /// The entries in the order of the stream.
+    const std::vector<detail::ContentTypeEntry>& entries() const { return table_.entries; }
 
-    /// Refuses a part that has another content type for a reader that compares names with their case, or ignores
+    /// Finds two Defaults for one extension and two Overrides for one part: one reader uses the first, another one
+    /// the last. Names are equal when their folded forms are (`foldName`).
+    void checkDuplicates(const ZipFaults& faults) const;
+
+    /// Finds out whether a part has another content type for a reader that compares names with their case, or ignores
     /// namespace prefixes.
-    /// @throws opc::Exception bad_message
-    void throwIfAmbiguous(std::u16string_view partName, const std::string& label) const;
+    void checkCase(std::u16string_view partName, const ZipFaults& faults) const;
 
     /// What it was made of; nothing can be found afterwards.
     detail::ContentTypeTable release() &&;
@@ -43,12 +46,16 @@ private:
     using Map = std::unordered_map<std::u16string_view, const detail::ContentTypeEntry*, CaselessHash, CaselessEqual>;
     const std::u16string& typeOf(const detail::ContentTypeEntry& entry) const { return table_.types[entry.type]; }
     std::string shown(const detail::ContentTypeEntry& entry) const;
+    void addDuplicate(RuleId rule, const detail::ContentTypeEntry& first, const detail::ContentTypeEntry& other,
+                      const ZipFaults& faults) const;
     const std::u16string* findExact(const Map& entries, std::u16string_view name) const;
 
     detail::ContentTypeTable table_; ///< the maps refer to its entries
     Map defaults_;
     Map overrides_;
-    std::string duplicate_; ///< the first two entries that are equal; empty for none
+    std::vector<std::pair<const detail::ContentTypeEntry*, const detail::ContentTypeEntry*>>
+        duplicates_; ///< the first
+                     ///< and another
 };
 
 /// Reads a content types stream of at most so many bytes leniently: to find out which items are parts, not to validate

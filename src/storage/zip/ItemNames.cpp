@@ -2,7 +2,6 @@
 #include "storage/zip/ItemNames.hpp"
 
 #include <opc/core/Characters.hpp>
-#include <opc/core/PartNames.hpp>
 #include <opc/core/Strings.hpp>
 
 #include <utility>
@@ -38,8 +37,13 @@ std::optional<std::u16string> toPartName(std::string_view itemName) {
     return detail::isPartName(name) ? std::optional(std::move(name)) : std::nullopt;
 }
 
+std::optional<detail::PartNameRule> findPartNameRule(std::string_view itemName) {
+    const auto fault = detail::findPartNameFault(toURI(itemName));
+    return fault ? std::optional(fault->rule) : std::nullopt;
+}
+
 std::string explainItemName(std::string_view itemName) {
-    const detail::PartNameRule rule = detail::findPartNameFault(toURI(itemName)).value().rule;
+    const detail::PartNameRule rule = findPartNameRule(itemName).value();
     if (rule == detail::PartNameRule::NoSlashAtEnd)
         return "a folder";
     if (itemName.find('\\') != itemName.npos)

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <opc/core/PartNames.hpp>
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,6 +20,9 @@ bool isContentTypesItem(std::string_view itemName);
 /// @param itemName UTF-8.
 /// @return nothing for an item that cannot be a part.
 std::optional<std::u16string> toPartName(std::string_view itemName);
+
+/// The first rule for part names that an item breaks by its name; nothing when `toPartName` returns a name.
+std::optional<detail::PartNameRule> findPartNameRule(std::string_view itemName);
 
 /// Why an item cannot be a part by its name, for which `toPartName` returns nothing: "a backslash in the name".
 std::string explainItemName(std::string_view itemName);

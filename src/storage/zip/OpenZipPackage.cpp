@@ -2,18 +2,19 @@
 #include "storage/zip/OpenZipPackage.hpp"
 
 #include "storage/Failure.hpp"
+#include "storage/zip/ContentChecks.hpp"
 #include "storage/zip/ContentTypesReader.hpp"
-#include "storage/zip/DeflateStream.hpp"
 #include "storage/zip/ItemNames.hpp"
 #include "storage/zip/MainPart.hpp"
 #include "storage/zip/OtherFormats.hpp"
 #include "storage/zip/Pieces.hpp"
+#include "storage/zip/ReadAhead.hpp"
 #include "storage/zip/Threads.hpp"
-#include "storage/zip/XmlElements.hpp"
 #include "storage/zip/ZipConsistency.hpp"
+#include "storage/zip/ZipNameRules.hpp"
 
 #include <opc/core/Exception.hpp>
-#include <opc/core/FoldedNames.hpp>
+#include <opc/core/Findings.hpp>
 #include <opc/core/PartNames.hpp>
 #include <opc/core/Strings.hpp>
 
@@ -52,30 +53,6 @@ ZipChanges::Added toAdded(const ZipEntry& entry) {
     return {entry.name, entry.bytes.getContent(), entry.bytes.compression(), entry.getLabel()};
 }
 
-/// Reads the pieces of an interleaved part in order.
-class PiecesReader final : public ItemReader {
-public:
-    PiecesReader(const ZipArchive& archive, const ZipEntry& entry) : archive_(archive), entry_(entry) {}
-
-    std::size_t read(unsigned char* buffer, std::size_t size) override {
-        while (size > 0) {
-            const std::size_t count = current_ ? current_->read(buffer, size) : 0;
-            if (count > 0)
-                return count;
-            if (next_ == entry_.pieces.size())
-                return 0;
-            current_ = archive_.read(entry_.pieces[next_++], entry_.getLabel());
-        }
-        return 0;
-    }
-
-private:
-    const ZipArchive& archive_;
-    const ZipEntry& entry_;
-    std::size_t next_ = 0;
-    std::unique_ptr<ItemReader> current_;
-};
-
 /// @return nothing when there are more bytes than so many.
 std::optional<std::vector<unsigned char>> readWhole(ItemReader& item, std::uint64_t maximumSize) {
     std::vector<unsigned char> bytes;
@@ -88,29 +65,37 @@ std::optional<std::vector<unsigned char>> readWhole(ItemReader& item, std::uint6
     return bytes;
 }
 
-void readToEnd(ItemReader& reader) {
-    std::vector<unsigned char> buffer(64 * 1024);
-    while (reader.read(buffer.data(), buffer.size()) > 0) {
-    }
+/// What two pieces with the same number break.
+RuleId findRuleOfPieces(const std::string& name, const std::string& other) {
+    if (name == other)
+        return RuleId::NoDuplicateItem;
+    return caselessCompare(toString(name, false), toString(other, false)) == 0 ? RuleId::NoEquivalentPieces
+                                                                               : RuleId::NoDuplicatePieceNumber;
 }
 
-/// Why an item is not a part.
-std::string explainOther(const ZipEntry& entry) {
-    if (parsePieceName(entry.name))
-        return "a piece of a part whose pieces are not complete";
-    if (entry.partName().empty())
-        return explainItemName(entry.name);
-    if (detail::isRelationshipsPartName(entry.partName()))
-        return "the relationships of an item that is not a part";
-    const std::u16string extension = detail::getExtension(entry.partName());
-    return extension.empty() ? "no content type, and no extension"
-                             : "no content type for the extension " + inQuotes(detail::toUTF8String(extension, false));
-}
+/// Hands findings on, with the name of the part where there is one, and without what the open told already.
+class PartFindings final : public FindingSink {
+public:
+    PartFindings(ZipItems& items, FindingSink& sink) : items_(items), sink_(sink) {}
+
+    void found(const Finding& finding) override {
+        Finding named = finding;
+        const ZipEntry* entry = items_.findItem(finding.place.item);
+        if (entry && entry->kind == ZipItemKind::Part)
+            named.place.item = detail::toUTF8String(entry->partName(), false);
+        if (finding.rule != RuleId::NoDuplicateItem || !entry || entry->reason.empty())
+            sink_.found(named);
+    }
+
+private:
+    ZipItems& items_;
+    FindingSink& sink_;
+};
 
 } // namespace
 
 OpenZipPackage::OpenZipPackage(const ZipLocation& location, OpenMode mode,
-                               const std::optional<std::filesystem::path>& output)
+                               const std::optional<std::filesystem::path>& output, FindingSink* sink)
     : location_(location), threads_(countThreads(location.options.threads)), opening_{mode},
       limits_(location.options.limits) {
     if (!location_.bytes) {
@@ -125,8 +110,10 @@ OpenZipPackage::OpenZipPackage(const ZipLocation& location, OpenMode mode,
         openReplaced();
     } else {
         openArchive();
-        readItems();
-        readContentTypes();
+        // What the option refuses is refused always.
+        const ZipFaults faults(location_.label, location_.options.consistent ? nullptr : sink, true);
+        readItems(faults);
+        readContentTypes(faults);
     }
 }
 
@@ -167,10 +154,10 @@ void OpenZipPackage::openArchive() {
     archive_ = std::make_unique<ZipArchive>(openBytes(), location_.label);
     limits_.checkItems(archive_->count(), location_.label);
     if (location_.options.consistent)
-        throwIfInconsistent(archive_->getBytes(), archive_->getDirectory(), location_.label);
+        checkConsistency(*archive_, ZipFaults(location_.label, nullptr, true));
 }
 
-void OpenZipPackage::readItems() {
+void OpenZipPackage::readItems(const ZipFaults& faults) {
     PieceGroups groups;
     std::vector<ZipArchive::Item> items;
     items.reserve(archive_->count());
@@ -179,81 +166,58 @@ void OpenZipPackage::readItems() {
         const std::string& name = items.back().name;
         limits_.checkName(name, location_.label);
         const auto piece = parsePieceName(name);
-        if (piece && !groups.add(*piece, index))
-            fail(Errc::bad_message, location_.label + ": duplicate item " + inQuotes(name));
+        if (const auto other = piece ? groups.add(*piece, index) : std::nullopt)
+            faults.add({findRuleOfPieces(name, items[*other].name), name,
+                        "a piece with the number of the item " + inQuotes(items[*other].name),
+                        "duplicate item " + inQuotes(name)});
     }
+    addItems(items, groups, faults);
+    findContentTypes(faults);
+    if (location_.options.consistent) {
+        checkMeetingNames(items_, *archive_, faults);
+        contentChecks().checkContents(faults);
+    }
+}
+
+void OpenZipPackage::addItems(const std::vector<ZipArchive::Item>& items, const PieceGroups& groups,
+                              const ZipFaults& faults) {
     items_.reserve(items.size());
     for (std::uint64_t index = 0; index < items.size(); ++index) {
         const auto piece = parsePieceName(items[index].name);
         std::vector<std::uint64_t> pieces = piece ? groups.findComplete(piece->prefix) : std::vector<std::uint64_t>();
         if (pieces.empty()) {
-            addItem(index, items[index], {});
+            ZipEntry& entry = addItem(index, items[index], {}, faults);
+            if (piece && groups.hasDuplicate(piece->prefix))
+                entry.reason = "a piece of a part that has a duplicate piece";
         } else if (pieces.front() == index) {
-            if (location_.options.consistent) {
-                fail(Errc::bad_message, location_.label + ": " + inQuotes(std::string(piece->prefix)) +
-                                            ": the part is stored in pieces, which some readers do not support");
-            }
+            if (location_.options.consistent)
+                faults.add({RuleId::InterleavedPart, std::string(piece->prefix), IN_PIECES});
             ZipArchive::Item whole{std::string(piece->prefix)};
             for (const std::uint64_t each : pieces) {
                 whole.size += items[each].size;
                 whole.compressedSize += items[each].compressedSize;
             }
-            addItem(index, whole, std::move(pieces));
+            addItem(index, whole, std::move(pieces), faults);
         }
     }
-    if (!items_.contentTypes()) {
+}
+
+ContentChecks OpenZipPackage::contentChecks() {
+    return {items_, *archive_, limits_, threads_};
+}
+
+/// A file of another format is refused always.
+void OpenZipPackage::findContentTypes(const ZipFaults& faults) {
+    if (hasTwoContentTypes_)
+        items_.leaveOutContentTypes("a duplicate content types stream");
+    else if (!items_.contentTypes()) {
         const auto hasItem = [this](std::string_view name) { return items_.findItem(name) != nullptr; };
-        fail(Errc::bad_message, location_.label + ": " + explainOtherZip(hasItem, readMediaType()));
-    }
-    if (location_.options.consistent) {
-        throwIfNamesMeet(items_, *archive_, location_.label);
-        throwIfContentsAreDamaged();
-    }
-}
-
-/// @param entries null for what is not read.
-void OpenZipPackage::readAhead(std::vector<const ZipEntry*> entries,
-                               const interfaces::IPhysicalParallelReading::Take& take) const {
-    std::vector<std::uint64_t> sizes;
-    std::uint64_t left = limits_.get().totalSize;
-    for (const ZipEntry*& entry : entries) {
-        if (entry && (!limits_.allow(entry->size, entry->count.compressedSize) || entry->size > left))
-            entry = nullptr;
-        sizes.push_back(entry ? entry->size : 0);
-        left -= sizes.back();
-    }
-    forEachInParallel(threads_, sizes, [&](std::size_t i) {
-        if (!entries[i])
-            return;
-        archive_->readWhole(*entries[i]->index,
-                            [&](const unsigned char* data, std::size_t size) { take(i, data, size); });
-        take(i, nullptr, 0);
-    });
-}
-
-/// All items are in one piece, and those that are not parts count as well: programs that unpack a file stop at a
-/// damaged one, or leave it out.
-void OpenZipPackage::throwIfContentsAreDamaged() {
-    std::vector<const ZipEntry*> entries;
-    for (const ZipEntry& entry : items_.all())
-        entries.push_back(&entry);
-    std::vector<char> isSound(entries.size());
-    readAhead(std::move(entries),
-              [&](std::size_t i, const unsigned char*, std::size_t size) { isSound[i] = size == 0; });
-    std::size_t next = 0;
-    for (ZipEntry& entry : items_.all()) {
-        if (isSound[next++] != 0 && limits_.tryToCount(entry.size, entry.count))
-            continue;
-        const DirectoryRecord& record = archive_->getDirectory().records()[entry.index.value()];
-        const auto header = readLocalHeader(archive_->getBytes(), record.localHeader);
-        std::uint64_t size = 0;
-        if (record.header.method == zipformat::DEFLATED)
-            throwIfStreamEndsElsewhere(
-                archive_->getBytes(), record, record.localHeader + sizeOf(header.value()),
-                [&](const unsigned char*, std::size_t more) { limits_.count(size += more, entry.count, entry); },
-                entry.getLabel());
-        else
-            readToEnd(*readOriginal(entry));
+        const std::string kind = findOtherZip(hasItem, readMediaType());
+        const std::string what = "no item \"[Content_Types].xml\"";
+        const std::string said = (kind.empty() ? "a ZIP file" : kind) + ", not a package: " + what;
+        if (!kind.empty())
+            fail(Errc::bad_message, location_.label + ": " + said);
+        faults.add({RuleId::ContentTypesMissing, {}, what, said});
     }
 }
 
@@ -270,17 +234,23 @@ std::string OpenZipPackage::readMediaType() {
 }
 
 /// @param pieces of an interleaved item; a lone piece is not a part (ECMA-376-2 §7.2.4).
-void OpenZipPackage::addItem(std::uint64_t index, const ZipArchive::Item& item, std::vector<std::uint64_t> pieces) {
+ZipEntry& OpenZipPackage::addItem(std::uint64_t index, const ZipArchive::Item& item, std::vector<std::uint64_t> pieces,
+                                  const ZipFaults& faults) {
     const bool isContentTypes = isContentTypesItem(item.name);
-    if (isContentTypes && items_.contentTypes()) {
-        fail(Errc::bad_message, location_.label + ": duplicate content types stream: " +
-                                    inQuotes(items_.contentTypes()->name) + " and " + inQuotes(item.name));
+    const bool isAnother = isContentTypes && items_.contentTypes();
+    if (isAnother) {
+        const std::string first = inQuotes(items_.contentTypes()->name);
+        faults.add({RuleId::ContentTypesMissing, item.name, "duplicate content types stream, beside " + first,
+                    "duplicate content types stream: " + first + " and " + inQuotes(item.name)});
+        hasTwoContentTypes_ = true;
     }
     std::optional<std::u16string> partName;
     if (!isContentTypes && !parsePieceName(item.name))
         partName = toPartName(item.name);
     ZipEntry& entry = items_.add(items_.all().end(), *this, opening_, item.name, std::move(partName).value_or(u""));
-    if (isContentTypes)
+    if (isAnother)
+        entry.reason = "a duplicate content types stream";
+    else if (isContentTypes)
         items_.setContentTypes(entry);
     entry.index = index;
     entry.pieces = std::move(pieces);
@@ -288,6 +258,7 @@ void OpenZipPackage::addItem(std::uint64_t index, const ZipArchive::Item& item, 
     entry.compressedSize = item.compressedSize;
     // The number in the directory is not trusted: there are at most as many bytes as the file has.
     entry.count.compressedSize = std::min(entry.compressedSize, archive_->getBytes().size());
+    return entry;
 }
 
 std::unique_ptr<ItemReader> OpenZipPackage::readOriginal(ZipEntry& entry) {
@@ -295,7 +266,7 @@ std::unique_ptr<ItemReader> OpenZipPackage::readOriginal(ZipEntry& entry) {
     if (entry.pieces.empty())
         reader = archive_->read(*entry.index, entry.getLabel());
     else
-        reader = std::make_unique<PiecesReader>(*archive_, entry);
+        reader = archive_->read(entry.pieces, entry.getLabel());
     return limits_.watch(std::move(reader), entry.count, entry);
 }
 
@@ -305,44 +276,49 @@ std::optional<ContentTypes> OpenZipPackage::readPlainContentTypes(ZipEntry& stre
     return table ? std::optional<ContentTypes>(std::move(*table)) : std::nullopt;
 }
 
-void OpenZipPackage::readContentTypes() {
+/// @return nothing when the stream cannot be read; without a stream, no entries.
+std::optional<ContentTypes> OpenZipPackage::readContentTypes(bool& isPlain) {
     std::optional<ContentTypes> types;
-    ZipEntry& stream = *items_.contentTypes();
-    bool isPlain = false;
+    ZipEntry* const stream = items_.contentTypes();
+    isPlain = !stream;
+    if (!stream)
+        return ContentTypes({});
     try {
-        types = readPlainContentTypes(stream);
+        types = readPlainContentTypes(*stream);
         isPlain = types.has_value();
         if (!isPlain)
-            types = storage::readContentTypes(*readOriginal(stream), limits_.get().xmlSize);
+            types = storage::readContentTypes(*readOriginal(*stream), limits_.get().xmlSize);
     } catch (const Exception&) {
         // The model meets the same failure when it reads the stream; here no content type is known.
     }
-    if (location_.options.consistent) {
-        if (stream.name != CONTENT_TYPES_ITEM) {
-            fail(Errc::bad_message, location_.label + ": " + inQuotes(stream.name) +
-                                        ": readers that are sensitive to case find no " + inQuotes(CONTENT_TYPES_ITEM));
-        }
-        throwIfNotPlainXml(stream, types.has_value());
-        types->throwIfAmbiguous(location_.label);
-        for (ZipEntry& entry : items_.all()) {
-            types->throwIfAmbiguous(entry.partName(), location_.label);
-            if (detail::isRelationshipsPartName(entry.partName()))
-                throwIfNotPlainXml(entry, true);
-        }
-    }
-    items_.findParts(types ? &*types : nullptr, location_.label);
+    return types;
+}
+
+void OpenZipPackage::readContentTypes(const ZipFaults& faults) {
+    bool isPlain = false;
+    std::optional<ContentTypes> types = readContentTypes(isPlain);
+    if (location_.options.consistent)
+        contentChecks().checkContentTypes(types, faults);
+    if (!types && faults.isTolerant())
+        types.emplace(detail::ContentTypeTable{}); // an item without a type is not a part
+    items_.findParts(types ? &*types : nullptr, faults);
     if (isPlain)
         contentTypes_ = std::make_unique<detail::ContentTypeTable>(std::move(*types).release());
 }
 
-/// A longer part than the limit on XML is left to the parser, which names the limit.
-/// @param isUsable whether it could be read before.
-void OpenZipPackage::throwIfNotPlainXml(ZipEntry& entry, bool isUsable) {
-    const std::uint64_t bound = limits_.get().xmlSize;
-    if (!isUsable || (entry.size <= bound && !isPlainXml(*readOriginal(entry), bound))) {
-        fail(Errc::bad_message, location_.label + ": " + inQuotes(entry.name) +
-                                    ": cannot be read, or is XML that not every reader accepts");
-    }
+void OpenZipPackage::findAmbiguities(FindingSink& sink, bool readsContents) {
+    if (!archive_)
+        return;
+    PartFindings findings(items_, sink);
+    const ZipFaults faults(location_.label, &findings, false);
+    checkConsistency(*archive_, faults);
+    checkMeetingNames(items_, *archive_, faults);
+    bool isPlain = false;
+    const std::optional<ContentTypes> types = readContentTypes(isPlain);
+    contentChecks().checkContentTypes(types, faults);
+    checkItemNames(items_, *archive_, types && items_.contentTypes() ? &*types : nullptr, faults);
+    if (readsContents)
+        contentChecks().checkContents(faults);
 }
 
 void OpenZipPackage::setOutput(const std::filesystem::path& file) {
@@ -382,13 +358,25 @@ interfaces::IPhysicalInputStream* OpenZipPackage::getItemInputStream(const std::
     return entry->bytes.getInputStream();
 }
 
+interfaces::IPhysicalInputStream* OpenZipPackage::getItemInputStreamAt(std::size_t position) {
+    throwIfCreateOnly(location_.label);
+    for (ZipEntry& entry : items_.all())
+        if ((entry.index || entry.bytes.getContent()) && position-- == 0)
+            return entry.bytes.getInputStream();
+    fail(Errc::no_such_file_or_directory, location_.label + ": no item at this position");
+}
+
 interfaces::IPhysicalInputStream* OpenZipPackage::getContentTypeInputStream() {
     throwIfCreateOnly(location_.label);
+    if (!items_.contentTypes())
+        fail(Errc::no_such_file_or_directory, labelOf(CONTENT_TYPES_ITEM) + ": no such item");
     return items_.contentTypes()->bytes.getInputStream();
 }
 
 interfaces::IPhysicalOutputStream* OpenZipPackage::getContentTypeOutputStream() {
     throwIfReadOnly();
+    if (hasTwoContentTypes_)
+        fail(Errc::file_exists, labelOf(CONTENT_TYPES_ITEM) + ": a duplicate content types stream exists already");
     contentTypes_.reset();
     ZipEntry* entry = items_.contentTypes();
     if (!entry) {
@@ -412,7 +400,7 @@ void OpenZipPackage::readParts(const std::vector<interfaces::IPhysicalPart*>& pa
     entries.reserve(parts.size());
     for (interfaces::IPhysicalPart* part : parts)
         entries.push_back(findUnchanged(*part));
-    readAhead(std::move(entries), take);
+    readAhead(std::move(entries), *archive_, limits_, threads_, take);
 }
 
 bool OpenZipPackage::countAsRead(interfaces::IPhysicalPart& part) {

@@ -4,6 +4,7 @@
 #include "storage/zip/ReadLimits.hpp"
 #include "storage/zip/Targets.hpp"
 #include "storage/zip/ZipArchive.hpp"
+#include "storage/zip/ZipFaults.hpp"
 #include "storage/zip/ZipItems.hpp"
 #include "storage/zip/ZipWriter.hpp"
 
@@ -12,6 +13,7 @@
 #include <opc/core/interfaces/OpenMode.hpp>
 #include <opc/storage/zip/ZipOptions.hpp>
 
+#include <cstddef>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -20,6 +22,9 @@
 #include <vector>
 
 namespace opc::storage {
+
+class ContentChecks;
+class PieceGroups;
 
 /// Where a ZIP package is kept: in a file, or in bytes.
 struct ZipLocation {
@@ -33,13 +38,17 @@ struct ZipLocation {
 class OpenZipPackage final : public ZipItemOwner {
 public:
     /// @param output as for `setOutput`; nothing: where the package is kept.
+    /// @param sink null: what is wrong is thrown. Used by the constructor only.
     OpenZipPackage(const ZipLocation& location, interfaces::OpenMode mode,
-                   const std::optional<std::filesystem::path>& output = std::nullopt);
+                   const std::optional<std::filesystem::path>& output = std::nullopt, FindingSink* sink = nullptr);
+
+    void findAmbiguities(FindingSink& sink, bool readsContents);
 
     void setOutput(const std::filesystem::path& file);
     std::vector<ZipItem> getItems() const;
     bool hasOtherItems(const std::u16string& extension) const { return items_.hasOthers(extension); }
     interfaces::IPhysicalInputStream* getItemInputStream(const std::string& name);
+    interfaces::IPhysicalInputStream* getItemInputStreamAt(std::size_t position);
     interfaces::IPhysicalInputStream* getContentTypeInputStream();
     interfaces::IPhysicalOutputStream* getContentTypeOutputStream();
     std::unique_ptr<detail::ContentTypeTable> takeContentTypes() { return std::move(contentTypes_); }
@@ -62,17 +71,19 @@ private:
     void takeForOwn(FileBytes& file);
     std::unique_ptr<PackageBytes> openBytes();
     void openArchive();
-    void readItems();
-    void readAhead(std::vector<const ZipEntry*> entries, const interfaces::IPhysicalParallelReading::Take& take) const;
-    void throwIfContentsAreDamaged();
+    void readItems(const ZipFaults& faults);
+    void addItems(const std::vector<ZipArchive::Item>& items, const PieceGroups& groups, const ZipFaults& faults);
+    void findContentTypes(const ZipFaults& faults);
+    ContentChecks contentChecks();
     ZipEntry* findUnchanged(interfaces::IPhysicalPart& part) const;
     void throwIfTaken(std::u16string_view name, std::string_view itemName);
     void throwIfBeyondLimits(const ZipChanges& changes) const;
-    void addItem(std::uint64_t index, const ZipArchive::Item& item, std::vector<std::uint64_t> pieces);
+    ZipEntry& addItem(std::uint64_t index, const ZipArchive::Item& item, std::vector<std::uint64_t> pieces,
+                      const ZipFaults& faults);
     std::string readMediaType();
     std::optional<ContentTypes> readPlainContentTypes(ZipEntry& stream);
-    void readContentTypes();
-    void throwIfNotPlainXml(ZipEntry& entry, bool isUsable);
+    std::optional<ContentTypes> readContentTypes(bool& isPlain);
+    void readContentTypes(const ZipFaults& faults);
     std::unique_ptr<ItemReader> readOriginal(ZipEntry& entry) override;
     std::string labelOf(std::string_view itemName) const override;
     std::string labelOf(std::u16string_view partName) const;
@@ -94,6 +105,7 @@ private:
     std::optional<Destination> own_;      ///< nothing for a package in bytes
     std::optional<Destination> output_;   ///< elsewhere
     bool isOutputSet_ = false;            ///< it is written even when nothing was changed
+    bool hasTwoContentTypes_ = false;     ///< of several content types streams, none is read
     std::unique_ptr<FileBytes> replaced_; ///< what a created package replaces
     ReadLimits limits_;
     std::unique_ptr<ZipArchive> archive_;                    ///< null in a created package

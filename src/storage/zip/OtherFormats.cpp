@@ -225,13 +225,13 @@ std::string explainPolyglot(const Bytes& file) {
     return viewOf(readFrom(file, ISO_9660_MARK, 5)) == "CD001" ? "an ISO 9660 image" : "";
 }
 
-std::string explainOtherZip(const std::function<bool(std::string_view)>& hasItem, std::string_view mediaType) {
+std::string findOtherZip(const std::function<bool(std::string_view)>& hasItem, std::string_view mediaType) {
     std::string kind = find(ZIP_FORMATS, hasItem);
     if (mediaType.starts_with("application/vnd.oasis.opendocument."))
         kind = "an OpenDocument file (" + inQuotes(mediaType) + ')';
     else if (!mediaType.empty())
         kind = "a ZIP file of the type " + inQuotes(mediaType);
-    return (kind.empty() ? "a ZIP file" : kind) + ", not a package: no item \"[Content_Types].xml\"";
+    return kind;
 }
 
 } // namespace opc::storage

@@ -22,9 +22,9 @@ std::string explainOtherFile(const Bytes& file);
 /// Programs that find out the format of an archive by themselves prefer that one.
 std::string explainPolyglot(const Bytes& file);
 
-/// A ZIP file without a content types stream: "a Java archive (JAR), not a package: ...".
+/// A ZIP file without a content types stream: "a Java archive (JAR)"; empty for one of no known format.
 /// @param hasItem whether the file has an item of a name.
 /// @param mediaType the content of the item "mimetype"; empty when there is none.
-std::string explainOtherZip(const std::function<bool(std::string_view)>& hasItem, std::string_view mediaType);
+std::string findOtherZip(const std::function<bool(std::string_view)>& hasItem, std::string_view mediaType);
 
 } // namespace opc::storage

@@ -46,13 +46,20 @@ std::optional<PieceName> parsePieceName(std::string_view itemName) {
     return number ? std::optional(PieceName{rest.substr(0, start), *number, isLast}) : std::nullopt;
 }
 
-bool PieceGroups::add(const PieceName& name, std::uint64_t index) {
+std::optional<std::uint64_t> PieceGroups::add(const PieceName& name, std::uint64_t index) {
     Group& group = groups_[toLower(name.prefix)];
     if (name.isLast) {
         group.hasTwoLast = group.last.has_value();
         group.last = name.number;
     }
-    return group.indexes.emplace(name.number, index).second;
+    const auto [known, isNew] = group.indexes.emplace(name.number, index);
+    group.hasDuplicate |= !isNew;
+    return isNew ? std::nullopt : std::optional(known->second);
+}
+
+bool PieceGroups::hasDuplicate(std::string_view prefix) const {
+    const auto found = groups_.find(toLower(prefix));
+    return found != groups_.end() && found->second.hasDuplicate;
 }
 
 std::vector<std::uint64_t> PieceGroups::findComplete(std::string_view prefix) const {
@@ -62,8 +69,8 @@ std::vector<std::uint64_t> PieceGroups::findComplete(std::string_view prefix) co
         return indexes;
     const Group& group = found->second;
     // The pieces are complete when their count fits the number of the last one, which is the highest.
-    const bool isComplete = group.last && !group.hasTwoLast && group.indexes.size() == *group.last + 1 &&
-                            group.indexes.rbegin()->first == *group.last;
+    const bool isComplete = group.last && !group.hasTwoLast && !group.hasDuplicate &&
+                            group.indexes.size() == *group.last + 1 && group.indexes.rbegin()->first == *group.last;
     if (isComplete) {
         std::transform(
             group.indexes.begin(), group.indexes.end(), std::back_inserter(indexes),

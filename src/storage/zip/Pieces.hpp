@@ -25,10 +25,14 @@ std::optional<PieceName> parsePieceName(std::string_view itemName);
 class PieceGroups {
 public:
     /// @param index of the item in the directory.
-    /// @return false for a duplicate piece.
-    bool add(const PieceName& name, std::uint64_t index);
+    /// @return the index of another piece with the same number; nothing for none.
+    std::optional<std::uint64_t> add(const PieceName& name, std::uint64_t index);
 
-    /// The indexes of all pieces in their order; empty when one is missing, or when pieces follow the last one.
+    /// Whether one of the pieces of a whole is there twice.
+    bool hasDuplicate(std::string_view prefix) const;
+
+    /// The indexes of all pieces in their order; empty when one is missing or there twice, or when pieces follow the
+    /// last one.
     std::vector<std::uint64_t> findComplete(std::string_view prefix) const;
 
 private:
@@ -36,6 +40,7 @@ private:
         std::map<std::uint64_t, std::uint64_t> indexes; ///< by number
         std::optional<std::uint64_t> last;              ///< number
         bool hasTwoLast = false;
+        bool hasDuplicate = false;
     };
     std::map<std::string, Group> groups_; ///< by prefix in lower case
 };

@@ -28,6 +28,7 @@ struct Parse {
     XML_Parser parser;
     const std::function<void(const XmlElement&)>& action;
     std::exception_ptr error{};
+    bool isOtherVersion = false;
 };
 
 void XMLCALL startElement(void* data, const XML_Char* name, const XML_Char** attributes) noexcept {
@@ -46,8 +47,10 @@ void XMLCALL startDoctype(void* data, const XML_Char* /*name*/, const XML_Char* 
 }
 
 void XMLCALL startXml(void* data, const XML_Char* version, const XML_Char* /*encoding*/, int /*standalone*/) noexcept {
-    if (version != nullptr && std::string_view(version) != "1.0")
-        XML_StopParser(static_cast<Parse*>(data)->parser, XML_FALSE);
+    Parse& parse = *static_cast<Parse*>(data);
+    parse.isOtherVersion = version != nullptr && std::string_view(version) != "1.0";
+    if (parse.isOtherVersion)
+        XML_StopParser(parse.parser, XML_FALSE);
 }
 
 /// @return false when the stream is not usable XML.
@@ -79,7 +82,7 @@ std::u16string XmlElement::attribute(std::string_view name) const {
     return {};
 }
 
-bool isPlainXml(ItemReader& stream, std::uint64_t maximumSize) {
+XmlFault findXmlFault(ItemReader& stream, std::uint64_t maximumSize) {
     const ParserHandle parser(XML_ParserCreateNS(nullptr, SEPARATOR));
     if (!parser)
         throw std::bad_alloc();
@@ -87,7 +90,11 @@ bool isPlainXml(ItemReader& stream, std::uint64_t maximumSize) {
     XML_SetUserData(parser.get(), &parse);
     XML_SetXmlDeclHandler(parser.get(), startXml);
     XML_SetStartDoctypeDeclHandler(parser.get(), startDoctype);
-    return feed(parser.get(), stream, maximumSize);
+    if (feed(parser.get(), stream, maximumSize))
+        return XmlFault::None;
+    const XML_Error error = XML_GetErrorCode(parser.get());
+    const bool isEncoding = error == XML_ERROR_UNKNOWN_ENCODING || error == XML_ERROR_INCORRECT_ENCODING;
+    return parse.isOtherVersion ? XmlFault::Version : isEncoding ? XmlFault::Encoding : XmlFault::Other;
 }
 
 bool forEachElement(ItemReader& stream, std::uint64_t maximumSize,

@@ -38,8 +38,14 @@ private:
 bool forEachElement(ItemReader& stream, std::uint64_t maximumSize,
                     const std::function<void(const XmlElement&)>& action);
 
-/// Whether a stream is XML that all readers parse alike: well-formed XML 1.0 in the encoding that it declares, without
-/// a document type declaration.
-bool isPlainXml(ItemReader& stream, std::uint64_t maximumSize);
+/// What keeps readers from parsing a stream alike.
+enum class XmlFault {
+    None,     ///< well-formed XML 1.0 in the encoding that it declares, without a document type declaration
+    Version,  ///< another version of XML
+    Encoding, ///< not the encoding that it declares, or one that few readers know
+    Other,    ///< not well-formed, too long, or with a document type declaration
+};
+
+XmlFault findXmlFault(ItemReader& stream, std::uint64_t maximumSize);
 
 } // namespace opc::storage

@@ -60,6 +60,32 @@ private:
     std::unique_ptr<zip_file_t, FileCloser> file_;
 };
 
+/// Reads items in a row.
+class ItemsReader final : public ItemReader {
+public:
+    ItemsReader(const ZipArchive& archive, std::vector<std::uint64_t> indexes, std::string label)
+        : archive_(archive), indexes_(std::move(indexes)), label_(std::move(label)) {}
+
+    std::size_t read(unsigned char* buffer, std::size_t size) override {
+        while (size > 0) {
+            const std::size_t count = current_ ? current_->read(buffer, size) : 0;
+            if (count > 0)
+                return count;
+            if (next_ == indexes_.size())
+                return 0;
+            current_ = archive_.read(indexes_[next_++], label_);
+        }
+        return 0;
+    }
+
+private:
+    const ZipArchive& archive_;
+    const std::vector<std::uint64_t> indexes_;
+    const std::string label_;
+    std::size_t next_ = 0;
+    std::unique_ptr<ItemReader> current_;
+};
+
 void readStored(const Bytes& file, const DirectoryRecord& record, std::uint64_t content, const TakeBytes& take,
                 const std::string& label) {
     if (record.header.method != zipformat::STORED || record.size != record.compressedSize)
@@ -76,6 +102,17 @@ void readStored(const Bytes& file, const DirectoryRecord& record, std::uint64_t 
     }
     if (checksum != record.header.checksum)
         fail(Errc::bad_message, label);
+}
+
+/// Whether libzip calls an item so: by the name in the directory, or by the one that a Unicode path field (APPNOTE
+/// §4.6.9) replaces it with.
+bool isCalled(const DirectoryRecord& record, std::string_view name) {
+    bool found = zipformat::viewOf(record.name()).starts_with(name);
+    zipformat::forEachExtraField(record.extra(), [&](unsigned header, zipformat::ByteSpan field) {
+        const bool isName = header == zipformat::UNICODE_PATH_FIELD && field.size() >= 9;
+        found |= isName && zipformat::viewOf(field.subspan(9)) == name;
+    });
+    return found;
 }
 
 ZipHandle openZip(ZipSource& source, const Bytes& bytes, const std::string& label) {
@@ -133,6 +170,10 @@ std::unique_ptr<ItemReader> ZipArchive::read(std::uint64_t index, const std::str
     return reader;
 }
 
+std::unique_ptr<ItemReader> ZipArchive::read(std::vector<std::uint64_t> indexes, const std::string& itemLabel) const {
+    return std::make_unique<ItemsReader>(*this, std::move(indexes), itemLabel);
+}
+
 void ZipArchive::readWhole(std::uint64_t index, const TakeBytes& take) const {
     const DirectoryRecord& record = directory_.records()[index];
     const auto header = readLocalHeader(*bytes_, record.localHeader);
@@ -158,7 +199,7 @@ bool ZipArchive::hasSameItems(const ZipDirectory& directory) const {
         const char* name = zip_get_name(zip_.get(), index, ZIP_FL_ENC_RAW);
         if (!name || zip_stat_index(zip_.get(), index, 0, &status) != 0 || status.size != record.size ||
             status.comp_size != record.compressedSize || status.crc != record.header.checksum ||
-            !zipformat::viewOf(record.name()).starts_with(name))
+            !isCalled(record, name))
             return false;
     }
     return true;

@@ -11,6 +11,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace opc::storage {
 
@@ -51,6 +52,10 @@ public:
     /// wrong.
     void readWhole(std::uint64_t index, const TakeBytes& take) const;
 
+    /// Reads several items, one behind the other.
+    std::unique_ptr<ItemReader> read(std::vector<std::uint64_t> indexes, const std::string& itemLabel) const;
+
+    const std::string& getLabel() const { return label_; }
     const ZipDirectory& getDirectory() const { return directory_; }
     const PackageBytes& getBytes() const { return *bytes_; }
 

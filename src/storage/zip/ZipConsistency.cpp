@@ -5,11 +5,14 @@
 #include "storage/zip/OtherFormats.hpp"
 
 #include <opc/core/FoldedNames.hpp>
+#include <opc/core/Strings.hpp>
 
 #include <algorithm>
 #include <initializer_list>
 #include <map>
+#include <optional>
 #include <set>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -78,10 +81,16 @@ bool isRenamed(ByteSpan extra, ByteSpan name) {
     return renamed;
 }
 
+/// What is wrong with an item; ends the step of the check that finds it.
+struct RecordFault {
+    RuleId rule;
+    std::string what;
+};
+
 class ConsistencyCheck {
 public:
-    ConsistencyCheck(const Bytes& file, const ZipDirectory& directory, const std::string& label)
-        : file_(file), directory_(directory), label_(label) {}
+    ConsistencyCheck(const ZipArchive& archive, const ZipFaults& faults)
+        : archive_(archive), file_(archive.getBytes()), directory_(archive.getDirectory()), faults_(faults) {}
 
     void run() {
         checkEnd();
@@ -90,26 +99,38 @@ public:
     }
 
 private:
-    [[noreturn]] void failAt(const DirectoryRecord& record, const std::string& what) const {
-        fail(Errc::bad_message, label_ + ": " + inQuotes(viewOf(record.name())) + ": " + what);
+    [[noreturn]] static void failAt(RuleId rule, std::string what) { throw RecordFault{rule, std::move(what)}; }
+
+    std::string nameOf(const DirectoryRecord& record) const {
+        return archive_.item(static_cast<std::uint64_t>(&record - directory_.records().data())).name;
     }
 
-    [[noreturn]] void failAtEnd(const std::string& what) const {
-        fail(Errc::bad_message, label_ + ": the end of the ZIP structure is ambiguous: " + what);
+    /// A step of the check of an item.
+    template <class Step>
+    void attempt(const DirectoryRecord& record, const Step& step) const {
+        try {
+            step();
+        } catch (const RecordFault& fault) {
+            faults_.add({fault.rule, nameOf(record), fault.what, inQuotes(viewOf(record.name())) + ": " + fault.what});
+        }
+    }
+
+    void addAtEnd(const std::string& what, RuleId rule = RuleId::ZipEndRecord) const {
+        faults_.add({rule, {}, what, "the end of the ZIP structure is ambiguous: " + what, what});
     }
 
     /// Some readers find the directory directly before the end record, others by the offset in the record.
     void checkEnd() const {
         const auto end = readRecord<EndRecord>(read(directory_.endRecord(), SIZE<EndRecord>));
         if (file_.size() - directory_.endRecord() - SIZE<EndRecord> != end.commentSize)
-            failAtEnd("something other than its comment follows the end record");
+            addAtEnd("something other than its comment follows the end record", RuleId::ZipHiddenData);
         constexpr std::string_view signature = "PK\5\6";
         if (viewOf(directory_.comment()).find(signature) != std::string_view::npos)
-            failAtEnd("there is an end record in the comment");
+            addAtEnd("there is an end record in the comment");
         if (directory_.start() + directory_.size() != findBehindDirectory(end))
-            failAtEnd("the end record does not follow the central directory");
+            addAtEnd("the end record does not follow the central directory");
         if (!isOneDisk(end))
-            failAtEnd("the end record refers to other disks");
+            addAtEnd("the end record refers to other disks");
     }
 
     template <class End>
@@ -127,44 +148,54 @@ private:
         if (!isRecord<EndLocator64>(bytes))
             return offset;
         const auto locator = readRecord<EndLocator64>(bytes);
-        checkEnd64(end, locator, read64(offset, locator));
+        if (const auto end64 = read64(offset, locator))
+            checkEnd64(end, locator, *end64);
         return locator.endRecordOffset;
     }
 
     /// Readers also look directly before the locator, so the record must not be longer.
-    EndRecord64 read64(std::uint64_t endRecord, const EndLocator64& locator) const {
+    /// @return nothing when it is not there.
+    std::optional<EndRecord64> read64(std::uint64_t endRecord, const EndLocator64& locator) const {
         constexpr std::uint64_t room = SIZE<EndRecord64> + SIZE<EndLocator64>;
         const ByteVector bytes = endRecord < room ? ByteVector() : read(endRecord - room, SIZE<EndRecord64>);
         const auto end64 = readRecord<EndRecord64>(bytes);
         if (!isRecord<EndRecord64>(bytes) || end64.size != EndRecord64::PLAIN_SIZE ||
-            locator.endRecordOffset != endRecord - room)
-            failAtEnd("the end record of ZIP64 is not where it should be");
+            locator.endRecordOffset != endRecord - room) {
+            addAtEnd("the end record of ZIP64 is not where it should be");
+            return std::nullopt;
+        }
         return end64;
     }
 
     void checkEnd64(const EndRecord& end, const EndLocator64& locator, const EndRecord64& end64) const {
         if (locator.endRecordDisk != 0 || !isOneDisk(end64))
-            failAtEnd("the end record of ZIP64 refers to other disks");
+            addAtEnd("the end record of ZIP64 refers to other disks");
         const bool agrees = isSameOrFull(end.entries, FULL_16, end64.entries) &&
                             isSameOrFull(end.directorySize, FULL_32, end64.directorySize) &&
                             isSameOrFull(end.directoryOffset, FULL_32, end64.directoryOffset);
         if (!agrees)
-            failAtEnd("the end records do not agree");
+            addAtEnd("the end records do not agree");
+        const std::string unneeded = "the end record of ZIP64 has no number that needs it";
+        if (end64.entries < FULL_16 && end64.directorySize < FULL_32 && end64.directoryOffset < FULL_32)
+            faults_.note({RuleId::Zip64WhenNeeded, {}, unneeded, {}, unneeded});
     }
 
     static bool isSameOrFull(std::uint64_t value, std::uint64_t full, std::uint64_t value64) {
         return value == full || value == value64;
     }
 
+    /// Each item after the first of its name.
     void checkNames() const {
-        std::vector<std::string_view> names;
-        names.reserve(directory_.records().size());
+        std::vector<const DirectoryRecord*> records;
+        records.reserve(directory_.records().size());
         for (const DirectoryRecord& record : directory_.records())
-            names.push_back(viewOf(record.name()));
-        std::sort(names.begin(), names.end());
-        const auto twice = std::adjacent_find(names.begin(), names.end());
-        if (twice != names.end())
-            fail(Errc::bad_message, label_ + ": duplicate item " + inQuotes(*twice));
+            records.push_back(&record);
+        const auto nameOfRecord = [](const DirectoryRecord* record) { return viewOf(record->name()); };
+        std::ranges::stable_sort(records, {}, nameOfRecord);
+        for (std::size_t i = 1; i < records.size(); ++i)
+            if (nameOfRecord(records[i]) == nameOfRecord(records[i - 1]))
+                faults_.add({RuleId::NoDuplicateItem, nameOf(*records[i]), "duplicate item",
+                             "duplicate item " + inQuotes(nameOfRecord(records[i]))});
     }
 
     void checkItems() const {
@@ -181,47 +212,62 @@ private:
     /// front find no item after the marker of an archive that could have been split (APPNOTE §8.5.4).
     void checkStart(const DirectoryRecord& first) const {
         if (first.localHeader != 0) {
-            fail(Errc::bad_message, label_ + ": " + std::to_string(first.localHeader) +
-                                        " bytes before the first item, which other programs may read instead");
+            const std::string what = std::to_string(first.localHeader) +
+                                     " bytes before the first item, which other programs may read instead";
+            faults_.add({RuleId::ZipHiddenData, {}, what, what, "start"});
         }
-        if (const std::string other = explainPolyglot(file_); !other.empty())
-            fail(Errc::bad_message, label_ + ": this is " + other + ", too, which other programs may read instead");
+        const std::string other = explainPolyglot(file_);
+        if (!other.empty()) {
+            const std::string what = "this is " + other + ", too, which other programs may read instead";
+            faults_.add({RuleId::ZipOtherFormat, {}, what, what, other});
+        }
     }
 
     /// @param next the offset of what comes next.
     void checkItem(const DirectoryRecord& record, std::uint64_t next) const {
-        checkRecord(record);
-        const ItemHeader header = readHeader(record);
-        checkHeader(record, header);
+        attempt(record, [&] { checkRecord(record); });
+        std::optional<ItemHeader> header;
+        attempt(record, [&] {
+            header = readHeader(record);
+            checkHeader(record, *header);
+        });
+        if (header)
+            attempt(record, [&] { checkExtent(record, *header, next); });
+    }
+
+    void checkExtent(const DirectoryRecord& record, const ItemHeader& header, std::uint64_t next) const {
         const std::uint64_t content = record.localHeader + sizeOf(header);
         if (next < content || next - content < record.compressedSize)
-            failAt(record, "the content overlaps what comes next in the file");
+            failAt(RuleId::ZipOverlap, "the content overlaps what comes next in the file");
         std::uint64_t end = content + record.compressedSize;
         if (header.flags & HAS_DESCRIPTOR)
             end += sizeOfDescriptor(record, header,
                                     read(end, std::min<std::uint64_t>(next - end, MAXIMUM_DESCRIPTOR_SIZE)));
         if (end != next) // zeros, too: who reads from the front stops there
-            failAt(record, "bytes that belong to no item follow the content");
+            failAt(RuleId::ZipHiddenData, "bytes that belong to no item follow the content");
     }
 
     /// Its sizes have 8 bytes where the local header has a ZIP64 field (APPNOTE §4.3.9.2). Real producers also write 8
     /// bytes without that field, with the version of ZIP64. A reader that takes 4 bytes for 8 notices it by the size,
     /// unless the item is empty.
-    std::size_t sizeOfDescriptor(const DirectoryRecord& record, const ItemHeader& header, ByteSpan bytes) const {
+    static std::size_t sizeOfDescriptor(const DirectoryRecord& record, const ItemHeader& header, ByteSpan bytes) {
         const std::size_t narrow = findDescriptor(bytes, record, 4);
         const std::size_t wide = findDescriptor(bytes, record, 8);
         if (record.header.checksum == DESCRIPTOR)
-            failAt(record, "the checksum in the data descriptor reads as its signature");
+            failAt(RuleId::ZipDescriptor, "the checksum in the data descriptor reads as its signature");
         if (!narrow && !wide)
-            failAt(record, "no data descriptor that agrees with the central directory follows the content");
+            failAt(RuleId::HeadersAgree,
+                   "no data descriptor that agrees with the central directory follows the content");
         if (narrow && wide)
-            failAt(record, "the data descriptor agrees with the central directory by sizes of 4 and of 8 bytes");
+            failAt(RuleId::ZipDescriptor,
+                   "the data descriptor agrees with the central directory by sizes of 4 and of 8 bytes");
         if (wide && (record.size & 0xFFFF) == START_OF_SIGNATURES)
-            failAt(record, "the size in the data descriptor reads as the signature of a record");
+            failAt(RuleId::ZipDescriptor, "the size in the data descriptor reads as the signature of a record");
         const bool hasField = countFields(header.extra(), ZIP64_FIELD) > 0;
         if (hasField ? narrow > 0 : wide > 0 && header.versionNeeded < ZIP64_VERSION) {
-            failAt(record, std::string("the data descriptor has sizes of ") + (wide ? "8" : "4") +
-                               " bytes, but the local header has " + (hasField ? "a" : "no") + " ZIP64 extra field");
+            failAt(RuleId::ZipDescriptor, std::string("the data descriptor has sizes of ") + (wide ? "8" : "4") +
+                                              " bytes, but the local header has " + (hasField ? "a" : "no") +
+                                              " ZIP64 extra field");
         }
         return narrow + wide;
     }
@@ -229,80 +275,91 @@ private:
     ItemHeader readHeader(const DirectoryRecord& record) const {
         const auto fixed = readLocalHeader(file_, record.localHeader);
         if (!fixed || fixed->signature != LocalHeader::SIGNATURE)
-            failAt(record, "no local header at the offset in the central directory");
+            failAt(RuleId::HeadersAgree, "no local header at the offset in the central directory");
         if (sizeOf(*fixed) > file_.size() - record.localHeader)
-            failAt(record, "the local header is longer than the file");
+            failAt(RuleId::HeadersAgree, "the local header is longer than the file");
         const std::uint64_t rest = record.localHeader + SIZE<LocalHeader>;
         return {*fixed, read(rest, sizeOf(*fixed) - SIZE<LocalHeader>)};
     }
 
-    void checkRecord(const DirectoryRecord& record) const {
+    static void checkRecord(const DirectoryRecord& record) {
+        const CentralHeader& header = record.header;
         const bool isFolder = isFolderName(record.name());
-        if (isLinkOrDevice(record.header.externalAttributes >> 16, isFolder))
-            failAt(record, "the item is a link, a device or a folder by its attributes");
-        if (record.header.externalAttributes & DOS_NO_FILE && !isFolder)
-            failAt(record, "the item is a folder or a volume label by its attributes");
-        if (record.header.madeBy >> 8 == AMIGA)
-            failAt(record, "the item was made on an Amiga, by whose attributes some readers take it for a folder");
-        if (record.header.flags & ~HARMLESS_FLAGS)
-            failAt(record, "the flags tell of encryption, patched data or something unknown");
-        if (record.header.method != STORED && record.header.method != DEFLATED)
-            failAt(record, "the compression method is " + std::to_string(record.header.method) +
-                               ", which some readers do not support");
-        if (record.header.method == STORED && record.size != record.compressedSize)
-            failAt(record, "the item is stored, but its compressed size differs from its size");
-        if (record.header.method == STORED && record.header.flags & HAS_DESCRIPTOR)
-            failAt(record, "the item is stored and has a data descriptor, which readers from the front cannot find");
-        if (record.header.disk != 0)
-            failAt(record, "the item is on another disk");
+        if (isLinkOrDevice(header.externalAttributes >> 16, isFolder))
+            failAt(RuleId::ZipFileKind, "the item is a link, a device or a folder by its attributes");
+        if (header.externalAttributes & DOS_NO_FILE && !isFolder)
+            failAt(RuleId::ZipFileKind, "the item is a folder or a volume label by its attributes");
+        if (header.madeBy >> 8 == AMIGA)
+            failAt(RuleId::ZipFileKind,
+                   "the item was made on an Amiga, by whose attributes some readers take it for a folder");
+        if (header.flags & ~HARMLESS_FLAGS)
+            failAt(header.flags & ENCRYPTION_FLAGS ? RuleId::NoEncryption : RuleId::CompressionMethod,
+                   "the flags tell of encryption, patched data or something unknown");
+        if (header.method != STORED && header.method != DEFLATED)
+            failAt(RuleId::CompressionMethod, "the compression method is " + std::to_string(header.method) +
+                                                  ", which some readers do not support");
+        if (header.method == STORED && record.size != record.compressedSize)
+            failAt(RuleId::ZipDamaged, "the item is stored, but its compressed size differs from its size");
+        if (header.method == STORED && header.flags & HAS_DESCRIPTOR)
+            failAt(RuleId::ZipDescriptor,
+                   "the item is stored and has a data descriptor, which readers from the front cannot find");
+        if (header.disk != 0)
+            failAt(RuleId::ZipEndRecord, "the item is on another disk");
     }
 
     void checkHeader(const DirectoryRecord& record, const ItemHeader& header) const {
-        if (viewOf(header.name()) != viewOf(record.name()) || isRenamed(header.extra(), header.name()) ||
-            isRenamed(record.extra(), record.name()))
-            failAt(record, disagreement("name"));
+        if (viewOf(header.name()) != viewOf(record.name()))
+            failAt(RuleId::HeadersAgree, disagreement("name"));
+        if (isRenamed(header.extra(), header.name()) || isRenamed(record.extra(), record.name()))
+            failAt(RuleId::ZipExtraField, disagreement("name"));
         const unsigned differing = header.flags ^ record.header.flags;
         if (differing & ~DEFLATE_LEVEL & ~(isASCII(record.name()) ? IS_UTF8 : 0U))
-            failAt(record, disagreement("flags"));
+            failAt(RuleId::HeadersAgree, disagreement("flags"));
         if (header.method != record.header.method)
-            failAt(record, disagreement("compression method"));
+            failAt(RuleId::HeadersAgree, disagreement("compression method"));
         for (const unsigned version : {header.versionNeeded, record.header.versionNeeded})
             if (version > ZIP64_VERSION)
-                failAt(record, "the version needed to extract is " + std::to_string(version) +
-                                   ", which some readers do not support");
+                failAt(RuleId::CompressionMethod, "the version needed to extract is " + std::to_string(version) +
+                                                      ", which some readers do not support");
         for (const ByteSpan extra : {header.extra(), record.extra()})
             checkExtraFields(record, extra);
         checkNumbers64(record);
         checkNumbers(record, header);
+        const bool isSmall = header.size != FULL_32 && header.compressedSize != FULL_32;
+        if (isSmall && !(header.flags & HAS_DESCRIPTOR) && countFields(header.extra(), ZIP64_FIELD) > 0)
+            faults_.note({RuleId::Zip64WhenNeeded, nameOf(record),
+                          "the ZIP64 extra field in the local header has no number that needs it"});
     }
 
-    void checkExtraFields(const DirectoryRecord& record, ByteSpan extra) const {
+    static void checkExtraFields(const DirectoryRecord& record, ByteSpan extra) {
         if (isLinkByField(extra, isFolderName(record.name())))
-            failAt(record, "an extra field could make a link or a folder of the item");
+            failAt(RuleId::ZipFileKind, "an extra field could make a link or a folder of the item");
         if (countFields(extra, ZIP64_FIELD) > 1)
-            failAt(record, "duplicate ZIP64 extra field");
+            failAt(RuleId::ZipExtraField, "duplicate ZIP64 extra field");
         if (const std::size_t stray = countStrayBytes(extra))
-            failAt(record, "the last bytes of the extra fields, " + std::to_string(stray) + ", form no field");
+            failAt(RuleId::ZipExtraField,
+                   "the last bytes of the extra fields, " + std::to_string(stray) + ", form no field");
     }
 
     /// In the directory, a ZIP64 field has only the numbers that 32 bits cannot hold (APPNOTE §4.5.3).
-    void checkNumbers64(const DirectoryRecord& record) const {
+    static void checkNumbers64(const DirectoryRecord& record) {
         std::size_t needed = 0;
         for (const std::uint64_t value : {record.size, record.compressedSize, record.localHeader})
             needed += value >= FULL_32 ? 8 : 0;
         const std::size_t size = findNumbers64(record.extra()).size();
         if (size != needed || (needed == 0 && countFields(record.extra(), ZIP64_FIELD) > 0)) {
-            failAt(record, "the ZIP64 extra field in the central directory has " + std::to_string(size) +
-                               " bytes of numbers, of which " + std::to_string(needed) + " are needed");
+            failAt(RuleId::Zip64WhenNeeded, "the ZIP64 extra field in the central directory has " +
+                                                std::to_string(size) + " bytes of numbers, of which " +
+                                                std::to_string(needed) + " are needed");
         }
     }
 
-    void checkNumbers(const DirectoryRecord& record, const ItemHeader& header) const {
+    static void checkNumbers(const DirectoryRecord& record, const ItemHeader& header) {
         std::uint64_t compressedSize = header.compressedSize;
         std::uint64_t size = header.size;
         ByteSpan wide = findNumbers64(header.extra());
         if (!widen(size, wide) || !widen(compressedSize, wide))
-            failAt(record, "the local header lacks the sizes of ZIP64");
+            failAt(RuleId::HeadersAgree, "the local header lacks the sizes of ZIP64");
         const struct {
             const char* name;
             std::uint64_t local;
@@ -315,7 +372,7 @@ private:
         for (const auto& [name, local, central] : numbers) {
             const bool comesLater = local == 0 && header.flags & HAS_DESCRIPTOR;
             if (local != central && !comesLater)
-                failAt(record, disagreement(name));
+                failAt(RuleId::HeadersAgree, disagreement(name));
         }
     }
 
@@ -326,13 +383,14 @@ private:
     ByteVector read(std::uint64_t offset, std::uint64_t size) const {
         ByteVector bytes(size);
         if (file_.readAt(offset, bytes.data(), bytes.size()) != bytes.size())
-            fail(Errc::bad_message, label_ + ": the file ends too early");
+            fail(Errc::bad_message, archive_.getLabel() + ": the file ends too early");
         return bytes;
     }
 
+    const ZipArchive& archive_;
     const Bytes& file_;
     const ZipDirectory& directory_;
-    const std::string& label_;
+    const ZipFaults& faults_;
 };
 
 /// The name for a reader that descends the folders up to the first empty segment and puts the last segment there.
@@ -368,60 +426,96 @@ std::string withoutBlankBytes(ByteSpan name) {
 
 } // namespace
 
-void throwIfInconsistent(const Bytes& file, const ZipDirectory& directory, const std::string& label) {
-    ConsistencyCheck(file, directory, label).run();
+void checkConsistency(const ZipArchive& archive, const ZipFaults& faults) {
+    ConsistencyCheck(archive, faults).run();
 }
 
 namespace {
 
-using FoldedNames = std::map<std::string, std::pair<std::string, const void*>>;
+/// Finds items whose names meet. Each item tells the first other one.
+class MeetingNames {
+public:
+    MeetingNames(const ZipArchive& archive, const ZipFaults& faults) : archive_(archive), faults_(faults) {}
 
-/// A reader that creates folders for names cannot create an item where there is a folder.
-void throwIfBelowItems(const FoldedNames& folded, const std::string& label) {
-    for (const auto& [text, entry] : folded) {
-        const std::string folder = text + '/';
-        auto below = folded.lower_bound(folder);
-        while (below != folded.end() && below->first.starts_with(folder) && below->second.second == entry.second)
-            ++below;
-        const bool isFolder = entry.first.ends_with('/') || entry.first.ends_with('\\');
-        if (!isFolder && below != folded.end() && below->first.starts_with(folder)) {
-            fail(Errc::bad_message, label + ": " + inQuotes(below->second.first) + ": readers could take " +
-                                        inQuotes(entry.first) + " for the folder of this item");
+    void add(const ZipEntry& entry) {
+        if (entry.pieces.empty())
+            return addStored(entry, *entry.index);
+        add({entry.name, &entry, {}});
+        for (const std::uint64_t piece : entry.pieces)
+            addStored(entry, piece);
+    }
+
+    /// A reader that creates folders for names cannot create an item where there is a folder.
+    void checkFolders() const {
+        std::set<const ZipEntry*> told;
+        for (const auto& [text, owner] : folded_) {
+            const std::string folder = text + '/';
+            auto below = folded_.lower_bound(folder);
+            while (below != folded_.end() && below->first.starts_with(folder) && below->second.entry == owner.entry)
+                ++below;
+            const bool isFolder = owner.name.ends_with('/') || owner.name.ends_with('\\');
+            if (!isFolder && below != folded_.end() && below->first.starts_with(folder) &&
+                told.insert(owner.entry).second)
+                addBelow(owner, below->second);
         }
     }
-}
+
+private:
+    struct Owner {
+        std::string name;
+        const ZipEntry* entry;
+        std::string_view stored; ///< the name as it is in the directory; empty for a part in pieces
+    };
+
+    void add(const Owner& owner) {
+        for (const std::string& text : foldedNames(owner.name)) {
+            const auto [known, isNew] = folded_.try_emplace(text, owner);
+            const Owner& other = known->second;
+            const bool isDuplicate = !owner.stored.empty() && owner.stored == other.stored; // told as such
+            if (!isNew && other.entry != owner.entry && !isDuplicate &&
+                std::exchange(told_, owner.entry) != owner.entry) {
+                const std::string what = "readers could take the item for " + inQuotes(other.name);
+                faults_.add(
+                    {RuleId::NamesThatMeet, owner.entry->name, what, inQuotes(owner.name) + ": " + what, other.name});
+            }
+        }
+    }
+
+    void addStored(const ZipEntry& entry, std::uint64_t index) {
+        const DirectoryRecord& record = archive_.getDirectory().records()[index];
+        const std::string name = archive_.item(index).name;
+        const std::string stored = withoutBlankBytes(record.name());
+        add({name, &entry, viewOf(record.name())});
+        if (stored != name)
+            add({stored, &entry, viewOf(record.name())});
+        if (!isASCII(record.name()))
+            add({archive_.strictName(index), &entry, viewOf(record.name())});
+    }
+
+    void addBelow(const Owner& owner, const Owner& below) const {
+        const std::u16string folder = owner.entry->partName() + u"/";
+        const std::u16string& name = below.entry->partName();
+        const bool areParts = owner.entry->kind == ZipItemKind::Part && below.entry->kind == ZipItemKind::Part;
+        const bool isDerived = areParts && caselessCompare(name.substr(0, folder.size()), folder) == 0;
+        const std::string what = "readers could take " + inQuotes(owner.name) + " for the folder of this item";
+        faults_.add({isDerived ? RuleId::NoDerivedPartName : RuleId::ItemBelowItem, below.entry->name, what,
+                     inQuotes(below.name) + ": " + what, owner.name});
+    }
+
+    const ZipArchive& archive_;
+    const ZipFaults& faults_;
+    std::map<std::string, Owner> folded_;
+    const ZipEntry* told_ = nullptr; ///< the last item that met another one
+};
 
 } // namespace
 
-void throwIfNamesMeet(const ZipItems& items, const ZipArchive& archive, const std::string& label) {
-    FoldedNames folded;
-    const auto add = [&](const std::string& name, const void* item) {
-        for (const std::string& text : foldedNames(name)) {
-            const auto [known, isNew] = folded.try_emplace(text, name, item);
-            if (!isNew && known->second.second != item)
-                fail(Errc::bad_message, label + ": " + inQuotes(name) + ": readers could take the item for " +
-                                            inQuotes(known->second.first));
-        }
-    };
-    const auto addStored = [&](std::uint64_t index) {
-        const DirectoryRecord& record = archive.getDirectory().records()[index];
-        const std::string name = archive.item(index).name;
-        const std::string stored = withoutBlankBytes(record.name());
-        add(name, &record);
-        if (stored != name)
-            add(stored, &record);
-        if (!isASCII(record.name()))
-            add(archive.strictName(index), &record);
-    };
-    for (const ZipEntry& entry : items.all()) {
-        if (entry.pieces.empty()) {
-            addStored(*entry.index);
-        } else {
-            add(entry.name, &entry);
-            std::for_each(entry.pieces.begin(), entry.pieces.end(), addStored);
-        }
-    }
-    throwIfBelowItems(folded, label);
+void checkMeetingNames(const ZipItems& items, const ZipArchive& archive, const ZipFaults& faults) {
+    MeetingNames names(archive, faults);
+    for (const ZipEntry& entry : items.all())
+        if (entry.index && entry.reason.empty())
+            names.add(entry);
+    names.checkFolders();
 }
 
 } // namespace opc::storage

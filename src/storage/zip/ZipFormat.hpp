@@ -37,6 +37,9 @@ constexpr unsigned DEFLATE_LEVEL = 3U << 1; ///< the effort of the compressor, w
 /// Of what is read like any other item; the others tell of encryption, patches and what is reserved.
 constexpr unsigned HARMLESS_FLAGS = DEFLATE_LEVEL | HAS_DESCRIPTOR | IS_UTF8;
 
+/// Of encrypted items: as such, strongly, with a header that hides what it says.
+constexpr unsigned ENCRYPTION_FLAGS = 1U << 0 | 1U << 6 | 1U << 13;
+
 /// Headers of extra fields.
 constexpr unsigned ZIP64_FIELD = 0x0001;
 constexpr unsigned NTFS_TIMES_FIELD = 0x000A;

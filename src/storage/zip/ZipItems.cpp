@@ -3,7 +3,9 @@
 
 #include "storage/Failure.hpp"
 #include "storage/zip/ContentTypesReader.hpp"
+#include "storage/zip/ItemNames.hpp"
 #include "storage/zip/Pieces.hpp"
+#include "storage/zip/ZipFaults.hpp"
 
 #include <opc/core/FoldedNames.hpp>
 #include <opc/core/PartNames.hpp>
@@ -30,7 +32,30 @@ bool isFolder(const std::string& itemName) {
     return itemName.ends_with('/') || itemName.ends_with('\\');
 }
 
+/// What two items of the same part break.
+RuleId findRule(const ZipEntry& a, const ZipEntry& b) {
+    if (a.pieces.empty() != b.pieces.empty())
+        return RuleId::NoMixedInterleaving;
+    if (a.name == b.name)
+        return RuleId::NoDuplicateItem;
+    return a.partName() == b.partName() ? RuleId::OnePartPerName : RuleId::NoEquivalentPartNames;
+}
+
 } // namespace
+
+std::string explainOther(const ZipEntry& entry) {
+    if (!entry.reason.empty())
+        return entry.reason;
+    if (parsePieceName(entry.name))
+        return "a piece of a part whose pieces are not complete";
+    if (entry.partName().empty())
+        return explainItemName(entry.name);
+    if (detail::isRelationshipsPartName(entry.partName()))
+        return "the relationships of an item that is not a part";
+    const std::u16string extension = detail::getExtension(entry.partName());
+    return extension.empty() ? "no content type, and no extension"
+                             : "no content type for the extension " + inQuotes(detail::toUTF8String(extension, false));
+}
 
 /// Adds an entry to the indexes by name, or removes it.
 void ZipItems::index(Entries::iterator entry) {
@@ -81,7 +106,13 @@ void ZipItems::removePart(ZipEntry& part) {
     entries_.erase(entry);
 }
 
-void ZipItems::findParts(const ContentTypes* types, const std::string& label) {
+void ZipItems::leaveOutContentTypes(const std::string& reason) {
+    contentTypes_->kind = ZipItemKind::Other;
+    contentTypes_->reason = reason;
+    contentTypes_ = nullptr;
+}
+
+void ZipItems::findParts(const ContentTypes* types, const ZipFaults& faults) {
     std::map<const std::u16string*, std::shared_ptr<const std::u16string>> shared;
     for (ZipEntry& entry : entries_) {
         if (entry.partName().empty())
@@ -101,7 +132,7 @@ void ZipItems::findParts(const ContentTypes* types, const std::string& label) {
     for (const ZipEntry& entry : entries_)
         if (entry.kind == ZipItemKind::Other)
             hideRelationshipsOf(entry.partName());
-    throwIfSamePart(label);
+    leaveOutSameParts(faults);
     noteOthers();
 }
 
@@ -152,18 +183,28 @@ void ZipItems::hideRelationshipsOf(std::u16string name) {
     }
 }
 
-/// Equal names are adjacent.
-void ZipItems::throwIfSamePart(const std::string& label) const {
-    const ZipEntry* last = nullptr;
-    for (const auto& [name, entry] : byPartName_) {
-        if (entry->kind != ZipItemKind::Part)
+/// Equal names are adjacent. Each item names another one of the same part.
+void ZipItems::leaveOutSameParts(const ZipFaults& faults) {
+    ZipEntry* last = nullptr;
+    std::vector<ZipEntry*> same;
+    for (const auto& [name, position] : byPartName_) {
+        ZipEntry& entry = *position;
+        if (entry.kind != ZipItemKind::Part)
             continue;
         if (last && caselessCompare(last->partName(), name) == 0) {
-            fail(Errc::bad_message, label + ": the items " + inQuotes(last->name) + " and " + inQuotes(entry->name) +
-                                        " are the same part");
+            entry.reason = "the same part as the item " + inQuotes(last->name);
+            faults.add({findRule(*last, entry), entry.name, entry.reason,
+                        "the items " + inQuotes(last->name) + " and " + inQuotes(entry.name) + " are the same part"});
+            if (last->reason.empty())
+                last->reason = "the same part as the item " + inQuotes(entry.name);
+            same.insert(same.end(), {last, &entry});
         }
-        last = &*entry;
+        last = &entry;
     }
+    for (ZipEntry* entry : same)
+        entry->kind = ZipItemKind::Other;
+    for (const ZipEntry* entry : same)
+        hideRelationshipsOf(entry->partName());
 }
 
 } // namespace opc::storage

@@ -23,6 +23,7 @@
 namespace opc::storage {
 
 class ContentTypes;
+class ZipFaults;
 
 struct ZipEntry;
 
@@ -56,9 +57,13 @@ struct ZipEntry final : ItemOrigin {
     std::vector<std::uint64_t> pieces{};  ///< indexes of all pieces in their order; empty for an item in one
     std::uint64_t size = 0;               ///< as stored
     std::uint64_t compressedSize = 0;
+    std::string reason{}; ///< why it is not a part although its name and content type would allow it; else empty
     ReadCount count{};
     StoredItem bytes;
 };
+
+/// Why an item that is not a part is none.
+std::string explainOther(const ZipEntry& entry);
 
 /// The items of an open ZIP package in their order, found by name.
 class ZipItems {
@@ -86,6 +91,9 @@ public:
         contentTypes_ = &entry;
     }
 
+    /// Makes the content types stream an item that is none.
+    void leaveOutContentTypes(const std::string& reason);
+
     /// The first item of exactly this name; null for none.
     ZipEntry* findItem(std::string_view name);
 
@@ -94,6 +102,9 @@ public:
 
     /// The item whose name maps to this part name, whether or not it is a part; null for none.
     ZipEntry* findByPartName(std::u16string_view partName);
+
+    /// Whether the name of an item maps to this part name.
+    bool hasPartName(std::u16string_view partName) const { return byPartName_.contains(partName); }
 
     /// An item that is not a part and cannot be unpacked beside a new item of this name: one of them would be a file
     /// and the other a folder, or both the same file (`foldName`); null for none.
@@ -108,14 +119,14 @@ public:
     /// Determines which of the items are parts (ECMA-376-2 §7.3.4), and their content types.
     /// @param types of the content types stream; null when it cannot be read: then every item that has a part
     ///        name is a part, and the model reports why the stream cannot be read.
-    /// @param label starts the messages.
-    /// @throws opc::Exception bad_message when two items are the same part.
-    void findParts(const ContentTypes* types, const std::string& label);
+    /// @param faults two items of the same part, neither of which is a part then.
+    /// @throws opc::Exception what the faults throw.
+    void findParts(const ContentTypes* types, const ZipFaults& faults);
 
 private:
     void index(Entries::iterator entry);
     void hideRelationshipsOf(std::u16string name);
-    void throwIfSamePart(const std::string& label) const;
+    void leaveOutSameParts(const ZipFaults& faults);
     void noteOthers();
 
     using ByPartName = std::multimap<std::u16string_view, Entries::iterator, CaselessLess>;

@@ -22,6 +22,12 @@ public:
     std::optional<std::filesystem::path> output; ///< for the next open
     std::optional<OpenZipPackage> current;
 
+    void open(OpenMode mode, FindingSink* sink) {
+        if (current)
+            fail(Errc::bad_file_descriptor, location.label + ": the package is already open");
+        current.emplace(location, mode, output, sink);
+    }
+
     OpenZipPackage& opened() {
         if (!current)
             fail(Errc::bad_file_descriptor, location.label + ": the package is not open");
@@ -58,6 +64,10 @@ std::vector<std::string> ZipPackage::getOtherItems() const {
 
 interfaces::IPhysicalInputStream* ZipPackage::getItemInputStream(const std::string& name) {
     return impl_->opened().getItemInputStream(name);
+}
+
+interfaces::IPhysicalInputStream* ZipPackage::getItemInputStreamAt(std::size_t position) {
+    return impl_->opened().getItemInputStreamAt(position);
 }
 
 bool ZipPackage::hasOtherItems(const std::u16string& extension) const {
@@ -97,9 +107,15 @@ std::vector<interfaces::IPhysicalPart*> ZipPackage::getParts() {
 }
 
 void ZipPackage::open(const OpenMode& mode) {
-    if (impl_->current)
-        fail(Errc::bad_file_descriptor, impl_->location.label + ": the package is already open");
-    impl_->current.emplace(impl_->location, mode, impl_->output);
+    impl_->open(mode, nullptr);
+}
+
+void ZipPackage::openTolerantly(const OpenMode& mode, FindingSink& sink) {
+    impl_->open(mode, &sink);
+}
+
+void ZipPackage::findAmbiguities(FindingSink& sink, bool readsContents) {
+    impl_->opened().findAmbiguities(sink, readsContents);
 }
 
 void ZipPackage::close(bool discard) {

@@ -3,12 +3,14 @@
 
 #include <opc/core/Export.hpp>
 #include <opc/core/interfaces/IPhysicalContentTypes.hpp>
+#include <opc/core/interfaces/IPhysicalFindings.hpp>
 #include <opc/core/interfaces/IPhysicalOtherItems.hpp>
 #include <opc/core/interfaces/IPhysicalPackage.hpp>
 #include <opc/core/interfaces/IPhysicalParallelReading.hpp>
 #include <opc/storage/zip/ZipItem.hpp>
 #include <opc/storage/zip/ZipOptions.hpp>
 
+#include <cstddef>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -45,7 +47,8 @@ namespace opc::storage {
 ///
 /// The rules of `IPhysicalPackage` hold. Messages name the file and the item. Codes compare with the generic
 /// conditions:
-/// - bad_message: not a ZIP file, no or two content types streams, two items of the same part, items that overlap;
+/// - bad_message: not a ZIP file, no or two content types streams, two items of the same part, items that overlap
+///   (`openTolerantly` tells which of them are not refused there);
 ///   what `ZipOptions::consistent` refuses; damaged content (a wrong checksum or length), when it is read;
 /// - file_too_large: a limit of `ZipOptions::limits` is reached, at open, when content is read, when a part is created
 ///   whose name or that of its relationships part is too long, or by a save;
@@ -64,6 +67,7 @@ namespace opc::storage {
 class OPCRAFT_API ZipPackage final : public interfaces::IPhysicalPackage,
                                      public interfaces::IPhysicalOtherItems,
                                      public interfaces::IPhysicalContentTypes,
+                                     public interfaces::IPhysicalFindings,
                                      public interfaces::IPhysicalParallelReading {
 public:
     /// A package in a file. Nothing is touched before `open`.
@@ -98,6 +102,29 @@ public:
     /// @throws opc::Exception no_such_file_or_directory when there is no such item, bad_file_descriptor when the
     ///         package is closed, operation_not_permitted when it was opened for create only.
     interfaces::IPhysicalInputStream* getItemInputStream(const std::string& name);
+
+    /// The same by the position in `getItems`: items may have equal names.
+    /// @throws opc::Exception no_such_file_or_directory when there are not so many items; else as the above.
+    interfaces::IPhysicalInputStream* getItemInputStreamAt(std::size_t position);
+
+    /// What the sink is told is not refused then:
+    /// - items of the same part, or a piece of a part that is there twice: none of them is a part, and neither are
+    /// their
+    ///   relationships;
+    /// - several content types streams, of which none is read and none can be written (file_exists), or none at all in
+    /// a
+    ///   file of no other known format: of the items, only relationships parts are parts, as always without a type.
+    /// An item that is left out is kept as it is, and `getItems` says why. A content types stream that is there but
+    /// cannot be read makes no parts either; what is wrong with it is told to those who parse it. Refused all the same
+    /// are other formats, files without a central directory or with several, as two archives in a row, and items that
+    /// overlap; with `ZipOptions::consistent`, all that `open` refuses.
+    void openTolerantly(const interfaces::OpenMode& mode, FindingSink& sink) override;
+
+    /// All that `ZipOptions::consistent` would refuse, and what is against the format in item names and records. It is
+    /// about the file that was opened: changes made since do not count, and in create-only mode there is nothing to
+    /// tell. Each item tells the first fault of its record, its local header and its place. An item that is a part is
+    /// told by its part name.
+    void findAmbiguities(FindingSink& sink, bool readsContents) override;
 
     /// Items whose names map to no part name are included: other programs may map them.
     bool hasOtherItems(const std::u16string& extension) const override;

@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "storage/zip/ContentChecks.hpp"
+
+#include "storage/Failure.hpp"
+#include "storage/zip/DeflateStream.hpp"
+#include "storage/zip/ItemNames.hpp"
+#include "storage/zip/ReadAhead.hpp"
+#include "storage/zip/XmlElements.hpp"
+
+#include <opc/core/Exception.hpp>
+#include <opc/core/PartNames.hpp>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace opc::storage {
+
+namespace {
+
+/// Whether an error is about a content, not about a limit or the system.
+bool isOfContent(const Exception& error) {
+    return error.code() == make_error_condition(Errc::bad_message) ||
+           error.code() == make_error_condition(Errc::not_supported);
+}
+
+std::string withoutLabel(const std::string& message, const std::string& label) {
+    return message.starts_with(label) ? message.substr(label.size()) : message;
+}
+
+} // namespace
+
+/// Items that are not parts count as well: programs that unpack a file stop at a damaged one, or leave it out.
+void ContentChecks::checkContents(const ZipFaults& faults) {
+    std::vector<const ZipEntry*> entries;
+    for (const ZipEntry& entry : items_.all())
+        entries.push_back(entry.index && entry.pieces.empty() ? &entry : nullptr);
+    std::vector<char> isSound(entries.size());
+    readAhead(std::move(entries), archive_, limits_, threads_,
+              [&](std::size_t i, const unsigned char*, std::size_t size) { isSound[i] = size == 0; });
+    std::size_t next = 0;
+    for (ZipEntry& entry : items_.all()) {
+        if ((isSound[next++] != 0 && limits_.tryToCount(entry.size, entry.count)) || !entry.index)
+            continue;
+        try {
+            readToEnd(entry);
+        } catch (const Exception& e) {
+            if (!faults.isTolerant() || !isOfContent(e))
+                throw;
+            if (e.code() == make_error_condition(Errc::bad_message)) // the others are told of the headers
+                faults.add({RuleId::ZipDamaged, entry.name, withoutLabel(e.what(), entry.getLabel() + ": ")});
+        }
+    }
+}
+
+/// Reads an item of the file to find out what is wrong with it.
+void ContentChecks::readToEnd(ZipEntry& entry) {
+    const DirectoryRecord& record = archive_.getDirectory().records()[entry.index.value()];
+    const auto header = readLocalHeader(archive_.getBytes(), record.localHeader);
+    if (header && entry.pieces.empty() && record.header.method == zipformat::DEFLATED) {
+        std::uint64_t size = 0;
+        throwIfStreamEndsElsewhere(
+            archive_.getBytes(), record, record.localHeader + sizeOf(*header),
+            [&](const unsigned char*, std::size_t more) { limits_.count(size += more, entry.count, entry); },
+            entry.getLabel());
+    } else {
+        const auto reader = entry.readOriginal();
+        std::vector<unsigned char> buffer(64 * 1024);
+        while (reader->read(buffer.data(), buffer.size()) > 0) {
+        }
+    }
+}
+
+void ContentChecks::checkContentTypes(const std::optional<ContentTypes>& types, const ZipFaults& faults) {
+    if (ZipEntry* const stream = items_.contentTypes()) {
+        if (stream->name != CONTENT_TYPES_ITEM)
+            faults.add({RuleId::ContentTypesItemCase, stream->name,
+                        "readers that are sensitive to case find no " + inQuotes(CONTENT_TYPES_ITEM)});
+        checkXml(*stream, types.has_value(), faults);
+    }
+    if (types)
+        types->checkDuplicates(faults);
+    for (ZipEntry& entry : items_.all()) {
+        if (types)
+            types->checkCase(entry.partName(), faults);
+        if (entry.index && detail::isRelationshipsPartName(entry.partName()))
+            checkXml(entry, true, faults);
+    }
+}
+
+/// A longer part than the limit on XML is left to the parser, which names the limit; so is, where the reading goes on,
+/// what cannot be read, or taken by any parser.
+/// @param isUsable whether it could be read before.
+void ContentChecks::checkXml(ZipEntry& entry, bool isUsable, const ZipFaults& faults) {
+    const std::uint64_t bound = limits_.get().xmlSize;
+    XmlFault fault = isUsable || faults.isTolerant() ? XmlFault::None : XmlFault::Other;
+    try {
+        if (fault == XmlFault::None && entry.size <= bound)
+            fault = findXmlFault(*entry.readOriginal(), bound);
+    } catch (const Exception& e) {
+        if (!faults.isTolerant() || !isOfContent(e))
+            throw;
+    }
+    if (fault == XmlFault::None || (fault == XmlFault::Other && faults.isTolerant()))
+        return;
+    const bool isVersion = fault == XmlFault::Version;
+    faults.add({isVersion ? RuleId::XmlWellFormed : RuleId::XmlEncoding, entry.name,
+                isVersion ? "not XML 1.0" : "not in the encoding that it declares, or in one that few readers know",
+                inQuotes(entry.name) + ": cannot be read, or is XML that not every reader accepts"});
+}
+
+} // namespace opc::storage
