@@ -410,7 +410,10 @@ std::vector<std::string> namesOnDrives(const std::string& name) {
 
 /// What readers make of the name of an item, folded.
 std::set<std::string> foldedNames(const std::string& name) {
-    std::set<std::string> folded{detail::foldName(name), detail::foldName(withoutHiddenSegments(name))};
+    std::set<std::string> folded{detail::foldName(name)};
+    const std::string shorter = withoutHiddenSegments(name);
+    if (shorter != name)
+        folded.insert(detail::foldName(shorter));
     for (const std::string& other : namesOnDrives(name))
         folded.insert(detail::foldName(other));
     return folded;
