@@ -18,6 +18,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <optional>
 #include <utility>
 
 namespace opc::model {
@@ -401,12 +402,27 @@ PartName Package::storedNameOf(const interfaces::IPhysicalPart& physicalPart) {
 }
 
 void Package::deletePartInternal(const PartName& name) {
+    std::optional<ContentTypeSource::Removal> removal;
     try {
-        const ContentTypeSource::Removal removal = contentTypeSource_->prepareRemoval(name);
+        removal = contentTypeSource_->prepareRemoval(name);
         physicalPackage_.deletePart(name.toString());
-        contentTypeSource_->remove(removal);
     } catch (const Exception& e) {
-        throw PartDeleteFailed(e.what());
+        if (!removal || isStored(name))
+            throw PartDeleteFailed(e.what());
+    }
+    contentTypeSource_->remove(*removal);
+}
+
+/// Whether the store still has a part that it failed to delete. One that it has deleted all the same may not be asked
+/// for anything again.
+bool Package::isStored(const PartName& name) {
+    try {
+        const std::vector<interfaces::IPhysicalPart*> parts = physicalPackage_.getParts();
+        return std::any_of(parts.begin(), parts.end(), [&name](const interfaces::IPhysicalPart* part) {
+            return caselessCompare(part->getName(), name.toString()) == 0;
+        });
+    } catch (const Exception&) { // unknown
+        return true;
     }
 }
 

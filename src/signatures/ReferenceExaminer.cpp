@@ -291,6 +291,19 @@ ReferenceReport ReferenceExaminer::examineEntry(const ReferenceData& reference, 
     return report;
 }
 
+/// Each part is canonicalized once, however many signatures name it.
+template <class Read>
+const std::vector<unsigned char>& ReferenceExaminer::digestCanonical(const PartName& name,
+                                                                     const ReferenceData& reference,
+                                                                     DigestMethod method, Read read) {
+    CanonicalKey key{toLowerASCIIString(name.toString()), reference.transforms, method};
+    const auto known = canonicalDigests_.find(key);
+    if (known != canonicalDigests_.end())
+        return known->second;
+    auto digest = digester_.digestBytes(canonicalOctets(read(), reference, package_.getLimits()), method);
+    return canonicalDigests_.emplace(std::move(key), std::move(digest)).first->second;
+}
+
 void ReferenceExaminer::examinePart(const ReferenceData& reference, const PartName& name,
                                     const SignatureFormRules& form, ReferenceReport& report) {
     if (!package_.hasPart(name))
@@ -304,11 +317,10 @@ void ReferenceExaminer::examinePart(const ReferenceData& reference, const PartNa
     compareContentTypes(report.claimedContentType, part.getContentType().toString(), report);
     const DigestMethod method = digestMethodOf(reference);
     try {
-        compareDigests(
-            reference.transforms.empty()
-                ? digester_.digestPart(part, method, form.form)
-                : digester_.digestBytes(canonicalOctets(readPart(part), reference, package_.getLimits()), method),
-            report);
+        compareDigests(reference.transforms.empty() ? digester_.digestPart(part, method, form.form)
+                                                    : digestCanonical(
+                                                          name, reference, method, [&] { return readPart(part); }),
+                       report);
     } catch (const Exception& e) {
         throw Finding{ReferenceVerdict::NotReadable, std::string("Unable to compute digest. ") + e.what()};
     }
@@ -331,8 +343,8 @@ void ReferenceExaminer::examineRelationships(const ReferenceData& reference, con
         compareContentTypes(report.claimedContentType, contentType, report);
         if (coversWholePart(reference, form)) {
             report.relationships = of.getRelationships();
-            const std::string octets = canonicalOctets(of.readRelationshipsPart(), reference, package_.getLimits());
-            return compareDigests(digester_.digestBytes(octets, digestMethodOf(reference)), report);
+            const auto read = [&of = of] { return of.readRelationshipsPart(); };
+            return compareDigests(digestCanonical(name, reference, digestMethodOf(reference), read), report);
         }
         report.relationships = selectRelationships(of, report.selectors, form);
         compareRelationships(reference, of, form, report);
@@ -359,10 +371,19 @@ void ReferenceExaminer::compareRelationships(const ReferenceData& reference, con
 std::vector<unsigned char> ReferenceExaminer::digestRelationships(const RelationshipSource& source,
                                                                   RelationshipsReading reading, DigestMethod method,
                                                                   const ReferenceReport& report) {
-    std::size_t whiteSpaces = 0;
-    if (reading == RelationshipsReading::WhiteSpace && !report.relationships.empty())
-        whiteSpaces = countWhiteSpaces(source.readRelationshipsPart(), package_.getLimits());
+    const bool hasWhiteSpaces = reading == RelationshipsReading::WhiteSpace && !report.relationships.empty();
+    const std::size_t whiteSpaces = hasWhiteSpaces ? countWhiteSpacesOf(source) : 0;
     return digester_.digestBytes(transformRelationships(report.relationships, reading, whiteSpaces), method);
+}
+
+/// Each relationships part is read for that once.
+std::size_t ReferenceExaminer::countWhiteSpacesOf(const RelationshipSource& source) {
+    const std::u16string name = source.getSourceURI().toString();
+    const auto known = whiteSpaces_.find(name);
+    if (known != whiteSpaces_.end())
+        return known->second;
+    const std::size_t count = countWhiteSpaces(source.readRelationshipsPart(), package_.getLimits());
+    return whiteSpaces_[name] = count;
 }
 
 std::vector<unsigned char> ReferenceExaminer::octetsOf(const DigitalSignatureData& signature, std::size_t index) const {

@@ -8,7 +8,10 @@
 #include "signatures/PartDigester.hpp"
 #include "signatures/SignatureFormRules.hpp"
 
+#include <cstddef>
+#include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace opc::model {
@@ -40,11 +43,16 @@ public:
 
 private:
     using ReferenceData = DigitalSignatureData::ReferenceData;
+    /// Part, transforms, method.
+    using CanonicalKey = std::tuple<std::u16string, std::vector<std::u16string>, DigestMethod>;
 
     void digestAhead(const DigitalSignatureData& signature);
     ReferenceReport examineObject(const ReferenceData& reference, const DigitalSignatureData& signature,
                                   const SignatureFormRules& form);
     ReferenceReport examineEntry(const ReferenceData& reference, const SignatureFormRules& form);
+    template <class Read>
+    const std::vector<unsigned char>& digestCanonical(const PartName& name, const ReferenceData& reference,
+                                                      DigestMethod method, Read read);
     void examinePart(const ReferenceData& reference, const PartName& name, const SignatureFormRules& form,
                      ReferenceReport& report);
     void examineRelationships(const ReferenceData& reference, const PartName& name, const SignatureFormRules& form,
@@ -53,11 +61,14 @@ private:
                               const SignatureFormRules& form, ReferenceReport& report);
     std::vector<unsigned char> digestRelationships(const RelationshipSource& source, RelationshipsReading reading,
                                                    DigestMethod method, const ReferenceReport& report);
+    std::size_t countWhiteSpacesOf(const RelationshipSource& source);
 
     const Package& package_;
     const bool strict_;
     const ReportDetail detail_;
     PartDigester digester_;
+    std::map<CanonicalKey, std::vector<unsigned char>> canonicalDigests_;
+    std::map<std::u16string, std::size_t> whiteSpaces_; ///< of relationships parts, by their sources
 };
 
 } // namespace opc::model

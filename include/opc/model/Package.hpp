@@ -146,6 +146,7 @@ private:
     /// The name of a part in the store, to delete it.
     static PartName storedNameOf(const interfaces::IPhysicalPart& physicalPart);
     void deletePartInternal(const PartName& name);
+    bool isStored(const PartName& name);
     void deleteRelationshipsPart(const PartName& name);
     void deleteRelationshipsOfDeleted(Names& relationships);
     void deleteOrphan(Names::iterator orphan);
