@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
+#include <opc/model/ContentType.hpp>
 #include <opc/model/Package.hpp>
 
 #include "signatures/SignatureFormRules.hpp"
@@ -33,7 +33,7 @@ inline void deleteSignatureRelationship(RelationshipSource& source, const std::u
 /// False for content that a relationship of the origin's type leads to.
 inline bool isSignatureOrigin(const Part& part, const SignatureFormRules& form) {
     return part.getName() == PartName(form.originPartName) ||
-           caselessCompare(part.getContentType().toString(), form.originContentType) == 0;
+           part.getContentType() == ContentType(form.originContentType);
 }
 
 } // namespace opc::model

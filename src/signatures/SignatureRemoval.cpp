@@ -36,7 +36,7 @@ bool isOneOfForms(Identifier identifier, const Text& text) {
 bool hasTypeOf(const Part& part, Identifier identifier) {
     const auto forms = distinctForms();
     return std::any_of(forms.begin(), forms.end(), [&](const SignatureFormRules* form) {
-        return caselessCompare(part.getContentType().toString(), form->*identifier) == 0;
+        return part.getContentType() == ContentType(form->*identifier);
     });
 }
 

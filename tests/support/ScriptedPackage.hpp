@@ -115,6 +115,7 @@ public:
         step("deletePart");
         failIfTold("deletePart " + toASCIIString(name));
         erase(name);
+        failIfTold("deleted " + toASCIIString(name));
     }
 
     std::map<std::string, boost::system::errc::errc_t> failures;

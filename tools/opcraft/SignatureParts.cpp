@@ -32,10 +32,6 @@ const Form* const FORMS[] = {&STANDARD_FORM, &OWN_FORM};
 /// Extensions of items that sign the file as a whole.
 constexpr const char16_t* PKCS7_EXTENSIONS[] = {u"p7s", u"p7x"};
 
-bool hasContentType(const Part& part, const char16_t* type) {
-    return opc::caselessCompare(part.getContentType().toString(), type) == 0;
-}
-
 /// None when the target cannot be a part.
 std::optional<PartName> partNameOf(const Relationship& relationship) {
     const auto target = targetPartOf(relationship);
@@ -55,10 +51,10 @@ PartNames targetsOf(const Package& package, const opc::model::RelationshipSource
     return names;
 }
 
-PartNames partsWithContentType(const Package& package, const char16_t* type) {
+PartNames partsWithContentType(const Package& package, const opc::model::ContentType& type) {
     PartNames names;
     for (const Part& part : package.getParts())
-        if (hasContentType(part, type))
+        if (part.getContentType() == type)
             names.insert(part.getName());
     return names;
 }

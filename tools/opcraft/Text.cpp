@@ -92,6 +92,9 @@ std::string titledLine(const std::string& title, std::size_t width, const std::s
     return title + padding + escaped(text) + '\n';
 }
 
+/// Longer cells move what follows in their row: a single one may have a million characters.
+constexpr std::size_t WIDEST_COLUMN = 200;
+
 Table::Table(std::vector<Column> columns) : columns_(std::move(columns)) {}
 
 void Table::addRow(std::vector<std::string> cells) {
@@ -109,12 +112,12 @@ std::string Table::toString() const {
     std::vector<std::size_t> widths(columns_.size());
     for (const auto& line : lines)
         for (std::size_t i = 0; i < line.size(); ++i)
-            widths[i] = std::max(widths[i], widthOf(line[i]));
+            widths[i] = std::max(widths[i], std::min(widthOf(line[i]), WIDEST_COLUMN));
 
     std::string text;
     for (const auto& line : lines) {
         for (std::size_t i = 0; i < line.size(); ++i) {
-            const std::string padding(widths[i] - widthOf(line[i]), ' ');
+            const std::string padding(widths[i] - std::min(widthOf(line[i]), widths[i]), ' ');
             const bool alignsRight = columns_[i].align == Align::Right;
             text += (i == 0 ? "" : "  ") + (alignsRight ? padding + line[i] : line[i] + padding);
         }

@@ -32,7 +32,7 @@ std::string listText(const std::vector<std::string>& texts, std::size_t longest 
 /// A title, padded to a width, and the text, escaped.
 std::string titledLine(const std::string& title, std::size_t width, const std::string& text);
 
-/// Rows below titles, in columns as wide as their widest cell. Cells are escaped.
+/// Rows below titles, in columns as wide as their widest cell, up to a bound. Cells are escaped.
 class Table {
 public:
     enum class Align { Left, Right };
