@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <opc/core/PlainXml.hpp>
 
-#include <expat.h>
+#include "core/ExpatParser.hpp"
 
 #include <algorithm>
 #include <climits>
 #include <exception>
-#include <memory>
 #include <new>
-#include <type_traits>
 
 namespace opc::detail {
 
@@ -20,11 +18,6 @@ constexpr XML_Char SEPARATOR = ' ';
 /// A validating parser bounds the names of a document; so few stay below.
 constexpr int MAX_DECLARATIONS = 32;
 constexpr std::size_t MAX_PREFIX = 64;
-
-struct ParserDeleter {
-    void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
-};
-using ParserOwner = std::unique_ptr<std::remove_pointer_t<XML_Parser>, ParserDeleter>;
 
 class Pass {
 public:
@@ -164,9 +157,7 @@ std::size_t PlainElement::attributeCount() const noexcept {
 bool readPlainXml(const std::vector<unsigned char>& bytes, const Limits& limits, PlainXmlHandler& handler) {
     if (bytes.size() > limits.xmlSize || bytes.size() > INT_MAX || !startsPlain(bytes))
         return false;
-    const ParserOwner parser(XML_ParserCreateNS("UTF-8", SEPARATOR));
-    if (!parser)
-        throw std::bad_alloc();
+    const ExpatParser parser = ownExpatParser(XML_ParserCreateNS("UTF-8", SEPARATOR));
     return Pass(parser.get(), limits, handler).run(bytes);
 }
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "model/ContentTypeSource.hpp"
 
-#include <opc/core/ByteArrayInAdaptor.hpp>
 #include <opc/core/ContentTypePattern.hpp>
 #include <opc/core/PartNames.hpp>
 #include <opc/core/Strings.hpp>
@@ -9,25 +8,17 @@
 #include <opc/core/interfaces/IPhysicalOtherItems.hpp>
 #include <opc/core/interfaces/IPhysicalPackage.hpp>
 #include <opc/errors/Errors.hpp>
-#include <opc/model/PhysicalInputStream.hpp>
 #include <opc/model/PhysicalOutputStream.hpp>
-#include <opc/xml/XercesGuard.hpp>
-#include <opc/xml/XercesHelper.hpp>
 
 #include "errors/ErrorPlaces.hpp"
+#include "model/ContentTypePieces.hpp"
 #include "model/ItemBytes.hpp"
+#include "model/Reading.hpp"
 #include "model/WellKnown.hpp"
-#include "xml/BoundedParser.hpp"
-#include "xml/SchemaValidation.hpp"
-#include "xml/XmlPlaces.hpp"
 #include "xml/XmlWriting.hpp"
-
-#include <xercesc/util/XMLUni.hpp>
 
 #include <algorithm>
 #include <iterator>
-#include <map>
-#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -37,63 +28,8 @@ namespace {
 
 constexpr const char* STREAM_NAME = "[Content_Types].xml";
 
-/// The names of the content types vocabulary; made while a XercesGuard is held.
-struct Vocabulary {
-    XercesString ns{wellknown::CONTENT_TYPES_NAMESPACE};
-    XercesString types{u"Types"};
-    XercesString defaultEntry{u"Default"};
-    XercesString overrideEntry{u"Override"};
-    XercesString extension{u"Extension"};
-    XercesString partName{u"PartName"};
-    XercesString contentType{u"ContentType"};
-};
-
 std::u16string lowerExtension(const PartName& name) {
     return toLowerASCIIString(name.getExtension());
-}
-
-/// The content types of a stream by their texts. There are few, so each is checked and parsed once; before that, it
-/// has no value.
-using ContentTypes = std::map<std::u16string, std::optional<ContentType>>;
-
-/// The loaded schema omits the pattern of ST_ContentType; it is matched here, in linear time.
-void throwIfPatternIsBroken(const xercesc::DOMElement* entry, const Vocabulary& names, ContentTypes& types) {
-    std::u16string text;
-    XercesHelper::getElementAttribute(entry, names.contentType, text);
-    if (!types.try_emplace(text).second)
-        return;
-    if (!detail::matchesContentTypePattern(text))
-        throw InvalidXMLDocument("value '" + detail::toUTF8String(text, false) +
-                                 "' of attribute 'ContentType' does not match the pattern of ST_ContentType");
-}
-
-const ContentType& readContentType(const xercesc::DOMElement* entry, const Vocabulary& names, ContentTypes& types) {
-    std::u16string text;
-    XercesHelper::getElementAttribute(entry, names.contentType, text);
-    if (text.empty())
-        throw InvalidPartContent("ContentType is empty");
-    std::optional<ContentType>& type = types[text];
-    if (!type)
-        type.emplace(text);
-    return *type;
-}
-
-std::u16string readPartName(const xercesc::DOMElement* entry, const Vocabulary& names) {
-    std::u16string text;
-    XercesHelper::getElementAttribute(entry, names.partName, text);
-    try {
-        return PartName(text).toString();
-    } catch (const Exception&) {
-        throw InvalidPartContent("PartName is not a valid part name");
-    }
-}
-
-std::u16string readExtension(const xercesc::DOMElement* entry, const Vocabulary& names) {
-    std::u16string text;
-    XercesHelper::getElementAttribute(entry, names.extension, text);
-    if (text.empty())
-        throw InvalidPartContent("Extension is empty");
-    return text;
 }
 
 [[noreturn]] void throwNotFound(const std::string& part) {
@@ -115,7 +51,7 @@ void writeEntry(detail::XmlWriter& xml, std::string_view element, std::string_vi
 } // namespace
 
 ContentTypeSource::ContentTypeSource(interfaces::IPhysicalPackage& physicalPackage, bool createOnly,
-                                     const Limits& limits)
+                                     const Limits& limits, const Reading& reading)
     : physicalPackage_(physicalPackage),
       otherItems_(dynamic_cast<const interfaces::IPhysicalOtherItems*>(&physicalPackage)), limits_(limits) {
     if (!physicalPackage.hasContentTypeStream())
@@ -126,8 +62,8 @@ ContentTypeSource::ContentTypeSource(interfaces::IPhysicalPackage& physicalPacka
         return;
     }
     if (!takeFromStore())
-        load();
-    present_ = true;
+        load(reading);
+    present_ = isReadable_;
 }
 
 bool ContentTypeSource::takeFromStore() {
@@ -163,8 +99,10 @@ bool ContentTypeSource::take(detail::ContentTypeTable&& table) {
     } catch (const Exception&) {
         return false;
     }
-    defaults_.swap(defaults);
-    overrides_.swap(overrides);
+    if (overrides_.empty())
+        overrides_.swap(overrides);
+    overrides_.merge(overrides);
+    defaults_.merge(defaults);
     return true;
 }
 
@@ -206,6 +144,8 @@ void ContentTypeSource::addContentType(const PartName& name, const ContentType& 
 }
 
 ContentTypeSource::Addition ContentTypeSource::prepareAddition(const PartName& name, const ContentType& type) const {
+    if (!isReadable_)
+        throw InvalidContentTypeStream("No part can be added, since the content types cannot be read");
     Addition addition{name, lowerExtension(name)};
     const auto entry = defaults_.find(addition.extension);
     if (!detail::matchesExtensionPattern(addition.extension))
@@ -221,7 +161,11 @@ ContentTypeSource::Addition ContentTypeSource::prepareAddition(const PartName& n
 }
 
 bool ContentTypeSource::hasOtherItems(const std::u16string& extension) const {
-    return otherItems_ != nullptr && otherItems_->hasOtherItems(extension);
+    return (otherItems_ != nullptr && otherItems_->hasOtherItems(extension)) || leftOut_.count(extension) != 0;
+}
+
+void ContentTypeSource::leaveOut(const PartName& name) {
+    leftOut_.insert(lowerExtension(name));
 }
 
 void ContentTypeSource::add(Addition&& addition) noexcept {
@@ -258,20 +202,23 @@ void ContentTypeSource::remove(const Removal& removal) noexcept {
     dirty_ = true;
 }
 
-void ContentTypeSource::load() {
-    std::vector<unsigned char> bytes;
-    try {
-        PhysicalInputStream input(physicalPackage_.getContentTypeInputStream());
-        bytes = readXmlItem(input, limits_.xmlSize);
-    } catch (const Exception& e) {
-        throw PackageOpenFailed(e.what(), e.code());
-    }
-    auto table = detail::readPlainContentTypes(bytes, limits_);
-    if (table && take(std::move(*table)))
+void ContentTypeSource::load(const Reading& reading) {
+    const auto bytes = reading.readItem([this] { return physicalPackage_.getContentTypeInputStream(); },
+                                        limits_.xmlSize, [] { return std::string(STREAM_NAME); });
+    isReadable_ = bytes.has_value();
+    if (!isReadable_)
         return;
-    ByteArrayInAdaptor adaptor(bytes);
+    ContentTypePieces pieces(*this);
+    reading.attempt([&] { read(*bytes, pieces); },
+                    [&](const Exception& refused) {
+                        PiecesReading document(reading, limits_, ContentTypePieces::VOCABULARY, STREAM_NAME);
+                        isReadable_ = document.read(*bytes, refused, pieces);
+                    });
+}
+
+void ContentTypeSource::read(const std::vector<unsigned char>& bytes, ContentTypePieces& pieces) {
     try {
-        readDocument(adaptor);
+        pieces.read(bytes, true);
     } catch (const InvalidPartContent& e) {
         throwAt<InvalidContentTypeStream>(placeInItem(e, STREAM_NAME), e.what());
     } catch (Exception& e) {
@@ -280,43 +227,12 @@ void ContentTypeSource::load() {
     }
 }
 
-void ContentTypeSource::readDocument(InputStream& stream) {
-    const XercesGuard guard;
-    const Vocabulary names;
-    const ParserHandle parser = XercesHelper::createParser(limits_);
-    parser->getDomConfig()->setParameter(xercesc::XMLUni::fgXercesUseCachedGrammarInParse, true);
-    loadEmbeddedSchema(*parser, embedded::opc_contentTypes);
-    dynamic_cast<BoundedParser&>(*parser).setKeepsWhiteSpace(true);
-    const xercesc::DOMDocument* document = XercesHelper::readDocumentFromStream(*parser, stream, true, u"", u"");
-    const xercesc::DOMElement* root = document->getDocumentElement();
-    const auto defaults = XercesHelper::getElementsNS(root, names.ns, names.defaultEntry);
-    const auto overrides = XercesHelper::getElementsNS(root, names.ns, names.overrideEntry);
-    ContentTypes types;
-    for (const auto* entries : {&defaults, &overrides})
-        for (const xercesc::DOMElement* entry : *entries)
-            checkAt(*parser, *entry, names.contentType, [&] { throwIfPatternIsBroken(entry, names, types); });
-    if (names.types != root->getLocalName())
-        throwAt<InvalidPartContent>(placeOf(*parser, *root), // the schema allows the others as roots too
-                                    "The root element is not Types");
-
-    // The first of two entries for the same extension or part name wins.
-    for (const xercesc::DOMElement* entry : defaults) {
-        const XMLCh* judged = names.extension;
-        checkAt(*parser, *entry, judged, [&] {
-            const std::u16string extension = readExtension(entry, names);
-            judged = names.contentType;
-            defaults_.emplace(toLowerASCIIString(extension),
-                              Default{readContentType(entry, names, types), 0, extension});
-        });
-    }
-    for (const xercesc::DOMElement* entry : overrides) {
-        const XMLCh* judged = names.partName;
-        checkAt(*parser, *entry, judged, [&] {
-            std::u16string name = readPartName(entry, names);
-            judged = names.contentType;
-            const ContentType& type = readContentType(entry, names, types);
-            overrides_.emplace_hint(overrides_.end(), std::move(name), type);
-        });
+void ContentTypeSource::add(ContentTypeDeclaration&& declaration) {
+    if (declaration.isDefault) {
+        std::u16string extension = toLowerASCIIString(declaration.name);
+        defaults_.emplace(std::move(extension), Default{declaration.type, 0, std::move(declaration.name)});
+    } else {
+        overrides_.emplace_hint(overrides_.end(), std::move(declaration.name), declaration.type);
     }
 }
 
@@ -344,7 +260,8 @@ std::vector<unsigned char> ContentTypeSource::writeDocument() const {
             for (const auto& [name, contentType] : overrides_)
                 writeEntry(xml, "Override", "PartName", name, contentType);
             xml.end();
-        });
+        },
+        kept_);
 }
 
 } // namespace opc::model

@@ -7,19 +7,22 @@
 #include <opc/model/ContentType.hpp>
 #include <opc/model/PartName.hpp>
 
+#include "model/Reading.hpp"
+
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
-namespace opc {
-class InputStream;
-}
 namespace opc::interfaces {
 class IPhysicalOtherItems;
 class IPhysicalPackage;
 } // namespace opc::interfaces
 
 namespace opc::model {
+
+class ContentTypePieces;
+struct ContentTypeDeclaration;
 
 /// The content types of an open package and the content types stream that holds them (ECMA-376-2 §7.2.3).
 ///
@@ -32,7 +35,17 @@ public:
     /// @throws PackageOpenFailed when the store cannot deliver it.
     /// @throws InvalidXMLDocument, InvalidContentTypeStream, InvalidContentType when it is malformed.
     /// @param limits those for XML count.
-    ContentTypeSource(interfaces::IPhysicalPackage& physicalPackage, bool createOnly, const Limits& limits = {});
+    /// @param reading where a malformed one goes to. Elements that are wrong are kept, and written behind the others;
+    /// of
+    ///        a stream that cannot be taken to pieces there are no content types, and nothing is added to it.
+    ContentTypeSource(interfaces::IPhysicalPackage& physicalPackage, bool createOnly, const Limits& limits = {},
+                      const Reading& reading = Reading());
+
+    /// Whether what the stream says is known, if there is one.
+    bool isReadable() const noexcept { return isReadable_; }
+
+    /// Tells of an item that is no part, although its name is one: no Default will make it one.
+    void leaveOut(const PartName& name);
 
     /// @param takeReference true: the part is counted as a user of the entry.
     /// @throws ContentTypeNotFound
@@ -76,8 +89,10 @@ private:
     bool eraseOverride(const PartName& name) noexcept;
     bool takeFromStore();
     bool take(detail::ContentTypeTable&& table);
-    void load();
-    void readDocument(InputStream& stream);
+    friend class ContentTypePieces;
+    void load(const Reading& reading);
+    void read(const std::vector<unsigned char>& bytes, ContentTypePieces& pieces);
+    void add(ContentTypeDeclaration&& declaration);
     std::vector<unsigned char> writeDocument() const;
 
     bool hasOtherItems(const std::u16string& extension) const;
@@ -87,8 +102,11 @@ private:
     const Limits limits_;
     bool dirty_ = false;
     bool present_ = false;
+    bool isReadable_ = true;
     Defaults defaults_;
     Overrides overrides_;
+    std::vector<std::string> kept_;                     ///< elements that are wrong, as XML
+    std::set<std::u16string> leftOut_;                  ///< the extensions of items that are no parts, in lower case
     Overrides::const_iterator next_ = overrides_.end(); ///< a hint for the next search: an entry or the end
 };
 

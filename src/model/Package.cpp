@@ -8,8 +8,8 @@
 #include <opc/model/ContentType.hpp>
 #include <opc/model/DataManager.hpp>
 
-#include "errors/ErrorPlaces.hpp"
 #include "model/ContentTypeSource.hpp"
+#include "model/PackageGuards.hpp"
 #include "model/PartNameTree.hpp"
 #include "model/WellKnown.hpp"
 #include "model/relationships/RelationshipSerializer.hpp"
@@ -17,7 +17,6 @@
 #include <boost/system/error_code.hpp>
 
 #include <algorithm>
-#include <iterator>
 #include <optional>
 #include <utility>
 
@@ -26,15 +25,6 @@ namespace opc::model {
 namespace {
 
 namespace errc = boost::system::errc;
-
-std::string withName(const char* message, const PartName& name) {
-    return message + toASCIIString(name.toString());
-}
-
-void throwIfPackageRoot(const PartName& name) {
-    if (PartName::isPackageRootUri(name.getURI()))
-        throw InvalidPartName("The package root is not the name of a part");
-}
 
 /// A name that was constructed unchecked may break any rule.
 void throwIfNotReadable(const PartName& name) {
@@ -52,24 +42,6 @@ void throwIfNotReadable(const ContentType& contentType) {
     const bool hasParameters = text.find(u';') != std::u16string::npos; // type and subtype are always read back
     if (hasParameters && ContentType(text).toString() != text)
         throw InvalidContentType("Could not successfully parse content type string");
-}
-
-/// Calls the physical package while the package is opened; its failures become those of the open.
-template <class Call>
-auto translatingOpenFailure(Call call) -> decltype(call()) {
-    try {
-        return call();
-    } catch (const Exception& e) {
-        throw PackageOpenFailed(e.what(), e.code());
-    }
-}
-
-[[noreturn]] void throwUnmatched(const std::string& relationshipsPart) {
-    ErrorPlace place;
-    place.item = relationshipsPart;
-    place.reason = "holds the relationships of a part that is not in the package";
-    throwAt<InconsistentPackage>(std::make_shared<const ErrorPlace>(std::move(place)),
-                                 "Not all relationship parts were matched with regular parts");
 }
 
 } // namespace
@@ -112,97 +84,6 @@ void Package::doVerifyRelationship(const std::u16string& /*id*/, const std::u16s
         throwIfTooManyCorePropertiesRelationships(0);
 }
 
-template <class Action>
-void Package::forEachDataManager(Action action) {
-    for (auto next = dataManagers_.begin(); next != dataManagers_.end();)
-        action(**next++); // which may remove itself from the list
-}
-
-void Package::open(interfaces::OpenMode mode) {
-    if (isOpen_)
-        throw PackageAlreadyOpen("Package is already open");
-    openPhysicalPackage(mode);
-    try {
-        relationshipSerializer_ = std::make_unique<RelationshipSerializer>(limits_);
-        contentTypeSource_ = std::make_unique<ContentTypeSource>(physicalPackage_, isCreateOnly(), limits_);
-        initializeParts();
-        isOpen_ = true;
-        throwIfTooManyCorePropertiesRelationships(1);
-        forEachDataManager([this](DataManager& manager) { manager.open(isCreateOnly()); });
-    } catch (...) {
-        abandon();
-        throw;
-    }
-}
-
-void Package::openPhysicalPackage(interfaces::OpenMode mode) {
-    mode_ = mode;
-    try {
-        physicalPackage_.open(mode);
-    } catch (const Exception& e) {
-        if (e.code() == errc::no_such_file_or_directory)
-            throw PackageNotFound(e.what());
-        throw PackageOpenFailed(e.what(), e.code());
-    }
-}
-
-void Package::initializeParts() {
-    PhysicalPartMap pending; // relationships parts whose source was not found yet
-    PhysicalPartMap regular;
-    auto hint = regular.end(); // the end: consecutive items often have consecutive names
-    for (interfaces::IPhysicalPart* physicalPart :
-         translatingOpenFailure([this] { return physicalPackage_.getParts(); })) {
-        const PartName name(translatingOpenFailure([physicalPart] { return physicalPart->getName(); }));
-        throwIfPackageRoot(name);
-        if (name.isRelationshipName()) {
-            lookUpContentType(name, *physicalPart);
-            const auto [entry, isNew] = pending.try_emplace(name, physicalPart);
-            if (!isNew)
-                hidden_.emplace_back(translatingOpenFailure([&old = entry->second] { return old->getName(); }));
-            entry->second = physicalPart;
-        } else {
-            const std::size_t count = regular.size();
-            hint = regular.emplace_hint(hint, name, physicalPart);
-            if (regular.size() == count)
-                throw InconsistentPackage(withName("Two parts have equivalent names: ", hint->first) +
-                                          withName(" and ", name));
-            ++hint;
-        }
-    }
-
-    PartMap parts;
-    while (!regular.empty()) {
-        const auto entry = regular.extract(regular.begin()); // whose memory the part takes
-        const PartName& name = entry.key();
-        const auto added = parts.emplace_hint(
-            parts.end(), name, Part(this, entry.mapped(), name, lookUpContentType(name, *entry.mapped()), mode_));
-        attachRelationships(added->second, name, pending);
-    }
-    attachRelationships(*this, PartName(PartName::FORWARD_SLASH_STRING), pending);
-
-    parts_.swap(parts);
-    if (!isReadOnly()) // where no part can be created
-        for (const auto& entry : parts_)
-            prefixes_->add(PartNameTree::keyOf(entry.first));
-    if (!pending.empty())
-        throwUnmatched(toASCIIString(pending.begin()->first.toString()));
-}
-
-void Package::attachRelationships(RelationshipSource& source, const PartName& name, PhysicalPartMap& pending) {
-    const auto found = pending.find(name.getRelationshipPartName());
-    if (found == pending.end())
-        return;
-    source.setPhysicalRelationshipPart(found->second, false);
-    pending.erase(found);
-}
-
-ContentType Package::lookUpContentType(const PartName& name, const interfaces::IPhysicalPart& physicalPart,
-                                       bool takeReference) {
-    if (physicalPackage_.hasContentTypeStream())
-        return contentTypeSource_->getContentType(name, takeReference);
-    return translatingOpenFailure([&physicalPart] { return physicalPart.getContentType(); });
-}
-
 void Package::close(bool discard) {
     if (!isOpen_)
         return;
@@ -230,6 +111,7 @@ void Package::clear() noexcept {
     clearParts();
     orphans_.clear();
     hidden_.clear();
+    leftOut_.clear();
     reset();
     contentTypeSource_.reset();
     relationshipSerializer_.reset();
@@ -292,6 +174,7 @@ interfaces::IPhysicalPart* Package::createPartInternal(const PartName& name, con
                                                        const interfaces::IPhysicalPartInfo& info) {
     tryToDeleteOrphans();
     throwIfOrphan(name);
+    throwIfLeftOut(name);
     try {
         ContentTypeSource::Addition addition = contentTypeSource_->prepareAddition(name, contentType);
         interfaces::IPhysicalPart* const physicalPart =
@@ -504,6 +387,14 @@ void Package::throwIfDerivedFromExistingPartName(const PartName& name) const {
     case PartNameTree::Derivation::None:
         break;
     }
+}
+
+void Package::throwIfLeftOut(const PartName& name) const {
+    // A new part would have what is left of the relationships of another one.
+    const bool isRelationships = name.isRelationshipName();
+    for (const PartName& each : leftOut_)
+        if (each == name || (!isRelationships && each == name.getRelationshipPartName()))
+            throw PartCreateFailed(withName("The package has an item that is not a part by the name ", each));
 }
 
 void Package::throwIfTooManyCorePropertiesRelationships(unsigned long allowed) const {

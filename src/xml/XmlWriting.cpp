@@ -5,6 +5,8 @@
 #include <opc/core/Exception.hpp>
 #include <opc/core/Strings.hpp>
 
+#include "xml/XmlBounds.hpp"
+
 #include <optional>
 
 namespace opc::model {
@@ -22,6 +24,31 @@ std::optional<Bytes> writePlain(detail::XmlLayout layout, bool isStandalone, con
     } catch (const Exception&) { // something before may be wrong, too
         return std::nullopt;
     }
+}
+
+/// The name of the root of a document that was written here, behind the declaration.
+std::string rootOf(const std::string& document) {
+    const std::size_t begin = document.find('<', document.find("?>")) + 1;
+    return document.substr(begin, document.find_first_of(" />", begin) - begin);
+}
+
+/// Puts elements before the end tag of the root.
+Bytes withElements(const Bytes& bytes, const std::vector<std::string>& elements, detail::XmlLayout layout,
+                   const Limits& limits) {
+    std::string document(bytes.begin(), bytes.end());
+    const std::string endTag = "</" + rootOf(document) + ">";
+    const bool isIndented = layout == detail::XmlLayout::Indented;
+    std::size_t end = document.rfind(endTag);
+    const bool isEmpty = end == document.npos;
+    if (isEmpty)
+        end = document.rfind("/>");
+    std::string text = isEmpty ? ">" : "";
+    for (const std::string& element : elements)
+        text += (isIndented && (isEmpty || !text.empty()) ? "\n  " : isIndented ? "  " : "") + element;
+    text += (isIndented ? "\n" : "") + (isEmpty ? endTag : "");
+    document.replace(end, isEmpty ? 2 : 0, text);
+    throwIfTooLarge(document.size(), limits.xmlSize);
+    return {document.begin(), document.end()};
 }
 
 } // namespace
@@ -58,7 +85,9 @@ Bytes TreeXmlWriter::write(detail::XmlLayout layout, const Limits& limits) const
 }
 
 Bytes writeXml(detail::XmlLayout layout, bool isStandalone, const Limits& limits,
-               const std::function<void(detail::XmlWriter&)>& write) {
+               const std::function<void(detail::XmlWriter&)>& write, const std::vector<std::string>& kept) {
+    if (!kept.empty())
+        return withElements(writeXml(layout, isStandalone, limits, write), kept, layout, limits);
     if (auto bytes = writePlain(layout, isStandalone, limits, write))
         return *std::move(bytes);
     TreeXmlWriter writer(isStandalone);

@@ -6,6 +6,7 @@
 #include <opc/xml/XercesHelper.hpp>
 
 #include <functional>
+#include <string>
 #include <vector>
 
 namespace opc::model {
@@ -36,9 +37,12 @@ private:
 /// @param write tells a writer the document, alike each time it is called: a tree is built only of what cannot be
 ///        written without one.
 /// @param limits those for XML apply.
+/// @param kept the XML of elements that stand as they are behind all others in the root, with the declarations of
+///        namespaces that they need; they may be invalid.
 /// @throws InvalidXMLDocument when the document could not be read again, as `XercesHelper::writeDocumentToStream`; and
 ///         what `write` throws.
 std::vector<unsigned char> writeXml(detail::XmlLayout layout, bool isStandalone, const Limits& limits,
-                                    const std::function<void(detail::XmlWriter&)>& write);
+                                    const std::function<void(detail::XmlWriter&)>& write,
+                                    const std::vector<std::string>& kept = {});
 
 } // namespace opc::model

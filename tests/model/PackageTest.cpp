@@ -249,7 +249,7 @@ TEST(Package, RefusesStoresThatMakeNoPackage) {
     };
     for (const auto& row : readTable("model/stores.tsv")) {
         ScriptedPackage store(usualContentTypes());
-        for (std::size_t i = 2; i < row.size(); ++i)
+        for (std::size_t i = 3; i < row.size(); ++i)
             store.add(toString(row[i]), relationshipsXml(row[1]));
         expectRefused(store, row[0]);
     }

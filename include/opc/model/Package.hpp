@@ -2,6 +2,7 @@
 #pragma once
 
 #include <opc/core/Export.hpp>
+#include <opc/core/Findings.hpp>
 #include <opc/core/Limits.hpp>
 #include <opc/core/interfaces/OpenMode.hpp>
 #include <opc/model/Part.hpp>
@@ -12,6 +13,7 @@
 #include <list>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -26,6 +28,7 @@ namespace opc::model {
 class ContentTypeSource;
 class DataManager;
 class PartNameTree;
+class Reading;
 class RelationshipSerializer;
 
 /// A package of parts and relationships (ECMA-376-2 §6) over a physical package.
@@ -73,6 +76,24 @@ public:
     /// @throws InvalidCorePropertiesRelationships for more than one core properties relationship.
     void open(interfaces::OpenMode mode);
 
+    /// Opens a package in which something is wrong, as far as it can be read. What `open` without a sink refuses is
+    /// handed to the sink, each with `Finding::blocks`, and the package is opened without it:
+    /// - An element of the content types stream or of a relationships part that is wrong is kept as it stands; of
+    ///   relationships with the same Id none is chosen. See `RelationshipSource::getRawRelationships`.
+    /// - A relationships part of which nothing can be read, or that is damaged, stays as it is. See
+    ///   `RelationshipSource::hasUnreadableRelationships`.
+    /// - With such a content types stream there are no parts, and none can be created; the relationships of the package
+    ///   are read.
+    /// - What is no part by its name or for lack of a content type, parts with equivalent names and relationships parts
+    ///   without their source are left out. They stay in the store, and no new part takes their names.
+    /// - Of several core properties relationships all are there.
+    /// A package that is closed without a change keeps all bytes; what is changed is written without loss. Physical
+    /// packages that implement `interfaces::IPhysicalFindings` are opened tolerantly, too.
+    /// @param sink used during this call only.
+    /// @throws PackageAlreadyOpen, PackageNotFound, PackageOpenFailed
+    /// @throws InvalidXMLDocument, InvalidRelationshipContent for an exceeded limit for XML; what the sink throws.
+    void open(interfaces::OpenMode mode, FindingSink& sink);
+
     /// Flushes, unless the package is read-only or `discard` is true, and closes. Nothing when it is not open.
     /// After a failure the package is still open and the close can be tried again.
     /// @throws PackagePermissionDenied when the physical package is denied permission (EACCES).
@@ -95,7 +116,8 @@ public:
     /// @throws PartAlreadyExists when an equivalent name exists.
     /// @throws PartIsDerivedFromExistingPartName when one of the two names contains the other as a path.
     /// @throws InvalidContentType when the content type's text could not be read back.
-    /// @throws PartCreateFailed when the physical package refuses.
+    /// @throws PartCreateFailed when the physical package refuses; for a name of what was left out when the package was
+    ///         opened with a sink for findings; and when its content types cannot be read.
     Part createPart(const PartName& name, const ContentType& contentType, const interfaces::IPhysicalPartInfo& info);
 
     /// Deletes a part and its relationships part. Relationships that point at the part stay.
@@ -133,9 +155,23 @@ private:
 
     RelationshipSerializer& getRelationshipSerializer() const noexcept { return *relationshipSerializer_; }
 
-    void openPhysicalPackage(interfaces::OpenMode mode);
-    void initializeParts();
-    static void attachRelationships(RelationshipSource& source, const PartName& name, PhysicalPartMap& pending);
+    struct StoredParts;
+
+    void open(interfaces::OpenMode mode, FindingSink* sink);
+    void openPhysicalPackage(interfaces::OpenMode mode, FindingSink* sink);
+    void initializeParts(const Reading& reading);
+    StoredParts collectParts(const Reading& reading);
+    void collectRelationshipsPart(const PartName& name, interfaces::IPhysicalPart& physicalPart, const Reading& reading,
+                                  StoredParts& stored);
+    void collectPart(const PartName& name, interfaces::IPhysicalPart& physicalPart, const Reading& reading,
+                     StoredParts& stored);
+    std::optional<ContentType> findContentType(const PartName& name, const interfaces::IPhysicalPart& physicalPart,
+                                               RuleId rule, const Reading& reading);
+    void leaveOut(const PartName& name, StoredParts& stored);
+    static void attachRelationships(RelationshipSource& source, const PartName& name, StoredParts& stored,
+                                    const Reading& reading);
+    void checkCorePropertiesRelationships(const Reading& reading) const;
+    void throwIfLeftOut(const PartName& name) const;
     ContentType lookUpContentType(const PartName& name, const interfaces::IPhysicalPart& physicalPart,
                                   bool takeReference = true);
     void abandon() noexcept;
@@ -156,7 +192,10 @@ private:
     void throwIfOrphan(const PartName& name);
     const Part& findPart(const PartName& name) const;
     template <class Action>
-    void forEachDataManager(Action action);
+    void forEachDataManager(Action action) {
+        for (auto next = dataManagers_.begin(); next != dataManagers_.end();)
+            action(**next++); // which may remove itself from the list
+    }
     void flushPackage();
     void flushParts();
     void clearParts() noexcept;
@@ -172,6 +211,7 @@ private:
     interfaces::OpenMode mode_ = interfaces::OpenMode::CreateOnly;
     PartMap parts_;
     Names orphans_; // relationships parts of deleted parts, until they are deleted too
+    Names leftOut_; // of which there are no parts, although the store has them
     Names hidden_;  // relationships parts that a later one of an equivalent name hides
     std::unique_ptr<PartNameTree> prefixes_;
     std::unique_ptr<ContentTypeSource> contentTypeSource_;

@@ -10,6 +10,7 @@
 #include <opc/xml/XercesGuard.hpp>
 #include <opc/xml/XercesHelper.hpp>
 
+#include "model/coreproperties/CorePropertiesPieces.hpp"
 #include "model/coreproperties/CorePropertiesVocabulary.hpp"
 #include "model/coreproperties/PlainCoreProperties.hpp"
 #include "model/coreproperties/ValidatingCorePropertiesReader.hpp"
@@ -119,6 +120,15 @@ xercesc::DOMElement* find(const xercesc::DOMElement* root, const CoreProperty& p
     return vocabulary::firstChild(root, property.namespaceURI, toString(std::string_view(property.name)));
 }
 
+/// Removes all elements of a property but the first.
+/// @return whether there were any.
+bool removeOthers(xercesc::DOMElement* root, const CoreProperty& property) {
+    auto all = vocabulary::children(root, property.namespaceURI, toString(std::string_view(property.name)));
+    for (std::size_t i = 1; i < all.size(); ++i)
+        root->removeChild(all[i]);
+    return all.size() > 1;
+}
+
 /// Puts an element in the place of another one of another document, either null for none.
 /// @return false when they are equal.
 bool replaceElement(xercesc::DOMElement* root, xercesc::DOMElement* present, const xercesc::DOMElement* wanted) {
@@ -160,6 +170,18 @@ void CorePropertiesSerializer::load(const std::vector<unsigned char>& bytes, Cor
         ValidatingCorePropertiesReader(limits_).read(bytes, properties);
 }
 
+void CorePropertiesSerializer::load(const std::vector<unsigned char>& bytes, CoreProperties& properties,
+                                    const Reading& reading, const std::string& item) {
+    reading.attempt([&] { load(bytes, properties); },
+                    [&](const Exception& refused) {
+                        properties.clear();
+                        CorePropertiesPieces pieces(limits_, properties);
+                        PiecesReading part(reading, limits_, CorePropertiesPieces::VOCABULARY, item);
+                        if (!part.read(bytes, refused, pieces))
+                            properties.clear();
+                    });
+}
+
 std::vector<unsigned char> CorePropertiesSerializer::save(const CoreProperties& properties) {
     return save(properties, detail::XmlLayout::Indented);
 }
@@ -173,18 +195,21 @@ std::vector<unsigned char> CorePropertiesSerializer::save(const CoreProperties& 
     }
 }
 
-std::optional<std::vector<unsigned char>>
-CorePropertiesSerializer::update(const std::vector<unsigned char>& part, const CoreProperties& properties,
-                                 const std::set<const CoreProperty*>& changed) {
+std::optional<std::vector<unsigned char>> CorePropertiesSerializer::update(const std::vector<unsigned char>& part,
+                                                                           const CoreProperties& properties,
+                                                                           const std::set<const CoreProperty*>& changed,
+                                                                           const Reading& reading,
+                                                                           const std::string& item) {
     CoreProperties ignored;
-    load(part, ignored);
+    load(part, ignored, reading, item);
     try {
         const Tree tree(part, limits_);
         const Tree values(save(properties, detail::XmlLayout::Compact), limits_);
         bool isChanged = false;
         for (const CoreProperty* property : changed)
             isChanged |= translatingXercesErrors([&] {
-                return replaceElement(tree.root(), find(tree.root(), *property), find(values.root(), *property));
+                return removeOthers(tree.root(), *property) |
+                       replaceElement(tree.root(), find(tree.root(), *property), find(values.root(), *property));
             });
         if (!isChanged)
             return std::nullopt;

@@ -6,8 +6,11 @@
 #include <opc/model/coreproperties/CoreProperties.hpp>
 #include <opc/model/coreproperties/CoreProperty.hpp>
 
+#include "model/Reading.hpp"
+
 #include <optional>
 #include <set>
+#include <string>
 #include <vector>
 
 namespace opc::model {
@@ -22,16 +25,25 @@ public:
     /// @throws InvalidXMLSchema when an embedded schema does not load.
     void load(const std::vector<unsigned char>& bytes, CoreProperties& properties);
 
+    /// As above; what is wrong in a property goes to the sink of `reading`, and the others are read.
+    /// @param item the name of the part.
+    /// @throws InvalidPartContent for an exceeded limit.
+    void load(const std::vector<unsigned char>& bytes, CoreProperties& properties, const Reading& reading,
+              const std::string& item);
+
     /// The bytes of a core properties part.
     /// @throws InvalidPartContent
     std::vector<unsigned char> save(const CoreProperties& properties);
 
-    /// Gives some properties of a part other values and keeps all else in it.
+    /// Gives some properties of a part other values and keeps all else in it. Of each of these the part has one element
+    /// then, or none.
+    /// @param reading where what is wrong in the part goes to.
     /// @return its bytes; none when they have these values already.
     /// @throws InvalidPartContent for the part, or for the values.
     std::optional<std::vector<unsigned char>> update(const std::vector<unsigned char>& part,
                                                      const CoreProperties& properties,
-                                                     const std::set<const CoreProperty*>& changed);
+                                                     const std::set<const CoreProperty*>& changed,
+                                                     const Reading& reading, const std::string& item);
 
 private:
     std::vector<unsigned char> save(const CoreProperties& properties, detail::XmlLayout layout);

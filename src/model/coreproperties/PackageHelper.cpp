@@ -66,6 +66,25 @@ void deleteFrom(RelationshipSource& source, Package& package, const std::u16stri
     }
 }
 
+bool update(Package& package, const CoreProperties& properties, const std::set<const CoreProperty*>& changed,
+            const std::u16string& type, const Reading& reading) {
+    const auto existing = findCoreProperties(package, type);
+    if (!existing) {
+        if (!properties.isEmpty())
+            PackageHelper::createOrUpdateCoreProperties(package, properties, type);
+        return !properties.isEmpty();
+    }
+    if (package.isReadOnly())
+        throw PackageReadOnly("Package is read-only");
+    const auto stored = readXmlItem(*existing->getInputStream(), package.getLimits().xmlSize);
+    const auto bytes = CorePropertiesSerializer(package.getLimits())
+                           .update(stored, properties, changed, reading, toASCIIString(existing->getName().toString()));
+    if (!bytes)
+        return false;
+    replaceItem(*existing->getOutputStream(), *bytes);
+    return true;
+}
+
 } // namespace
 
 URI PackageHelper::getPackageRootURI() {
@@ -117,6 +136,15 @@ CoreProperties PackageHelper::getCoreProperties(const Package& package) {
     return getCoreProperties(package, wellknown::CORE_PROPERTIES_RELATIONSHIP_TYPE);
 }
 
+CoreProperties PackageHelper::getCoreProperties(const Package& package, const std::u16string& type, FindingSink& sink) {
+    CoreProperties properties;
+    if (const auto part = findCoreProperties(package, type))
+        CorePropertiesSerializer(package.getLimits())
+            .load(readXmlItem(*part->getInputStream(), package.getLimits().xmlSize), properties, Reading(&sink, false),
+                  toASCIIString(part->getName().toString()));
+    return properties;
+}
+
 CoreProperties PackageHelper::getCoreProperties(const Package& package, const std::u16string& type) {
     CoreProperties properties;
     if (const auto part = findCoreProperties(package, type)) {
@@ -150,20 +178,13 @@ void PackageHelper::createOrUpdateCoreProperties(Package& package, const CorePro
 
 bool PackageHelper::updateCoreProperties(Package& package, const CoreProperties& properties,
                                          const std::set<const CoreProperty*>& changed, const std::u16string& type) {
-    const auto existing = findCoreProperties(package, type);
-    if (!existing) {
-        if (!properties.isEmpty())
-            createOrUpdateCoreProperties(package, properties, type);
-        return !properties.isEmpty();
-    }
-    if (package.isReadOnly())
-        throw PackageReadOnly("Package is read-only");
-    const auto stored = readXmlItem(*existing->getInputStream(), package.getLimits().xmlSize);
-    const auto bytes = CorePropertiesSerializer(package.getLimits()).update(stored, properties, changed);
-    if (!bytes)
-        return false;
-    replaceItem(*existing->getOutputStream(), *bytes);
-    return true;
+    return update(package, properties, changed, type, Reading());
+}
+
+bool PackageHelper::updateCoreProperties(Package& package, const CoreProperties& properties,
+                                         const std::set<const CoreProperty*>& changed, const std::u16string& type,
+                                         FindingSink& sink) {
+    return update(package, properties, changed, type, Reading(&sink, false));
 }
 
 void PackageHelper::deleteCoreProperties(Package& package) {

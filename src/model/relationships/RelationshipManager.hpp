@@ -2,13 +2,16 @@
 #pragma once
 
 #include <opc/model/URI.hpp>
+#include <opc/model/relationships/RawRelationship.hpp>
 #include <opc/model/relationships/Relationship.hpp>
 
 #include "model/relationships/RelationshipsCost.hpp"
 
+#include <algorithm>
 #include <map>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace opc::model {
 
@@ -26,8 +29,20 @@ public:
     bool isCompact() const noexcept { return compact_; }
     void setCompact(bool compact) noexcept { compact_ = compact; }
 
+    /// Whether there is a relationships part that was not read at all. It has no entries then.
+    bool isUnreadable() const noexcept { return unreadable_; }
+    void setUnreadable() noexcept { unreadable_ = true; }
+
     const URI& getSourceURI() const noexcept { return source_; }
     const Map& getRelationships() const noexcept { return relationships_; }
+    /// In the order of the part.
+    const std::vector<RawRelationship>& getRawRelationships() const noexcept { return raw_; }
+    std::size_t getEntryCount() const noexcept { return relationships_.size() + raw_.size(); }
+    bool hasEntry(const std::u16string& id) const {
+        return relationships_.count(id) != 0 ||
+               std::any_of(
+                   raw_.begin(), raw_.end(), [&id](const RawRelationship& raw) { return raw.id == id; });
+    }
 
     /// @return false when the ID exists already; its relationship is kept.
     bool add(Relationship relationship) {
@@ -35,6 +50,15 @@ public:
         if (isNew)
             cost_ += RelationshipsCost::of(entry->second);
         return isNew;
+    }
+    void keep(RawRelationship raw) {
+        const RelationshipsCost cost = RelationshipsCost::of(raw);
+        raw_.push_back(std::move(raw));
+        cost_ += cost;
+    }
+    void eraseRaw(std::size_t index) noexcept {
+        cost_ -= RelationshipsCost::of(raw_[index]);
+        raw_.erase(raw_.begin() + static_cast<std::ptrdiff_t>(index));
     }
     void erase(const std::u16string& id) noexcept {
         const auto found = relationships_.find(id);
@@ -45,6 +69,8 @@ public:
     }
     void clear() noexcept {
         relationships_.clear();
+        raw_.clear();
+        unreadable_ = false;
         cost_ = RelationshipsCost::ofNone();
     }
 
@@ -53,8 +79,10 @@ public:
 private:
     bool modified_ = true;
     bool compact_ = false;
+    bool unreadable_ = false;
     URI source_;
     Map relationships_;
+    std::vector<RawRelationship> raw_;
     RelationshipsCost cost_ = RelationshipsCost::ofNone();
 };
 

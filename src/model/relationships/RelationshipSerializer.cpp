@@ -29,14 +29,16 @@ RelationshipSerializer::RelationshipSerializer(const Limits& limits) : limits_(l
 
 RelationshipSerializer::~RelationshipSerializer() = default;
 
-void RelationshipSerializer::load(const std::vector<unsigned char>& bytes, RelationshipManager& manager) {
+bool RelationshipSerializer::load(const std::vector<unsigned char>& bytes, RelationshipManager& manager) {
     manager.clear();
     manager.setModified(true);
-    if (!PlainRelationships(rules_, manager).read(bytes, limits_)) {
+    const bool isPlain = PlainRelationships(rules_, manager).read(bytes, limits_);
+    if (!isPlain) {
         manager.clear();
         validatingReader().read(bytes, rules_, manager);
     }
     manager.setModified(false);
+    return isPlain;
 }
 
 bool RelationshipSerializer::isCompact(const std::vector<unsigned char>& bytes) {
@@ -47,6 +49,9 @@ bool RelationshipSerializer::isCompact(const std::vector<unsigned char>& bytes) 
 
 std::vector<unsigned char> RelationshipSerializer::save(const RelationshipManager& manager) {
     const auto layout = manager.isCompact() ? detail::XmlLayout::Compact : detail::XmlLayout::Indented;
+    std::vector<std::string> kept;
+    for (const RawRelationship& raw : manager.getRawRelationships())
+        kept.push_back(raw.text);
     try {
         return writeXml(
             layout, true, limits_,
@@ -56,7 +61,8 @@ std::vector<unsigned char> RelationshipSerializer::save(const RelationshipManage
                 for (const auto& entry : manager.getRelationships())
                     writeRelationship(xml, entry.second);
                 xml.end();
-            });
+            },
+            kept);
     } catch (const InvalidXMLDocument& e) {
         throw InvalidPartContent(e.what());
     }

@@ -21,8 +21,9 @@ public:
     ~RelationshipSerializer();
 
     /// Replaces the relationships by those of a relationships part; they are marked as unmodified.
+    /// @return whether they needed no validating parser.
     /// @throws InvalidPartContent
-    void load(const std::vector<unsigned char>& bytes, RelationshipManager& manager);
+    bool load(const std::vector<unsigned char>& bytes, RelationshipManager& manager);
 
     /// Whether a relationships part contains elements only: neither white space nor comments between them.
     /// @throws InvalidXMLDocument

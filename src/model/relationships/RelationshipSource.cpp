@@ -13,9 +13,11 @@
 #include "errors/ErrorPlaces.hpp"
 #include "iri/IRI.hpp"
 #include "model/ItemBytes.hpp"
+#include "model/Reading.hpp"
 #include "model/WellKnown.hpp"
 #include "model/relationships/ExternalTarget.hpp"
 #include "model/relationships/RelationshipManager.hpp"
+#include "model/relationships/RelationshipPieces.hpp"
 #include "model/relationships/RelationshipSerializer.hpp"
 #include "xml/XmlBounds.hpp"
 
@@ -227,11 +229,9 @@ Relationship RelationshipSource::createExternalRelationship(const std::u16string
 
 Relationship RelationshipSource::addRelationship(const Relationship& relationship) {
     Relationship added = relationship;
-    const bool isFirst = impl_->relationships_.getRelationships().empty();
     impl_->relationships_.add(relationship);
     try {
-        if (isFirst)
-            createRelationshipPartIfNeeded();
+        createRelationshipPartIfNeeded();
     } catch (...) {
         impl_->relationships_.erase(added.getID());
         throw;
@@ -254,7 +254,7 @@ void RelationshipSource::verifyRelationship(std::u16string& id, const std::u16st
     } else {
         if (!isValidID(id))
             throw InvalidRelationshipID("Relationship ID is not a valid xsd::ID");
-        if (impl_->relationships_.getRelationships().count(id) != 0)
+        if (impl_->relationships_.hasEntry(id))
             throw RelationshipAlreadyExists("Relationship ID already exists");
     }
     doVerifyRelationship(id, type, target);
@@ -264,7 +264,7 @@ std::u16string RelationshipSource::generateID() {
     std::u16string candidate;
     do {
         candidate = idOfNumber(impl_->nextIDNumber_++);
-    } while (impl_->relationships_.getRelationships().count(candidate) != 0);
+    } while (impl_->relationships_.hasEntry(candidate));
     return candidate;
 }
 
@@ -274,7 +274,7 @@ void RelationshipSource::createRelationshipPartIfNeeded() {
         return;
     const PartName name(PartName(impl_->source_).getRelationshipPartName());
     setPhysicalRelationshipPart(
-        getPackage().createPartInternal(name, wellknown::RELATIONSHIPS_CONTENT_TYPE, StandardPartInfo()), true);
+        getPackage().createPartInternal(name, wellknown::RELATIONSHIPS_CONTENT_TYPE, StandardPartInfo()));
 }
 
 std::vector<unsigned char> RelationshipSource::readRelationshipsPart() const {
@@ -291,40 +291,81 @@ std::vector<unsigned char> RelationshipSource::readRelationshipsPart() const {
 void RelationshipSource::deleteRelationship(const std::u16string& id) {
     throwIfNotChangeable();
     throwIfCreateOnly();
-    const auto& relationships = impl_->relationships_.getRelationships();
-    if (relationships.count(id) == 0)
+    if (impl_->relationships_.getRelationships().count(id) == 0)
         throw RelationshipNotFound("Relationship ID does not exist");
-    if (relationships.size() == 1) {
-        // What may fail comes first, so that a refused deletion changes nothing.
-        getPackage().deleteRelationshipsPart(Package::storedNameOf(*impl_->physicalPart_));
-        setPhysicalRelationshipPart(nullptr, false);
-    }
+    deletePartOfLastEntry();
     impl_->relationships_.erase(id);
     impl_->relationships_.setModified(true);
 }
 
-void RelationshipSource::setPhysicalRelationshipPart(interfaces::IPhysicalPart* part, bool isNew) {
-    impl_->physicalPart_ = part;
-    if (part == nullptr || isNew)
+/// What may fail comes first, so that a refused deletion changes nothing.
+void RelationshipSource::deletePartOfLastEntry() {
+    if (impl_->relationships_.getEntryCount() != 1)
         return;
-    std::vector<unsigned char> bytes;
-    try {
-        PhysicalInputStream input(part->getInputStream());
-        bytes = readXmlItem(input, getPackage().getLimits().xmlSize);
-    } catch (const Exception& e) {
-        throw PackageOpenFailed(e.what(), e.code());
+    getPackage().deleteRelationshipsPart(Package::storedNameOf(*impl_->physicalPart_));
+    setPhysicalRelationshipPart(nullptr);
+}
+
+std::vector<RawRelationship> RelationshipSource::getRawRelationships() const {
+    throwIfInvalid();
+    throwIfNotOpen();
+    return impl_->relationships_.getRawRelationships();
+}
+
+void RelationshipSource::deleteRawRelationship(std::size_t index) {
+    throwIfNotChangeable();
+    throwIfCreateOnly();
+    if (index >= impl_->relationships_.getRawRelationships().size())
+        throw RelationshipNotFound("There is no such entry of the relationships part");
+    deletePartOfLastEntry();
+    impl_->relationships_.eraseRaw(index);
+    impl_->relationships_.setModified(true);
+}
+
+bool RelationshipSource::hasUnreadableRelationships() const {
+    throwIfInvalid();
+    throwIfNotOpen();
+    return impl_->relationships_.isUnreadable();
+}
+
+void RelationshipSource::setPhysicalRelationshipPart(interfaces::IPhysicalPart* part) noexcept {
+    impl_->physicalPart_ = part;
+}
+
+void RelationshipSource::readRelationshipPart(interfaces::IPhysicalPart& part, const Reading& reading) {
+    setPhysicalRelationshipPart(&part);
+    const Limits& limits = getPackage().getLimits();
+    RelationshipManager& relationships = impl_->relationships_;
+    const auto item = [&part] { return toASCIIString(part.getName()); };
+    const auto bytes = reading.readItem([&part] { return part.getInputStream(); }, limits.xmlSize, item);
+    const auto readPieces = [&](const Exception& refused) {
+        relationships.clear();
+        RelationshipPieces pieces(getPackage().getRelationshipSerializer(), relationships);
+        return PiecesReading(reading, limits, RelationshipPieces::VOCABULARY, item()).read(*bytes, refused, pieces);
+    };
+    bool isReadable = bytes.has_value();
+    if (isReadable)
+        reading.attempt([&] { load(*bytes, part); },
+                        [&](const Exception& refused) { isReadable = readPieces(refused); });
+    if (!isReadable) {
+        relationships.clear();
+        relationships.setUnreadable();
     }
+    relationships.setModified(false);
+}
+
+void RelationshipSource::load(const std::vector<unsigned char>& bytes, const interfaces::IPhysicalPart& part) {
     try {
         getPackage().getRelationshipSerializer().load(bytes, impl_->relationships_);
     } catch (const InvalidPartContent& e) {
-        const std::string name = toASCIIString(part->getName());
+        const std::string name = toASCIIString(part.getName());
         throwAt<InvalidRelationshipContent>(placeInItem(e, name), "In " + name + ": " + e.what());
     }
 }
 
 void RelationshipSource::flush() {
     RelationshipManager& relationships = impl_->relationships_;
-    if (relationships.getRelationships().empty() || !relationships.isModified())
+    if (relationships.getEntryCount() == 0 || !relationships.isModified())
         return;
     relationships.setCompact(relationships.isCompact() || staysCompact());
     const auto bytes = getPackage().getRelationshipSerializer().save(relationships);
@@ -376,6 +417,9 @@ void RelationshipSource::throwIfNotChangeable() const {
     throwIfInvalid();
     throwIfNotOpen();
     throwIfReadOnly();
+    if (impl_->relationships_.isUnreadable())
+        throw InvalidRelationshipContent("The relationships of " + toASCIIString(impl_->source_.toString()) +
+                                         " cannot be changed, since nothing can be read of them");
 }
 
 void RelationshipSource::throwIfInvalid() const {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "model/relationships/RelationshipsCost.hpp"
 
+#include <algorithm>
 #include <numeric>
 
 namespace opc::model {
@@ -43,6 +44,12 @@ RelationshipsCost RelationshipsCost::of(const std::u16string& id, const std::u16
 
 RelationshipsCost RelationshipsCost::of(const Relationship& relationship) noexcept {
     return of(relationship.id_, relationship.type_, relationship.target_, relationship.mode_);
+}
+
+RelationshipsCost RelationshipsCost::of(const RawRelationship& raw) noexcept {
+    constexpr std::uint64_t layout = 8;
+    const auto nodes = std::count_if(raw.text.begin(), raw.text.end(), [](char c) { return c == '<' || c == '='; });
+    return {static_cast<std::uint64_t>(nodes), layout + raw.text.size()};
 }
 
 RelationshipsCost& RelationshipsCost::operator+=(const RelationshipsCost& other) noexcept {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <opc/model/relationships/RawRelationship.hpp>
 #include <opc/model/relationships/Relationship.hpp>
 
 #include <cstdint>
@@ -18,6 +19,8 @@ struct RelationshipsCost {
     static RelationshipsCost of(const std::u16string& id, const std::u16string& type, const std::u16string& target,
                                 TargetMode mode) noexcept;
     static RelationshipsCost of(const Relationship& relationship) noexcept;
+    /// Of an element that is written as it is kept: at least its nodes.
+    static RelationshipsCost of(const RawRelationship& raw) noexcept;
 
     RelationshipsCost& operator+=(const RelationshipsCost& other) noexcept;
     RelationshipsCost& operator-=(const RelationshipsCost& other) noexcept;

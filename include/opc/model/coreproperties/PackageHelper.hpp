@@ -2,6 +2,7 @@
 #pragma once
 
 #include <opc/core/Export.hpp>
+#include <opc/core/Findings.hpp>
 #include <opc/model/ContentType.hpp>
 #include <opc/model/URI.hpp>
 #include <opc/model/coreproperties/CoreProperties.hpp>
@@ -53,6 +54,12 @@ public:
     /// As above, of the target of the first relationship of a type.
     static CoreProperties getCoreProperties(const Package& package, const std::u16string& type);
 
+    /// As above; what is wrong in the part is handed to the sink, without `Finding::blocks`, and hides nothing but
+    /// itself. Of several elements for one property none is read.
+    /// @throws InvalidPartContent for an exceeded limit for XML.
+    /// @throws PartNotFound when the target of the relationship does not exist; what the sink throws.
+    static CoreProperties getCoreProperties(const Package& package, const std::u16string& type, FindingSink& sink);
+
     /// Writes the core properties into the part that has them, or into a new part that is related to the package. In a
     /// package that is open for creation, where nothing can be deleted, the part of a failed call is used.
     /// @throws PackageNotOpen, PackageReadOnly
@@ -74,6 +81,14 @@ public:
     /// @throws InvalidPartContent for a part that is not valid, and as `createOrUpdateCoreProperties`.
     static bool updateCoreProperties(Package& package, const CoreProperties& properties,
                                      const std::set<const CoreProperty*>& changed, const std::u16string& type);
+
+    /// As above, also for a part in which something is wrong, which is handed to the sink: a property that changes is
+    /// right then, and all else stays as it is.
+    /// @throws InvalidPartContent when the part is no XML without a document type, for an exceeded limit for XML, and
+    ///         as `createOrUpdateCoreProperties`.
+    static bool updateCoreProperties(Package& package, const CoreProperties& properties,
+                                     const std::set<const CoreProperty*>& changed, const std::u16string& type,
+                                     FindingSink& sink);
 
     /// Deletes the core properties and the relationship to them; nothing when there are none.
     /// An error stops half-way: the relationship is deleted before its target is searched.

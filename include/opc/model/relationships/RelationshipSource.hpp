@@ -4,10 +4,12 @@
 #include <opc/core/Export.hpp>
 #include <opc/model/URI.hpp>
 #include <opc/model/relationships/ExcludeMode.hpp>
+#include <opc/model/relationships/RawRelationship.hpp>
 #include <opc/model/relationships/Relationship.hpp>
 
 #include <boost/shared_ptr.hpp>
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -20,6 +22,7 @@ namespace opc::model {
 class ContentType;
 class Package;
 class PartName;
+class Reading;
 class RelationshipManager;
 
 /// An owner of relationships (ECMA-376-2 §6.5): a package or a part.
@@ -58,6 +61,7 @@ public:
     PartName getRelationshipsPartName() const;
     /// The content type of the relationships part; when there is none, the content type with which it would be
     /// created. Nothing else depends on it: relationships parts are recognized by their names.
+    /// @throws ContentTypeNotFound in a package that was opened with a sink for findings, when there is none.
     ContentType getRelationshipsContentType() const;
 
     /// The bytes of the relationships part as it is stored; empty when there is none.
@@ -106,6 +110,21 @@ public:
     /// @throws PartDeleteFailed when the relationships part cannot be deleted.
     void deleteRelationship(const std::u16string& id);
 
+    /// What a package that was opened with a sink for findings keeps of the relationships part as it stands, since it
+    /// is no relationship, in the order of the part; none otherwise. Such an entry counts as one: it keeps its Id and
+    /// the relationships part, and stands behind the relationships when these are written anew. To mend one, delete it
+    /// and create a relationship with its Id.
+    std::vector<RawRelationship> getRawRelationships() const;
+    /// Deletes such an entry, and with the last entry the relationships part.
+    /// @param index in `getRawRelationships`.
+    /// @throws PackageCreateOnly when the package is open for creation.
+    /// @throws RelationshipNotFound
+    /// @throws PartDeleteFailed when the relationships part cannot be deleted.
+    void deleteRawRelationship(std::size_t index);
+    /// Whether there is a relationships part of which nothing can be read. It stays as it is: there are no
+    /// relationships then, and every change throws `InvalidRelationshipContent`.
+    bool hasUnreadableRelationships() const;
+
     /// Whether the stored relationships part contains elements only, with nothing between them; true when there is
     /// none.
     /// @throws InvalidXMLDocument, opc::Exception when it cannot be read.
@@ -147,8 +166,12 @@ private:
     std::u16string generateID();
     Relationship addRelationship(const Relationship& relationship);
     void createRelationshipPartIfNeeded();
-    /// Sets the relationships part (null for none), and reads it unless it is new.
-    void setPhysicalRelationshipPart(interfaces::IPhysicalPart* part, bool isNew);
+    /// Sets the relationships part; null for none.
+    void setPhysicalRelationshipPart(interfaces::IPhysicalPart* part) noexcept;
+    /// Sets the relationships part and reads it.
+    void readRelationshipPart(interfaces::IPhysicalPart& part, const Reading& reading);
+    void load(const std::vector<unsigned char>& bytes, const interfaces::IPhysicalPart& part);
+    void deletePartOfLastEntry();
 
     boost::shared_ptr<Impl> impl_;
 };
