@@ -275,6 +275,8 @@ TEST(PackageLimits, AreMetWhenARelationshipIsCreated) {
         EXPECT_EQ(package.getRelationships().size(), count);
         package.deleteRelationship(u"rId1"); // makes room again
         EXPECT_EQ(package.createExternalRelationship(u"t", u"x").getID(), u"rId1");
+        package.deleteRelationship(u"rId1");
+        EXPECT_NO_THROW(package.createExternalRelationship(u"t", std::u16string(count == 1 ? 600 : 1, u'a')));
     }
 }
 

@@ -126,6 +126,8 @@ private:
         {"getOutputStream", [&](auto& w) { return part(w).getOutputStream(), ""; }},
         {"flushPart", [&](auto& w) { return part(w).flush(), ""; }},
         {"getRelationships", [&](auto& w) { return idsOf(source(w).getRelationships()); }},
+        {"getRelationshipsPartName", [&](auto& w) { return source(w).getRelationshipsPartName(), ""; }},
+        {"getRelationshipsContentType", [&](auto& w) { return source(w).getRelationshipsContentType(), ""; }},
         {"getRelationshipsByType", [&](auto& w) { return idsOf(source(w).getRelationshipsByType(w[1])); }},
         {"getRelationshipByID", [&](auto& w) { return describe(source(w).getRelationshipByID(w[1])); }},
         {"hasRelationship", [&](auto& w) { return source(w).hasRelationship(w[1]), ""; }},

@@ -2,6 +2,7 @@
 #include <opc/core/PartNames.hpp>
 #include <opc/model/relationships/RelationshipSelector.hpp>
 
+#include "errors/ErrorPlaces.hpp"
 #include "model/ModelFixture.hpp"
 
 #include <boost/regex.hpp>
@@ -35,6 +36,13 @@ using AllErrors =
            PackageCloseFailed>;
 
 static_assert(AllErrors::isFlat && AllErrors::withoutCode == 39, "the last two carry a code");
+
+TEST(ErrorPlaces, KeepTheItemThatTheyHave) {
+    Exception error("wrong");
+    EXPECT_EQ(placeInItem(error, "/a")->item + placeInItem(error, "/a")->reason, "/awrong");
+    error.setPlace(placeInItem(error, "/a"));
+    EXPECT_EQ(placeInItem(Exception(error), "/b")->item, "/a");
+}
 
 std::string componentsOf(const URI& uri) {
     const std::pair<bool, std::u16string> components[] = {{uri.hasScheme() && uri.isAbsolute(), uri.getScheme()},
