@@ -63,7 +63,7 @@ public:
     /// The last end record counts, or the one whose comment it is in. An earlier one is another archive's, unless it is
     /// in the content of an item.
     ZipDirectory run() {
-        for (std::size_t position = tail_.size(); position-- > 0;)
+        for (const std::size_t position : findSignatures())
             if (isRecord<EndRecord>(tailFrom(position)))
                 compare(position);
         if (isTwofold_)
@@ -75,6 +75,17 @@ public:
 
 private:
     ByteSpan tailFrom(std::size_t position) const { return ByteSpan(tail_).subspan(position); }
+
+    /// Where the signature of an end record is in the tail, from the last one to the first.
+    std::vector<std::size_t> findSignatures() const {
+        constexpr std::string_view signature = "PK\5\6";
+        const std::string_view tail = viewOf(tail_);
+        std::vector<std::size_t> positions;
+        for (std::size_t at = tail.find(signature); at != tail.npos; at = tail.find(signature, at + 1))
+            positions.push_back(at);
+        std::reverse(positions.begin(), positions.end());
+        return positions;
+    }
 
     /// The comment of an end record, as far as the file has it.
     ByteSpan commentOf(std::size_t position) const {
