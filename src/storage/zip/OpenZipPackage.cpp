@@ -171,7 +171,7 @@ void OpenZipPackage::readItems(const ZipFaults& faults) {
                         "a piece with the number of the item " + inQuotes(items[*other].name),
                         "duplicate item " + inQuotes(name)});
     }
-    addItems(items, groups, faults);
+    addItems(std::move(items), groups, faults);
     findContentTypes(faults);
     if (location_.options.consistent) {
         checkMeetingNames(items_, *archive_, faults);
@@ -179,15 +179,14 @@ void OpenZipPackage::readItems(const ZipFaults& faults) {
     }
 }
 
-void OpenZipPackage::addItems(const std::vector<ZipArchive::Item>& items, const PieceGroups& groups,
-                              const ZipFaults& faults) {
-    items_.reserve(items.size());
+void OpenZipPackage::addItems(std::vector<ZipArchive::Item> items, const PieceGroups& groups, const ZipFaults& faults) {
     for (std::uint64_t index = 0; index < items.size(); ++index) {
         const auto piece = parsePieceName(items[index].name);
         std::vector<std::uint64_t> pieces = piece ? groups.findComplete(piece->prefix) : std::vector<std::uint64_t>();
         if (pieces.empty()) {
-            ZipEntry& entry = addItem(index, items[index], {}, faults);
-            if (piece && groups.hasDuplicate(piece->prefix))
+            const bool isDuplicate = piece && groups.hasDuplicate(piece->prefix);
+            ZipEntry& entry = addItem(index, std::move(items[index]), {}, faults);
+            if (isDuplicate)
                 entry.reason = "a piece of a part that has a duplicate piece";
         } else if (pieces.front() == index) {
             if (location_.options.consistent)
@@ -197,7 +196,7 @@ void OpenZipPackage::addItems(const std::vector<ZipArchive::Item>& items, const 
                 whole.size += items[each].size;
                 whole.compressedSize += items[each].compressedSize;
             }
-            addItem(index, whole, std::move(pieces), faults);
+            addItem(index, std::move(whole), std::move(pieces), faults);
         }
     }
 }
@@ -234,7 +233,7 @@ std::string OpenZipPackage::readMediaType() {
 }
 
 /// @param pieces of an interleaved item; a lone piece is not a part (ECMA-376-2 §7.2.4).
-ZipEntry& OpenZipPackage::addItem(std::uint64_t index, const ZipArchive::Item& item, std::vector<std::uint64_t> pieces,
+ZipEntry& OpenZipPackage::addItem(std::uint64_t index, ZipArchive::Item&& item, std::vector<std::uint64_t> pieces,
                                   const ZipFaults& faults) {
     const bool isContentTypes = isContentTypesItem(item.name);
     const bool isAnother = isContentTypes && items_.contentTypes();
@@ -247,7 +246,8 @@ ZipEntry& OpenZipPackage::addItem(std::uint64_t index, const ZipArchive::Item& i
     std::optional<std::u16string> partName;
     if (!isContentTypes && !parsePieceName(item.name))
         partName = toPartName(item.name);
-    ZipEntry& entry = items_.add(items_.all().end(), *this, opening_, item.name, std::move(partName).value_or(u""));
+    ZipEntry& entry = items_.add(items_.all().end(), *this, opening_, std::move(item.name),
+                                 std::move(partName).value_or(std::u16string()));
     if (isAnother)
         entry.reason = "a duplicate content types stream";
     else if (isContentTypes)

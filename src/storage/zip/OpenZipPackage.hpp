@@ -72,13 +72,13 @@ private:
     std::unique_ptr<PackageBytes> openBytes();
     void openArchive();
     void readItems(const ZipFaults& faults);
-    void addItems(const std::vector<ZipArchive::Item>& items, const PieceGroups& groups, const ZipFaults& faults);
+    void addItems(std::vector<ZipArchive::Item> items, const PieceGroups& groups, const ZipFaults& faults);
     void findContentTypes(const ZipFaults& faults);
     ContentChecks contentChecks();
     ZipEntry* findUnchanged(interfaces::IPhysicalPart& part) const;
     void throwIfTaken(std::u16string_view name, std::string_view itemName);
     void throwIfBeyondLimits(const ZipChanges& changes) const;
-    ZipEntry& addItem(std::uint64_t index, const ZipArchive::Item& item, std::vector<std::uint64_t> pieces,
+    ZipEntry& addItem(std::uint64_t index, ZipArchive::Item&& item, std::vector<std::uint64_t> pieces,
                       const ZipFaults& faults);
     std::string readMediaType();
     std::optional<ContentTypes> readPlainContentTypes(ZipEntry& stream);

@@ -18,7 +18,8 @@ std::string toLower(std::string_view text) {
 
 /// Removes a suffix, without regard to case.
 bool takeOff(std::string_view& text, std::string_view ending) {
-    if (text.size() < ending.size() || toLower(text.substr(text.size() - ending.size())) != ending)
+    const auto isSame = [](char lower, char c) { return lower == detail::toLowerASCII(c); };
+    if (text.size() < ending.size() || !std::equal(ending.rbegin(), ending.rend(), text.rbegin(), isSame))
         return false;
     text.remove_suffix(ending.size());
     return true;

@@ -151,10 +151,11 @@ std::uint64_t ZipArchive::count() const {
 }
 
 ZipArchive::Item ZipArchive::item(std::uint64_t index) const {
-    zip_stat_t status;
-    if (zip_stat_index(zip_.get(), index, 0, &status) != 0)
+    const char* name = zip_get_name(zip_.get(), index, 0);
+    if (!name)
         failWithZipError(*zip_get_error(zip_.get()), label_);
-    return {status.name ? status.name : "", status.size, status.comp_size};
+    const DirectoryRecord& record = directory_.records()[index];
+    return {name, record.size, record.compressedSize};
 }
 
 std::string ZipArchive::strictName(std::uint64_t index) const {
@@ -165,7 +166,8 @@ std::string ZipArchive::strictName(std::uint64_t index) const {
 }
 
 std::unique_ptr<ItemReader> ZipArchive::read(std::uint64_t index, const std::string& itemLabel) const {
-    auto reader = std::make_unique<ZipItemReader>(zip_.get(), index, item(index).size, *source_, itemLabel);
+    auto reader =
+        std::make_unique<ZipItemReader>(zip_.get(), index, directory_.records()[index].size, *source_, itemLabel);
     throwIfOverlapping(index, itemLabel);
     return reader;
 }

@@ -19,15 +19,6 @@ namespace opc::storage {
 
 namespace {
 
-/// Removes an entry from an index by name.
-template <typename Map>
-void erase(Map& map, const typename Map::key_type& name, ZipItems::Entries::iterator entry) {
-    const auto [first, last] = map.equal_range(name);
-    const auto found = std::find_if(first, last, [&](const auto& known) { return known.second == entry; });
-    if (found != last)
-        map.erase(found);
-}
-
 bool isFolder(const std::string& itemName) {
     return itemName.ends_with('/') || itemName.ends_with('\\');
 }
@@ -57,31 +48,31 @@ std::string explainOther(const ZipEntry& entry) {
                              : "no content type for the extension " + inQuotes(detail::toUTF8String(extension, false));
 }
 
-/// Adds an entry to the indexes by name, or removes it.
+/// Adds an entry to the index by part name, or removes it.
 void ZipItems::index(Entries::iterator entry) {
+    byItemName_.clear();
+    if (entry->partName().empty())
+        return;
     try {
-        byItemName_.emplace(entry->name, entry);
-        if (!entry->partName().empty()) {
-            // Items often come in the order of their names; of equal ones, the last goes behind the others.
-            const bool isNext = next_ != byPartName_.end() && CaselessLess()(entry->partName(), next_->first);
-            const auto hint = isNext ? next_ : byPartName_.end();
-            next_ = std::next(byPartName_.emplace_hint(hint, entry->partName(), entry));
-        }
+        // Items often come in the order of their names; of equal ones, the last goes behind the others.
+        const bool isNext = next_ != byPartName_.end() && CaselessLess()(entry->partName(), next_->first);
+        const auto hint = isNext ? next_ : byPartName_.end();
+        next_ = std::next(byPartName_.emplace_hint(hint, entry->partName(), entry));
     } catch (...) {
-        erase(byItemName_, entry->name, entry);
         entries_.erase(entry);
         throw;
     }
 }
 
 ZipEntry* ZipItems::findItem(std::string_view name) {
-    const auto [first, last] = byItemName_.equal_range(name);
-    ZipEntry* found = nullptr;
-    for (auto known = first; known != last; ++known) {
-        ZipEntry& entry = *known->second;
-        found = !found || entry.index < found->index ? &entry : found;
+    if (byItemName_.empty()) {
+        std::unordered_map<std::string_view, ZipEntry*> index;
+        for (ZipEntry& entry : entries_)
+            index.try_emplace(entry.name, &entry);
+        byItemName_.swap(index);
     }
-    return found;
+    const auto found = byItemName_.find(name);
+    return found == byItemName_.end() ? nullptr : found->second;
 }
 
 ZipEntry* ZipItems::findPart(std::u16string_view name) {
@@ -100,7 +91,7 @@ void ZipItems::removePart(ZipEntry& part) {
     const auto [first, last] = byPartName_.equal_range(part.partName());
     const auto found = std::find_if(first, last, [&](const auto& entry) { return &*entry.second == &part; });
     const auto entry = found->second;
-    erase(byItemName_, entry->name, entry);
+    byItemName_.clear();
     next_ = byPartName_.end();
     byPartName_.erase(found);
     entries_.erase(entry);
@@ -155,6 +146,8 @@ void ZipItems::noteOthers() {
 }
 
 const ZipEntry* ZipItems::findMeeting(std::string_view itemName) const {
+    if (foldedOthers_.empty()) // as in most packages
+        return nullptr;
     const std::string name = detail::foldName(itemName);
     const auto same = foldedOthers_.find(name);
     if (same != foldedOthers_.end())

@@ -81,9 +81,6 @@ public:
         return *entry;
     }
 
-    /// Reserves memory for so many items.
-    void reserve(std::size_t count) { byItemName_.reserve(count); }
-
     /// The content types stream; null when there is none.
     ZipEntry* contentTypes() { return contentTypes_; }
     void setContentTypes(ZipEntry& entry) {
@@ -132,11 +129,11 @@ private:
     using ByPartName = std::multimap<std::u16string_view, Entries::iterator, CaselessLess>;
 
     Entries entries_;
-    ByPartName byPartName_;                               ///< of the entries' own names
-    ByPartName::const_iterator next_ = byPartName_.end(); ///< behind the item that was added last, or the end
-    std::unordered_multimap<std::string_view, Entries::iterator> byItemName_; ///< of the entries' own names
-    std::set<std::u16string, CaselessLess> otherExtensions_; ///< of items that are not parts, which never change
-    std::map<std::string, const ZipEntry*> foldedOthers_;    ///< items that are not parts, by folded name
+    ByPartName byPartName_;                                      ///< of the entries' own names
+    ByPartName::const_iterator next_ = byPartName_.end();        ///< behind the item that was added last, or the end
+    std::unordered_map<std::string_view, ZipEntry*> byItemName_; ///< of the entries' own names; empty until needed
+    std::set<std::u16string, CaselessLess> otherExtensions_;     ///< of items that are not parts, which never change
+    std::map<std::string, const ZipEntry*> foldedOthers_;        ///< items that are not parts, by folded name
     ZipEntry* contentTypes_ = nullptr;
 };
 
