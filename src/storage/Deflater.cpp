@@ -50,19 +50,33 @@ int flushFor(Deflater::Ending ending) {
 } // namespace
 
 struct Deflater::State {
+    State(int itsLevel, std::uint64_t size)
+        : level(itsLevel), windowBits(windowBitsFor(size)), memoryLevel(memoryLevelFor(size)) {}
+
+    bool suits(int otherLevel, std::uint64_t size) const {
+        return level == otherLevel && windowBits == windowBitsFor(size) && memoryLevel == memoryLevelFor(size);
+    }
+
+    const int level;
+    const int windowBits;
+    const int memoryLevel;
     z_stream stream = {};
-    std::array<unsigned char, 16 * 1024> buffer;
+    std::array<unsigned char, 16 * 1024> buffer; // not initialized
 };
 
-Deflater::Deflater(int level, std::uint64_t size) : state_(std::make_unique_for_overwrite<State>()) {
+Deflater::Deflater(int level, std::uint64_t size) : state_(std::make_unique<State>(level, size)) {
     // Negative bits: without header and checksum.
-    if (deflateInit2(&state_->stream, level, Z_DEFLATED, -windowBitsFor(size), memoryLevelFor(size),
+    if (deflateInit2(&state_->stream, level, Z_DEFLATED, -state_->windowBits, state_->memoryLevel,
                      Z_DEFAULT_STRATEGY) != Z_OK)
         throw std::bad_alloc();
 }
 
 Deflater::~Deflater() {
     deflateEnd(&state_->stream);
+}
+
+bool Deflater::restart(int level, std::uint64_t size) {
+    return state_->suits(level, size) && deflateReset(&state_->stream) == Z_OK;
 }
 
 void Deflater::deflate(const unsigned char* data, std::size_t size, Ending ending, std::vector<unsigned char>& out) {

@@ -26,6 +26,10 @@ public:
     Deflater(const Deflater&) = delete;
     Deflater& operator=(const Deflater&) = delete;
 
+    /// Starts a new stream, if a new object would have the same tables.
+    /// @return whether it would; otherwise nothing is changed.
+    bool restart(int level, std::uint64_t size);
+
     /// Appends the output to `out`. After a failure the stream cannot be used.
     void deflate(const unsigned char* data, std::size_t size, Ending ending, std::vector<unsigned char>& out);
 

@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <map>
+#include <memory>
 #include <set>
 
 namespace opc::storage {
@@ -79,7 +80,8 @@ struct Payload {
     const SpilledContent* spilled = nullptr;
 };
 
-Payload makePayload(const Content& content, CompressionType type) {
+/// @param deflater the one of the item before; null for none.
+Payload makePayload(const Content& content, CompressionType type, std::unique_ptr<Deflater>& deflater) {
     Payload payload;
     payload.plainSize = content.size();
     if (SpilledContent* spilled = content.spilled()) {
@@ -97,7 +99,9 @@ Payload makePayload(const Content& content, CompressionType type) {
     const int level = compressionLevel(type);
     if (level != 0 && !plain.empty()) {
         payload.method = DEFLATED;
-        Deflater(level, plain.size()).deflate(plain.data(), plain.size(), Deflater::Ending::Finish, payload.deflated);
+        if (!deflater || !deflater->restart(level, plain.size()))
+            deflater = std::make_unique<Deflater>(level, plain.size());
+        deflater->deflate(plain.data(), plain.size(), Deflater::Ending::Finish, payload.deflated);
         payload.bytes = payload.deflated.data();
         payload.size = payload.deflated.size();
     }
@@ -165,7 +169,7 @@ public:
         facts.localExtra = keptFields(localExtra(record));
         facts.extra = keptFields(record.extra());
         facts.comment = record.comment();
-        write(facts, makePayload(*item.content, CompressionType::Normal), item.label);
+        write(facts, makePayload(*item.content, CompressionType::Normal, deflater_), item.label);
     }
 
     void add(const ZipChanges::Added& item) {
@@ -174,7 +178,7 @@ public:
         facts.header.flags = isASCII(facts.name) ? 0 : IS_UTF8;
         facts.header.madeBy = MADE_BY;
         facts.header.externalAttributes = FILE_ATTRIBUTES;
-        write(facts, makePayload(*item.content, item.compression), item.label);
+        write(facts, makePayload(*item.content, item.compression, deflater_), item.label);
     }
 
     void finish() {
@@ -360,6 +364,7 @@ private:
     const ZipArchive* original_;
     const ReadLimits& limits_;
     Target& target_;
+    std::unique_ptr<Deflater> deflater_; ///< of the item before
     ByteVector buffer_;
     ByteVector directory_;
     std::uint64_t position_ = 0;
