@@ -29,8 +29,6 @@ std::u16string_view cutBefore(std::u16string_view& text, char16_t unit) noexcept
 }
 
 bool isURIReference(std::u16string_view path) noexcept {
-    if (isMadeOfPathCharacters(path, false)) // as most names are
-        return true;
     const std::u16string_view fragment = cutBefore(path, u'#');
     const std::u16string_view query = cutBefore(path, u'?');
     return isMadeOfPathCharacters(path, false) && isMadeOfPathCharacters(query, true) &&
@@ -44,8 +42,18 @@ std::u16string_view getPath(std::u16string_view name) noexcept {
 
 /// An authority ("//host") is not part of the path.
 bool hasAbsolutePath(std::u16string_view name) noexcept {
-    const std::u16string_view path = getPath(name);
-    return path.starts_with(u"//") ? path.find(u'/', 2) != std::u16string_view::npos : path.starts_with(u'/');
+    return name.starts_with(u"//") ? getPath(name).find(u'/', 2) != std::u16string_view::npos : name.starts_with(u'/');
+}
+
+/// Most part names: a path without escapes, which keeps the rules for segments.
+bool isPlainPartName(std::u16string_view name) noexcept {
+    const auto endsSegment = [](char16_t last) { return last != u'/' && last != u'.'; };
+    if (!name.starts_with(u'/'))
+        return false;
+    for (std::size_t i = 1; i < name.size(); ++i)
+        if (!isPathCharacter(name[i]) || (name[i] == u'/' && !endsSegment(name[i - 1])))
+            return false;
+    return endsSegment(name.back());
 }
 
 std::optional<PartNameFault> findFault(std::u16string_view segment) noexcept {
@@ -83,6 +91,8 @@ std::optional<PartNameFault> findSegmentFault(std::u16string_view name) noexcept
 }
 
 std::optional<PartNameFault> findPartNameFault(std::u16string_view name) noexcept {
+    if (isPlainPartName(name))
+        return std::nullopt;
     if (name.empty())
         return PartNameFault{PartNameRule::NotEmpty, 0};
     const std::size_t delimiter = name.find_first_of(u":/?#");
@@ -96,7 +106,8 @@ std::optional<PartNameFault> findPartNameFault(std::u16string_view name) noexcep
 }
 
 bool isPartName(std::u16string_view name) noexcept {
-    return isURIReference(name) && getPath(name) != u"/" && !findPartNameFault(name);
+    const bool isPackageRoot = name.starts_with(u"/?") || name.starts_with(u"/#"); // without either, it has a fault
+    return isPlainPartName(name) || (!isPackageRoot && isURIReference(name) && !findPartNameFault(name));
 }
 
 bool isRelationshipsPartName(std::u16string_view name) noexcept {

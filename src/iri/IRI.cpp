@@ -52,8 +52,20 @@ bool isPlainReference(const std::string& text) noexcept {
     return std::all_of(text.begin(), text.end(), [](char32_t c) { return detail::isUnreserved(c) || c == U'/'; });
 }
 
+/// Most relationship types and hyperlinks: a scheme, a host name, a path and a query. These are a URI, too.
+bool isPlainAddress(std::string_view text) noexcept {
+    const std::size_t colon = std::min(text.find(':'), text.size());
+    const std::size_t host = std::min(colon + 3, text.size());
+    const std::size_t path = std::min(text.find('/', host), text.size());
+    return colon > 0 && text.substr(colon, 3) == "://" &&
+           std::all_of(text.begin(), text.begin() + colon, detail::isLetter) &&
+           std::all_of(text.begin() + host, text.begin() + path, detail::isUnreserved) &&
+           std::all_of(text.begin() + path, text.end(),
+                       [](char32_t c) { return detail::isPathCharacter(c) || c == U'?'; });
+}
+
 void throwIfNotURIReference(const std::string& text) {
-    if (isPlainReference(text))
+    if (isPlainReference(text) || isPlainAddress(text))
         return;
     UriUriA uri{};
     const char* error = nullptr;

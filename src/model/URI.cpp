@@ -29,10 +29,12 @@ void throwIfNotASCII(const std::u16string& text) {
 class URI::Impl {
 public:
     explicit Impl(const std::u16string& text) : text_(text), pathEnd_(text.size()) {
-        if (isPlainPath(text))
+        if (isPlainPath(text)) {
             hasAbsolutePath_ = text.starts_with(getSlash());
-        else
-            keep(parse());
+            return;
+        }
+        throwIfNotASCII(text);
+        keep(parse());
     }
 
     iri::IRI parse() const { return iri::IRI(text_, iri::Form::Uri); }
@@ -48,12 +50,12 @@ public:
     bool hasFragment_ = false;
 
 private:
-    /// Most names of parts and most targets are paths of unreserved characters; these need no parser.
+    /// Most names of parts and most targets are paths without escapes and colons; these need no parser.
     static bool isPlainPath(std::u16string_view text) noexcept {
         return !text.starts_with(u"//") &&
                std::all_of(
                    text.begin(), text.end(),
-                   [](char16_t unit) { return detail::isUnreserved(unit) || unit == getSlash(); });
+                   [](char16_t unit) { return detail::isPathCharacter(unit) && unit != getColon(); });
     }
 
     // An accepted text is ASCII and mapped to itself, so that every component has the same offset in the parsed text.
@@ -82,7 +84,6 @@ URI::URI(const char16_t* text) {
 
 void URI::init(const std::u16string& text) {
     try {
-        throwIfNotASCII(text);
         impl_ = boost::make_shared<const Impl>(text);
     } catch (const Exception&) {
         // Whatever the reason, callers see one message.
