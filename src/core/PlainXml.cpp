@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstring>
 #include <exception>
 #include <new>
 
@@ -18,6 +19,11 @@ constexpr XML_Char SEPARATOR = ' ';
 /// A validating parser bounds the names of a document; so few stay below.
 constexpr int MAX_DECLARATIONS = 32;
 constexpr std::size_t MAX_PREFIX = 64;
+
+constexpr const char* ENCODING = "UTF-8";
+
+/// A parser keeps the memory that its largest document took, so that a larger one has a parser of its own.
+constexpr std::size_t MAX_SHARED = 64 * 1024;
 
 class Pass {
 public:
@@ -142,7 +148,7 @@ PlainXmlHandler::~PlainXmlHandler() = default;
 
 const char* PlainElement::attribute(std::string_view name) const noexcept {
     for (const char** each = attributes_; *each != nullptr; each += 2)
-        if (name == each[0])
+        if (std::strncmp(each[0], name.data(), name.size()) == 0 && each[0][name.size()] == '\0')
             return each[1];
     return nullptr;
 }
@@ -154,11 +160,28 @@ std::size_t PlainElement::attributeCount() const noexcept {
     return count;
 }
 
-bool readPlainXml(const std::vector<unsigned char>& bytes, const Limits& limits, PlainXmlHandler& handler) {
+struct PlainXmlReader::Parser {
+    ExpatParser expat = ownExpatParser(XML_ParserCreateNS(ENCODING, SEPARATOR));
+};
+
+PlainXmlReader::PlainXmlReader() noexcept = default;
+
+PlainXmlReader::~PlainXmlReader() = default;
+
+bool PlainXmlReader::read(const std::vector<unsigned char>& bytes, const Limits& limits, PlainXmlHandler& handler) {
     if (bytes.size() > limits.xmlSize || bytes.size() > INT_MAX || !startsPlain(bytes))
         return false;
-    const ExpatParser parser = ownExpatParser(XML_ParserCreateNS("UTF-8", SEPARATOR));
-    return Pass(parser.get(), limits, handler).run(bytes);
+    if (bytes.size() > MAX_SHARED)
+        return Pass(Parser().expat.get(), limits, handler).run(bytes);
+    if (parser_)
+        XML_ParserReset(parser_->expat.get(), ENCODING);
+    else
+        parser_ = std::make_unique<Parser>();
+    return Pass(parser_->expat.get(), limits, handler).run(bytes);
+}
+
+bool readPlainXml(const std::vector<unsigned char>& bytes, const Limits& limits, PlainXmlHandler& handler) {
+    return PlainXmlReader().read(bytes, limits, handler);
 }
 
 bool isXmlSpace(std::string_view text) noexcept {

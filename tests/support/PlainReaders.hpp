@@ -18,10 +18,11 @@ namespace opc::test {
 inline std::optional<bool> areRelationshipsAlike(const std::vector<unsigned char>& part) {
     using namespace model;
     static ValidatingRelationshipsReader validating{Limits()}; // as a package does, one for many parts
+    static detail::PlainXmlReader parser;
     RelationshipRules rules;
     RelationshipManager plain(URI(u"/word/document.xml"));
     PlainRelationships reader(rules, plain);
-    if (!reader.read(part, Limits()))
+    if (!reader.read(part, Limits(), parser))
         return std::nullopt;
     RelationshipManager expected(plain.getSourceURI());
     validating.read(part, rules, expected);

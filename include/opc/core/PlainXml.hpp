@@ -5,6 +5,7 @@
 #include <opc/core/Limits.hpp>
 
 #include <cstdint>
+#include <memory>
 #include <string_view>
 #include <vector>
 
@@ -55,6 +56,22 @@ public:
 
     /// A piece of text, also of white space between elements; one text may come in several pieces.
     virtual bool text(std::string_view piece) = 0;
+};
+
+/// Reads documents one after another, with one parser.
+class OPCRAFT_API PlainXmlReader {
+public:
+    PlainXmlReader() noexcept;
+    ~PlainXmlReader();
+    PlainXmlReader(const PlainXmlReader&) = delete;
+    PlainXmlReader& operator=(const PlainXmlReader&) = delete;
+
+    /// As `readPlainXml`; not to be called by the handler.
+    bool read(const std::vector<unsigned char>& bytes, const Limits& limits, PlainXmlHandler& handler);
+
+private:
+    struct Parser;
+    std::unique_ptr<Parser> parser_; ///< null until it is needed
 };
 
 /// Hands a document to the handler: well-formed XML 1.0 with namespaces, in UTF-8, with or without a byte order mark,

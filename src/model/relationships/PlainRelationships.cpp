@@ -28,9 +28,10 @@ bool isPlainName(std::string_view text) noexcept {
 
 } // namespace
 
-bool PlainRelationships::read(const std::vector<unsigned char>& bytes, const Limits& limits) {
+bool PlainRelationships::read(const std::vector<unsigned char>& bytes, const Limits& limits,
+                              detail::PlainXmlReader& reader) {
     try {
-        return detail::readPlainXml(bytes, limits, *this);
+        return reader.read(bytes, limits, *this);
     } catch (const Exception&) {
         return false; // what is wrong is said with its place by whoever validates
     }

@@ -17,7 +17,7 @@ public:
 
     /// Adds the relationships of a part, once.
     /// @return false when a validating parser has to read the part; some relationships may have been added then.
-    bool read(const std::vector<unsigned char>& bytes, const Limits& limits);
+    bool read(const std::vector<unsigned char>& bytes, const Limits& limits, detail::PlainXmlReader& reader);
 
     /// Whether there was no white space between the elements.
     bool isCompact() const noexcept { return isCompact_; }

@@ -32,7 +32,7 @@ RelationshipSerializer::~RelationshipSerializer() = default;
 bool RelationshipSerializer::load(const std::vector<unsigned char>& bytes, RelationshipManager& manager) {
     manager.clear();
     manager.setModified(true);
-    const bool isPlain = PlainRelationships(rules_, manager).read(bytes, limits_);
+    const bool isPlain = PlainRelationships(rules_, manager).read(bytes, limits_, plainReader_);
     if (!isPlain) {
         manager.clear();
         validatingReader().read(bytes, rules_, manager);
@@ -44,7 +44,8 @@ bool RelationshipSerializer::load(const std::vector<unsigned char>& bytes, Relat
 bool RelationshipSerializer::isCompact(const std::vector<unsigned char>& bytes) {
     RelationshipManager ignored(u"/");
     PlainRelationships relationships(rules_, ignored);
-    return relationships.read(bytes, limits_) ? relationships.isCompact() : validatingReader().isCompact(bytes);
+    return relationships.read(bytes, limits_, plainReader_) ? relationships.isCompact()
+                                                            : validatingReader().isCompact(bytes);
 }
 
 std::vector<unsigned char> RelationshipSerializer::save(const RelationshipManager& manager) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <opc/core/Limits.hpp>
+#include <opc/core/PlainXml.hpp>
 
 #include "model/relationships/RelationshipRules.hpp"
 
@@ -38,6 +39,7 @@ private:
 
     Limits limits_;
     RelationshipRules rules_;
+    detail::PlainXmlReader plainReader_;
     std::unique_ptr<ValidatingRelationshipsReader> validatingReader_;
 };
 
