@@ -13,12 +13,12 @@
 #include "errors/ErrorPlaces.hpp"
 #include "model/ContentTypePieces.hpp"
 #include "model/ItemBytes.hpp"
+#include "model/OrderedSearch.hpp"
 #include "model/Reading.hpp"
 #include "model/WellKnown.hpp"
 #include "xml/XmlWriting.hpp"
 
 #include <algorithm>
-#include <iterator>
 #include <string_view>
 #include <utility>
 
@@ -120,14 +120,10 @@ ContentType ContentTypeSource::getContentType(const PartName& name, bool takeRef
     return entry->second.contentType;
 }
 
-/// While a package is opened its parts come in the order of their names, so each is found right after the previous one.
+/// While a package is opened its parts come in the order of their names.
 ContentTypeSource::Overrides::const_iterator ContentTypeSource::findOverride(const PartName& name) {
-    const bool isNext = (next_ == overrides_.end() || !(next_->first < name)) &&
-                        (next_ == overrides_.begin() || std::prev(next_)->first < name);
-    const auto entry = isNext ? next_ : overrides_.lower_bound(name);
-    const bool found = entry != overrides_.end() && !(name < entry->first);
-    next_ = found ? std::next(entry) : entry;
-    return found ? entry : overrides_.end();
+    advanceTo(name, overrides_, next_);
+    return next_ == overrides_.end() || name < next_->first ? overrides_.end() : next_++;
 }
 
 bool ContentTypeSource::eraseOverride(const PartName& name) noexcept {

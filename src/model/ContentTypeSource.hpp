@@ -105,9 +105,9 @@ private:
     bool isReadable_ = true;
     Defaults defaults_;
     Overrides overrides_;
-    std::vector<std::string> kept_;                     ///< elements that are wrong, as XML
-    std::set<std::u16string> leftOut_;                  ///< the extensions of items that are no parts, in lower case
-    Overrides::const_iterator next_ = overrides_.end(); ///< a hint for the next search: an entry or the end
+    std::vector<std::string> kept_;               ///< elements that are wrong, as XML
+    std::set<std::u16string> leftOut_;            ///< the extensions of items that are no parts, in lower case
+    Overrides::iterator next_ = overrides_.end(); ///< a hint for the next search: an entry or the end
 };
 
 /// How the entries change when a part is added: one new entry, or one more user of a Default.

@@ -11,6 +11,7 @@
 
 #include "errors/ErrorPlaces.hpp"
 #include "model/ContentTypeSource.hpp"
+#include "model/OrderedSearch.hpp"
 #include "model/PackageGuards.hpp"
 #include "model/PartNameTree.hpp"
 #include "model/Reading.hpp"
@@ -91,11 +92,13 @@ struct Package::StoredParts {
     PhysicalPartMap regular;
     PhysicalPartMap::iterator hint = regular.end(); ///< the end: consecutive items often have consecutive names
     PhysicalPartMap pending;                        ///< relationships parts whose source was not found yet
+    PhysicalPartMap::iterator next = pending.end(); ///< among them, where the part before had its own
     Names equivalent;                               ///< names that two parts have
 };
 
 void Package::initializeParts(const Reading& reading) {
     StoredParts stored = collectParts(reading);
+    stored.next = stored.pending.begin();
     PartMap parts;
     while (!stored.regular.empty()) {
         const auto entry = stored.regular.extract(stored.regular.begin()); // whose memory the part takes
@@ -176,16 +179,17 @@ void Package::leaveOut(const PartName& name, StoredParts& stored) {
     if (relationships == stored.pending.end())
         return;
     leftOut_.push_back(relationships->first);
-    stored.pending.erase(relationships);
+    stored.next = stored.pending.erase(relationships);
 }
 
 void Package::attachRelationships(RelationshipSource& source, const PartName& name, StoredParts& stored,
                                   const Reading& reading) {
-    const auto found = stored.pending.find(name.getRelationshipPartName());
-    if (found == stored.pending.end())
+    const std::u16string relationships = name.getRelationshipPartName();
+    advanceTo(relationships, stored.pending, stored.next);
+    if (stored.next == stored.pending.end() || relationships < stored.next->first)
         return;
-    source.readRelationshipPart(*found->second, reading);
-    stored.pending.erase(found);
+    source.readRelationshipPart(*stored.next->second, reading);
+    stored.next = stored.pending.erase(stored.next);
 }
 
 /// @return none for a part that has no content type, after a finding where content types can be read.

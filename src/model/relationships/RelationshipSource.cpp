@@ -102,9 +102,10 @@ void throwIfTooMuch(const RelationshipManager& relationships, const Relationship
 
 class RelationshipSource::Impl {
 public:
-    explicit Impl(const URI& source) : source_(source), relationships_(source) {}
+    explicit Impl(const URI& source) : relationships_(source) {}
 
-    URI source_;
+    const URI& getSource() const noexcept { return relationships_.getSourceURI(); }
+
     interfaces::IPhysicalPart* physicalPart_ = nullptr;
     RelationshipManager relationships_;
     std::uint64_t nextIDNumber_ = 1;
@@ -122,14 +123,14 @@ void RelationshipSource::doVerifyRelationship(const std::u16string& /*id*/, cons
                                               const std::u16string& /*target*/) {}
 
 URI RelationshipSource::getSourceURI() const {
-    return impl_->source_;
+    return impl_->getSource();
 }
 
 PartName RelationshipSource::getRelationshipsPartName() const {
     throwIfInvalid();
     throwIfNotOpen();
     if (impl_->physicalPart_ == nullptr)
-        return PartName(impl_->source_).getRelationshipPartName();
+        return PartName(impl_->getSource()).getRelationshipPartName();
     return Package::storedNameOf(*impl_->physicalPart_);
 }
 
@@ -201,7 +202,7 @@ Relationship RelationshipSource::createInternalRelationship(const std::u16string
     throwIfNotChangeable();
     if (target.isAbsolute())
         throw InvalidRelationshipTarget("Relationship target cannot be an absolute URI for an internal relationship");
-    const URI& source = impl_->source_;
+    const URI& source = impl_->getSource();
     const bool isPath = target.hasAbsolutePath();
     const URI relative = isPath ? relativize(source, target) : target;
     throwIfNotAllowedTarget(isPath ? target : resolve(source, target), source);
@@ -224,7 +225,7 @@ Relationship RelationshipSource::createExternalRelationship(const std::u16string
                    getPackage().getLimits());
     std::u16string verifiedID = id;
     verifyRelationship(verifiedID, type, target);
-    return addRelationship(Relationship(verifiedID, type, impl_->source_, target));
+    return addRelationship(Relationship(verifiedID, type, impl_->getSource(), target));
 }
 
 Relationship RelationshipSource::addRelationship(const Relationship& relationship) {
@@ -272,7 +273,7 @@ void RelationshipSource::createRelationshipPartIfNeeded() {
     // An empty relationships part that was read is used like a new one.
     if (impl_->physicalPart_ != nullptr)
         return;
-    const PartName name(PartName(impl_->source_).getRelationshipPartName());
+    const PartName name(PartName(impl_->getSource()).getRelationshipPartName());
     setPhysicalRelationshipPart(
         getPackage().createPartInternal(name, wellknown::RELATIONSHIPS_CONTENT_TYPE, StandardPartInfo()));
 }
@@ -418,7 +419,7 @@ void RelationshipSource::throwIfNotChangeable() const {
     throwIfNotOpen();
     throwIfReadOnly();
     if (impl_->relationships_.isUnreadable())
-        throw InvalidRelationshipContent("The relationships of " + toASCIIString(impl_->source_.toString()) +
+        throw InvalidRelationshipContent("The relationships of " + toASCIIString(impl_->getSource().toString()) +
                                          " cannot be changed, since nothing can be read of them");
 }
 
