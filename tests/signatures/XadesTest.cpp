@@ -121,19 +121,20 @@ TEST_F(XadesTest, VerifiesTimeStampsOfTheSignatureValue) {
         {.name = "tsa", .issuer = "root", .extensions = "extendedKeyUsage=critical,timeStamping", .until = until});
     authority.issue({.name = "other", .issuer = "other", .until = until});
     authority.write("ts.cnf", "[tsa]\nserial=serial\nsigner_digest=sha256\ndefault_policy=1.2\ndigests=md5,sha1\n");
-    const auto token = [&](const std::string& octets, const char* digest) {
+    const auto token = [&](const std::string& octets, const char* digest, bool isForged = false) {
         authority.write("octets", octets);
         openssl(authority.folder, {"ts", "-query", "-data", "octets", digest, "-cert", "-out", "query"});
         openssl(authority.folder, {"ts", "-reply", "-config", "ts.cnf", "-section", "tsa", "-queryfile", "query",
                                    "-signer", "tsa.pem", "-inkey", "tsa.key", "-token_out", "-out", "token"});
-        return "<xd:EncapsulatedTimeStamp>" +
-               crypto::CryptoEngine::encodeBase64(opc::test::readFile(authority.folder / "token")) +
-               "</xd:EncapsulatedTimeStamp>";
+        auto bytes = opc::test::readFile(authority.folder / "token");
+        bytes.back() ^= isForged ? 1 : 0; // of the signature
+        return "<xd:EncapsulatedTimeStamp>" + crypto::CryptoEngine::encodeBase64(bytes) + "</xd:EncapsulatedTimeStamp>";
     };
     const std::string octets = "<SignatureValue xmlns=\"http://www.w3.org/2000/09/xmldsig#\" xmlns:o=\"urn:o\" "
                                "Id=\"v\">AA==</SignatureValue>";
     const DigitalSignatureData data =
         read("{STAMP}" + token(octets, "-sha1") + token(octets, "-md5") + token("AA==", "-sha1") +
+             token(octets, "-sha1", true) +
              "<xd:EncapsulatedTimeStamp>AAAA</xd:EncapsulatedTimeStamp><xd:EncapsulatedTimeStamp>?"
              "</xd:EncapsulatedTimeStamp>{END}");
     const auto verdicts = [&](const char* trusted) {
@@ -148,6 +149,7 @@ TEST_F(XadesTest, VerifiesTimeStampsOfTheSignatureValue) {
     };
     const std::string rest = "10 CN=tsa http://www.w3.org/20 The time stamp is over a digest \n"
                              "00 CN=tsa http://www.w3.org/20 The time stamp is not one of thi\n"
+                             "00 CN=tsa http://www.w3.org/20 The signature of the time stamp \n"
                              "00   The time stamp is not valid DER \n00   The time stamp is not base64.\n";
     EXPECT_EQ(verdicts("root"), "11 CN=tsa http://www.w3.org/20 \n" + rest);
     EXPECT_EQ(verdicts(""), "10 CN=tsa http://www.w3.org/20 No certificate is trusted for ti\n" + rest);

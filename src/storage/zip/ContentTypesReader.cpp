@@ -70,10 +70,16 @@ const std::u16string* ContentTypes::find(std::u16string_view partName) const {
     return entry == defaults_.end() ? nullptr : &typeOf(*entry->second);
 }
 
-const std::u16string* ContentTypes::findExact(const Map& entries, std::u16string_view name) const {
-    const auto entry = entries.find(name);
-    const bool isExact = entry != entries.end() && !entry->second->hasPrefix && entry->first == name;
-    return isExact ? &typeOf(*entry->second) : nullptr;
+/// The content type for readers that are sensitive to case, and do or do not know prefixes.
+const std::u16string* ContentTypes::findExact(std::u16string_view partName, bool knowsPrefixes) const {
+    const auto findIn = [&](const Map& entries, std::u16string_view name) {
+        const auto entry = entries.find(name);
+        const bool isExact =
+            entry != entries.end() && (knowsPrefixes || !entry->second->hasPrefix) && entry->first == name;
+        return isExact ? &typeOf(*entry->second) : nullptr;
+    };
+    const std::u16string* named = findIn(overrides_, partName);
+    return named ? named : findIn(defaults_, detail::getExtension(partName));
 }
 
 void ContentTypes::addDuplicate(RuleId rule, const detail::ContentTypeEntry& first,
@@ -97,9 +103,9 @@ void ContentTypes::checkDuplicates(const ZipFaults& faults) const {
 
 void ContentTypes::checkCase(std::u16string_view partName, const ZipFaults& faults) const {
     const std::u16string* type = find(partName);
-    const std::u16string* exact = findExact(overrides_, partName);
-    if (!exact)
-        exact = findExact(defaults_, detail::getExtension(partName));
+    const std::u16string* exact = findExact(partName, false);
+    if (!exact || (type && *exact == *type))
+        exact = findExact(partName, true);
     if (type && exact && *type != *exact) {
         faults.add({RuleId::ContentTypeCase,
                     std::string(CONTENT_TYPES_ITEM),

@@ -48,7 +48,7 @@ private:
     std::string shown(const detail::ContentTypeEntry& entry) const;
     void addDuplicate(RuleId rule, const detail::ContentTypeEntry& first, const detail::ContentTypeEntry& other,
                       const ZipFaults& faults) const;
-    const std::u16string* findExact(const Map& entries, std::u16string_view name) const;
+    const std::u16string* findExact(std::u16string_view partName, bool knowsPrefixes) const;
 
     detail::ContentTypeTable table_; ///< the maps refer to its entries
     Map defaults_;

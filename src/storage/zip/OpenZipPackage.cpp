@@ -182,23 +182,29 @@ void OpenZipPackage::readItems(const ZipFaults& faults) {
 void OpenZipPackage::addItems(std::vector<ZipArchive::Item> items, const PieceGroups& groups, const ZipFaults& faults) {
     for (std::uint64_t index = 0; index < items.size(); ++index) {
         const auto piece = parsePieceName(items[index].name);
-        std::vector<std::uint64_t> pieces = piece ? groups.findComplete(piece->prefix) : std::vector<std::uint64_t>();
-        if (pieces.empty()) {
+        if (!piece || !groups.isComplete(piece->prefix)) {
             const bool isDuplicate = piece && groups.hasDuplicate(piece->prefix);
             ZipEntry& entry = addItem(index, std::move(items[index]), {}, faults);
             if (isDuplicate)
                 entry.reason = "a piece of a part that has a duplicate piece";
-        } else if (pieces.front() == index) {
-            if (location_.options.consistent)
-                faults.add({RuleId::InterleavedPart, std::string(piece->prefix), IN_PIECES});
-            ZipArchive::Item whole{std::string(piece->prefix)};
-            for (const std::uint64_t each : pieces) {
-                whole.size += items[each].size;
-                whole.compressedSize += items[each].compressedSize;
-            }
-            addItem(index, std::move(whole), std::move(pieces), faults);
+        } else if (piece->number == 0) {
+            addInterleavedPart(*piece, items, groups, faults);
         }
     }
+}
+
+void OpenZipPackage::addInterleavedPart(const PieceName& first, const std::vector<ZipArchive::Item>& items,
+                                        const PieceGroups& groups, const ZipFaults& faults) {
+    if (location_.options.consistent)
+        faults.add({RuleId::InterleavedPart, std::string(first.prefix), IN_PIECES});
+    ZipArchive::Item whole{std::string(first.prefix)};
+    std::vector<std::uint64_t> pieces = groups.getPieces(first.prefix);
+    for (const std::uint64_t each : pieces) {
+        whole.size += items[each].size;
+        whole.compressedSize += items[each].compressedSize;
+    }
+    const std::uint64_t index = pieces.front();
+    addItem(index, std::move(whole), std::move(pieces), faults);
 }
 
 ContentChecks OpenZipPackage::contentChecks() {

@@ -25,6 +25,7 @@ namespace opc::storage {
 
 class ContentChecks;
 class PieceGroups;
+struct PieceName;
 
 /// Where a ZIP package is kept: in a file, or in bytes.
 struct ZipLocation {
@@ -73,6 +74,8 @@ private:
     void openArchive();
     void readItems(const ZipFaults& faults);
     void addItems(std::vector<ZipArchive::Item> items, const PieceGroups& groups, const ZipFaults& faults);
+    void addInterleavedPart(const PieceName& first, const std::vector<ZipArchive::Item>& items,
+                            const PieceGroups& groups, const ZipFaults& faults);
     void findContentTypes(const ZipFaults& faults);
     ContentChecks contentChecks();
     ZipEntry* findUnchanged(interfaces::IPhysicalPart& part) const;

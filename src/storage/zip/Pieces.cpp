@@ -63,20 +63,20 @@ bool PieceGroups::hasDuplicate(std::string_view prefix) const {
     return found != groups_.end() && found->second.hasDuplicate;
 }
 
-std::vector<std::uint64_t> PieceGroups::findComplete(std::string_view prefix) const {
-    std::vector<std::uint64_t> indexes;
+/// The count of the pieces fits the number of the last one, which is the highest.
+bool PieceGroups::isComplete(std::string_view prefix) const {
     const auto found = groups_.find(toLower(prefix));
     if (found == groups_.end())
-        return indexes;
+        return false;
     const Group& group = found->second;
-    // The pieces are complete when their count fits the number of the last one, which is the highest.
-    const bool isComplete = group.last && !group.hasTwoLast && !group.hasDuplicate &&
-                            group.indexes.size() == *group.last + 1 && group.indexes.rbegin()->first == *group.last;
-    if (isComplete) {
-        std::transform(
-            group.indexes.begin(), group.indexes.end(), std::back_inserter(indexes),
-            [](const auto& piece) { return piece.second; });
-    }
+    return group.last && !group.hasTwoLast && !group.hasDuplicate && group.indexes.size() == *group.last + 1 &&
+           group.indexes.rbegin()->first == *group.last;
+}
+
+std::vector<std::uint64_t> PieceGroups::getPieces(std::string_view prefix) const {
+    std::vector<std::uint64_t> indexes;
+    for (const auto& [number, index] : groups_.at(toLower(prefix)).indexes)
+        indexes.push_back(index);
     return indexes;
 }
 

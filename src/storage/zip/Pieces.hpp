@@ -31,9 +31,12 @@ public:
     /// Whether one of the pieces of a whole is there twice.
     bool hasDuplicate(std::string_view prefix) const;
 
-    /// The indexes of all pieces in their order; empty when one is missing or there twice, or when pieces follow the
-    /// last one.
-    std::vector<std::uint64_t> findComplete(std::string_view prefix) const;
+    /// Whether no piece is missing or there twice, and none follows the last one.
+    bool isComplete(std::string_view prefix) const;
+
+    /// The indexes of all pieces in their order.
+    /// @param prefix of a piece that was added.
+    std::vector<std::uint64_t> getPieces(std::string_view prefix) const;
 
 private:
     struct Group {

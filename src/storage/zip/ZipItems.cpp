@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <unordered_set>
 #include <utility>
 
 namespace opc::storage {
@@ -120,8 +121,9 @@ void ZipItems::findParts(const ContentTypes* types, const ZipFaults& faults) {
     }
     if (!types)
         return;
+    std::unordered_set<std::u16string> names; // of which there may be many items
     for (const ZipEntry& entry : entries_)
-        if (entry.kind == ZipItemKind::Other)
+        if (entry.kind == ZipItemKind::Other && names.insert(toLowerASCIIString(entry.partName())).second)
             hideRelationshipsOf(entry.partName());
     leaveOutSameParts(faults);
     noteOthers();
@@ -196,8 +198,9 @@ void ZipItems::leaveOutSameParts(const ZipFaults& faults) {
     }
     for (ZipEntry* entry : same)
         entry->kind = ZipItemKind::Other;
-    for (const ZipEntry* entry : same)
-        hideRelationshipsOf(entry->partName());
+    for (std::size_t i = 1; i < same.size(); i += 2) // the names of each pair are the same
+        if (i == 1 || caselessCompare(same[i]->partName(), same[i - 2]->partName()) != 0)
+            hideRelationshipsOf(same[i]->partName());
 }
 
 } // namespace opc::storage
