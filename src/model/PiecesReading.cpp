@@ -28,10 +28,12 @@ ErrorPlace placeFrom(const Exception& error) {
     return place;
 }
 
-/// From the document that holds a child alone, from its second line on, to the whole one.
-void translate(ErrorPlace& place, const XmlChild& child) {
+/// From the document that holds a child alone, from its second line on, to the whole one. What the root lacks or has
+/// too much of is told at its ends.
+void translate(ErrorPlace& place, const XmlChild& child, std::string_view text) {
     const XmlPosition& begin = child.begin;
-    if (place.line < 2) {
+    const auto breaks = static_cast<std::uint64_t>(std::count(text.begin(), text.end(), '\n'));
+    if (place.line < 2 || place.line > breaks + 2) {
         place.line = child.tagEnd.line;
         place.column = child.tagEnd.column;
         return;
@@ -137,7 +139,7 @@ bool PiecesReading::readChild(const Piece& piece, bool isDuplicate, PieceReader&
         throw;
     } catch (const Exception& e) {
         ErrorPlace place = placeFrom(e);
-        translate(place, piece.child);
+        translate(place, piece.child, piece.document.textOf(piece.child));
         if (place.element.empty() || place.element == piece.document.root.name)
             place.element = piece.tag.name;
         if (place.id.empty())

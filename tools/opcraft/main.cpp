@@ -26,6 +26,7 @@ void addCommands(Tool& tool) {
     addListCommand(tool);
     addRelsCommand(tool);
     addCatCommand(tool);
+    addLintCommand(tool);
     addNewCommand(tool);
     addAddCommand(tool);
     addRmCommand(tool);

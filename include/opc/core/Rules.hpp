@@ -54,7 +54,6 @@ enum class RuleId {
     MarkupCompatibility, ///< M1.19
     XmlValid,            ///< M1.20
     XmlWellFormed,       ///< xml-well-formed
-    XmlLimit,            ///< xml-limit
     // Relationships (§6.5)
     NoRelationshipsOfRelationships, ///< M1.25
     RelationshipId,                 ///< M1.26
@@ -110,6 +109,7 @@ enum class RuleId {
     CertificateWithoutSignature, ///< M6.4
     SignatureReference,          ///< M6.9
     SignatureContentType,        ///< M6.11
+    SignatureValid,              ///< signature-valid
     EmptySignatureOrigin,        ///< S6.1
     SignatureReadable,           ///< signature-readable
     SignatureCoverage,           ///< signature-coverage

@@ -71,19 +71,21 @@ void ContentChecks::readToEnd(ZipEntry& entry) {
     }
 }
 
-void ContentChecks::checkContentTypes(const std::optional<ContentTypes>& types, const ZipFaults& faults) {
+void ContentChecks::checkContentTypes(const std::optional<ContentTypes>& types, const ZipFaults& faults,
+                                      bool readsXml) {
     if (ZipEntry* const stream = items_.contentTypes()) {
         if (stream->name != CONTENT_TYPES_ITEM)
             faults.add({RuleId::ContentTypesItemCase, stream->name,
                         "readers that are sensitive to case find no " + inQuotes(CONTENT_TYPES_ITEM)});
-        checkXml(*stream, types.has_value(), faults);
+        if (readsXml)
+            checkXml(*stream, types.has_value(), faults);
     }
     if (types)
         types->checkDuplicates(faults);
     for (ZipEntry& entry : items_.all()) {
         if (types)
             types->checkCase(entry.partName(), faults);
-        if (entry.index && detail::isRelationshipsPartName(entry.partName()))
+        if (readsXml && entry.index && detail::isRelationshipsPartName(entry.partName()))
             checkXml(entry, true, faults);
     }
 }

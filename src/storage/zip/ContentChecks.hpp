@@ -23,7 +23,8 @@ public:
 
     /// The content types stream, and the XML of the relationships.
     /// @param types nothing when the stream cannot be read.
-    void checkContentTypes(const std::optional<ContentTypes>& types, const ZipFaults& faults);
+    /// @param readsXml whether the items are read.
+    void checkContentTypes(const std::optional<ContentTypes>& types, const ZipFaults& faults, bool readsXml = true);
 
 private:
     void readToEnd(ZipEntry& entry);

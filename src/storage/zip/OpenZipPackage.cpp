@@ -321,7 +321,7 @@ void OpenZipPackage::findAmbiguities(FindingSink& sink, bool readsContents) {
     checkMeetingNames(items_, *archive_, faults);
     bool isPlain = false;
     const std::optional<ContentTypes> types = readContentTypes(isPlain);
-    contentChecks().checkContentTypes(types, faults);
+    contentChecks().checkContentTypes(types, faults, readsContents);
     checkItemNames(items_, *archive_, types && items_.contentTypes() ? &*types : nullptr, faults);
     if (readsContents)
         contentChecks().checkContents(faults);

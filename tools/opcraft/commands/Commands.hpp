@@ -10,6 +10,7 @@ void addInfoCommand(Tool& tool);
 void addListCommand(Tool& tool);
 void addRelsCommand(Tool& tool);
 void addCatCommand(Tool& tool);
+void addLintCommand(Tool& tool);
 void addNewCommand(Tool& tool);
 void addAddCommand(Tool& tool);
 void addRmCommand(Tool& tool);
