@@ -65,8 +65,9 @@ std::optional<std::string> leaveOut(std::string_view text) {
         const bool isLeftOut = isControl(character);
         if (!isLeftOut)
             combining = utf8proc_get_property(character)->combining_class != 0 ? combining + 1 : 0;
+        const bool isTurkish = character == 0x130 || character == 0x131; // which Java compares as equal to "i"
         if (!isLeftOut && combining <= MAXIMUM_COMBINING)
-            result.append(text.substr(0, static_cast<std::size_t>(size)));
+            result.append(isTurkish ? "i" : text.substr(0, static_cast<std::size_t>(size)));
         text.remove_prefix(static_cast<std::size_t>(size));
     }
     return result;

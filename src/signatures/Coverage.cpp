@@ -96,6 +96,13 @@ bool isOfOpenDocument(const std::string& path) {
     return path == "mimetype" || path == "content.xml" || path.starts_with("meta-inf/");
 }
 
+/// Whether a part is in a folder for signatures, such as "/_xmlsignatures" or "/package/services/digital-signature".
+/// Elsewhere, a program that takes parts by their names could take a signature for content.
+bool isAmongSignatures(const std::string& path) {
+    const std::size_t folder = path.rfind('/');
+    return folder != std::string::npos && path.substr(0, folder).find("signature") != std::string::npos;
+}
+
 Key keyOf(const Relationship& relationship) {
     return {toLowerASCIIString(relationship.getSourceURI().toString()), relationship.getID()};
 }
@@ -265,7 +272,7 @@ void Coverage::markLinks(const URI& source, const char16_t* type) {
             link.category = Category::Structure;
 }
 
-/// A part that another relationship leads to, or that makes an OpenDocument file of the package, is content.
+/// A part that another relationship leads to, or that some program could find by its name, is content.
 void Coverage::demoteLinkedStructure() {
     std::set<std::string_view> paths;
     for (const Link& link : links_)
@@ -273,7 +280,8 @@ void Coverage::demoteLinkedStructure() {
             paths.insert(link.paths.begin(), link.paths.end());
     for (auto& [name, entry] : parts_) {
         const std::string path = pathOf(name);
-        if (entry.category == Category::Structure && (paths.count(path) != 0 || isOfOpenDocument(path)))
+        const bool isExpected = isAmongSignatures(path) && !isOfOpenDocument(path);
+        if (entry.category == Category::Structure && (paths.count(path) != 0 || !isExpected))
             entry.category = Category::Content;
     }
 }

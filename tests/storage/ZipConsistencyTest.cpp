@@ -216,6 +216,7 @@ std::vector<Case> otherCases() {
          "names-that-meet"},
         {"could take the item for", withNames("\xE2\x94\x9C\xE2\x95\xA2.x", "\xC3\xB6.x", 0), "UTF-8 or code page",
          "names-that-meet"},
+        {"could take the item for", withNames("\xC4\xB1.x", "i.x", 0x800), "an i without a dot", "names-that-meet"},
         {"opens", withNames("e.x", "\xC3\xA9.x", 0x800), "names that an accent tells apart"},
         {": \"x.xml\": the local header and the central directory disagree about the name",
          packageOf(

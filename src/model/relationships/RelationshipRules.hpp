@@ -3,8 +3,8 @@
 
 #include <opc/model/relationships/Relationship.hpp>
 
+#include <set>
 #include <string>
-#include <unordered_set>
 
 namespace opc::model {
 
@@ -33,7 +33,9 @@ public:
 private:
     void throwIfNotType(const std::u16string& type);
 
-    std::unordered_set<std::u16string> types_; ///< that were read and are URIs: the parts of a package share a few
+    /// Those that were read and are URIs: the parts of a package share a few. Not hashed: others may be made to
+    /// collide.
+    std::set<std::u16string> types_;
 };
 
 } // namespace opc::model
