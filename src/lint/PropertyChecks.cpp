@@ -16,7 +16,8 @@ bool isCorePropertiesType(const std::u16string& type) {
 }
 
 bool isThumbnailType(const std::u16string& type) {
-    return type == PackageHelper::getThumbnailRelationshipType();
+    static const std::u16string sought = PackageHelper::getThumbnailRelationshipType();
+    return type == sought;
 }
 
 /// Why a relationship does not lead to a part; empty when it does.

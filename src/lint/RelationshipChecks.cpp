@@ -28,7 +28,8 @@ void checkMissing(Examination& examination, const Link& link) {
 }
 
 void checkType(Examination& examination, const std::u16string& item, const model::ContentType& type) {
-    const bool isType = mediaTypeOf(type) == mediaTypeOf(model::PackageHelper::getRelationshipContentType());
+    static const std::u16string sought = mediaTypeOf(model::PackageHelper::getRelationshipContentType());
+    const bool isType = mediaTypeOf(type) == sought;
     const bool isName = detail::isRelationshipsPartName(item);
     if (isName && !isType)
         examination.reportItem(RuleId::RelationshipsContentType, item,
@@ -49,8 +50,10 @@ bool isOfRelationships(const std::u16string& name) {
 }
 
 void checkStoredType(Examination& examination, const model::RelationshipSource& source) {
+    if (!examination.hasItem(detail::getRelationshipsPartName(source.getSourceURI().getPath())))
+        return;
     const std::u16string name = source.getRelationshipsPartName().toString();
-    if (examination.hasItem(name) && !examination.getFindings().has(RuleId::RelationshipsTypeMissing, toText(name)))
+    if (!examination.getFindings().has(RuleId::RelationshipsTypeMissing, toText(name)))
         checkType(examination, name, source.getRelationshipsContentType());
 }
 
