@@ -2,6 +2,7 @@
 #include <opc/signatures/SignatureRemoval.hpp>
 
 #include <opc/core/FoldedNames.hpp>
+#include <opc/core/Strings.hpp>
 
 #include "model/ItemBytes.hpp"
 #include "signatures/PackageGuards.hpp"
