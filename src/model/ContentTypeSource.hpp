@@ -36,8 +36,7 @@ public:
     /// @throws InvalidXMLDocument, InvalidContentTypeStream, InvalidContentType when it is malformed.
     /// @param limits those for XML count.
     /// @param reading where a malformed one goes to. Elements that are wrong are kept, and written behind the others;
-    /// of
-    ///        a stream that cannot be taken to pieces there are no content types, and nothing is added to it.
+    ///        of a stream that cannot be taken to pieces there are no content types, and nothing is added to it.
     ContentTypeSource(interfaces::IPhysicalPackage& physicalPackage, bool createOnly, const Limits& limits = {},
                       const Reading& reading = Reading());
 

@@ -25,8 +25,7 @@ public:
 
     /// Everything except what depends on the package: id, part name and the targets of references.
     /// @param trace gets a human-readable log of what is read, unless it has failed before. A document that is logged
-    /// is
-    ///        always validated.
+    ///        is always validated.
     /// @throws InvalidPartContent for every fault of the document.
     /// @throws InvalidXMLSchema when a grammar cannot be loaded.
     /// @throws opc::Exception what the stream throws.

@@ -22,8 +22,7 @@ enum class ChangeSubject {
 class PackageChange {
 public:
     /// @throws Failure for wrong usage when a stream is to be changed in place; FileInUse when other processes change
-    /// the
-    ///         file for longer than the options wait.
+    ///         the file for longer than the options wait.
     PackageChange(const ChangeOptions& options, Console& console, ChangeSubject subject = ChangeSubject::Content);
 
     OpenPackage& getPackage() noexcept { return package_; }

@@ -23,9 +23,8 @@ class OPCRAFT_API TimeStamp {
 public:
     /// Reads a token; nothing is verified.
     /// @throws opc::Exception when the bytes are not exactly one token (a ContentInfo with SignedData over a TSTInfo,
-    /// and
-    ///         one signer), or more than 1 MiB; it contains more than 50 certificates, or a malformed one; or it has
-    ///         another version than 1 or a critical extension.
+    ///         and one signer), or more than 1 MiB; it contains more than 50 certificates, or a malformed one; or it
+    ///         has another version than 1 or a critical extension.
     static TimeStamp fromDER(const std::vector<unsigned char>& der);
 
     /// When it was made, in UTC; fractions of a second are dropped.

@@ -38,11 +38,9 @@ struct Options {
 /// tolerantly, too, and tells its own findings.
 /// @param store not open. It is closed again when this returns or throws.
 /// @return the findings in the order of the store's items, those of one item by place and rule; first those of the
-/// package
-///         as a whole and of the content types stream, last those of items that are not parts.
+///         package as a whole and of the content types stream, last those of items that are not parts.
 /// @throws opc::Exception, as `model::Package::open` with a sink, when nothing can be read; for a failure of the store
-/// and
-///         for an exceeded limit of the store.
+///         and for an exceeded limit of the store.
 OPCRAFT_API std::vector<Finding> examine(interfaces::IPhysicalPackage& store, const Options& options = {});
 
 } // namespace opc::lint

@@ -109,11 +109,9 @@ public:
 
     /// What the sink is told is not refused then:
     /// - items of the same part, or a piece of a part that is there twice: none of them is a part, and neither are
-    /// their
-    ///   relationships;
+    ///   their relationships;
     /// - several content types streams, of which none is read and none can be written (file_exists), or none at all in
-    /// a
-    ///   file of no other known format: of the items, only relationships parts are parts, as always without a type.
+    ///   a file of no other known format: of the items, only relationships parts are parts, as always without a type.
     /// An item that is left out is kept as it is, and `getItems` says why. A content types stream that is there but
     /// cannot be read makes no parts either; what is wrong with it is told to those who parse it. Refused all the same
     /// are other formats, files without a central directory or with several, as two archives in a row, and items that
