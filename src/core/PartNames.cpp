@@ -67,6 +67,29 @@ std::optional<PartNameFault> findFault(std::u16string_view segment) noexcept {
 
 } // namespace
 
+RuleId toRuleId(PartNameRule rule) noexcept {
+    switch (rule) {
+    case PartNameRule::NotEmpty:
+        return RuleId::PartNameNotEmpty;
+    case PartNameRule::NoScheme:
+    case PartNameRule::AbsolutePath:
+        return RuleId::SlashInFront;
+    case PartNameRule::NoSlashAtEnd:
+        return RuleId::NoSlashAtEnd;
+    case PartNameRule::NoEmptySegment:
+        return RuleId::NoEmptySegment;
+    case PartNameRule::NoSegmentOfDots:
+        return RuleId::NoSegmentOfDots;
+    case PartNameRule::NoDotAtEnd:
+        return RuleId::NoDotAtEnd;
+    case PartNameRule::NoEscapedSlash:
+        return RuleId::NoEscapedSlash;
+    case PartNameRule::NoEscapedUnreserved:
+        break;
+    }
+    return RuleId::NoEscapedUnreserved;
+}
+
 std::optional<PartNameFault> findForbiddenEscape(std::u16string_view segment) noexcept {
     for (std::size_t i = segment.find(u'%'); i != std::u16string_view::npos; i = segment.find(u'%', i + 3)) {
         const int value = escapedByte(segment, i);

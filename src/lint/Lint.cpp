@@ -20,9 +20,7 @@ using model::DigitalSignatureManager;
 using model::SignatureForm;
 
 std::unique_ptr<DigitalSignatureManager> makeManager(model::Package& package) {
-    static const std::vector<SignatureForm> forms{SignatureForm::Library, SignatureForm::Standard,
-                                                  SignatureForm::Office};
-    return std::make_unique<DigitalSignatureManager>(package, forms, SignatureForm::Standard);
+    return std::make_unique<DigitalSignatureManager>(package, model::getAllSignatureForms(), SignatureForm::Standard);
 }
 
 Finding unreadableSignature(const Exception& error) {

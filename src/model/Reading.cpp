@@ -21,30 +21,6 @@ std::string withoutItem(const std::string& message, const std::string& item) {
     return found == message.npos ? message : message.substr(found + name.size());
 }
 
-RuleId ruleOf(detail::PartNameRule rule) noexcept {
-    using Fault = detail::PartNameRule;
-    switch (rule) {
-    case Fault::NotEmpty:
-        return RuleId::PartNameNotEmpty;
-    case Fault::NoScheme:
-    case Fault::AbsolutePath:
-        return RuleId::SlashInFront;
-    case Fault::NoSlashAtEnd:
-        return RuleId::NoSlashAtEnd;
-    case Fault::NoEmptySegment:
-        return RuleId::NoEmptySegment;
-    case Fault::NoSegmentOfDots:
-        return RuleId::NoSegmentOfDots;
-    case Fault::NoDotAtEnd:
-        return RuleId::NoDotAtEnd;
-    case Fault::NoEscapedSlash:
-        return RuleId::NoEscapedSlash;
-    case Fault::NoEscapedUnreserved:
-        break;
-    }
-    return RuleId::NoEscapedUnreserved;
-}
-
 } // namespace
 
 void Reading::found(RuleId rule, const Exception& error, const std::string& item) const {
@@ -83,7 +59,7 @@ RuleId ruleOfPartName(const std::u16string& name) {
         return RuleId::PathCharacters;
     }
     const auto fault = detail::findPartNameFault(name);
-    return fault ? ruleOf(fault->rule) : RuleId::NoSlashAtEnd; // of the package root
+    return fault ? detail::toRuleId(fault->rule) : RuleId::NoSlashAtEnd; // of the package root
 }
 
 } // namespace opc::model

@@ -31,10 +31,6 @@ public:
     /// @return whether it was read.
     template <class Read, class Wrong>
     bool attempt(Read read, Wrong wrong) const {
-        if (!isTolerant()) {
-            read();
-            return true;
-        }
         try {
             read();
             return true;
@@ -43,6 +39,8 @@ public:
         } catch (const InvalidXMLSchema&) {
             throw;
         } catch (const Exception& e) {
+            if (!isTolerant())
+                throw;
             wrong(e);
         }
         return false;

@@ -61,6 +61,10 @@ constexpr SignatureFormRules OFFICE_RULES = makeStandardRules(SignatureForm::Off
 
 } // namespace
 
+std::vector<SignatureForm> getAllSignatureForms() {
+    return {SignatureForm::Library, SignatureForm::Standard, SignatureForm::Office};
+}
+
 const SignatureIdentifiers& getSignatureIdentifiers(SignatureForm form) {
     switch (form) {
     case SignatureForm::Library:

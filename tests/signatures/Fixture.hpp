@@ -124,8 +124,7 @@ public:
     /// With signatures of all forms.
     /// @param form of new ones.
     Opened(Bytes& zip, OpenMode mode, SignatureForm form)
-        : physical(zip), package(physical),
-          manager(package, {SignatureForm::Library, SignatureForm::Standard, SignatureForm::Office}, form) {
+        : physical(zip), package(physical), manager(package, getAllSignatureForms(), form) {
         package.open(mode);
     }
     /// To be changed, with signatures of all forms.

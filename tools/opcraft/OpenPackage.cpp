@@ -60,8 +60,8 @@ void throwIfInUse(const opc::Exception& error, const std::string& file) {
 
 std::unique_ptr<opc::model::DigitalSignatureManager> makeSignatureManager(opc::model::Package& package,
                                                                           SignatureForm formToWrite) {
-    static const std::vector<SignatureForm> all{SignatureForm::Library, SignatureForm::Standard, SignatureForm::Office};
-    return std::make_unique<opc::model::DigitalSignatureManager>(package, all, formToWrite);
+    return std::make_unique<opc::model::DigitalSignatureManager>(package, opc::model::getAllSignatureForms(),
+                                                                 formToWrite);
 }
 
 UnreadableSignatures::UnreadableSignatures(const opc::Exception& error, const std::string& file)

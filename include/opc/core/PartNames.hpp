@@ -2,6 +2,7 @@
 #pragma once
 
 #include <opc/core/Export.hpp>
+#include <opc/core/Rules.hpp>
 
 #include <cstddef>
 #include <optional>
@@ -25,6 +26,9 @@ enum class PartNameRule {
     NoEscapedSlash,      ///< [M1.7] nor a backslash
     NoEscapedUnreserved, ///< [M1.8]
 };
+
+/// The rule that a finding names. An absolute URI does not start with a slash.
+OPCRAFT_API RuleId toRuleId(PartNameRule rule) noexcept;
 
 /// The violation of a rule by a name.
 struct PartNameFault {

@@ -4,6 +4,7 @@
 #include <opc/core/Export.hpp>
 
 #include <cstdint>
+#include <vector>
 
 namespace opc::model {
 
@@ -13,6 +14,10 @@ enum class SignatureForm : std::int32_t {
     Standard, ///< ECMA-376-2 §10 and Annex E: a package object alone
     Office,   ///< `Standard` with what Microsoft Office adds: an office object (MS-OFFCRYPTO §2.5.2) and XAdES-BES
 };
+
+/// All forms, for a manager that is to read whatever signatures a package has. May be called from any thread.
+/// @throws std::bad_alloc
+OPCRAFT_API std::vector<SignatureForm> getAllSignatureForms();
 
 /// The identifiers by which the signatures of a form are found in a package.
 struct SignatureIdentifiers {

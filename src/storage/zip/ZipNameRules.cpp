@@ -56,22 +56,15 @@ std::string findFileSystemFault(std::string_view name) {
     return static_cast<std::size_t>(length) < LONG_NAME ? "" : "a name of " + std::to_string(length) + " characters";
 }
 
+/// The slash in front is not one of the name: a name that is nothing else is empty, and "//" is an empty segment.
 RuleId toRule(detail::PartNameRule rule) {
-    using Rule = detail::PartNameRule;
     switch (rule) {
-    case Rule::NotEmpty:
-    case Rule::NoSlashAtEnd: // nothing but the slash in front: a folder is told as such
+    case detail::PartNameRule::NoSlashAtEnd: // a folder is told as such
         return RuleId::PartNameNotEmpty;
-    case Rule::NoSegmentOfDots:
-        return RuleId::NoSegmentOfDots;
-    case Rule::NoDotAtEnd:
-        return RuleId::NoDotAtEnd;
-    case Rule::NoEscapedSlash:
-        return RuleId::NoEscapedSlash;
-    case Rule::NoEscapedUnreserved:
-        return RuleId::NoEscapedUnreserved;
-    default: // it starts with "//", too
+    case detail::PartNameRule::AbsolutePath:
         return RuleId::NoEmptySegment;
+    default:
+        return detail::toRuleId(rule);
     }
 }
 
