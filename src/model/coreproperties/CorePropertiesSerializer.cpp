@@ -208,8 +208,9 @@ std::optional<std::vector<unsigned char>> CorePropertiesSerializer::update(const
         bool isChanged = false;
         for (const CoreProperty* property : changed)
             isChanged |= translatingXercesErrors([&] {
-                return removeOthers(tree.root(), *property) |
-                       replaceElement(tree.root(), find(tree.root(), *property), find(values.root(), *property));
+                const bool hadOthers = removeOthers(tree.root(), *property);
+                return replaceElement(tree.root(), find(tree.root(), *property), find(values.root(), *property)) ||
+                       hadOthers;
             });
         if (!isChanged)
             return std::nullopt;
