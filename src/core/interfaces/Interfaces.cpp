@@ -2,6 +2,7 @@
 #include <opc/core/interfaces/IPhysicalContentTypes.hpp>
 #include <opc/core/interfaces/IPhysicalFindings.hpp>
 #include <opc/core/interfaces/IPhysicalInputStream.hpp>
+#include <opc/core/interfaces/IPhysicalItems.hpp>
 #include <opc/core/interfaces/IPhysicalOtherItems.hpp>
 #include <opc/core/interfaces/IPhysicalOutputStream.hpp>
 #include <opc/core/interfaces/IPhysicalPackage.hpp>
@@ -15,6 +16,7 @@ namespace opc::interfaces {
 IPhysicalContentTypes::~IPhysicalContentTypes() = default;
 IPhysicalFindings::~IPhysicalFindings() = default;
 IPhysicalInputStream::~IPhysicalInputStream() = default;
+IPhysicalItems::~IPhysicalItems() = default;
 IPhysicalOtherItems::~IPhysicalOtherItems() = default;
 IPhysicalOutputStream::~IPhysicalOutputStream() = default;
 IPhysicalPackage::~IPhysicalPackage() = default;
