@@ -282,6 +282,65 @@ TEST(ZipConsistency, NoOtherReaderReadsAnotherDocumentOutOfWhatIsNotRefused) {
     EXPECT_EQ(result.exitCode, 0) << result.out << result.err;
 }
 
+/// The document that a tolerant open reads; what is said when it is refused.
+std::string documentIn(Bytes& bytes, ZipOptions::Take take) {
+    ZipOptions options;
+    options.take = take;
+    ZipPackage package(bytes, options);
+    Findings findings;
+    try {
+        package.openTolerantly(OpenMode::ReadWrite, findings);
+    } catch (const Exception& e) {
+        return e.what();
+    }
+    EXPECT_THAT(findings.text, StartsWith("zip-end-record blocks error : "));
+    const std::string text = readPart(package, u'/' + toString(NAME));
+    createPart(package, u"/new.xml", "new");
+    EXPECT_TRUE(failsWith(Errc::operation_not_permitted, [&] { package.close(false); }))
+        << "the other bytes would be lost";
+    package.deletePart(u"/new.xml");
+    package.changeItems({}, true);
+    package.close(false);
+    EXPECT_EQ(openingAs(true, toText(bytes)), "opens");
+    return text;
+}
+
+TEST(ZipConsistency, OfSeveralArchivesInARowOneIsTaken) {
+    const std::string theirs = packageOf({{NAME, FAKE, 0}});
+    const std::string ours = packageOf({OURS});
+    const std::string large = packageOf({OURS, {"x.xml", std::string(100000, 'x'), 0}}); // 4 items
+    const struct {
+        std::string file;
+        std::string first = "ambiguous: ";
+        std::string last = TEXT;
+        std::string neither = "ambiguous: ";
+        const char* why;
+    } cases[] = {
+        {.file = theirs + ours, .first = FAKE, .why = "one layout"},
+        {.file = theirs + large, .first = FAKE, .why = "the first far from the end"},
+        {.file = packageOf({OURS}, "", theirs), .first = FAKE, .why = "offsets count from the start of the file"},
+        {.file = theirs + "x" + ours + "y" + withEnd64(large), .first = FAKE, .why = "three, and bytes between them"},
+        {.file = "front" + ours, .first = TEXT, .neither = TEXT, .why = "bytes before one"},
+        {.file = theirs.substr(0, theirs.size() - 22) + ours, .first = TEXT, .why = "no end record of the first"},
+        {.file = ours + rawZip({}), .last = "ambiguous: ", .why = "an empty archive behind"},
+    };
+    TemporaryFolder folder;
+    for (const auto& [file, first, last, neither, why] : cases) {
+        for (const auto& [take, expected] : {std::pair(ZipOptions::Take::Neither, neither),
+                                             {ZipOptions::Take::First, first},
+                                             {ZipOptions::Take::Last, last}}) {
+            Bytes bytes = toBytes(file);
+            EXPECT_THAT(documentIn(bytes, take), HasSubstr(expected)) << why;
+        }
+        writeFile(folder / "a.zip", toBytes(file));
+        const ProcessResult python =
+            runProcess(OPCRAFT_PYTHON,
+                       {"-c", "import sys, zipfile; print(zipfile.ZipFile(sys.argv[1]).read(sys.argv[2]).decode())",
+                        folder / "a.zip", NAME});
+        EXPECT_EQ(python.out == last + '\n', last == TEXT) << why;
+    }
+}
+
 TEST(ZipConsistency, OurOwnFilesAndThoseOfLibzipPass) {
     TemporaryFolder folder;
     const std::string text(100000, 't');

@@ -50,13 +50,48 @@ TEST(ZipParts, GivesAwayTheContentTypesThatItHasRead) {
     EXPECT_EQ(Zip()->takeContentTypes(), nullptr);
 }
 
+/// What the items of a package are to a tolerant open: "t" the content types, "p" a part, "o" another one.
+std::string kindsIn(Bytes file, ZipOptions::Take take) {
+    ZipOptions options;
+    options.take = take;
+    ZipPackage package(file, options);
+    Findings findings;
+    package.openTolerantly(OpenMode::ReadOnly, findings);
+    EXPECT_THAT(findings.text, HasSubstr(" blocks "));
+    std::string kinds;
+    for (const ZipItem& item : package.getItems())
+        kinds += "tpo"[static_cast<int>(item.kind)];
+    findings.text.clear();
+    package.findAmbiguities(findings, false);
+    EXPECT_THAT(findings.text, testing::Not(HasSubstr("M3.3"))) << "told already";
+    return kinds;
+}
+
 TEST(ZipParts, TwoItemsThatAreOnePartFailTheOpen) {
     for (const auto& row : readTable("storage/same-items.tsv")) {
         std::vector<std::string> names;
         boost::split(names, unescaped(row[1]), boost::is_any_of("|"));
         EXPECT_THAT(openingSays(zipOfNames(names)), HasSubstr(unescaped(row[0]))) << row[2];
         EXPECT_THAT(findingsIn(zipOfNames(names)), StartsWith(row.size() > 3 ? row[3] : "")) << row[2];
+        if (row.size() > 5) {
+            EXPECT_EQ(kindsIn(zipOfNames(names), ZipOptions::Take::First), row[4]) << row[2];
+            EXPECT_EQ(kindsIn(zipOfNames(names), ZipOptions::Take::Last), row[5]) << row[2];
+        }
     }
+}
+
+TEST(ZipParts, ToDeleteAPartThatWasTakenDeletesAllOfItsItems) {
+    ZipOptions options;
+    options.take = ZipOptions::Take::Last;
+    Bytes bytes = zipWith({{"a.xml", "1"}, {"A.xml", "2"}, {"_rels/a.xml.rels"}, {"b.xml", "3"}});
+    ZipPackage package(bytes, options);
+    Findings findings;
+    package.openTolerantly(OpenMode::ReadWrite, findings);
+    EXPECT_EQ(readPart(package, u"/A.xml"), "2");
+    package.deletePart(u"/a.xml");
+    EXPECT_NO_THROW(createPart(package, u"/a.xml", "4"));
+    package.close(false);
+    EXPECT_THAT(RawZipReader(bytes).names(), ElementsAre("[Content_Types].xml", "_rels/a.xml.rels", "b.xml", "a.xml"));
 }
 
 TEST(ZipParts, OfTwoItemsThatAreOnePartATolerantOpenTakesNeitherAndASaveKeepsBoth) {

@@ -74,6 +74,7 @@ ZipInput::ZipInput(const InputOptions& options, bool inMemory) : name_(options.f
         throw wrongArgument(name_, "this names no file");
     options_.limits = options.limits;
     options_.consistent = options.consistent;
+    options_.take = options.take;
     options_.lockTimeout = options.lockTimeout;
     options_.threads = 0;
     if (inMemory || isStream(name_)) {

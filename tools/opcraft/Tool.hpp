@@ -6,6 +6,7 @@
 
 #include <opc/core/Limits.hpp>
 #include <opc/signatures/SignatureForm.hpp>
+#include <opc/storage/zip/ZipOptions.hpp>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -47,6 +48,7 @@ struct CommandOptions {
 struct InputOptions : CommandOptions {
     opc::Limits limits{};
     bool consistent = false; ///< whether a ZIP file that readers may read differently is refused; set by the command
+    opc::storage::ZipOptions::Take take = opc::storage::ZipOptions::Take::Neither; ///< as of `ZipOptions`
     bool signatures = false; ///< whether signatures are read, to be verified or changed; set by the command
     opc::model::SignatureForm formToWrite = opc::model::SignatureForm::Standard; ///< of new signatures
     std::optional<std::chrono::milliseconds> lockTimeout{}; ///< as of `opc::storage::ZipOptions`; set by the command

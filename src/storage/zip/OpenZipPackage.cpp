@@ -4,6 +4,7 @@
 #include "storage/Failure.hpp"
 #include "storage/zip/ContentChecks.hpp"
 #include "storage/zip/ContentTypesReader.hpp"
+#include "storage/zip/ItemChanges.hpp"
 #include "storage/zip/ItemNames.hpp"
 #include "storage/zip/MainPart.hpp"
 #include "storage/zip/OtherFormats.hpp"
@@ -53,26 +54,6 @@ ZipChanges::Added toAdded(const ZipEntry& entry) {
     return {entry.name, entry.bytes.getContent(), entry.bytes.compression(), entry.getLabel()};
 }
 
-/// @return nothing when there are more bytes than so many.
-std::optional<std::vector<unsigned char>> readWhole(ItemReader& item, std::uint64_t maximumSize) {
-    std::vector<unsigned char> bytes;
-    std::array<unsigned char, 16384> buffer;
-    while (const std::size_t count = item.read(buffer.data(), buffer.size())) {
-        if (count > maximumSize - bytes.size())
-            return std::nullopt;
-        bytes.insert(bytes.end(), buffer.data(), buffer.data() + count);
-    }
-    return bytes;
-}
-
-/// What two pieces with the same number break.
-RuleId findRuleOfPieces(const std::string& name, const std::string& other) {
-    if (name == other)
-        return RuleId::NoDuplicateItem;
-    return caselessCompare(toString(name, false), toString(other, false)) == 0 ? RuleId::NoEquivalentPieces
-                                                                               : RuleId::NoDuplicatePieceNumber;
-}
-
 /// Hands findings on, with the name of the part where there is one, and without what the open told already.
 class PartFindings final : public FindingSink {
 public:
@@ -83,7 +64,7 @@ public:
         const ZipEntry* entry = items_.findItem(finding.place.item);
         if (entry && entry->kind == ZipItemKind::Part)
             named.place.item = detail::toUTF8String(entry->partName(), false);
-        if (finding.rule != RuleId::NoDuplicateItem || !entry || entry->reason.empty())
+        if (finding.rule != RuleId::NoDuplicateItem || !entry || (entry->reason.empty() && !entry->isOneOfSeveral))
             sink_.found(named);
     }
 
@@ -109,207 +90,12 @@ OpenZipPackage::OpenZipPackage(const ZipLocation& location, OpenMode mode,
     if (opening_.mode == OpenMode::CreateOnly) {
         openReplaced();
     } else {
-        openArchive();
         // What the option refuses is refused always.
         const ZipFaults faults(location_.label, location_.options.consistent ? nullptr : sink, true);
+        openArchive(faults);
         readItems(faults);
         readContentTypes(faults);
     }
-}
-
-/// The file that a created package will replace is not read, and is not locked where it cannot be read.
-void OpenZipPackage::openReplaced() {
-    if (!own_ || !own_->known || output_)
-        return;
-    try {
-        replaced_ = std::make_unique<FileBytes>(location_.file, location_.label);
-        takeForOwn(*replaced_);
-    } catch (const Exception& e) {
-        if (e.code() == make_error_condition(Errc::device_or_resource_busy))
-            throw;
-        replaced_.reset();
-        own_.emplace(location_.file, location_.label);
-    }
-}
-
-void OpenZipPackage::takeForOwn(FileBytes& file) {
-    const bool isInPlace = opening_.mode != OpenMode::ReadOnly && !output_;
-    if (isInPlace && location_.options.lockTimeout)
-        file.lock(*location_.options.lockTimeout);
-    own_->known = file.identity();
-    own_->unlocked = file.getUnlocked();
-}
-
-std::unique_ptr<PackageBytes> OpenZipPackage::openBytes() {
-    if (location_.bytes)
-        return std::make_unique<VectorBytes>(*location_.bytes);
-    auto bytes = std::make_unique<FileBytes>(location_.file, location_.label);
-    if (opening_.mode == OpenMode::ReadWrite && !output_)
-        throwIfNotWritable(location_.file, location_.label);
-    takeForOwn(*bytes);
-    return bytes;
-}
-
-void OpenZipPackage::openArchive() {
-    archive_ = std::make_unique<ZipArchive>(openBytes(), location_.label);
-    limits_.checkItems(archive_->count(), location_.label);
-    if (location_.options.consistent)
-        checkConsistency(*archive_, ZipFaults(location_.label, nullptr, true));
-}
-
-void OpenZipPackage::readItems(const ZipFaults& faults) {
-    PieceGroups groups;
-    std::vector<ZipArchive::Item> items;
-    items.reserve(archive_->count());
-    for (std::uint64_t index = 0; index < archive_->count(); ++index) {
-        items.push_back(archive_->item(index));
-        const std::string& name = items.back().name;
-        limits_.checkName(name, location_.label);
-        const auto piece = parsePieceName(name);
-        if (const auto other = piece ? groups.add(*piece, index) : std::nullopt)
-            faults.add({findRuleOfPieces(name, items[*other].name), name,
-                        "a piece with the number of the item " + inQuotes(items[*other].name),
-                        "duplicate item " + inQuotes(name)});
-    }
-    addItems(std::move(items), groups, faults);
-    findContentTypes(faults);
-    if (location_.options.consistent) {
-        checkMeetingNames(items_, *archive_, faults);
-        contentChecks().checkContents(faults);
-    }
-}
-
-void OpenZipPackage::addItems(std::vector<ZipArchive::Item> items, const PieceGroups& groups, const ZipFaults& faults) {
-    for (std::uint64_t index = 0; index < items.size(); ++index) {
-        const auto piece = parsePieceName(items[index].name);
-        if (!piece || !groups.isComplete(piece->prefix)) {
-            const bool isDuplicate = piece && groups.hasDuplicate(piece->prefix);
-            ZipEntry& entry = addItem(index, std::move(items[index]), {}, faults);
-            if (isDuplicate)
-                entry.reason = "a piece of a part that has a duplicate piece";
-        } else if (piece->number == 0) {
-            addInterleavedPart(*piece, items, groups, faults);
-        }
-    }
-}
-
-void OpenZipPackage::addInterleavedPart(const PieceName& first, const std::vector<ZipArchive::Item>& items,
-                                        const PieceGroups& groups, const ZipFaults& faults) {
-    if (location_.options.consistent)
-        faults.add({RuleId::InterleavedPart, std::string(first.prefix), IN_PIECES});
-    ZipArchive::Item whole{std::string(first.prefix)};
-    std::vector<std::uint64_t> pieces = groups.getPieces(first.prefix);
-    for (const std::uint64_t each : pieces) {
-        whole.size += items[each].size;
-        whole.compressedSize += items[each].compressedSize;
-    }
-    const std::uint64_t index = pieces.front();
-    addItem(index, std::move(whole), std::move(pieces), faults);
-}
-
-ContentChecks OpenZipPackage::contentChecks() {
-    return {items_, *archive_, limits_, threads_};
-}
-
-/// A file of another format is refused always.
-void OpenZipPackage::findContentTypes(const ZipFaults& faults) {
-    if (hasTwoContentTypes_)
-        items_.leaveOutContentTypes("a duplicate content types stream");
-    else if (!items_.contentTypes()) {
-        const auto hasItem = [this](std::string_view name) { return items_.findItem(name) != nullptr; };
-        const std::string kind = findOtherZip(hasItem, readMediaType());
-        const std::string what = "no item \"[Content_Types].xml\"";
-        const std::string said = (kind.empty() ? "a ZIP file" : kind) + ", not a package: " + what;
-        if (!kind.empty())
-            fail(Errc::bad_message, location_.label + ": " + said);
-        faults.add({RuleId::ContentTypesMissing, {}, what, said});
-    }
-}
-
-/// The start of the item by which other formats declare their media type; empty when none can be read.
-std::string OpenZipPackage::readMediaType() {
-    std::string text(100, '\0');
-    try {
-        ZipEntry* entry = items_.findItem("mimetype");
-        text.resize(entry ? readOriginal(*entry)->read(reinterpret_cast<unsigned char*>(text.data()), text.size()) : 0);
-    } catch (const Exception&) {
-        text.clear();
-    }
-    return text.substr(0, text.find_first_of("\r\n"));
-}
-
-/// @param pieces of an interleaved item; a lone piece is not a part (ECMA-376-2 §7.2.4).
-ZipEntry& OpenZipPackage::addItem(std::uint64_t index, ZipArchive::Item&& item, std::vector<std::uint64_t> pieces,
-                                  const ZipFaults& faults) {
-    const bool isContentTypes = isContentTypesItem(item.name);
-    const bool isAnother = isContentTypes && items_.contentTypes();
-    if (isAnother) {
-        const std::string first = inQuotes(items_.contentTypes()->name);
-        faults.add({RuleId::ContentTypesMissing, item.name, "duplicate content types stream, beside " + first,
-                    "duplicate content types stream: " + first + " and " + inQuotes(item.name)});
-        hasTwoContentTypes_ = true;
-    }
-    std::optional<std::u16string> partName;
-    if (!isContentTypes && !parsePieceName(item.name))
-        partName = toPartName(item.name);
-    ZipEntry& entry = items_.add(items_.all().end(), *this, opening_, std::move(item.name),
-                                 std::move(partName).value_or(std::u16string()));
-    if (isAnother)
-        entry.reason = "a duplicate content types stream";
-    else if (isContentTypes)
-        items_.setContentTypes(entry);
-    entry.index = index;
-    entry.pieces = std::move(pieces);
-    entry.size = item.size;
-    entry.compressedSize = item.compressedSize;
-    // The number in the directory is not trusted: there are at most as many bytes as the file has.
-    entry.count.compressedSize = std::min(entry.compressedSize, archive_->getBytes().size());
-    return entry;
-}
-
-std::unique_ptr<ItemReader> OpenZipPackage::readOriginal(ZipEntry& entry) {
-    std::unique_ptr<ItemReader> reader;
-    if (entry.pieces.empty())
-        reader = archive_->read(*entry.index, entry.getLabel());
-    else
-        reader = archive_->read(entry.pieces, entry.getLabel());
-    return limits_.watch(std::move(reader), entry.count, entry);
-}
-
-std::optional<ContentTypes> OpenZipPackage::readPlainContentTypes(ZipEntry& stream) {
-    const auto bytes = readWhole(*readOriginal(stream), limits_.get().xmlSize);
-    auto table = bytes ? detail::readPlainContentTypes(*bytes, limits_.get()) : std::nullopt;
-    return table ? std::optional<ContentTypes>(std::move(*table)) : std::nullopt;
-}
-
-/// @return nothing when the stream cannot be read; without a stream, no entries.
-std::optional<ContentTypes> OpenZipPackage::readContentTypes(bool& isPlain) {
-    std::optional<ContentTypes> types;
-    ZipEntry* const stream = items_.contentTypes();
-    isPlain = !stream;
-    if (!stream)
-        return ContentTypes({});
-    try {
-        types = readPlainContentTypes(*stream);
-        isPlain = types.has_value();
-        if (!isPlain)
-            types = storage::readContentTypes(*readOriginal(*stream), limits_.get().xmlSize);
-    } catch (const Exception&) {
-        // The model meets the same failure when it reads the stream; here no content type is known.
-    }
-    return types;
-}
-
-void OpenZipPackage::readContentTypes(const ZipFaults& faults) {
-    bool isPlain = false;
-    std::optional<ContentTypes> types = readContentTypes(isPlain);
-    if (location_.options.consistent)
-        contentChecks().checkContentTypes(types, faults);
-    if (!types && faults.isTolerant())
-        types.emplace(detail::ContentTypeTable{}); // an item without a type is not a part
-    items_.findParts(types ? &*types : nullptr, faults);
-    if (isPlain)
-        contentTypes_ = std::make_unique<detail::ContentTypeTable>(std::move(*types).release());
 }
 
 void OpenZipPackage::findAmbiguities(FindingSink& sink, bool readsContents) {
@@ -400,6 +186,39 @@ std::vector<interfaces::IPhysicalPart*> OpenZipPackage::getParts() {
     return parts;
 }
 
+std::vector<interfaces::IPhysicalItems::Item> OpenZipPackage::getStoredItems() const {
+    std::vector<interfaces::IPhysicalItems::Item> items;
+    for (std::uint64_t index = 0; archive_ && index < archive_->count(); ++index) {
+        ZipArchive::Item item = archive_->item(index);
+        items.push_back({std::move(item.name), item.size});
+    }
+    return items;
+}
+
+interfaces::IPhysicalInputStream* OpenZipPackage::getStoredItemInputStream(std::size_t position) {
+    throwIfCreateOnly(location_.label);
+    if (position >= archive_->count())
+        fail(Errc::no_such_file_or_directory, location_.label + ": no item at this position");
+    const auto known = storedItems_.find(position);
+    if (known != storedItems_.end())
+        return known->second.bytes.getInputStream();
+    ZipArchive::Item item = archive_->item(position);
+    ZipEntry& entry =
+        storedItems_.try_emplace(position, *this, opening_, std::move(item.name), std::u16string()).first->second;
+    entry.index = position;
+    setSizes(entry, item);
+    return entry.bytes.getInputStream();
+}
+
+void OpenZipPackage::changeItems(const std::vector<interfaces::IPhysicalItems::Change>& changes,
+                                 bool dropsSurroundings) {
+    throwIfReadOnly();
+    throwIfCreateOnly(location_.label);
+    ZipChanges result = toZipChanges(changes, *archive_, limits_, location_.label);
+    result.dropsSurroundings = dropsSurroundings;
+    itemChanges_ = std::move(result);
+}
+
 void OpenZipPackage::readParts(const std::vector<interfaces::IPhysicalPart*>& parts,
                                const interfaces::IPhysicalParallelReading::Take& take) const {
     std::vector<const ZipEntry*> entries;
@@ -447,12 +266,21 @@ void OpenZipPackage::deletePart(const std::u16string& name) {
     ZipEntry* part = items_.findPart(name);
     if (!part)
         fail(Errc::no_such_file_or_directory, labelOf(name) + ": no such part");
-    if (part->index) {
-        const std::vector<std::uint64_t> whole{*part->index};
-        const auto& indexes = part->pieces.empty() ? whole : part->pieces;
+    const bool isOneOfSeveral = part->isOneOfSeveral;
+    removeItem(*part);
+    for (ZipEntry* other = isOneOfSeveral ? items_.findByPartName(name) : nullptr; other;
+         other = items_.findByPartName(name))
+        removeItem(*other);
+}
+
+/// An item of the name of a part.
+void OpenZipPackage::removeItem(ZipEntry& item) {
+    if (item.index) {
+        const std::vector<std::uint64_t> whole{*item.index};
+        const auto& indexes = item.pieces.empty() ? whole : item.pieces;
         deleted_.insert(deleted_.end(), indexes.begin(), indexes.end());
     }
-    items_.removePart(*part);
+    items_.remove(item);
 }
 
 /// The name may be that of an item, or meet that of one that is not a part when it is unpacked.
@@ -516,6 +344,19 @@ ZipChanges OpenZipPackage::collectChanges() {
     return changes;
 }
 
+/// @throws opc::Exception operation_not_permitted when something would be lost.
+ZipChanges OpenZipPackage::chooseChanges() {
+    ZipChanges changes = collectChanges();
+    if (itemChanges_ && !changes.empty())
+        fail(Errc::operation_not_permitted, location_.label + ": parts were changed beside the items below them");
+    if (itemChanges_)
+        changes = *itemChanges_;
+    if (taken_ && !changes.empty() && !changes.dropsSurroundings)
+        fail(Errc::operation_not_permitted,
+             location_.label + ": what the file has beside the archive that was taken would be lost");
+    return changes;
+}
+
 std::unique_ptr<Target> OpenZipPackage::makeTarget() {
     if (output_)
         return std::make_unique<FileTarget>(*output_);
@@ -527,7 +368,7 @@ std::unique_ptr<Target> OpenZipPackage::makeTarget() {
 void OpenZipPackage::save() {
     if (opening_.mode == OpenMode::ReadOnly)
         return;
-    const ZipChanges changes = collectChanges();
+    const ZipChanges changes = chooseChanges();
     const bool changed = !changes.empty() || opening_.mode == OpenMode::CreateOnly;
     if (!changed && !isOutputSet_)
         return;
@@ -537,7 +378,7 @@ void OpenZipPackage::save() {
     if (changed)
         writeZip(archive_.get(), changes, limits_, *target);
     else
-        copyBytes(archive_->getBytes(), 0, archive_->getBytes().size(), *target);
+        copyBytes(*bytes_, 0, bytes_->size(), *target);
     throwIfChanged(); // while it was copied
     target->commit();
 }
@@ -549,8 +390,8 @@ void OpenZipPackage::throwIfBeyondLimits(const ZipChanges& changes) const {
 }
 
 void OpenZipPackage::throwIfChanged() const {
-    if (archive_)
-        archive_->getBytes().throwIfChanged();
+    if (bytes_)
+        bytes_->throwIfChanged();
 }
 
 std::string OpenZipPackage::labelOf(std::string_view itemName) const {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "storage/zip/ArchivesInRow.hpp"
+#include "storage/zip/FileBytes.hpp"
 #include "storage/zip/ReadLimits.hpp"
 #include "storage/zip/Targets.hpp"
 #include "storage/zip/ZipArchive.hpp"
@@ -9,12 +11,14 @@
 #include "storage/zip/ZipWriter.hpp"
 
 #include <opc/core/PlainContentTypes.hpp>
+#include <opc/core/interfaces/IPhysicalItems.hpp>
 #include <opc/core/interfaces/IPhysicalParallelReading.hpp>
 #include <opc/core/interfaces/OpenMode.hpp>
 #include <opc/storage/zip/ZipOptions.hpp>
 
 #include <cstddef>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -58,6 +62,11 @@ public:
                                           interfaces::CompressionType compression);
     void deletePart(const std::u16string& name);
 
+    // Those of `IPhysicalItems`.
+    std::vector<interfaces::IPhysicalItems::Item> getStoredItems() const;
+    interfaces::IPhysicalInputStream* getStoredItemInputStream(std::size_t position);
+    void changeItems(const std::vector<interfaces::IPhysicalItems::Change>& changes, bool dropsSurroundings);
+
     // Those of `IPhysicalParallelReading`.
     bool isParallel() const { return threads_ > 1; }
     void readParts(const std::vector<interfaces::IPhysicalPart*>& parts,
@@ -71,7 +80,8 @@ private:
     void openReplaced();
     void takeForOwn(FileBytes& file);
     std::unique_ptr<PackageBytes> openBytes();
-    void openArchive();
+    void openArchive(const ZipFaults& faults);
+    bool chooseArchive(const ZipFaults& faults);
     void readItems(const ZipFaults& faults);
     void addItems(std::vector<ZipArchive::Item> items, const PieceGroups& groups, const ZipFaults& faults);
     void addInterleavedPart(const PieceName& first, const std::vector<ZipArchive::Item>& items,
@@ -79,10 +89,12 @@ private:
     void findContentTypes(const ZipFaults& faults);
     ContentChecks contentChecks();
     ZipEntry* findUnchanged(interfaces::IPhysicalPart& part) const;
+    void removeItem(ZipEntry& item);
     void throwIfTaken(std::u16string_view name, std::string_view itemName);
     void throwIfBeyondLimits(const ZipChanges& changes) const;
     ZipEntry& addItem(std::uint64_t index, ZipArchive::Item&& item, std::vector<std::uint64_t> pieces,
                       const ZipFaults& faults);
+    void setSizes(ZipEntry& entry, const ZipArchive::Item& item);
     std::string readMediaType();
     std::optional<ContentTypes> readPlainContentTypes(ZipEntry& stream);
     std::optional<ContentTypes> readContentTypes(bool& isPlain);
@@ -99,6 +111,7 @@ private:
     ZipEntry* findMainPart(ZipEntry& relationships);
     Head findHead();
     ZipChanges collectChanges();
+    ZipChanges chooseChanges();
     std::unique_ptr<Target> makeTarget();
     void throwIfChanged() const;
 
@@ -111,8 +124,12 @@ private:
     bool hasTwoContentTypes_ = false;     ///< of several content types streams, none is read
     std::unique_ptr<FileBytes> replaced_; ///< what a created package replaces
     ReadLimits limits_;
-    std::unique_ptr<ZipArchive> archive_;                    ///< null in a created package
+    std::unique_ptr<PackageBytes> bytes_;                    ///< null in a created package, like the archive
+    std::unique_ptr<ArchiveBytes> taken_;                    ///< of them, those of the archive; null: all
+    std::unique_ptr<ZipArchive> archive_;                    ///< destroyed before the bytes
     ZipItems items_;                                         ///< its readers are destroyed before the archive
+    std::map<std::size_t, ZipEntry> storedItems_;            ///< those that were asked for, as they are in the archive
+    std::optional<ZipChanges> itemChanges_;                  ///< instead of those to parts
     std::vector<std::uint64_t> deleted_;                     ///< indexes in the archive
     std::unique_ptr<detail::ContentTypeTable> contentTypes_; ///< null when the stream is not plain, or was written
 };

@@ -132,17 +132,16 @@ ZipHandle openZip(ZipSource& source, const Bytes& bytes, const std::string& labe
 
 } // namespace
 
-ZipArchive::ZipArchive(std::unique_ptr<PackageBytes> bytes, std::string label)
-    : label_(std::move(label)), bytes_(std::move(bytes)) {
-    std::string reason = explainCompoundFile(*bytes_);
-    if (bytes_->size() == 0)
-        reason = explainOtherFile(*bytes_);
+ZipArchive::ZipArchive(const Bytes& bytes, std::string label) : label_(std::move(label)), bytes_(bytes) {
+    std::string reason = explainCompoundFile(bytes_);
+    if (bytes_.size() == 0)
+        reason = explainOtherFile(bytes_);
     if (!reason.empty())
         fail(Errc::bad_message, label_ + ": " + reason);
-    source_ = std::make_unique<ZipSource>(*bytes_);
-    zip_ = openZip(*source_, *bytes_, label_);
+    source_ = std::make_unique<ZipSource>(bytes_);
+    zip_ = openZip(*source_, bytes_, label_);
     directory_ = ZipDirectory::find(
-        *bytes_, [this](const ZipDirectory& found) { return hasSameItems(found); }, label_);
+        bytes_, [this](const ZipDirectory& found) { return hasSameItems(found); }, label_);
     directory_.throwIfOverlapping(label_);
 }
 
@@ -165,6 +164,12 @@ std::string ZipArchive::strictName(std::uint64_t index) const {
     return name;
 }
 
+std::string ZipArchive::comment(std::uint64_t index) const {
+    zip_uint32_t size = 0;
+    const char* text = zip_file_get_comment(zip_.get(), index, &size, 0);
+    return text ? std::string(text, size) : std::string();
+}
+
 std::unique_ptr<ItemReader> ZipArchive::read(std::uint64_t index, const std::string& itemLabel) const {
     auto reader =
         std::make_unique<ZipItemReader>(zip_.get(), index, directory_.records()[index].size, *source_, itemLabel);
@@ -178,16 +183,16 @@ std::unique_ptr<ItemReader> ZipArchive::read(std::vector<std::uint64_t> indexes,
 
 void ZipArchive::readWhole(std::uint64_t index, const TakeBytes& take) const {
     const DirectoryRecord& record = directory_.records()[index];
-    const auto header = readLocalHeader(*bytes_, record.localHeader);
+    const auto header = readLocalHeader(bytes_, record.localHeader);
     if (!header || header->signature != zipformat::LocalHeader::SIGNATURE ||
         (record.header.flags & ~zipformat::HARMLESS_FLAGS) != 0)
         fail(Errc::not_supported, label_);
     throwIfOverlapping(index, label_);
     const std::uint64_t content = record.localHeader + sizeOf(*header);
     if (record.header.method == zipformat::DEFLATED)
-        throwIfStreamEndsElsewhere(*bytes_, record, content, take, label_);
+        throwIfStreamEndsElsewhere(bytes_, record, content, take, label_);
     else
-        readStored(*bytes_, record, content, take, label_);
+        readStored(bytes_, record, content, take, label_);
 }
 
 /// libzip does not report the offset of the directory that it read, so the items are compared.
@@ -211,7 +216,7 @@ bool ZipArchive::hasSameItems(const ZipDirectory& directory) const {
 void ZipArchive::throwIfOverlapping(std::uint64_t index, const std::string& itemLabel) const {
     const DirectoryRecord& record = directory_.records()[index];
     const std::uint64_t headerSize =
-        sizeOf(readLocalHeader(*bytes_, record.localHeader).value_or(zipformat::LocalHeader()));
+        sizeOf(readLocalHeader(bytes_, record.localHeader).value_or(zipformat::LocalHeader()));
     const std::uint64_t room = directory_.findNext(record.localHeader) - record.localHeader;
     if (record.compressedSize > 0 && (room < headerSize || room - headerSize < record.compressedSize))
         fail(Errc::bad_message, itemLabel + ": the content overlaps what comes next in the file");

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "storage/Bytes.hpp"
 #include "storage/StoredItem.hpp"
 #include "storage/zip/DeflateStream.hpp"
-#include "storage/zip/FileBytes.hpp"
 #include "storage/zip/ZipDirectory.hpp"
 #include "storage/zip/ZipSource.hpp"
 
@@ -29,15 +29,19 @@ public:
         std::uint64_t compressedSize = 0;
     };
 
+    /// @param bytes outlive the archive.
     /// @param label starts the messages.
     /// @throws opc::Exception bad_message for a file that is not a ZIP file, or is ambiguous.
-    ZipArchive(std::unique_ptr<PackageBytes> bytes, std::string label);
+    ZipArchive(const Bytes& bytes, std::string label);
 
     std::uint64_t count() const;
     Item item(std::uint64_t index) const;
 
     /// The name as read by programs that decode every name not marked as UTF-8 by the old IBM code page.
     std::string strictName(std::uint64_t index) const;
+
+    /// The comment of an item, in UTF-8.
+    std::string comment(std::uint64_t index) const;
 
     /// Reads an item from its start. Any number of readers may be in use at the same time; none outlives the
     /// archive.
@@ -57,14 +61,14 @@ public:
 
     const std::string& getLabel() const { return label_; }
     const ZipDirectory& getDirectory() const { return directory_; }
-    const PackageBytes& getBytes() const { return *bytes_; }
+    const Bytes& getBytes() const { return bytes_; }
 
 private:
     bool hasSameItems(const ZipDirectory& directory) const;
     void throwIfOverlapping(std::uint64_t index, const std::string& itemLabel) const;
 
     std::string label_;
-    std::unique_ptr<PackageBytes> bytes_;
+    const Bytes& bytes_;
     std::unique_ptr<ZipSource> source_;
     ZipHandle zip_;
     ZipDirectory directory_;

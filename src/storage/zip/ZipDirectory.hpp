@@ -73,6 +73,7 @@ public:
     std::uint64_t findNext(std::uint64_t localHeader) const;
 
 private:
+    friend class ArchiveSearch;
     friend class EndSearch;
 
     using Order = std::vector<const DirectoryRecord*>;

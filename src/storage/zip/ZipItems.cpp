@@ -88,10 +88,13 @@ ZipEntry* ZipItems::findByPartName(std::u16string_view partName) {
     return found == byPartName_.end() ? nullptr : &*found->second;
 }
 
-void ZipItems::removePart(ZipEntry& part) {
-    const auto [first, last] = byPartName_.equal_range(part.partName());
-    const auto found = std::find_if(first, last, [&](const auto& entry) { return &*entry.second == &part; });
+void ZipItems::remove(ZipEntry& item) {
+    const auto [first, last] = byPartName_.equal_range(item.partName());
+    const auto found = std::find_if(first, last, [&](const auto& entry) { return &*entry.second == &item; });
     const auto entry = found->second;
+    const auto folded = foldedOthers_.empty() ? foldedOthers_.end() : foldedOthers_.find(detail::foldName(item.name));
+    if (folded != foldedOthers_.end() && folded->second == &item)
+        foldedOthers_.erase(folded);
     byItemName_.clear();
     next_ = byPartName_.end();
     byPartName_.erase(found);
@@ -104,7 +107,7 @@ void ZipItems::leaveOutContentTypes(const std::string& reason) {
     contentTypes_ = nullptr;
 }
 
-void ZipItems::findParts(const ContentTypes* types, const ZipFaults& faults) {
+void ZipItems::findParts(const ContentTypes* types, ZipOptions::Take take, const ZipFaults& faults) {
     std::map<const std::u16string*, std::shared_ptr<const std::u16string>> shared;
     for (ZipEntry& entry : entries_) {
         if (entry.partName().empty())
@@ -125,7 +128,7 @@ void ZipItems::findParts(const ContentTypes* types, const ZipFaults& faults) {
     for (const ZipEntry& entry : entries_)
         if (entry.kind == ZipItemKind::Other && names.insert(toLowerASCIIString(entry.partName())).second)
             hideRelationshipsOf(entry.partName());
-    leaveOutSameParts(faults);
+    leaveOutSameParts(take, faults);
     noteOthers();
 }
 
@@ -178,8 +181,13 @@ void ZipItems::hideRelationshipsOf(std::u16string name) {
     }
 }
 
-/// Equal names are adjacent. Each item names another one of the same part.
-void ZipItems::leaveOutSameParts(const ZipFaults& faults) {
+void ZipItems::takeAsPart(ZipEntry& entry) {
+    entry.kind = ZipItemKind::Part;
+    entry.reason.clear();
+}
+
+/// Equal names are adjacent, in the order of the file. Each item names another one of the same part.
+void ZipItems::leaveOutSameParts(ZipOptions::Take take, const ZipFaults& faults) {
     ZipEntry* last = nullptr;
     std::vector<ZipEntry*> same;
     for (const auto& [name, position] : byPartName_) {
@@ -196,11 +204,20 @@ void ZipItems::leaveOutSameParts(const ZipFaults& faults) {
         }
         last = &entry;
     }
-    for (ZipEntry* entry : same)
+    for (ZipEntry* entry : same) {
         entry->kind = ZipItemKind::Other;
-    for (std::size_t i = 1; i < same.size(); i += 2) // the names of each pair are the same
-        if (i == 1 || caselessCompare(same[i]->partName(), same[i - 2]->partName()) != 0)
+        entry->isOneOfSeveral = true;
+    }
+    for (std::size_t i = 1; i < same.size(); i += 2) { // the names of each pair are the same
+        const bool isFirst = i == 1 || same[i - 1] != same[i - 2];
+        const bool isLast = i + 1 == same.size() || same[i + 1] != same[i];
+        if (take == ZipOptions::Take::First && isFirst)
+            takeAsPart(*same[i - 1]);
+        else if (take == ZipOptions::Take::Last && isLast)
+            takeAsPart(*same[i]);
+        else if (take == ZipOptions::Take::Neither && isFirst)
             hideRelationshipsOf(same[i]->partName());
+    }
 }
 
 } // namespace opc::storage

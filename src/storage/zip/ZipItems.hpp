@@ -7,6 +7,7 @@
 
 #include <opc/core/interfaces/CompressionType.hpp>
 #include <opc/storage/zip/ZipItem.hpp>
+#include <opc/storage/zip/ZipOptions.hpp>
 
 #include <cstdint>
 #include <list>
@@ -57,7 +58,8 @@ struct ZipEntry final : ItemOrigin {
     std::vector<std::uint64_t> pieces{};  ///< indexes of all pieces in their order; empty for an item in one
     std::uint64_t size = 0;               ///< as stored
     std::uint64_t compressedSize = 0;
-    std::string reason{}; ///< why it is not a part although its name and content type would allow it; else empty
+    std::string reason{};        ///< why it is not a part although its name and content type would allow it; else empty
+    bool isOneOfSeveral = false; ///< for one part or content types stream, as was told
     ReadCount count{};
     StoredItem bytes;
 };
@@ -110,20 +112,22 @@ public:
     /// True when an item that is not a part has this extension.
     bool hasOthers(const std::u16string& extension) const { return otherExtensions_.contains(extension); }
 
-    /// Removes a part.
-    void removePart(ZipEntry& part);
+    /// Removes an item with the name of a part.
+    void remove(ZipEntry& item);
 
     /// Determines which of the items are parts (ECMA-376-2 §7.3.4), and their content types.
     /// @param types of the content types stream; null when it cannot be read: then every item that has a part
     ///        name is a part, and the model reports why the stream cannot be read.
-    /// @param faults two items of the same part, neither of which is a part then.
+    /// @param take which of several items of the same part is the part.
+    /// @param faults several items of the same part.
     /// @throws opc::Exception what the faults throw.
-    void findParts(const ContentTypes* types, const ZipFaults& faults);
+    void findParts(const ContentTypes* types, ZipOptions::Take take, const ZipFaults& faults);
 
 private:
     void index(Entries::iterator entry);
     void hideRelationshipsOf(std::u16string name);
-    void leaveOutSameParts(const ZipFaults& faults);
+    void leaveOutSameParts(ZipOptions::Take take, const ZipFaults& faults);
+    static void takeAsPart(ZipEntry& entry);
     void noteOthers();
 
     using ByPartName = std::multimap<std::u16string_view, Entries::iterator, CaselessLess>;
@@ -132,7 +136,7 @@ private:
     ByPartName byPartName_;                                      ///< of the entries' own names
     ByPartName::const_iterator next_ = byPartName_.end();        ///< behind the item that was added last, or the end
     std::unordered_map<std::string_view, ZipEntry*> byItemName_; ///< of the entries' own names; empty until needed
-    std::set<std::u16string, CaselessLess> otherExtensions_;     ///< of items that are not parts, which never change
+    std::set<std::u16string, CaselessLess> otherExtensions_;     ///< of items that are not parts at the open
     std::map<std::string, const ZipEntry*> foldedOthers_;        ///< items that are not parts, by folded name
     ZipEntry* contentTypes_ = nullptr;
 };

@@ -118,6 +118,18 @@ void ZipPackage::findAmbiguities(FindingSink& sink, bool readsContents) {
     impl_->opened().findAmbiguities(sink, readsContents);
 }
 
+std::vector<ZipPackage::Item> ZipPackage::getStoredItems() const {
+    return impl_->opened().getStoredItems();
+}
+
+interfaces::IPhysicalInputStream* ZipPackage::getStoredItemInputStream(std::size_t position) {
+    return impl_->opened().getStoredItemInputStream(position);
+}
+
+void ZipPackage::changeItems(std::vector<Change> changes, bool dropsSurroundings) {
+    impl_->opened().changeItems(std::move(changes), dropsSurroundings);
+}
+
 void ZipPackage::close(bool discard) {
     OpenZipPackage& package = impl_->opened();
     if (!discard)

@@ -38,17 +38,29 @@ ByteSpan spanOf(const std::string& text) {
     return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
 }
 
-/// The extra fields that are kept for an item with new content: those about times, sizes or encryption are not valid
+/// What is new of an item that stays.
+struct Renewal {
+    bool name = false;
+    bool content = false;
+};
+
+/// The extra fields that are kept: of an item with new content, those about times, sizes or encryption are not valid
 /// any longer.
-ByteVector keptFields(ByteSpan extra) {
-    constexpr std::array<unsigned, 5> dropped = {ZIP64_FIELD, NTFS_TIMES_FIELD, UNIX_TIMES_FIELD, OLD_UNIX_FIELD,
-                                                 AES_FIELD};
+ByteVector keptFields(ByteSpan extra, Renewal renewal) {
+    constexpr std::array<unsigned, 5> ofContent = {ZIP64_FIELD, NTFS_TIMES_FIELD, UNIX_TIMES_FIELD, OLD_UNIX_FIELD,
+                                                   AES_FIELD};
     ByteVector kept;
     forEachExtraField(extra, [&](unsigned header, ByteSpan field) {
-        if (std::find(dropped.begin(), dropped.end(), header) == dropped.end())
+        const bool isOfContent = std::find(ofContent.begin(), ofContent.end(), header) != ofContent.end();
+        if (!(renewal.name && header == UNICODE_PATH_FIELD) && !(renewal.content && isOfContent))
             append(kept, field);
     });
     return kept;
+}
+
+/// The flag for UTF-8 stays with an ASCII name: it also tells the encoding of the comment.
+std::uint16_t flagsWithName(unsigned flags, ByteSpan name) {
+    return static_cast<std::uint16_t>(isASCII(name) ? flags : flags | IS_UTF8);
 }
 
 /// An extra field of ZIP64 with these numbers; nothing without numbers.
@@ -114,7 +126,7 @@ struct Facts {
     ByteSpan name{};
     ByteVector localExtra{};
     ByteVector extra{};
-    ByteSpan comment{};
+    ByteVector comment{};
 };
 
 void raiseVersion(ItemFields& fields, std::uint16_t version) {
@@ -141,11 +153,7 @@ public:
         const Bytes& file = original_->getBytes();
         LocalHeader header = readLocalHeader(record);
         const std::uint64_t start = position_;
-        const std::uint64_t content = sizeOf(header);
-        // Either header may tell of a data descriptor, and some readers go by the local one.
-        const bool hasDescriptor = (header.flags | record.header.flags) & HAS_DESCRIPTOR;
-        const std::uint64_t size =
-            content + record.compressedSize + (hasDescriptor ? descriptorSize(record, content) : 0);
+        const std::uint64_t size = sizeOf(header) + sizeBehind(record, header);
         if (start >= FULL_32)
             raiseVersion(header, ZIP64_VERSION);
         ByteVector bytes;
@@ -154,21 +162,47 @@ public:
         copy(file, record.localHeader + bytes.size(), size - bytes.size());
         if (position_ - start != size)
             failToKeep(record);
-        keepRecord(record, start);
+        keepRecord(record, start,
+                   {record.header.flags, record.name(), withoutNumbers64(record.extra()), record.comment()});
     }
 
-    void replace(const DirectoryRecord& record, const ZipChanges::Replaced& item) {
+    /// Copies what follows the local header of an item.
+    void rename(std::uint64_t index, const ZipChanges::Replaced& item) {
+        const DirectoryRecord& record = original_->getDirectory().records()[index];
+        const LocalHeader old = readLocalHeader(record);
+        const ByteSpan name = spanOf(item.newName);
+        LocalHeader header = old;
+        header.flags = flagsWithName(old.flags, name);
+        header.nameSize = checkedLength(name.size(), item.label);
+        const std::uint64_t start = position_;
+        if (start >= FULL_32)
+            raiseVersion(header, ZIP64_VERSION);
+        putLocalHeader(header, name, keptFields(localExtra(record), {.name = true}));
+        const std::uint64_t content = position_;
+        const std::uint64_t size = sizeBehind(record, old);
+        copy(original_->getBytes(), record.localHeader + sizeOf(old), size);
+        if (position_ - content != size)
+            failToKeep(record);
+        const ByteVector comment = commentWith(index, name);
+        keepRecord(record, start,
+                   {flagsWithName(record.header.flags, name), name,
+                    keptFields(withoutNumbers64(record.extra()), {.name = true}), comment});
+    }
+
+    void replace(std::uint64_t index, const ZipChanges::Replaced& item) {
+        const DirectoryRecord& record = original_->getDirectory().records()[index];
+        const Renewal renewal{!item.newName.empty(), true};
         Facts facts;
-        facts.name = item.newName.empty() ? record.name() : spanOf(item.newName);
+        facts.name = renewal.name ? spanOf(item.newName) : record.name();
         facts.header.flags = record.header.flags & IS_UTF8;
-        if (!item.newName.empty() && !isASCII(facts.name))
-            facts.header.flags = IS_UTF8;
+        if (renewal.name)
+            facts.header.flags = flagsWithName(facts.header.flags, facts.name);
         facts.header.madeBy = record.header.madeBy;
         facts.header.internalAttributes = record.header.internalAttributes;
         facts.header.externalAttributes = record.header.externalAttributes;
-        facts.localExtra = keptFields(localExtra(record));
-        facts.extra = keptFields(record.extra());
-        facts.comment = record.comment();
+        facts.localExtra = keptFields(localExtra(record), renewal);
+        facts.extra = keptFields(record.extra(), renewal);
+        facts.comment = commentWith(index, renewal.name ? facts.name : ByteSpan());
         write(facts, makePayload(*item.content, CompressionType::Normal, deflater_), item.label);
     }
 
@@ -181,8 +215,7 @@ public:
         write(facts, makePayload(*item.content, item.compression, deflater_), item.label);
     }
 
-    void finish() {
-        const ByteSpan comment = original_ ? original_->getDirectory().comment() : ByteSpan();
+    void finish(ByteSpan comment) {
         const std::uint64_t start = position_;
         put(directory_);
         const std::uint64_t size = position_ - start;
@@ -214,11 +247,33 @@ private:
         return *header;
     }
 
-    /// The size of the data descriptor after the content, if there is one.
-    std::uint64_t descriptorSize(const DirectoryRecord& record, std::uint64_t content) const {
+    /// The size of the content and of the data descriptor after it, if there is one. Either header may tell of one, and
+    /// some readers go by the local one.
+    std::uint64_t sizeBehind(const DirectoryRecord& record, const LocalHeader& header) const {
+        if (!((header.flags | record.header.flags) & HAS_DESCRIPTOR))
+            return record.compressedSize;
         std::array<unsigned char, MAXIMUM_DESCRIPTOR_SIZE> found{};
-        original_->getBytes().readAt(record.localHeader + content + record.compressedSize, found.data(), found.size());
-        return std::max(findDescriptor(found, record, 4), findDescriptor(found, record, 8));
+        original_->getBytes().readAt(record.localHeader + sizeOf(header) + record.compressedSize, found.data(),
+                                     found.size());
+        return record.compressedSize + std::max(findDescriptor(found, record, 4), findDescriptor(found, record, 8));
+    }
+
+    /// The comment of an item with another name, after which it can be in UTF-8.
+    ByteVector commentWith(std::uint64_t index, ByteSpan name) const {
+        const DirectoryRecord& record = original_->getDirectory().records()[index];
+        ByteVector comment;
+        const bool isOfOtherCode = !isASCII(name) && !isASCII(record.comment()) && !(record.header.flags & IS_UTF8);
+        append(comment, isOfOtherCode ? spanOf(original_->comment(index)) : record.comment());
+        return comment;
+    }
+
+    static ByteVector withoutNumbers64(ByteSpan extra) {
+        ByteVector kept;
+        forEachExtraField(extra, [&](unsigned id, ByteSpan field) {
+            if (id != ZIP64_FIELD)
+                append(kept, field);
+        });
+        return kept;
     }
 
     ByteVector localExtra(const DirectoryRecord& record) const {
@@ -229,8 +284,16 @@ private:
         return extra;
     }
 
+    /// What a record of the directory says of an item beside its numbers.
+    struct Words {
+        std::uint16_t flags;
+        ByteSpan name;
+        ByteVector extra; ///< without ZIP64
+        ByteSpan comment;
+    };
+
     /// The record of an item with a new offset, on the only disk.
-    void keepRecord(const DirectoryRecord& record, std::uint64_t start) {
+    void keepRecord(const DirectoryRecord& record, std::uint64_t start, const Words& words) {
         CentralHeader header = record.header;
         std::vector<std::uint64_t> numbers;
         if (header.size == FULL_32)
@@ -241,15 +304,14 @@ private:
             numbers.push_back(start);
             raiseVersion(header, ZIP64_VERSION);
         }
-        ByteVector extra = zip64Field(numbers);
-        forEachExtraField(record.extra(), [&](unsigned id, ByteSpan field) {
-            if (id != ZIP64_FIELD)
-                append(extra, field);
-        });
+        const ByteVector extra = joined(zip64Field(numbers), words.extra, "a ZIP item");
+        header.flags = words.flags;
         header.disk = 0; // with FULL_16 the number would have to be in the ZIP64 field
-        header.extraSize = checkedLength(extra.size(), "a ZIP item");
+        header.nameSize = static_cast<std::uint16_t>(words.name.size());
+        header.extraSize = static_cast<std::uint16_t>(extra.size());
+        header.commentSize = checkedLength(words.comment.size(), "a ZIP item");
         header.localHeader = toField<std::uint32_t>(start);
-        addRecord(header, record.name(), extra, record.comment());
+        addRecord(header, words.name, extra, words.comment);
     }
 
     void addRecord(const CentralHeader& header, ByteSpan name, ByteSpan extra, ByteSpan comment) {
@@ -277,7 +339,7 @@ private:
         putLocalHeader(header, facts.name, localExtra);
         putPayload(payload);
         header.extraSize = static_cast<std::uint16_t>(extra.size());
-        header.commentSize = static_cast<std::uint16_t>(facts.comment.size());
+        header.commentSize = checkedLength(facts.comment.size(), label);
         header.localHeader = toField<std::uint32_t>(start);
         addRecord(header, facts.name, extra, facts.comment);
     }
@@ -396,6 +458,9 @@ std::uint64_t copyBytes(const Bytes& source, std::uint64_t start, std::uint64_t 
 
 void writeZip(const ZipArchive* original, const ZipChanges& changes, const ReadLimits& limits, Target& target) {
     Writer writer(original, limits, target);
+    ByteSpan comment = original ? original->getDirectory().comment() : ByteSpan();
+    if (changes.dropsSurroundings && viewOf(comment).find("PK\5\6") != std::string_view::npos)
+        comment = {};
     const auto addAll = [&writer](const std::vector<ZipChanges::Added>& items) {
         for (const ZipChanges::Added& item : items)
             writer.add(item);
@@ -404,7 +469,7 @@ void writeZip(const ZipArchive* original, const ZipChanges& changes, const ReadL
     std::map<std::uint64_t, const ZipChanges::Replaced*> replaced;
     for (const ZipChanges::Replaced& item : changes.replaced)
         replaced.emplace(item.index, &item);
-    if (original)
+    if (original && !changes.dropsSurroundings)
         writer.keepStart();
     const std::uint64_t count = original ? original->getDirectory().records().size() : 0;
     for (std::uint64_t index = 0; index < count; ++index) {
@@ -413,14 +478,14 @@ void writeZip(const ZipArchive* original, const ZipChanges& changes, const ReadL
         const DirectoryRecord& record = original->getDirectory().records()[index];
         const auto change = replaced.find(index);
         if (change != replaced.end())
-            writer.replace(record, *change->second);
+            change->second->content ? writer.replace(index, *change->second) : writer.rename(index, *change->second);
         else if (!deleted.contains(index))
             writer.keep(record);
     }
     if (changes.leading >= count)
         addAll(changes.first);
     addAll(changes.added);
-    writer.finish();
+    writer.finish(comment);
 }
 
 } // namespace opc::storage

@@ -20,7 +20,7 @@ class ZipArchive;
 struct ZipChanges {
     struct Replaced {
         std::uint64_t index;
-        std::shared_ptr<const Content> content;
+        std::shared_ptr<const Content> content; ///< null: the compressed bytes stay, and there is a new name
         std::string label;
         std::string newName{}; ///< empty: the name stays
     };
@@ -37,13 +37,18 @@ struct ZipChanges {
     std::uint64_t leading = 0; ///< at most the number of its items
     std::vector<Added> added;  ///< in this order, after all others
 
-    bool empty() const { return deleted.empty() && replaced.empty() && first.empty() && added.empty(); }
+    /// Whether the bytes before the first item are left out, and a comment of the archive that has an end record.
+    bool dropsSurroundings = false;
+
+    bool empty() const {
+        return deleted.empty() && replaced.empty() && first.empty() && added.empty() && !dropsSurroundings;
+    }
 };
 
 /// Writes a whole ZIP file, in which ZIP64 is used where a number needs it and nowhere else. The target is not
 /// committed.
 /// @param original what the changes apply to; null for none. Unchanged items are copied as they are, and
-///        so are the bytes before the first and after the last one.
+///        so are the bytes before the first one and the comment, unless they are dropped.
 /// @param limits on the content of a new item, so that it can be read again.
 /// @throws opc::Exception what reading and writing throw; value_too_large when a name or extra field is too long for a
 ///         ZIP file; file_too_large for content above a limit.

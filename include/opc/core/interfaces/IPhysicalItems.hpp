@@ -52,15 +52,14 @@ public:
     virtual IPhysicalInputStream* getStoredItemInputStream(std::size_t position) = 0;
 
     /// Determines what `IPhysicalPackage::close` saves, in one save: the items as they were when the package was
-    /// opened, with these changes and no others. A later call replaces an earlier one. From the first call on, parts
-    /// and the content types stream are neither changed nor written, and `close` ignores changes that were made to them
-    /// before.
+    /// opened, with these changes and no others. A later call replaces an earlier one. When parts or the content types
+    /// stream were changed, too, `close` throws operation_not_permitted.
     /// @param dropsSurroundings whether what lies before, between and behind the items is left out. Else what the store
     ///        keeps of it at any other save is kept.
     /// @throws opc::Exception, without an effect: operation_not_permitted when the package is not open in read-write
     ///         mode; no_such_file_or_directory when there are not so many items; invalid_argument when two changes name
-    ///         one item, a new one has no content or is deleted, or a name is empty or not UTF-8; file_exists when a
-    ///         new or renamed item would have the name of another one; for an exceeded limit.
+    ///         one item, a new one has no content or is deleted, or a name is empty, not UTF-8 or has a NUL;
+    ///         file_exists when a new or renamed item would have the name of another one; for an exceeded limit.
     virtual void changeItems(std::vector<Change> changes, bool dropsSurroundings) = 0;
 };
 

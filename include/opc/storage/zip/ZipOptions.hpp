@@ -67,6 +67,17 @@ struct ZipOptions {
     /// compression level in the local header, zeros for the numbers of a data descriptor,
     /// and items of folders. Two archives in a row are refused without this, too.
     bool consistent = false;
+
+    /// Which of several things that would be the same one is read.
+    enum class Take {
+        Neither,
+        First, ///< in the order of the file
+        Last,  ///< as most programs do
+    };
+
+    /// What `ZipPackage::openTolerantly` takes of items for one part name, of content types streams and of archives in
+    /// a row. Has no effect on `open`, and none with `consistent`.
+    Take take = Take::Neither;
 };
 
 } // namespace opc::storage

@@ -4,6 +4,7 @@
 #include <opc/core/Export.hpp>
 #include <opc/core/interfaces/IPhysicalContentTypes.hpp>
 #include <opc/core/interfaces/IPhysicalFindings.hpp>
+#include <opc/core/interfaces/IPhysicalItems.hpp>
 #include <opc/core/interfaces/IPhysicalOtherItems.hpp>
 #include <opc/core/interfaces/IPhysicalPackage.hpp>
 #include <opc/core/interfaces/IPhysicalParallelReading.hpp>
@@ -68,6 +69,7 @@ class OPCRAFT_API ZipPackage final : public interfaces::IPhysicalPackage,
                                      public interfaces::IPhysicalOtherItems,
                                      public interfaces::IPhysicalContentTypes,
                                      public interfaces::IPhysicalFindings,
+                                     public interfaces::IPhysicalItems,
                                      public interfaces::IPhysicalParallelReading {
 public:
     /// A package in a file. Nothing is touched before `open`.
@@ -108,14 +110,20 @@ public:
     interfaces::IPhysicalInputStream* getItemInputStreamAt(std::size_t position);
 
     /// What the sink is told is not refused then:
-    /// - items of the same part, or a piece of a part that is there twice: none of them is a part, and neither are
-    ///   their relationships;
-    /// - several content types streams, of which none is read and none can be written (file_exists), or none at all in
-    ///   a file of no other known format: of the items, only relationships parts are parts, as always without a type.
+    /// - items of the same part: the one that `ZipOptions::take` names is the part, and to delete it deletes all of
+    ///   them; without one, none is a part, and neither are their relationships;
+    /// - a piece of a part that is there twice: there is no such part;
+    /// - several content types streams: the one that `ZipOptions::take` names is read; without one, none is, and none
+    ///   can be written (file_exists);
+    /// - no content types stream in a file of no other known format: of the items, only relationships parts are parts,
+    ///   as always without a type;
+    /// - bytes before the archive that its offsets do not count;
+    /// - several archives in a row, with up to 64 KiB between them, where `ZipOptions::take` names one.
     /// An item that is left out is kept as it is, and `getItems` says why. A content types stream that is there but
-    /// cannot be read makes no parts either; what is wrong with it is told to those who parse it. Refused all the same
-    /// are other formats, files without a central directory or with several, as two archives in a row, and items that
-    /// overlap; with `ZipOptions::consistent`, all that `open` refuses.
+    /// cannot be read makes no parts either; what is wrong with it is told to those who parse it. Of the last two, what
+    /// the file has beside the archive cannot be kept: a save with a change is refused (operation_not_permitted) unless
+    /// `changeItems` drops it. Refused all the same are other formats, files without a central directory, and items
+    /// that overlap; with `ZipOptions::consistent`, all that `open` refuses.
     void openTolerantly(const interfaces::OpenMode& mode, FindingSink& sink) override;
 
     /// All that `ZipOptions::consistent` would refuse, and what is against the format in item names and records. It is
@@ -123,6 +131,18 @@ public:
     /// tell. Each item tells the first fault of its record, its local header and its place. An item that is a part is
     /// told by its part name.
     void findAmbiguities(FindingSink& sink, bool readsContents) override;
+
+    /// The positions are those in the central directory. Reading an item here counts for the limits, also when the part
+    /// was read.
+    std::vector<Item> getStoredItems() const override;
+    interfaces::IPhysicalInputStream* getStoredItemInputStream(std::size_t position) override;
+
+    /// An item with new content is deflated, and has the time 1980-01-01 00:00; any other one keeps its compressed
+    /// bytes, times, attributes and comment. A new name is written to both headers, as UTF-8 where it is not ASCII, and
+    /// an extra field with the old one (APPNOTE §4.6.9) is left out. With `dropsSurroundings`, so are the bytes before
+    /// the first item, and a comment of the archive that has an end record in it; what lies between and behind is left
+    /// out by every save.
+    void changeItems(std::vector<Change> changes, bool dropsSurroundings) override;
 
     /// Items whose names map to no part name are included: other programs may map them.
     bool hasOtherItems(const std::u16string& extension) const override;
