@@ -110,7 +110,10 @@ bool OpenZipPackage::chooseArchive(const ZipFaults& faults) {
     const std::string said = "the ZIP structure is ambiguous: " + what;
     if (archives.size() > MAXIMUM_ARCHIVES || (take == Take::Neither && (!isOne || chosen.hasRival)))
         fail(Errc::bad_message, location_.label + ": " + said);
-    faults.add({RuleId::ZipEndRecord, {}, what, said});
+    const std::string which = isOne                 ? ""
+                              : take == Take::First ? ", of which the first one is read"
+                                                    : ", of which the last one is read";
+    faults.add({RuleId::ZipEndRecord, {}, what + which, said});
     taken_ = std::make_unique<ArchiveBytes>(*bytes_, chosen);
     archive_ = std::make_unique<ZipArchive>(*taken_, location_.label);
     return true;
