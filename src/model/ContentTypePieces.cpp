@@ -49,7 +49,7 @@ bool ContentTypePieces::read(const std::vector<unsigned char>& document, bool ta
     return false;
 }
 
-void ContentTypePieces::keep(const Piece& piece) {
+void ContentTypePieces::keep(const Piece& piece, const std::string& /*reason*/) {
     source_.kept_.push_back(piece.document.standAlone(piece.child, CONTENT_TYPES));
 }
 

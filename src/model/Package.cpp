@@ -326,6 +326,11 @@ bool Package::hasPart(const PartName& name) const {
     return parts_.count(name) != 0;
 }
 
+std::vector<LeftOutPart> Package::getLeftOutParts() const {
+    throwIfNotOpen();
+    return leftOut_;
+}
+
 std::vector<Part> Package::getParts(ExcludeMode mode) const {
     throwIfNotOpen();
     std::unordered_set<std::u16string> managed; // lower-cased, as part names compare
@@ -392,9 +397,9 @@ void Package::throwIfDerivedFromExistingPartName(const PartName& name) const {
 void Package::throwIfLeftOut(const PartName& name) const {
     // A new part would have what is left of the relationships of another one.
     const bool isRelationships = name.isRelationshipName();
-    for (const PartName& each : leftOut_)
-        if (each == name || (!isRelationships && each == name.getRelationshipPartName()))
-            throw PartCreateFailed(withName("The package has an item that is not a part by the name ", each));
+    for (const LeftOutPart& each : leftOut_)
+        if (each.name == name || (!isRelationships && each.name == name.getRelationshipPartName()))
+            throw PartCreateFailed(withName("The package has an item that is not a part by the name ", each.name));
 }
 
 void Package::throwIfTooManyCorePropertiesRelationships(unsigned long allowed) const {

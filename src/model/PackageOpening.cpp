@@ -105,7 +105,8 @@ void Package::initializeParts(const Reading& reading) {
         const PartName& name = entry.key();
         const auto contentType = findContentType(name, *entry.mapped(), RuleId::UntypedItem, reading);
         if (!contentType) {
-            leaveOut(name, stored);
+            leaveOut(name, contentTypeSource_->isReadable() ? "no content type" : "content types that cannot be read",
+                     stored);
             continue;
         }
         const auto added = parts.emplace_hint(parts.end(), name, Part(this, entry.mapped(), name, *contentType, mode_));
@@ -120,7 +121,7 @@ void Package::initializeParts(const Reading& reading) {
     for (const auto& entry : stored.pending) {
         reading.attempt([&] { throwUnmatched(toASCIIString(entry.first.toString())); },
                         [&](const Exception& e) { reading.found(RuleId::RelationshipsOfNothing, e, {}); });
-        leftOut_.push_back(entry.first);
+        leftOut_.push_back({entry.first, "the relationships of a part that is not in the package"});
     }
 }
 
@@ -140,7 +141,7 @@ Package::StoredParts Package::collectParts(const Reading& reading) {
     }
     for (const PartName& name : stored.equivalent) {
         stored.regular.erase(name);
-        leaveOut(name, stored);
+        leaveOut(name, "a name that is equivalent to that of another part", stored);
     }
     return stored;
 }
@@ -172,13 +173,13 @@ void Package::collectPart(const PartName& name, interfaces::IPhysicalPart& physi
 }
 
 /// Of what is left out the relationships part is, too, and nobody is told: it is there for its part.
-void Package::leaveOut(const PartName& name, StoredParts& stored) {
-    leftOut_.push_back(name);
+void Package::leaveOut(const PartName& name, const std::string& reason, StoredParts& stored) {
+    leftOut_.push_back({name, reason});
     contentTypeSource_->leaveOut(name);
     const auto relationships = stored.pending.find(name.getRelationshipPartName());
     if (relationships == stored.pending.end())
         return;
-    leftOut_.push_back(relationships->first);
+    leftOut_.push_back({relationships->first, "the relationships of an item that is not a part"});
     stored.next = stored.pending.erase(relationships);
 }
 

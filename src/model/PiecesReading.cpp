@@ -145,8 +145,8 @@ bool PiecesReading::readChild(const Piece& piece, bool isDuplicate, PieceReader&
         if (place.id.empty())
             place.id = piece.attribute("Id");
         const RuleId rule = ruleOf(piece, place, reader);
+        reader.keep(piece, place.reason);
         found(rule, std::move(place));
-        reader.keep(piece);
         return false;
     }
     if (isDuplicate) {
@@ -155,8 +155,8 @@ bool PiecesReading::readChild(const Piece& piece, bool isDuplicate, PieceReader&
         place.value = piece.attribute(vocabulary_.key);
         place.id = piece.attribute("Id");
         place.reason = (place.value.empty() ? piece.tag.name : "ID value '" + place.value + "'") + " is not unique";
+        reader.keep(piece, place.reason);
         found(vocabulary_.duplicate, std::move(place));
-        reader.keep(piece);
     }
     return isPlain;
 }

@@ -37,7 +37,7 @@ public:
     virtual bool read(const std::vector<unsigned char>& document, bool takes) = 0;
 
     /// Keeps a child that is not read.
-    virtual void keep(const Piece& piece) = 0;
+    virtual void keep(const Piece& piece, const std::string& reason) = 0;
 
     /// The rule that a child breaks, which `read` refuses.
     /// @param place as `read` tells it.

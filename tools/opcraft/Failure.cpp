@@ -79,6 +79,11 @@ Failure toFailure(const opc::Exception& error, const std::string& file, const st
     return Failure(exitCode, file, part, reason);
 }
 
+std::string warningLine(const std::string& file, const opc::ErrorPlace& place) {
+    return Failure(ExitCode::Fine, file, locationText(place), "warning: " + place.reason + subjectText(place))
+        .getLine("", "");
+}
+
 Failure wrongArgument(const std::string& argument, const std::string& reason) {
     return Failure(ExitCode::WrongUsage, "", "", '"' + argument + "\": " + reason);
 }

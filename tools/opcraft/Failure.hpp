@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <opc/core/ErrorPlace.hpp>
 #include <opc/core/Exception.hpp>
 
 #include <exception>
@@ -39,6 +40,9 @@ private:
 /// file and part in its message: these repetitions are removed.
 Failure toFailure(const opc::Exception& error, const std::string& file, const std::string& part,
                   ExitCode exitCode = ExitCode::NotProcessed);
+
+/// A warning of what is wrong at a place, with the place's reason: "FILE: ITEM, line 2, column 3: warning: …".
+std::string warningLine(const std::string& file, const opc::ErrorPlace& place);
 
 /// Wrong usage: an argument that is invalid whatever the package holds.
 Failure wrongArgument(const std::string& argument, const std::string& reason);

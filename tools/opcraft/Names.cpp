@@ -8,9 +8,7 @@
 #include <opc/core/Exception.hpp>
 #include <opc/core/Strings.hpp>
 
-#include <algorithm>
 #include <functional>
-#include <iterator>
 
 namespace opcraft {
 
@@ -82,6 +80,14 @@ std::vector<ItemTest> testsFor(const std::string& argument) {
     };
 }
 
+std::vector<std::size_t> positionsOf(const std::vector<ZipItem>& items, const ItemTest& test) {
+    std::vector<std::size_t> positions;
+    for (std::size_t i = 0; i < items.size(); ++i)
+        if (test(items[i]))
+            positions.push_back(i);
+    return positions;
+}
+
 } // namespace
 
 const char* const PART_NAME_HELP = "What a part name cannot hold, such as spaces and letters outside of ASCII, is\n"
@@ -119,14 +125,22 @@ URI toTarget(const std::string& argument) {
     }
 }
 
-std::vector<ZipItem> findItems(const std::vector<ZipItem>& items, const std::string& argument) {
-    std::vector<ZipItem> found;
+std::vector<std::size_t> findItems(const std::vector<ZipItem>& items, const std::string& argument) {
+    std::vector<std::size_t> found;
     for (const ItemTest& test : testsFor(argument)) {
-        std::copy_if(items.begin(), items.end(), std::back_inserter(found), test);
+        found = positionsOf(items, test);
         if (!found.empty())
             break;
     }
     return found;
+}
+
+std::vector<std::size_t> findSameNames(const std::vector<ZipItem>& items, std::size_t position) {
+    const auto nameOf = [](const ZipItem& item) {
+        return opc::toLowerASCIIString(encoded('/' + withoutSlash(item.name), IN_PART_NAME));
+    };
+    const std::u16string name = nameOf(items[position]);
+    return positionsOf(items, [&](const ZipItem& item) { return nameOf(item) == name; });
 }
 
 } // namespace opcraft

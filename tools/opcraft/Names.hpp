@@ -5,6 +5,7 @@
 #include <opc/model/URI.hpp>
 #include <opc/storage/zip/ZipItem.hpp>
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -31,9 +32,12 @@ opc::model::PartName toPartNameOfPart(const std::string& argument);
 /// @throws Failure for wrong usage when it is not a URI reference.
 opc::model::URI toTarget(const std::string& argument);
 
-/// The items that a name on the command line may mean: those that the first of these rules finds that finds any. The
-/// exact item name, with or without a leading slash; the same part name; the same name with all escapes decoded.
-std::vector<opc::storage::ZipItem> findItems(const std::vector<opc::storage::ZipItem>& items,
-                                             const std::string& argument);
+/// The positions of the items that a name on the command line may mean: those that the first of these rules finds that
+/// finds any. The exact item name, with or without a leading slash; the same part name; the same name with all escapes
+/// decoded.
+std::vector<std::size_t> findItems(const std::vector<opc::storage::ZipItem>& items, const std::string& argument);
+
+/// The positions of the items that have the part name of a certain one, or would have it.
+std::vector<std::size_t> findSameNames(const std::vector<opc::storage::ZipItem>& items, std::size_t position);
 
 } // namespace opcraft

@@ -9,7 +9,9 @@
 #include <opc/errors/Errors.hpp>
 #include <opc/signatures/DigitalSignatureManager.hpp>
 
+#include <algorithm>
 #include <filesystem>
+#include <map>
 #include <system_error>
 #include <utility>
 
@@ -22,7 +24,7 @@ using opc::model::SignatureForm;
 
 /// The error that is being handled, as a failure to open.
 /// @throws UnreadableSignatures, FileInUse instead, when the error is one of these.
-Failure openFailure(const ZipInput& input) {
+Failure openFailure(ZipInput& input, const InputOptions& options) {
     const std::string& file = input.getName();
     try {
         throw;
@@ -32,19 +34,20 @@ Failure openFailure(const ZipInput& input) {
         throw UnreadableSignatures(e, file);
     } catch (const opc::Exception& e) {
         throwIfInUse(e, file);
-        return toFailure(e, file, "");
+        return openFailure(input, options, e);
     }
 }
 
-Failure missingPart(const ZipInput& input, const opc::model::PartName& name) {
+Failure missingPart(const OpenPackage& package, const opc::model::PartName& name) {
+    const auto items = package.getItems();
     const std::string text = toUtf8(name.toString());
     std::string reason = "no such part; 'opcraft list' shows the parts of a package";
     if (name.isRelationshipName())
         reason = "a relationships part; 'opcraft rels', 'relate' and 'unrelate' take the name of its source: " +
                  toUtf8(opc::detail::getSourcePartName(name.toString()));
-    else if (!findItems(input.getZip().getItems(), text).empty())
-        reason = "this item of the ZIP file is not a part";
-    return {ExitCode::NotProcessed, input.getName(), text, reason};
+    else if (const auto found = findItems(items, text); !found.empty())
+        reason = "this item of the ZIP file is not a part: " + items[found.front()].reason;
+    return {ExitCode::NotProcessed, package.getName(), text, reason};
 }
 
 } // namespace
@@ -85,10 +88,25 @@ ZipInput::ZipInput(const InputOptions& options, bool inMemory) : name_(options.f
     }
 }
 
-std::unique_ptr<opc::storage::ZipPackage> ZipInput::reopen(const std::string& file) {
+bool ZipInput::hasSeveralArchives() {
+    FindingList findings;
+    try {
+        const auto last = reopen("", Take::Last);
+        last->openTolerantly(OpenMode::ReadOnly, findings);
+    } catch (const opc::Exception&) {
+        return false;
+    }
+    const auto& all = findings.getAll();
+    return std::any_of(all.begin(), all.end(),
+                       [](const opc::Finding& each) { return each.rule == opc::RuleId::ZipEndRecord; });
+}
+
+std::unique_ptr<opc::storage::ZipPackage> ZipInput::reopen(const std::string& file, Take take) {
+    opc::storage::ZipOptions options = options_;
+    options.take = take;
     if (file.empty() && !bytes_.empty())
-        return std::make_unique<opc::storage::ZipPackage>(bytes_, options_);
-    return std::make_unique<opc::storage::ZipPackage>(std::filesystem::path(file.empty() ? name_ : file), options_);
+        return std::make_unique<opc::storage::ZipPackage>(bytes_, options);
+    return std::make_unique<opc::storage::ZipPackage>(std::filesystem::path(file.empty() ? name_ : file), options);
 }
 
 std::uint64_t ZipInput::getSize() const {
@@ -108,9 +126,12 @@ OpenPackage::OpenPackage(const InputOptions& options, const std::string& output,
             signatures_ = makeSignatureManager(model_, options.formToWrite);
         if (!output.empty() && output != "-")
             input_.getZip().setOutput(output);
-        model_.open(mode);
+        if (options.tolerant)
+            model_.open(mode, findings_);
+        else
+            model_.open(mode);
     } catch (const opc::Exception&) {
-        throw openFailure(input_);
+        throw openFailure(input_, options);
     }
 }
 
@@ -118,16 +139,48 @@ OpenPackage::~OpenPackage() = default;
 
 opc::model::Part OpenPackage::getPart(const opc::model::PartName& name) const {
     if (!model_.hasPart(name))
-        throw missingPart(input_, name);
+        throw missingPart(*this, name);
     return model_.getPart(name);
+}
+
+std::vector<opc::storage::ZipItem> OpenPackage::getItems() const {
+    std::map<std::u16string, std::string> reasons;
+    for (const opc::model::LeftOutPart& each : model_.getLeftOutParts())
+        reasons[opc::toLowerASCIIString(each.name.toString())] = each.reason;
+    auto items = input_.getZip().getItems();
+    if (reasons.empty()) // as in most packages
+        return items;
+    for (opc::storage::ZipItem& item : items)
+        if (const auto found = reasons.find(opc::toLowerASCIIString(item.partName));
+            item.kind == opc::storage::ZipItemKind::Part && found != reasons.end()) {
+            item.kind = opc::storage::ZipItemKind::Other;
+            item.reason = found->second;
+            item.partName.clear();
+        }
+    return items;
 }
 
 std::set<std::u16string> OpenPackage::getPartKeys() const {
     std::set<std::u16string> keys;
-    for (const opc::storage::ZipItem& item : input_.getZip().getItems())
+    for (const opc::storage::ZipItem& item : getItems())
         if (item.kind == opc::storage::ZipItemKind::Part)
             keys.insert(opc::toLowerASCIIString(item.partName));
     return keys;
+}
+
+Json makeJsonReport(const std::string& command, const std::string& file, std::size_t findings) {
+    Json json = makeJsonReport(command, file);
+    json["findings"] = findings;
+    return json;
+}
+
+Failure openFailure(ZipInput& input, const InputOptions& options, const opc::Exception& error) {
+    const Failure failure = toFailure(error, input.getName(), "");
+    const bool isReading = !options.lockTimeout;
+    const bool isAdvised = options.tolerant && isReading && options.take == Take::Neither && input.hasSeveralArchives();
+    return isAdvised ? Failure(ExitCode::NotProcessed, input.getName(), "",
+                               failure.what() + std::string("; --take first or --take last reads one of them"))
+                     : failure;
 }
 
 Failure readFailure(const opc::Exception& error, const std::string& file, const opc::model::Part& part) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "opcraft/FileInput.hpp"
+#include "opcraft/Findings.hpp"
 #include "opcraft/Tool.hpp"
 
 #include <opc/core/InputStream.hpp>
@@ -64,9 +65,13 @@ public:
     /// Bytes of the whole file.
     std::uint64_t getSize() const;
 
+    /// Whether the file has several archives in a row, of which `--take` takes one.
+    bool hasSeveralArchives();
+
     /// A second package object for what is stored now.
     /// @param file where it was saved; empty: where it was read from.
-    std::unique_ptr<opc::storage::ZipPackage> reopen(const std::string& file);
+    /// @param take which of several archives.
+    std::unique_ptr<opc::storage::ZipPackage> reopen(const std::string& file, Take take = Take::Neither);
 
 private:
     opc::storage::ZipOptions options_;
@@ -113,6 +118,11 @@ public:
     ZipInput& getInput() noexcept { return input_; }
     const std::string& getName() const noexcept { return input_.getName(); }
     opc::model::Package& getModel() noexcept { return model_; }
+    /// What was wrong, but did not keep the package from being opened.
+    const FindingList& getFindings() const noexcept { return findings_; }
+    /// The items of the ZIP file. Those that the model leaves out are none of its parts either.
+    std::vector<opc::storage::ZipItem> getItems() const;
+
     /// Only when the options asked for signatures.
     opc::model::DigitalSignatureManager& getSignatureManager() noexcept { return *signatures_; }
 
@@ -143,9 +153,14 @@ private:
     OpenPackage(const InputOptions& options, const std::string& output, opc::interfaces::OpenMode mode);
 
     ZipInput input_;
+    FindingList findings_;
     opc::model::Package model_;
     std::unique_ptr<opc::model::DigitalSignatureManager> signatures_;
 };
+
+/// A report on a package with what the reports of tolerant commands have in common.
+/// @param findings how many.
+Json makeJsonReport(const std::string& command, const std::string& file, std::size_t findings);
 
 /// Calls an action with every block of a part's bytes: `action(const unsigned char*, std::size_t)`.
 template <class Action>
@@ -157,6 +172,9 @@ void forEachBlock(const opc::model::Part& part, Action action) {
         action(block.data(), count);
     stream.close();
 }
+
+/// An error of opening a package or ZIP file, with advice where options help.
+Failure openFailure(ZipInput& input, const InputOptions& options, const opc::Exception& error);
 
 /// An error of reading a part, without the name of the ZIP item in the message of the library.
 Failure readFailure(const opc::Exception& error, const std::string& file, const opc::model::Part& part);

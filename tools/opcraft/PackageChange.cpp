@@ -142,6 +142,7 @@ void PackageChange::save(Console& console, bool isChanged) {
                      ": warning: the package was signed, and its signatures may not hold any longer");
     if (!names.empty())
         warn(console, names);
+    package_.getFindings().note(console, package_.getName());
 }
 
 /// The names of the signatures of the file before the change that can be verified. The file is opened once more for

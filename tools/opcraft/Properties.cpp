@@ -111,12 +111,23 @@ std::vector<unsigned char> readBytes(const opc::model::Part& part) {
     return bytes;
 }
 
+opc::Finding leadsNowhere(const CorePropertiesEntry& entry) {
+    opc::ErrorPlace place;
+    place.item = "/_rels/.rels";
+    place.element = "Relationship";
+    place.id = entry.id;
+    place.attribute = "Target";
+    place.value = entry.target;
+    place.reason = "the core properties relationship leads to no part";
+    return {opc::RuleId::DanglingTarget, place, place.reason};
+}
+
+} // namespace
+
 Failure leadsNowhere(const OpenPackage& package, const CorePropertiesEntry& entry) {
     return {ExitCode::NotProcessed, package.getName(), entry.target,
             "the core properties relationship \"" + entry.id + "\" leads here, which is not a part"};
 }
-
-} // namespace
 
 const CoreProperty* findProperty(const std::string& name) {
     const auto& all = opc::model::getAllCoreProperties();
@@ -137,18 +148,27 @@ std::vector<CorePropertiesEntry> findCoreProperties(OpenPackage& package) {
     return entries;
 }
 
-StoredProperties readProperties(OpenPackage& package) {
+StoredProperties readProperties(OpenPackage& package, FindingList* findings) {
     StoredProperties stored;
     stored.entries = findCoreProperties(package);
     if (stored.entries.empty())
         return stored;
     const CorePropertiesEntry& first = stored.entries.front();
-    if (!first.part)
-        throw leadsNowhere(package, first);
+    if (!first.part) {
+        if (findings == nullptr)
+            throw leadsNowhere(package, first);
+        findings->found(leadsNowhere(first));
+        return stored;
+    }
     stored.part = first.target;
     try {
-        stored.values = PackageHelper::getCoreProperties(package.getModel(), opc::toString(first.type));
+        const std::u16string type = opc::toString(first.type);
+        stored.values = findings == nullptr ? PackageHelper::getCoreProperties(package.getModel(), type)
+                                            : PackageHelper::getCoreProperties(package.getModel(), type, *findings);
         stored.unread = findUnread(readBytes(*first.part), stored.values);
+    } catch (const opc::model::InvalidXMLDocument&) { // of which the findings tell
+        if (findings == nullptr)
+            throw;
     } catch (const opc::model::InvalidPartContent& e) {
         throw toFailure(e, package.getName(), stored.part);
     } catch (const opc::Exception& e) {

@@ -28,6 +28,9 @@ struct CorePropertiesEntry {
 /// In the order of their precedence: the first leads to the properties that are shown and changed.
 std::vector<CorePropertiesEntry> findCoreProperties(OpenPackage& package);
 
+/// The error of a relationship without a part.
+Failure leadsNowhere(const OpenPackage& package, const CorePropertiesEntry& entry);
+
 /// Text that a core properties part has for a property and its value does not: a date that the time type cannot
 /// represent, or text beside a comment, a CDATA section or a keyword.
 struct UnreadText {
@@ -43,7 +46,8 @@ struct StoredProperties {
     std::vector<UnreadText> unread; ///< in no value, or not wholly
 };
 
+/// @param findings receives what is wrong in the part, of which the rest is read; null: it is thrown.
 /// @throws Failure naming the part and, where the part is invalid, the element.
-StoredProperties readProperties(OpenPackage& package);
+StoredProperties readProperties(OpenPackage& package, FindingList* findings = nullptr);
 
 } // namespace opcraft

@@ -56,6 +56,14 @@ std::set<std::string> foldedTargets(const Relationship& relationship) {
     return opc::detail::foldTarget(relationship.getSourceURI().getPath(), relationship.getTarget());
 }
 
+/// The same for an entry that other programs may take for a relationship.
+std::set<std::string> foldedTargets(const opc::model::RelationshipSource& source,
+                                    const opc::model::RawRelationship& raw) {
+    if (raw.targetMode == u"External")
+        return {};
+    return opc::detail::foldTarget(source.getSourceURI().getPath(), raw.target);
+}
+
 std::string resolvedText(const RelationshipEntry& entry) {
     if (!entry.resolved)
         return "-";
@@ -98,11 +106,18 @@ bool removeWithTargets(OpenPackage& package, const std::u16string& type) {
         model.deleteRelationship(relationship.getID());
     }
     package.forEachSource([&targets](const opc::model::RelationshipSource& source) {
-        for (const Relationship& relationship : source.getRelationships())
-            for (const std::string& name : foldedTargets(relationship))
+        const auto keep = [&](const std::set<std::string>& names) {
+            for (const std::string& name : names)
                 if (const auto found = targets.find(name);
                     found != targets.end() && found->second.getURI() != source.getSourceURI())
                     targets.erase(found);
+        };
+        for (const Relationship& relationship : source.getRelationships())
+            keep(foldedTargets(relationship));
+        for (const opc::model::RawRelationship& raw : source.getRawRelationships())
+            keep(foldedTargets(source, raw));
+        if (source.hasUnreadableRelationships()) // which may lead anywhere
+            targets.clear();
     });
     for (const auto& [folded, name] : targets)
         model.deletePart(name);
@@ -116,6 +131,25 @@ std::vector<RelationshipEntry> entriesOf(const opc::model::RelationshipSource& s
         entries.push_back(relationshipEntryOf(relationship, partKeys));
     std::stable_sort(entries.begin(), entries.end(), [](const RelationshipEntry& a, const RelationshipEntry& b) {
         return countingKey(a.id) < countingKey(b.id);
+    });
+    return entries;
+}
+
+std::vector<RawEntry> rawEntriesOf(const opc::model::RelationshipSource& source) {
+    std::vector<RawEntry> entries;
+    for (const opc::model::RawRelationship& raw : source.getRawRelationships())
+        entries.push_back({toUtf8(source.getSourceURI().toString()), entries.size(), raw});
+    return entries;
+}
+
+std::vector<RawEntry> rawEntriesLeadingTo(const PartName& name, OpenPackage& package) {
+    const std::string foldedName = opc::detail::foldName(toUtf8(name.toString()));
+    std::vector<RawEntry> entries;
+    package.forEachSource([&](const opc::model::RelationshipSource& source) {
+        if (source.getSourceURI() != name.getURI())
+            for (const RawEntry& entry : rawEntriesOf(source))
+                if (foldedTargets(source, entry.raw).contains(foldedName))
+                    entries.push_back(entry);
     });
     return entries;
 }
@@ -147,6 +181,35 @@ std::string toTable(const std::vector<RelationshipEntry>& entries, bool withSour
         table.addRow(cells);
     }
     return table.toString();
+}
+
+std::string toTable(const std::vector<RawEntry>& entries, bool withSource) {
+    std::vector<Table::Column> columns{{"LINE", Table::Align::Right}, {"ID"}, {"REASON"}, {"XML"}};
+    if (withSource)
+        columns.insert(columns.begin(), {"SOURCE"});
+    Table table(columns);
+    for (const RawEntry& entry : entries) {
+        const opc::model::RawRelationship& raw = entry.raw;
+        std::vector<std::string> cells{std::to_string(raw.line), raw.id.empty() ? "-" : toUtf8(raw.id), raw.reason,
+                                       raw.text};
+        if (withSource)
+            cells.insert(cells.begin(), entry.source);
+        table.addRow(cells);
+    }
+    return table.toString();
+}
+
+Json toJson(const RawEntry& entry) {
+    const opc::model::RawRelationship& raw = entry.raw;
+    return {{"source", entry.source},
+            {"id", textOrNull(toUtf8(raw.id))},
+            {"type", textOrNull(toUtf8(raw.type))},
+            {"target", textOrNull(toUtf8(raw.target))},
+            {"mode", textOrNull(toUtf8(raw.targetMode))},
+            {"xml", raw.text},
+            {"line", raw.line},
+            {"column", raw.column},
+            {"reason", raw.reason}};
 }
 
 Json toJson(const RelationshipEntry& entry) {

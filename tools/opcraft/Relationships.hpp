@@ -3,8 +3,10 @@
 
 #include "opcraft/OpenPackage.hpp"
 
+#include <opc/model/relationships/RawRelationship.hpp>
 #include <opc/model/relationships/Relationship.hpp>
 
+#include <cstddef>
 #include <optional>
 #include <set>
 #include <string>
@@ -21,6 +23,13 @@ struct RelationshipEntry {
     bool isExternal = false;
     std::optional<std::string> resolved; ///< the target resolved against its source, where it can be
     bool exists = false;                 ///< an internal target is a part of the package
+};
+
+/// An entry of a relationships part that is no relationship, because something in it is wrong.
+struct RawEntry {
+    std::string source;    ///< a part name, "/" for the package
+    std::size_t index = 0; ///< among those of the source
+    opc::model::RawRelationship raw;
 };
 
 /// The argument SOURCE, which `CommandOptions::part` holds.
@@ -44,13 +53,22 @@ bool removeWithTargets(OpenPackage& package, const std::u16string& type);
 std::vector<RelationshipEntry> entriesOf(const opc::model::RelationshipSource& source,
                                          const std::set<std::u16string>& partKeys);
 
+/// The entries of one source that are no relationships, in their order.
+std::vector<RawEntry> rawEntriesOf(const opc::model::RelationshipSource& source);
+
 /// Every relationship of the package and its parts by which some program may find a part, however its target is
 /// written, except those of the part itself.
 std::vector<RelationshipEntry> entriesLeadingTo(const opc::model::PartName& name, OpenPackage& package);
 
+/// The same among the entries that are no relationships.
+std::vector<RawEntry> rawEntriesLeadingTo(const opc::model::PartName& name, OpenPackage& package);
+
 /// @param withSource true: the first column is the source.
 std::string toTable(const std::vector<RelationshipEntry>& entries, bool withSource);
 
+std::string toTable(const std::vector<RawEntry>& entries, bool withSource);
+
 Json toJson(const RelationshipEntry& entry);
+Json toJson(const RawEntry& entry);
 
 } // namespace opcraft

@@ -8,6 +8,7 @@
 #include <charconv>
 #include <cstdint>
 #include <limits>
+#include <map>
 #include <new>
 #include <optional>
 #include <string_view>
@@ -15,6 +16,11 @@
 namespace opcraft {
 
 namespace {
+
+const std::map<std::string, Take> TAKES = {{"first", Take::First}, {"last", Take::Last}};
+
+constexpr const char* STRICT_TEXT = "Refuse a package in which something is wrong, and say what is found first";
+constexpr const char* STORED_TWICE = "Of several items for one name and of several archives in the file";
 
 struct LimitName {
     std::string_view name;
@@ -161,10 +167,35 @@ void addChangeOptions(CLI::App& command, ChangeOptions& options) {
     addSavingOptions(command, options);
 }
 
-CLI::Option* addReadOrChangeOptions(CLI::App& command, ReadOrChangeOptions& options) {
+std::vector<CLI::Option*> addReadOrChangeOptions(CLI::App& command, ReadOrChangeOptions& options) {
     addInputOptions(command, options, "The package; - is the standard input, and a change of it needs -o");
     addSavingOptions(command, options);
-    return addJsonFlag(command, options.json);
+    addTolerantFlag(command, options);
+    CLI::Option* json = addJsonFlag(command, options.json);
+    CLI::Option* strict = addFlag(command, "--strict", options.strict, STRICT_TEXT);
+    CLI::Option* take = addTakeOption(command, options, STORED_TWICE)->excludes(strict);
+    return {json, strict, take};
+}
+
+void addToleranceOptions(CLI::App& command, InputOptions& options) {
+    options.tolerant = true;
+    CLI::Option* strict = command
+                              .add_flag_callback(
+                                  "--strict", [&options] { options.tolerant = false; }, STRICT_TEXT)
+                              ->disable_flag_override();
+    addTakeOption(command, options, STORED_TWICE)->excludes(strict);
+}
+
+void addTolerantFlag(CLI::App& command, ChangeOptions& options) {
+    addFlag(command, "--tolerant", options.tolerant,
+            "Also change a package in which something is wrong, which stays as it is");
+}
+
+CLI::Option* addTakeOption(CLI::App& command, InputOptions& options, const std::string& things) {
+    const auto take = [&options](const std::string& which) { options.take = TAKES.at(which); };
+    return command.add_option_function<std::string>("--take", take, things + ", take the first or last")
+        ->type_name("WHICH")
+        ->check(oneOf(TAKES));
 }
 
 void addWaitOption(CLI::App& command, unsigned& seconds) {

@@ -44,12 +44,15 @@ struct CommandOptions {
     bool hidesPackage = false; ///< whether error messages leave out the part "/"; set by the command
 };
 
+using Take = opc::storage::ZipOptions::Take;
+
 /// The options of a command that opens a package.
 struct InputOptions : CommandOptions {
     opc::Limits limits{};
-    bool consistent = false; ///< whether a ZIP file that readers may read differently is refused; set by the command
-    opc::storage::ZipOptions::Take take = opc::storage::ZipOptions::Take::Neither; ///< as of `ZipOptions`
-    bool signatures = false; ///< whether signatures are read, to be verified or changed; set by the command
+    bool consistent = false;   ///< whether a ZIP file that readers may read differently is refused; set by the command
+    bool signatures = false;   ///< whether signatures are read, to be verified or changed; set by the command
+    bool tolerant = false;     ///< whether a package in which something is wrong is opened
+    Take take = Take::Neither; ///< of several for one name
     opc::model::SignatureForm formToWrite = opc::model::SignatureForm::Standard; ///< of new signatures
     std::optional<std::chrono::milliseconds> lockTimeout{}; ///< as of `opc::storage::ZipOptions`; set by the command
 };
@@ -68,6 +71,13 @@ struct ChangeOptions : InputOptions {
 /// The options of a command that reads, or changes a package when options say so.
 struct ReadOrChangeOptions : ChangeOptions {
     bool json = false;
+    bool strict = false; ///< when it reads; `tolerant` is for changes
+
+    InputOptions forReading() const {
+        InputOptions options = *this;
+        options.tolerant = !strict;
+        return options;
+    }
 };
 
 /// A command of the tool.
@@ -104,8 +114,16 @@ CLI::Option* addReadOptions(CLI::App& command, ReadOptions& options);
 /// @param files receives their names, the first of which the options have as well.
 CLI::Option* addReadOptions(CLI::App& command, ReadOptions& options, std::vector<std::string>& files);
 void addChangeOptions(CLI::App& command, ChangeOptions& options);
-/// @return the option for JSON, which excludes those that change.
-CLI::Option* addReadOrChangeOptions(CLI::App& command, ReadOrChangeOptions& options);
+/// @return the options for reading alone, which exclude those that change; the first is that for JSON.
+std::vector<CLI::Option*> addReadOrChangeOptions(CLI::App& command, ReadOrChangeOptions& options);
+
+/// For a command that reads tolerantly: `--strict` and `--take`.
+void addToleranceOptions(CLI::App& command, InputOptions& options);
+/// For a command that changes: `--tolerant`.
+void addTolerantFlag(CLI::App& command, ChangeOptions& options);
+/// `--take`.
+/// @param things the several of which one is taken.
+CLI::Option* addTakeOption(CLI::App& command, InputOptions& options, const std::string& things);
 
 /// @param seconds holds the default.
 void addWaitOption(CLI::App& command, unsigned& seconds);

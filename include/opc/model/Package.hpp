@@ -5,6 +5,7 @@
 #include <opc/core/Findings.hpp>
 #include <opc/core/Limits.hpp>
 #include <opc/core/interfaces/OpenMode.hpp>
+#include <opc/model/LeftOutPart.hpp>
 #include <opc/model/Part.hpp>
 #include <opc/model/PartName.hpp>
 #include <opc/model/relationships/ExcludeMode.hpp>
@@ -136,6 +137,12 @@ public:
     /// @throws PackageNotOpen
     std::vector<Part> getParts(ExcludeMode mode = ExcludeMode::IncludeAll) const;
 
+    /// What is left out of a package that was opened with a sink for findings, although the store has it as a part:
+    /// parts without a content type or with equivalent names, and relationships parts of what is no part. Each stays in
+    /// the store as it is, and keeps its name. What the store itself does not take for a part is not among them.
+    /// @throws PackageNotOpen
+    std::vector<LeftOutPart> getLeftOutParts() const;
+
     /// Called by a data manager's constructor. Managers are not owned.
     /// @throws PackageAlreadyOpen
     void addDataManager(DataManager* manager);
@@ -167,7 +174,7 @@ private:
                      StoredParts& stored);
     std::optional<ContentType> findContentType(const PartName& name, const interfaces::IPhysicalPart& physicalPart,
                                                RuleId rule, const Reading& reading);
-    void leaveOut(const PartName& name, StoredParts& stored);
+    void leaveOut(const PartName& name, const std::string& reason, StoredParts& stored);
     static void attachRelationships(RelationshipSource& source, const PartName& name, StoredParts& stored,
                                     const Reading& reading);
     void checkCorePropertiesRelationships(const Reading& reading) const;
@@ -211,8 +218,8 @@ private:
     interfaces::OpenMode mode_ = interfaces::OpenMode::CreateOnly;
     PartMap parts_;
     Names orphans_; // relationships parts of deleted parts, until they are deleted too
-    Names leftOut_; // of which there are no parts, although the store has them
-    Names hidden_;  // relationships parts that a later one of an equivalent name hides
+    std::vector<LeftOutPart> leftOut_;
+    Names hidden_; // relationships parts that a later one of an equivalent name hides
     std::unique_ptr<PartNameTree> prefixes_;
     std::unique_ptr<ContentTypeSource> contentTypeSource_;
     std::unique_ptr<RelationshipSerializer> relationshipSerializer_;

@@ -52,7 +52,7 @@ bool CorePropertiesPieces::read(const std::vector<unsigned char>& document, bool
 }
 
 /// The part is not written anew.
-void CorePropertiesPieces::keep(const Piece& /*piece*/) {}
+void CorePropertiesPieces::keep(const Piece& /*piece*/, const std::string& /*reason*/) {}
 
 RuleId CorePropertiesPieces::ruleOf(const Piece& piece, const ErrorPlace& /*place*/) const {
     const std::string_view name = piece.tag.localName();

@@ -36,11 +36,11 @@ bool RelationshipPieces::read(const std::vector<unsigned char>& document, bool t
     return isPlain;
 }
 
-void RelationshipPieces::keep(const Piece& piece) {
+void RelationshipPieces::keep(const Piece& piece, const std::string& reason) {
     const auto text = [&piece](std::string_view name) { return toString(piece.attribute(name)); };
     manager_.keep({text("Id"), text("Type"), text("Target"), text("TargetMode"),
                    piece.document.standAlone(piece.child, NAMESPACE_URI), piece.child.tagEnd.line,
-                   piece.child.tagEnd.column});
+                   piece.child.tagEnd.column, reason});
 }
 
 RuleId RelationshipPieces::ruleOf(const Piece& piece, const ErrorPlace& place) const {

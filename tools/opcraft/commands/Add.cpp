@@ -90,6 +90,7 @@ ExitCode add(const AddOptions& options, Console& console) {
 
 void addOptions(CLI::App& command, AddOptions& options) {
     addChangeOptions(command, options);
+    addTolerantFlag(command, options);
     command.add_option("PART", options.part, "The name of the new part")->required();
     command.add_option("--type", options.type, "Its content type")->type_name("TYPE")->required();
     command.add_option("--from", options.from, "The file with its content; - is the standard input")

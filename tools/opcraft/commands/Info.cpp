@@ -28,6 +28,7 @@ struct Kind {
     std::string name;      ///< "Word document"; "OPC package" when it is not known
     std::string extension; ///< the usual one, without the dot; empty when the kind is not known
     std::string mainPart;  ///< the part that a reader starts from; empty when it is not found
+    std::string missing{}; ///< what would be the main part, and is not a part; may be empty
 };
 
 struct Format {
@@ -134,27 +135,39 @@ std::optional<Part> findTarget(opc::model::Package& package, const char16_t* typ
     return std::nullopt;
 }
 
+/// The target of the first internal relationship of a type; empty when there is none.
+std::string firstTarget(const opc::model::Package& package, const char16_t* type) {
+    for (const opc::model::Relationship& relationship : package.getRelationshipsByType(type))
+        if (const auto target = targetPartOf(relationship))
+            return toUtf8(*target);
+    return {};
+}
+
 std::optional<Kind> guessFromRelationships(opc::model::Package& package) {
     std::optional<Kind> kind;
     for (const MainRelationship& relationship : MAIN_RELATIONSHIPS) {
         const std::optional<Part> part = findTarget(package, relationship.type);
-        if (!part)
+        if (!part) {
+            if (std::string missing = firstTarget(package, relationship.type); !kind && !missing.empty())
+                kind = Kind{"", "", "", std::move(missing)};
             continue;
+        }
         const Format* format = findFormat(relationship, mediaType(*part));
         const std::string name = toUtf8(part->getName().toString());
         if (format != nullptr)
             return Kind{std::string(format->name) + relationship.suffix, format->extension, name};
-        if (!kind)
+        if (!kind || kind->mainPart.empty())
             kind = Kind{"", "", name};
     }
     return kind;
 }
 
 std::optional<Kind> guessFromItems(OpenPackage& package) {
-    for (const ZipItem& item : package.getInput().getZip().getItems())
+    for (const ZipItem& item : package.getItems())
         for (const WellKnownItem& known : WELL_KNOWN_ITEMS)
             if (opc::caselessCompare(opc::toString(item.name, false), known.name) == 0)
-                return Kind{known.format.name, known.format.extension, toUtf8(item.partName)};
+                return Kind{known.format.name, known.format.extension, toUtf8(item.partName),
+                            item.partName.empty() ? item.name : ""};
     return std::nullopt;
 }
 
@@ -162,9 +175,10 @@ std::optional<Kind> guessFromItems(OpenPackage& package) {
 Kind guessKind(OpenPackage& package) {
     Kind kind = guessFromRelationships(package.getModel()).value_or(Kind{});
     if (kind.name.empty() && kind.mainPart.empty())
-        kind = guessFromItems(package).value_or(Kind{});
+        kind = guessFromItems(package).value_or(kind);
     if (kind.name.empty())
-        kind.name = "OPC package";
+        kind.name =
+            package.getInput().getZip().hasContentTypeStream() ? "OPC package" : "ZIP file without content types";
     return kind;
 }
 
@@ -172,6 +186,13 @@ Kind guessKind(OpenPackage& package) {
 struct OtherItems {
     std::string reason;
     std::vector<std::string> names;
+};
+
+/// What is wrong in one item.
+struct ItemFindings {
+    std::string item;    ///< empty for the package as a whole
+    std::string message; ///< of the first finding
+    std::size_t count = 0;
 };
 
 struct InfoReport {
@@ -189,12 +210,26 @@ struct InfoReport {
     std::uint64_t fileSize = 0;
     std::uint64_t uncompressedSize = 0; // of all items
     std::uint64_t compressedSize = 0;
+    std::uint64_t rawRelationships = 0; // entries that are none
+    std::size_t findings = 0;
+    std::vector<ItemFindings> itemFindings;
     Signatures signatures;
 };
 
-void countItems(const opc::storage::ZipPackage& zip, InfoReport& report) {
+void countFindings(const std::vector<opc::Finding>& findings, InfoReport& report) {
+    report.findings = findings.size();
+    std::map<std::string, std::size_t> items; // their indexes in the report
+    for (const opc::Finding& finding : findings) {
+        const auto [known, isNew] = items.try_emplace(finding.place.item, report.itemFindings.size());
+        if (isNew)
+            report.itemFindings.push_back({finding.place.item, finding.message});
+        ++report.itemFindings[known->second].count;
+    }
+}
+
+void countItems(const std::vector<ZipItem>& items, InfoReport& report) {
     std::map<std::string, std::size_t> reasons; // their indexes in the report
-    for (const ZipItem& item : zip.getItems()) {
+    for (const ZipItem& item : items) {
         ++report.items;
         report.uncompressedSize += item.size;
         report.compressedSize += item.compressedSize;
@@ -206,8 +241,8 @@ void countItems(const opc::storage::ZipPackage& zip, InfoReport& report) {
         if (isNew)
             report.reasons.push_back({item.reason, {}});
         report.reasons[known->second].names.push_back(item.name);
+        report.otherItems.push_back(item.name);
     }
-    report.otherItems = zip.getOtherItems();
 }
 
 InfoReport makeReport(OpenPackage& package) {
@@ -221,9 +256,11 @@ InfoReport makeReport(OpenPackage& package) {
     report.packageRelationships = package.getModel().getRelationships().size();
     package.forEachSource([&](const opc::model::RelationshipSource& source) {
         report.relationships += source.getRelationships().size();
+        report.rawRelationships += source.getRawRelationships().size();
     });
     report.coreProperties = findCoreProperties(package);
-    countItems(package.getInput().getZip(), report);
+    countItems(package.getItems(), report);
+    countFindings(package.getFindings().getAll(), report);
     report.fileSize = package.getInput().getSize();
     report.signatures = findSignatures(package);
     return report;
@@ -263,23 +300,45 @@ std::string corePropertiesText(const std::vector<CorePropertiesEntry>& entries) 
     return text.empty() ? "none" : text;
 }
 
+std::string findingsLines(const InfoReport& report) {
+    if (report.findings == 0)
+        return {};
+    std::string text = line("Findings", std::to_string(report.findings) + ", which 'opcraft lint' explains");
+    for (std::size_t i = 0; i < std::min(report.itemFindings.size(), SHOWN_NAMES); ++i) {
+        const ItemFindings& each = report.itemFindings[i];
+        text += line("", (each.item.empty() ? "" : each.item + ": ") + each.message +
+                             (each.count == 1 ? "" : ", and " + std::to_string(each.count - 1) + " more"));
+    }
+    if (report.itemFindings.size() > SHOWN_NAMES)
+        text += line("", "and in " + countText(report.itemFindings.size() - SHOWN_NAMES, "more item"));
+    return text;
+}
+
+std::string mainPartText(const InfoReport& report) {
+    if (!report.kind.mainPart.empty())
+        return report.kind.mainPart + " (" + report.mainContentType + ')';
+    return report.kind.missing.empty() ? "not found" : report.kind.missing + " (missing or not a part)";
+}
+
+std::string relationshipsText(const InfoReport& report) {
+    return std::to_string(report.relationships) + " (" + std::to_string(report.packageRelationships) +
+           " of the package, " + std::to_string(report.relationships - report.packageRelationships) + " of parts)" +
+           (report.rawRelationships == 0
+                ? ""
+                : ", and " + std::to_string(report.rawRelationships) + " in which something is wrong");
+}
+
 std::string toText(const InfoReport& report) {
     std::string kind = report.kind.name;
     if (!report.kind.extension.empty())
         kind += " (." + report.kind.extension + ')';
-    const std::string mainPart = report.kind.mainPart + " (" + report.mainContentType + ')';
-    return line("File", report.file) + line("Kind", kind) +
-           line("Main part", report.kind.mainPart.empty() ? "not found" : mainPart) +
-           line("Parts", std::to_string(report.parts)) +
-           line("Relationships", std::to_string(report.relationships) + " (" +
-                                     std::to_string(report.packageRelationships) + " of the package, " +
-                                     std::to_string(report.relationships - report.packageRelationships) +
-                                     " of parts)") +
+    return line("File", report.file) + line("Kind", kind) + line("Main part", mainPartText(report)) +
+           line("Parts", std::to_string(report.parts)) + line("Relationships", relationshipsText(report)) +
            line("Size", sizeText(report.fileSize)) +
            line("Content", sizeText(report.uncompressedSize) + " in " + countText(report.items, "item") +
                                ", compressed to " + sizeText(report.compressedSize)) +
            line("Properties", corePropertiesText(report.coreProperties)) + otherItemsLines(report) +
-           signatureLines(report.signatures);
+           signatureLines(report.signatures) + findingsLines(report);
 }
 
 Json mainPartJson(const InfoReport& report) {
@@ -297,13 +356,18 @@ Json corePropertiesJson(const std::vector<CorePropertiesEntry>& entries) {
 }
 
 Json toJson(const InfoReport& report) {
-    Json json = makeJsonReport("info", report.file);
+    Json json = makeJsonReport("info", report.file, report.findings);
     json["kind"] = report.kind.name;
     json["extension"] = textOrNull(report.kind.extension);
     json["mainPart"] = mainPartJson(report);
+    json["missingMainPart"] = textOrNull(report.kind.mainPart.empty() ? report.kind.missing : "");
     json["parts"] = report.parts;
     json["relationshipsParts"] = report.relationshipsParts;
-    json["relationships"] = {{"package", report.packageRelationships}, {"total", report.relationships}};
+    json["relationships"] = {
+        {"package", report.packageRelationships}, {"total", report.relationships}, {"raw", report.rawRelationships}};
+    json["itemFindings"] = toJsonArray(report.itemFindings, [](const ItemFindings& each) {
+        return Json{{"item", textOrNull(each.item)}, {"count", each.count}, {"message", each.message}};
+    });
     json["size"] = report.fileSize;
     json["items"] = {{"count", report.items},
                      {"uncompressedSize", report.uncompressedSize},
@@ -324,11 +388,13 @@ ExitCode info(const ReadOptions& options, Console& console) {
     OpenPackage package(options);
     const InfoReport report = makeReport(package);
     console.write(options.json ? toJsonText(toJson(report)) : toText(report));
+    package.getFindings().note(console, options.file);
     return ExitCode::Fine;
 }
 
 void addOptions(CLI::App& command, ReadOptions& options) {
     addReadOptions(command, options);
+    addToleranceOptions(command, options);
 }
 
 } // namespace

@@ -42,7 +42,7 @@ LintFormat formatOf(const LintOptions& options) {
 LintedFile lintFile(const LintOptions& options, const std::string& file) {
     LintOptions one = options;
     one.file = file;
-    one.take = opc::storage::ZipOptions::Take::Last; // of what is there twice, what most programs read
+    one.take = Take::Last; // of what is there twice, what most programs read
     const ZipInput input(one);
     opc::lint::Options how{options.limits};
     for (const std::string& name : options.rules)

@@ -29,6 +29,7 @@ struct ListReport {
     std::string file;
     std::vector<PartEntry> parts; // in the order of their names, as the other items
     std::vector<ZipItem> otherItems;
+    std::size_t findings = 0;
 };
 
 std::map<std::u16string, ZipItem> partItems(const std::vector<ZipItem>& items) {
@@ -56,7 +57,8 @@ PartEntry partEntryOf(const opc::model::Part& part, const std::map<std::u16strin
 ListReport makeListReport(OpenPackage& package) {
     ListReport report;
     report.file = package.getName();
-    const std::vector<ZipItem> items = package.getInput().getZip().getItems();
+    report.findings = package.getFindings().getAll().size();
+    const std::vector<ZipItem> items = package.getItems();
     const auto partsByName = partItems(items);
     for (const opc::model::Part& part : package.getModel().getParts())
         report.parts.push_back(partEntryOf(part, partsByName));
@@ -84,7 +86,7 @@ std::string toText(const ListReport& report) {
 }
 
 Json toJson(const ListReport& report) {
-    Json json = makeJsonReport("list", report.file);
+    Json json = makeJsonReport("list", report.file, report.findings);
     json["parts"] = toJsonArray(
         report.parts,
         [](const PartEntry& entry) {
@@ -105,11 +107,13 @@ ExitCode list(const ReadOptions& options, Console& console) {
     OpenPackage package(options);
     const ListReport report = makeListReport(package);
     console.write(options.json ? toJsonText(toJson(report)) : toText(report));
+    package.getFindings().note(console, options.file);
     return ExitCode::Fine;
 }
 
 void addListOptions(CLI::App& command, ReadOptions& options) {
     addReadOptions(command, options);
+    addToleranceOptions(command, options);
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 
 #include <opc/core/Characters.hpp>
 #include <opc/core/Time.hpp>
+#include <opc/errors/Errors.hpp>
 #include <opc/model/coreproperties/PackageHelper.hpp>
 
 #include <algorithm>
@@ -239,8 +240,8 @@ std::string toText(const StoredProperties& stored) {
     return (text.empty() ? "No core properties.\n" : text) + furtherPartsText(stored.entries);
 }
 
-Json toJson(const StoredProperties& stored, const std::string& file) {
-    Json json = makeJsonReport("props", file);
+Json toJson(const StoredProperties& stored, const std::string& file, std::size_t findings) {
+    Json json = makeJsonReport("props", file, findings);
     json["part"] = textOrNull(stored.part);
     json["relationshipType"] = stored.entries.empty() ? Json() : Json(stored.entries.front().type);
     forEachValue(
@@ -266,22 +267,55 @@ PropertyEdits toEdits(const PropsOptions& options) {
     return edits;
 }
 
+/// Whether a finding is about the element of a property.
+bool isNamedIn(const std::vector<opc::Finding>& findings, const CoreProperty& property) {
+    return std::any_of(
+        findings.begin(), findings.end(),
+        [&](const opc::Finding& each) {
+            const std::string& element = each.place.element;
+            return element.substr(element.find(':') + 1) == property.name;
+        });
+}
+
 ExitCode read(const PropsOptions& options, Console& console) {
-    OpenPackage package(options);
-    const StoredProperties stored = readProperties(package);
-    console.write(options.json ? toJsonText(toJson(stored, options.file)) : toText(stored));
+    OpenPackage package(options.forReading());
+    FindingList wrong;
+    const StoredProperties stored = readProperties(package, options.strict ? nullptr : &wrong);
+    FindingList all = package.getFindings();
+    for (const opc::Finding& each : wrong.getAll())
+        all.found(each);
+    console.write(options.json ? toJsonText(toJson(stored, options.file, all.getAll().size())) : toText(stored));
+    for (const opc::Finding& each : wrong.getAll())
+        console.note(warningLine(options.file, each.place));
     for (const UnreadText& unread : stored.unread)
-        console.note(options.file + ": " + stored.part + ": warning: what <" + unread.property->name + "> holds (\"" +
-                     toUtf8(unread.text) + "\") cannot be read as a whole");
+        if (!isNamedIn(wrong.getAll(), *unread.property))
+            console.note(options.file + ": " + stored.part + ": warning: what <" + unread.property->name +
+                         "> holds (\"" + toUtf8(unread.text) + "\") cannot be read as a whole");
+    all.note(console, options.file);
     return ExitCode::Fine;
 }
 
+/// Properties that are wrong and are not changed stay as they are.
 /// @return whether anything changed.
-bool edit(OpenPackage& package, const PropertyEdits& edits) {
-    readProperties(package); // for its messages
+/// @throws Failure when something in the part is wrong, stays so, and is not tolerated.
+bool edit(OpenPackage& package, const PropertyEdits& edits, bool isTolerant) {
+    FindingList findings;
+    const StoredProperties stored = readProperties(package, &findings);
+    if (stored.part.empty() && !stored.entries.empty())
+        throw leadsNowhere(package, stored.entries.front());
     opc::model::Package& model = package.getModel();
-    return PackageHelper::updateCoreProperties(model, edits.getValues(), edits.getNamed(),
-                                               PackageHelper::findCorePropertiesRelationshipType(model));
+    bool isChanged = false;
+    try {
+        isChanged =
+            PackageHelper::updateCoreProperties(model, edits.getValues(), edits.getNamed(),
+                                                PackageHelper::findCorePropertiesRelationshipType(model), findings);
+    } catch (const opc::model::InvalidPartContent&) {
+        readProperties(package); // for the place
+        throw;
+    }
+    if (!isTolerant && !findings.getAll().empty())
+        readProperties(package);
+    return isChanged;
 }
 
 bool clear(OpenPackage& package) {
@@ -301,7 +335,8 @@ void warnOfOtherParts(const std::vector<CorePropertiesEntry>& entries, const std
 
 ExitCode change(const PropsOptions& options, const PropertyEdits& edits, Console& console) {
     PackageChange change(options, console);
-    const bool isChanged = options.clear ? clear(change.getPackage()) : edit(change.getPackage(), edits);
+    const bool isChanged =
+        options.clear ? clear(change.getPackage()) : edit(change.getPackage(), edits, options.tolerant);
     const std::vector<CorePropertiesEntry> entries = findCoreProperties(change.getPackage());
     change.save(console, isChanged);
     warnOfOtherParts(entries, options.file, console);
@@ -330,14 +365,15 @@ constexpr const char* PROPS_HELP =
     "Core properties are also found by the relationship type that LibreOffice writes in place of the\n"
     "standard's, which then stays as it is. Where a package has both, those of the standard's type are\n"
     "shown and changed; --clear removes all.\n\n"
-    "Properties that the command does not name stay as they are stored.\n\n"
+    "Properties that the command does not name stay as they are stored. One that cannot be read is told,\n"
+    "and --set or --unset of it mends it; to change another one beside it needs --tolerant.\n\n"
     "Examples:\n"
     "  opcraft props letter.docx\n"
     "  opcraft props letter.docx --set title=\"A letter\" --set created=2026-01-31 --unset revision\n"
     "  opcraft props letter.docx --keyword letter@en --keyword Brief@de";
 
 void addOptions(CLI::App& command, PropsOptions& options) {
-    CLI::Option* json = addReadOrChangeOptions(command, options);
+    const std::vector<CLI::Option*> reading = addReadOrChangeOptions(command, options);
     CLI::Option* set = addTexts(command, "--set", options.set, "Give a property a value")->type_name("NAME=VALUE");
     CLI::Option* unset = addTexts(command, "--unset", options.unset, "Take a property away")->type_name("NAME");
     CLI::Option* keyword = addTexts(command, "--keyword", options.keywords,
@@ -345,7 +381,8 @@ void addOptions(CLI::App& command, PropsOptions& options) {
                                ->type_name("TEXT@LANGUAGE");
     CLI::Option* clear = addFlag(command, "--clear", options.clear, "Remove the core properties part");
     clear->excludes(set)->excludes(unset)->excludes(keyword);
-    json->excludes(set)->excludes(unset)->excludes(keyword)->excludes(clear);
+    for (CLI::Option* each : reading)
+        each->excludes(set)->excludes(unset)->excludes(keyword)->excludes(clear);
 }
 
 } // namespace

@@ -44,7 +44,12 @@ opc::model::Relationship createOrExplain(opc::model::RelationshipSource& source,
     } catch (const opc::model::InvalidRelationshipID& e) {
         throw wrongArgument(options.id, e.what());
     } catch (const opc::model::RelationshipAlreadyExists& e) {
-        throw Failure(ExitCode::NotProcessed, "", "", '"' + options.id + "\": " + e.what());
+        const bool isRaw = !source.hasRelationship(toUtf16(options.id));
+        throw Failure(
+            ExitCode::NotProcessed, "", "",
+            '"' + options.id + "\": " +
+                (isRaw ? "an entry that is not a relationship has this ID; 'opcraft unrelate --tolerant' removes it"
+                       : e.what()));
     }
 }
 
@@ -70,6 +75,7 @@ ExitCode relate(const RelateOptions& options, Console& console) {
 
 void addOptions(CLI::App& command, RelateOptions& options) {
     addChangeOptions(command, options);
+    addTolerantFlag(command, options);
     options.hidesPackage = true;
     addSourceArgument(command, options);
     command.add_option("--type", options.type, "The type of the relationship, a URI")->type_name("TYPE")->required();

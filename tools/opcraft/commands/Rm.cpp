@@ -26,6 +26,15 @@ ExitCode refuse(const PackageChange& change, const std::vector<RelationshipEntry
     return ExitCode::Findings;
 }
 
+/// Entries that are no relationships are not removed, and other programs may take them for relationships.
+void throwIfRawEntriesLeadTo(const opc::model::PartName& name, OpenPackage& package) {
+    for (const RawEntry& entry : rawEntriesLeadingTo(name, package))
+        throw Failure(ExitCode::NotProcessed, package.getName(), toUtf8(name.toString()),
+                      "an entry of " + entry.source + " with the ID \"" + toUtf8(entry.raw.id) +
+                          "\" points at this part, and something in it is wrong: " + entry.raw.reason +
+                          "; 'opcraft unrelate --tolerant' removes it");
+}
+
 void removeRelationships(OpenPackage& package, const std::vector<RelationshipEntry>& entries) {
     for (const RelationshipEntry& entry : entries)
         package.withSource(
@@ -37,6 +46,7 @@ ExitCode rm(const RmOptions& options, Console& console) {
     const opc::model::PartName name = toPartNameOfPart(options.part);
     PackageChange change(options, console);
     const opc::model::Part part = change.getPackage().getPart(name);
+    throwIfRawEntriesLeadTo(name, change.getPackage());
     const std::vector<RelationshipEntry> entries = entriesLeadingTo(name, change.getPackage());
     if (!entries.empty() && !options.force)
         return refuse(change, entries, options, name, console);
@@ -52,6 +62,7 @@ ExitCode rm(const RmOptions& options, Console& console) {
 
 void addOptions(CLI::App& command, RmOptions& options) {
     addChangeOptions(command, options);
+    addTolerantFlag(command, options);
     command.add_option("PART", options.part, "The part")->required();
     addFlag(command, "--force", options.force, "Remove the relationships that point at the part too");
 }

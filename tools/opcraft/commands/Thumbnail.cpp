@@ -196,8 +196,8 @@ std::string toText(const std::vector<ThumbnailEntry>& thumbnails) {
     return table.toString();
 }
 
-Json toJson(const std::vector<ThumbnailEntry>& thumbnails, const std::string& file) {
-    Json json = makeJsonReport("thumbnail", file);
+Json toJson(const std::vector<ThumbnailEntry>& thumbnails, const std::string& file, std::size_t findings) {
+    Json json = makeJsonReport("thumbnail", file, findings);
     json["thumbnails"] = toJsonArray(thumbnails, [](const ThumbnailEntry& entry) {
         return Json{{"id", entry.id},
                     {"target", entry.target},
@@ -232,9 +232,11 @@ void setThumbnail(OpenPackage& package, const std::string& imageName, const std:
 }
 
 ExitCode show(const ThumbnailOptions& options, Console& console) {
-    OpenPackage package(options);
+    OpenPackage package(options.forReading());
     const std::vector<ThumbnailEntry> thumbnails = findThumbnails(package);
-    console.write(options.json ? toJsonText(toJson(thumbnails, options.file)) : toText(thumbnails));
+    const std::size_t findings = package.getFindings().getAll().size();
+    console.write(options.json ? toJsonText(toJson(thumbnails, options.file, findings)) : toText(thumbnails));
+    package.getFindings().note(console, options.file);
     return ExitCode::Fine;
 }
 
@@ -262,13 +264,14 @@ void copyTo(const std::string& output, const Part& part, Console& console) {
 }
 
 ExitCode extract(const ThumbnailOptions& options, Console& console) {
-    OpenPackage package(options);
+    OpenPackage package(options.forReading());
     const Part part = findFirst(package);
     try {
         copyTo(*options.extract, part, console);
     } catch (const opc::Exception& e) {
         throw readFailure(e, options.file, part);
     }
+    package.getFindings().note(console, options.file);
     return ExitCode::Fine;
 }
 
@@ -309,13 +312,15 @@ CLI::Option* addFileOption(CLI::App& command, const std::string& name, std::opti
 }
 
 void addOptions(CLI::App& command, ThumbnailOptions& options) {
-    CLI::Option* json = addReadOrChangeOptions(command, options);
+    const std::vector<CLI::Option*> reading = addReadOrChangeOptions(command, options);
     CLI::Option* extractOption = addFileOption(command, "--extract", options.extract,
                                                "Copy the image into a new file; - is the standard output", "FILE");
     CLI::Option* setOption = addFileOption(command, "--set", options.set,
                                            "Make this image the only thumbnail; - is the standard input", "IMAGE");
     CLI::Option* removeOption = addFlag(command, "--remove", options.remove, "Remove all thumbnails");
-    json->excludes(extractOption)->excludes(setOption)->excludes(removeOption);
+    reading.front()->excludes(extractOption);
+    for (CLI::Option* each : reading)
+        each->excludes(setOption)->excludes(removeOption);
     extractOption->excludes(setOption)->excludes(removeOption);
     setOption->excludes(removeOption);
 }

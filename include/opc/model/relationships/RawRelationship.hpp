@@ -18,6 +18,7 @@ struct RawRelationship {
     std::string text;         ///< the XML of the element as it is kept, UTF-8
     std::uint64_t line = 0;   ///< in the relationships part as it was read, the first being 1
     std::uint64_t column = 0; ///< in UTF-16 units, the first being 1: after the start tag
+    std::string reason{};     ///< why it is no relationship; UTF-8
 };
 
 } // namespace opc::model
