@@ -43,21 +43,10 @@ Json numberOrNull(std::uint64_t number) {
     return number == 0 ? Json() : Json(number);
 }
 
-Json findingJson(const LintFinding& finding) {
-    const Rule& rule = opc::getRule(finding.rule);
-    const opc::ErrorPlace& place = finding.place;
-    return {{"rule", rule.name},
-            {"severity", nameOf(rule.severity)},
-            {"blocks", finding.blocks},
-            {"item", textOrNull(place.item)},
-            {"line", numberOrNull(place.line)},
-            {"column", numberOrNull(place.column)},
-            {"element", textOrNull(place.element)},
-            {"attribute", textOrNull(place.attribute)},
-            {"id", textOrNull(place.id)},
-            {"value", textOrNull(place.value)},
-            {"message", finding.message},
-            {"fingerprint", finding.fingerprint}};
+Json lintJson(const LintFinding& finding) {
+    Json json = findingJson(finding);
+    json["fingerprint"] = finding.fingerprint;
+    return json;
 }
 
 Json ruleJson(const Rule& rule) {
@@ -125,15 +114,33 @@ std::string placeText(const opc::ErrorPlace& place) {
     return place.item + ':' + std::to_string(place.line) + ':' + std::to_string(place.column);
 }
 
+std::string findingLine(const std::string& file, const Finding& finding) {
+    const Rule& rule = opc::getRule(finding.rule);
+    const std::string place = placeText(finding.place);
+    return escaped(file + ": " + (place.empty() ? "" : place + ": ") + nameOf(rule.severity) + ' ' + rule.name + ": " +
+                   finding.message);
+}
+
+Json findingJson(const Finding& finding) {
+    const Rule& rule = opc::getRule(finding.rule);
+    const opc::ErrorPlace& place = finding.place;
+    return {{"rule", rule.name},
+            {"severity", nameOf(rule.severity)},
+            {"blocks", finding.blocks},
+            {"item", textOrNull(place.item)},
+            {"line", numberOrNull(place.line)},
+            {"column", numberOrNull(place.column)},
+            {"element", textOrNull(place.element)},
+            {"attribute", textOrNull(place.attribute)},
+            {"id", textOrNull(place.id)},
+            {"value", textOrNull(place.value)},
+            {"message", finding.message}};
+}
+
 std::string toText(const LintedFile& linted) {
     std::string text;
-    for (const Finding& finding : linted.findings) {
-        const Rule& rule = opc::getRule(finding.rule);
-        const std::string place = placeText(finding.place);
-        text += escaped(linted.file + ": " + (place.empty() ? "" : place + ": ") + nameOf(rule.severity) + ' ' +
-                        rule.name + ": " + finding.message) +
-                '\n';
-    }
+    for (const Finding& finding : linted.findings)
+        text += findingLine(linted.file, finding) + '\n';
     return text;
 }
 
@@ -153,11 +160,21 @@ std::string countLine(const std::vector<LintedFile>& files) {
 
 Json toJson(const LintedFile& linted) {
     Json json = makeJsonReport("lint", linted.file);
-    json["findings"] = toJsonArray(linted.findings, findingJson);
+    json["findings"] = toJsonArray(linted.findings, lintJson);
     for (const Severity severity : SEVERITIES)
         json["counts"][nameOf(severity)] = countOf(linted, severity);
     json["counts"]["known"] = linted.known;
     return json;
+}
+
+CLI::Validator isRule() {
+    return CLI::Validator(
+        [](const std::string& name) {
+            return opc::findRule(name) == nullptr
+                       ? '"' + name + "\" is not a rule; 'opcraft lint --list-rules' shows all"
+                       : std::string();
+        },
+        "");
 }
 
 std::string rulesText() {

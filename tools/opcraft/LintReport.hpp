@@ -36,6 +36,10 @@ std::string uriOf(const std::string& file);
 /// "/word/_rels/document.xml.rels:3:120", or "/word/document.xml"; empty for what concerns the package as a whole.
 std::string placeText(const opc::ErrorPlace& place);
 
+/// "letter.docx: /word/_rels/document.xml.rels:3:120: error M1.26: …", escaped, without the end of the line.
+std::string findingLine(const std::string& file, const opc::Finding& finding);
+Json findingJson(const opc::Finding& finding);
+
 /// One line for each finding.
 std::string toText(const LintedFile& linted);
 /// "2 errors, 1 warning, 0 notes"
@@ -45,6 +49,9 @@ Json toJson(const LintedFile& linted);
 /// All findings as one log of SARIF 2.1.0.
 /// @param isComplete whether all files could be read.
 Json toSarif(const std::vector<LintedFile>& files, bool isComplete);
+
+/// For an option that takes the name of a rule.
+CLI::Validator isRule();
 
 std::string rulesText();
 Json rulesJson();

@@ -27,6 +27,7 @@ void addCommands(Tool& tool) {
     addRelsCommand(tool);
     addCatCommand(tool);
     addLintCommand(tool);
+    addRepairCommand(tool);
     addNewCommand(tool);
     addAddCommand(tool);
     addRmCommand(tool);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "storage/zip/ItemNames.hpp"
 
-#include <opc/core/Characters.hpp>
+#include <opc/core/ItemNames.hpp>
 #include <opc/core/Strings.hpp>
 
 #include <utility>
@@ -14,31 +14,13 @@ bool isContentTypesItem(std::string_view itemName) {
            caselessCompare(wide(itemName), wide(CONTENT_TYPES_ITEM)) == 0;
 }
 
-namespace {
-
-/// The item name after a slash, with characters that are not allowed in a URI escaped.
-std::u16string toURI(std::string_view itemName) {
-    std::u16string uri = u"/";
-    uri.reserve(1 + itemName.size());
-    for (std::size_t i = 0; i < itemName.size(); ++i) {
-        const auto byte = static_cast<unsigned char>(itemName[i]);
-        if (detail::isPathCharacter(byte) || detail::escapedByte(itemName, i) >= 0)
-            uri += byte;
-        else
-            detail::appendEscape(uri, byte);
-    }
-    return uri;
-}
-
-} // namespace
-
 std::optional<std::u16string> toPartName(std::string_view itemName) {
-    std::u16string name = toURI(itemName);
+    std::u16string name = detail::toItemURI(itemName);
     return detail::isPartName(name) ? std::optional(std::move(name)) : std::nullopt;
 }
 
 std::optional<detail::PartNameRule> findPartNameRule(std::string_view itemName) {
-    const auto fault = detail::findPartNameFault(toURI(itemName));
+    const auto fault = detail::findPartNameFault(detail::toItemURI(itemName));
     return fault ? std::optional(fault->rule) : std::nullopt;
 }
 

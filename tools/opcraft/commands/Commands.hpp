@@ -11,6 +11,7 @@ void addListCommand(Tool& tool);
 void addRelsCommand(Tool& tool);
 void addCatCommand(Tool& tool);
 void addLintCommand(Tool& tool);
+void addRepairCommand(Tool& tool);
 void addNewCommand(Tool& tool);
 void addAddCommand(Tool& tool);
 void addRmCommand(Tool& tool);

@@ -123,15 +123,6 @@ ExitCode lint(const LintOptions& options, Console& console) {
     return ExitCode::Fine;
 }
 
-CLI::Validator isRule() {
-    return CLI::Validator(
-        [](const std::string& name) {
-            return opc::findRule(name) == nullptr ? '"' + name + "\" is not a rule; --list-rules shows all"
-                                                  : std::string();
-        },
-        "");
-}
-
 void addOptions(CLI::App& command, LintOptions& options) {
     CLI::Option* json = addReadOptions(command, options, options.files);
     command.get_option("FILE")->required(false); // rules are explained without one

@@ -1,0 +1,150 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <opc/core/ItemNames.hpp>
+#include <opc/core/PartNames.hpp>
+#include <opc/core/Strings.hpp>
+
+#include "lint/Examination.hpp"
+#include "lint/RepairWork.hpp"
+
+#include <algorithm>
+#include <map>
+#include <unordered_set>
+
+namespace opc::lint {
+
+namespace {
+
+using Group = std::vector<RepairItem*>;
+
+std::u16string lowerName(const std::string& name) {
+    return toLowerASCIIString(toString(name, false));
+}
+
+/// Items of which only one can be what its name says.
+std::map<std::u16string, Group> groupsOf(RepairSnapshot& snapshot) {
+    std::map<std::u16string, Group> groups;
+    for (const auto& item : snapshot.getItems())
+        if (!item->isPiece() && !item->isFolder())
+            groups[item->getPartName().empty() ? u'\0' + lowerName(item->getName())
+                                               : toLowerASCIIString(item->getPartName())]
+                .push_back(item.get());
+    return groups;
+}
+
+bool areEqual(const Group& group, const std::u16string& (RepairItem::*key)() const) {
+    return std::all_of(
+        group.begin(), group.end(),
+        [&](const RepairItem* each) { return ((*each).*key)() == ((*group.front()).*key)(); });
+}
+
+RuleId ruleOf(const Group& group) {
+    if (group.front()->isContentTypes())
+        return RuleId::ContentTypesMissing;
+    const auto hasSameName = [&](const RepairItem* each) { return each->getName() == group.front()->getName(); };
+    if (std::all_of(group.begin(), group.end(), hasSameName))
+        return RuleId::NoDuplicateItem;
+    return areEqual(group, &RepairItem::getPartName) ? RuleId::OnePartPerName : RuleId::NoEquivalentPartNames;
+}
+
+void mendGroup(RepairWork& work, const Group& group) {
+    const auto take = work.getOptions().take;
+    const RepairItem* kept = take == Duplicate::First ? group.front() : group.back();
+    for (RepairItem* item : group) {
+        if (item == kept)
+            continue;
+        RepairStep step{itemFinding(ruleOf(group), *item, "duplicate item, as " + inQuotes(kept->getName()))};
+        step.finding.place.item = item->getName(); // several are no part
+        step.change = "deletes one of the items";
+        step.loss = "the content of the item";
+        step.deletes = true;
+        if (!take)
+            step.why = "which of the items counts was not chosen";
+        if (work.add(std::move(step), true))
+            item->isDeleted = true;
+    }
+}
+
+/// The names that items have or get.
+class Names {
+public:
+    explicit Names(RepairSnapshot& snapshot) {
+        for (const auto& item : snapshot.getItems())
+            if (!item->isDeleted)
+                names_.insert(keyOf(item->getName()));
+    }
+
+    bool add(const std::string& name) { return names_.insert(keyOf(name)).second; }
+
+private:
+    static std::u16string keyOf(const std::string& name) { return toLowerASCIIString(detail::toItemURI(name)); }
+
+    std::unordered_set<std::u16string> names_;
+};
+
+/// Whether nothing but relationships names the parts of the package: the content type of every main part says so.
+bool isNamedByRelationships(RepairWork& work) {
+    bool isNamed = false;
+    for (const auto& item : work.getSnapshot().getItems()) {
+        const auto type = work.getTypes().find(detail::toItemURI(plainItemName(item->getName())));
+        if (item->isDeleted || !type || mainRelationshipTypeOf(*type) == nullptr)
+            continue;
+        if (!isNamedByRelationshipsOnly(*type))
+            return false;
+        isNamed = true;
+    }
+    return isNamed;
+}
+
+std::string problemOf(const std::string& name) {
+    if (name.find('\\') != name.npos)
+        return "a backslash in the name";
+    return name.front() == '/' ? "a slash in front of the name" : "an empty segment in the name";
+}
+
+void mendName(RepairWork& work, RepairItem& item, const std::string& name, bool isNamed, Names& names) {
+    const bool isSyntax = item.getName().find('\\') != std::string::npos || item.getName().front() == '/';
+    const RuleId rule = isSyntax ? RuleId::ItemNameSyntax : RuleId::NoEmptySegment;
+    if (!work.wants(rule))
+        return;
+    RepairStep step{itemFinding(rule, item, problemOf(item.getName()))};
+    step.change = "renames the item to " + inQuotes(name);
+    if (!isNamed)
+        step.why = "parts of such packages are also named in markup, which is not changed";
+    else if (!names.add(name))
+        step.why = "another item has this name";
+    if (work.add(std::move(step))) {
+        work.changedParts.insert(toLowerASCIIString(detail::toItemURI(name)));
+        work.getSnapshot().rename(item, name, rule);
+    }
+}
+
+void mendContentTypesName(RepairWork& work, RepairItem& item) {
+    RepairStep step{itemFinding(RuleId::ContentTypesItemCase, item, "a content types stream in another case")};
+    step.change = "renames the item to " + inQuotes(std::string_view(CONTENT_TYPES_ITEM));
+    if (work.add(std::move(step)))
+        work.getSnapshot().rename(item, CONTENT_TYPES_ITEM, RuleId::ContentTypesItemCase);
+}
+
+} // namespace
+
+void mendDuplicateItems(RepairWork& work) {
+    for (const auto& [name, group] : groupsOf(work.getSnapshot()))
+        if (group.size() > 1)
+            mendGroup(work, group);
+}
+
+void mendItemNames(RepairWork& work) {
+    const bool isNamed = isNamedByRelationships(work);
+    Names names(work.getSnapshot());
+    for (const auto& item : work.getSnapshot().getItems()) {
+        if (item->isDeleted || item->getName().empty())
+            continue;
+        const std::string name = plainItemName(item->getName());
+        if (item->isContentTypes() && name != CONTENT_TYPES_ITEM && work.getTypes().isRead())
+            mendContentTypesName(work, *item);
+        else if (!name.empty() && name != item->getName() && !item->isContentTypes())
+            mendName(work, *item, name, isNamed, names);
+    }
+}
+
+} // namespace opc::lint
