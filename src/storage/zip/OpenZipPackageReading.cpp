@@ -9,6 +9,7 @@
 #include "storage/zip/OtherFormats.hpp"
 #include "storage/zip/Pieces.hpp"
 #include "storage/zip/ZipConsistency.hpp"
+#include "storage/zip/ZipNameRules.hpp"
 
 #include <opc/core/Exception.hpp>
 #include <opc/core/Strings.hpp>
