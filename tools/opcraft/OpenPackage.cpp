@@ -177,7 +177,9 @@ Json makeJsonReport(const std::string& command, const std::string& file, std::si
 Failure openFailure(ZipInput& input, const InputOptions& options, const opc::Exception& error) {
     const Failure failure = toFailure(error, input.getName(), "");
     const bool isReading = !options.lockTimeout;
-    const bool isAdvised = options.tolerant && isReading && options.take == Take::Neither && input.hasSeveralArchives();
+    const bool isDamaged = error.code() == boost::system::errc::bad_message;
+    const bool isAdvised =
+        isDamaged && options.tolerant && isReading && options.take == Take::Neither && input.hasSeveralArchives();
     return isAdvised ? Failure(ExitCode::NotProcessed, input.getName(), "",
                                failure.what() + std::string("; --take first or --take last reads one of them"))
                      : failure;

@@ -188,7 +188,7 @@ void addToleranceOptions(CLI::App& command, InputOptions& options) {
 
 void addTolerantFlag(CLI::App& command, ChangeOptions& options) {
     addFlag(command, "--tolerant", options.tolerant,
-            "Also change a package in which something is wrong, which stays as it is");
+            "Also change a package in which something is wrong; what is wrong stays as it is");
 }
 
 CLI::Option* addTakeOption(CLI::App& command, InputOptions& options, const std::string& things) {

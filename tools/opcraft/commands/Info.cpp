@@ -6,6 +6,7 @@
 #include "opcraft/Text.hpp"
 #include "opcraft/commands/Commands.hpp"
 
+#include <opc/core/FoldedNames.hpp>
 #include <opc/core/PartNames.hpp>
 #include <opc/core/Strings.hpp>
 
@@ -171,14 +172,19 @@ std::optional<Kind> guessFromItems(OpenPackage& package) {
     return std::nullopt;
 }
 
+bool hasContentTypes(const OpenPackage& package) {
+    const auto items = package.getItems();
+    return std::any_of(items.begin(), items.end(),
+                       [](const ZipItem& item) { return opc::detail::foldName(item.name) == "[content_types].xml"; });
+}
+
 /// Guesses the kind from the package relationship to the main part and its content type, or from a well-known item.
 Kind guessKind(OpenPackage& package) {
     Kind kind = guessFromRelationships(package.getModel()).value_or(Kind{});
     if (kind.name.empty() && kind.mainPart.empty())
         kind = guessFromItems(package).value_or(kind);
     if (kind.name.empty())
-        kind.name =
-            package.getInput().getZip().hasContentTypeStream() ? "OPC package" : "ZIP file without content types";
+        kind.name = hasContentTypes(package) ? "OPC package" : "ZIP file without content types";
     return kind;
 }
 

@@ -267,6 +267,11 @@ PropertyEdits toEdits(const PropsOptions& options) {
     return edits;
 }
 
+void warn(const FindingList& findings, const std::string& file, Console& console) {
+    for (const opc::Finding& each : findings.getAll())
+        console.note(warningLine(file, each.place));
+}
+
 /// Whether a finding is about the element of a property.
 bool isNamedIn(const std::vector<opc::Finding>& findings, const CoreProperty& property) {
     return std::any_of(
@@ -285,8 +290,7 @@ ExitCode read(const PropsOptions& options, Console& console) {
     for (const opc::Finding& each : wrong.getAll())
         all.found(each);
     console.write(options.json ? toJsonText(toJson(stored, options.file, all.getAll().size())) : toText(stored));
-    for (const opc::Finding& each : wrong.getAll())
-        console.note(warningLine(options.file, each.place));
+    warn(wrong, options.file, console);
     for (const UnreadText& unread : stored.unread)
         if (!isNamedIn(wrong.getAll(), *unread.property))
             console.note(options.file + ": " + stored.part + ": warning: what <" + unread.property->name +
@@ -296,9 +300,9 @@ ExitCode read(const PropsOptions& options, Console& console) {
 }
 
 /// Properties that are wrong and are not changed stay as they are.
+/// @param left receives what is wrong after the change.
 /// @return whether anything changed.
-/// @throws Failure when something in the part is wrong, stays so, and is not tolerated.
-bool edit(OpenPackage& package, const PropertyEdits& edits, bool isTolerant) {
+bool edit(OpenPackage& package, const PropertyEdits& edits, FindingList& left) {
     FindingList findings;
     const StoredProperties stored = readProperties(package, &findings);
     if (stored.part.empty() && !stored.entries.empty())
@@ -313,8 +317,8 @@ bool edit(OpenPackage& package, const PropertyEdits& edits, bool isTolerant) {
         readProperties(package); // for the place
         throw;
     }
-    if (!isTolerant && !findings.getAll().empty())
-        readProperties(package);
+    if (!findings.getAll().empty())
+        readProperties(package, &left);
     return isChanged;
 }
 
@@ -335,10 +339,11 @@ void warnOfOtherParts(const std::vector<CorePropertiesEntry>& entries, const std
 
 ExitCode change(const PropsOptions& options, const PropertyEdits& edits, Console& console) {
     PackageChange change(options, console);
-    const bool isChanged =
-        options.clear ? clear(change.getPackage()) : edit(change.getPackage(), edits, options.tolerant);
+    FindingList left;
+    const bool isChanged = options.clear ? clear(change.getPackage()) : edit(change.getPackage(), edits, left);
     const std::vector<CorePropertiesEntry> entries = findCoreProperties(change.getPackage());
     change.save(console, isChanged);
+    warn(left, options.file, console);
     warnOfOtherParts(entries, options.file, console);
     return ExitCode::Fine;
 }
@@ -366,7 +371,7 @@ constexpr const char* PROPS_HELP =
     "standard's, which then stays as it is. Where a package has both, those of the standard's type are\n"
     "shown and changed; --clear removes all.\n\n"
     "Properties that the command does not name stay as they are stored. One that cannot be read is told,\n"
-    "and --set or --unset of it mends it; to change another one beside it needs --tolerant.\n\n"
+    "and --set or --unset of it mends it.\n\n"
     "Examples:\n"
     "  opcraft props letter.docx\n"
     "  opcraft props letter.docx --set title=\"A letter\" --set created=2026-01-31 --unset revision\n"

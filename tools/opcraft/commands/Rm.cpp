@@ -30,8 +30,8 @@ ExitCode refuse(const PackageChange& change, const std::vector<RelationshipEntry
 void throwIfRawEntriesLeadTo(const opc::model::PartName& name, OpenPackage& package) {
     for (const RawEntry& entry : rawEntriesLeadingTo(name, package))
         throw Failure(ExitCode::NotProcessed, package.getName(), toUtf8(name.toString()),
-                      "an entry of " + entry.source + " with the ID \"" + toUtf8(entry.raw.id) +
-                          "\" points at this part, and something in it is wrong: " + entry.raw.reason +
+                      relationshipText(entry.source, toUtf8(entry.raw.id)) +
+                          ", in which something is wrong, points at this part: " + entry.raw.reason +
                           "; 'opcraft unrelate --tolerant' removes it");
 }
 
