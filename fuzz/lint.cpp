@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Any bytes opened as a ZIP package in which something may be wrong, and examined. The input is the file.
+// Any bytes opened as a ZIP package in which something may be wrong, examined and repaired. The input is the file.
 #include <opc/lint/Lint.hpp>
+#include <opc/lint/Repair.hpp>
 #include <opc/model/Package.hpp>
 #include <opc/storage/zip/ZipPackage.hpp>
 #include <opc/xml/XercesGuard.hpp>
@@ -75,6 +76,29 @@ void examine(Bytes bytes, bool isStrict, Take take) {
         OPCRAFT_REQUIRE(isStrict == std::none_of(all.begin(), all.end(), blocks));
 }
 
+opc::lint::RepairOptions repairOptions(Take take) {
+    opc::lint::RepairOptions options;
+    options.limits = limits();
+    options.breaksSignatures = true;
+    if (take != Take::Neither)
+        options.take = take == Take::First ? opc::lint::Duplicate::First : opc::lint::Duplicate::Last;
+    return options;
+}
+
+/// To repair twice is to repair once, and nothing is changed without a step.
+void repair(const Bytes& file, Take take) {
+    Bytes once = file;
+    ZipPackage zip(once, optionsWith(take));
+    opc::lint::RepairPlan plan;
+    if (!accepted([&] { plan = opc::lint::applyRepair(zip, repairOptions(take)); }))
+        return;
+    OPCRAFT_REQUIRE(plan.applies() == (once != file));
+    Bytes twice = once;
+    ZipPackage repaired(twice, optionsWith(take));
+    if (accepted([&] { plan = opc::lint::applyRepair(repaired, repairOptions(take)); }))
+        OPCRAFT_REQUIRE(!plan.applies() && twice == once);
+}
+
 const auto target = opc::fuzz::targets().emplace("lint", [](const Bytes& file) {
     static const opc::model::XercesGuard guard;
     const bool isStrict = opensStrictly(file);
@@ -82,6 +106,8 @@ const auto target = opc::fuzz::targets().emplace("lint", [](const Bytes& file) {
         openTolerantly(file, isStrict, take);
     examine(file, isStrict, Take::Neither);
     examine(file, isStrict, Take::Last);
+    repair(file, Take::Neither);
+    repair(file, Take::Last);
 });
 
 } // namespace

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <opc/core/PartNames.hpp>
+#include <opc/errors/Errors.hpp>
 #include <opc/model/coreproperties/PackageHelper.hpp>
 
 #include "lint/Checks.hpp"
@@ -53,8 +54,12 @@ void checkStoredType(Examination& examination, const model::RelationshipSource& 
     if (!examination.hasItem(detail::getRelationshipsPartName(source.getSourceURI().getPath())))
         return;
     const std::u16string name = source.getRelationshipsPartName().toString();
-    if (!examination.getFindings().has(RuleId::RelationshipsTypeMissing, toText(name)))
+    if (examination.getFindings().has(RuleId::RelationshipsTypeMissing, toText(name)))
+        return;
+    try {
         checkType(examination, name, source.getRelationshipsContentType());
+    } catch (const model::ContentTypeNotFound&) { // the content types cannot be read, which has been told
+    }
 }
 
 } // namespace

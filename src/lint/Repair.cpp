@@ -80,23 +80,25 @@ void plan(RepairWork& work, IPhysicalPackage& store, FindingList& findings) {
     mendUntypedItems(work);
     as<IPhysicalFindings>(store).findAmbiguities(findings, false);
     mendArchive(work, findings.takeSorted({}));
+    work.refuseSteps();
 }
 
 } // namespace
 
 void mendArchive(RepairWork& work, const std::vector<Finding>& findings) {
-    const auto take = work.getOptions().take;
+    const bool takes = work.getOptions().take.has_value();
     for (const Finding& finding : findings) {
-        const bool isSecondArchive = finding.rule == RuleId::ZipEndRecord && finding.blocks && take;
-        if (finding.rule != RuleId::ZipHiddenData && !isSecondArchive)
+        const bool isBeside = finding.rule == RuleId::ZipEndRecord && finding.blocks; // of the archive that is read
+        if (finding.rule != RuleId::ZipHiddenData && !isBeside)
             continue;
         RepairStep step{finding};
         step.change =
-            isSecondArchive ? "keeps one of the archives" : "writes the archive without what belongs to no item";
-        step.loss = isSecondArchive ? "the other archive" : "these bytes";
+            isBeside ? "keeps the archive that is read, alone" : "writes the archive without what belongs to no item";
+        step.loss = isBeside ? "what the file has beside the archive" : "these bytes";
         step.deletes = true;
-        if (work.add(std::move(step), isSecondArchive))
-            work.dropsSurroundings = true;
+        const bool isApplied = work.add(std::move(step), isBeside && takes);
+        work.dropsSurroundings = work.dropsSurroundings || isApplied;
+        work.losesSurroundings = work.losesSurroundings || (isBeside && !isApplied);
     }
 }
 
@@ -141,7 +143,7 @@ RepairPlan applyRepair(IPhysicalPackage& store, const RepairOptions& options) {
     OpenStore open(store, OpenMode::ReadWrite, findings);
     RepairWork work(as<IPhysicalItems>(store), options);
     plan(work, store, findings);
-    if (!work.isRefused()) {
+    if (work.getRefusal().empty()) {
         auto changes = work.getSnapshot().getChanges();
         if (!changes.empty() || work.dropsSurroundings)
             as<IPhysicalItems>(store).changeItems(std::move(changes), work.dropsSurroundings);

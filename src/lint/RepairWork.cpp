@@ -248,11 +248,24 @@ bool RepairWork::add(RepairStep step, bool isChosen) {
         step.why = "a step that deletes is applied only when its rule is named";
     const bool isDone = step.why.empty();
     isChanged_ = isChanged_ || isDone;
-    if (isDone && isRefused())
-        step.why = "the package is signed";
-    step.applies = step.why.empty();
+    step.applies = isDone;
     plan_.steps.push_back(std::move(step));
     return isDone;
+}
+
+std::string RepairWork::getRefusal() const {
+    if (!signatures_.empty() && !options_.breaksSignatures)
+        return "the package is signed";
+    return losesSurroundings ? "what the file has beside the archive would be lost" : "";
+}
+
+void RepairWork::refuseSteps() {
+    const std::string refusal = getRefusal();
+    for (RepairStep& step : plan_.steps) {
+        if (step.applies)
+            step.why = refusal;
+        step.applies = step.why.empty();
+    }
 }
 
 void RepairWork::findSignatures() {

@@ -72,9 +72,13 @@ public:
     /// The parts and items that sign the package.
     const std::vector<std::string>& getSignatures() const noexcept { return signatures_; }
     void findSignatures();
-    /// Whether a step changes something, or would if the package were not signed.
+    /// Whether a step changes something, or would if nothing kept the whole repair from being done.
     bool isChanged() const noexcept { return isChanged_; }
-    bool isRefused() const { return !signatures_.empty() && !options_.breaksSignatures; }
+
+    /// Why nothing may be changed at all; empty when it may.
+    std::string getRefusal() const;
+    /// Makes all steps not apply then.
+    void refuseSteps();
 
     /// What signatures may cover.
     std::set<std::u16string> changedParts{};                                 ///< in lower case
@@ -82,6 +86,7 @@ public:
     std::set<std::u16string> changedExtensions{}; ///< of which the content type is another one
     std::vector<RepairItem*> coreProperties{};    ///< to which the package has relationships
     bool dropsSurroundings = false;
+    bool losesSurroundings = false; ///< whether the store could not keep them, and they are not to be dropped
 
 private:
     const RepairOptions& options_;

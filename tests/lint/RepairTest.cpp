@@ -111,6 +111,8 @@ TEST(Repair, DeletesOnlyWhatIsChosen) {
         {opc::test::rawZip(twice), "last", "M3.3 word/styles.xml", "<other/>"},
         {opc::test::rawZip(rawLetter(), "", "#!/bin/sh\n"), "", "zip-hidden-data ?", ""},
         {opc::test::rawZip(rawLetter(), "", "#!/bin/sh\n"), "zip-hidden-data", "zip-hidden-data ", "<styles/>"},
+        {"junk" + one, "", "zip-end-record ?", ""},
+        {"junk" + one, "zip-end-record", "zip-end-record ", "<styles/>"},
         {other + one, "last", "zip-end-record ", "<styles/>"},
         {one + other, "first", "zip-end-record ", "<styles/>"},
     };

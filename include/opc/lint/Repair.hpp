@@ -36,7 +36,7 @@ struct RepairStep {
     Finding finding;
     std::string change{}; ///< what it does, in one sentence
     std::string loss{};   ///< what is lost by it; empty: nothing
-    bool deletes = false; ///< it is applied only when the rule is one of `RepairOptions::only`
+    bool deletes = false; ///< it is applied only when `RepairOptions::only` has the rule, or `take` chooses
     bool applies = false;
     std::string why{}; ///< why it does not apply; else empty
 };
