@@ -176,13 +176,13 @@ Json makeJsonReport(const std::string& command, const std::string& file, std::si
 
 Failure openFailure(ZipInput& input, const InputOptions& options, const opc::Exception& error) {
     const Failure failure = toFailure(error, input.getName(), "");
-    const bool isReading = !options.lockTimeout;
     const bool isDamaged = error.code() == boost::system::errc::bad_message;
-    const bool isAdvised =
-        isDamaged && options.tolerant && isReading && options.take == Take::Neither && input.hasSeveralArchives();
-    return isAdvised ? Failure(ExitCode::NotProcessed, input.getName(), "",
-                               failure.what() + std::string("; --take first or --take last reads one of them"))
-                     : failure;
+    if (!isDamaged || !options.tolerant || options.take != Take::Neither || !input.hasSeveralArchives())
+        return failure;
+    const bool isChange = options.lockTimeout.has_value();
+    const char* const advice =
+        isChange ? "; 'opcraft repair' keeps one of them" : "; --take first or --take last reads one of them";
+    return Failure(ExitCode::NotProcessed, input.getName(), "", failure.what() + std::string(advice));
 }
 
 Failure readFailure(const opc::Exception& error, const std::string& file, const opc::model::Part& part) {
