@@ -124,9 +124,27 @@ std::string foldPath(std::string_view path) {
     return result;
 }
 
+/// Whether folding changes nothing of a name but its case, as of nearly all names.
+bool isPlain(std::string_view name) {
+    bool isSegmentOpen = false;     // by a letter, digit, hyphen or underscore
+    for (const char32_t c : name) { // bytes that are not ASCII are not unreserved either
+        const bool isSeparator = c == U'.' || c == U'/';
+        if (isSeparator ? !isSegmentOpen : !isUnreserved(c) || c == U'~')
+            return false;
+        isSegmentOpen = !isSeparator;
+    }
+    return isSegmentOpen;
+}
+
 } // namespace
 
 std::string foldName(std::string_view name) {
+    const std::string_view path = name.substr(name.starts_with('/') ? 1 : 0);
+    if (isPlain(path)) {
+        std::string folded(path);
+        std::transform(folded.begin(), folded.end(), folded.begin(), toLowerASCII<char>);
+        return folded;
+    }
     std::string decoded = decode(name);
     decoded.resize(std::min(decoded.find('\0'), decoded.size())); // where many readers end a text
     std::optional<std::string> text = normalize(decoded);
@@ -141,7 +159,10 @@ std::set<std::string> foldTarget(std::u16string_view source, std::u16string_view
     const bool isAbsolute = target.starts_with(u'/') || target.starts_with(u'\\');
     std::u16string path(isAbsolute ? u"" : source.substr(0, source.rfind(u'/') + 1));
     const std::string whole = toUTF8String(path.append(target), false);
-    return {foldName(whole), foldName(whole.substr(0, whole.find_first_of("?#")))};
+    std::set<std::string> folded{foldName(whole)};
+    if (const std::size_t end = whole.find_first_of("?#"); end != whole.npos)
+        folded.insert(foldName(whole.substr(0, end)));
+    return folded;
 }
 
 } // namespace opc::detail

@@ -125,16 +125,9 @@ std::string pathOf(const PartName& name) {
     return detail::foldName(toASCIIString(name.toString()));
 }
 
-/// Where a relationship leads; its target mode is not looked at. Some readers take query and fragment for a part of the
-/// name, so there are two paths with them.
+/// Where a relationship leads; its target mode is not looked at.
 std::set<std::string> pathsOf(const Relationship& relationship) {
-    std::u16string target = relationship.getTarget();
-    if (target.empty() || (target.front() != u'/' && target.front() != u'\\')) {
-        const std::u16string source = relationship.getSourceURI().getPath();
-        target.insert(0, source, 0, source.rfind(u'/') + 1);
-    }
-    const std::string whole = detail::toUTF8String(target, false);
-    return {detail::foldName(whole), detail::foldName(whole.substr(0, whole.find_first_of("?#")))};
+    return detail::foldTarget(relationship.getSourceURI().getPath(), relationship.getTarget());
 }
 
 bool isEmpty(const Part& part) {
