@@ -261,6 +261,14 @@ std::string XmlPieces::rootAlone() const {
     return text + "/>";
 }
 
+std::string XmlPieces::rootAttributes() const {
+    std::string text;
+    for (const auto& [name, value] : root.attributes)
+        if (name != DECLARATION)
+            appendAttribute(text, name, value);
+    return text;
+}
+
 std::string XmlPieces::rootWith(const XmlChild& child) const {
     std::string text = "<" + root.name;
     for (const auto& [name, value] : root.attributes)

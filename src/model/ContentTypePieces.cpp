@@ -49,8 +49,12 @@ bool ContentTypePieces::read(const std::vector<unsigned char>& document, bool ta
     return false;
 }
 
+void ContentTypePieces::keepRoot(const detail::XmlPieces& document) {
+    source_.kept_.rootAttributes = document.rootAttributes();
+}
+
 void ContentTypePieces::keep(const Piece& piece, const std::string& /*reason*/) {
-    source_.kept_.push_back(piece.document.standAlone(piece.child, CONTENT_TYPES));
+    source_.kept_.elements.push_back(piece.document.standAlone(piece.child, CONTENT_TYPES));
 }
 
 RuleId ContentTypePieces::ruleOf(const Piece& piece, const ErrorPlace& place) const {

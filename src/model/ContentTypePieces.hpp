@@ -18,6 +18,7 @@ public:
     explicit ContentTypePieces(ContentTypeSource& source) : source_(source) {}
 
     bool read(const std::vector<unsigned char>& document, bool takes) override;
+    void keepRoot(const detail::XmlPieces& document) override;
     void keep(const Piece& piece, const std::string& reason) override;
     RuleId ruleOf(const Piece& piece, const ErrorPlace& place) const override;
     std::string keyOf(const Piece& piece) const override;

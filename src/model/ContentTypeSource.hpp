@@ -8,6 +8,7 @@
 #include <opc/model/PartName.hpp>
 
 #include "model/Reading.hpp"
+#include "xml/XmlWriting.hpp"
 
 #include <map>
 #include <set>
@@ -42,6 +43,8 @@ public:
 
     /// Whether what the stream says is known, if there is one.
     bool isReadable() const noexcept { return isReadable_; }
+    /// Whether it is known whole.
+    bool isWhole() const noexcept { return isReadable_ && kept_.empty(); }
 
     /// Tells of an item that is no part, although its name is one: no Default will make it one.
     void leaveOut(const PartName& name);
@@ -104,7 +107,7 @@ private:
     bool isReadable_ = true;
     Defaults defaults_;
     Overrides overrides_;
-    std::vector<std::string> kept_;               ///< elements that are wrong, as XML
+    KeptXml kept_;                                ///< what is wrong
     std::set<std::u16string> leftOut_;            ///< the extensions of items that are no parts, in lower case
     Overrides::iterator next_ = overrides_.end(); ///< a hint for the next search: an entry or the end
 };

@@ -345,6 +345,21 @@ std::vector<Part> Package::getParts(ExcludeMode mode) const {
     return parts;
 }
 
+std::vector<std::u16string> Package::getItemsNotReadWhole() const {
+    throwIfNotOpen();
+    std::vector<std::u16string> items;
+    if (!contentTypeSource_->isWhole())
+        items.emplace_back(u"[Content_Types].xml");
+    const auto add = [&items](const RelationshipSource& source) {
+        if (!source.isRelationshipsPartWhole())
+            items.push_back(source.getRelationshipsPartName().toString());
+    };
+    add(*this);
+    for (const auto& entry : parts_)
+        add(entry.second);
+    return items;
+}
+
 void Package::addDataManager(DataManager* manager) {
     if (isOpen_)
         throw PackageAlreadyOpen("Can't add a data manager when package is already open");

@@ -110,6 +110,7 @@ void PiecesReading::readRoot(const XmlPieces& document, PieceReader& reader) {
         place.element = document.root.name;
         const bool isCompatible = !isCompatibility(document, document.root, place);
         found(isCompatible ? RuleId::XmlValid : vocabulary_.compatibility, std::move(place));
+        reader.keepRoot(document);
     }
     if (document.strayText)
         foundAt(RuleId::XmlValid, *document.strayText, document.root.name,

@@ -197,6 +197,8 @@ Coverage::Coverage(const Package& package, const std::vector<SignatureForm>& for
     if (scope == CoverageScope::Content)
         markExceptions();
     sortItems(otherItems);
+    for (const std::u16string& item : package.getItemsNotReadWhole())
+        items_.push_back(detail::toUTF8String(item, false));
 }
 
 void Coverage::collect() {

@@ -26,18 +26,10 @@ std::optional<Bytes> writePlain(detail::XmlLayout layout, bool isStandalone, con
     }
 }
 
-/// The name of the root of a document that was written here, behind the declaration.
-std::string rootOf(const std::string& document) {
-    const std::size_t begin = document.find('<', document.find("?>")) + 1;
-    return document.substr(begin, document.find_first_of(" />", begin) - begin);
-}
-
 /// Puts elements before the end tag of the root.
-Bytes withElements(const Bytes& bytes, const std::vector<std::string>& elements, detail::XmlLayout layout,
-                   const Limits& limits) {
-    std::string document(bytes.begin(), bytes.end());
-    const std::string endTag = "</" + rootOf(document) + ">";
-    const bool isIndented = layout == detail::XmlLayout::Indented;
+void insertElements(std::string& document, const std::string& root, const std::vector<std::string>& elements,
+                    bool isIndented) {
+    const std::string endTag = "</" + root + ">";
     std::size_t end = document.rfind(endTag);
     const bool isEmpty = end == document.npos;
     if (isEmpty)
@@ -47,6 +39,16 @@ Bytes withElements(const Bytes& bytes, const std::vector<std::string>& elements,
         text += (isIndented && (isEmpty || !text.empty()) ? "\n  " : isIndented ? "  " : "") + element;
     text += (isIndented ? "\n" : "") + (isEmpty ? endTag : "");
     document.replace(end, isEmpty ? 2 : 0, text);
+}
+
+/// @param bytes a document that was written here.
+Bytes withKept(const Bytes& bytes, const KeptXml& kept, detail::XmlLayout layout, const Limits& limits) {
+    std::string document(bytes.begin(), bytes.end());
+    const std::size_t begin = document.find('<', document.find("?>")) + 1; // behind the declaration
+    const std::string root = document.substr(begin, document.find_first_of(" />", begin) - begin);
+    document.insert(begin + root.size(), kept.rootAttributes);
+    if (!kept.elements.empty())
+        insertElements(document, root, kept.elements, layout == detail::XmlLayout::Indented);
     throwIfTooLarge(document.size(), limits.xmlSize);
     return {document.begin(), document.end()};
 }
@@ -85,9 +87,9 @@ Bytes TreeXmlWriter::write(detail::XmlLayout layout, const Limits& limits) const
 }
 
 Bytes writeXml(detail::XmlLayout layout, bool isStandalone, const Limits& limits,
-               const std::function<void(detail::XmlWriter&)>& write, const std::vector<std::string>& kept) {
+               const std::function<void(detail::XmlWriter&)>& write, const KeptXml& kept) {
     if (!kept.empty())
-        return withElements(writeXml(layout, isStandalone, limits, write), kept, layout, limits);
+        return withKept(writeXml(layout, isStandalone, limits, write), kept, layout, limits);
     if (auto bytes = writePlain(layout, isStandalone, limits, write))
         return *std::move(bytes);
     TreeXmlWriter writer(isStandalone);

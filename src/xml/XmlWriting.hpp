@@ -33,16 +33,22 @@ private:
     xercesc::DOMElement* element_ = nullptr; ///< the last one that has not ended
 };
 
+/// What a document that was read in pieces keeps as it stands.
+struct KeptXml {
+    std::string rootAttributes{};        ///< as they stand in a tag, each behind a blank; one does not replace another
+    std::vector<std::string> elements{}; ///< with the declarations of namespaces that they need; they may be invalid
+
+    bool empty() const noexcept { return rootAttributes.empty() && elements.empty(); }
+};
+
 /// The bytes of a document, in UTF-8 with an XML declaration.
 /// @param write tells a writer the document, alike each time it is called: a tree is built only of what cannot be
 ///        written without one.
 /// @param limits those for XML apply.
-/// @param kept the XML of elements that stand as they are behind all others in the root, with the declarations of
-///        namespaces that they need; they may be invalid.
+/// @param kept attributes that stand before all others of the root, and elements that stand behind all others in it.
 /// @throws InvalidXMLDocument when the document could not be read again, as `XercesHelper::writeDocumentToStream`; and
 ///         what `write` throws.
 std::vector<unsigned char> writeXml(detail::XmlLayout layout, bool isStandalone, const Limits& limits,
-                                    const std::function<void(detail::XmlWriter&)>& write,
-                                    const std::vector<std::string>& kept = {});
+                                    const std::function<void(detail::XmlWriter&)>& write, const KeptXml& kept = {});
 
 } // namespace opc::model

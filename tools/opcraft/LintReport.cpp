@@ -222,12 +222,26 @@ void Baseline::removeKnown(LintedFile& linted) const {
                                   [&](const LintFinding& each) { return keys->second.contains(each.fingerprint); });
 }
 
+void Baseline::throwIfNotReplaceable(const std::string& file) {
+    if (fs::is_regular_file(file) && fs::file_size(file) > 0)
+        read(file);
+}
+
 void Baseline::write(const std::string& file) const {
-    std::ofstream stream(file, std::ios::binary);
+    const bool isReplaced = fs::is_regular_file(file);
+    const fs::path target = isReplaced ? fs::canonical(file) : fs::path(file);
+    const fs::path written = isReplaced ? fs::path(target.string() + ".opcraft-tmp") : target;
+    std::ofstream stream(written, std::ios::binary);
     stream << toJsonText({{"version", BASELINE_VERSION}, {"keys", keys_}});
     stream.close();
-    if (!stream)
-        throw Failure(ExitCode::NotProcessed, file, "", "cannot be written");
+    std::error_code error;
+    if (stream && isReplaced)
+        fs::rename(written, target, error);
+    if (stream && !error)
+        return;
+    if (isReplaced)
+        fs::remove(written, error);
+    throw Failure(ExitCode::NotProcessed, file, "", "cannot be written");
 }
 
 } // namespace opcraft

@@ -66,6 +66,9 @@ public:
     void add(const LintedFile& linted);
     /// Leaves out the findings that it has.
     void removeKnown(LintedFile& linted) const;
+    /// @throws Failure naming a file that exists and is not a baseline.
+    static void throwIfNotReplaceable(const std::string& file);
+    /// Replaces a baseline when the new one is complete.
     /// @throws Failure naming the file when it cannot be written.
     void write(const std::string& file) const;
 

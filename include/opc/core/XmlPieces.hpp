@@ -66,6 +66,9 @@ struct OPCRAFT_API XmlPieces {
     /// The root with its attributes and nothing in it, as a document.
     std::string rootAlone() const;
 
+    /// The attributes of the root but for the default namespace, each behind a blank, as they stand in a tag.
+    std::string rootAttributes() const;
+
     /// The root with its declarations of namespaces, but for a default that is Markup Compatibility, and one child, as
     /// a document. The root takes the first line; the child begins at the start of the second.
     std::string rootWith(const XmlChild& child) const;

@@ -95,6 +95,12 @@ public:
     /// @throws InvalidXMLDocument, InvalidRelationshipContent for an exceeded limit for XML; what the sink throws.
     void open(interfaces::OpenMode mode, FindingSink& sink);
 
+    /// The content types stream and the relationships parts of which something is kept as it stands, or that cannot be
+    /// read, in a package that was opened with a sink for findings; none otherwise. No signature covers what is in
+    /// them.
+    /// @throws PackageNotOpen
+    std::vector<std::u16string> getItemsNotReadWhole() const;
+
     /// Flushes, unless the package is read-only or `discard` is true, and closes. Nothing when it is not open.
     /// After a failure the package is still open and the close can be tried again.
     /// @throws PackagePermissionDenied when the physical package is denied permission (EACCES).

@@ -41,7 +41,8 @@ struct OPCRAFT_API CoverageReport {
     std::vector<PartName> uncoveredParts{};
     std::vector<Relationship> coveredRelationships{};
     std::vector<Relationship> uncoveredRelationships{};
-    /// Names of stored items that are not parts, which no signature can cover.
+    /// Names of stored items that are not parts, which no signature can cover; and of those of which only a part could
+    /// be read (`Package::getItemsNotReadWhole`).
     std::vector<std::string> otherItems{};
 
     // Neither covered nor required.

@@ -51,6 +51,10 @@ public:
             cost_ += RelationshipsCost::of(entry->second);
         return isNew;
     }
+    /// Attributes of the root of the part that it must not have.
+    const std::string& getRootAttributes() const noexcept { return rootAttributes_; }
+    void keepRootAttributes(std::string attributes) { rootAttributes_ = std::move(attributes); }
+
     void keep(RawRelationship raw) {
         const RelationshipsCost cost = RelationshipsCost::of(raw);
         raw_.push_back(std::move(raw));
@@ -70,6 +74,7 @@ public:
     void clear() noexcept {
         relationships_.clear();
         raw_.clear();
+        rootAttributes_.clear();
         unreadable_ = false;
         cost_ = RelationshipsCost::ofNone();
     }
@@ -83,6 +88,7 @@ private:
     URI source_;
     Map relationships_;
     std::vector<RawRelationship> raw_;
+    std::string rootAttributes_;
     RelationshipsCost cost_ = RelationshipsCost::ofNone();
 };
 

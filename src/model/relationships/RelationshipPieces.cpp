@@ -36,6 +36,10 @@ bool RelationshipPieces::read(const std::vector<unsigned char>& document, bool t
     return isPlain;
 }
 
+void RelationshipPieces::keepRoot(const detail::XmlPieces& document) {
+    manager_.keepRootAttributes(document.rootAttributes());
+}
+
 void RelationshipPieces::keep(const Piece& piece, const std::string& reason) {
     const auto text = [&piece](std::string_view name) { return toString(piece.attribute(name)); };
     manager_.keep({text("Id"), text("Type"), text("Target"), text("TargetMode"),

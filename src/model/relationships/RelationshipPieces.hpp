@@ -17,6 +17,7 @@ public:
         : serializer_(serializer), manager_(manager) {}
 
     bool read(const std::vector<unsigned char>& document, bool takes) override;
+    void keepRoot(const detail::XmlPieces& document) override;
     void keep(const Piece& piece, const std::string& reason) override;
     RuleId ruleOf(const Piece& piece, const ErrorPlace& place) const override;
     std::string keyOf(const Piece& piece) const override;

@@ -50,9 +50,9 @@ bool RelationshipSerializer::isCompact(const std::vector<unsigned char>& bytes) 
 
 std::vector<unsigned char> RelationshipSerializer::save(const RelationshipManager& manager) {
     const auto layout = manager.isCompact() ? detail::XmlLayout::Compact : detail::XmlLayout::Indented;
-    std::vector<std::string> kept;
+    KeptXml kept{manager.getRootAttributes()};
     for (const RawRelationship& raw : manager.getRawRelationships())
-        kept.push_back(raw.text);
+        kept.elements.push_back(raw.text);
     try {
         return writeXml(
             layout, true, limits_,

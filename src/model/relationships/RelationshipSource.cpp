@@ -323,6 +323,14 @@ void RelationshipSource::deleteRawRelationship(std::size_t index) {
     impl_->relationships_.setModified(true);
 }
 
+bool RelationshipSource::isRelationshipsPartWhole() const {
+    throwIfInvalid();
+    throwIfNotOpen();
+    const RelationshipManager& relationships = impl_->relationships_;
+    return !relationships.isUnreadable() && relationships.getRawRelationships().empty() &&
+           relationships.getRootAttributes().empty();
+}
+
 bool RelationshipSource::hasUnreadableRelationships() const {
     throwIfInvalid();
     throwIfNotOpen();

@@ -81,6 +81,18 @@ bool isRenamed(ByteSpan extra, ByteSpan name) {
     return renamed;
 }
 
+/// Whether bytes have the signature of an end record. Some readers search for it, or for the one of a ZIP64 locator, in
+/// all that precedes the last end record.
+bool hasEndSignature(ByteSpan bytes) {
+    const std::string_view text = viewOf(bytes);
+    for (std::size_t at = text.find("PK"); at != text.npos; at = text.find("PK", at + 1)) {
+        const std::string_view rest = text.substr(at + 2, 2);
+        if (rest == "\5\6" || rest == "\6\6" || rest == "\6\7")
+            return true;
+    }
+    return false;
+}
+
 /// What is wrong with an item; ends the step of the check that finds it.
 struct RecordFault {
     RuleId rule;
@@ -124,8 +136,7 @@ private:
         const auto end = readRecord<EndRecord>(read(directory_.endRecord(), SIZE<EndRecord>));
         if (file_.size() - directory_.endRecord() - SIZE<EndRecord> != end.commentSize)
             addAtEnd("something other than its comment follows the end record", RuleId::ZipHiddenData);
-        constexpr std::string_view signature = "PK\5\6";
-        if (viewOf(directory_.comment()).find(signature) != std::string_view::npos)
+        if (hasEndSignature(directory_.comment()))
             addAtEnd("there is an end record in the comment");
         if (directory_.start() + directory_.size() != findBehindDirectory(end))
             addAtEnd("the end record does not follow the central directory");
@@ -285,6 +296,8 @@ private:
     static void checkRecord(const DirectoryRecord& record) {
         const CentralHeader& header = record.header;
         const bool isFolder = isFolderName(record.name());
+        if (hasEndSignature(record.bytes))
+            failAt(RuleId::ZipEndRecord, "the record has the signature of an end record");
         if (isLinkOrDevice(header.externalAttributes >> 16, isFolder))
             failAt(RuleId::ZipFileKind, "the item is a link, a device or a folder by its attributes");
         if (header.externalAttributes & DOS_NO_FILE && !isFolder)

@@ -90,6 +90,8 @@ void write(const LintOptions& options, const std::vector<LintedFile>& files, boo
 }
 
 ExitCode lintFiles(const LintOptions& options, Console& console) {
+    if (!options.newBaseline.empty())
+        Baseline::throwIfNotReplaceable(options.newBaseline);
     std::optional<Baseline> known;
     if (!options.baseline.empty())
         known = Baseline::read(options.baseline);
@@ -105,7 +107,7 @@ ExitCode lintFiles(const LintOptions& options, Console& console) {
         return options.newBaseline.empty() && hasFailure(files.back(), LEAST_SEVERITIES.at(options.failOn));
     });
     write(options, files, code != ExitCode::NotProcessed, console);
-    if (!options.newBaseline.empty())
+    if (!options.newBaseline.empty() && code != ExitCode::NotProcessed)
         found.write(options.newBaseline);
     return code;
 }
@@ -143,8 +145,9 @@ void addOptions(CLI::App& command, LintOptions& options) {
         ->type_name("FILE")
         ->check(notEmpty());
     command
-        .add_option("--write-baseline", options.newBaseline,
-                    "Write all findings to this file; they do not make the exit code 1 then")
+        .add_option(
+            "--write-baseline", options.newBaseline,
+            "Write all findings to this file, unless a FILE cannot be read; they do not make the exit code 1 then")
         ->type_name("FILE")
         ->check(notEmpty());
     addTexts(command, "--rule", options.rules, "Hold the packages to this rule alone")

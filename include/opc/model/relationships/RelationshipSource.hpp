@@ -121,6 +121,8 @@ public:
     /// @throws RelationshipNotFound
     /// @throws PartDeleteFailed when the relationships part cannot be deleted.
     void deleteRawRelationship(std::size_t index);
+    /// Whether nothing of the relationships part is kept as it stands, and it can be read.
+    bool isRelationshipsPartWhole() const;
     /// Whether there is a relationships part of which nothing can be read. It stays as it is: there are no
     /// relationships then, and every change throws `InvalidRelationshipContent`.
     bool hasUnreadableRelationships() const;
