@@ -36,8 +36,8 @@ public:
     /// @throws opc::Exception when something is wrong; nothing is taken then.
     virtual bool read(const std::vector<unsigned char>& document, bool takes) = 0;
 
-    /// Keeps the attributes of the root, which `read` refuses.
-    virtual void keepRoot(const detail::XmlPieces& document) = 0;
+    /// Keeps the attributes of the root, which `read` refuses, unless it stays anyway.
+    virtual void keepRoot(const detail::XmlPieces& /*document*/) {}
 
     /// Keeps a child that is not read.
     virtual void keep(const Piece& piece, const std::string& reason) = 0;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "support/PhysicalAccess.hpp"
+#include "support/RawZip.hpp"
 #include "support/TemporaryFolder.hpp"
 
 #include <opc/storage/zip/ZipPackage.hpp>
@@ -202,6 +203,22 @@ TEST_F(LargePackage, MoreThanSixtyFiveThousandItemsNeedZip64) {
         package.close(true);
     }
     EXPECT_TRUE(passesUnzip(file));
+}
+
+/// Some readers take the count for a sign of ZIP64, and search for its records.
+TEST_F(LargePackage, SixtyFiveThousandItemsWithoutZip64AreAmbiguous) {
+    std::vector<RawItem> items{{"[Content_Types].xml", TYPES}};
+    for (int i = 1; i < 65535; ++i)
+        items.push_back({std::to_string(i), {}, 0});
+    const std::string file = rawZip(items);
+    Bytes bytes(file.begin(), file.end());
+    const auto open = [&bytes](bool consistent) {
+        ZipOptions options;
+        options.consistent = consistent;
+        ZipPackage(bytes, options).open(OpenMode::ReadOnly);
+    };
+    EXPECT_NO_THROW(open(false));
+    EXPECT_TRUE(failsWith(Errc::bad_message, "refers to one of ZIP64", [&] { open(true); }));
 }
 
 } // namespace opc::storage

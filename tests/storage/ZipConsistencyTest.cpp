@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <numeric>
+#include <random>
 
 namespace opc::test {
 namespace {
@@ -139,6 +140,14 @@ struct Case {
     std::string plainly = "opens"; ///< what is said without the check
 };
 
+/// What is not compressed when it is deflated, with what stands for the ends of items somewhere.
+std::string noiseWith(const std::string& end, const std::string& next) {
+    std::string text;
+    for (std::minstd_rand random(1); text.size() < 600;)
+        text += static_cast<char>(random() >> 8);
+    return text.replace(200, end.size(), end).replace(400, next.size(), next);
+}
+
 /// Two items of which the first is the document.
 std::string withNames(const std::string& name, const std::string& other, unsigned flags) {
     return rawZip({{TYPES_ITEM.name, typesWith("<Default Extension='x' ContentType='" + MAIN + "'/>")},
@@ -199,6 +208,13 @@ std::vector<Case> otherCases() {
          "an empty item with a data descriptor of ZIP64", "zip-descriptor"},
         {": \"x.bin\": the size in the data descriptor reads as the signature of a record", withSizeLikeASignature(),
          "a size of 8 bytes that starts like a local header", "zip-descriptor"},
+        {": \"x.bin\": readers from the front could find the end of the item and another one in it",
+         packageOf(
+             {OURS, {.name = "x.bin", .content = noiseWith("PK\7\10", "PK\3\4"), .flags = 8, .descriptor = true}}),
+         "a data descriptor in the content", "zip-descriptor"},
+        {"opens",
+         packageOf({OURS, {.name = "x.bin", .content = noiseWith("PK\3\4", "PK\1\2"), .flags = 8, .descriptor = true}}),
+         "a package in an item with a data descriptor"},
         {": this is a tar archive, too", withTarHeader(), "an archive of tar in front", "zip-other-format"},
         {": this is an ISO 9660 image, too",
          rawZip({{"[trash]/x", std::string(32769 - 39, 'x') + "CD001", 0}, TYPES_ITEM, RELATIONSHIPS_ITEM, OURS}),

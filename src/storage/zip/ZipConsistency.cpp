@@ -153,11 +153,12 @@ private:
     /// @return the offset of the first record after the directory.
     std::uint64_t findBehindDirectory(const EndRecord& end) const {
         const std::uint64_t offset = directory_.endRecord();
-        if (offset < SIZE<EndLocator64>)
+        const ByteVector bytes = read(offset - std::min<std::uint64_t>(offset, SIZE<EndLocator64>), SIZE<EndLocator64>);
+        if (!isRecord<EndLocator64>(bytes)) {
+            if (end.entries == FULL_16 || end.directorySize == FULL_32 || end.directoryOffset == FULL_32)
+                addAtEnd("the end record refers to one of ZIP64, which is not there");
             return offset;
-        const ByteVector bytes = read(offset - SIZE<EndLocator64>, SIZE<EndLocator64>);
-        if (!isRecord<EndLocator64>(bytes))
-            return offset;
+        }
         const auto locator = readRecord<EndLocator64>(bytes);
         if (const auto end64 = read64(offset, locator))
             checkEnd64(end, locator, *end64);
@@ -251,11 +252,33 @@ private:
         if (next < content || next - content < record.compressedSize)
             failAt(RuleId::ZipOverlap, "the content overlaps what comes next in the file");
         std::uint64_t end = content + record.compressedSize;
+        if (header.flags & HAS_DESCRIPTOR && hasFalseEnd(content, end))
+            failAt(RuleId::ZipDescriptor,
+                   "readers from the front could find the end of the item and another one in it");
         if (header.flags & HAS_DESCRIPTOR)
             end += sizeOfDescriptor(record, header,
                                     read(end, std::min<std::uint64_t>(next - end, MAXIMUM_DESCRIPTOR_SIZE)));
         if (end != next) // zeros, too: who reads from the front stops there
             failAt(RuleId::ZipHiddenData, "bytes that belong to no item follow the content");
+    }
+
+    /// Whether so many compressed bytes have what some readers from the front take for the end of an item whose size
+    /// the local header does not tell, and behind that what they take for the next item.
+    bool hasFalseEnd(std::uint64_t offset, std::uint64_t end) const {
+        constexpr std::uint64_t blockSize = 64UL * 1024;
+        constexpr std::uint64_t overlap = 3;
+        bool hasEnd = false;
+        for (; offset + overlap < end; offset += blockSize) {
+            const ByteVector block = read(offset, std::min(end - offset, blockSize + overlap));
+            const std::string_view text = viewOf(block);
+            for (std::size_t at = text.find("PK"); at != text.npos; at = text.find("PK", at + 1)) {
+                const std::string_view signature = text.substr(at + 2, 2);
+                if (hasEnd && signature == "\3\4")
+                    return true;
+                hasEnd |= signature == "\7\10" || signature == "\1\2";
+            }
+        }
+        return false;
     }
 
     /// Its sizes have 8 bytes where the local header has a ZIP64 field (APPNOTE §4.3.9.2). Real producers also write 8
