@@ -173,7 +173,7 @@ std::vector<CLI::Option*> addReadOrChangeOptions(CLI::App& command, ReadOrChange
     addTolerantFlag(command, options);
     CLI::Option* json = addJsonFlag(command, options.json);
     CLI::Option* strict = addFlag(command, "--strict", options.strict, STRICT_TEXT);
-    CLI::Option* take = addTakeOption(command, options, STORED_TWICE)->excludes(strict);
+    CLI::Option* take = addTakeOption(command, options.take, STORED_TWICE)->excludes(strict);
     return {json, strict, take};
 }
 
@@ -183,7 +183,7 @@ void addToleranceOptions(CLI::App& command, InputOptions& options) {
                               .add_flag_callback(
                                   "--strict", [&options] { options.tolerant = false; }, STRICT_TEXT)
                               ->disable_flag_override();
-    addTakeOption(command, options, STORED_TWICE)->excludes(strict);
+    addTakeOption(command, options.take, STORED_TWICE)->excludes(strict);
 }
 
 void addTolerantFlag(CLI::App& command, ChangeOptions& options) {
@@ -191,9 +191,9 @@ void addTolerantFlag(CLI::App& command, ChangeOptions& options) {
             "Also change a package in which something is wrong; what is wrong stays as it is");
 }
 
-CLI::Option* addTakeOption(CLI::App& command, InputOptions& options, const std::string& things) {
-    const auto take = [&options](const std::string& which) { options.take = TAKES.at(which); };
-    return command.add_option_function<std::string>("--take", take, things + ", take the first or last")
+CLI::Option* addTakeOption(CLI::App& command, Take& take, const std::string& things) {
+    const auto set = [&take](const std::string& which) { take = TAKES.at(which); };
+    return command.add_option_function<std::string>("--take", set, things + ", take the first or last")
         ->type_name("WHICH")
         ->check(oneOf(TAKES));
 }

@@ -123,7 +123,7 @@ void addToleranceOptions(CLI::App& command, InputOptions& options);
 void addTolerantFlag(CLI::App& command, ChangeOptions& options);
 /// `--take`.
 /// @param things the several of which one is taken.
-CLI::Option* addTakeOption(CLI::App& command, InputOptions& options, const std::string& things);
+CLI::Option* addTakeOption(CLI::App& command, Take& take, const std::string& things);
 
 /// @param seconds holds the default.
 void addWaitOption(CLI::App& command, unsigned& seconds);

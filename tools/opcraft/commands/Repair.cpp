@@ -176,7 +176,7 @@ void addOptions(CLI::App& command, RepairArguments& arguments) {
     addTexts(command, "--only", arguments.only, "Mend what breaks this rule alone, even if that deletes something")
         ->type_name("RULE")
         ->check(isRule());
-    addTakeOption(command, arguments, "Of several items, entries, properties or archives for one name");
+    addTakeOption(command, arguments.take, "Of several items, entries, properties or archives for one name");
     addFlag(command, "--break-signatures", arguments.breaksSignatures, "Change the package although it is signed");
 }
 

@@ -10,6 +10,7 @@ namespace {
 
 struct UnrelateOptions : ChangeOptions {
     std::string id{};
+    Take takenEntry = Take::Neither;
 };
 
 /// @throws Failure when there is no such entry, or there are several and the options take none of them.
@@ -20,11 +21,11 @@ RawEntry findRaw(const opc::model::RelationshipSource& source, const UnrelateOpt
     if (found.empty())
         throw Failure(ExitCode::NotProcessed, options.file, options.part,
                       "no relationship \"" + options.id + "\"; 'opcraft rels' shows the relationships of a source");
-    if (found.size() > 1 && options.take == Take::Neither)
+    if (found.size() > 1 && options.takenEntry == Take::Neither)
         throw Failure(ExitCode::NotProcessed, options.file, options.part,
                       std::to_string(found.size()) + " entries have the ID \"" + options.id +
                           "\"; --take first or --take last removes one of them");
-    return options.take == Take::First ? found.front() : found.back();
+    return options.takenEntry == Take::First ? found.front() : found.back();
 }
 
 ExitCode unrelate(const UnrelateOptions& options, Console& console) {
@@ -44,7 +45,7 @@ ExitCode unrelate(const UnrelateOptions& options, Console& console) {
 void addOptions(CLI::App& command, UnrelateOptions& options) {
     addChangeOptions(command, options);
     addTolerantFlag(command, options);
-    addTakeOption(command, options, "Of several entries with this ID");
+    addTakeOption(command, options.takenEntry, "Of several entries with this ID");
     addSourceArgument(command, options);
     command.add_option("ID", options.id, "The ID of the relationship, as 'opcraft rels' shows it")->required();
 }
