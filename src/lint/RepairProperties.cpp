@@ -38,7 +38,7 @@ public:
     }
 
     void run() {
-        const std::vector<Finding> findings = read();
+        const std::vector<Finding> findings = read(document_.getOriginal());
         mendDuplicates();
         for (const Finding& finding : findings)
             if (const std::size_t index = indexOf(finding.place); index < tags_.size() && gone_.count(index) == 0)
@@ -46,12 +46,12 @@ public:
     }
 
 private:
-    std::vector<Finding> read() const {
+    std::vector<Finding> read(const std::vector<unsigned char>& bytes) const {
         FoundProperties sink;
         try {
             model::CoreProperties ignored;
             model::CorePropertiesSerializer(work_.getOptions().limits)
-                .load(document_.getOriginal(), ignored, model::Reading(&sink, false), item_.getPlace());
+                .load(bytes, ignored, model::Reading(&sink, false), item_.getPlace());
         } catch (const model::InvalidPartContent&) {
             sink.findings.clear(); // beyond a limit
         }
@@ -139,19 +139,42 @@ private:
                 removeAttribute(finding, index, name, false);
             return;
         }
+        if (!isRightWithType(index)) {
+            removeProperty(finding, index);
+            return;
+        }
         RepairStep step = stepFor(finding);
         step.change = "gives " + tags_[index].name + " xsi:type=\"" + std::string(DATE_TYPE) + '"';
-        const bool isDeclared = isIn("dcterms:x", index, true, vocabulary::DCTERMS);
-        const bool isFree = pieces_.namespaceOf("xsi:x", tags_[index], true).empty();
-        const bool hasXsi = isIn("xsi:x", index, true, vocabulary::XSI);
-        if (!isDeclared || (name.empty() && !isFree && !hasXsi))
+        if (!canHaveType(index))
             step.why = "the prefixes dcterms and xsi have another meaning in the part";
-        if (!apply(std::move(step)))
-            return;
-        const detail::XmlChild& child = pieces_.children[index];
-        if (name.empty() && !hasXsi)
-            document_.setAttribute(child, "xmlns:xsi", toASCIIString(vocabulary::XSI));
-        document_.setAttribute(child, name.empty() ? "xsi:type" : name, DATE_TYPE);
+        if (apply(std::move(step)))
+            giveType(document_, pieces_.children[index], index);
+    }
+
+    bool canHaveType(std::size_t index) const {
+        const bool isXsi = isIn("xsi:x", index, true, vocabulary::XSI);
+        return isIn("dcterms:x", index, true, vocabulary::DCTERMS) &&
+               (isXsi || !typeAttributeOf(index).empty() || pieces_.namespaceOf("xsi:x", tags_[index], true).empty());
+    }
+
+    /// @param child the element with this index, in a document.
+    void giveType(RepairDocument& document, const detail::XmlChild& child, std::size_t index) const {
+        const std::string name = typeAttributeOf(index);
+        if (name.empty() && !isIn("xsi:x", index, true, vocabulary::XSI))
+            document.setAttribute(child, "xmlns:xsi", toASCIIString(vocabulary::XSI));
+        document.setAttribute(child, name.empty() ? "xsi:type" : name, DATE_TYPE);
+    }
+
+    /// False for a date with which something else is wrong, which its type would not mend.
+    bool isRightWithType(std::size_t index) const {
+        if (!canHaveType(index))
+            return true; // it is not given one
+        const std::string text = pieces_.rootWith(pieces_.children[index]);
+        RepairDocument alone({text.begin(), text.end()}, work_.getOptions().limits);
+        if (alone.getPieces().children.empty())
+            return true;
+        giveType(alone, alone.getPieces().children.front(), index);
+        return read(alone.toBytes()).empty();
     }
 
     void mendDuplicates() {
