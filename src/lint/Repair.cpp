@@ -76,8 +76,8 @@ void plan(RepairWork& work, IPhysicalPackage& store, FindingList& findings) {
     mendContentTypes(work);
     mendPackageRelationships(work);
     mendRelationships(work);
-    mendCoreProperties(work);
     mendUntypedItems(work);
+    mendCoreProperties(work);
     as<IPhysicalFindings>(store).findAmbiguities(findings, false);
     mendArchive(work, findings.takeSorted({}));
     work.refuseSteps();

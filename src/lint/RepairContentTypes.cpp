@@ -217,8 +217,10 @@ private:
             if (!take)
                 step.why = "which of the entries counts was not chosen";
         }
-        if (!work_.add(std::move(step), true))
+        if (!work_.add(std::move(step), true)) {
+            first.isAmbiguous = second.isAmbiguous = true;
             return false;
+        }
         if (!isSameType)
             touch(dropped);
         dropped.isGone = true;
@@ -313,6 +315,8 @@ private:
                                     "relationships part with the content type " + inQuotes(std::string_view(old)))};
         step.change = isOverride ? "adds an Override with the content type of relationships"
                                  : "changes the content type to that of relationships";
+        if (entry->isAmbiguous && !isOverride)
+            step.why = "which of the entries counts was not chosen";
         if (!work_.add(std::move(step)))
             return;
         work_.changedParts.insert(toLowerASCIIString(item.getPartName()));

@@ -27,21 +27,33 @@ std::size_t endOfName(std::string_view tag) {
     return tag.find_first_of(" \t\r\n/>");
 }
 
+/// Calls an action with the name and the place of each attribute, until it returns false.
 /// @param tag a well-formed text that begins with a start tag.
-std::optional<AttributePlace> findAttribute(std::string_view tag, std::string_view name) {
-    for (std::size_t begin = endOfName(tag); begin < tag.size();) {
+/// @return where the last one ends, with its quotation mark.
+template <class Action>
+std::size_t forEachAttribute(std::string_view tag, Action action) {
+    for (std::size_t begin = endOfName(tag);;) {
         const std::size_t start = tag.find_first_not_of(BLANKS, begin);
         const std::size_t equals = tag.find_first_of("=>/", start);
         if (equals >= tag.size() || tag[equals] != '=')
-            break;
+            return begin;
         const std::size_t quote = tag.find_first_of("\"'", equals);
         const std::size_t end = tag.find(tag[quote], quote + 1);
         const std::string_view found = tag.substr(start, equals - start);
-        if (found.substr(0, found.find_first_of(BLANKS)) == name)
-            return AttributePlace{begin, quote + 1, end};
+        if (!action(found.substr(0, found.find_first_of(BLANKS)), AttributePlace{begin, quote + 1, end}))
+            return end + 1;
         begin = end + 1;
     }
-    return std::nullopt;
+}
+
+std::optional<AttributePlace> findAttribute(std::string_view tag, std::string_view name) {
+    std::optional<AttributePlace> place;
+    forEachAttribute(tag, [&](std::string_view found, const AttributePlace& at) {
+        if (found == name)
+            place = at;
+        return !place;
+    });
+    return place;
 }
 
 bool isLittleEndian(const Bytes& bytes) {
@@ -127,6 +139,15 @@ bool RepairDocument::hasRoot(std::string_view namespaceURI, std::string_view loc
 bool RepairDocument::isChild(const detail::XmlTag& tag, std::string_view localName) const {
     return tag.localName() == localName &&
            pieces_.namespaceOf(tag.name, tag, false) == pieces_.namespaceOf(pieces_.root.name, pieces_.root, false);
+}
+
+std::string RepairDocument::contentOf(const detail::XmlChild& child) const {
+    const std::string_view text = pieces_.textOf(child);
+    const std::size_t end = forEachAttribute(text, [](std::string_view, const AttributePlace&) { return true; });
+    const std::size_t close = text.find_first_of("/>", end);
+    if (text[close] == '/')
+        return {};
+    return std::string(text.substr(close + 1, text.rfind("</") - close - 1));
 }
 
 void RepairDocument::replace(std::size_t offset, std::size_t size, std::string text) {

@@ -27,6 +27,9 @@ public:
     /// Whether an element has the namespace of the root and this name.
     bool isChild(const detail::XmlTag& tag, std::string_view localName) const;
 
+    /// What is between the tags of a child, as it is written.
+    std::string contentOf(const detail::XmlChild& child) const;
+
     /// Gives an attribute of a child another value, or the child the attribute.
     void setAttribute(const detail::XmlChild& child, std::string_view name, std::string_view value);
     void removeAttribute(const detail::XmlChild& child, std::string_view name);

@@ -187,10 +187,19 @@ private:
         }
     }
 
+    /// All that an element says but for xsi:type, which is the same for all elements of a name once it is mended.
+    std::set<std::string> contentOf(std::size_t index) const {
+        std::set<std::string> content{document_.contentOf(pieces_.children[index])};
+        for (const auto& [name, value] : tags_[index].attributes)
+            if (name != typeAttributeOf(index) && name.compare(0, 5, "xmlns") != 0)
+                content.insert(name + '=' + value);
+        return content;
+    }
+
     /// @return whether the first one is gone.
     bool mendDuplicate(std::size_t first, std::size_t second) {
         const auto take = work_.getOptions().take;
-        const bool isSame = pieces_.textOf(pieces_.children[first]) == pieces_.textOf(pieces_.children[second]);
+        const bool isSame = contentOf(first) == contentOf(second);
         const std::size_t dropped = !isSame && take == Duplicate::Last ? first : second;
         RepairStep step{childFinding(RuleId::PropertyValue, item_.getPlace(), pieces_.children[dropped], tags_[dropped],
                                      "", tags_[dropped].name + " is not unique")};

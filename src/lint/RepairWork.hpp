@@ -22,6 +22,7 @@ struct TypeEntry {
     std::string name; ///< as it is mended
     std::string type; ///< the same
     bool isGone = false;
+    bool isAmbiguous = false; ///< there is another one for the same name
 };
 
 /// What the content types stream says, with what is mended in it.
@@ -128,8 +129,8 @@ void mendItemNames(RepairWork& work);
 void mendContentTypes(RepairWork& work);
 void mendPackageRelationships(RepairWork& work);
 void mendRelationships(RepairWork& work);
-void mendCoreProperties(RepairWork& work);
 void mendUntypedItems(RepairWork& work);
+void mendCoreProperties(RepairWork& work);
 /// @param findings of the store.
 void mendArchive(RepairWork& work, const std::vector<Finding>& findings);
 
