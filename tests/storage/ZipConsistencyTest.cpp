@@ -215,6 +215,8 @@ std::vector<Case> otherCases() {
         {"opens",
          packageOf({OURS, {.name = "x.bin", .content = noiseWith("PK\3\4", "PK\1\2"), .flags = 8, .descriptor = true}}),
          "a package in an item with a data descriptor"},
+        {"a locator of ZIP64 lies before the central directory", packageOf({{"x.bin", "PK\6\7", 0}, OURS}),
+         "in the content of an item", "zip-end-record"},
         {": this is a tar archive, too", withTarHeader(), "an archive of tar in front", "zip-other-format"},
         {": this is an ISO 9660 image, too",
          rawZip({{"[trash]/x", std::string(32769 - 39, 'x') + "CD001", 0}, TYPES_ITEM, RELATIONSHIPS_ITEM, OURS}),

@@ -142,6 +142,16 @@ private:
             addAtEnd("the end record does not follow the central directory");
         if (!isOneDisk(end))
             addAtEnd("the end record refers to other disks");
+        checkTail();
+    }
+
+    /// Some readers take the last locator of ZIP64 wherever it is, in the content of an item, too.
+    void checkTail() const {
+        const std::uint64_t size = std::min<std::uint64_t>(file_.size(), FULL_16 + SIZE<EndRecord>);
+        const ByteVector tail = read(file_.size() - size, size);
+        const std::size_t last = viewOf(tail).rfind("PK\6\7");
+        if (last != std::string_view::npos && file_.size() - size + last + SIZE<EndLocator64> != directory_.endRecord())
+            addAtEnd("a locator of ZIP64 lies before the central directory");
     }
 
     template <class End>
@@ -303,6 +313,8 @@ private:
                                               " bytes, but the local header has " + (hasField ? "a" : "no") +
                                               " ZIP64 extra field");
         }
+        if (number(bytes, 0, 4) != DESCRIPTOR) // for which some readers search
+            failAt(RuleId::ZipDescriptor, "the data descriptor has no signature");
         return narrow + wide;
     }
 

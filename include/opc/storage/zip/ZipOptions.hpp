@@ -37,9 +37,9 @@ struct ZipOptions {
     /// Whether `open` refuses a file that other readers could read as another package, with bad_message; for files
     /// whose content is signed, for example. Every item is read once, within `limits`. Refused are:
     /// - an item whose local header and central directory disagree about name, method, checksum, sizes or flags, or
-    ///   whose data descriptor (APPNOTE §4.3.9) is missing, disagrees, or has sizes of another width than the local
-    ///   header tells; a stored item with a data descriptor, whose end a reader from the front cannot find, and a
-    ///   compressed one with the signature of a data descriptor and that of another item in it;
+    ///   whose data descriptor (APPNOTE §4.3.9) is missing, disagrees, lacks its signature, or has sizes of another
+    ///   width than the local header tells; a stored item with a data descriptor, whose end a reader from the front
+    ///   cannot find, and a compressed one with the signature of a data descriptor and that of another item in it;
     /// - duplicate items, also by names that some reader confuses: differences in case, in empty or dot
     ///   segments, backslashes, slashes at either end, blanks around and dots and versions (";1") after a segment,
     ///   drives and other colons, escapes, control characters, compatible and ignorable characters and normalization
@@ -62,7 +62,8 @@ struct ZipOptions {
     ///   list, or stop there;
     /// - anything between the central directory and the end record or after its comment, the signature of an end
     ///   record in the comment or the directory, two end records that disagree, one that refers to an end record of
-    ///   ZIP64 that is not there, several disks: a reader that searches from the end could find another.
+    ///   ZIP64 that is not there, the signature of its locator elsewhere near the end, several disks: a reader that
+    ///   searches from the end could find another.
     ///
     /// Not refused is what real producers do and readers ignore: other times, versions, extra fields or
     /// compression level in the local header, zeros for the numbers of a data descriptor,
