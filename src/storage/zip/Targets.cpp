@@ -36,6 +36,10 @@ fs::path followLinks(fs::path file, const std::string& label) {
     for (int i = 0; i < MAXIMUM_LINKS; ++i) {
         if (!fs::is_symlink(fs::symlink_status(file, error)))
             return file;
+        // The system does not follow the links of other users in folders that everybody may write to.
+        struct stat status = {};
+        if (::stat(file.c_str(), &status) != 0 && errno != ENOENT)
+            failWithErrno(errno, label + ": the symbolic link cannot be followed");
         const fs::path next = fs::read_symlink(file, error);
         if (error)
             failWithErrno(error.value(), label + ": the symbolic link cannot be followed");
@@ -114,14 +118,8 @@ void throwIfNotWritable(const fs::path& file, const std::string& label) {
 
 Destination::Destination(fs::path path, std::string name) : file(std::move(path)), label(std::move(name)) {
     struct stat status = {};
-    if (::stat(file.c_str(), &status) == 0) {
+    if (::stat(file.c_str(), &status) == 0)
         known = FileIdentity(status);
-        return;
-    }
-    // The system does not follow the links of other users in folders that everybody may write to.
-    const int error = errno;
-    if (error != ENOENT && ::lstat(file.c_str(), &status) == 0 && S_ISLNK(status.st_mode))
-        failWithErrno(error, label + ": the symbolic link cannot be followed");
 }
 
 FileTarget::FileTarget(Destination& destination) : destination_(destination), label_(destination.label) {
