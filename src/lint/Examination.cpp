@@ -54,7 +54,7 @@ std::string inQuotes(std::u16string_view value) {
 }
 
 bool isSame(std::u16string_view a, std::u16string_view b) noexcept {
-    return caselessCompare(a, b) == 0;
+    return a.size() == b.size() && caselessCompare(a, b) == 0;
 }
 
 std::u16string mediaTypeOf(const model::ContentType& type) {
@@ -74,8 +74,11 @@ Examination::Examination(const model::Package& package, interfaces::IPhysicalPac
         if (detail::isRelationshipsPartName(names_.back()))
             byName_.emplace(toLowerASCIIString(names_.back()), nullptr);
     }
-    for (const model::Part& part : parts_)
+    mediaTypes_.reserve(parts_.size());
+    for (const model::Part& part : parts_) {
+        mediaTypes_.push_back(mediaTypeOf(part.getContentType()));
         byName_.emplace(toLowerASCIIString(part.getName().toString()), &part);
+    }
 }
 
 Examination::~Examination() = default;

@@ -64,6 +64,11 @@ public:
     bool hasParts() const noexcept { return !parts_.empty(); }
     /// In the order of their names, without relationships parts.
     const std::vector<model::Part>& getParts() const noexcept { return parts_; }
+    /// As `mediaTypeOf` its content type.
+    /// @param part of `getParts`.
+    const std::u16string& getMediaType(const model::Part& part) const {
+        return mediaTypes_[static_cast<std::size_t>(&part - parts_.data())];
+    }
     /// The names of all parts and relationships parts in the order of the store.
     const std::vector<std::u16string>& getNames() const noexcept { return names_; }
 
@@ -101,6 +106,7 @@ private:
     const Options& options_;
     FindingList& findings_;
     std::vector<model::Part> parts_;
+    std::vector<std::u16string> mediaTypes_; ///< of the parts
     std::vector<std::u16string> names_;
     std::unordered_map<std::u16string, const model::Part*> byName_; ///< in lower case; null for a relationships part
     std::unique_ptr<Lines> lines_; ///< of the relationships part that was last asked for

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "lint/FindingList.hpp"
 
+#include <opc/core/Strings.hpp>
+
 #include <algorithm>
 #include <tuple>
 #include <unordered_map>
@@ -40,10 +42,12 @@ bool FindingList::isRepeated(const Finding& finding) const {
     return !finding.blocks && finding.place.line == 0 && blocking_.count({finding.place.item, finding.rule}) != 0;
 }
 
-std::vector<Finding> FindingList::takeSorted(const std::vector<std::string>& items) {
+std::vector<Finding> FindingList::takeSorted(const std::vector<std::u16string>& items) {
+    if (findings_.empty())
+        return {};
     std::unordered_map<std::string, std::size_t> ranks{{"", 0}, {CONTENT_TYPES, 1}};
-    for (const std::string& item : items)
-        ranks.emplace(item, ranks.size());
+    for (const std::u16string& item : items)
+        ranks.emplace(detail::toUTF8String(item, false), ranks.size());
     for (const Finding& finding : findings_)
         ranks.emplace(finding.place.item, ranks.size());
     findings_.erase(std::remove_if(

@@ -24,7 +24,7 @@ public:
 
     /// The findings in order, each once: what blocks is not told a second time by somebody who knows no line.
     /// @param items in the order of the store, as findings name them.
-    std::vector<Finding> takeSorted(const std::vector<std::string>& items);
+    std::vector<Finding> takeSorted(const std::vector<std::u16string>& items);
 
 private:
     bool isRepeated(const Finding& finding) const;

@@ -85,16 +85,16 @@ void noteTarget(Examination& examination, const Link& link) {
 }
 
 void notePart(Examination& examination, const model::Part& part) {
-    const std::u16string type = mediaTypeOf(part.getContentType());
+    const std::u16string& type = examination.getMediaType(part);
     const std::u16string extension = toLowerASCIIString(part.getName().getExtension());
-    const std::string typeText = "content type " + inQuotes(type);
+    const auto typeText = [&type] { return "content type " + inQuotes(type); };
     if (isOneOf(type, MACRO_CONTENT_TYPES))
-        examination.reportItem(RuleId::Macros, part.getName().toString(), "macros: " + typeText);
+        examination.reportItem(RuleId::Macros, part.getName().toString(), "macros: " + typeText());
     else if (isOneOf(extension, PROGRAM_EXTENSIONS))
         examination.reportItem(RuleId::Macros, part.getName().toString(),
                                "program or script: extension " + inQuotes(extension));
     if (isOneOf(type, EMBEDDED_CONTENT_TYPES))
-        examination.reportItem(RuleId::EmbeddedObject, part.getName().toString(), "embedded object: " + typeText);
+        examination.reportItem(RuleId::EmbeddedObject, part.getName().toString(), "embedded object: " + typeText());
 }
 
 } // namespace opc::lint

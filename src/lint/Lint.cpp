@@ -95,10 +95,7 @@ std::vector<Finding> examine(interfaces::IPhysicalPackage& store, const Options&
     check(examination);
     if (options.readsContents)
         checkContents(examination, signatures.get());
-    std::vector<std::string> names;
-    for (const std::u16string& name : examination.getNames())
-        names.push_back(toText(name));
-    return findings.takeSorted(names);
+    return findings.takeSorted(examination.getNames());
 }
 
 } // namespace opc::lint

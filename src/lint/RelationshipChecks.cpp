@@ -28,9 +28,11 @@ void checkMissing(Examination& examination, const Link& link) {
                                targetText(link) + " leads to no part: " + inQuotes(link.path));
 }
 
-void checkType(Examination& examination, const std::u16string& item, const model::ContentType& type) {
+/// @param mediaType of the content type.
+void checkType(Examination& examination, const std::u16string& item, const model::ContentType& type,
+               const std::u16string& mediaType) {
     static const std::u16string sought = mediaTypeOf(model::PackageHelper::getRelationshipContentType());
-    const bool isType = mediaTypeOf(type) == sought;
+    const bool isType = mediaType == sought;
     const bool isName = detail::isRelationshipsPartName(item);
     if (isName && !isType)
         examination.reportItem(RuleId::RelationshipsContentType, item,
@@ -57,7 +59,8 @@ void checkStoredType(Examination& examination, const model::RelationshipSource& 
     if (examination.getFindings().has(RuleId::RelationshipsTypeMissing, toText(name)))
         return;
     try {
-        checkType(examination, name, source.getRelationshipsContentType());
+        const model::ContentType type = source.getRelationshipsContentType();
+        checkType(examination, name, type, mediaTypeOf(type));
     } catch (const model::ContentTypeNotFound&) { // the content types cannot be read, which has been told
     }
 }
@@ -97,7 +100,7 @@ void checkRelationshipsParts(Examination& examination) {
     checkStoredType(examination, package);
     for (const model::Part& part : examination.getParts()) {
         checkStoredType(examination, part);
-        checkType(examination, part.getName().toString(), part.getContentType());
+        checkType(examination, part.getName().toString(), part.getContentType(), examination.getMediaType(part));
     }
 }
 

@@ -24,10 +24,6 @@ const Form& standardForm() {
     return model::getSignatureIdentifiers(model::SignatureForm::Standard);
 }
 
-bool hasType(const Part& part, const char16_t* type) {
-    return isSame(mediaTypeOf(part.getContentType()), type);
-}
-
 std::u16string nameOf(const Part& part) {
     return part.getName().toString();
 }
@@ -42,20 +38,22 @@ public:
         const PartNames signatures = targetsOf(origins, form_.signatureRelationshipType);
         const PartNames certificates = targetsOf(signatures, form_.certificateRelationshipType);
         for (const Part& part : examination_.getParts()) {
-            const PartName name = part.getName();
-            if (hasType(part, form_.originContentType) && origins.count(name) == 0)
+            if (hasType(part, form_.originContentType) && origins.count(part.getName()) == 0)
                 report(RuleId::OneSignatureOrigin, part,
                        "signature origin to which no relationship of the package leads");
-            if (hasType(part, form_.signatureContentType) && signatures.count(name) == 0)
+            if (hasType(part, form_.signatureContentType) && signatures.count(part.getName()) == 0)
                 report(RuleId::SignatureWithoutOrigin, part,
                        "signature to which no signature origin has a relationship");
-            if (hasType(part, form_.certificateContentType) && certificates.count(name) == 0)
+            if (hasType(part, form_.certificateContentType) && certificates.count(part.getName()) == 0)
                 report(RuleId::CertificateWithoutSignature, part,
                        "certificate to which no signature has a relationship");
         }
     }
 
 private:
+    /// @param part of the examination.
+    bool hasType(const Part& part, const char16_t* type) const { return isSame(examination_.getMediaType(part), type); }
+
     void report(RuleId rule, const Part& part, const std::string& message) {
         examination_.reportItem(rule, nameOf(part), message);
     }

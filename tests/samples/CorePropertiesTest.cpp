@@ -59,8 +59,9 @@ TEST_P(SampleProperties, AreReadByTheLibrary) {
 using nlohmann::json;
 
 TEST_P(SampleProperties, AreShownByTheToolAndElseTheRuleAndTheElement) {
-    const test::ProcessResult result = test::runProcess(OPCRAFT_TOOL, {"props", file().string(), "--json"});
+    const test::ProcessResult result = test::runProcess(OPCRAFT_TOOL, {"props", file().string(), "--json", "--strict"});
     if (isRefused() || isClosed()) {
+        EXPECT_EQ(test::runProcess(OPCRAFT_TOOL, {"props", file().string()}).exitCode, 0) << "read in spite of it";
         EXPECT_EQ(result.exitCode, 2);
         EXPECT_EQ(result.out, "");
         EXPECT_THAT(result.err, StartsWith("opcraft: " + file().string() + ": " + expected().part.value() + ", line "));

@@ -71,14 +71,13 @@ void ContentChecks::readToEnd(ZipEntry& entry) {
     }
 }
 
-void ContentChecks::checkContentTypes(const std::optional<ContentTypes>& types, const ZipFaults& faults,
-                                      bool readsXml) {
+void ContentChecks::checkContentTypes(const ContentTypes* types, const ZipFaults& faults, bool readsXml) {
     if (ZipEntry* const stream = items_.contentTypes()) {
         if (stream->name != CONTENT_TYPES_ITEM)
             faults.add({RuleId::ContentTypesItemCase, stream->name,
                         "readers that are sensitive to case find no " + inQuotes(CONTENT_TYPES_ITEM)});
         if (readsXml)
-            checkXml(*stream, types.has_value(), faults);
+            checkXml(*stream, types != nullptr, faults);
     }
     if (types)
         types->checkDuplicates(faults);

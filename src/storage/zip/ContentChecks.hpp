@@ -7,8 +7,6 @@
 #include "storage/zip/ZipFaults.hpp"
 #include "storage/zip/ZipItems.hpp"
 
-#include <optional>
-
 namespace opc::storage {
 
 /// Finds out what is wrong with the contents of items. Used while the package is open.
@@ -22,9 +20,9 @@ public:
     void checkContents(const ZipFaults& faults);
 
     /// The content types stream, and the XML of the relationships.
-    /// @param types nothing when the stream cannot be read.
+    /// @param types null when the stream cannot be read.
     /// @param readsXml whether the items are read.
-    void checkContentTypes(const std::optional<ContentTypes>& types, const ZipFaults& faults, bool readsXml = true);
+    void checkContentTypes(const ContentTypes* types, const ZipFaults& faults, bool readsXml = true);
 
 private:
     void readToEnd(ZipEntry& entry);

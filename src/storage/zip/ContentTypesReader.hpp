@@ -28,6 +28,8 @@ public:
     /// @return null when the stream gives the part no content type.
     const std::u16string* find(std::u16string_view partName) const;
 
+    const detail::ContentTypeTable& table() const { return table_; }
+
     /// The entries in the order of the stream.
     const std::vector<detail::ContentTypeEntry>& entries() const { return table_.entries; }
 

@@ -105,10 +105,13 @@ void OpenZipPackage::findAmbiguities(FindingSink& sink, bool readsContents) {
     const ZipFaults faults(location_.label, &findings, false);
     checkConsistency(*archive_, faults);
     checkMeetingNames(items_, *archive_, faults);
+    std::optional<ContentTypes> read;
     bool isPlain = false;
-    const std::optional<ContentTypes> types = readContentTypes(isPlain);
+    if (!types_)
+        read = readContentTypes(isPlain);
+    const ContentTypes* const types = types_ ? types_.get() : read ? &*read : nullptr;
     contentChecks().checkContentTypes(types, faults, readsContents);
-    checkItemNames(items_, *archive_, types && items_.contentTypes() ? &*types : nullptr, faults);
+    checkItemNames(items_, *archive_, items_.contentTypes() ? types : nullptr, faults);
     if (readsContents)
         contentChecks().checkContents(faults);
 }

@@ -132,6 +132,7 @@ private:
     std::optional<ZipChanges> itemChanges_;                  ///< instead of those to parts
     std::vector<std::uint64_t> deleted_;                     ///< indexes in the archive
     std::unique_ptr<detail::ContentTypeTable> contentTypes_; ///< null when the stream is not plain, or was written
+    std::shared_ptr<const ContentTypes> types_;              ///< as opened, when that was tolerant and it is plain
 };
 
 } // namespace opc::storage

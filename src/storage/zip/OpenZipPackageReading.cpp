@@ -275,12 +275,16 @@ void OpenZipPackage::readContentTypes(const ZipFaults& faults) {
     bool isPlain = false;
     std::optional<ContentTypes> types = readContentTypes(isPlain);
     if (location_.options.consistent)
-        contentChecks().checkContentTypes(types, faults);
+        contentChecks().checkContentTypes(types ? &*types : nullptr, faults);
     if (!types && faults.isTolerant())
         types.emplace(detail::ContentTypeTable{}); // an item without a type is not a part
     items_.findParts(types ? &*types : nullptr, location_.options.take, faults);
-    if (isPlain)
+    if (isPlain && faults.isTolerant()) {
+        contentTypes_ = std::make_unique<detail::ContentTypeTable>(types->table());
+        types_ = std::make_shared<const ContentTypes>(std::move(*types));
+    } else if (isPlain) {
         contentTypes_ = std::make_unique<detail::ContentTypeTable>(std::move(*types).release());
+    }
 }
 
 } // namespace opc::storage
