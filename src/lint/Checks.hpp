@@ -34,6 +34,9 @@ void checkSignatures(Examination& examination, const model::DigitalSignatureMana
 
 /// What a relationship leads to that can be executed, is embedded or lies outside.
 void noteTarget(Examination& examination, const Link& link);
+/// The same of an entry that is no relationship, but that some programs follow.
+void noteRawTarget(Examination& examination, const model::RelationshipSource& source,
+                   const model::RawRelationship& raw);
 /// The same by the content type and the name of a part.
 void notePart(Examination& examination, const model::Part& part);
 

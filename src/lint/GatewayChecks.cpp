@@ -4,6 +4,7 @@
 #include "lint/Checks.hpp"
 
 #include <algorithm>
+#include <optional>
 #include <string_view>
 
 namespace opc::lint {
@@ -57,15 +58,48 @@ std::string kindText(View type) {
     return inQuotes(type.substr(type.rfind(u'/') + 1));
 }
 
+/// @return none for an ordinary target.
+std::optional<RuleId> ruleOfExternal(View kind) {
+    if (kind == u"attachedTemplate")
+        return RuleId::ExternalTemplate;
+    return kind == u"hyperlink" ? std::nullopt : std::optional(RuleId::ExternalTarget);
+}
+
+std::optional<RuleId> ruleOfInternal(View kind) {
+    if (isOneOf(kind, MACRO_RELATIONSHIPS))
+        return RuleId::Macros;
+    return isOneOf(kind, EMBEDDED_RELATIONSHIPS) ? std::optional(RuleId::EmbeddedObject) : std::nullopt;
+}
+
 void noteExternal(Examination& examination, const Link& link, View kind) {
     const std::string target = "external Target " + inQuotes(link.relationship.getTarget());
-    if (kind == u"attachedTemplate")
-        examination.reportLink(RuleId::ExternalTemplate, link, target + " of a template");
-    else if (kind != u"hyperlink")
-        examination.reportLink(RuleId::ExternalTarget, link, target + " of the type " + kindText(link.type));
+    if (const auto rule = ruleOfExternal(kind))
+        examination.reportLink(
+            *rule, link,
+            target + (*rule == RuleId::ExternalTemplate ? " of a template" : " of the type " + kindText(link.type)));
 }
 
 } // namespace
+
+void noteRawTarget(Examination& examination, const model::RelationshipSource& source,
+                   const model::RawRelationship& raw) {
+    const View kind = officeKindOf(raw.type);
+    const bool isExternal = raw.targetMode == u"External";
+    const auto rule = isExternal ? ruleOfExternal(kind) : ruleOfInternal(kind);
+    if (!rule)
+        return;
+    ErrorPlace place{toText(source.getRelationshipsPartName().toString()),
+                     raw.line,
+                     raw.column,
+                     "Relationship",
+                     "Target",
+                     toText(raw.target),
+                     {},
+                     toText(raw.id)};
+    examination.report(*rule, std::move(place),
+                       (isExternal ? "external Target " : "Target ") + inQuotes(raw.target) + " of the type " +
+                           kindText(raw.type) + " in a relationship that is not valid");
+}
 
 void noteTarget(Examination& examination, const Link& link) {
     const View kind = officeKindOf(link.type);
@@ -78,10 +112,9 @@ void noteTarget(Examination& examination, const Link& link) {
     const std::u16string name = link.target->getName().toString();
     const std::string message = "target of a relationship of the type " + inQuotes(kind);
     // Each part once: by its content type, or else by a relationship.
-    if (isOneOf(kind, MACRO_RELATIONSHIPS) && !examination.getFindings().has(RuleId::Macros, toText(name)))
-        examination.reportItem(RuleId::Macros, name, message);
-    if (isOneOf(kind, EMBEDDED_RELATIONSHIPS) && !examination.getFindings().has(RuleId::EmbeddedObject, toText(name)))
-        examination.reportItem(RuleId::EmbeddedObject, name, message);
+    const auto rule = ruleOfInternal(kind);
+    if (rule && !examination.getFindings().has(*rule, toText(name)))
+        examination.reportItem(*rule, name, message);
 }
 
 void notePart(Examination& examination, const model::Part& part) {

@@ -56,6 +56,8 @@ void checkRelationships(Examination& examination, const model::RelationshipSourc
         }
         noteTarget(examination, link);
     }
+    for (const model::RawRelationship& raw : source.getRawRelationships())
+        noteRawTarget(examination, source, raw);
 }
 
 /// What is known from the opening alone.

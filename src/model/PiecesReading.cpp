@@ -15,8 +15,9 @@ using detail::XmlPieces;
 using detail::XmlPosition;
 using detail::XmlTag;
 
-/// Each takes a parse of its own, and the parser remembers every namespace.
-constexpr std::size_t MOST_VALIDATED = 10'000;
+/// In all documents of a package. Each takes a parse of its own or is a finding, and the parser remembers every
+/// namespace.
+constexpr std::size_t MOST_UNUSUAL = 10'000;
 
 std::vector<unsigned char> toBytes(const std::string& text) {
     return {text.begin(), text.end()};
@@ -125,9 +126,9 @@ bool PiecesReading::readChildren(const XmlPieces& document, PieceReader& reader)
     return std::all_of(document.children.begin(), document.children.end(), [&](const XmlChild& child) {
         const Piece piece = pieceOf(document, child);
         const auto key = keys.find(reader.keyOf(piece));
-        if (!readChild(piece, key != keys.end() && key->second > 1, reader))
-            ++validated_;
-        return validated_ <= MOST_VALIDATED;
+        const bool isDuplicate = key != keys.end() && key->second > 1;
+        const bool isPlain = readChild(piece, isDuplicate, reader);
+        return (isPlain && !isDuplicate) || reading_.countUnusual() <= MOST_UNUSUAL;
     });
 }
 

@@ -89,7 +89,6 @@ private:
     const PieceVocabulary& vocabulary_;
     std::string item_;
     bool isFound_ = false;
-    std::size_t validated_ = 0;
 };
 
 } // namespace opc::model

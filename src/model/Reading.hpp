@@ -46,6 +46,10 @@ public:
         return false;
     }
 
+    /// Counts an element that took more than the plain reader.
+    /// @return how many there were.
+    std::size_t countUnusual() const noexcept { return ++unusual_; }
+
     /// Hands an error to the sink.
     /// @param item that it is in, unless its place names one.
     void found(RuleId rule, const Exception& error, const std::string& item) const;
@@ -62,6 +66,7 @@ public:
 private:
     FindingSink* sink_ = nullptr;
     bool blocks_ = true;
+    mutable std::size_t unusual_ = 0; ///< in all that is read
 };
 
 /// The rule that a text which is not a part name breaks.

@@ -96,11 +96,23 @@ bool isOfOpenDocument(const std::string& path) {
     return path == "mimetype" || path == "content.xml" || path.starts_with("meta-inf/");
 }
 
+/// Empty for the root.
+std::string folderOf(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string::npos ? std::string() : path.substr(0, slash);
+}
+
 /// Whether a part is in a folder for signatures, such as "/_xmlsignatures" or "/package/services/digital-signature".
 /// Elsewhere, a program that takes parts by their names could take a signature for content.
-bool isAmongSignatures(const std::string& path) {
-    const std::size_t folder = path.rfind('/');
-    return folder != std::string::npos && path.substr(0, folder).find("signature") != std::string::npos;
+/// @param contentFolders below which no folder is one for signatures.
+bool isAmongSignatures(const std::string& path, const std::set<std::string>& contentFolders) {
+    std::string folder = folderOf(path);
+    if (folder.find("signature") == std::string::npos)
+        return false;
+    for (folder = folderOf(folder); !folder.empty(); folder = folderOf(folder))
+        if (contentFolders.count(folder) != 0)
+            return false;
+    return true;
 }
 
 Key keyOf(const Relationship& relationship) {
@@ -273,10 +285,16 @@ void Coverage::demoteLinkedStructure() {
     for (const Link& link : links_)
         if (link.category != Category::Structure)
             paths.insert(link.paths.begin(), link.paths.end());
+    std::set<std::string> folders;
+    for (const auto& [name, entry] : parts_)
+        if (entry.category == Category::Content)
+            folders.insert(folderOf(pathOf(name)));
     for (auto& [name, entry] : parts_) {
+        if (entry.category != Category::Structure)
+            continue;
         const std::string path = pathOf(name);
-        const bool isExpected = isAmongSignatures(path) && !isOfOpenDocument(path);
-        if (entry.category == Category::Structure && (paths.count(path) != 0 || !isExpected))
+        const bool isExpected = isAmongSignatures(path, folders) && !isOfOpenDocument(path);
+        if (paths.count(path) != 0 || !isExpected)
             entry.category = Category::Content;
     }
 }

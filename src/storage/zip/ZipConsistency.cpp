@@ -406,7 +406,9 @@ private:
         std::uint64_t compressedSize = header.compressedSize;
         std::uint64_t size = header.size;
         ByteSpan wide = findNumbers64(header.extra());
-        if (!widen(size, wide) || !widen(compressedSize, wide))
+        // A ZIP64 field of a local header has both sizes (APPNOTE §4.5.3).
+        const bool hasOne = (header.compressedSize == FULL_32) != (header.size == FULL_32);
+        if (hasOne || !widen(size, wide) || !widen(compressedSize, wide))
             failAt(RuleId::HeadersAgree, "the local header lacks the sizes of ZIP64");
         const struct {
             const char* name;
@@ -417,11 +419,12 @@ private:
             {"compressed size", compressedSize, record.compressedSize},
             {"size", size, record.size},
         };
-        for (const auto& [name, local, central] : numbers) {
-            const bool comesLater = local == 0 && header.flags & HAS_DESCRIPTOR;
+        // Some readers take a single zero for the number.
+        const bool areZero = header.checksum == 0 && compressedSize == 0 && size == 0;
+        const bool comesLater = areZero && header.flags & HAS_DESCRIPTOR;
+        for (const auto& [name, local, central] : numbers)
             if (local != central && !comesLater)
                 failAt(RuleId::HeadersAgree, disagreement(name));
-        }
     }
 
     static std::string disagreement(const char* what) {
