@@ -82,14 +82,17 @@ public:
     /// - An element of the content types stream or of a relationships part that is wrong is kept as it stands; of
     ///   relationships with the same Id none is chosen. See `RelationshipSource::getRawRelationships`.
     /// - A relationships part of which nothing can be read, or that is damaged, stays as it is. See
-    ///   `RelationshipSource::hasUnreadableRelationships`.
+    ///   `RelationshipSource::hasUnreadableRelationships`. After 10,000 elements of the package that are wrong or
+    ///   unusual, the next documents with such elements count as unreadable, to bound the work.
+    /// - Attributes that the root must not have are kept when the document is written anew.
     /// - With such a content types stream there are no parts, and none can be created; the relationships of the package
     ///   are read.
     /// - What is no part by its name or for lack of a content type, parts with equivalent names and relationships parts
     ///   without their source are left out. They stay in the store, and no new part takes their names.
     /// - Of several core properties relationships all are there.
-    /// A package that is closed without a change keeps all bytes; what is changed is written without loss. Physical
-    /// packages that implement `interfaces::IPhysicalFindings` are opened tolerantly, too.
+    /// A package that is closed without a change keeps all bytes; what is changed is written without loss, but for text
+    /// between the elements. Physical packages that implement `interfaces::IPhysicalFindings` are opened tolerantly,
+    /// too.
     /// @param sink used during this call only.
     /// @throws PackageAlreadyOpen, PackageNotFound, PackageOpenFailed
     /// @throws InvalidXMLDocument, InvalidRelationshipContent for an exceeded limit for XML; what the sink throws.

@@ -26,7 +26,9 @@ class IPhysicalPartInfo;
 /// fails may be tried again; ENOENT means then that the part is deleted.
 ///
 /// A store that keeps items that are not parts implements `IPhysicalOtherItems` too, one that reads several parts at
-/// the same time, `IPhysicalParallelReading`, and one that reads its content types itself, `IPhysicalContentTypes`.
+/// the same time, `IPhysicalParallelReading`, and one that reads its content types itself, `IPhysicalContentTypes`; one
+/// that opens although something in it is wrong, `IPhysicalFindings`, and one whose items can then be changed below the
+/// parts, `IPhysicalItems`.
 class OPCRAFT_API IPhysicalPackage {
 public:
     virtual ~IPhysicalPackage();
