@@ -81,10 +81,10 @@ public:
     /// handed to the sink, each with `Finding::blocks`, and the package is opened without it:
     /// - An element of the content types stream or of a relationships part that is wrong is kept as it stands; of
     ///   relationships with the same Id none is chosen. See `RelationshipSource::getRawRelationships`.
+    /// - Attributes that the root must not have are kept when the document is written anew.
     /// - A relationships part of which nothing can be read, or that is damaged, stays as it is. See
     ///   `RelationshipSource::hasUnreadableRelationships`. After 10,000 elements of the package that are wrong or
     ///   unusual, the next documents with such elements count as unreadable, to bound the work.
-    /// - Attributes that the root must not have are kept when the document is written anew.
     /// - With such a content types stream there are no parts, and none can be created; the relationships of the package
     ///   are read.
     /// - What is no part by its name or for lack of a content type, parts with equivalent names and relationships parts
