@@ -124,8 +124,9 @@ std::string foldPath(std::string_view path) {
     return result;
 }
 
-/// Whether folding changes nothing of a name but its case, as of nearly all names.
-bool isPlain(std::string_view name) {
+} // namespace
+
+bool isPlainName(std::string_view name) noexcept {
     bool isSegmentOpen = false;     // by a letter, digit, hyphen or underscore
     for (const char32_t c : name) { // bytes that are not ASCII are not unreserved either
         const bool isSeparator = c == U'.' || c == U'/';
@@ -136,11 +137,9 @@ bool isPlain(std::string_view name) {
     return isSegmentOpen;
 }
 
-} // namespace
-
 std::string foldName(std::string_view name) {
     const std::string_view path = name.substr(name.starts_with('/') ? 1 : 0);
-    if (isPlain(path)) {
+    if (isPlainName(path)) {
         std::string folded(path);
         std::transform(folded.begin(), folded.end(), folded.begin(), toLowerASCII<char>);
         return folded;

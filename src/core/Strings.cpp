@@ -5,7 +5,9 @@
 #include <opc/core/Exception.hpp>
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
@@ -30,10 +32,20 @@ constexpr bool isScalarValue(char32_t value) noexcept {
 
 // How many units two texts share from their start, four at a time: most of two names is the same.
 std::size_t countEqual(const char16_t* a, const char16_t* b, std::size_t size) noexcept {
-    constexpr std::size_t step = 4;
+    using Word = std::uint64_t;
+    constexpr std::size_t step = sizeof(Word) / sizeof(char16_t);
     std::size_t i = 0;
-    while (i + step <= size && std::memcmp(a + i, b + i, step * sizeof(char16_t)) == 0)
-        i += step;
+    for (; i + step <= size; i += step) {
+        Word first = 0;
+        Word second = 0;
+        std::memcpy(&first, a + i, sizeof first);
+        std::memcpy(&second, b + i, sizeof second);
+        if (const Word bits = first ^ second; bits != 0) {
+            const int equal =
+                std::endian::native == std::endian::little ? std::countr_zero(bits) : std::countl_zero(bits);
+            return i + static_cast<std::size_t>(equal) / (8 * sizeof(char16_t));
+        }
+    }
     while (i < size && a[i] == b[i])
         ++i;
     return i;

@@ -17,6 +17,8 @@ namespace opc::lint {
 class Examination::Lines {
 public:
     Lines(std::string item, const std::vector<unsigned char>& bytes, const Limits& limits) : item_(std::move(item)) {
+        if (bytes.empty())
+            return;
         const detail::XmlPieces pieces = detail::splitXml(bytes, limits);
         for (const detail::XmlChild& child : pieces.children) {
             const detail::XmlTag tag = detail::readXmlTag(pieces.textOf(child));
@@ -58,8 +60,8 @@ bool isSame(std::u16string_view a, std::u16string_view b) noexcept {
 }
 
 std::u16string mediaTypeOf(const model::ContentType& type) {
-    const std::u16string text = toLowerASCIIString(type.toString());
-    return text.substr(0, text.find(u';'));
+    const std::u16string text = type.toString();
+    return toLowerASCIIString(std::u16string_view(text).substr(0, text.find(u';')));
 }
 
 bool Link::isOfPackage() const {
@@ -69,27 +71,38 @@ bool Link::isOfPackage() const {
 Examination::Examination(const model::Package& package, interfaces::IPhysicalPackage& store, const Options& options,
                          FindingList& findings)
     : package_(package), store_(store), options_(options), findings_(findings), parts_(package.getParts()) {
-    for (interfaces::IPhysicalPart* part : store.getParts()) {
+    const std::vector<interfaces::IPhysicalPart*> stored = store.getParts();
+    names_.reserve(stored.size());
+    for (const interfaces::IPhysicalPart* part : stored) {
         names_.push_back(part->getName());
         if (detail::isRelationshipsPartName(names_.back()))
-            byName_.emplace(toLowerASCIIString(names_.back()), nullptr);
+            relationshipsParts_.insert(toLowerASCIIString(names_.back()));
     }
-    mediaTypes_.reserve(parts_.size());
+    mediaTypeOfParts_.reserve(parts_.size());
     for (const model::Part& part : parts_) {
-        mediaTypes_.push_back(mediaTypeOf(part.getContentType()));
-        byName_.emplace(toLowerASCIIString(part.getName().toString()), &part);
+        const model::ContentType type = part.getContentType();
+        const auto [known, isNew] = mediaTypes_.try_emplace(type);
+        if (isNew)
+            known->second = mediaTypeOf(type);
+        mediaTypeOfParts_.push_back(&known->second);
     }
 }
 
 Examination::~Examination() = default;
 
 const model::Part* Examination::findPart(std::u16string_view name) const {
-    const auto found = byName_.find(toLowerASCIIString(name));
-    return found == byName_.end() ? nullptr : found->second;
+    const auto isBefore = [](const model::Part& part, const std::u16string& text) { return part.getName() < text; };
+    const std::u16string text(name);
+    const auto found = std::lower_bound(parts_.begin(), parts_.end(), text, isBefore);
+    return found == parts_.end() || found->getName() != text ? nullptr : &*found;
+}
+
+const model::RelationshipSource* Examination::findSource(std::u16string_view name) const {
+    return name == u"/" ? static_cast<const model::RelationshipSource*>(&package_) : findPart(name);
 }
 
 bool Examination::hasItem(std::u16string_view name) const {
-    return byName_.count(toLowerASCIIString(name)) != 0;
+    return findPart(name) != nullptr || relationshipsParts_.count(toLowerASCIIString(name)) != 0;
 }
 
 Link Examination::resolve(const model::RelationshipSource& source, const model::Relationship& relationship) const {

@@ -8,11 +8,11 @@
 
 #include "lint/FindingList.hpp"
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -67,13 +67,16 @@ public:
     /// As `mediaTypeOf` its content type.
     /// @param part of `getParts`.
     const std::u16string& getMediaType(const model::Part& part) const {
-        return mediaTypes_[static_cast<std::size_t>(&part - parts_.data())];
+        return *mediaTypeOfParts_[static_cast<std::size_t>(&part - parts_.data())];
     }
     /// The names of all parts and relationships parts in the order of the store.
     const std::vector<std::u16string>& getNames() const noexcept { return names_; }
 
     /// @return null when there is no such part.
     const model::Part* findPart(std::u16string_view name) const;
+    /// A part, or the package for "/".
+    /// @return null when there is no such part.
+    const model::RelationshipSource* findSource(std::u16string_view name) const;
     /// Also of a relationships part.
     bool hasItem(std::u16string_view name) const;
 
@@ -106,10 +109,11 @@ private:
     const Options& options_;
     FindingList& findings_;
     std::vector<model::Part> parts_;
-    std::vector<std::u16string> mediaTypes_; ///< of the parts
+    std::map<model::ContentType, std::u16string> mediaTypes_;
+    std::vector<const std::u16string*> mediaTypeOfParts_;
     std::vector<std::u16string> names_;
-    std::unordered_map<std::u16string, const model::Part*> byName_; ///< in lower case; null for a relationships part
-    std::unique_ptr<Lines> lines_; ///< of the relationships part that was last asked for
+    std::unordered_set<std::u16string> relationshipsParts_; ///< their names in lower case
+    std::unique_ptr<Lines> lines_;                          ///< of the relationships part that was last asked for
 };
 
 /// All bytes of a stored item.

@@ -42,24 +42,48 @@ bool FindingList::isRepeated(const Finding& finding) const {
     return !finding.blocks && finding.place.line == 0 && blocking_.count({finding.place.item, finding.rule}) != 0;
 }
 
+/// Those of the package as a whole come first, and those of items that are not named last.
+std::unordered_map<std::string, std::size_t> FindingList::rankItems(const std::vector<std::u16string>& items) const {
+    std::unordered_map<std::u16string, std::size_t> found; // most items have no findings
+    for (const Finding& finding : findings_)
+        found.emplace(toString(finding.place.item, false), items.size());
+    for (std::size_t i = 0; i < items.size(); ++i)
+        if (const auto rank = found.find(items[i]); rank != found.end())
+            rank->second = std::min(rank->second, i);
+    std::unordered_map<std::string, std::size_t> ranks{{"", 0}, {CONTENT_TYPES, 1}};
+    std::size_t unnamed = 2 + items.size();
+    for (const Finding& finding : findings_) {
+        const std::size_t rank = found.at(toString(finding.place.item, false));
+        if (ranks.emplace(finding.place.item, rank == items.size() ? unnamed : rank + 2).second)
+            ++unnamed;
+    }
+    return ranks;
+}
+
 std::vector<Finding> FindingList::takeSorted(const std::vector<std::u16string>& items) {
     if (findings_.empty())
         return {};
-    std::unordered_map<std::string, std::size_t> ranks{{"", 0}, {CONTENT_TYPES, 1}};
-    for (const std::u16string& item : items)
-        ranks.emplace(detail::toUTF8String(item, false), ranks.size());
-    for (const Finding& finding : findings_)
-        ranks.emplace(finding.place.item, ranks.size());
-    findings_.erase(std::remove_if(
-                        findings_.begin(), findings_.end(), [this](const Finding& each) { return isRepeated(each); }),
-                    findings_.end());
-    const auto key = [&ranks](const Finding& each) {
-        return std::make_tuple(ranks.at(each.place.item), each.place.line, each.place.column, each.rule);
-    };
-    std::stable_sort(findings_.begin(), findings_.end(),
-                     [&](const Finding& a, const Finding& b) { return key(a) < key(b); });
-    findings_.erase(std::unique(findings_.begin(), findings_.end(), areEqual), findings_.end());
-    return std::exchange(findings_, {});
+    findings_.erase(
+        std::remove_if(findings_.begin(), findings_.end(), [this](const Finding& each) { return isRepeated(each); }),
+        findings_.end());
+    const std::unordered_map<std::string, std::size_t> ranks = rankItems(items);
+    std::vector<std::pair<std::size_t, Finding*>> order;
+    order.reserve(findings_.size());
+    for (Finding& each : findings_)
+        order.emplace_back(ranks.at(each.place.item), &each);
+    std::stable_sort(order.begin(), order.end(), [](const auto& a, const auto& b) {
+        const auto key = [](const auto& each) {
+            const ErrorPlace& place = each.second->place;
+            return std::tie(each.first, place.line, place.column, each.second->rule);
+        };
+        return key(a) < key(b);
+    });
+    std::vector<Finding> sorted;
+    for (const auto& [rank, finding] : order)
+        if (sorted.empty() || !areEqual(sorted.back(), *finding))
+            sorted.push_back(std::move(*finding));
+    findings_.clear();
+    return sorted;
 }
 
 } // namespace opc::lint

@@ -72,11 +72,13 @@ std::optional<RuleId> ruleOfInternal(View kind) {
 }
 
 void noteExternal(Examination& examination, const Link& link, View kind) {
-    const std::string target = "external Target " + inQuotes(link.relationship.getTarget());
-    if (const auto rule = ruleOfExternal(kind))
-        examination.reportLink(
-            *rule, link,
-            target + (*rule == RuleId::ExternalTemplate ? " of a template" : " of the type " + kindText(link.type)));
+    const auto rule = ruleOfExternal(kind);
+    if (!rule)
+        return;
+    const bool isTemplate = *rule == RuleId::ExternalTemplate;
+    examination.reportLink(*rule, link,
+                           "external Target " + inQuotes(link.relationship.getTarget()) +
+                               (isTemplate ? " of a template" : " of the type " + kindText(link.type)));
 }
 
 } // namespace
@@ -107,14 +109,13 @@ void noteTarget(Examination& examination, const Link& link) {
         noteExternal(examination, link, kind);
         return;
     }
-    if (link.target == nullptr)
-        return;
-    const std::u16string name = link.target->getName().toString();
-    const std::string message = "target of a relationship of the type " + inQuotes(kind);
-    // Each part once: by its content type, or else by a relationship.
     const auto rule = ruleOfInternal(kind);
-    if (rule && !examination.getFindings().has(*rule, toText(name)))
-        examination.reportItem(*rule, name, message);
+    if (!rule || link.target == nullptr)
+        return;
+    // Each part once: by its content type, or else by a relationship.
+    const std::u16string name = link.target->getName().toString();
+    if (!examination.getFindings().has(*rule, toText(name)))
+        examination.reportItem(*rule, name, "target of a relationship of the type " + inQuotes(kind));
 }
 
 void notePart(Examination& examination, const model::Part& part) {

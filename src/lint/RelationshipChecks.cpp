@@ -43,18 +43,17 @@ void checkType(Examination& examination, const std::u16string& item, const model
 }
 
 /// "/_rels/_rels/a.rels.rels" beside "/_rels/a.rels".
+/// @param name of a relationships part.
 bool isOfRelationships(const std::u16string& name) {
     constexpr std::u16string_view folder = u"/_rels/", extension = u".rels";
     const std::size_t slash = name.rfind(u'/');
-    if (!detail::isRelationshipsPartName(name) || slash + 1 < folder.size())
+    if (slash + 1 < folder.size())
         return false;
     const std::u16string source = name.substr(0, slash + 1 - folder.size()) + name.substr(slash);
     return detail::isRelationshipsPartName(source.substr(0, source.size() - extension.size()));
 }
 
 void checkStoredType(Examination& examination, const model::RelationshipSource& source) {
-    if (!examination.hasItem(detail::getRelationshipsPartName(source.getSourceURI().getPath())))
-        return;
     const std::u16string name = source.getRelationshipsPartName().toString();
     if (examination.getFindings().has(RuleId::RelationshipsTypeMissing, toText(name)))
         return;
@@ -93,15 +92,17 @@ void checkRelationshipsParts(Examination& examination) {
     const model::Package& package = examination.getPackage();
     if (!examination.hasItem(package.getRelationshipsPartName().toString()) && !examination.getParts().empty())
         examination.reportItem(RuleId::NoPackageRelationships, u"", "no package relationships: no item _rels/.rels");
-    for (const std::u16string& name : examination.getNames())
+    for (const std::u16string& name : examination.getNames()) {
+        if (!detail::isRelationshipsPartName(name))
+            continue;
         if (isOfRelationships(name))
             examination.reportItem(RuleId::NoRelationshipsOfRelationships, name,
                                    "relationships of a relationships part");
-    checkStoredType(examination, package);
-    for (const model::Part& part : examination.getParts()) {
-        checkStoredType(examination, part);
-        checkType(examination, part.getName().toString(), part.getContentType(), examination.getMediaType(part));
+        if (const auto* source = examination.findSource(detail::getSourcePartName(name)))
+            checkStoredType(examination, *source);
     }
+    for (const model::Part& part : examination.getParts())
+        checkType(examination, part.getName().toString(), part.getContentType(), examination.getMediaType(part));
 }
 
 } // namespace opc::lint

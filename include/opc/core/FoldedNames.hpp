@@ -9,6 +9,10 @@
 
 namespace opc::detail {
 
+/// Whether a name has only letters, digits, hyphens, underscores, and dots and slashes between them: as nearly all
+/// names. Folding changes nothing of them but the case.
+OPCRAFT_API bool isPlainName(std::string_view name) noexcept;
+
 /// The folded form of a name inside of a package, without the differences that some reader, file system or program
 /// that unpacks ignores: escapes, compatible, ignorable and control characters of Unicode, case, backslashes,
 /// characters that are not allowed in names of Windows, empty and dot segments, blanks around a segment, dots and

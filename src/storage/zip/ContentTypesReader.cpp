@@ -62,12 +62,17 @@ detail::ContentTypeTable ContentTypes::release() && {
     return std::move(table_);
 }
 
-const std::u16string* ContentTypes::find(std::u16string_view partName) const {
+const detail::ContentTypeEntry* ContentTypes::findEntry(std::u16string_view partName) const {
     const auto override = overrides_.find(partName);
     if (override != overrides_.end())
-        return &typeOf(*override->second);
+        return override->second;
     const auto entry = defaults_.find(detail::getExtension(partName));
-    return entry == defaults_.end() ? nullptr : &typeOf(*entry->second);
+    return entry == defaults_.end() ? nullptr : entry->second;
+}
+
+const std::u16string* ContentTypes::find(std::u16string_view partName) const {
+    const detail::ContentTypeEntry* entry = findEntry(partName);
+    return entry ? &typeOf(*entry) : nullptr;
 }
 
 /// The content type for readers that are sensitive to case, and do or do not know prefixes.
@@ -102,7 +107,10 @@ void ContentTypes::checkDuplicates(const ZipFaults& faults) const {
 }
 
 void ContentTypes::checkCase(std::u16string_view partName, const ZipFaults& faults) const {
-    const std::u16string* type = find(partName);
+    const detail::ContentTypeEntry* entry = findEntry(partName);
+    if (entry && !entry->hasPrefix && entry->name == (entry->isDefault ? detail::getExtension(partName) : partName))
+        return; // the same for every reader
+    const std::u16string* type = entry ? &typeOf(*entry) : nullptr;
     const std::u16string* exact = findExact(partName, false);
     if (!exact || (type && *exact == *type))
         exact = findExact(partName, true);

@@ -47,6 +47,7 @@ public:
 private:
     using Map = std::unordered_map<std::u16string_view, const detail::ContentTypeEntry*, CaselessHash, CaselessEqual>;
     const std::u16string& typeOf(const detail::ContentTypeEntry& entry) const { return table_.types[entry.type]; }
+    const detail::ContentTypeEntry* findEntry(std::u16string_view partName) const;
     std::string shown(const detail::ContentTypeEntry& entry) const;
     void addDuplicate(RuleId rule, const detail::ContentTypeEntry& first, const detail::ContentTypeEntry& other,
                       const ZipFaults& faults) const;

@@ -445,28 +445,33 @@ private:
 };
 
 /// The name for a reader that descends the folders up to the first empty segment and puts the last segment there.
-std::string withoutHiddenSegments(const std::string& name) {
+/// @return nothing when no segment is empty.
+std::optional<std::string> withoutHiddenSegments(std::string_view name) {
     const std::size_t empty = name.starts_with('/') ? 0 : name.find("//");
-    return empty == std::string::npos ? name : name.substr(0, empty) + name.substr(name.rfind('/'));
+    if (empty == std::string_view::npos)
+        return std::nullopt;
+    return std::string(name.substr(0, empty)).append(name.substr(name.rfind('/')));
 }
 
 /// A name for who takes what stands in front of a colon for a drive, and what stands behind one for a stream of a file.
-std::vector<std::string> namesOnDrives(const std::string& name) {
+std::vector<std::string> namesOnDrives(std::string_view name) {
     const std::size_t colon = name.find(':');
-    if (colon == std::string::npos)
+    if (colon == std::string_view::npos)
         return {};
     const std::size_t end = std::min(name.find('/', colon), name.size());
-    return {name.substr(colon + 1), name.substr(0, colon) + name.substr(end)};
+    return {std::string(name.substr(colon + 1)), std::string(name.substr(0, colon)).append(name.substr(end))};
 }
 
 /// What readers make of the name of an item, folded.
-std::set<std::string> foldedNames(const std::string& name) {
-    std::set<std::string> folded{detail::foldName(name)};
-    const std::string shorter = withoutHiddenSegments(name);
-    if (shorter != name)
-        folded.insert(detail::foldName(shorter));
+std::vector<std::string> foldedNames(std::string_view name) {
+    std::vector<std::string> folded;
+    folded.push_back(detail::foldName(name));
+    if (const auto shorter = withoutHiddenSegments(name))
+        folded.push_back(detail::foldName(*shorter));
     for (const std::string& other : namesOnDrives(name))
-        folded.insert(detail::foldName(other));
+        folded.push_back(detail::foldName(other));
+    std::ranges::sort(folded);
+    folded.erase(std::unique(folded.begin(), folded.end()), folded.end());
     return folded;
 }
 
@@ -489,14 +494,63 @@ namespace {
 /// Finds items whose names meet. Each item tells the first other one.
 class MeetingNames {
 public:
-    MeetingNames(const ZipArchive& archive, const ZipFaults& faults) : archive_(archive), faults_(faults) {}
+    MeetingNames(const ZipItems& items, const ZipArchive& archive, const ZipFaults& faults)
+        : items_(items), archive_(archive), faults_(faults) {}
 
-    void add(const ZipEntry& entry) {
-        if (entry.pieces.empty())
-            return addStored(entry, *entry.index);
-        add({entry.name, &entry, {}});
-        for (const std::uint64_t piece : entry.pieces)
-            addStored(entry, piece);
+    void check() {
+        if (!canMeet())
+            return;
+        forEachName([this](const Owner& owner) { add(owner); });
+        checkFolders();
+    }
+
+private:
+    struct Owner {
+        std::string name;
+        const ZipEntry* entry;
+        std::string_view stored; ///< the name as it is in the directory; empty for a part in pieces
+    };
+
+    /// Whether folded names are equal, or one is a folder of another: as of few files.
+    bool canMeet() const {
+        std::vector<std::string> names;
+        names.reserve(items_.all().size());
+        forEachName([&names](const Owner& owner) {
+            for (std::string& text : foldedNames(owner.name)) {
+                std::ranges::replace(text, '/', '\0'); // so that what is in a folder follows it
+                names.push_back(std::move(text));
+            }
+        });
+        std::ranges::sort(names);
+        const auto meet = [](const std::string& name, const std::string& next) {
+            return next.starts_with(name) && (next.size() == name.size() || next[name.size()] == '\0');
+        };
+        return std::ranges::adjacent_find(names, meet) != names.end();
+    }
+
+    template <class Take>
+    void forEachName(const Take& take) const {
+        for (const ZipEntry& entry : items_.all()) {
+            if (!entry.index || !entry.reason.empty())
+                continue;
+            if (entry.pieces.empty())
+                forEachStoredName(entry, *entry.index, entry.name, take);
+            else
+                take(Owner{entry.name, &entry, {}});
+            for (const std::uint64_t piece : entry.pieces)
+                forEachStoredName(entry, piece, archive_.item(piece).name, take);
+        }
+    }
+
+    template <class Take>
+    void forEachStoredName(const ZipEntry& entry, std::uint64_t index, std::string_view name, const Take& take) const {
+        const DirectoryRecord& record = archive_.getDirectory().records()[index];
+        const std::string_view stored = viewOf(record.name());
+        take(Owner{std::string(name), &entry, stored});
+        if (stored != name)
+            take(Owner{withoutBlankBytes(record.name()), &entry, stored});
+        if (!isASCII(record.name()))
+            take(Owner{archive_.strictName(index), &entry, stored});
     }
 
     /// A reader that creates folders for names cannot create an item where there is a folder.
@@ -514,13 +568,6 @@ public:
         }
     }
 
-private:
-    struct Owner {
-        std::string name;
-        const ZipEntry* entry;
-        std::string_view stored; ///< the name as it is in the directory; empty for a part in pieces
-    };
-
     void add(const Owner& owner) {
         for (const std::string& text : foldedNames(owner.name)) {
             const auto [known, isNew] = folded_.try_emplace(text, owner);
@@ -535,17 +582,6 @@ private:
         }
     }
 
-    void addStored(const ZipEntry& entry, std::uint64_t index) {
-        const DirectoryRecord& record = archive_.getDirectory().records()[index];
-        const std::string name = archive_.item(index).name;
-        const std::string stored = withoutBlankBytes(record.name());
-        add({name, &entry, viewOf(record.name())});
-        if (stored != name)
-            add({stored, &entry, viewOf(record.name())});
-        if (!isASCII(record.name()))
-            add({archive_.strictName(index), &entry, viewOf(record.name())});
-    }
-
     void addBelow(const Owner& owner, const Owner& below) const {
         const std::u16string folder = owner.entry->partName() + u"/";
         const std::u16string& name = below.entry->partName();
@@ -556,6 +592,7 @@ private:
                      inQuotes(below.name) + ": " + what, owner.name});
     }
 
+    const ZipItems& items_;
     const ZipArchive& archive_;
     const ZipFaults& faults_;
     std::map<std::string, Owner> folded_;
@@ -565,11 +602,7 @@ private:
 } // namespace
 
 void checkMeetingNames(const ZipItems& items, const ZipArchive& archive, const ZipFaults& faults) {
-    MeetingNames names(archive, faults);
-    for (const ZipEntry& entry : items.all())
-        if (entry.index && entry.reason.empty())
-            names.add(entry);
-    names.checkFolders();
+    MeetingNames(items, archive, faults).check();
 }
 
 } // namespace opc::storage

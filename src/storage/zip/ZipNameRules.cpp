@@ -74,20 +74,23 @@ public:
         : archive_(archive), types_(types), faults_(faults) {}
 
     void check(const ZipEntry& entry) {
-        const std::string syntax = findSyntaxFault(entry.name);
-        addUnlessEmpty(RuleId::ItemNameSyntax, entry, syntax);
-        addUnlessEmpty(RuleId::FileSystemName, entry, findFileSystemFault(entry.name));
+        const bool isPlain = entry.name.size() < LONG_NAME && detail::isPlainName(entry.name); // without any fault
+        const std::string syntax = isPlain ? "" : findSyntaxFault(entry.name);
+        if (!isPlain) {
+            addUnlessEmpty(RuleId::ItemNameSyntax, entry, syntax);
+            addUnlessEmpty(RuleId::FileSystemName, entry, findFileSystemFault(entry.name));
+        }
         if (!entry.pieces.empty())
             checkPieces(entry);
         if (entry.kind == ZipItemKind::Part)
-            checkPart(entry);
+            checkPart(entry, isPlain);
         else if (entry.kind == ZipItemKind::Other && entry.reason.empty())
             checkOther(entry, !syntax.empty());
     }
 
     void checkOverrides(const ZipItems& items) const {
         for (const detail::ContentTypeEntry& entry : types_->entries()) {
-            if (entry.isDefault || !detail::isPartName(entry.name) || items.hasPartName(entry.name))
+            if (entry.isDefault || items.hasPartName(entry.name) || !detail::isPartName(entry.name))
                 continue;
             const std::string name = detail::toUTF8String(entry.name, false);
             faults_.add({RuleId::OverrideOfNothing,
@@ -115,8 +118,8 @@ private:
             add(RuleId::PieceOrder, entry, "the pieces are not in the order of their numbers");
     }
 
-    void checkPart(const ZipEntry& entry) const {
-        const std::string character = findEscapedCharacter(entry.name);
+    void checkPart(const ZipEntry& entry, bool isPlain) const {
+        const std::string character = isPlain ? "" : findEscapedCharacter(entry.name);
         if (!character.empty())
             add(RuleId::PathCharacters, entry, "the character " + character + " in the name");
         if (types_ && detail::isRelationshipsPartName(entry.partName()) && !types_->find(entry.partName()))
