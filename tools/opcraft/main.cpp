@@ -26,6 +26,8 @@ void addCommands(Tool& tool) {
     addListCommand(tool);
     addRelsCommand(tool);
     addCatCommand(tool);
+    addDiffCommand(tool);
+    addTextCommand(tool);
     addLintCommand(tool);
     addRepairCommand(tool);
     addNewCommand(tool);

@@ -10,6 +10,8 @@ void addInfoCommand(Tool& tool);
 void addListCommand(Tool& tool);
 void addRelsCommand(Tool& tool);
 void addCatCommand(Tool& tool);
+void addDiffCommand(Tool& tool);
+void addTextCommand(Tool& tool);
 void addLintCommand(Tool& tool);
 void addRepairCommand(Tool& tool);
 void addNewCommand(Tool& tool);

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <opc/core/InputStream.hpp>
+#include <opc/core/Limits.hpp>
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace opc::compare {
+
+/// Where the relationships of a part lead, by their Ids.
+using IdTargets = std::map<std::string, std::string, std::less<>>;
+
+struct IdentityOptions {
+    Limits limits{};
+    bool ignoresIds = false;   ///< an Id of a relationship counts by where it leads alone
+    bool ignoresOrder = false; ///< the children of an element count in any order
+};
+
+/// A digest of what XML says: equal for documents with the same canonical form (Canonical XML 1.0) without comments,
+/// and for those whose canonical forms differ in prefixes and in declarations of namespaces alone. Prefixes count where
+/// they stand in a value that is not known to consist of them. An attribute with the Id of a relationship counts with
+/// where that leads.
+///
+/// Takes constant memory, but for the longest text, and with `ignoresOrder` 32 bytes for each child of the elements
+/// that are open.
+/// @param problem receives the reason when there is no digest.
+/// @return nothing when the document is not well-formed, has a document type declaration or exceeds a limit.
+/// @throws opc::Exception what the stream throws.
+std::optional<std::vector<unsigned char>> identifyXml(InputStream& stream, const IdTargets& ids,
+                                                      const IdentityOptions& options, std::string& problem);
+
+} // namespace opc::compare
