@@ -11,9 +11,9 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
-#include <unordered_set>
 #include <vector>
 
 namespace opc::interfaces {
@@ -112,8 +112,8 @@ private:
     std::map<model::ContentType, std::u16string> mediaTypes_;
     std::vector<const std::u16string*> mediaTypeOfParts_;
     std::vector<std::u16string> names_;
-    std::unordered_set<std::u16string> relationshipsParts_; ///< their names in lower case
-    std::unique_ptr<Lines> lines_;                          ///< of the relationships part that was last asked for
+    std::set<std::u16string> relationshipsParts_; ///< their names in lower case
+    std::unique_ptr<Lines> lines_;                ///< of the relationships part that was last asked for
 };
 
 /// All bytes of a stored item.

@@ -3,9 +3,9 @@
 
 #include <opc/core/Findings.hpp>
 
+#include <map>
 #include <set>
 #include <string>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -28,7 +28,7 @@ public:
     std::vector<Finding> takeSorted(const std::vector<std::u16string>& items);
 
 private:
-    std::unordered_map<std::string, std::size_t> rankItems(const std::vector<std::u16string>& items) const;
+    std::map<std::string, std::size_t> rankItems(const std::vector<std::u16string>& items) const;
     bool isRepeated(const Finding& finding) const;
 
     std::set<RuleId> rules_;

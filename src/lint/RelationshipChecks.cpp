@@ -28,17 +28,15 @@ void checkMissing(Examination& examination, const Link& link) {
                                targetText(link) + " leads to no part: " + inQuotes(link.path));
 }
 
-/// @param mediaType of the content type.
-void checkType(Examination& examination, const std::u16string& item, const model::ContentType& type,
-               const std::u16string& mediaType) {
+bool isTypeOfRelationships(const std::u16string& mediaType) {
     static const std::u16string sought = mediaTypeOf(model::PackageHelper::getRelationshipContentType());
-    const bool isType = mediaType == sought;
-    const bool isName = detail::isRelationshipsPartName(item);
-    if (isName && !isType)
-        examination.reportItem(RuleId::RelationshipsContentType, item,
-                               "relationships part with the content type " + inQuotes(type.toString()));
-    else if (isType && !isName)
-        examination.reportItem(RuleId::RelationshipsContentType, item,
+    return mediaType == sought;
+}
+
+/// A part of the package is not a relationships part.
+void checkType(Examination& examination, const model::Part& part) {
+    if (isTypeOfRelationships(examination.getMediaType(part)))
+        examination.reportItem(RuleId::RelationshipsContentType, part.getName().toString(),
                                "content type of relationships, but not the name of a relationships part");
 }
 
@@ -59,7 +57,9 @@ void checkStoredType(Examination& examination, const model::RelationshipSource& 
         return;
     try {
         const model::ContentType type = source.getRelationshipsContentType();
-        checkType(examination, name, type, mediaTypeOf(type));
+        if (!isTypeOfRelationships(mediaTypeOf(type)))
+            examination.reportItem(RuleId::RelationshipsContentType, name,
+                                   "relationships part with the content type " + inQuotes(type.toString()));
     } catch (const model::ContentTypeNotFound&) { // the content types cannot be read, which has been told
     }
 }
@@ -102,7 +102,7 @@ void checkRelationshipsParts(Examination& examination) {
             checkStoredType(examination, *source);
     }
     for (const model::Part& part : examination.getParts())
-        checkType(examination, part.getName().toString(), part.getContentType(), examination.getMediaType(part));
+        checkType(examination, part);
 }
 
 } // namespace opc::lint

@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <map>
-#include <unordered_map>
 
 namespace opc::lint {
 

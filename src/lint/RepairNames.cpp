@@ -8,7 +8,7 @@
 
 #include <algorithm>
 #include <map>
-#include <unordered_set>
+#include <set>
 
 namespace opc::lint {
 
@@ -78,7 +78,7 @@ public:
 private:
     static std::u16string keyOf(const std::string& name) { return toLowerASCIIString(detail::toItemURI(name)); }
 
-    std::unordered_set<std::u16string> names_;
+    std::set<std::u16string> names_;
 };
 
 /// Whether nothing but relationships names the parts of the package: the content type of every main part says so.

@@ -8,11 +8,11 @@
 #include "lint/RepairDocument.hpp"
 
 #include <cstddef>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace opc::lint {
@@ -80,7 +80,7 @@ private:
     const Limits& limits_;
     std::vector<std::uint64_t> sizes_;
     std::vector<std::unique_ptr<RepairItem>> items_;
-    std::unordered_map<std::u16string, RepairItem*> byName_; ///< in lower case; null where there are several
+    std::map<std::u16string, RepairItem*> byName_; ///< in lower case; null where there are several
 };
 
 } // namespace opc::lint

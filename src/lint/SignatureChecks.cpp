@@ -38,13 +38,13 @@ public:
         const PartNames signatures = targetsOf(origins, form_.signatureRelationshipType);
         const PartNames certificates = targetsOf(signatures, form_.certificateRelationshipType);
         for (const Part& part : examination_.getParts()) {
-            if (hasType(part, form_.originContentType) && origins.count(part.getName()) == 0)
+            if (hasType(part, originType_) && origins.count(part.getName()) == 0)
                 report(RuleId::OneSignatureOrigin, part,
                        "signature origin to which no relationship of the package leads");
-            if (hasType(part, form_.signatureContentType) && signatures.count(part.getName()) == 0)
+            if (hasType(part, signatureType_) && signatures.count(part.getName()) == 0)
                 report(RuleId::SignatureWithoutOrigin, part,
                        "signature to which no signature origin has a relationship");
-            if (hasType(part, form_.certificateContentType) && certificates.count(part.getName()) == 0)
+            if (hasType(part, certificateType_) && certificates.count(part.getName()) == 0)
                 report(RuleId::CertificateWithoutSignature, part,
                        "certificate to which no signature has a relationship");
         }
@@ -52,7 +52,9 @@ public:
 
 private:
     /// @param part of the examination.
-    bool hasType(const Part& part, const char16_t* type) const { return isSame(examination_.getMediaType(part), type); }
+    bool hasType(const Part& part, std::u16string_view type) const {
+        return isSame(examination_.getMediaType(part), type);
+    }
 
     void report(RuleId rule, const Part& part, const std::string& message) {
         examination_.reportItem(rule, nameOf(part), message);
@@ -77,7 +79,7 @@ private:
     }
 
     void checkOrigin(const Part& part) {
-        if (!hasType(part, form_.originContentType))
+        if (!hasType(part, originType_))
             report(RuleId::OneSignatureOrigin, part,
                    "signature origin with the content type " + inQuotes(part.getContentType().toString()));
         if (!examination_.getOptions().readsContents)
@@ -105,6 +107,9 @@ private:
 
     Examination& examination_;
     const Form& form_ = standardForm();
+    const std::u16string_view originType_ = form_.originContentType;
+    const std::u16string_view signatureType_ = form_.signatureContentType;
+    const std::u16string_view certificateType_ = form_.certificateContentType;
 };
 
 void checkReference(Examination& examination, const std::u16string& signature, const ReferenceReport& reference) {

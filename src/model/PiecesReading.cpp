@@ -2,7 +2,7 @@
 #include "model/PiecesReading.hpp"
 
 #include <algorithm>
-#include <unordered_map>
+#include <map>
 #include <utility>
 
 namespace opc::model {
@@ -119,7 +119,7 @@ void PiecesReading::readRoot(const XmlPieces& document, PieceReader& reader) {
 }
 
 bool PiecesReading::readChildren(const XmlPieces& document, PieceReader& reader) {
-    std::unordered_map<std::string, std::size_t> keys;
+    std::map<std::string, std::size_t> keys;
     for (const XmlChild& child : document.children)
         if (std::string key = reader.keyOf(pieceOf(document, child)); !key.empty())
             ++keys[std::move(key)];

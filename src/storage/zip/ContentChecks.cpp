@@ -82,7 +82,7 @@ void ContentChecks::checkContentTypes(const ContentTypes* types, const ZipFaults
     if (types)
         types->checkDuplicates(faults);
     for (ZipEntry& entry : items_.all()) {
-        if (types)
+        if (types && !items_.areTypesExact())
             types->checkCase(entry.partName(), faults);
         if (readsXml && entry.index && detail::isRelationshipsPartName(entry.partName()))
             checkXml(entry, true, faults);

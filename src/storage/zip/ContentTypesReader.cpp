@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "storage/zip/ContentTypesReader.hpp"
 
+#include "storage/CaselessLess.hpp"
 #include "storage/Failure.hpp"
 #include "storage/zip/ItemNames.hpp"
 #include "storage/zip/XmlElements.hpp"
@@ -10,6 +11,8 @@
 #include <opc/core/PartNames.hpp>
 #include <opc/core/Strings.hpp>
 
+#include <algorithm>
+#include <map>
 #include <utility>
 
 namespace opc::storage {
@@ -18,6 +21,10 @@ namespace {
 
 constexpr std::string_view DEFAULT_ELEMENT = "http://schemas.openxmlformats.org/package/2006/content-types Default";
 constexpr std::string_view OVERRIDE_ELEMENT = "http://schemas.openxmlformats.org/package/2006/content-types Override";
+
+std::u16string_view nameOf(const detail::ContentTypeEntry* entry) {
+    return entry->name;
+}
 
 std::string shownEntry(std::u16string_view name, std::u16string_view contentType) {
     return inQuotes(detail::toUTF8String(name, false)) + " is " + inQuotes(detail::toUTF8String(contentType, false));
@@ -39,17 +46,36 @@ public:
 
 private:
     detail::ContentTypeTable table_;
-    std::unordered_map<std::u16string, std::uint32_t> types_; ///< the index of each
+    std::map<std::u16string, std::uint32_t> types_; ///< the index of each
 };
 
 } // namespace
 
 ContentTypes::ContentTypes(detail::ContentTypeTable table) : table_(std::move(table)) {
-    for (const detail::ContentTypeEntry& entry : table_.entries) {
-        const auto [known, isNew] = (entry.isDefault ? defaults_ : overrides_).try_emplace(entry.name, &entry);
-        if (!isNew)
-            duplicates_.emplace_back(known->second, &entry);
-    }
+    defaults_ = makeIndex(true);
+    overrides_ = makeIndex(false);
+    const auto other = [](const auto& duplicate) { return duplicate.second; };
+    std::ranges::sort(duplicates_, {}, other);
+}
+
+ContentTypes::Index ContentTypes::makeIndex(bool ofDefaults) {
+    Index all;
+    for (const detail::ContentTypeEntry& entry : table_.entries)
+        if (entry.isDefault == ofDefaults)
+            all.push_back(&entry);
+    std::ranges::stable_sort(all, CaselessLess(), nameOf);
+    Index first;
+    for (const detail::ContentTypeEntry* entry : all)
+        if (first.empty() || CaselessLess()(first.back()->name, entry->name))
+            first.push_back(entry);
+        else
+            duplicates_.emplace_back(first.back(), entry);
+    return first;
+}
+
+const detail::ContentTypeEntry* ContentTypes::findIn(const Index& index, std::u16string_view name) {
+    const auto found = std::ranges::lower_bound(index, name, CaselessLess(), nameOf);
+    return found == index.end() || CaselessLess()(name, (*found)->name) ? nullptr : *found;
 }
 
 std::string ContentTypes::shown(const detail::ContentTypeEntry& entry) const {
@@ -63,11 +89,20 @@ detail::ContentTypeTable ContentTypes::release() && {
 }
 
 const detail::ContentTypeEntry* ContentTypes::findEntry(std::u16string_view partName) const {
-    const auto override = overrides_.find(partName);
-    if (override != overrides_.end())
-        return override->second;
-    const auto entry = defaults_.find(detail::getExtension(partName));
-    return entry == defaults_.end() ? nullptr : entry->second;
+    const detail::ContentTypeEntry* const override = findIn(overrides_, partName);
+    return override ? override : findIn(defaults_, detail::getExtension(partName));
+}
+
+const detail::ContentTypeEntry* ContentTypes::findNext(std::u16string_view partName,
+                                                       Index::const_iterator& next) const {
+    while (next != overrides_.end() && CaselessLess()((*next)->name, partName))
+        ++next;
+    const bool isFound = next != overrides_.end() && !CaselessLess()(partName, (*next)->name);
+    return isFound ? *next : findIn(defaults_, detail::getExtension(partName));
+}
+
+bool ContentTypes::isExact(const detail::ContentTypeEntry& entry, std::u16string_view partName) {
+    return !entry.hasPrefix && entry.name == (entry.isDefault ? detail::getExtension(partName) : partName);
 }
 
 const std::u16string* ContentTypes::find(std::u16string_view partName) const {
@@ -77,14 +112,13 @@ const std::u16string* ContentTypes::find(std::u16string_view partName) const {
 
 /// The content type for readers that are sensitive to case, and do or do not know prefixes.
 const std::u16string* ContentTypes::findExact(std::u16string_view partName, bool knowsPrefixes) const {
-    const auto findIn = [&](const Map& entries, std::u16string_view name) {
-        const auto entry = entries.find(name);
-        const bool isExact =
-            entry != entries.end() && (knowsPrefixes || !entry->second->hasPrefix) && entry->first == name;
-        return isExact ? &typeOf(*entry->second) : nullptr;
+    const auto find = [&](const Index& entries, std::u16string_view name) {
+        const detail::ContentTypeEntry* const entry = findIn(entries, name);
+        const bool isExact = entry && (knowsPrefixes || !entry->hasPrefix) && entry->name == name;
+        return isExact ? &typeOf(*entry) : nullptr;
     };
-    const std::u16string* named = findIn(overrides_, partName);
-    return named ? named : findIn(defaults_, detail::getExtension(partName));
+    const std::u16string* named = find(overrides_, partName);
+    return named ? named : find(defaults_, detail::getExtension(partName));
 }
 
 void ContentTypes::addDuplicate(RuleId rule, const detail::ContentTypeEntry& first,
@@ -96,20 +130,24 @@ void ContentTypes::addDuplicate(RuleId rule, const detail::ContentTypeEntry& fir
 void ContentTypes::checkDuplicates(const ZipFaults& faults) const {
     for (const auto& [first, other] : duplicates_)
         addDuplicate(RuleId::DuplicateContentType, *first, *other, faults);
-    for (const Map* entries : {&defaults_, &overrides_}) {
-        std::unordered_map<std::string, const detail::ContentTypeEntry*> folded;
-        for (const auto& [name, entry] : *entries) {
-            const auto [known, isNew] = folded.try_emplace(detail::foldName(detail::toUTF8String(name, false)), entry);
-            if (!isNew)
-                addDuplicate(RuleId::NamesThatMeet, *known->second, *entry, faults);
-        }
+    for (const Index* entries : {&defaults_, &overrides_}) {
+        std::vector<std::pair<std::string, const detail::ContentTypeEntry*>> folded;
+        folded.reserve(entries->size());
+        for (const detail::ContentTypeEntry* entry : *entries)
+            folded.emplace_back(detail::foldName(detail::toUTF8String(entry->name, false)), entry);
+        std::ranges::sort(folded);
+        for (std::size_t i = 1, first = 0; i < folded.size(); ++i)
+            if (folded[i].first != folded[first].first)
+                first = i;
+            else
+                addDuplicate(RuleId::NamesThatMeet, *folded[first].second, *folded[i].second, faults);
     }
 }
 
 void ContentTypes::checkCase(std::u16string_view partName, const ZipFaults& faults) const {
     const detail::ContentTypeEntry* entry = findEntry(partName);
-    if (entry && !entry->hasPrefix && entry->name == (entry->isDefault ? detail::getExtension(partName) : partName))
-        return; // the same for every reader
+    if (entry && isExact(*entry, partName))
+        return;
     const std::u16string* type = entry ? &typeOf(*entry) : nullptr;
     const std::u16string* exact = findExact(partName, false);
     if (!exact || (type && *exact == *type))

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "storage/CaselessLess.hpp"
 #include "storage/ItemReader.hpp"
 #include "storage/zip/ZipFaults.hpp"
 
@@ -11,7 +10,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -21,12 +19,29 @@ namespace opc::storage {
 /// regard to ASCII case, the first one counts.
 class ContentTypes {
 public:
+    /// The first entry of each name, ordered by the names: hostile names could make any hash table slow.
+    using Index = std::vector<const detail::ContentTypeEntry*>;
+
     explicit ContentTypes(detail::ContentTypeTable table);
     ContentTypes(ContentTypes&&) = default;
     ContentTypes& operator=(ContentTypes&&) = default;
 
     /// @return null when the stream gives the part no content type.
     const std::u16string* find(std::u16string_view partName) const;
+
+    /// The entry that gives a part its content type; null for none.
+    const detail::ContentTypeEntry* findEntry(std::u16string_view partName) const;
+
+    const Index& getOverrides() const { return overrides_; }
+
+    /// The same for parts in the order of their names.
+    /// @param next among the Overrides; the first one for the first part.
+    const detail::ContentTypeEntry* findNext(std::u16string_view partName, Index::const_iterator& next) const;
+
+    /// Whether a reader that compares names with their case, or ignores namespace prefixes, finds that entry, too.
+    static bool isExact(const detail::ContentTypeEntry& entry, std::u16string_view partName);
+
+    const std::u16string& typeOf(const detail::ContentTypeEntry& entry) const { return table_.types[entry.type]; }
 
     const detail::ContentTypeTable& table() const { return table_; }
 
@@ -37,28 +52,25 @@ public:
     /// the last. Names are equal when their folded forms are (`foldName`).
     void checkDuplicates(const ZipFaults& faults) const;
 
-    /// Finds out whether a part has another content type for a reader that compares names with their case, or ignores
-    /// namespace prefixes.
+    /// Finds out whether a part has another content type for such readers.
     void checkCase(std::u16string_view partName, const ZipFaults& faults) const;
 
     /// What it was made of; nothing can be found afterwards.
     detail::ContentTypeTable release() &&;
 
 private:
-    using Map = std::unordered_map<std::u16string_view, const detail::ContentTypeEntry*, CaselessHash, CaselessEqual>;
-    const std::u16string& typeOf(const detail::ContentTypeEntry& entry) const { return table_.types[entry.type]; }
-    const detail::ContentTypeEntry* findEntry(std::u16string_view partName) const;
+    static const detail::ContentTypeEntry* findIn(const Index& index, std::u16string_view name);
+    Index makeIndex(bool ofDefaults);
     std::string shown(const detail::ContentTypeEntry& entry) const;
     void addDuplicate(RuleId rule, const detail::ContentTypeEntry& first, const detail::ContentTypeEntry& other,
                       const ZipFaults& faults) const;
     const std::u16string* findExact(std::u16string_view partName, bool knowsPrefixes) const;
 
-    detail::ContentTypeTable table_; ///< the maps refer to its entries
-    Map defaults_;
-    Map overrides_;
+    detail::ContentTypeTable table_; ///< the indexes refer to its entries
+    Index defaults_;
+    Index overrides_;
     std::vector<std::pair<const detail::ContentTypeEntry*, const detail::ContentTypeEntry*>>
-        duplicates_; ///< the first
-                     ///< and another
+        duplicates_; ///< the first and another, in the order of the stream
 };
 
 /// Reads a content types stream of at most so many bytes leniently: to find out which items are parts, not to validate

@@ -9,8 +9,8 @@
 #include <opc/core/Exception.hpp>
 #include <opc/core/Strings.hpp>
 
+#include <map>
 #include <optional>
-#include <unordered_map>
 #include <utility>
 
 namespace opc::storage {
@@ -75,7 +75,7 @@ private:
 
     /// Items that keep their names may be there twice.
     void checkNames(const std::vector<Change>& changes) const {
-        std::unordered_map<std::string, int> counts;
+        std::map<std::string, int> counts;
         for (std::uint64_t index = 0; index < changes_.size(); ++index)
             if (!changes_[index])
                 ++counts[archive_.item(index).name];

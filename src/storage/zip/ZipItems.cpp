@@ -13,7 +13,8 @@
 
 #include <algorithm>
 #include <iterator>
-#include <unordered_set>
+#include <map>
+#include <set>
 #include <utility>
 
 namespace opc::storage {
@@ -67,7 +68,7 @@ void ZipItems::index(Entries::iterator entry) {
 
 ZipEntry* ZipItems::findItem(std::string_view name) {
     if (byItemName_.empty()) {
-        std::unordered_map<std::string_view, ZipEntry*> index;
+        std::map<std::string_view, ZipEntry*> index;
         for (ZipEntry& entry : entries_)
             index.try_emplace(entry.name, &entry);
         byItemName_.swap(index);
@@ -109,24 +110,27 @@ void ZipItems::leaveOutContentTypes(const std::string& reason) {
 
 void ZipItems::findParts(const ContentTypes* types, ZipOptions::Take take, const ZipFaults& faults) {
     std::map<const std::u16string*, std::shared_ptr<const std::u16string>> shared;
-    for (ZipEntry& entry : entries_) {
-        if (entry.partName().empty())
-            continue;
-        const std::u16string* type = types ? types->find(entry.partName()) : nullptr;
-        const bool isPart = type || !types || detail::isRelationshipsPartName(entry.partName());
+    areTypesExact_ = types != nullptr;
+    auto next = types ? types->getOverrides().begin() : ContentTypes::Index::const_iterator();
+    for (const auto& [name, position] : byPartName_) {
+        ZipEntry& entry = *position;
+        const detail::ContentTypeEntry* const known = types ? types->findNext(name, next) : nullptr;
+        const std::u16string* const type = known ? &types->typeOf(*known) : nullptr;
+        areTypesExact_ &= known == nullptr || ContentTypes::isExact(*known, name);
+        const bool isPart = type || !types || detail::isRelationshipsPartName(name);
         entry.kind = isPart ? ZipItemKind::Part : ZipItemKind::Other;
         if (!type)
             continue;
-        std::shared_ptr<const std::u16string>& known = shared[type];
-        if (!known)
-            known = std::make_shared<const std::u16string>(*type);
-        entry.bytes.setContentType(known);
+        std::shared_ptr<const std::u16string>& text = shared[type];
+        if (!text)
+            text = std::make_shared<const std::u16string>(*type);
+        entry.bytes.setContentType(text);
     }
     if (!types)
         return;
-    std::unordered_set<std::u16string> names; // of which there may be many items
+    std::set<std::u16string_view, CaselessLess> names; // of which there may be many items
     for (const ZipEntry& entry : entries_)
-        if (entry.kind == ZipItemKind::Other && names.insert(toLowerASCIIString(entry.partName())).second)
+        if (entry.kind == ZipItemKind::Other && names.insert(entry.partName()).second)
             hideRelationshipsOf(entry.partName());
     leaveOutSameParts(take, faults);
     noteOthers();

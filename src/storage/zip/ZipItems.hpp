@@ -17,7 +17,6 @@
 #include <set>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -123,6 +122,9 @@ public:
     /// @throws opc::Exception what the faults throw.
     void findParts(const ContentTypes* types, ZipOptions::Take take, const ZipFaults& faults);
 
+    /// Whether it was found that every item has the same content type for all readers (`ContentTypes::isExact`).
+    bool areTypesExact() const { return areTypesExact_; }
+
 private:
     void index(Entries::iterator entry);
     void hideRelationshipsOf(std::u16string name);
@@ -133,12 +135,13 @@ private:
     using ByPartName = std::multimap<std::u16string_view, Entries::iterator, CaselessLess>;
 
     Entries entries_;
-    ByPartName byPartName_;                                      ///< of the entries' own names
-    ByPartName::const_iterator next_ = byPartName_.end();        ///< behind the item that was added last, or the end
-    std::unordered_map<std::string_view, ZipEntry*> byItemName_; ///< of the entries' own names; empty until needed
-    std::set<std::u16string, CaselessLess> otherExtensions_;     ///< of items that are not parts at the open
-    std::map<std::string, const ZipEntry*> foldedOthers_;        ///< items that are not parts, by folded name
+    ByPartName byPartName_;                                  ///< of the entries' own names
+    ByPartName::const_iterator next_ = byPartName_.end();    ///< behind the item that was added last, or the end
+    std::map<std::string_view, ZipEntry*> byItemName_;       ///< of the entries' own names; empty until needed
+    std::set<std::u16string, CaselessLess> otherExtensions_; ///< of items that are not parts at the open
+    std::map<std::string, const ZipEntry*> foldedOthers_;    ///< items that are not parts, by folded name
     ZipEntry* contentTypes_ = nullptr;
+    bool areTypesExact_ = false;
 };
 
 } // namespace opc::storage
