@@ -43,6 +43,7 @@ The headers of Opcraft, with its files for CMake and pkg-config. The headers in 
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME opcraft)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "libopcraft${soname_version} (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_TOOL_PACKAGE_SUGGESTS "graphviz")
 set(CPACK_COMPONENT_TOOL_DESCRIPTION "look into .docx, .xlsx, .nupkg and their kin, and change them
 A command-line tool for packages of the Open Packaging Conventions (ECMA-376 Part 2): lists, reads, adds and removes
 parts, relationships, properties and thumbnails, and never damages a file.")

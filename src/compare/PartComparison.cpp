@@ -73,17 +73,20 @@ public:
     BytePair(const BytePair&) = delete;
     BytePair& operator=(const BytePair&) = delete;
 
-    /// The offset of the first byte that differs, or that only one has; the size of both when they are equal.
-    std::uint64_t findDifference() {
-        for (std::uint64_t offset = 0;;) {
+    /// The offset of the first byte that differs, or that only one has; nothing when there is none up to a bound.
+    std::optional<std::uint64_t> findDifference(std::uint64_t bound) {
+        for (std::uint64_t offset = 0; offset < bound;) {
             const std::size_t old = fill(before_, blockBefore_);
             const std::size_t now = fill(after_, blockAfter_);
             const auto end = blockBefore_.begin() + static_cast<std::ptrdiff_t>(std::min(old, now));
             const auto differs = std::mismatch(blockBefore_.begin(), end, blockAfter_.begin()).first;
             offset += static_cast<std::uint64_t>(differs - blockBefore_.begin());
-            if (differs != end || old != now || old == 0)
+            if (differs != end || old != now)
                 return offset;
+            if (old == 0)
+                break;
         }
+        return std::nullopt;
     }
 
 private:
@@ -202,8 +205,13 @@ bool PartComparison::readLines(const model::Part& part, const IdTargets& ids, st
     return true;
 }
 
-void PartComparison::compareBytes(const model::Part& before, const model::Part& after, PartDifference& difference) {
-    difference.firstByte = BytePair(*before.getInputStream(), *after.getInputStream()).findDifference();
+void PartComparison::compareBytes(const model::Part& before, const model::Part& after,
+                                  PartDifference& difference) const {
+    difference.firstByte =
+        BytePair(*before.getInputStream(), *after.getInputStream()).findDifference(options_.bytesSize);
+    if (!difference.firstByte)
+        difference.reason += (difference.reason.empty() ? "" : "; ") + std::string("equal in the first ") +
+                             std::to_string(options_.bytesSize) + " bytes";
 }
 
 } // namespace opc::compare

@@ -26,7 +26,7 @@ private:
     bool comparesXml(const model::Part& before, const model::Part& after, PartDifference& difference);
     void showLines(const model::Part& before, const model::Part& after, PartDifference& difference);
     bool readLines(const model::Part& part, const IdTargets& ids, std::vector<std::string>& lines) const;
-    static void compareBytes(const model::Part& before, const model::Part& after, PartDifference& difference);
+    void compareBytes(const model::Part& before, const model::Part& after, PartDifference& difference) const;
 
     ComparedParts& before_;
     ComparedParts& after_;

@@ -28,6 +28,7 @@ void addCommands(Tool& tool) {
     addCatCommand(tool);
     addDiffCommand(tool);
     addTextCommand(tool);
+    addGraphCommand(tool);
     addLintCommand(tool);
     addRepairCommand(tool);
     addNewCommand(tool);

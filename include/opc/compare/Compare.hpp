@@ -48,9 +48,10 @@ struct CompareOptions {
     /// With it signatures are not compared. Without it everything is.
     std::function<bool(const std::string& name)> isCompared{};
 
-    std::size_t context = 3;                     ///< equal lines around differences
-    std::uint64_t linesSize = 8UL * 1024 * 1024; ///< bytes of a part, printed, up to which its lines are compared
-    std::uint64_t lineComparisons = 5'000'000;   ///< up to which the lines of a part are brought in line
+    std::size_t context = 3;                      ///< equal lines around differences
+    std::uint64_t linesSize = 8UL * 1024 * 1024;  ///< bytes of a part, printed, up to which its lines are compared
+    std::uint64_t lineComparisons = 5'000'000;    ///< up to which the lines of a part are brought in line
+    std::uint64_t bytesSize = 64UL * 1024 * 1024; ///< bytes of a part in which the first that differs is searched
 };
 
 enum class DifferenceKind { Added, Removed, Renamed, Changed };
@@ -97,7 +98,8 @@ struct PartDifference {
     std::vector<DifferenceHunk> hunks{}; ///< of XML, where it differs in lines
     std::size_t linesRemoved = 0;
     std::size_t linesAdded = 0;
-    std::optional<std::uint64_t> firstByte{}; ///< the offset of the first that differs; for `Bytes`
+    /// The offset of the first byte that differs; for `Bytes`, unless it lies beyond what is searched.
+    std::optional<std::uint64_t> firstByte{};
     std::string reason{}; ///< why XML is compared by bytes, or how it differs other than in lines; else empty
 };
 

@@ -12,6 +12,7 @@ void addRelsCommand(Tool& tool);
 void addCatCommand(Tool& tool);
 void addDiffCommand(Tool& tool);
 void addTextCommand(Tool& tool);
+void addGraphCommand(Tool& tool);
 void addLintCommand(Tool& tool);
 void addRepairCommand(Tool& tool);
 void addNewCommand(Tool& tool);

@@ -144,9 +144,9 @@ std::string contentText(const PartDifference& part) {
         text = "-" + std::to_string(part.linesRemoved) + " +" + std::to_string(part.linesAdded) + " lines";
     else if (part.content == ContentDifference::Xml || part.content == ContentDifference::TooLarge)
         text = "other XML";
-    if (part.firstByte)
-        text = "other bytes from offset " + std::to_string(*part.firstByte) + " on, " +
-               std::to_string(part.before->size) + " and " + std::to_string(part.after->size) + " bytes";
+    if (part.content == ContentDifference::Bytes)
+        text = "other bytes" + (part.firstByte ? " from offset " + std::to_string(*part.firstByte) + " on" : "") +
+               ", " + std::to_string(part.before->size) + " and " + std::to_string(part.after->size) + " bytes";
     return text + (part.reason.empty() ? "" : (text.empty() ? "" : "; ") + part.reason);
 }
 
