@@ -3,8 +3,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <map>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 
 #include <dtl/dtl.hpp>
@@ -46,7 +46,7 @@ public:
     }
 
 private:
-    std::unordered_map<std::string_view, int> known_;
+    std::map<std::string_view, int> known_; // ordered, since a package chooses the lines
 };
 
 Script bringInLine(const Numbers& before, const Numbers& after, std::uint64_t comparisons) {

@@ -74,6 +74,9 @@ bool holdsPrefixes(const XmlEventName& element, const XmlEventName& attribute) {
            element.uri == detail::MARKUP_COMPATIBILITY_NAMESPACE;
 }
 
+/// Ends the reading of a document that would take too much memory.
+struct TooManyNodes {};
+
 class Identity final : public detail::XmlEventHandler {
 public:
     Identity(const IdTargets& ids, const IdentityOptions& options)
@@ -146,7 +149,11 @@ private:
         return {digest.begin(), digest.end()};
     }
 
-    void addChild(std::string digest) { open_.back().children.push_back(std::move(digest)); }
+    void addChild(std::string digest) {
+        if (++nodes_ > options_.limits.xmlNodes)
+            throw TooManyNodes();
+        open_.back().children.push_back(std::move(digest));
+    }
 
     void add(const std::string& form) {
         if (!options_.ignoresOrder)
@@ -215,6 +222,7 @@ private:
     crypto::DigestEngine engine_;
     NamespaceScope scope_;
     std::vector<Open> open_;
+    std::uint64_t nodes_ = 0;
     std::string text_;
 };
 
@@ -223,10 +231,14 @@ private:
 std::optional<std::vector<unsigned char>> identifyXml(InputStream& stream, const IdTargets& ids,
                                                       const IdentityOptions& options, std::string& problem) {
     Identity identity(ids, options);
-    const detail::XmlEventFault fault = readXml(stream, options.limits, identity);
-    if (fault.fault == detail::XmlFault::None)
-        return identity.take();
-    problem = faultText(fault);
+    try {
+        const detail::XmlEventFault fault = readXml(stream, options.limits, identity);
+        if (fault.fault == detail::XmlFault::None)
+            return identity.take();
+        problem = faultText(fault);
+    } catch (const TooManyNodes&) {
+        problem = "more than " + std::to_string(options.limits.xmlNodes) + " nodes";
+    }
     return std::nullopt;
 }
 

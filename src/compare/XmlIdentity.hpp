@@ -25,8 +25,8 @@ struct IdentityOptions {
 /// they stand in a value that is not known to consist of them. An attribute with the Id of a relationship counts with
 /// where that leads.
 ///
-/// Takes constant memory, but for the longest text, and with `ignoresOrder` 32 bytes for each child of the elements
-/// that are open.
+/// Takes constant memory, but for the longest text. With `ignoresOrder` each child of the elements that are open takes
+/// some, which `Limits::xmlNodes` bounds.
 /// @param problem receives the reason when there is no digest.
 /// @return nothing when the document is not well-formed, has a document type declaration or exceeds a limit.
 /// @throws opc::Exception what the stream throws.

@@ -13,6 +13,9 @@ namespace {
 
 constexpr XML_Char NAME_SEPARATOR = '\x01'; // which no document has
 
+constexpr std::size_t LONGEST_WAIT = 1UL << 30U; // expat counts in int
+constexpr std::size_t MOST_ATTRIBUTES = 100'000; // of an element, with declarations; each takes some memory
+
 std::string_view viewOf(const XML_Char* text) {
     return text == nullptr ? std::string_view() : text;
 }
@@ -55,15 +58,9 @@ public:
             fail(XmlFault::Limit, "more than " + std::to_string(limits_.xmlSize) + " bytes");
         if (fault_.fault != XmlFault::None)
             return false;
-        const XML_Status status =
-            XML_Parse(parser_.get(), reinterpret_cast<const char*>(bytes), static_cast<int>(size), isLast ? 1 : 0);
-        if (error_)
-            std::rethrow_exception(error_);
-        const XML_Error code = status == XML_STATUS_ERROR ? XML_GetErrorCode(parser_.get()) : XML_ERROR_NONE;
-        if (code == XML_ERROR_NO_MEMORY)
-            throw std::bad_alloc();
-        if (code != XML_ERROR_NONE && fault_.fault == XmlFault::None)
-            fail(XmlFault::NotWellFormed, XML_ErrorString(code));
+        waiting_.append(reinterpret_cast<const char*>(bytes), size);
+        if (isLast || waiting_.size() >= std::min(beginning_, LONGEST_WAIT))
+            parse(isLast);
         return fault_.fault == XmlFault::None;
     }
 
@@ -76,6 +73,23 @@ private:
         fault_ = {
             fault, {XML_GetCurrentLineNumber(parser_.get()), XML_GetCurrentColumnNumber(parser_.get()) + 1}, reason};
         XML_StopParser(parser_.get(), XML_FALSE);
+    }
+
+    /// Expat begins anew with a token that is not complete: of a long one, as much again is waited for, so that the
+    /// time stays linear.
+    void parse(bool isLast) {
+        const int size = static_cast<int>(waiting_.size());
+        const XML_Status status = XML_Parse(parser_.get(), waiting_.data(), size, isLast ? 1 : 0);
+        if (error_)
+            std::rethrow_exception(error_);
+        const XML_Error code = status == XML_STATUS_ERROR ? XML_GetErrorCode(parser_.get()) : XML_ERROR_NONE;
+        if (code == XML_ERROR_NO_MEMORY)
+            throw std::bad_alloc();
+        if (code != XML_ERROR_NONE && fault_.fault == XmlFault::None)
+            fail(XmlFault::NotWellFormed, XML_ErrorString(code));
+        waiting_.clear();
+        const XML_Index begin = XML_GetCurrentByteIndex(parser_.get());
+        beginning_ = begin < 0 ? 0 : static_cast<std::size_t>(size_ - static_cast<std::uint64_t>(begin));
     }
 
     template <class Call>
@@ -93,6 +107,9 @@ private:
     void start(const XML_Char* name, const XML_Char** attributes) {
         if (++depth_ > limits_.xmlDepth)
             return fail(XmlFault::Limit, "elements nested deeper than " + std::to_string(limits_.xmlDepth));
+        if (declarations_.size() + static_cast<unsigned>(XML_GetSpecifiedAttributeCount(parser_.get())) / 2 >
+            MOST_ATTRIBUTES)
+            return fail(XmlFault::Limit, "more than " + std::to_string(MOST_ATTRIBUTES) + " attributes");
         element_.name = toEventName(name);
         for (const auto& [prefix, uri] : declarations_)
             element_.declarations.push_back({prefix, uri});
@@ -137,6 +154,8 @@ private:
     std::vector<std::pair<std::string, std::string>> declarations_; ///< of the element that starts next
     XmlEventElement element_;
     XmlEventFault fault_;
+    std::string waiting_;       ///< not handed to expat yet
+    std::size_t beginning_ = 0; ///< bytes of a token whose end is not there yet
     std::uint64_t size_ = 0;
     std::uint64_t depth_ = 0;
     std::exception_ptr error_{};

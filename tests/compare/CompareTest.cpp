@@ -114,8 +114,12 @@ TEST(PrettyXml, HasALineForEachElement) {
     const std::string name(60, 'n');
     EXPECT_EQ(pretty("<a xmlns:q='urn:q' q:" + name + "='1' " + name + "='2'/>"),
               "<a|    xmlns:q=\"urn:q\"|    " + name + "=\"2\"|    q:" + name + "=\"1\"/>|");
-    for (const char* wrong : {"<a>", "<!DOCTYPE a><a/>", "<p:a/>", ""})
-        EXPECT_THROW(pretty(wrong), InvalidXMLDocument) << wrong;
+    std::string many = "<a";
+    for (unsigned i = 0; i <= 100'000; ++i)
+        many += " a" + std::to_string(i) + "=''";
+    for (const std::string& wrong :
+         {std::string("<a>"), std::string("<!DOCTYPE a><a/>"), std::string("<p:a/>"), std::string(), many + "/>"})
+        EXPECT_THROW(pretty(wrong), InvalidXMLDocument) << wrong.substr(0, 99);
 }
 
 /// Lines that no bounded search brings in line, and ones that it does: patched together, they give the second text.

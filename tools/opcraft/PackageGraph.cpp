@@ -22,6 +22,7 @@ using opc::model::Relationship;
 using opc::model::RelationshipSource;
 
 constexpr std::size_t GRAPH_EXTERNALS = 20;
+constexpr std::size_t GRAPH_DEEPEST = 16;
 
 std::string graphKey(std::u16string_view name) {
     return toUtf8(opc::toLowerASCIIString(name));
@@ -30,6 +31,28 @@ std::string graphKey(std::u16string_view name) {
 /// The folder of a part, with a slash behind it.
 std::string folderOf(const std::string& name) {
     return name.substr(0, name.rfind('/') + 1);
+}
+
+/// The folder of a part that is nested so deep, or the last one on the way to it.
+std::string folderOf(const std::string& name, std::size_t depth) {
+    std::size_t end = 0;
+    for (std::size_t i = 0; i < depth; ++i)
+        if (const std::size_t next = name.find('/', end + 1); next != name.npos)
+            end = next;
+    return name.substr(0, end + 1);
+}
+
+/// How deep folders are looked into, so that there are no more of them than parts in other graphs.
+std::size_t folderDepth(const std::vector<Part>& parts) {
+    for (std::size_t depth = GRAPH_DEEPEST; depth > 0; --depth) {
+        std::set<std::string> folders;
+        for (const Part& part : parts)
+            if (folders.size() <= GRAPH_PARTS)
+                folders.insert(folderOf(graphKey(part.getName().toString()), depth));
+        if (folders.size() <= GRAPH_PARTS)
+            return depth;
+    }
+    return 0;
 }
 
 /// What signatures cover: parts by key, and relationships by the key of their source and their Id.
@@ -80,6 +103,7 @@ public:
         graph_.nodes.push_back({GraphNodeKind::Package, "/"});
         const std::vector<Part> parts = package_.getModel().getParts();
         hasFolders_ = parts.size() > GRAPH_PARTS;
+        depth_ = hasFolders_ ? folderDepth(parts) : 0;
         for (const Part& part : parts)
             addPart(part);
         package_.forEachSource([&](const RelationshipSource& source) { countExternals(source); });
@@ -96,9 +120,9 @@ private:
             parts_[key] = addNode({GraphNodeKind::Part, name, toUtf8(part.getContentType().toString()), 1, cover});
             return;
         }
-        const auto [folder, isNew] = folders_.try_emplace(folderOf(key), graph_.nodes.size());
+        const auto [folder, isNew] = folders_.try_emplace(folderOf(key, depth_), graph_.nodes.size());
         if (isNew)
-            addNode({GraphNodeKind::Folder, folderOf(name), {}, 0, cover});
+            addNode({GraphNodeKind::Folder, folderOf(name, depth_), {}, 0, cover});
         GraphNode& node = graph_.nodes[folder->second];
         ++node.count;
         if (node.cover != cover) // a folder is covered when all parts in it are
@@ -165,6 +189,7 @@ private:
     std::unique_ptr<SignedThings> signed_;
     PackageGraph graph_;
     bool hasFolders_ = false;
+    std::size_t depth_ = 0;                      ///< of folders
     std::map<std::string, std::size_t> parts_;   ///< the node of each part
     std::map<std::string, std::size_t> folders_; ///< the node of each folder
     std::set<std::string> externals_;

@@ -50,8 +50,9 @@ struct PackageGraph {
 /// How many parts are nodes of their own.
 inline constexpr std::size_t GRAPH_PARTS = 500;
 
-/// The graph of an open package. Of a package with more parts than GRAPH_PARTS, folders are the nodes; of more external
-/// targets than fit into a picture, those with one source and one type are one.
+/// The graph of an open package. Of a package with more parts than GRAPH_PARTS, folders are the nodes, the upper ones
+/// where there are more of them, too; of more external targets than fit into a picture, those with one source and one
+/// type are one.
 /// @param hasSignatures whether the package was opened with its signatures.
 PackageGraph makeGraph(OpenPackage& package, bool hasSignatures);
 
