@@ -162,15 +162,34 @@ std::string readData(const fs::path& name) {
     return text;
 }
 
+namespace {
+
+bool isLike(std::string pattern, const std::string& line) {
+    for (const char* special : {"\\", "*", "?", "["})
+        boost::replace_all(pattern, special, "\\" + std::string(special));
+    boost::replace_all(pattern, "…", "*");
+    return ::fnmatch(pattern.c_str(), line.c_str(), 0) == 0;
+}
+
+using Lines = std::vector<std::string>;
+
+bool matchesFrom(const Lines& patterns, std::size_t pattern, const Lines& lines, std::size_t line) {
+    for (; pattern < patterns.size(); ++pattern, ++line) {
+        if (patterns[pattern] == "…") {
+            for (; line < lines.size() && !matchesFrom(patterns, pattern + 1, lines, line); ++line)
+                continue;
+            return line < lines.size() || pattern + 1 == patterns.size();
+        }
+        if (line == lines.size() || !isLike(patterns[pattern], lines[line]))
+            return false;
+    }
+    return line == lines.size();
+}
+
+} // namespace
+
 bool matches(const std::string& expected, const std::string& printed) {
-    const std::vector<std::string> patterns = linesOf(expected), lines = linesOf(printed);
-    const auto isLike = [](std::string pattern, const std::string& line) {
-        for (const char* special : {"\\", "*", "?", "["})
-            boost::replace_all(pattern, special, "\\" + std::string(special));
-        boost::replace_all(pattern, "…", "*");
-        return ::fnmatch(pattern.c_str(), line.c_str(), 0) == 0;
-    };
-    return std::equal(patterns.begin(), patterns.end(), lines.begin(), lines.end(), isLike);
+    return matchesFrom(linesOf(expected), 0, linesOf(printed), 0);
 }
 
 void Files::make(const std::string& text) {

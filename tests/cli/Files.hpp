@@ -16,7 +16,7 @@ std::vector<std::string> linesOf(const std::string& text);
 /// A file beside the tests, with the short names of long ones ("{office}") replaced.
 std::string readData(const std::filesystem::path& name);
 
-/// What is printed is what was expected, where "…" stands for any text of a line.
+/// What is printed is what was expected, where "…" stands for any text of a line, and alone on a line for any lines.
 bool matches(const std::string& expected, const std::string& printed);
 
 /// A folder's files, as files.txt describes them, and commands of a shell there that know the tool and `edit`.

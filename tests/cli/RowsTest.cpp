@@ -58,14 +58,8 @@ std::string transcribed(const std::string& command, const ProcessResult& result)
     return result.exitCode == 0 ? text : text + "[exit code " + std::to_string(result.exitCode) + "]\n";
 }
 
-class Transcript : public testing::TestWithParam<std::string> {};
-
-TEST_P(Transcript, ShowsWhatTheToolPrints) {
-    const std::string name = "transcripts/" + GetParam() + ".txt";
-    const std::string text = '\n' + readData(name);
-    const char* samples = std::getenv("OPCRAFT_SAMPLES");
-    if (text.find("$OPCRAFT_SAMPLES") != std::string::npos && (samples == nullptr || *samples == '\0'))
-        GTEST_SKIP() << "OPCRAFT_SAMPLES names no folder";
+/// Runs the commands of a transcript, each behind "$ " at the start of a line.
+void checkTranscript(const std::string& name, const std::string& text) {
     const TemporaryFolder folder;
     Files files(folder.path());
     files.make(text);
@@ -80,6 +74,29 @@ TEST_P(Transcript, ShowsWhatTheToolPrints) {
         printed.erase(printed.find_last_not_of('\n') + 1);
         EXPECT_TRUE(matches(expected, printed)) << name << ":\n" << expected << "\n-- printed is:\n" << printed;
     }
+}
+
+class Transcript : public testing::TestWithParam<std::string> {};
+
+TEST_P(Transcript, ShowsWhatTheToolPrints) {
+    const std::string name = "transcripts/" + GetParam() + ".txt";
+    const std::string text = '\n' + readData(name);
+    const char* samples = std::getenv("OPCRAFT_SAMPLES");
+    if (text.find("$OPCRAFT_SAMPLES") != std::string::npos && (samples == nullptr || *samples == '\0'))
+        GTEST_SKIP() << "OPCRAFT_SAMPLES names no folder";
+    checkTranscript(name, text);
+}
+
+/// docs/cookbook.md: the commands in its blocks, one after another.
+TEST(Cookbook, ShowsWhatTheToolPrints) {
+    std::string text;
+    bool isCommand = false;
+    for (const std::string& line : linesOf(readData("../../docs/cookbook.md")))
+        if (line.starts_with("```"))
+            isCommand = line == "```console";
+        else if (isCommand)
+            text += '\n' + line;
+    checkTranscript("cookbook.md", text + '\n');
 }
 
 std::vector<std::string> transcripts() {
