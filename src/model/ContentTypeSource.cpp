@@ -198,6 +198,16 @@ void ContentTypeSource::remove(const Removal& removal) noexcept {
     dirty_ = true;
 }
 
+void ContentTypeSource::change(const PartName& name, const PartName& newName, const ContentType& newType) {
+    const Removal removal = prepareRemoval(name);
+    if (name == newName) { // both would be one entry
+        remove(removal);
+        return addContentType(newName, newType);
+    }
+    addContentType(newName, newType);
+    remove(removal);
+}
+
 void ContentTypeSource::load(const Reading& reading) {
     const auto bytes = reading.readItem([this] { return physicalPackage_.getContentTypeInputStream(); },
                                         limits_.xmlSize, [] { return std::string(STREAM_NAME); });

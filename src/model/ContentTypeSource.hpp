@@ -63,6 +63,9 @@ public:
     Removal prepareRemoval(const PartName& name) const;
     void remove(const Removal& removal) noexcept;
 
+    /// A part gets another name, another type, or both. What may fail for lack of memory is not prepared.
+    void change(const PartName& name, const PartName& newName, const ContentType& newType);
+
     /// Writes the stream when it changed.
     /// @throws InvalidContentTypeStream
     void save();

@@ -26,22 +26,8 @@ namespace {
 
 namespace errc = boost::system::errc;
 
-/// A name that was constructed unchecked may break any rule.
-void throwIfNotReadable(const PartName& name) {
-    const PartName checked(name.getURI());
-}
-
 std::string leftBehind(const PartName& name, const std::string& reason) {
     return withName("The relationships part of a deleted part was not deleted: ", name) + ": " + reason;
-}
-
-/// A media type accepts values whose printed form does not parse, or parses to another value; the part could not be
-/// opened again, or would have another type.
-void throwIfNotReadable(const ContentType& contentType) {
-    const std::u16string text = contentType.toString();
-    const bool hasParameters = text.find(u';') != std::u16string::npos; // type and subtype are always read back
-    if (hasParameters && ContentType(text).toString() != text)
-        throw InvalidContentType("Could not successfully parse content type string");
 }
 
 } // namespace

@@ -106,6 +106,15 @@ void Part::setPhysicalPart(interfaces::IPhysicalPart* physicalPart) noexcept {
     impl_->physicalPart_ = physicalPart;
 }
 
+void Part::setContentType(ContentType contentType) {
+    impl_->contentType_ = std::move(contentType);
+}
+
+void Part::dropStreams() noexcept {
+    impl_->inputStream_.reset();
+    impl_->outputStream_.reset();
+}
+
 void Part::markAsInvalid() noexcept {
     impl_->valid_ = false;
 }

@@ -66,4 +66,16 @@ void throwIfSharedInput(const std::vector<std::string>& names) {
         throw Failure(ExitCode::WrongUsage, "-", "", "only one of the files can be the standard input");
 }
 
+void copyContent(FileInput& input, opc::OutputStream& output) {
+    std::vector<unsigned char> block(BLOCK_SIZE);
+    while (const std::size_t count = input.read(block.data(), block.size()))
+        output.write(block.data(), count);
+    output.close();
+}
+
+void throwIfOneStream(const std::string& file, const std::string& from) {
+    if (file == "-" && from == "-")
+        throw Failure(ExitCode::WrongUsage, "-", "", "FILE and --from cannot both be the standard input");
+}
+
 } // namespace opcraft

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <opc/core/OutputStream.hpp>
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -38,5 +40,12 @@ bool isStream(const std::string& name);
 
 /// @throws Failure for wrong usage when more than one of these files is the standard input.
 void throwIfSharedInput(const std::vector<std::string>& names);
+
+/// Writes what is left of a file to a stream, and closes that.
+void copyContent(FileInput& input, opc::OutputStream& output);
+
+/// @param from the argument of --from.
+/// @throws Failure for wrong usage when both are the standard input.
+void throwIfOneStream(const std::string& file, const std::string& from);
 
 } // namespace opcraft

@@ -7,6 +7,7 @@
 #include <opc/core/Characters.hpp>
 #include <opc/core/Exception.hpp>
 #include <opc/core/Strings.hpp>
+#include <opc/errors/Errors.hpp>
 
 #include <functional>
 
@@ -115,6 +116,14 @@ PartName toPartNameOfPart(const std::string& argument) {
     if (PartName::isPackageRootUri(name.getURI()))
         throw wrongArgument(argument, "this names the package, not a part");
     return name;
+}
+
+opc::model::ContentType toContentType(const std::string& argument) {
+    try {
+        return opc::model::ContentType(toUtf16(argument));
+    } catch (const opc::model::InvalidContentType&) {
+        throw wrongArgument(argument, "not a content type; an example is application/xml");
+    }
 }
 
 URI toTarget(const std::string& argument) {

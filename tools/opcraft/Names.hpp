@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <opc/model/ContentType.hpp>
 #include <opc/model/PartName.hpp>
 #include <opc/model/URI.hpp>
 #include <opc/storage/zip/ZipItem.hpp>
@@ -26,6 +27,9 @@ opc::model::PartName toPartName(const std::string& argument);
 /// The same for a part only.
 /// @throws Failure for wrong usage also for "/".
 opc::model::PartName toPartNameOfPart(const std::string& argument);
+
+/// @throws Failure for wrong usage when it is not a content type.
+opc::model::ContentType toContentType(const std::string& argument);
 
 /// A relationship target as a URI reference: characters that no URI holds are percent-encoded; "#" starts a fragment,
 /// "?" a query.

@@ -46,7 +46,9 @@ Failure missingPart(const OpenPackage& package, const opc::model::PartName& name
         reason = "a relationships part; 'opcraft rels', 'relate' and 'unrelate' take the name of its source: " +
                  toUtf8(opc::detail::getSourcePartName(name.toString()));
     else if (const auto found = findItems(items, text); !found.empty())
-        reason = "this item of the ZIP file is not a part: " + items[found.front()].reason;
+        reason = items[found.front()].kind == opc::storage::ZipItemKind::ContentTypes
+                     ? "the content types stream, which is not a part"
+                     : "this item of the ZIP file is not a part: " + items[found.front()].reason;
     return {ExitCode::NotProcessed, package.getName(), text, reason};
 }
 

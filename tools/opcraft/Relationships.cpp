@@ -154,6 +154,14 @@ std::vector<RawEntry> rawEntriesLeadingTo(const PartName& name, OpenPackage& pac
     return entries;
 }
 
+void throwIfRawEntriesLeadTo(const PartName& name, OpenPackage& package) {
+    for (const RawEntry& entry : rawEntriesLeadingTo(name, package))
+        throw Failure(ExitCode::NotProcessed, package.getName(), toUtf8(name.toString()),
+                      relationshipText(entry.source, toUtf8(entry.raw.id)) +
+                          ", in which something is wrong, points at this part: " + entry.raw.reason +
+                          "; 'opcraft unrelate --tolerant' removes it");
+}
+
 std::vector<RelationshipEntry> entriesLeadingTo(const PartName& name, OpenPackage& package) {
     const std::set<std::u16string> partKeys = package.getPartKeys();
     const std::string foldedName = opc::detail::foldName(toUtf8(name.toString()));

@@ -63,6 +63,10 @@ std::vector<RelationshipEntry> entriesLeadingTo(const opc::model::PartName& name
 /// The same among the entries that are no relationships.
 std::vector<RawEntry> rawEntriesLeadingTo(const opc::model::PartName& name, OpenPackage& package);
 
+/// Entries that are no relationships are not changed, and other programs may take them for relationships.
+/// @throws Failure for one that leads to a part.
+void throwIfRawEntriesLeadTo(const opc::model::PartName& name, OpenPackage& package);
+
 /// @param withSource true: the first column is the source.
 std::string toTable(const std::vector<RelationshipEntry>& entries, bool withSource);
 

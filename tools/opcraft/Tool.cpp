@@ -167,6 +167,21 @@ void addChangeOptions(CLI::App& command, ChangeOptions& options) {
     addSavingOptions(command, options);
 }
 
+void addChangeOptions(CLI::App& command, ChangeOptions& options, std::vector<std::string>& before,
+                      const std::string& name, const std::string& description) {
+    const auto take = [&](const CLI::results_t& results) {
+        before = results;
+        options.file = before.back();
+        before.pop_back();
+    };
+    addRepeated(command, name, take, description)
+        ->expected(2, CLI::detail::expected_max_vector_size)
+        ->allow_extra_args()
+        ->required();
+    addLimitOption(command, options);
+    addSavingOptions(command, options);
+}
+
 std::vector<CLI::Option*> addReadOrChangeOptions(CLI::App& command, ReadOrChangeOptions& options) {
     addInputOptions(command, options, "The package; - is the standard input, and a change of it needs -o");
     addSavingOptions(command, options);

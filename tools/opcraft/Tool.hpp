@@ -114,6 +114,11 @@ CLI::Option* addReadOptions(CLI::App& command, ReadOptions& options);
 /// @param files receives their names, the first of which the options have as well.
 CLI::Option* addReadOptions(CLI::App& command, ReadOptions& options, std::vector<std::string>& files);
 void addChangeOptions(CLI::App& command, ChangeOptions& options);
+/// For a command whose last argument is the file.
+/// @param before receives the arguments before that, at least one.
+/// @param name of these arguments.
+void addChangeOptions(CLI::App& command, ChangeOptions& options, std::vector<std::string>& before,
+                      const std::string& name, const std::string& description);
 /// @return the options for reading alone, which exclude those that change; the first is that for JSON.
 std::vector<CLI::Option*> addReadOrChangeOptions(CLI::App& command, ReadOrChangeOptions& options);
 

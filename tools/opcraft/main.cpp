@@ -33,6 +33,10 @@ void addCommands(Tool& tool) {
     addRepairCommand(tool);
     addNewCommand(tool);
     addAddCommand(tool);
+    addPutCommand(tool);
+    addMvCommand(tool);
+    addCpCommand(tool);
+    addRetypeCommand(tool);
     addRmCommand(tool);
     addRelateCommand(tool);
     addUnrelateCommand(tool);

@@ -137,6 +137,29 @@ public:
     ///         fails again (unless they need its name), and by every flush, which does.
     void deletePart(const PartName& name);
 
+    /// Gives a part another name, and its relationships part with it. Content, content type and place in the store
+    /// stay. Its own relationships lead where they led, and those to itself to its new name: relative targets are
+    /// written anew where they have to be, relative as before. Relationships of others that lead to the part are not
+    /// changed (`edit::movePart` does that). Where the store does not implement `interfaces::IPhysicalRenaming`, the
+    /// content is copied to a new part and the old one deleted, by way of memory when the names are equivalent. The
+    /// handles on the part become invalid.
+    /// @param newName may differ from the old name in case alone.
+    /// @throws PackageNotOpen, PackageReadOnly, PackageCreateOnly, PartNotFound
+    /// @throws InvalidPartName, PartHasRelationshipName, PartAlreadyExists, PartIsDerivedFromExistingPartName as
+    ///         `createPart`.
+    /// @throws InvalidRelationshipContent when its relationships part was not read whole.
+    /// @throws PartCreateFailed when a data manager owns the part or the new name; for a name of what was left out when
+    ///         the package was opened; and when the physical package refuses, or fails to copy: then the package is to
+    ///         be closed with `discard`, since the store may have both parts, or for equivalent names neither.
+    Part renamePart(const PartName& name, const PartName& newName);
+
+    /// Gives a part another content type. Its name, content and relationships stay. Where the physical package has no
+    /// content types stream, the part is made anew, by way of memory: then streams of the part become invalid.
+    /// @throws PackageNotOpen, PackageReadOnly, PackageCreateOnly, PartNotFound
+    /// @throws InvalidContentType as `createPart`.
+    /// @throws PartCreateFailed when the physical package refuses; then the package is to be closed with `discard`.
+    void changeContentType(const PartName& name, const ContentType& contentType);
+
     /// @throws PackageNotOpen, PartNotFound
     Part getPart(const PartName& name) const;
     /// @throws PackageNotOpen
@@ -195,6 +218,13 @@ private:
 
     interfaces::IPhysicalPart* createPartInternal(const PartName& name, const ContentType& contentType,
                                                   const interfaces::IPhysicalPartInfo& info);
+    void throwIfNotRenameable(const Part& part, const PartName& newName) const;
+    interfaces::IPhysicalPart* moveStored(interfaces::IPhysicalPart& physicalPart, const PartName& newName,
+                                          const ContentType& contentType, bool& isLost);
+    interfaces::IPhysicalPart* copyStored(interfaces::IPhysicalPart& physicalPart, const PartName& newName,
+                                          const ContentType& contentType, bool& isLost);
+    void moveRelationshipsPart(const Part& part, Part& moved);
+    void forget(Part& part) noexcept;
     /// The name of a part in the store, to delete it.
     static PartName storedNameOf(const interfaces::IPhysicalPart& physicalPart);
     void deletePartInternal(const PartName& name);

@@ -65,6 +65,8 @@ private:
 
     interfaces::IPhysicalPart* getPhysicalPart() const noexcept;
     void setPhysicalPart(interfaces::IPhysicalPart* physicalPart) noexcept;
+    void setContentType(ContentType contentType);
+    void dropStreams() noexcept;
     void markAsInvalid() noexcept;
 
     boost::shared_ptr<Impl> impl_;

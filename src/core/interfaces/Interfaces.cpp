@@ -9,6 +9,7 @@
 #include <opc/core/interfaces/IPhysicalParallelReading.hpp>
 #include <opc/core/interfaces/IPhysicalPart.hpp>
 #include <opc/core/interfaces/IPhysicalPartInfo.hpp>
+#include <opc/core/interfaces/IPhysicalRenaming.hpp>
 
 namespace opc::interfaces {
 
@@ -23,5 +24,6 @@ IPhysicalPackage::~IPhysicalPackage() = default;
 IPhysicalParallelReading::~IPhysicalParallelReading() = default;
 IPhysicalPart::~IPhysicalPart() = default;
 IPhysicalPartInfo::~IPhysicalPartInfo() = default;
+IPhysicalRenaming::~IPhysicalRenaming() = default;
 
 } // namespace opc::interfaces

@@ -19,6 +19,7 @@
 #include "model/relationships/RelationshipManager.hpp"
 #include "model/relationships/RelationshipPieces.hpp"
 #include "model/relationships/RelationshipSerializer.hpp"
+#include "model/relationships/Retargeting.hpp"
 #include "xml/XmlBounds.hpp"
 
 #include <boost/make_shared.hpp>
@@ -287,6 +288,38 @@ std::vector<unsigned char> RelationshipSource::readRelationshipsPart() const {
         throw InvalidRelationshipContent("The relationships part is not written yet");
     PhysicalInputStream input(impl_->physicalPart_->getInputStream());
     return readXmlItem(input, getPackage().getLimits().xmlSize);
+}
+
+Relationship RelationshipSource::changeTarget(const std::u16string& id, const URI& target) {
+    throwIfNotChangeable();
+    const Relationship old = getRelationshipByID(id);
+    if (old.getTargetMode() == TargetMode::External || target.isAbsolute() || target.toString().empty())
+        throw InvalidRelationshipTarget("Only an internal relationship can get another target, by a reference that is "
+                                        "not absolute");
+    const URI& source = impl_->getSource();
+    throwIfNotAllowedTarget(resolve(source, target), source);
+    throwIfTooMuch(impl_->relationships_,
+                   RelationshipsCost::of(id, old.getType(), target.toString(), TargetMode::Internal),
+                   getPackage().getLimits());
+    Relationship changed(id, old.getType(), source, target);
+    impl_->relationships_.erase(id);
+    impl_->relationships_.add(changed);
+    impl_->relationships_.setModified(true);
+    return changed;
+}
+
+void RelationshipSource::takeRelationships(const RelationshipSource& former) {
+    const RelationshipManager& old = former.impl_->relationships_;
+    RelationshipManager& relationships = impl_->relationships_;
+    bool isModified = old.isModified();
+    for (const auto& entry : old.getRelationships()) {
+        Relationship moved = withSource(entry.second, impl_->getSource());
+        isModified |= moved.getTarget() != entry.second.getTarget();
+        relationships.add(std::move(moved));
+    }
+    relationships.setModified(isModified);
+    relationships.setCompact(old.isCompact());
+    impl_->nextIDNumber_ = former.impl_->nextIDNumber_;
 }
 
 void RelationshipSource::deleteRelationship(const std::u16string& id) {

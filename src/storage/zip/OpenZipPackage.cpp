@@ -244,19 +244,26 @@ ZipEntry* OpenZipPackage::findUnchanged(interfaces::IPhysicalPart& part) const {
     return isItem && !entry->bytes.getContent() ? entry : nullptr;
 }
 
-interfaces::IPhysicalPart* OpenZipPackage::createPart(const std::u16string& name, const std::u16string& contentType,
-                                                      CompressionType compression) {
-    throwIfReadOnly(name);
+/// The name of the item of a new part.
+/// @param renamed the item that gets this name; null for a new one.
+std::string OpenZipPackage::itemNameFor(const std::u16string& name, const ZipEntry* renamed) {
     std::optional<std::string> itemName = toItemName(name);
     if (!itemName)
         fail(Errc::invalid_argument, labelOf(name) + ": no item of a ZIP file can be a part of this name");
-    throwIfTaken(name, *itemName);
+    throwIfTaken(name, *itemName, renamed);
     limits_.checkName(*itemName, location_.label);
     if (!detail::isRelationshipsPartName(name))
         limits_.checkRelationshipsName(detail::getRelationshipsPartName(name), location_.label);
+    return std::move(*itemName);
+}
+
+interfaces::IPhysicalPart* OpenZipPackage::createPart(const std::u16string& name, const std::u16string& contentType,
+                                                      CompressionType compression) {
+    throwIfReadOnly(name);
+    std::string itemName = itemNameFor(name);
     auto type = std::make_shared<const std::u16string>(contentType);
     auto content = std::make_shared<const Content>(); // a part exists once it is created
-    ZipEntry& entry = items_.add(items_.all().end(), *this, opening_, std::move(*itemName), name, compression);
+    ZipEntry& entry = items_.add(items_.all().end(), *this, opening_, std::move(itemName), name, compression);
     entry.kind = ZipItemKind::Part;
     entry.bytes.setContentType(std::move(type));
     entry.bytes.setContent(std::move(content));
@@ -276,6 +283,34 @@ void OpenZipPackage::deletePart(const std::u16string& name) {
         removeItem(*other);
 }
 
+interfaces::IPhysicalPart* OpenZipPackage::renamePart(const std::u16string& name, const std::u16string& newName) {
+    throwIfReadOnly(name);
+    throwIfCreateOnly(labelOf(name));
+    ZipEntry* part = items_.findPart(name);
+    if (!part)
+        fail(Errc::no_such_file_or_directory, labelOf(name) + ": no such part");
+    const auto& content = part->bytes.getContent();
+    if (part->isOneOfSeveral || (!part->pieces.empty() && !content))
+        return nullptr;
+    std::string itemName = itemNameFor(newName, part);
+    auto type = std::make_shared<const std::u16string>(part->bytes.getContentType());
+    const auto place = std::find_if(items_.all().begin(), items_.all().end(),
+                                    [part](const ZipEntry& entry) { return &entry == part; });
+    std::vector<std::uint64_t> pieces = part->pieces;
+    ZipEntry& renamed = items_.add(place, *this, opening_, std::move(itemName), newName, part->bytes.compression());
+    renamed.kind = ZipItemKind::Part;
+    renamed.index = part->index;
+    renamed.isRenamed = part->isRenamed || renamed.name != part->name;
+    renamed.pieces = std::move(pieces);
+    renamed.size = part->size;
+    renamed.compressedSize = part->compressedSize;
+    renamed.count = part->count;
+    renamed.bytes.setContentType(std::move(type));
+    renamed.bytes.setContent(content);
+    items_.remove(*part);
+    return &renamed.bytes;
+}
+
 /// An item of the name of a part.
 void OpenZipPackage::removeItem(ZipEntry& item) {
     if (item.index) {
@@ -287,9 +322,9 @@ void OpenZipPackage::removeItem(ZipEntry& item) {
 }
 
 /// The name may be that of an item, or meet that of one that is not a part when it is unpacked.
-void OpenZipPackage::throwIfTaken(std::u16string_view name, std::string_view itemName) {
+void OpenZipPackage::throwIfTaken(std::u16string_view name, std::string_view itemName, const ZipEntry* renamed) {
     const ZipEntry* taken = items_.findByPartName(name);
-    if (!taken)
+    if (!taken || taken == renamed)
         taken = items_.findMeeting(itemName);
     if (taken)
         fail(Errc::file_exists, labelOf(name) + ": the item " + inQuotes(taken->name) + " exists already");
@@ -338,8 +373,9 @@ ZipChanges OpenZipPackage::collectChanges() {
             // From now on a single item, at the position and with the name of the whole.
             changes.replaced.push_back({*entry.index, content, entry.getLabel(), entry.name});
             changes.deleted.insert(changes.deleted.end(), std::next(entry.pieces.begin()), entry.pieces.end());
-        } else if (content && entry.index) {
-            changes.replaced.push_back({*entry.index, content, entry.getLabel()});
+        } else if (entry.index && (content || entry.isRenamed)) {
+            changes.replaced.push_back(
+                {*entry.index, content, entry.getLabel(), entry.isRenamed ? entry.name : std::string()});
         } else if (isNew(entry) && std::find(head.entries.begin(), head.entries.end(), &entry) == head.entries.end()) {
             changes.added.push_back(toAdded(entry));
         }

@@ -61,6 +61,7 @@ public:
     interfaces::IPhysicalPart* createPart(const std::u16string& name, const std::u16string& contentType,
                                           interfaces::CompressionType compression);
     void deletePart(const std::u16string& name);
+    interfaces::IPhysicalPart* renamePart(const std::u16string& name, const std::u16string& newName);
 
     // Those of `IPhysicalItems`.
     std::vector<interfaces::IPhysicalItems::Item> getStoredItems() const;
@@ -90,7 +91,8 @@ private:
     ContentChecks contentChecks();
     ZipEntry* findUnchanged(interfaces::IPhysicalPart& part) const;
     void removeItem(ZipEntry& item);
-    void throwIfTaken(std::u16string_view name, std::string_view itemName);
+    std::string itemNameFor(const std::u16string& name, const ZipEntry* renamed = nullptr);
+    void throwIfTaken(std::u16string_view name, std::string_view itemName, const ZipEntry* renamed);
     void throwIfBeyondLimits(const ZipChanges& changes) const;
     ZipEntry& addItem(std::uint64_t index, ZipArchive::Item&& item, std::vector<std::uint64_t> pieces,
                       const ZipFaults& faults);

@@ -59,6 +59,7 @@ struct ZipEntry final : ItemOrigin {
     std::uint64_t compressedSize = 0;
     std::string reason{};        ///< why it is not a part although its name and content type would allow it; else empty
     bool isOneOfSeveral = false; ///< for one part or content types stream, as was told
+    bool isRenamed = false;      ///< since the open
     ReadCount count{};
     StoredItem bytes;
 };

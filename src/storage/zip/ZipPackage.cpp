@@ -147,4 +147,8 @@ void ZipPackage::deletePart(const std::u16string& name) {
     impl_->opened().deletePart(name);
 }
 
+interfaces::IPhysicalPart* ZipPackage::renamePart(const std::u16string& name, const std::u16string& newName) {
+    return impl_->opened().renamePart(name, newName);
+}
+
 } // namespace opc::storage

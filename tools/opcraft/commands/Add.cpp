@@ -5,13 +5,11 @@
 #include "opcraft/Text.hpp"
 #include "opcraft/commands/Commands.hpp"
 
-#include <opc/core/OutputStream.hpp>
 #include <opc/errors/Errors.hpp>
 #include <opc/model/StandardPartInfo.hpp>
 
 #include <map>
 #include <optional>
-#include <vector>
 
 namespace opcraft {
 
@@ -32,25 +30,10 @@ const std::map<std::string, CompressionType> COMPRESSIONS = {
     {"fast", CompressionType::Fast}, {"super-fast", CompressionType::SuperFast},
 };
 
-opc::model::ContentType toContentType(const std::string& argument) {
-    try {
-        return opc::model::ContentType(toUtf16(argument));
-    } catch (const opc::model::InvalidContentType&) {
-        throw wrongArgument(argument, "not a content type; an example is application/xml");
-    }
-}
-
 void throwIfExists(OpenPackage& package, const PartName& name) {
     if (package.getModel().hasPart(name))
         throw Failure(ExitCode::NotProcessed, package.getName(), toUtf8(name.toString()),
                       "the package has a part of this name");
-}
-
-void copyContent(FileInput& input, opc::OutputStream& output) {
-    std::vector<unsigned char> block(64UL * 1024);
-    while (const std::size_t count = input.read(block.data(), block.size()))
-        output.write(block.data(), count);
-    output.close();
 }
 
 /// @return the ID of the new relationship; empty for none.
@@ -72,8 +55,7 @@ std::string addPart(OpenPackage& package, const PartName& name, const opc::model
 ExitCode add(const AddOptions& options, Console& console) {
     const PartName name = toPartNameOfPart(options.part);
     const opc::model::ContentType contentType = toContentType(options.type);
-    if (options.file == "-" && options.from == "-")
-        throw Failure(ExitCode::WrongUsage, "-", "", "FILE and --from cannot both be the standard input");
+    throwIfOneStream(options.file, options.from);
     PackageChange change(options, console);
     throwIfExists(change.getPackage(), name);
     std::string id;

@@ -7,6 +7,9 @@
 
 #include <opc/core/Strings.hpp>
 
+#include <algorithm>
+#include <cstddef>
+#include <optional>
 #include <vector>
 
 namespace opcraft {
@@ -26,15 +29,6 @@ ExitCode refuse(const PackageChange& change, const std::vector<RelationshipEntry
     return ExitCode::Findings;
 }
 
-/// Entries that are no relationships are not removed, and other programs may take them for relationships.
-void throwIfRawEntriesLeadTo(const opc::model::PartName& name, OpenPackage& package) {
-    for (const RawEntry& entry : rawEntriesLeadingTo(name, package))
-        throw Failure(ExitCode::NotProcessed, package.getName(), toUtf8(name.toString()),
-                      relationshipText(entry.source, toUtf8(entry.raw.id)) +
-                          ", in which something is wrong, points at this part: " + entry.raw.reason +
-                          "; 'opcraft unrelate --tolerant' removes it");
-}
-
 void removeRelationships(OpenPackage& package, const std::vector<RelationshipEntry>& entries) {
     for (const RelationshipEntry& entry : entries)
         package.withSource(
@@ -42,9 +36,59 @@ void removeRelationships(OpenPackage& package, const std::vector<RelationshipEnt
             [&](opc::model::RelationshipSource& source) { source.deleteRelationship(opc::toString(entry.id)); });
 }
 
+/// What an argument means in the package.
+struct RmTarget {
+    std::optional<opc::model::PartName> part{};
+    std::size_t position = 0; ///< in the stored items, when it is no part
+    std::string item{};
+};
+
+/// The position of the only stored item of a name.
+std::size_t storedPosition(OpenPackage& package, const std::string& name) {
+    const auto items = package.getInput().getZip().getStoredItems();
+    const auto hasName = [&](const opc::interfaces::IPhysicalItems::Item& item) { return item.name == name; };
+    const auto found = std::find_if(items.begin(), items.end(), hasName);
+    if (found == items.end() || std::find_if(found + 1, items.end(), hasName) != items.end())
+        throw Failure(ExitCode::NotProcessed, package.getName(), name,
+                      "several items have this name; 'opcraft repair' keeps one of them");
+    return static_cast<std::size_t>(found - items.begin());
+}
+
+RmTarget findTarget(const RmOptions& options, OpenPackage& package) {
+    using opc::storage::ZipItemKind;
+    const auto items = package.getItems();
+    const auto found = findItems(items, options.part);
+    if (found.empty() || items[found.front()].kind == ZipItemKind::Part)
+        return {package.getPart(toPartNameOfPart(options.part)).getName()};
+    std::vector<std::string> names;
+    for (const std::size_t each : found)
+        names.push_back(items[each].name);
+    if (items[found.front()].kind == ZipItemKind::ContentTypes)
+        throw Failure(ExitCode::NotProcessed, options.file, names.front(),
+                      "a package cannot do without its content types");
+    if (found.size() > 1)
+        throw Failure(ExitCode::NotProcessed, options.file, options.part,
+                      "this may mean any of " + listText(names, names.size()));
+    return {std::nullopt, storedPosition(package, names.front()), names.front()};
+}
+
+/// Relationships that lead to the item stay, since it is no part either way.
+ExitCode removeItem(PackageChange& change, const RmTarget& target, Console& console) {
+    opc::interfaces::IPhysicalItems::Change deletion;
+    deletion.position = target.position;
+    deletion.isDeleted = true;
+    change.getPackage().getInput().getZip().changeItems({deletion}, false);
+    change.save(console);
+    change.report(console, "Removed the item " + escaped(target.item) + ", which was not a part\n");
+    return ExitCode::Fine;
+}
+
 ExitCode rm(const RmOptions& options, Console& console) {
-    const opc::model::PartName name = toPartNameOfPart(options.part);
     PackageChange change(options, console);
+    const RmTarget target = findTarget(options, change.getPackage());
+    if (!target.part)
+        return removeItem(change, target, console);
+    const opc::model::PartName& name = *target.part;
     const opc::model::Part part = change.getPackage().getPart(name);
     throwIfRawEntriesLeadTo(name, change.getPackage());
     const std::vector<RelationshipEntry> entries = entriesLeadingTo(name, change.getPackage());
@@ -63,7 +107,7 @@ ExitCode rm(const RmOptions& options, Console& console) {
 void addOptions(CLI::App& command, RmOptions& options) {
     addChangeOptions(command, options);
     addTolerantFlag(command, options);
-    command.add_option("PART", options.part, "The part")->required();
+    command.add_option("PART", options.part, "The part, or another item")->required();
     addFlag(command, "--force", options.force, "Remove the relationships that point at the part too");
 }
 
@@ -71,11 +115,12 @@ void addOptions(CLI::App& command, RmOptions& options) {
 
 void addRmCommand(Tool& tool) {
     addCommand<RmOptions>(
-        tool, {"rm", "Remove a part and its own relationships",
+        tool, {"rm", "Remove a part and its own relationships, or an item that is not a part",
                std::string(
                    "While relationships of the package or of other parts point at the part, nothing is changed: they\n"
                    "are listed, and the exit code is 1. With --force they go too, and all relationships that went\n"
-                   "with the part are listed, its own as well.\n\n") +
+                   "with the part are listed, its own as well. An item of the ZIP file that is not a part goes by its "
+                   "name.\n\n") +
                    PART_NAME_HELP + "\n\nExample:\n  opcraft rm letter.docx /customXml/note.xml --force",
                addOptions, rm});
 }

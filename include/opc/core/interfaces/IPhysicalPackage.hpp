@@ -28,7 +28,7 @@ class IPhysicalPartInfo;
 /// A store that keeps items that are not parts implements `IPhysicalOtherItems` too, one that reads several parts at
 /// the same time, `IPhysicalParallelReading`, and one that reads its content types itself, `IPhysicalContentTypes`; one
 /// that opens although something in it is wrong, `IPhysicalFindings`, and one whose items can then be changed below the
-/// parts, `IPhysicalItems`.
+/// parts, `IPhysicalItems`; one that renames parts without copying them, `IPhysicalRenaming`.
 class OPCRAFT_API IPhysicalPackage {
 public:
     virtual ~IPhysicalPackage();

@@ -104,6 +104,14 @@ public:
     Relationship createExternalRelationship(const std::u16string& type, const std::u16string& target,
                                             const std::u16string& id = std::u16string());
 
+    /// Gives an internal relationship another target; ID and type stay.
+    /// @param target stored as given: a part name, or a reference relative to the source.
+    /// @return the relationship as it is now.
+    /// @throws RelationshipNotFound
+    /// @throws InvalidRelationshipTarget when the relationship is external, and as for a new one.
+    /// @throws InvalidRelationshipContent as for a new one.
+    Relationship changeTarget(const std::u16string& id, const URI& target);
+
     /// Deletes a relationship, and with the last one the relationships part.
     /// @throws PackageCreateOnly when the package is open for creation.
     /// @throws RelationshipNotFound
@@ -174,6 +182,8 @@ private:
     void readRelationshipPart(interfaces::IPhysicalPart& part, const Reading& reading);
     void load(const std::vector<unsigned char>& bytes, const interfaces::IPhysicalPart& part);
     void deletePartOfLastEntry();
+    /// Takes over the relationships of a part that gets the name of this one.
+    void takeRelationships(const RelationshipSource& former);
 
     boost::shared_ptr<Impl> impl_;
 };

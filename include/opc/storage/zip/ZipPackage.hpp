@@ -8,6 +8,7 @@
 #include <opc/core/interfaces/IPhysicalOtherItems.hpp>
 #include <opc/core/interfaces/IPhysicalPackage.hpp>
 #include <opc/core/interfaces/IPhysicalParallelReading.hpp>
+#include <opc/core/interfaces/IPhysicalRenaming.hpp>
 #include <opc/storage/zip/ZipItem.hpp>
 #include <opc/storage/zip/ZipOptions.hpp>
 
@@ -70,6 +71,7 @@ class OPCRAFT_API ZipPackage final : public interfaces::IPhysicalPackage,
                                      public interfaces::IPhysicalContentTypes,
                                      public interfaces::IPhysicalFindings,
                                      public interfaces::IPhysicalItems,
+                                     public interfaces::IPhysicalRenaming,
                                      public interfaces::IPhysicalParallelReading {
 public:
     /// A package in a file. Nothing is touched before `open`.
@@ -163,6 +165,10 @@ public:
     interfaces::IPhysicalPart* createPart(const std::u16string& name, const std::u16string& contentType,
                                           const interfaces::IPhysicalPartInfo& info) override;
     void deletePart(const std::u16string& name) override;
+    /// The item keeps its position, compressed bytes, times, attributes and comment, and gets the new name in both
+    /// headers. A part in pieces that was not written since the open is to be copied, and so is one of several items
+    /// for one part.
+    interfaces::IPhysicalPart* renamePart(const std::u16string& name, const std::u16string& newName) override;
 
 private:
     class Impl;
