@@ -94,9 +94,9 @@ private:
         PartDifference difference{DifferenceKind::Removed, {}, {}};
         if (other != nullptr) {
             ++report_.comparedParts;
-            const bool byValue = byValue_ && &part == before_.find(before_.getCorePropertiesKey()) &&
-                                 other == after_.find(after_.getCorePropertiesKey());
-            const bool differs = parts_.compare(part, *other, byValue, difference);
+            difference.differsInType = part.getContentType() != other->getContentType();
+            const bool differs =
+                isSameByValue(part, *other) ? difference.differsInType : parts_.compare(part, *other, difference);
             if (!differs && !isRenamed)
                 return;
             difference.kind = isRenamed ? DifferenceKind::Renamed : DifferenceKind::Changed;
@@ -104,6 +104,14 @@ private:
         }
         difference.before = before_.stateOf(part);
         report_.parts.push_back(std::move(difference));
+    }
+
+    /// Whether two parts are core properties, of which nothing but the values that were compared differs. Not all is in
+    /// the values, such as text behind a comment.
+    bool isSameByValue(const model::Part& part, const model::Part& other) {
+        return byValue_ && &part == before_.find(before_.getCorePropertiesKey()) &&
+               &other == after_.find(after_.getCorePropertiesKey()) &&
+               (!report_.properties.empty() || !parts_.differsLoosely(part, other));
     }
 
     const CompareOptions& options_;

@@ -24,14 +24,25 @@ bool hasXmlMediaType(const model::ContentType& type) {
     return subtype == u"xml" || subtype.ends_with(u"+xml");
 }
 
-/// Whether the Ids that both have lead elsewhere.
-bool differsInTargets(const IdTargets& before, const IdTargets& after) {
-    return std::any_of(
-        before.begin(), before.end(),
-        [&](const auto& each) {
-            const auto found = after.find(each.first);
-            return found != after.end() && found->second != each.second;
-        });
+/// The Ids that mean something else in the other package, or nothing.
+IdTargets movedIds(const IdTargets& of, const IdTargets& other) {
+    IdTargets moved;
+    for (const auto& [id, meaning] : of)
+        if (const auto found = other.find(id); found == other.end() || found->second != meaning)
+            moved.emplace(id, meaning);
+    return moved;
+}
+
+/// Whether the same relationships have other Ids. Otherwise relationships were added or removed, which is reported.
+bool isRenumbered(const IdTargets& before, const IdTargets& after) {
+    std::vector<std::string> meanings[2];
+    for (const auto& [id, meaning] : before)
+        meanings[0].push_back(meaning);
+    for (const auto& [id, meaning] : after)
+        meanings[1].push_back(meaning);
+    for (auto& each : meanings)
+        std::sort(each.begin(), each.end());
+    return meanings[0] == meanings[1];
 }
 
 /// The last line of the meaning of a relationship.
@@ -39,20 +50,24 @@ std::string_view targetOf(std::string_view meaning) {
     return meaning.substr(meaning.rfind('\n') + 1);
 }
 
-/// The Ids that lead elsewhere, and where.
-std::string movedIds(const IdTargets& before, const IdTargets& after) {
+/// What became of the Ids that mean something else.
+std::string movedText(const IdTargets& before, const IdTargets& after) {
     std::string text;
     std::size_t count = 0;
     for (const auto& [id, meaning] : before) {
-        const auto found = after.find(id);
-        if (found == after.end() || found->second == meaning || ++count > 3)
+        if (++count > 3)
             continue;
+        const auto found = after.find(id);
         text.append(text.empty() ? "" : ", ").append(id);
-        if (targetOf(meaning) == targetOf(found->second))
+        if (found == after.end())
+            text.append(" led to ").append(targetOf(meaning)).append(" and leads nowhere");
+        else if (targetOf(meaning) == targetOf(found->second))
             text += " is another relationship";
         else
             text.append(" led to ").append(targetOf(meaning)).append(" and leads to ").append(targetOf(found->second));
     }
+    if (text.empty() && !after.empty())
+        return after.begin()->first + " led nowhere and leads to " + std::string(targetOf(after.begin()->second));
     return count > 3 ? text + " and " + std::to_string(count - 3) + " more" : text;
 }
 
@@ -128,36 +143,55 @@ bool PartComparison::isXml(const model::Part& part) {
     return mark <= 3 && start.compare(mark, 5, "<?xml") == 0;
 }
 
-bool PartComparison::compare(const model::Part& before, const model::Part& after, bool byValue,
-                             PartDifference& difference) {
+bool PartComparison::compare(const model::Part& before, const model::Part& after, PartDifference& difference) {
     difference.differsInType = before.getContentType() != after.getContentType();
     const bool isEqual = before_.digestOf(before) == after_.digestOf(after);
-    idsBefore_ = idTargetsOf(before, renames_);
-    idsAfter_ = idTargetsOf(after, {});
-    if (byValue || (isEqual && !differsInTargets(idsBefore_, idsAfter_)))
+    takeIds(before, after);
+    if (isEqual && movedIds(idsBefore_, idsAfter_).empty() && movedIds(idsAfter_, idsBefore_).empty())
         return difference.differsInType;
     if (isXml(before) && isXml(after)) {
-        if (!comparesXml(before, after, difference))
+        if (!comparesXml(before, after, isEqual, difference))
             return difference.differsInType;
-    } else if (isEqual) {
+    } else if (!isEqual) {
+        difference.content = ContentDifference::Bytes;
+    } else if (options_.ignoresIds || !isRenumbered(idsBefore_, idsAfter_)) {
         return difference.differsInType;
     } else {
-        difference.content = ContentDifference::Bytes;
+        difference.reason = movedText(idsBefore_, idsAfter_);
     }
     if (difference.content == ContentDifference::Bytes)
         compareBytes(before, after, difference);
     return true;
 }
 
-bool PartComparison::comparesXml(const model::Part& before, const model::Part& after, PartDifference& difference) {
-    const IdentityOptions how{before_.getPackage().getLimits(), options_.ignoresIds, options_.ignoresOrder};
+void PartComparison::takeIds(const model::Part& before, const model::Part& after) {
+    idsBefore_ = idTargetsOf(before, renames_);
+    idsAfter_ = idTargetsOf(after, {});
+    if (options_.ignoresIds)
+        return;
+    IdTargets moved = movedIds(idsBefore_, idsAfter_);
+    idsAfter_ = movedIds(idsAfter_, idsBefore_);
+    idsBefore_ = std::move(moved);
+}
+
+bool PartComparison::differsLoosely(const model::Part& before, const model::Part& after) {
+    if (before_.digestOf(before) == after_.digestOf(after))
+        return false;
+    const IdentityOptions how{before_.getPackage().getLimits(), false, true, true};
+    std::string problem;
+    const auto old = identifyXml(*before.getInputStream(), {}, how, problem);
+    return !old || old != identifyXml(*after.getInputStream(), {}, how, problem);
+}
+
+bool PartComparison::comparesXml(const model::Part& before, const model::Part& after, bool isEqual,
+                                 PartDifference& difference) {
+    const IdentityOptions how{before_.getPackage().getLimits(), options_.ignoresIds, options_.ignoresOrder, false};
     const auto old = identifyXml(*before.getInputStream(), idsBefore_, how, difference.reason);
     const auto now = old ? identifyXml(*after.getInputStream(), idsAfter_, how, difference.reason) : old;
     if (!old || !now) {
-        difference.content = ContentDifference::Bytes;
-        const bool isEqual = before_.digestOf(before) == after_.digestOf(after);
-        difference.reason = isEqual ? "" : "not read as XML: " + difference.reason;
-        return !isEqual;
+        difference.content = isEqual ? ContentDifference::None : ContentDifference::Bytes;
+        difference.reason = isEqual ? movedText(idsBefore_, idsAfter_) : "not read as XML: " + difference.reason;
+        return !isEqual || (!options_.ignoresIds && isRenumbered(idsBefore_, idsAfter_));
     }
     if (*old == *now)
         return false;
@@ -177,7 +211,7 @@ void PartComparison::showLines(const model::Part& before, const model::Part& aft
     compareLines(old, now, options_, difference);
     if (!difference.hunks.empty())
         return;
-    const std::string moved = movedIds(idsBefore_, idsAfter_);
+    const std::string moved = options_.ignoresIds ? "" : movedText(idsBefore_, idsAfter_);
     difference.reason = moved.empty() ? "white space that is not shown" : moved;
 }
 

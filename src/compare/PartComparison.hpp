@@ -17,13 +17,17 @@ public:
     /// @throws opc::Exception when it cannot be read.
     static bool isXml(const model::Part& part);
 
-    /// Fills in how the content differs.
-    /// @param byValue whether the content is compared elsewhere.
-    /// @return whether the parts differ.
-    bool compare(const model::Part& before, const model::Part& after, bool byValue, PartDifference& difference);
+    /// Fills in how the parts differ but for their names.
+    /// @return whether they do.
+    bool compare(const model::Part& before, const model::Part& after, PartDifference& difference);
+
+    /// Whether two parts of XML differ, wherever white space is between their elements, and in whatever order these
+    /// are.
+    bool differsLoosely(const model::Part& before, const model::Part& after);
 
 private:
-    bool comparesXml(const model::Part& before, const model::Part& after, PartDifference& difference);
+    void takeIds(const model::Part& before, const model::Part& after);
+    bool comparesXml(const model::Part& before, const model::Part& after, bool isEqual, PartDifference& difference);
     void showLines(const model::Part& before, const model::Part& after, PartDifference& difference);
     bool readLines(const model::Part& part, const IdTargets& ids, std::vector<std::string>& lines) const;
     void compareBytes(const model::Part& before, const model::Part& after, PartDifference& difference) const;
@@ -32,7 +36,7 @@ private:
     ComparedParts& after_;
     const Renames& renames_;
     const CompareOptions& options_;
-    IdTargets idsBefore_{}; ///< of the parts that are compared
+    IdTargets idsBefore_{}; ///< of the parts that are compared; unless Ids are ignored, those that lead elsewhere
     IdTargets idsAfter_{};
 };
 

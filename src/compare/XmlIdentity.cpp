@@ -2,6 +2,7 @@
 #include "compare/XmlIdentity.hpp"
 
 #include <opc/core/Characters.hpp>
+#include <opc/core/PlainXml.hpp>
 #include <opc/crypto/CryptoEngine.hpp>
 
 #include "compare/XmlReading.hpp"
@@ -163,6 +164,8 @@ private:
     }
 
     void flushText() {
+        if (options_.ignoresBlanks && detail::isXmlSpace(text_))
+            text_.clear();
         if (text_.empty())
             return;
         std::string form = "T";
@@ -175,19 +178,27 @@ private:
         form += 'A';
         appendField(form, attribute.name.uri);
         appendField(form, attribute.name.local);
-        const auto id =
-            isRelationshipId(attribute.name.uri, attribute.name.local) ? ids_.find(attribute.value) : ids_.end();
-        if (id != ids_.end())
-            appendField(form += 'R', id->second);
+        const bool isId = options_.ignoresIds && isRelationshipId(attribute.name.uri, attribute.name.local);
         if (holdsPrefixes(element, attribute.name))
             appendField(form += 'N', withNamespaces(attribute.value, attribute.name.uri != SCHEMA_INSTANCE));
-        else if (id == ids_.end() || !options_.ignoresIds)
+        else if (!isId || !appendTarget(form, attribute.value))
             appendValue(form, attribute.value);
+    }
+
+    /// @return whether the value is an Id.
+    bool appendTarget(std::string& form, std::string_view value) const {
+        const auto id = ids_.find(value);
+        if (id == ids_.end())
+            return false;
+        appendField(form += 'R', id->second);
+        return true;
     }
 
     /// A text as it is, and what the prefixes that seem to be in it stand for.
     void appendValue(std::string& form, std::string_view value) const {
         appendField(form += 'V', value);
+        if (!options_.ignoresIds)
+            appendTarget(form, value);
         std::set<std::string_view> seen;
         std::size_t begin = 0;
         for (std::size_t i = 0; i < value.size(); ++i) {

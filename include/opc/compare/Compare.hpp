@@ -104,7 +104,8 @@ struct PartDifference {
 };
 
 /// A relationship that only one of the packages has. Relationships are equal when source, type, resolved target and
-/// mode are; their Ids do not count, and renamed parts count as the same.
+/// mode are, where renamed parts count as the same. Their Ids do not count; but a part differs when an Id in it leads
+/// to something else, or when it is not XML and all of its relationships are there with other Ids.
 struct RelationshipDifference {
     DifferenceKind kind = DifferenceKind::Added; ///< or `Removed`
     std::string source{};                        ///< a part name, "/" for the package
