@@ -81,16 +81,13 @@ bool isRenamed(ByteSpan extra, ByteSpan name) {
     return renamed;
 }
 
-/// Whether bytes have the signature of an end record. Some readers search for it, or for the one of a ZIP64 locator, in
-/// all that precedes the last end record.
-bool hasEndSignature(ByteSpan bytes) {
-    const std::string_view text = viewOf(bytes);
-    for (std::size_t at = text.find("PK"); at != text.npos; at = text.find("PK", at + 1)) {
-        const std::string_view rest = text.substr(at + 2, 2);
-        if (rest == "\5\6" || rest == "\6\6" || rest == "\6\7")
-            return true;
-    }
-    return false;
+/// The place of the next signature of a record from one on; `npos` for none.
+std::size_t findSignature(std::string_view text, std::size_t from) {
+    constexpr std::string_view ends[] = {"\1\2", "\3\4", "\5\6", "\6\6", "\6\7", "\7\10"};
+    std::size_t at = text.find("PK", from);
+    while (at != text.npos && std::ranges::find(ends, text.substr(at + 2, 2)) == std::end(ends))
+        at = text.find("PK", at + 1);
+    return at;
 }
 
 /// What is wrong with an item; ends the step of the check that finds it.
@@ -136,13 +133,40 @@ private:
         const auto end = readRecord<EndRecord>(read(directory_.endRecord(), SIZE<EndRecord>));
         if (file_.size() - directory_.endRecord() - SIZE<EndRecord> != end.commentSize)
             addAtEnd("something other than its comment follows the end record", RuleId::ZipHiddenData);
-        if (hasEndSignature(directory_.comment()))
-            addAtEnd("there is an end record in the comment");
         if (directory_.start() + directory_.size() != findBehindDirectory(end))
             addAtEnd("the end record does not follow the central directory");
         if (!isOneDisk(end))
             addAtEnd("the end record refers to other disks");
         checkTail();
+        checkSignatures();
+    }
+
+    /// Some readers search for the signatures of records, from the end or from the start, instead of following them,
+    /// and find one that the fields of a record, its texts and what stands behind them make together.
+    void checkSignatures() const {
+        const ByteVector bytes = read(directory_.start(), file_.size() - directory_.start());
+        const std::string_view text = viewOf(bytes);
+        const auto& records = directory_.records();
+        auto record = records.begin();
+        std::uint64_t start = 0; // of that record, in the text
+        for (std::size_t at = findSignature(text, 0); at != text.npos; at = findSignature(text, at + 1)) {
+            while (record != records.end() && start < at)
+                start += (record++)->bytes.size();
+            if (at >= directory_.size() ? isEndStructure(at - directory_.size()) : start == at)
+                continue;
+            if (at < directory_.size())
+                attempt(*std::prev(record),
+                        [] { failAt(RuleId::ZipEndRecord, "the record has the signature of another record"); });
+            else
+                addAtEnd("the end record or its comment has the signature of another record");
+        }
+    }
+
+    /// @param offset from the end of the directory on.
+    bool isEndStructure(std::uint64_t offset) const {
+        const std::uint64_t end = directory_.endRecord() - directory_.start() - directory_.size();
+        constexpr std::uint64_t size64 = SIZE<EndRecord64> + SIZE<EndLocator64>;
+        return offset == end || (end == size64 && (offset == 0 || offset == SIZE<EndRecord64>));
     }
 
     /// Some readers take the last locator of ZIP64 wherever it is, in the content of an item, too.
@@ -190,7 +214,7 @@ private:
     }
 
     void checkEnd64(const EndRecord& end, const EndLocator64& locator, const EndRecord64& end64) const {
-        if (locator.endRecordDisk != 0 || !isOneDisk(end64))
+        if (locator.endRecordDisk != 0 || locator.disks > 1 || !isOneDisk(end64))
             addAtEnd("the end record of ZIP64 refers to other disks");
         const bool agrees = isSameOrFull(end.entries, FULL_16, end64.entries) &&
                             isSameOrFull(end.directorySize, FULL_32, end64.directorySize) &&
@@ -331,8 +355,6 @@ private:
     static void checkRecord(const DirectoryRecord& record) {
         const CentralHeader& header = record.header;
         const bool isFolder = isFolderName(record.name());
-        if (hasEndSignature(record.bytes))
-            failAt(RuleId::ZipEndRecord, "the record has the signature of an end record");
         if (isLinkOrDevice(header.externalAttributes >> 16, isFolder))
             failAt(RuleId::ZipFileKind, "the item is a link, a device or a folder by its attributes");
         if (header.externalAttributes & DOS_NO_FILE && !isFolder)
