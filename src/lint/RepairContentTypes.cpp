@@ -301,6 +301,8 @@ private:
                       inQuotes(std::string_view(name)) + " with the content type " + inQuotes(std::string_view(type));
         if (!work_.getTypes().getDocument().canAppend())
             step.why = "the content types stream cannot be extended";
+        else if (!isRelationships && !hasWholeRelationships(work_, item))
+            step.why = "its relationships part cannot be read whole";
         if (work_.add(std::move(step)) && (!isDefault || added_.insert(toLowerASCIIString(extension)).second))
             work_.getTypes().add(isDefault, name, type);
     }

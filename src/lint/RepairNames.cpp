@@ -68,18 +68,62 @@ void mendGroup(RepairWork& work, const Group& group) {
 class Names {
 public:
     explicit Names(RepairSnapshot& snapshot) {
-        for (const auto& item : snapshot.getItems())
-            if (!item->isDeleted)
-                names_.insert(keyOf(item->getName()));
+        for (const auto& item : snapshot.getItems()) {
+            if (item->isDeleted)
+                continue;
+            names_.insert(keyOf(item->getName()));
+            plain_.insert(keyOf(plainItemName(item->getName())));
+        }
     }
 
-    bool add(const std::string& name) { return names_.insert(keyOf(name)).second; }
+    /// Whether an item has the name, or would be a file where another item has a folder, or the other way round.
+    bool isTaken(const std::string& name) const {
+        const std::u16string key = keyOf(name);
+        const auto next = names_.lower_bound(key + u'/');
+        if (names_.count(key) != 0 || (next != names_.end() && next->compare(0, key.size() + 1, key + u'/') == 0))
+            return true;
+        for (std::size_t slash = key.find(u'/', 1); slash != key.npos; slash = key.find(u'/', slash + 1))
+            if (names_.count(key.substr(0, slash)) != 0)
+                return true;
+        return false;
+    }
+
+    void add(const std::string& name) { names_.insert(keyOf(name)); }
+
+    /// Whether there is the source of a relationships part, perhaps by another spelling.
+    bool hasSource(const std::u16string& relationships) const {
+        const std::u16string source = detail::getSourcePartName(relationships);
+        return source == u"/" || plain_.count(toLowerASCIIString(source)) != 0;
+    }
 
 private:
     static std::u16string keyOf(const std::string& name) { return toLowerASCIIString(detail::toItemURI(name)); }
 
     std::set<std::u16string> names_;
+    std::set<std::u16string> plain_; ///< without backslashes
 };
+
+/// Whether an item of the name is a part or a folder, and stays in the folder where a package is unpacked.
+bool isUsable(const std::string& name) {
+    const bool hasDrive = name.size() > 1 && name[1] == ':';
+    const bool isFolder = name.back() == '/';
+    return !hasDrive && detail::isPartName(detail::toItemURI(isFolder ? name.substr(0, name.size() - 1) : name));
+}
+
+/// Why an item cannot get a name; empty when it can.
+std::string findObstacle(RepairWork& work, RepairItem& item, const std::string& name, const Names& names) {
+    if (!isUsable(name))
+        return "the new name would not be that of a part either";
+    if (names.isTaken(name))
+        return "another item has this name, or one that is a folder of the other";
+    const std::u16string part = detail::toItemURI(name);
+    if (!detail::isRelationshipsPartName(part))
+        return "";
+    if (!names.hasSource(part))
+        return "the part whose relationships these are does not exist";
+    const RepairDocument* document = work.getSnapshot().read(item);
+    return document != nullptr && isRelationships(*document) ? "" : "these relationships cannot be read";
+}
 
 /// Whether nothing but relationships names the parts of the package: the content type of every main part says so.
 bool isNamedByRelationships(RepairWork& work) {
@@ -110,9 +154,10 @@ void mendName(RepairWork& work, RepairItem& item, const std::string& name, bool 
     step.change = "renames the item to " + inQuotes(name);
     if (!isNamed)
         step.why = "parts of such packages are also named in markup, which is not changed";
-    else if (!names.add(name))
-        step.why = "another item has this name";
+    else
+        step.why = findObstacle(work, item, name, names);
     if (work.add(std::move(step))) {
+        names.add(name);
         work.changedParts.insert(toLowerASCIIString(detail::toItemURI(name)));
         work.getSnapshot().rename(item, name, rule);
     }

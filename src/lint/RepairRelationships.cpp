@@ -23,6 +23,12 @@ constexpr std::string_view RELATIONSHIPS_NAMESPACE = "http://schemas.openxmlform
 constexpr const char* STRICT = "http://purl.oclc.org/ooxml/officeDocument/relationships/officeDocument";
 constexpr std::string_view STRICT_TYPES = "http://purl.oclc.org/ooxml/";
 
+bool isWholeRelationship(const RepairDocument& document, const detail::XmlChild& child) {
+    const auto tag = detail::readXmlTag(document.getPieces().textOf(child));
+    const auto has = [&tag](const char* name) { return !attributeOf(tag, name).empty(); };
+    return document.isChild(tag, "Relationship") && has("Id") && has("Type") && tag.attribute("Target") != nullptr;
+}
+
 std::string standardCoreType() {
     return toText(PackageHelper::getCorePropertiesRelationshipType());
 }
@@ -273,13 +279,34 @@ bool isRead(const RepairItem& item) {
            detail::isRelationshipsPartName(item.getPartName());
 }
 
+} // namespace
+
+bool isRelationships(const RepairDocument& document) {
+    return document.hasRoot(RELATIONSHIPS_NAMESPACE, "Relationships");
+}
+
+bool hasWholeRelationships(RepairWork& work, const RepairItem& part) {
+    RepairItem* item = work.getSnapshot().find(detail::getRelationshipsPartName(part.getPartName()));
+    if (item == nullptr || item->isDeleted)
+        return true;
+    const RepairDocument* document = work.getSnapshot().read(*item);
+    if (document == nullptr)
+        return false;
+    const RepairDocument mended(document->toBytes(), work.getSnapshot().getLimits());
+    const auto& children = mended.getPieces().children;
+    return isRelationships(mended) && std::all_of(children.begin(), children.end(), [&](const detail::XmlChild& child) {
+               return isWholeRelationship(mended, child);
+           });
+}
+
+namespace {
+
 /// Calls an action with each relationships part that can be taken to pieces.
 template <class Action>
 void forEachDocument(RepairWork& work, Action action) {
     for (const auto& item : work.getSnapshot().getItems())
         if (isRead(*item))
-            if (RepairDocument* document = work.getSnapshot().read(*item);
-                document && document->hasRoot(RELATIONSHIPS_NAMESPACE, "Relationships"))
+            if (RepairDocument* document = work.getSnapshot().read(*item); document && isRelationships(*document))
                 action(*item, *document);
 }
 

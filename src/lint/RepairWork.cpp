@@ -2,6 +2,7 @@
 #include "lint/RepairWork.hpp"
 
 #include <opc/core/Characters.hpp>
+#include <opc/core/ItemNames.hpp>
 #include <opc/core/Strings.hpp>
 #include <opc/model/ImageType.hpp>
 #include <opc/signatures/SignatureForm.hpp>
@@ -101,11 +102,24 @@ std::size_t beginOfPath(const std::string& text) {
     return begin;
 }
 
-bool isSignatureType(const std::string& type) {
+/// Whether a content type is that of a signature, with white space or parameters, too.
+bool isSignatureType(std::string type) {
+    type.erase(std::remove_if(type.begin(), type.end(), [](char c) { return BLANKS.find(c) != BLANKS.npos; }),
+               type.end());
+    type.erase(std::min(type.find(';'), type.size()));
     for (const model::SignatureForm form : model::getAllSignatureForms())
         if (isSame(toString(type, false), model::getSignatureIdentifiers(form).signatureContentType))
             return true;
     return false;
+}
+
+/// Whether bytes have the type of a relationship to signatures.
+bool hasOriginType(const std::vector<unsigned char>& bytes) {
+    const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    const auto forms = model::getAllSignatureForms();
+    return std::any_of(forms.begin(), forms.end(), [&](model::SignatureForm form) {
+        return text.find(toText(model::getSignatureIdentifiers(form).originRelationshipType)) != text.npos;
+    });
 }
 
 /// Whether an item signs the file as a whole by its extension.
@@ -116,6 +130,10 @@ bool isPkcs7(const std::string& name) {
 
 std::u16string lowerOf(std::string_view text) {
     return toLowerASCIIString(toString(text, false));
+}
+
+std::u16string lowerItemURI(const std::string& name) {
+    return toLowerASCIIString(detail::toItemURI(plainItemName(name)));
 }
 
 } // namespace
@@ -268,13 +286,23 @@ void RepairWork::refuseSteps() {
     }
 }
 
+/// What is wrong with names and content types hides no signature.
 void RepairWork::findSignatures() {
+    std::set<std::u16string> typed; // by any Override
+    for (const TypeEntry& entry : types_.getEntries())
+        if (!entry.isDefault && isSignatureType(entry.type))
+            typed.insert(lowerItemURI(entry.name));
     for (const auto& item : snapshot_.getItems()) {
         if (item->isDeleted || item->isFolder())
             continue;
-        const auto type = item->getPartName().empty() ? std::nullopt : types_.find(item->getPartName());
-        if (isPkcs7(item->getName()) || (type && isSignatureType(*type)))
+        const std::u16string name = lowerItemURI(item->getName());
+        const auto type = types_.find(name);
+        const bool isOrigin = !types_.isRead() && name == u"/_rels/.rels";
+        if (isPkcs7(item->getName()) || typed.count(name) != 0 || (type && isSignatureType(*type)))
             signatures_.push_back(type ? item->getPlace() : item->getName());
+        else if (const auto bytes = isOrigin ? snapshot_.readBytes(*item, snapshot_.getLimits().xmlSize) : std::nullopt;
+                 bytes && hasOriginType(*bytes))
+            signatures_.push_back(item->getName());
     }
 }
 

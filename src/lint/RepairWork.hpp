@@ -109,6 +109,12 @@ Finding childFinding(RuleId rule, const std::string& place, const detail::XmlChi
 /// The value of an attribute; empty for none.
 std::string attributeOf(const detail::XmlTag& tag, std::string_view name);
 
+/// Whether a document has the root of relationships.
+bool isRelationships(const RepairDocument& document);
+
+/// Whether the relationships of an item, if it has any, are as they have to be where it is a part.
+bool hasWholeRelationships(RepairWork& work, const RepairItem& part);
+
 /// The name with slashes for backslashes, single ones, and none in front.
 std::string plainItemName(const std::string& name);
 
