@@ -96,7 +96,21 @@ std::optional<opc::model::Part> findTarget(OpenPackage& package, const Relations
     return package.getModel().getPart(PartName(*target));
 }
 
+void throwIfRawOfType(OpenPackage& package, const std::vector<std::u16string>& types) {
+    const opc::model::Package& model = package.getModel();
+    if (model.hasUnreadableRelationships())
+        throw Failure(ExitCode::NotProcessed, package.getName(), "",
+                      "the relationships of the package cannot be read, and may lead to what is to be changed");
+    for (const opc::model::RawRelationship& raw : model.getRawRelationships())
+        if (std::find(types.begin(), types.end(), raw.type) != types.end())
+            throw Failure(ExitCode::NotProcessed, package.getName(), "",
+                          relationshipText("/", toUtf8(raw.id)) +
+                              ", in which something is wrong, leads to what is to be changed: " + raw.reason +
+                              "; 'opcraft unrelate --tolerant' removes it");
+}
+
 bool removeWithTargets(OpenPackage& package, const std::u16string& type) {
+    throwIfRawOfType(package, {type});
     opc::model::Package& model = package.getModel();
     const auto relationships = model.getRelationshipsByType(type);
     std::map<std::string, PartName> targets; // by folded name
@@ -140,6 +154,15 @@ std::vector<RawEntry> rawEntriesOf(const opc::model::RelationshipSource& source)
     for (const opc::model::RawRelationship& raw : source.getRawRelationships())
         entries.push_back({toUtf8(source.getSourceURI().toString()), entries.size(), raw});
     return entries;
+}
+
+std::vector<std::string> sourcesNotRead(const PartName& name, OpenPackage& package) {
+    std::vector<std::string> names;
+    package.forEachSource([&](const opc::model::RelationshipSource& source) {
+        if (source.hasUnreadableRelationships() && source.getSourceURI() != name.getURI())
+            names.push_back(toUtf8(source.getSourceURI().toString()));
+    });
+    return names;
 }
 
 std::vector<RawEntry> rawEntriesLeadingTo(const PartName& name, OpenPackage& package) {

@@ -45,6 +45,9 @@ std::optional<std::u16string> targetPartOf(const opc::model::Relationship& relat
 /// The part that a relationship of the package or a part leads to; none when it leads to no part that exists.
 std::optional<opc::model::Part> findTarget(OpenPackage& package, const opc::model::Relationship& relationship);
 
+/// @throws Failure when a relationship of the package in which something is wrong has one of the types, or could have.
+void throwIfRawOfType(OpenPackage& package, const std::vector<std::u16string>& types);
+
 /// Removes the relationships of the package of a type, and each part that they lead to and no other relationship does.
 /// @return whether there were any.
 bool removeWithTargets(OpenPackage& package, const std::u16string& type);
@@ -66,6 +69,9 @@ std::vector<RawEntry> rawEntriesLeadingTo(const opc::model::PartName& name, Open
 /// Entries that are no relationships are not changed, and other programs may take them for relationships.
 /// @throws Failure for one that leads to a part.
 void throwIfRawEntriesLeadTo(const opc::model::PartName& name, OpenPackage& package);
+
+/// The names of the sources whose relationships cannot be read, "/" for the package, without the part itself.
+std::vector<std::string> sourcesNotRead(const opc::model::PartName& name, OpenPackage& package);
 
 /// @param withSource true: the first column is the source.
 std::string toTable(const std::vector<RelationshipEntry>& entries, bool withSource);

@@ -304,6 +304,7 @@ ExitCode read(const PropsOptions& options, Console& console) {
 /// @return whether anything changed.
 bool edit(OpenPackage& package, const PropertyEdits& edits, FindingList& left) {
     FindingList findings;
+    throwIfRawOfType(package, PackageHelper::getCorePropertiesRelationshipTypes());
     const StoredProperties stored = readProperties(package, &findings);
     if (stored.part.empty() && !stored.entries.empty())
         throw leadsNowhere(package, stored.entries.front());

@@ -29,6 +29,18 @@ ExitCode refuse(const PackageChange& change, const std::vector<RelationshipEntry
     return ExitCode::Findings;
 }
 
+/// Without `--force` no relationship may lead to the part that is not known.
+void throwIfNotAllAreRead(const RmOptions& options, const opc::model::PartName& name, OpenPackage& package,
+                          Console& console) {
+    for (const std::string& source : sourcesNotRead(name, package)) {
+        const std::string what = "the relationships of " + (source == "/" ? "the package" : source) +
+                                 " cannot be read, and may point at this part";
+        if (!options.force)
+            throw Failure(ExitCode::NotProcessed, package.getName(), toUtf8(name.toString()), what + "; see --force");
+        console.note(options.file + ": " + toUtf8(name.toString()) + ": warning: " + what);
+    }
+}
+
 void removeRelationships(OpenPackage& package, const std::vector<RelationshipEntry>& entries) {
     for (const RelationshipEntry& entry : entries)
         package.withSource(
@@ -91,14 +103,19 @@ ExitCode rm(const RmOptions& options, Console& console) {
     const opc::model::PartName& name = *target.part;
     const opc::model::Part part = change.getPackage().getPart(name);
     throwIfRawEntriesLeadTo(name, change.getPackage());
+    throwIfNotAllAreRead(options, name, change.getPackage(), console);
     const std::vector<RelationshipEntry> entries = entriesLeadingTo(name, change.getPackage());
     if (!entries.empty() && !options.force)
         return refuse(change, entries, options, name, console);
     std::vector<RelationshipEntry> removed = entriesOf(part, change.getPackage().getPartKeys());
     removed.insert(removed.begin(), entries.begin(), entries.end());
     removeRelationships(change.getPackage(), entries);
+    const bool isUnread = part.hasUnreadableRelationships();
     change.getPackage().getModel().deletePart(name);
     change.save(console);
+    if (isUnread)
+        console.note(options.file + ": " + toUtf8(name.toString()) +
+                     ": warning: its relationships, which cannot be read, were removed with it");
     if (options.force && !removed.empty())
         change.report(console, "Removed with the part:\n" + toTable(removed, true));
     return ExitCode::Fine;
