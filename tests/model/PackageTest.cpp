@@ -187,6 +187,32 @@ TEST(Package, KeepsPartsTypesAndRelationshipsOverCloseAndOpen) {
     }
 }
 
+TEST(Package, RenamesAndRetypesPartsInStoresThatCopyThem) {
+    for (const bool contentTypeStream : {true, false}) {
+        storage::MemoryPackage store(contentTypeStream);
+        Package package(store);
+        package.open(OpenMode::CreateOnly);
+        Part created = create(package, u"/a/b.xml", u"text/xml");
+        write(created, "content");
+        created.createInternalRelationship(u"http://type", URI(u"c.xml#f"));
+        package.close();
+        package.open(OpenMode::ReadWrite);
+        const Part part = package.getPart(u"/a/b.xml");
+        EXPECT_EQ(thrownBy([&] { package.renamePart(u"/a/b.xml", u"/a/b.xml"); }).substr(0, 17), "PartAlreadyExists");
+        package.renamePart(u"/a/b.xml", u"/a/b.xml/d.xml");
+        EXPECT_FALSE(part.isValid());
+        package.renamePart(u"/a/b.xml/d.xml", u"/A/b.XML/d.xml"); // a change of case alone
+        package.changeContentType(u"/a/b.xml/d.xml", u"text/plain");
+        package.close();
+        package.open(OpenMode::ReadOnly);
+        EXPECT_EQ(namesOf(package.getParts()), "/A/b.XML/d.xml");
+        const Part moved = package.getPart(u"/a/b.xml/d.xml");
+        EXPECT_EQ(read(moved) + ' ' + describe(moved.getRelationshipByID(u"rId1")),
+                  "content rId1 ../../a/c.xml#f /a/c.xml#f");
+        EXPECT_EQ(moved.getContentType().toString(), u"text/plain");
+    }
+}
+
 TEST(Package, TheLaterOfTwoEquivalentRelationshipsPartsCountsAndTakesTheOtherWithIt) {
     for (const bool withPart : {true, false}) {
         ScriptedPackage store;
