@@ -55,6 +55,9 @@ ExitCode mv(const MvOptions& options, Console& console) {
     change.getPackage().getPart(name);
     throwIfOnto(change.getPackage(), name, newName);
     throwIfRawEntriesLeadTo(name, change.getPackage());
+    for (const std::string& source : sourcesNotRead(name, change.getPackage()))
+        console.note(options.file + ": warning: the relationships of " + (source == "/" ? "the package" : source) +
+                     " cannot be read; those that lead to the part are not changed");
     const opc::edit::MoveReport report = opc::edit::movePart(change.getPackage().getModel(), name, newName);
     change.save(console);
     change.report(console, options.json ? toJsonText(toJson(report, options)) : toText(report));
