@@ -108,6 +108,8 @@ std::string packageOf(const std::string& kind, const std::string& where, const s
                                                     {"comment", &comment}};
     if (texts.contains(where))
         *texts.at(where) = where == "types" ? typesWith(bytes) : bytes;
+    if (last.name.ends_with('/'))
+        last.content.clear();
     if (where == "relationships")
         relationships.content = bytes + relationships.content;
     std::string file = rawZip({types, relationships, ours, last}, comment);
@@ -226,8 +228,8 @@ std::vector<Case> otherCases() {
         {": \"[trash]/x\": the content is damaged: its checksum is wrong",
          packageOf({OURS, {.name = "[trash]/x", .content = "x", .crc = 1}}), "a damaged item that is not a part",
          "zip-damaged"},
-        {": \"x/\": the content is damaged: its checksum is wrong",
-         packageOf({OURS, {.name = "x/", .content = "x", .method = 0, .crc = 1}}), "a damaged folder", "zip-damaged"},
+        {": \"x/\": the item is a folder by its name, and has content",
+         packageOf({OURS, {.name = "x/", .content = "x", .method = 0}}), "a folder with content", "zip-file-kind"},
         {": \"[content_types].xml\": readers that are sensitive to case find no \"[Content_Types].xml\"",
          rawZip({{"[content_types].xml", TYPES_ITEM.content}, RELATIONSHIPS_ITEM, OURS}), "content types, in case",
          "content-types-item-case"},

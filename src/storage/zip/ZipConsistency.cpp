@@ -43,12 +43,13 @@ bool isLinkOrDevice(unsigned mode, bool isFolder) {
     return type != 0 && type != REGULAR_FILE && !(type == FOLDER && isFolder);
 }
 
-/// Whether an extra field makes something else of an item than a file.
+/// Whether an extra field makes something else of an item than a file with its content.
 bool isLinkByField(ByteSpan extra, bool isFolder) {
     bool found = false;
     forEachExtraField(extra, [&](unsigned header, ByteSpan field) {
         const bool hasMode = header == ASI_UNIX_FIELD && field.size() >= 10;
         found |= header == ATTRIBUTES_FIELD || (hasMode && isLinkOrDevice(number(field, 8, 2), isFolder));
+        found |= std::ranges::find(MACINTOSH_FIELDS, header) != std::end(MACINTOSH_FIELDS);
     });
     return found;
 }
@@ -72,11 +73,15 @@ struct ItemHeader : LocalHeader {
 };
 
 /// Whether a Unicode path field (APPNOTE §4.6.9) gives the item another name. One whose checksum is that of another
-/// name is outdated, but programs compute the checksum of more than one spelling.
+/// name is outdated, but programs compute the checksum of more than one spelling. Some readers take what follows the
+/// field for a part of the name, or read behind the end of a short one.
 bool isRenamed(ByteSpan extra, ByteSpan name) {
     bool renamed = false;
+    std::size_t end = 0;
     forEachExtraField(extra, [&](unsigned header, ByteSpan field) {
-        renamed |= header == UNICODE_PATH_FIELD && field.size() >= 9 && viewOf(field.subspan(9)) != viewOf(name);
+        end += field.size();
+        renamed |= header == UNICODE_PATH_FIELD &&
+                   (field.size() < 9 || viewOf(field.subspan(9)) != viewOf(name) || end != extra.size());
     });
     return renamed;
 }
@@ -359,6 +364,8 @@ private:
             failAt(RuleId::ZipFileKind, "the item is a link, a device or a folder by its attributes");
         if (header.externalAttributes & DOS_NO_FILE && !isFolder)
             failAt(RuleId::ZipFileKind, "the item is a folder or a volume label by its attributes");
+        if (isFolder && record.size != 0)
+            failAt(RuleId::ZipFileKind, "the item is a folder by its name, and has content");
         if (header.madeBy >> 8 == AMIGA)
             failAt(RuleId::ZipFileKind,
                    "the item was made on an Amiga, by whose attributes some readers take it for a folder");
@@ -403,7 +410,8 @@ private:
 
     static void checkExtraFields(const DirectoryRecord& record, ByteSpan extra) {
         if (isLinkByField(extra, isFolderName(record.name())))
-            failAt(RuleId::ZipFileKind, "an extra field could make a link or a folder of the item");
+            failAt(RuleId::ZipFileKind,
+                   "an extra field could make something else of the item, such as a link or a folder");
         if (countFields(extra, ZIP64_FIELD) > 1)
             failAt(RuleId::ZipExtraField, "duplicate ZIP64 extra field");
         if (const std::size_t stray = countStrayBytes(extra))

@@ -49,7 +49,9 @@ constexpr unsigned OLD_UNIX_FIELD = 0x5855;
 constexpr unsigned AES_FIELD = 0x9901;
 constexpr unsigned ASI_UNIX_FIELD = 0x756E;   ///< its mode of Unix says what kind of file it is
 constexpr unsigned ATTRIBUTES_FIELD = 0x6C78; ///< a copy of what the directory says of an item
-constexpr unsigned NO_FIELD = 0x10000;        ///< stands for bytes that do not form a field
+/// Of Macintosh programs, for what some readers decode (MacBinary): two of Info-ZIP, and those of ZipIt.
+constexpr unsigned MACINTOSH_FIELDS[] = {0x07C8, 0x334D, 0x2605, 0x2705, 0x2805};
+constexpr unsigned NO_FIELD = 0x10000; ///< stands for bytes that do not form a field
 
 /// A little-endian number of so many bytes.
 inline std::uint64_t number(ByteSpan bytes, std::size_t offset, std::size_t size) {
