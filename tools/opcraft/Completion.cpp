@@ -9,7 +9,7 @@ namespace opcraft {
 namespace {
 
 bool isFile(const std::string& value) {
-    return value == "FILE" || value == "IMAGE";
+    return value == "FILE" || value == "IMAGE" || value == "OTHER";
 }
 
 std::string replaced(std::string text, const std::string& old, const std::string& with) {
