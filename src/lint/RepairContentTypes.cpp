@@ -52,7 +52,10 @@ bool isContentType(const std::string& text) {
 /// The entries of the content types stream, one by one.
 class EntryMender {
 public:
-    explicit EntryMender(RepairWork& work) : work_(work), types_(work.getTypes()) {}
+    explicit EntryMender(RepairWork& work) : work_(work), types_(work.getTypes()) {
+        for (const TypeEntry& entry : types_.getEntries())
+            typesOf(entry.isDefault, entry.name).insert(lowerOf(entry.type));
+    }
 
     void mend(TypeEntry& entry) {
         if (entry.name.empty())
@@ -68,6 +71,19 @@ public:
 private:
     RepairStep stepFor(RuleId rule, const TypeEntry& entry, const char* attribute, const std::string& problem) const {
         return {childFinding(rule, CONTENT_TYPES_ITEM, *entry.child, entry.tag, attribute, problem)};
+    }
+
+    static std::u16string lowerOf(const std::string& text) { return toLowerASCIIString(toString(text, false)); }
+
+    std::set<std::u16string>& typesOf(bool isDefault, const std::string& name) {
+        return typesOfNames_[{isDefault, lowerOf(name)}];
+    }
+
+    /// Why an entry cannot get a name: one without effect would have one, perhaps instead of another.
+    std::string findObstacle(const TypeEntry& entry, const std::string& name) {
+        std::set<std::u16string>& types = typesOf(entry.isDefault, name);
+        types.insert(lowerOf(entry.type));
+        return types.size() == 1 ? "" : "another entry has this name and another content type";
     }
 
     void set(TypeEntry& entry, const char* attribute, const std::string& value) {
@@ -105,6 +121,8 @@ private:
         step.change = "changes the extension to " + inQuotes(std::string_view(name));
         if (!detail::matchesExtensionPattern(toString(name)))
             step.why = "nothing can have this extension";
+        else
+            step.why = findObstacle(entry, name);
         if (!work_.add(std::move(step)))
             return;
         entry.name = name;
@@ -154,6 +172,7 @@ private:
         } else {
             step.finding.message = inQuotes(std::string_view(entry.name)) + " is not how the part is named";
             step.change = "changes the name to " + inQuotes(item->getPartName());
+            step.why = findObstacle(entry, toText(item->getPartName()));
         }
         if (!work_.add(std::move(step)))
             return;
@@ -183,6 +202,7 @@ private:
 
     RepairWork& work_;
     RepairTypes& types_;
+    std::map<std::pair<bool, std::u16string>, std::set<std::u16string>> typesOfNames_{}; ///< all in lower case
 };
 
 class DuplicatesMender {
