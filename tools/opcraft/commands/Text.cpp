@@ -44,10 +44,9 @@ void addTextCommand(Tool& tool) {
         {"text", "Write a package as text, for line differences",
          "The text has the relationships, content types and contents of all parts in a stable order, XML with a\n"
          "line for each element, and the size and SHA-256 digest of everything else. It is the same whatever the\n"
-         "file is called and however it is compressed, so that git can show what changes in a document:\n\n"
-         "  echo '*.docx diff=opc' >> .gitattributes\n"
-         "  git config diff.opc.textconv 'opcraft text'\n\n"
-         "Example:\n  opcraft text letter.docx",
+         "file is called and however it is compressed, so that git can show what changes in a document.\n\n"
+         "Examples:\n  opcraft text letter.docx\n  echo '*.docx diff=opc' >> .gitattributes\n"
+         "  git config diff.opc.textconv 'opcraft text'",
          addOptions, text});
 }
 
