@@ -5,6 +5,7 @@
 #include <opc/model/relationships/RawRelationship.hpp>
 #include <opc/model/relationships/Relationship.hpp>
 
+#include "model/WellKnown.hpp"
 #include "model/relationships/RelationshipsCost.hpp"
 
 #include <algorithm>
@@ -47,10 +48,14 @@ public:
     /// @return false when the ID exists already; its relationship is kept.
     bool add(Relationship relationship) {
         const auto [entry, isNew] = relationships_.try_emplace(relationship.getID(), std::move(relationship));
-        if (isNew)
+        if (isNew) {
             cost_ += RelationshipsCost::of(entry->second);
+            origins_ += leadsToOrigin(entry->second) ? 1 : 0;
+        }
         return isNew;
     }
+    /// Whether there is a relationship of the type that leads to a signature origin, without a search.
+    bool hasOrigin() const noexcept { return origins_ != 0; }
     /// Attributes of the root of the part that it must not have.
     const std::string& getRootAttributes() const noexcept { return rootAttributes_; }
     void keepRootAttributes(std::string attributes) { rootAttributes_ = std::move(attributes); }
@@ -69,6 +74,7 @@ public:
         if (found == relationships_.end())
             return;
         cost_ -= RelationshipsCost::of(found->second);
+        origins_ -= leadsToOrigin(found->second) ? 1 : 0;
         relationships_.erase(found);
     }
     void clear() noexcept {
@@ -76,15 +82,21 @@ public:
         raw_.clear();
         rootAttributes_.clear();
         unreadable_ = false;
+        origins_ = 0;
         cost_ = RelationshipsCost::ofNone();
     }
 
     const RelationshipsCost& getCost() const noexcept { return cost_; }
 
 private:
+    static bool leadsToOrigin(const Relationship& relationship) {
+        return relationship.getType() == wellknown::SIGNATURE_ORIGIN_RELATIONSHIP_TYPE;
+    }
+
     bool modified_ = true;
     bool compact_ = false;
     bool unreadable_ = false;
+    std::size_t origins_ = 0;
     URI source_;
     Map relationships_;
     std::vector<RawRelationship> raw_;

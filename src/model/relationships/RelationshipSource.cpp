@@ -433,7 +433,7 @@ void RelationshipSource::makeCompact() {
 
 bool RelationshipSource::staysCompact() const {
     const Package& package = getPackage();
-    if (package.isCreateOnly() || package.getRelationshipsByType(wellknown::SIGNATURE_ORIGIN_RELATIONSHIP_TYPE).empty())
+    if (package.isCreateOnly() || !package.getRelationshipManager().hasOrigin())
         return false;
     try {
         return isCompact();
