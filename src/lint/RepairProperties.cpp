@@ -21,18 +21,35 @@ namespace vocabulary = model::coreproperties;
 
 constexpr std::string_view DATE_TYPE = "dcterms:W3CDTF";
 
-/// Keeps what is found.
-class FoundProperties final : public FindingSink {
+/// Reads core properties, and keeps what is found. What is unusual is bounded in all that is read.
+class PropertiesReading final : public FindingSink {
 public:
-    void found(const Finding& finding) override { findings.push_back(finding); }
-    std::vector<Finding> findings{};
+    explicit PropertiesReading(const Limits& limits) : limits_(limits) {}
+
+    std::vector<Finding> read(const std::vector<unsigned char>& bytes, const std::string& item) {
+        findings_.clear();
+        try {
+            model::CoreProperties ignored;
+            model::CorePropertiesSerializer(limits_).load(bytes, ignored, reading_, item);
+        } catch (const model::InvalidPartContent&) {
+            findings_.clear(); // beyond a limit
+        }
+        return std::move(findings_);
+    }
+
+private:
+    void found(const Finding& finding) override { findings_.push_back(finding); }
+
+    const Limits& limits_;
+    std::vector<Finding> findings_{};
+    const model::Reading reading_{this, false};
 };
 
 /// The elements of a core properties part.
 class PropertiesMender {
 public:
-    PropertiesMender(RepairWork& work, RepairItem& item, RepairDocument& document)
-        : work_(work), item_(item), document_(document), pieces_(document.getPieces()) {
+    PropertiesMender(RepairWork& work, PropertiesReading& reading, RepairItem& item, RepairDocument& document)
+        : work_(work), reading_(reading), item_(item), document_(document), pieces_(document.getPieces()) {
         for (const detail::XmlChild& child : pieces_.children)
             tags_.push_back(detail::readXmlTag(pieces_.textOf(child)));
     }
@@ -47,15 +64,7 @@ public:
 
 private:
     std::vector<Finding> read(const std::vector<unsigned char>& bytes) const {
-        FoundProperties sink;
-        try {
-            model::CoreProperties ignored;
-            model::CorePropertiesSerializer(work_.getOptions().limits)
-                .load(bytes, ignored, model::Reading(&sink, false), item_.getPlace());
-        } catch (const model::InvalidPartContent&) {
-            sink.findings.clear(); // beyond a limit
-        }
-        return std::move(sink.findings);
+        return reading_.read(bytes, item_.getPlace());
     }
 
     /// The element that a place is in: the last one that begins before it.
@@ -87,6 +96,7 @@ private:
     void remove(std::size_t index) {
         document_.remove(pieces_.children[index]);
         gone_.insert(index);
+        --left_[keyOf(index)];
     }
 
     void mend(const Finding& finding, std::size_t index) {
@@ -99,7 +109,7 @@ private:
     }
 
     void removeProperty(const Finding& finding, std::size_t index) {
-        if (const auto count = counts_.find(keyOf(index)); count != counts_.end() && count->second > 1)
+        if (counts_.at(keyOf(index)) > 1)
             return; // one of several, which is another step
         RepairStep step = stepFor(finding);
         step.change = "deletes the element " + tags_[index].name;
@@ -139,7 +149,7 @@ private:
                 removeAttribute(finding, index, name, false);
             return;
         }
-        if (!isRightWithType(index)) {
+        if (left_.at(keyOf(index)) > 1 || !isRightWithType(index)) {
             removeProperty(finding, index);
             return;
         }
@@ -179,8 +189,10 @@ private:
 
     void mendDuplicates() {
         std::map<std::string, std::size_t> known;
-        for (std::size_t i = 0; i < tags_.size(); ++i) {
+        for (std::size_t i = 0; i < tags_.size(); ++i)
             ++counts_[keyOf(i)];
+        left_ = counts_;
+        for (std::size_t i = 0; i < tags_.size(); ++i) {
             const auto [first, isNew] = known.emplace(keyOf(i), i);
             if (!isNew && mendDuplicate(first->second, i))
                 first->second = i;
@@ -219,11 +231,13 @@ private:
     }
 
     RepairWork& work_;
+    PropertiesReading& reading_;
     RepairItem& item_;
     RepairDocument& document_;
     const detail::XmlPieces& pieces_;
     std::vector<detail::XmlTag> tags_;
-    std::map<std::string, std::size_t> counts_;
+    std::map<std::string, std::size_t> counts_; ///< of elements with a name
+    std::map<std::string, std::size_t> left_;   ///< the same without those that are deleted
     std::set<std::size_t> gone_;
     bool isChosen_ = false;
 };
@@ -232,6 +246,7 @@ private:
 
 void mendCoreProperties(RepairWork& work) {
     std::set<const RepairItem*> done;
+    PropertiesReading reading(work.getOptions().limits);
     for (RepairItem* item : work.coreProperties) {
         const auto type = work.getTypes().find(item->getPartName());
         if (!type || !isSame(toString(*type, false), model::PackageHelper::getCorePropertiesContentType().toString()) ||
@@ -239,7 +254,7 @@ void mendCoreProperties(RepairWork& work) {
             continue;
         RepairDocument* document = work.getSnapshot().read(*item);
         if (document != nullptr && document->hasRoot(toASCIIString(vocabulary::CP), "coreProperties"))
-            PropertiesMender(work, *item, *document).run();
+            PropertiesMender(work, reading, *item, *document).run();
     }
 }
 
