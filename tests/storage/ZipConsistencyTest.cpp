@@ -116,8 +116,8 @@ std::string packageOf(const std::string& kind, const std::string& where, const s
     const std::size_t local = file.find(ours.name) - 30;
     if (kind.ends_with("ZIP64"))
         file.replace(local + 18, 8, 8, '\xFF');
-    if (kind.ends_with("4.5"))
-        file[local + 4] = 45;
+    if (kind.ends_with("4.5")) // as streams are packed: only the descriptor tells
+        file.replace(local + 14, 12, 12, '\0')[local + 4] = 45;
     if (kind == "ZIP64 end")
         file = withEnd64(file);
     const std::map<std::string, std::size_t> records{{"local", local},

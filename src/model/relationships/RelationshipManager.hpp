@@ -89,8 +89,8 @@ public:
     const RelationshipsCost& getCost() const noexcept { return cost_; }
 
 private:
-    static bool leadsToOrigin(const Relationship& relationship) {
-        return relationship.getType() == wellknown::SIGNATURE_ORIGIN_RELATIONSHIP_TYPE;
+    static bool leadsToOrigin(const Relationship& relationship) noexcept {
+        return relationship.type_ == wellknown::SIGNATURE_ORIGIN_RELATIONSHIP_TYPE;
     }
 
     bool modified_ = true;

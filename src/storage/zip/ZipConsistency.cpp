@@ -8,6 +8,7 @@
 #include <opc/core/Strings.hpp>
 
 #include <algorithm>
+#include <bit>
 #include <initializer_list>
 #include <map>
 #include <optional>
@@ -62,6 +63,40 @@ std::size_t countStrayBytes(ByteSpan extra) {
             count = field.size();
     });
     return count;
+}
+
+/// The length that some readers take a field to have, whatever it says; none for other fields.
+std::optional<std::size_t> usualLength(unsigned header, ByteSpan data, bool isLocal) {
+    switch (header) {
+    case UNIX_TIMES_FIELD: // the directory tells the first time only
+        return data.empty() ? 0 : data.size() == 5 ? 5 : 1 + 4 * static_cast<std::size_t>(std::popcount(data[0] & 7U));
+    case UNIX_IDS_FIELD:
+        return data.size() < 3 + (data.size() > 1 ? data[1] : 0U) ? 0 : 3 + data[1] + data[2 + data[1]];
+    case SHORT_UNIX_IDS_FIELD:
+        return isLocal ? 4 : data.size() == 4 ? 4 : 0;
+    case OLD_UNIX_FIELD:
+        return data.size() == 8 ? 8 : 12;
+    case NTFS_TIMES_FIELD:
+        return 32;
+    case ZIP64_FIELD: // that of the directory is held to its numbers
+        return !isLocal || data.size() == 24 || data.size() == 28 ? data.size() : 16;
+    default:
+        return std::nullopt;
+    }
+}
+
+/// Whether a field is longer or shorter than what it holds, or is there twice: some readers skip what it should hold.
+bool hasUnusualFields(ByteSpan extra, bool isLocal) {
+    bool found = false;
+    std::set<unsigned> known;
+    forEachExtraField(extra, [&](unsigned header, ByteSpan field) {
+        if (header == NO_FIELD)
+            return;
+        const ByteSpan data = field.subspan(4);
+        const auto length = usualLength(header, data, isLocal);
+        found |= length && (*length != data.size() || !known.insert(header).second);
+    });
+    return found;
 }
 
 /// A local header with what follows it.
@@ -337,7 +372,8 @@ private:
         if (wide && (record.size & 0xFFFF) == START_OF_SIGNATURES)
             failAt(RuleId::ZipDescriptor, "the size in the data descriptor reads as the signature of a record");
         const bool hasField = countFields(header.extra(), ZIP64_FIELD) > 0;
-        if (hasField ? narrow > 0 : wide > 0 && header.versionNeeded < ZIP64_VERSION) {
+        const bool isTold = header.checksum != 0 || header.compressedSize != 0 || header.size != 0;
+        if (hasField ? narrow > 0 : wide > 0 && (header.versionNeeded < ZIP64_VERSION || isTold)) {
             failAt(RuleId::ZipDescriptor, std::string("the data descriptor has sizes of ") + (wide ? "8" : "4") +
                                               " bytes, but the local header has " + (hasField ? "a" : "no") +
                                               " ZIP64 extra field");
@@ -398,8 +434,8 @@ private:
             if (version > ZIP64_VERSION)
                 failAt(RuleId::CompressionMethod, "the version needed to extract is " + std::to_string(version) +
                                                       ", which some readers do not support");
-        for (const ByteSpan extra : {header.extra(), record.extra()})
-            checkExtraFields(record, extra);
+        for (const bool isLocal : {true, false})
+            checkExtraFields(record, isLocal ? header.extra() : record.extra(), isLocal);
         checkNumbers64(record);
         checkNumbers(record, header);
         const bool isSmall = header.size != FULL_32 && header.compressedSize != FULL_32;
@@ -408,12 +444,14 @@ private:
                           "the ZIP64 extra field in the local header has no number that needs it"});
     }
 
-    static void checkExtraFields(const DirectoryRecord& record, ByteSpan extra) {
+    static void checkExtraFields(const DirectoryRecord& record, ByteSpan extra, bool isLocal) {
         if (isLinkByField(extra, isFolderName(record.name())))
             failAt(RuleId::ZipFileKind,
                    "an extra field could make something else of the item, such as a link or a folder");
         if (countFields(extra, ZIP64_FIELD) > 1)
             failAt(RuleId::ZipExtraField, "duplicate ZIP64 extra field");
+        if (hasUnusualFields(extra, isLocal))
+            failAt(RuleId::ZipExtraField, "an extra field has not the length of what it holds, or is there twice");
         if (const std::size_t stray = countStrayBytes(extra))
             failAt(RuleId::ZipExtraField,
                    "the last bytes of the extra fields, " + std::to_string(stray) + ", form no field");

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <utility>
 
@@ -134,9 +135,16 @@ std::pair<std::unique_ptr<ZipInput>, RepairPlan> save(const RepairArguments& arg
     options.lockTimeout = timeout;
     auto input = std::make_unique<ZipInput>(options, arguments.output == "-");
     try {
-        if (!arguments.output.empty() && arguments.output != "-")
+        const auto repairOptions = optionsOf(arguments);
+        const bool isElsewhere = !arguments.output.empty() && arguments.output != "-";
+        std::optional<RepairPlan> planned; // while the file can still be read for its signatures
+        if (isElsewhere && repairOptions.breaksSignatures)
+            planned = opc::lint::planRepair(input->getZip(), repairOptions);
+        if (isElsewhere)
             input->getZip().setOutput(arguments.output);
-        RepairPlan done = opc::lint::applyRepair(input->getZip(), optionsOf(arguments));
+        RepairPlan done = opc::lint::applyRepair(input->getZip(), repairOptions);
+        if (planned)
+            done.brokenSignatures = planned->brokenSignatures;
         return {std::move(input), std::move(done)};
     } catch (const opc::Exception& e) {
         throwIfInUse(e, arguments.file);
@@ -150,7 +158,7 @@ ExitCode apply(const RepairArguments& arguments, Console& console) {
     auto [input, done] = openWhenFree(arguments.file, arguments.wait, console,
                                       [&](std::chrono::milliseconds timeout) { return save(arguments, timeout); });
     const bool goesToStandardOutput = arguments.output == "-";
-    const auto stored = input->reopen(goesToStandardOutput ? "" : arguments.output);
+    const auto stored = input->reopen(goesToStandardOutput ? "" : arguments.output, arguments.take);
     const RepairReport report{done, findErrors(*stored, arguments)};
     if (goesToStandardOutput)
         console.write({reinterpret_cast<const char*>(input->getBytes().data()), input->getBytes().size()});

@@ -9,6 +9,8 @@
 
 namespace opc::model {
 
+class RelationshipManager;
+
 /// One relationship of a package or part (ECMA-376-2 §6.5).
 ///
 /// A value; a relationship source validates before it creates one. `getTargetURI` fills a cache, so one object is not
@@ -41,7 +43,8 @@ public:
     bool operator<(const Relationship& other) const noexcept;
 
 private:
-    friend struct RelationshipsCost; // measures the texts without copying them
+    friend struct RelationshipsCost;  // measures the texts without copying them
+    friend class RelationshipManager; // the same
 
     std::u16string id_;
     std::u16string type_;
