@@ -7,6 +7,7 @@
 #include "storage/zip/ItemChanges.hpp"
 #include "storage/zip/ItemNames.hpp"
 #include "storage/zip/MainPart.hpp"
+#include "storage/zip/MeetingNames.hpp"
 #include "storage/zip/OtherFormats.hpp"
 #include "storage/zip/Pieces.hpp"
 #include "storage/zip/ReadAhead.hpp"

@@ -6,6 +6,7 @@
 #include "storage/zip/ContentChecks.hpp"
 #include "storage/zip/ContentTypesReader.hpp"
 #include "storage/zip/ItemNames.hpp"
+#include "storage/zip/MeetingNames.hpp"
 #include "storage/zip/OtherFormats.hpp"
 #include "storage/zip/Pieces.hpp"
 #include "storage/zip/ZipConsistency.hpp"

@@ -3,7 +3,6 @@
 
 #include "storage/zip/ZipArchive.hpp"
 #include "storage/zip/ZipFaults.hpp"
-#include "storage/zip/ZipItems.hpp"
 
 namespace opc::storage {
 
@@ -14,10 +13,5 @@ namespace opc::storage {
 /// @param faults what `ZipOptions::consistent` lists.
 /// @throws opc::Exception what the faults throw.
 void checkConsistency(const ZipArchive& archive, const ZipFaults& faults);
-
-/// Finds items that a reader could confuse by their names, or read as the same part (`foldName`), and items below
-/// others that are not folders.
-/// @param items of the archive; those that are left out already are passed over.
-void checkMeetingNames(const ZipItems& items, const ZipArchive& archive, const ZipFaults& faults);
 
 } // namespace opc::storage
