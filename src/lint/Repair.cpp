@@ -13,6 +13,8 @@
 #include <boost/system/error_code.hpp>
 
 #include <algorithm>
+#include <set>
+#include <string>
 
 namespace opc::lint {
 
@@ -87,6 +89,10 @@ void plan(RepairWork& work, IPhysicalPackage& store, FindingList& findings) {
 
 void mendArchive(RepairWork& work, const std::vector<Finding>& findings) {
     const bool takes = work.getOptions().take.has_value();
+    std::set<std::string> unclear; // items that keep what their local header says of them
+    for (const Finding& finding : findings)
+        if (finding.rule == RuleId::HeadersAgree)
+            unclear.insert(finding.place.item);
     for (const Finding& finding : findings) {
         const bool isBeside = finding.rule == RuleId::ZipEndRecord && finding.blocks; // of the archive that is read
         if (finding.rule != RuleId::ZipHiddenData && !isBeside)
@@ -96,6 +102,8 @@ void mendArchive(RepairWork& work, const std::vector<Finding>& findings) {
             isBeside ? "keeps the archive that is read, alone" : "writes the archive without what belongs to no item";
         step.loss = isBeside ? "what the file has beside the archive" : "these bytes";
         step.deletes = true;
+        if (!isBeside && unclear.count(finding.place.item) != 0)
+            step.why = "the headers of the item disagree about what belongs to it";
         const bool isApplied = work.add(std::move(step), isBeside && takes);
         work.dropsSurroundings = work.dropsSurroundings || isApplied;
         work.losesSurroundings = work.losesSurroundings || (isBeside && !isApplied);
