@@ -25,6 +25,9 @@ public:
     bool isOpen() const { return number_ >= 0; }
     int get() const { return number_; }
 
+    /// Leaves the closing to the caller. @return the number.
+    int release() noexcept { return std::exchange(number_, -1); }
+
     /// Closes at once. @return what `close` returns.
     int close() { return ::close(std::exchange(number_, -1)); }
 

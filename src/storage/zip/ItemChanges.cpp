@@ -6,9 +6,6 @@
 #include "storage/zip/ReadLimits.hpp"
 #include "storage/zip/ZipArchive.hpp"
 
-#include <opc/core/Exception.hpp>
-#include <opc/core/Strings.hpp>
-
 #include <map>
 #include <optional>
 #include <utility>
@@ -19,15 +16,6 @@ using interfaces::CompressionType;
 using Change = interfaces::IPhysicalItems::Change;
 
 namespace {
-
-bool isUTF8(const std::string& text) {
-    try {
-        toString(text);
-        return true;
-    } catch (const Exception&) {
-        return false;
-    }
-}
 
 std::shared_ptr<const Content> toContent(const std::vector<unsigned char>& bytes) {
     auto content = std::make_shared<Content>();

@@ -1,12 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "storage/zip/ItemNames.hpp"
 
+#include <opc/core/Characters.hpp>
 #include <opc/core/ItemNames.hpp>
 #include <opc/core/Strings.hpp>
 
 #include <utility>
 
 namespace opc::storage {
+
+bool isUTF8(std::string_view name) {
+    std::size_t position = 0;
+    while (position < name.size())
+        if (detail::decodeUTF8(name, position) == detail::MALFORMED_SEQUENCE)
+            return false;
+    return true;
+}
 
 bool isContentTypesItem(std::string_view itemName) {
     const auto wide = [](std::string_view name) { return std::u16string(name.begin(), name.end()); };

@@ -13,6 +13,9 @@ namespace opc::storage {
 /// The item that holds the content types stream (ECMA-376-2 §7.3.7).
 inline constexpr std::string_view CONTENT_TYPES_ITEM = "[Content_Types].xml";
 
+/// Whether a name can be that of an item: it is UTF-8.
+bool isUTF8(std::string_view name);
+
 /// True for the item that holds the content types stream, in whatever case it is written.
 bool isContentTypesItem(std::string_view itemName);
 

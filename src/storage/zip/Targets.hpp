@@ -3,7 +3,7 @@
 
 #include "storage/Bytes.hpp"
 #include "storage/FileDescriptor.hpp"
-#include "storage/zip/FileIdentity.hpp"
+#include "storage/FileIdentity.hpp"
 
 #include <sys/types.h>
 
