@@ -80,7 +80,8 @@ void signAgain(DigitalSignatureData& data, const opc::crypto::RSAPrivateKey& key
     for (auto& reference : data.signedInfoReferences)
         for (const auto& object : data.objects)
             if (reference.uri.getFragment() == object.id) {
-                const std::string text = toDigestedText(object.xmlBytes);
+                std::string text;
+                forEachDigestedBlock(object.xmlBytes, [&text](std::string_view block) { text += block; });
                 reference.digestMethod = AlgorithmURIMap::getAlgorithmURI(DigestMethod::SHA256);
                 reference.digestValue = opc::toString(CryptoEngine::encodeBase64(digest(text, DigestMethod::SHA256)));
             }

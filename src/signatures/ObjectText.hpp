@@ -3,15 +3,15 @@
 
 #include "signatures/SignatureFormRules.hpp"
 
-#include <string>
+#include <functional>
 #include <string_view>
 
 namespace opc::model {
 
-/// The text of an object that is digested in the library's form: without the first declaration of the XML-DSig
-/// namespace, which serializing an object of a stored signature adds.
-/// @return UTF-8.
+/// Calls a function with the text of an object that is digested in the library's form, block by block: without the
+/// first declaration of the XML-DSig namespace, which serializing an object of a stored signature adds.
+/// @param take gets UTF-8.
 /// @throws opc::Exception for an unpaired surrogate.
-std::string toDigestedText(std::u16string_view xmlText);
+void forEachDigestedBlock(std::u16string_view xmlText, const std::function<void(std::string_view)>& take);
 
 } // namespace opc::model

@@ -3,6 +3,7 @@
 
 #include "model/ItemBytes.hpp"
 #include "signatures/Digests.hpp"
+#include "signatures/ObjectText.hpp"
 #include "xml/PlainXml.hpp"
 
 #include <opc/core/ByteArrayInAdaptor.hpp>
@@ -138,7 +139,7 @@ const std::vector<unsigned char>& PartDigester::digestPart(const Part& part, Dig
 
 PartDigester::Key PartDigester::keyOf(const Part& part, DigestMethod method, SignatureForm form) const {
     const bool omitsKeywords = form == SignatureForm::Library && part.getName() == coreProperties_;
-    return {toLowerASCIIString(part.getName().toString()), method, omitsKeywords};
+    return {part.getPhysicalPart(), method, omitsKeywords};
 }
 
 bool PartDigester::wasDigestedAhead(const Key& key, const Part& part) const {
@@ -182,20 +183,41 @@ std::vector<unsigned char> PartDigester::digestWithoutKeywords(const Part& part,
     return digestBytes(text, method);
 }
 
-std::vector<unsigned char> PartDigester::digestWhole(const Part& part, DigestMethod method) {
+template <class Read>
+std::vector<unsigned char> PartDigester::digestRead(DigestMethod method, Read read) {
     crypto::DigestEngine& digest = engine(method);
     try {
-        readItem(
-            *part.getInputStream(),
-            [&digest](const unsigned char* data, std::size_t size) {
-                digest.update(data, size);
-                return true;
-            });
+        read(digest);
     } catch (...) {
-        engines_.erase(method); // its state is that of a partial read
+        engines_.erase(method);
         throw;
     }
     return digest.finish();
+}
+
+std::vector<unsigned char> PartDigester::digestWhole(const Part& part, DigestMethod method) {
+    return digestRead(
+        method,
+        [&part](crypto::DigestEngine& digest) {
+            readItem(
+                *part.getInputStream(),
+                [&digest](const unsigned char* data, std::size_t size) {
+                    digest.update(data, size);
+                    return true;
+                });
+        });
+}
+
+std::vector<unsigned char> PartDigester::digestObject(std::u16string_view xmlText, DigestMethod method) {
+    return digestRead(
+        method,
+        [xmlText](crypto::DigestEngine& digest) {
+            forEachDigestedBlock(
+                xmlText,
+                [&digest](std::string_view block) {
+                    digest.update(reinterpret_cast<const unsigned char*>(block.data()), block.size());
+                });
+        });
 }
 
 } // namespace opc::model

@@ -45,16 +45,26 @@ public:
     /// @throws opc::Exception when the method is unknown.
     std::vector<unsigned char> digestBytes(std::string_view bytes, DigestMethod method);
 
+    /// The digest of the text of an object in the library's form (`forEachDigestedBlock`).
+    /// @throws opc::Exception when the method is unknown, or the text has an unpaired surrogate.
+    std::vector<unsigned char> digestObject(std::u16string_view xmlText, DigestMethod method);
+
 private:
     using Digest = std::vector<unsigned char>;
     /// Part, method, and whether the keywords are left out.
-    using Key = std::tuple<std::u16string, DigestMethod, bool>;
+    using Key = std::tuple<const interfaces::IPhysicalPart*, DigestMethod, bool>;
 
     Key keyOf(const Part& part, DigestMethod method, SignatureForm form) const;
     bool wasDigestedAhead(const Key& key, const Part& part) const;
     crypto::DigestEngine& engine(DigestMethod method);
     std::vector<unsigned char> digestWithoutKeywords(const Part& part, DigestMethod method);
     std::vector<unsigned char> digestWhole(const Part& part, DigestMethod method);
+
+    /// The digest of what a function reads.
+    /// @param read called with the engine. When it throws, the engine is not used again: its state is that of a partial
+    /// read.
+    template <class Read>
+    std::vector<unsigned char> digestRead(DigestMethod method, Read read);
 
     const Limits limits_;
     const PartName coreProperties_;

@@ -182,6 +182,7 @@ private:
             readManifestReference();
         if (data_.manifestReferences.empty())
             giveUp();
+        data_.manifestReferences.shrink_to_fit(); // there may be thousands
         text_.expect("</Manifest><SignatureProperties>");
         readTime(target);
         text_.expect("</SignatureProperties></Object>");

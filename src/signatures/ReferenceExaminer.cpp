@@ -153,13 +153,13 @@ bool coversWholePart(const ReferenceData& reference, const SignatureFormRules& f
                                     [&form](const auto& each) { return form.isRelationshipTransform(each); });
 }
 
-/// The text of an object that the library's form digests.
-std::string objectText(const DigitalSignatureData& signature, const std::u16string& id) {
+/// The text of an object, of which the library's form digests a part.
+const std::u16string& objectText(const DigitalSignatureData& signature, const std::u16string& id) {
     const auto found = std::find_if(signature.objects.begin(), signature.objects.end(),
                                     [&id](const auto& object) { return object.id == id; });
     if (found == signature.objects.end())
         throw InvalidSignature("XML signature: Could not find referenced object " + detail::toUTF8String(id, false));
-    return toDigestedText(found->xmlBytes);
+    return found->xmlBytes;
 }
 
 /// The canonical form of an element that the standard forms digest.
@@ -268,9 +268,9 @@ ReferenceReport ReferenceExaminer::examineObject(const ReferenceData& reference,
             const std::string& octets = elementOf(signature, report.target);
             return compareDigests(digester_.digestBytes(octets, digestMethodOf(reference)), report);
         }
-        const std::string bytes = objectText(signature, report.target);
+        const std::u16string& text = objectText(signature, report.target);
         throwIfTransformed(reference);
-        compareDigests(digester_.digestBytes(bytes, digestMethodOf(reference)), report);
+        compareDigests(digester_.digestObject(text, digestMethodOf(reference)), report);
         if (report.target == PACKAGE_OBJECT_ID)
             throwIfMisnamed(signature);
     });
@@ -390,7 +390,11 @@ std::vector<unsigned char> ReferenceExaminer::octetsOf(const DigitalSignatureDat
     const auto& inSignedInfo = signature.signedInfoReferences;
     if (index < inSignedInfo.size()) {
         const std::u16string id = inSignedInfo[index].uri.getFragment();
-        return toBytes(signature.form == SignatureForm::Library ? objectText(signature, id) : elementOf(signature, id));
+        if (signature.form != SignatureForm::Library)
+            return toBytes(elementOf(signature, id));
+        std::string octets;
+        forEachDigestedBlock(objectText(signature, id), [&octets](std::string_view block) { octets += block; });
+        return toBytes(octets);
     }
     index -= inSignedInfo.size();
     if (index >= signature.manifestReferences.size())

@@ -158,7 +158,7 @@ void addReferenceTo(const std::u16string& id, const char16_t* type, const std::s
     making.signature.signedInfoReferences.push_back(std::move(reference));
 }
 
-/// The text has no declaration of the XML-DSig namespace to be removed (`toDigestedText`).
+/// The text has no declaration of the XML-DSig namespace to be removed (`forEachDigestedBlock`).
 void addPackageObject(Making& making) {
     const std::string text = SignatureDocumentWriter::makePackageObject(making.signature);
     making.signature.objects.push_back({PACKAGE_OBJECT_ID, toString(text)});

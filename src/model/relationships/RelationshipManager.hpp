@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <map>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -35,73 +36,86 @@ public:
     void setUnreadable() noexcept { unreadable_ = true; }
 
     const URI& getSourceURI() const noexcept { return source_; }
-    const Map& getRelationships() const noexcept { return relationships_; }
+    const Map& getRelationships() const noexcept { return entries().relationships; }
     /// In the order of the part.
-    const std::vector<RawRelationship>& getRawRelationships() const noexcept { return raw_; }
-    std::size_t getEntryCount() const noexcept { return relationships_.size() + raw_.size(); }
+    const std::vector<RawRelationship>& getRawRelationships() const noexcept { return entries().raw; }
+    std::size_t getEntryCount() const noexcept { return getRelationships().size() + getRawRelationships().size(); }
     bool hasEntry(const std::u16string& id) const {
-        return relationships_.count(id) != 0 ||
-               std::any_of(
-                   raw_.begin(), raw_.end(), [&id](const RawRelationship& raw) { return raw.id == id; });
+        const auto& raw = getRawRelationships();
+        return getRelationships().count(id) != 0 ||
+               std::any_of(raw.begin(), raw.end(), [&id](const RawRelationship& each) { return each.id == id; });
     }
 
     /// @return false when the ID exists already; its relationship is kept.
     bool add(Relationship relationship) {
-        const auto [entry, isNew] = relationships_.try_emplace(relationship.getID(), std::move(relationship));
+        Entries& entries = makeEntries();
+        const auto [entry, isNew] = entries.relationships.try_emplace(relationship.getID(), std::move(relationship));
         if (isNew) {
-            cost_ += RelationshipsCost::of(entry->second);
-            origins_ += leadsToOrigin(entry->second) ? 1 : 0;
+            entries.cost += RelationshipsCost::of(entry->second);
+            entries.origins += leadsToOrigin(entry->second) ? 1 : 0;
         }
         return isNew;
     }
     /// Whether there is a relationship of the type that leads to a signature origin, without a search.
-    bool hasOrigin() const noexcept { return origins_ != 0; }
+    bool hasOrigin() const noexcept { return entries().origins != 0; }
     /// Attributes of the root of the part that it must not have.
-    const std::string& getRootAttributes() const noexcept { return rootAttributes_; }
-    void keepRootAttributes(std::string attributes) { rootAttributes_ = std::move(attributes); }
+    const std::string& getRootAttributes() const noexcept { return entries().rootAttributes; }
+    void keepRootAttributes(std::string attributes) { makeEntries().rootAttributes = std::move(attributes); }
 
     void keep(RawRelationship raw) {
+        Entries& entries = makeEntries();
         const RelationshipsCost cost = RelationshipsCost::of(raw);
-        raw_.push_back(std::move(raw));
-        cost_ += cost;
+        entries.raw.push_back(std::move(raw));
+        entries.cost += cost;
     }
     void eraseRaw(std::size_t index) noexcept {
-        cost_ -= RelationshipsCost::of(raw_[index]);
-        raw_.erase(raw_.begin() + static_cast<std::ptrdiff_t>(index));
+        entries_->cost -= RelationshipsCost::of(entries_->raw[index]);
+        entries_->raw.erase(entries_->raw.begin() + static_cast<std::ptrdiff_t>(index));
     }
     void erase(const std::u16string& id) noexcept {
-        const auto found = relationships_.find(id);
-        if (found == relationships_.end())
+        const auto found = getRelationships().find(id);
+        if (found == getRelationships().end())
             return;
-        cost_ -= RelationshipsCost::of(found->second);
-        origins_ -= leadsToOrigin(found->second) ? 1 : 0;
-        relationships_.erase(found);
+        entries_->cost -= RelationshipsCost::of(found->second);
+        entries_->origins -= leadsToOrigin(found->second) ? 1 : 0;
+        entries_->relationships.erase(found);
     }
     void clear() noexcept {
-        relationships_.clear();
-        raw_.clear();
-        rootAttributes_.clear();
+        entries_.reset();
         unreadable_ = false;
-        origins_ = 0;
-        cost_ = RelationshipsCost::ofNone();
     }
 
-    const RelationshipsCost& getCost() const noexcept { return cost_; }
+    const RelationshipsCost& getCost() const noexcept { return entries().cost; }
 
 private:
+    struct Entries {
+        Map relationships{};
+        std::vector<RawRelationship> raw{};
+        std::string rootAttributes{};
+        std::size_t origins = 0;
+        RelationshipsCost cost = RelationshipsCost::ofNone();
+    };
+
     static bool leadsToOrigin(const Relationship& relationship) noexcept {
         return relationship.type_ == wellknown::SIGNATURE_ORIGIN_RELATIONSHIP_TYPE;
     }
 
+    static const Entries& none() noexcept {
+        static const Entries entries;
+        return entries;
+    }
+    const Entries& entries() const noexcept { return entries_ ? *entries_ : none(); }
+    Entries& makeEntries() {
+        if (!entries_)
+            entries_ = std::make_unique<Entries>();
+        return *entries_;
+    }
+
+    URI source_;
+    std::unique_ptr<Entries> entries_; ///< null when there never was one, as for most parts
     bool modified_ = true;
     bool compact_ = false;
     bool unreadable_ = false;
-    std::size_t origins_ = 0;
-    URI source_;
-    Map relationships_;
-    std::vector<RawRelationship> raw_;
-    std::string rootAttributes_;
-    RelationshipsCost cost_ = RelationshipsCost::ofNone();
 };
 
 } // namespace opc::model

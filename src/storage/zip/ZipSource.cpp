@@ -11,7 +11,7 @@ namespace opc::storage {
 namespace {
 
 constexpr std::size_t MINIMUM_AHEAD = 4 * 1024;
-constexpr std::size_t MAXIMUM_AHEAD = 256 * 1024;
+constexpr std::size_t MAXIMUM_AHEAD = 64 * 1024;
 
 } // namespace
 
