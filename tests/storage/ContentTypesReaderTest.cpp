@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "storage/zip/ContentTypesReader.hpp"
+#include "storage/items/ContentTypesReader.hpp"
 
 #include "storage/Zips.hpp"
 

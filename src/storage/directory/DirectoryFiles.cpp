@@ -3,8 +3,8 @@
 
 #include "storage/Failure.hpp"
 #include "storage/FileAccess.hpp"
-#include "storage/zip/ItemNames.hpp"
-#include "storage/zip/ReadLimits.hpp"
+#include "storage/items/ItemNames.hpp"
+#include "storage/items/ReadLimits.hpp"
 
 #include <dirent.h>
 #include <fcntl.h>

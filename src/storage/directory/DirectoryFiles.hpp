@@ -4,7 +4,7 @@
 #include "storage/FileDescriptor.hpp"
 #include "storage/FileIdentity.hpp"
 #include "storage/ItemReader.hpp"
-#include "storage/zip/ZipFaults.hpp"
+#include "storage/items/ZipFaults.hpp"
 
 #include <opc/core/Limits.hpp>
 

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "storage/zip/ContentTypesReader.hpp"
-#include "storage/zip/ReadLimits.hpp"
+#include "storage/items/ReadLimits.hpp"
+#include "storage/items/ZipFaults.hpp"
+#include "storage/items/ZipItems.hpp"
 #include "storage/zip/ZipArchive.hpp"
-#include "storage/zip/ZipFaults.hpp"
-#include "storage/zip/ZipItems.hpp"
 
 namespace opc::storage {
 
@@ -19,14 +18,8 @@ public:
     /// Reads every item to its end.
     void checkContents(const ZipFaults& faults);
 
-    /// The content types stream, and the XML of the relationships.
-    /// @param types null when the stream cannot be read.
-    /// @param readsXml whether the items are read.
-    void checkContentTypes(const ContentTypes* types, const ZipFaults& faults, bool readsXml = true);
-
 private:
     void readToEnd(ZipEntry& entry);
-    void checkXml(ZipEntry& entry, bool isUsable, const ZipFaults& faults);
 
     ZipItems& items_;
     const ZipArchive& archive_;

@@ -2,8 +2,8 @@
 #include "storage/zip/ItemChanges.hpp"
 
 #include "storage/Failure.hpp"
-#include "storage/zip/ItemNames.hpp"
-#include "storage/zip/ReadLimits.hpp"
+#include "storage/items/ItemNames.hpp"
+#include "storage/items/ReadLimits.hpp"
 #include "storage/zip/ZipArchive.hpp"
 
 #include <map>

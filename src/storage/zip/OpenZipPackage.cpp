@@ -2,18 +2,13 @@
 #include "storage/zip/OpenZipPackage.hpp"
 
 #include "storage/Failure.hpp"
+#include "storage/items/ItemNames.hpp"
+#include "storage/items/MainPart.hpp"
 #include "storage/zip/ContentChecks.hpp"
-#include "storage/zip/ContentTypesReader.hpp"
 #include "storage/zip/ItemChanges.hpp"
-#include "storage/zip/ItemNames.hpp"
-#include "storage/zip/MainPart.hpp"
-#include "storage/zip/MeetingNames.hpp"
-#include "storage/zip/OtherFormats.hpp"
-#include "storage/zip/Pieces.hpp"
 #include "storage/zip/ReadAhead.hpp"
 #include "storage/zip/Threads.hpp"
 #include "storage/zip/ZipConsistency.hpp"
-#include "storage/zip/ZipNameRules.hpp"
 
 #include <opc/core/Exception.hpp>
 #include <opc/core/Findings.hpp>
@@ -55,31 +50,13 @@ ZipChanges::Added toAdded(const ZipEntry& entry) {
     return {entry.name, entry.bytes.getContent(), entry.bytes.compression(), entry.getLabel()};
 }
 
-/// Hands findings on, with the name of the part where there is one, and without what the open told already.
-class PartFindings final : public FindingSink {
-public:
-    PartFindings(ZipItems& items, FindingSink& sink) : items_(items), sink_(sink) {}
-
-    void found(const Finding& finding) override {
-        Finding named = finding;
-        const ZipEntry* entry = items_.findItem(finding.place.item);
-        if (entry && entry->kind == ZipItemKind::Part)
-            named.place.item = detail::toUTF8String(entry->partName(), false);
-        if (finding.rule != RuleId::NoDuplicateItem || !entry || (entry->reason.empty() && !entry->isOneOfSeveral))
-            sink_.found(named);
-    }
-
-private:
-    ZipItems& items_;
-    FindingSink& sink_;
-};
-
 } // namespace
 
 OpenZipPackage::OpenZipPackage(const ZipLocation& location, OpenMode mode,
                                const std::optional<std::filesystem::path>& output, FindingSink* sink)
     : location_(location), threads_(countThreads(location.options.threads)), opening_{mode},
-      limits_(location.options.limits) {
+      limits_(location.options.limits),
+      items_({location.label, "a ZIP file", location.options.consistent, location.options.take}, opening_, limits_) {
     if (!location_.bytes) {
         location_.file = absolutePath(location.file, location_.label);
         own_.emplace(location_.file, location_.label);
@@ -94,8 +71,10 @@ OpenZipPackage::OpenZipPackage(const ZipLocation& location, OpenMode mode,
         // What the option refuses is refused always.
         const ZipFaults faults(location_.label, location_.options.consistent ? nullptr : sink, true);
         openArchive(faults);
-        readItems(faults);
-        readContentTypes(faults);
+        items_.readNames(*archive_, faults);
+        if (location_.options.consistent)
+            contentChecks().checkContents(faults);
+        items_.readContentTypes(faults);
     }
 }
 
@@ -105,16 +84,13 @@ void OpenZipPackage::findAmbiguities(FindingSink& sink, bool readsContents) {
     PartFindings findings(items_, sink);
     const ZipFaults faults(location_.label, &findings, false);
     checkConsistency(*archive_, faults);
-    checkMeetingNames(items_, *archive_, faults);
-    std::optional<ContentTypes> read;
-    bool isPlain = false;
-    if (!types_)
-        read = readContentTypes(isPlain);
-    const ContentTypes* const types = types_ ? types_.get() : read ? &*read : nullptr;
-    contentChecks().checkContentTypes(types, faults, readsContents);
-    checkItemNames(items_, *archive_, items_.contentTypes() ? types : nullptr, faults);
+    items_.findAmbiguities(faults, readsContents);
     if (readsContents)
         contentChecks().checkContents(faults);
+}
+
+ContentChecks OpenZipPackage::contentChecks() {
+    return {items_, *archive_, limits_, threads_};
 }
 
 void OpenZipPackage::setOutput(const std::filesystem::path& file) {
@@ -126,92 +102,38 @@ void OpenZipPackage::setOutput(const std::filesystem::path& file) {
         output_.emplace(path, file.string());
 }
 
-std::vector<ZipItem> OpenZipPackage::getItems() const {
-    std::vector<ZipItem> result;
-    for (const ZipEntry& entry : items_.all()) {
-        const auto& content = entry.bytes.getContent();
-        if (!content && !entry.index)
-            continue;
-        ZipItem item{entry.name, {}, entry.kind, entry.pieces.size(), entry.size, entry.compressedSize};
-        if (entry.kind == ZipItemKind::Part)
-            item.partName = entry.partName();
-        else if (entry.kind == ZipItemKind::Other)
-            item.reason = explainOther(entry);
-        if (content) {
-            item.size = item.compressedSize = content->size();
-            item.pieces = 0;
-        }
-        result.push_back(std::move(item));
-    }
-    return result;
-}
-
 interfaces::IPhysicalInputStream* OpenZipPackage::getItemInputStream(const std::string& name) {
-    throwIfCreateOnly(labelOf(name));
-    ZipEntry* entry = items_.findItem(name);
-    if (!entry)
-        fail(Errc::no_such_file_or_directory, labelOf(name) + ": no such item");
-    return entry->bytes.getInputStream();
+    throwIfCreateOnly(items_.labelOf(name));
+    return items_.get(name).getInputStream();
 }
 
 interfaces::IPhysicalInputStream* OpenZipPackage::getItemInputStreamAt(std::size_t position) {
     throwIfCreateOnly(location_.label);
-    for (ZipEntry& entry : items_.all())
-        if ((entry.index || entry.bytes.getContent()) && position-- == 0)
-            return entry.bytes.getInputStream();
-    fail(Errc::no_such_file_or_directory, location_.label + ": no item at this position");
+    return items_.getAt(position).getInputStream();
 }
 
 interfaces::IPhysicalInputStream* OpenZipPackage::getContentTypeInputStream() {
     throwIfCreateOnly(location_.label);
-    if (!items_.contentTypes())
-        fail(Errc::no_such_file_or_directory, labelOf(CONTENT_TYPES_ITEM) + ": no such item");
-    return items_.contentTypes()->bytes.getInputStream();
+    return items_.getContentTypes().getInputStream();
 }
 
 interfaces::IPhysicalOutputStream* OpenZipPackage::getContentTypeOutputStream() {
     throwIfReadOnly();
-    if (hasTwoContentTypes_)
-        fail(Errc::file_exists, labelOf(CONTENT_TYPES_ITEM) + ": a duplicate content types stream exists already");
-    contentTypes_.reset();
+    if (items_.hasTwoContentTypes())
+        fail(Errc::file_exists,
+             items_.labelOf(CONTENT_TYPES_ITEM) + ": a duplicate content types stream exists already");
+    items_.forgetContentTypes();
     ZipEntry* entry = items_.contentTypes();
     if (!entry) {
-        entry = &items_.add(items_.all().begin(), *this, opening_, std::string(CONTENT_TYPES_ITEM), std::u16string());
+        entry = &items_.add(items_.all().begin(), items_, opening_, std::string(CONTENT_TYPES_ITEM), std::u16string());
         items_.setContentTypes(*entry);
     }
     return entry->bytes.getOutputStream();
 }
 
-std::vector<interfaces::IPhysicalPart*> OpenZipPackage::getParts() {
-    std::vector<interfaces::IPhysicalPart*> parts;
-    for (ZipEntry& entry : items_.all())
-        if (entry.kind == ZipItemKind::Part)
-            parts.push_back(&entry.bytes);
-    return parts;
-}
-
-std::vector<interfaces::IPhysicalItems::Item> OpenZipPackage::getStoredItems() const {
-    std::vector<interfaces::IPhysicalItems::Item> items;
-    for (std::uint64_t index = 0; archive_ && index < archive_->count(); ++index) {
-        ZipArchive::Item item = archive_->item(index);
-        items.push_back({std::move(item.name), item.size});
-    }
-    return items;
-}
-
 interfaces::IPhysicalInputStream* OpenZipPackage::getStoredItemInputStream(std::size_t position) {
     throwIfCreateOnly(location_.label);
-    if (position >= archive_->count())
-        fail(Errc::no_such_file_or_directory, location_.label + ": no item at this position");
-    const auto known = storedItems_.find(position);
-    if (known != storedItems_.end())
-        return known->second.bytes.getInputStream();
-    ZipArchive::Item item = archive_->item(position);
-    ZipEntry& entry =
-        storedItems_.try_emplace(position, *this, opening_, std::move(item.name), std::u16string()).first->second;
-    entry.index = position;
-    setSizes(entry, item);
-    return entry.bytes.getInputStream();
+    return items_.getStoredAt(position).getInputStream();
 }
 
 void OpenZipPackage::changeItems(const std::vector<interfaces::IPhysicalItems::Change>& changes,
@@ -241,7 +163,7 @@ bool OpenZipPackage::countAsRead(interfaces::IPhysicalPart& part) {
 ZipEntry* OpenZipPackage::findUnchanged(interfaces::IPhysicalPart& part) const {
     const auto* item = dynamic_cast<const StoredItem*>(&part);
     auto* entry = item ? dynamic_cast<ZipEntry*>(&item->getOrigin()) : nullptr;
-    const bool isItem = entry && &entry->owner == this && entry->index && entry->pieces.empty();
+    const bool isItem = entry && &entry->owner == &items_ && entry->index && entry->pieces.empty();
     return isItem && !entry->bytes.getContent() ? entry : nullptr;
 }
 
@@ -264,7 +186,7 @@ interfaces::IPhysicalPart* OpenZipPackage::createPart(const std::u16string& name
     std::string itemName = itemNameFor(name);
     auto type = std::make_shared<const std::u16string>(contentType);
     auto content = std::make_shared<const Content>(); // a part exists once it is created
-    ZipEntry& entry = items_.add(items_.all().end(), *this, opening_, std::move(itemName), name, compression);
+    ZipEntry& entry = items_.add(items_.all().end(), items_, opening_, std::move(itemName), name, compression);
     entry.kind = ZipItemKind::Part;
     entry.bytes.setContentType(std::move(type));
     entry.bytes.setContent(std::move(content));
@@ -298,7 +220,7 @@ interfaces::IPhysicalPart* OpenZipPackage::renamePart(const std::u16string& name
     const auto place = std::find_if(items_.all().begin(), items_.all().end(),
                                     [part](const ZipEntry& entry) { return &entry == part; });
     std::vector<std::uint64_t> pieces = part->pieces;
-    ZipEntry& renamed = items_.add(place, *this, opening_, std::move(itemName), newName, part->bytes.compression());
+    ZipEntry& renamed = items_.add(place, items_, opening_, std::move(itemName), newName, part->bytes.compression());
     renamed.kind = ZipItemKind::Part;
     renamed.index = part->index;
     renamed.isRenamed = part->isRenamed || renamed.name != part->name;
@@ -334,7 +256,7 @@ void OpenZipPackage::throwIfTaken(std::u16string_view name, std::string_view ite
 ZipEntry* OpenZipPackage::findMainPart(ZipEntry& relationships) {
     try {
         const auto& content = relationships.bytes.getContent();
-        const auto reader = content ? readContent(content) : readOriginal(relationships);
+        const auto reader = content ? readContent(content) : relationships.readOriginal();
         return items_.findPart(storage::findMainPart(*reader, limits_.get().xmlSize));
     } catch (const Exception&) {
         return nullptr; // no reason to refuse a save: the model reports the same failure
@@ -434,12 +356,8 @@ void OpenZipPackage::throwIfChanged() const {
         bytes_->throwIfChanged();
 }
 
-std::string OpenZipPackage::labelOf(std::string_view itemName) const {
-    return location_.label + ": " + inQuotes(itemName);
-}
-
 std::string OpenZipPackage::labelOf(std::u16string_view partName) const {
-    return labelOf(detail::toUTF8String(partName, false));
+    return items_.labelOf(detail::toUTF8String(partName, false));
 }
 
 /// @param partName of the part concerned; empty for the package.

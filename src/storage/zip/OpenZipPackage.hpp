@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "storage/items/OpenItems.hpp"
+#include "storage/items/ReadLimits.hpp"
+#include "storage/items/ZipFaults.hpp"
 #include "storage/zip/ArchivesInRow.hpp"
 #include "storage/zip/FileBytes.hpp"
-#include "storage/zip/ReadLimits.hpp"
 #include "storage/zip/Targets.hpp"
 #include "storage/zip/ZipArchive.hpp"
-#include "storage/zip/ZipFaults.hpp"
-#include "storage/zip/ZipItems.hpp"
 #include "storage/zip/ZipWriter.hpp"
 
 #include <opc/core/PlainContentTypes.hpp>
@@ -18,7 +18,6 @@
 
 #include <cstddef>
 #include <filesystem>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -28,8 +27,6 @@
 namespace opc::storage {
 
 class ContentChecks;
-class PieceGroups;
-struct PieceName;
 
 /// Where a ZIP package is kept: in a file, or in bytes.
 struct ZipLocation {
@@ -40,7 +37,7 @@ struct ZipLocation {
 };
 
 /// A ZIP package from its open to its close. The operations are those of `ZipPackage`.
-class OpenZipPackage final : public ZipItemOwner {
+class OpenZipPackage final {
 public:
     /// @param output as for `setOutput`; nothing: where the package is kept.
     /// @param sink null: what is wrong is thrown. Used by the constructor only.
@@ -50,21 +47,21 @@ public:
     void findAmbiguities(FindingSink& sink, bool readsContents);
 
     void setOutput(const std::filesystem::path& file);
-    std::vector<ZipItem> getItems() const;
+    std::vector<ZipItem> getItems() const { return items_.list(); }
     bool hasOtherItems(const std::u16string& extension) const { return items_.hasOthers(extension); }
     interfaces::IPhysicalInputStream* getItemInputStream(const std::string& name);
     interfaces::IPhysicalInputStream* getItemInputStreamAt(std::size_t position);
     interfaces::IPhysicalInputStream* getContentTypeInputStream();
     interfaces::IPhysicalOutputStream* getContentTypeOutputStream();
-    std::unique_ptr<detail::ContentTypeTable> takeContentTypes() { return std::move(contentTypes_); }
-    std::vector<interfaces::IPhysicalPart*> getParts();
+    std::unique_ptr<detail::ContentTypeTable> takeContentTypes() { return items_.takeContentTypes(); }
+    std::vector<interfaces::IPhysicalPart*> getParts() { return items_.getParts(); }
     interfaces::IPhysicalPart* createPart(const std::u16string& name, const std::u16string& contentType,
                                           interfaces::CompressionType compression);
     void deletePart(const std::u16string& name);
     interfaces::IPhysicalPart* renamePart(const std::u16string& name, const std::u16string& newName);
 
     // Those of `IPhysicalItems`.
-    std::vector<interfaces::IPhysicalItems::Item> getStoredItems() const;
+    std::vector<interfaces::IPhysicalItems::Item> getStoredItems() const { return items_.getStored(); }
     interfaces::IPhysicalInputStream* getStoredItemInputStream(std::size_t position);
     void changeItems(const std::vector<interfaces::IPhysicalItems::Change>& changes, bool dropsSurroundings);
 
@@ -83,26 +80,12 @@ private:
     std::unique_ptr<PackageBytes> openBytes();
     void openArchive(const ZipFaults& faults);
     bool chooseArchive(const ZipFaults& faults);
-    void readItems(const ZipFaults& faults);
-    void addItems(std::vector<ZipArchive::Item> items, const PieceGroups& groups, const ZipFaults& faults);
-    void addInterleavedPart(const PieceName& first, const std::vector<ZipArchive::Item>& items,
-                            const PieceGroups& groups, const ZipFaults& faults);
-    void findContentTypes(const ZipFaults& faults);
     ContentChecks contentChecks();
     ZipEntry* findUnchanged(interfaces::IPhysicalPart& part) const;
     void removeItem(ZipEntry& item);
     std::string itemNameFor(const std::u16string& name, const ZipEntry* renamed = nullptr);
     void throwIfTaken(std::u16string_view name, std::string_view itemName, const ZipEntry* renamed);
     void throwIfBeyondLimits(const ZipChanges& changes) const;
-    ZipEntry& addItem(std::uint64_t index, ZipArchive::Item&& item, std::vector<std::uint64_t> pieces,
-                      const ZipFaults& faults);
-    void setSizes(ZipEntry& entry, const ZipArchive::Item& item);
-    std::string readMediaType();
-    std::optional<ContentTypes> readPlainContentTypes(ZipEntry& stream);
-    std::optional<ContentTypes> readContentTypes(bool& isPlain);
-    void readContentTypes(const ZipFaults& faults);
-    std::unique_ptr<ItemReader> readOriginal(ZipEntry& entry) override;
-    std::string labelOf(std::string_view itemName) const override;
     std::string labelOf(std::u16string_view partName) const;
     void throwIfReadOnly(std::u16string_view partName = {}) const;
     void throwIfCreateOnly(const std::string& label) const;
@@ -123,18 +106,14 @@ private:
     std::optional<Destination> own_;      ///< nothing for a package in bytes
     std::optional<Destination> output_;   ///< elsewhere
     bool isOutputSet_ = false;            ///< it is written even when nothing was changed
-    bool hasTwoContentTypes_ = false;     ///< of several content types streams, none is read
     std::unique_ptr<FileBytes> replaced_; ///< what a created package replaces
     ReadLimits limits_;
-    std::unique_ptr<PackageBytes> bytes_;                    ///< null in a created package, like the archive
-    std::unique_ptr<ArchiveBytes> taken_;                    ///< of them, those of the archive; null: all
-    std::unique_ptr<ZipArchive> archive_;                    ///< destroyed before the bytes
-    ZipItems items_;                                         ///< its readers are destroyed before the archive
-    std::map<std::size_t, ZipEntry> storedItems_;            ///< those that were asked for, as they are in the archive
-    std::optional<ZipChanges> itemChanges_;                  ///< instead of those to parts
-    std::vector<std::uint64_t> deleted_;                     ///< indexes in the archive
-    std::unique_ptr<detail::ContentTypeTable> contentTypes_; ///< null when the stream is not plain, or was written
-    std::shared_ptr<const ContentTypes> types_;              ///< as opened, when that was tolerant and it is plain
+    std::unique_ptr<PackageBytes> bytes_;   ///< null in a created package, like the archive
+    std::unique_ptr<ArchiveBytes> taken_;   ///< of them, those of the archive; null: all
+    std::unique_ptr<ZipArchive> archive_;   ///< destroyed before the bytes
+    OpenItems items_;                       ///< its readers are destroyed before the archive
+    std::optional<ZipChanges> itemChanges_; ///< instead of those to parts
+    std::vector<std::uint64_t> deleted_;    ///< indexes in the archive
 };
 
 } // namespace opc::storage

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "storage/zip/ReadLimits.hpp"
+#include "storage/items/ReadLimits.hpp"
+#include "storage/items/ZipItems.hpp"
 #include "storage/zip/ZipArchive.hpp"
-#include "storage/zip/ZipItems.hpp"
 
 #include <opc/core/interfaces/IPhysicalParallelReading.hpp>
 

@@ -2,7 +2,7 @@
 #include "storage/zip/ZipArchive.hpp"
 
 #include "storage/Failure.hpp"
-#include "storage/zip/OtherFormats.hpp"
+#include "storage/items/OtherFormats.hpp"
 #include "storage/zip/ZipErrors.hpp"
 
 #include <zlib.h>
@@ -58,32 +58,6 @@ private:
     std::string label_;
     std::uint64_t left_; ///< bytes that remain
     std::unique_ptr<zip_file_t, FileCloser> file_;
-};
-
-/// Reads items in a row.
-class ItemsReader final : public ItemReader {
-public:
-    ItemsReader(const ZipArchive& archive, std::vector<std::uint64_t> indexes, std::string label)
-        : archive_(archive), indexes_(std::move(indexes)), label_(std::move(label)) {}
-
-    std::size_t read(unsigned char* buffer, std::size_t size) override {
-        while (size > 0) {
-            const std::size_t count = current_ ? current_->read(buffer, size) : 0;
-            if (count > 0)
-                return count;
-            if (next_ == indexes_.size())
-                return 0;
-            current_ = archive_.read(indexes_[next_++], label_);
-        }
-        return 0;
-    }
-
-private:
-    const ZipArchive& archive_;
-    const std::vector<std::uint64_t> indexes_;
-    const std::string label_;
-    std::size_t next_ = 0;
-    std::unique_ptr<ItemReader> current_;
 };
 
 void readStored(const Bytes& file, const DirectoryRecord& record, std::uint64_t content, const TakeBytes& take,
@@ -175,10 +149,6 @@ std::unique_ptr<ItemReader> ZipArchive::read(std::uint64_t index, const std::str
         std::make_unique<ZipItemReader>(zip_.get(), index, directory_.records()[index].size, *source_, itemLabel);
     throwIfOverlapping(index, itemLabel);
     return reader;
-}
-
-std::unique_ptr<ItemReader> ZipArchive::read(std::vector<std::uint64_t> indexes, const std::string& itemLabel) const {
-    return std::make_unique<ItemsReader>(*this, std::move(indexes), itemLabel);
 }
 
 void ZipArchive::readWhole(std::uint64_t index, const TakeBytes& take) const {

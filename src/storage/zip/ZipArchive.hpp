@@ -2,7 +2,7 @@
 #pragma once
 
 #include "storage/Bytes.hpp"
-#include "storage/StoredItem.hpp"
+#include "storage/items/ItemArchive.hpp"
 #include "storage/zip/DeflateStream.hpp"
 #include "storage/zip/ZipDirectory.hpp"
 #include "storage/zip/ZipSource.hpp"
@@ -21,43 +21,37 @@ struct ZipDiscarder {
 using ZipHandle = std::unique_ptr<zip_t, ZipDiscarder>;
 
 /// A ZIP file that is open for reading. Items are identified by their index in the central directory.
-class ZipArchive {
+class ZipArchive final : public ItemArchive {
 public:
-    struct Item {
-        std::string name; ///< UTF-8; a name in the old IBM code page is converted
-        std::uint64_t size = 0;
-        std::uint64_t compressedSize = 0;
-    };
-
     /// @param bytes outlive the archive.
     /// @param label starts the messages.
     /// @throws opc::Exception bad_message for a file that is not a ZIP file, or is ambiguous.
     ZipArchive(const Bytes& bytes, std::string label);
 
-    std::uint64_t count() const;
-    Item item(std::uint64_t index) const;
+    std::uint64_t count() const override;
 
-    /// The name as read by programs that decode every name not marked as UTF-8 by the old IBM code page.
-    std::string strictName(std::uint64_t index) const;
+    /// A name in the old IBM code page is converted.
+    Item item(std::uint64_t index) const override;
+
+    std::uint64_t storedSize() const override { return bytes_.size(); }
+    std::string_view storedName(std::uint64_t index) const override {
+        return zipformat::viewOf(directory_.records()[index].name());
+    }
+    std::string strictName(std::uint64_t index) const override;
+    std::uint64_t place(std::uint64_t index) const override { return directory_.records()[index].localHeader; }
 
     /// The comment of an item, in UTF-8.
     std::string comment(std::uint64_t index) const;
 
-    /// Reads an item from its start. Any number of readers may be in use at the same time; none outlives the
-    /// archive.
-    /// @param itemLabel starts the messages.
     /// @throws opc::Exception not_supported for encrypted content or an unknown compression method; by the
     ///         reader, bad_message for damaged content.
-    std::unique_ptr<ItemReader> read(std::uint64_t index, const std::string& itemLabel) const;
+    std::unique_ptr<ItemReader> read(std::uint64_t index, const std::string& itemLabel) const override;
 
     /// Delivers the content of an item, and checks it. Any number of threads may do so at the same time, also while one
     /// uses the other functions.
     /// @throws opc::Exception when the content is damaged, or has a form that is left to `read`, which tells what is
     /// wrong.
     void readWhole(std::uint64_t index, const TakeBytes& take) const;
-
-    /// Reads several items, one behind the other.
-    std::unique_ptr<ItemReader> read(std::vector<std::uint64_t> indexes, const std::string& itemLabel) const;
 
     const std::string& getLabel() const { return label_; }
     const ZipDirectory& getDirectory() const { return directory_; }

@@ -2,7 +2,7 @@
 #include "storage/zip/ZipConsistency.hpp"
 
 #include "storage/Failure.hpp"
-#include "storage/zip/OtherFormats.hpp"
+#include "storage/items/OtherFormats.hpp"
 
 #include <algorithm>
 #include <bit>

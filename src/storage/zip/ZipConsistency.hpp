@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "storage/items/ZipFaults.hpp"
 #include "storage/zip/ZipArchive.hpp"
-#include "storage/zip/ZipFaults.hpp"
 
 namespace opc::storage {
 

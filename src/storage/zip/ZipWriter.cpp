@@ -4,7 +4,7 @@
 #include "storage/Compression.hpp"
 #include "storage/Deflater.hpp"
 #include "storage/Failure.hpp"
-#include "storage/zip/ReadLimits.hpp"
+#include "storage/items/ReadLimits.hpp"
 #include "storage/zip/ZipArchive.hpp"
 #include "storage/zip/ZipFormat.hpp"
 

@@ -3,7 +3,7 @@
 
 #include "storage/CaselessLess.hpp"
 #include "storage/StoredItem.hpp"
-#include "storage/zip/ReadLimits.hpp"
+#include "storage/items/ReadLimits.hpp"
 
 #include <opc/core/interfaces/CompressionType.hpp>
 #include <opc/storage/zip/ZipItem.hpp>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "storage/zip/MeetingNames.hpp"
+#include "storage/items/MeetingNames.hpp"
 
 #include "storage/Failure.hpp"
 
@@ -17,8 +17,6 @@
 #include <vector>
 
 namespace opc::storage {
-
-using namespace zipformat;
 
 namespace {
 
@@ -55,8 +53,8 @@ std::vector<std::string> foldedNames(std::string_view name) {
 
 /// A name as it stands there, without the byte that is a blank in the old IBM code page, and that some programs leave
 /// out.
-std::string withoutBlankBytes(ByteSpan name) {
-    std::string text(viewOf(name));
+std::string withoutBlankBytes(std::string_view name) {
+    std::string text(name);
     std::erase(text, '\xFF');
     return text;
 }
@@ -64,7 +62,7 @@ std::string withoutBlankBytes(ByteSpan name) {
 /// Finds items whose names meet. Each item tells the first other one.
 class MeetingNames {
 public:
-    MeetingNames(const ZipItems& items, const ZipArchive& archive, const ZipFaults& faults)
+    MeetingNames(const ZipItems& items, const ItemArchive& archive, const ZipFaults& faults)
         : items_(items), archive_(archive), faults_(faults) {}
 
     void check() {
@@ -114,12 +112,11 @@ private:
 
     template <class Take>
     void forEachStoredName(const ZipEntry& entry, std::uint64_t index, std::string_view name, const Take& take) const {
-        const DirectoryRecord& record = archive_.getDirectory().records()[index];
-        const std::string_view stored = viewOf(record.name());
+        const std::string_view stored = archive_.storedName(index);
         take(Owner{std::string(name), &entry, stored});
         if (stored != name)
-            take(Owner{withoutBlankBytes(record.name()), &entry, stored});
-        if (!isASCII(record.name()))
+            take(Owner{withoutBlankBytes(stored), &entry, stored});
+        if (std::ranges::any_of(stored, [](char c) { return static_cast<unsigned char>(c) > 0x7F; }))
             take(Owner{archive_.strictName(index), &entry, stored});
     }
 
@@ -163,7 +160,7 @@ private:
     }
 
     const ZipItems& items_;
-    const ZipArchive& archive_;
+    const ItemArchive& archive_;
     const ZipFaults& faults_;
     std::map<std::string, Owner> folded_;
     const ZipEntry* told_ = nullptr; ///< the last item that met another one
@@ -171,7 +168,7 @@ private:
 
 } // namespace
 
-void checkMeetingNames(const ZipItems& items, const ZipArchive& archive, const ZipFaults& faults) {
+void checkMeetingNames(const ZipItems& items, const ItemArchive& archive, const ZipFaults& faults) {
     MeetingNames(items, archive, faults).check();
 }
 

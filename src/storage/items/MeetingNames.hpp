@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "storage/zip/ZipArchive.hpp"
-#include "storage/zip/ZipFaults.hpp"
-#include "storage/zip/ZipItems.hpp"
+#include "storage/items/ItemArchive.hpp"
+#include "storage/items/ZipFaults.hpp"
+#include "storage/items/ZipItems.hpp"
 
 namespace opc::storage {
 
 /// Finds items that a reader could confuse by their names, or read as the same part (`foldName`), and items below
 /// others that are not folders.
 /// @param items of the archive; those that are left out already are passed over.
-void checkMeetingNames(const ZipItems& items, const ZipArchive& archive, const ZipFaults& faults);
+void checkMeetingNames(const ZipItems& items, const ItemArchive& archive, const ZipFaults& faults);
 
 } // namespace opc::storage

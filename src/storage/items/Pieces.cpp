@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "storage/zip/Pieces.hpp"
+#include "storage/items/Pieces.hpp"
 
 #include <opc/core/Characters.hpp>
 

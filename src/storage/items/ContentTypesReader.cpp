@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "storage/zip/ContentTypesReader.hpp"
+#include "storage/items/ContentTypesReader.hpp"
 
 #include "storage/CaselessLess.hpp"
 #include "storage/Failure.hpp"
-#include "storage/zip/ItemNames.hpp"
-#include "storage/zip/XmlElements.hpp"
+#include "storage/items/ItemNames.hpp"
+#include "storage/items/XmlElements.hpp"
 
 #include <opc/core/Exception.hpp>
 #include <opc/core/FoldedNames.hpp>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "storage/zip/OtherFormats.hpp"
+#include "storage/items/OtherFormats.hpp"
 
 #include "storage/Failure.hpp"
 #include "storage/zip/ZipFormat.hpp"

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "storage/zip/ContentTypesReader.hpp"
-#include "storage/zip/ZipArchive.hpp"
-#include "storage/zip/ZipFaults.hpp"
-#include "storage/zip/ZipItems.hpp"
+#include "storage/items/ContentTypesReader.hpp"
+#include "storage/items/ItemArchive.hpp"
+#include "storage/items/ZipFaults.hpp"
+#include "storage/items/ZipItems.hpp"
 
 namespace opc::storage {
 
@@ -12,7 +12,7 @@ namespace opc::storage {
 /// it.
 /// @param items of the archive; new ones are passed over.
 /// @param types null when there are none.
-void checkItemNames(const ZipItems& items, const ZipArchive& archive, const ContentTypes* types,
+void checkItemNames(const ZipItems& items, const ItemArchive& archive, const ContentTypes* types,
                     const ZipFaults& faults);
 
 /// What is said of a part in pieces.

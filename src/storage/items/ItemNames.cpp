@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "storage/zip/ItemNames.hpp"
+#include "storage/items/ItemNames.hpp"
 
 #include <opc/core/Characters.hpp>
 #include <opc/core/ItemNames.hpp>

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "storage/ItemReader.hpp"
-#include "storage/zip/ZipFaults.hpp"
+#include "storage/items/ZipFaults.hpp"
 
 #include <opc/core/PlainContentTypes.hpp>
 

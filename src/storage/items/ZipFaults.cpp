@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "storage/zip/ZipFaults.hpp"
+#include "storage/items/ZipFaults.hpp"
 
 #include "storage/Failure.hpp"
 

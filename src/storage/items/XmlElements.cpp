@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "storage/zip/XmlElements.hpp"
+#include "storage/items/XmlElements.hpp"
 
 #include <opc/core/Strings.hpp>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "storage/zip/MainPart.hpp"
+#include "storage/items/MainPart.hpp"
 
-#include "storage/zip/XmlElements.hpp"
+#include "storage/items/XmlElements.hpp"
 
 #include <algorithm>
 #include <array>

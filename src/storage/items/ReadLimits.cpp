@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "storage/zip/ReadLimits.hpp"
+#include "storage/items/ReadLimits.hpp"
 
 #include "storage/Failure.hpp"
 

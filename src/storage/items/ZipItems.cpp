@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "storage/zip/ZipItems.hpp"
+#include "storage/items/ZipItems.hpp"
 
 #include "storage/Failure.hpp"
-#include "storage/zip/ContentTypesReader.hpp"
-#include "storage/zip/ItemNames.hpp"
-#include "storage/zip/Pieces.hpp"
-#include "storage/zip/ZipFaults.hpp"
+#include "storage/items/ContentTypesReader.hpp"
+#include "storage/items/ItemNames.hpp"
+#include "storage/items/Pieces.hpp"
+#include "storage/items/ZipFaults.hpp"
 
 #include <opc/core/FoldedNames.hpp>
 #include <opc/core/PartNames.hpp>

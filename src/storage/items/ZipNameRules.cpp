@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "storage/zip/ZipNameRules.hpp"
+#include "storage/items/ZipNameRules.hpp"
 
 #include "storage/Failure.hpp"
-#include "storage/zip/ItemNames.hpp"
-#include "storage/zip/Pieces.hpp"
+#include "storage/items/ItemNames.hpp"
+#include "storage/items/Pieces.hpp"
 
 #include <opc/core/Characters.hpp>
 #include <opc/core/FoldedNames.hpp>
@@ -70,7 +70,7 @@ RuleId toRule(detail::PartNameRule rule) {
 
 class NamesCheck {
 public:
-    NamesCheck(const ZipArchive& archive, const ContentTypes* types, const ZipFaults& faults)
+    NamesCheck(const ItemArchive& archive, const ContentTypes* types, const ZipFaults& faults)
         : archive_(archive), types_(types), faults_(faults) {}
 
     void check(const ZipEntry& entry) {
@@ -113,7 +113,7 @@ private:
 
     void checkPieces(const ZipEntry& entry) const {
         add(RuleId::InterleavedPart, entry, IN_PIECES);
-        const auto place = [&](std::uint64_t piece) { return archive_.getDirectory().records()[piece].localHeader; };
+        const auto place = [&](std::uint64_t piece) { return archive_.place(piece); };
         if (!std::ranges::is_sorted(entry.pieces, {}, place))
             add(RuleId::PieceOrder, entry, "the pieces are not in the order of their numbers");
     }
@@ -142,7 +142,7 @@ private:
         }
     }
 
-    const ZipArchive& archive_;
+    const ItemArchive& archive_;
     const ContentTypes* types_;
     const ZipFaults& faults_;
     std::set<std::string> incomplete_; ///< the prefixes of pieces, folded
@@ -150,7 +150,7 @@ private:
 
 } // namespace
 
-void checkItemNames(const ZipItems& items, const ZipArchive& archive, const ContentTypes* types,
+void checkItemNames(const ZipItems& items, const ItemArchive& archive, const ContentTypes* types,
                     const ZipFaults& faults) {
     NamesCheck check(archive, types, faults);
     for (const ZipEntry& entry : items.all())
