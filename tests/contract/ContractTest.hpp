@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 
 namespace opc::test {
@@ -19,6 +20,13 @@ protected:
     void save() {
         writeContentTypes(package);
         package.close(false);
+    }
+
+    /// The names of parts as a package that is open for reading only has them.
+    static std::vector<std::string> asRead(std::vector<std::string> names) {
+        if (GetParam().isSorted)
+            std::sort(names.begin(), names.end());
+        return names;
     }
 
     /// Stores a package of these parts and closes it.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "storage/Zips.hpp"
-#include "storage/zip/FileBytes.hpp"
 #include "storage/items/OtherFormats.hpp"
+#include "storage/zip/FileBytes.hpp"
 #include "support/Process.hpp"
 
 #include <zip.h>

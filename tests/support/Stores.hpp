@@ -3,6 +3,7 @@
 
 #include "support/PhysicalAccess.hpp"
 #include "support/TemporaryFolder.hpp"
+#include "support/UnpackedPackage.hpp"
 
 #include <opc/storage/memory/MemoryPackage.hpp>
 #include <opc/storage/zip/ZipPackage.hpp>
@@ -37,7 +38,8 @@ struct StoreKind {
 
     std::string name;
     std::function<interfaces::IPhysicalPackage*(Store&)> create;
-    Errc openingNothing; ///< how reading fails when nothing was stored yet
+    Errc openingNothing;   ///< how reading fails when nothing was stored yet
+    bool isSorted = false; ///< whether what is open for reading only has the order of its names
 };
 
 inline void PrintTo(const StoreKind& kind, std::ostream* stream) {
@@ -55,6 +57,8 @@ inline std::vector<StoreKind> allStores() {
         {"ZipFile", [](Store& store) { return new ZipPackage(store.file); }, missing},
         {"SpillingZipFile", [spilling](Store& store) { return new ZipPackage(store.file, spilling); }, missing},
         {"ZipBytes", [](Store& store) { return new ZipPackage(store.memory); }, Errc::bad_message},
+        {"Folder", [](Store& store) { return new UnpackedPackage(store.file, store.folder / "unpacked"); }, missing,
+         true},
     };
 }
 

@@ -152,7 +152,7 @@ private:
     }
 
     void count(const std::string& path) {
-        limits_.checkItems(++count_, label_);
+        limits_.checkItems(++count_, label_, "the folder");
         limits_.checkName(path, label_);
         namesSize_ += path.size();
         if (namesSize_ > NAMES_SIZE && namesSize_ / NAME_SIZE > limits_.get().items)

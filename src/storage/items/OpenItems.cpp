@@ -103,7 +103,7 @@ void OpenItems::findContentTypes(const ZipFaults& faults) {
         const auto hasItem = [this](std::string_view name) { return findItem(name) != nullptr; };
         const std::string kind = findOtherZip(hasItem, readMediaType());
         const std::string what = "no item \"[Content_Types].xml\"";
-        const std::string said = (kind.empty() ? how_.kind : kind) + ", not a package: " + what;
+        const std::string said = (kind.empty() ? how_.kind : how_.ofKind + kind) + ", not a package: " + what;
         if (!kind.empty())
             fail(Errc::bad_message, how_.label + ": " + said);
         faults.add({RuleId::ContentTypesMissing, {}, what, said});

@@ -30,9 +30,10 @@ struct PieceName;
 
 /// How the items of a package are opened.
 struct ItemsOpening {
-    std::string label; ///< of the package; starts the messages
-    const char* kind;  ///< of what it is stored in: "a ZIP file"
-    bool consistent;   ///< as of the `ZipOptions`
+    std::string label;  ///< of the package; starts the messages
+    const char* kind;   ///< of what it is stored in: "a ZIP file"
+    const char* ofKind; ///< stands before the name of another format of such files: "", "the content of "
+    bool consistent;    ///< as of the `ZipOptions`
     ZipOptions::Take take;
 };
 

@@ -10,7 +10,7 @@ namespace opc::storage {
 
 namespace {
 
-[[noreturn]] void failAt(std::uint64_t limit, const std::string& label, const char* what, const char* name) {
+[[noreturn]] void failAt(std::uint64_t limit, const std::string& label, const std::string& what, const char* name) {
     fail(Errc::file_too_large, label + ": " + what + std::to_string(limit) + " (limit " + name + ")");
 }
 
@@ -36,9 +36,9 @@ private:
 
 } // namespace
 
-void ReadLimits::checkItems(std::uint64_t count, const std::string& label) const {
+void ReadLimits::checkItems(std::uint64_t count, const std::string& label, const char* holder) const {
     if (count > limits_.items)
-        failAt(limits_.items, label, "the file has more items than ", "items");
+        failAt(limits_.items, label, std::string(holder) + " has more items than ", "items");
 }
 
 void ReadLimits::checkName(std::string_view name, const std::string& label) const {

@@ -28,7 +28,7 @@ public:
     const Limits& get() const { return limits_; }
 
     /// @throws opc::Exception file_too_large
-    void checkItems(std::uint64_t count, const std::string& label) const;
+    void checkItems(std::uint64_t count, const std::string& label, const char* holder = "the file") const;
     void checkName(std::string_view name, const std::string& label) const;
     void checkRelationshipsName(std::u16string_view name, const std::string& label) const;
 

@@ -56,7 +56,8 @@ OpenZipPackage::OpenZipPackage(const ZipLocation& location, OpenMode mode,
                                const std::optional<std::filesystem::path>& output, FindingSink* sink)
     : location_(location), threads_(countThreads(location.options.threads)), opening_{mode},
       limits_(location.options.limits),
-      items_({location.label, "a ZIP file", location.options.consistent, location.options.take}, opening_, limits_) {
+      items_({location.label, "a ZIP file", "", location.options.consistent, location.options.take}, opening_,
+             limits_) {
     if (!location_.bytes) {
         location_.file = absolutePath(location.file, location_.label);
         own_.emplace(location_.file, location_.label);

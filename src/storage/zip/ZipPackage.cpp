@@ -54,14 +54,6 @@ std::vector<ZipItem> ZipPackage::getItems() const {
     return impl_->opened().getItems();
 }
 
-std::vector<std::string> ZipPackage::getOtherItems() const {
-    std::vector<std::string> names;
-    for (ZipItem& item : getItems())
-        if (item.kind == ZipItemKind::Other)
-            names.push_back(std::move(item.name));
-    return names;
-}
-
 interfaces::IPhysicalInputStream* ZipPackage::getItemInputStream(const std::string& name) {
     return impl_->opened().getItemInputStream(name);
 }

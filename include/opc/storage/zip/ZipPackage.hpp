@@ -2,13 +2,9 @@
 #pragma once
 
 #include <opc/core/Export.hpp>
-#include <opc/core/interfaces/IPhysicalContentTypes.hpp>
-#include <opc/core/interfaces/IPhysicalFindings.hpp>
-#include <opc/core/interfaces/IPhysicalItems.hpp>
-#include <opc/core/interfaces/IPhysicalOtherItems.hpp>
-#include <opc/core/interfaces/IPhysicalPackage.hpp>
 #include <opc/core/interfaces/IPhysicalParallelReading.hpp>
 #include <opc/core/interfaces/IPhysicalRenaming.hpp>
+#include <opc/storage/ItemPackage.hpp>
 #include <opc/storage/zip/ZipItem.hpp>
 #include <opc/storage/zip/ZipOptions.hpp>
 
@@ -66,11 +62,7 @@ namespace opc::storage {
 /// - the code of the system for its failures: no_such_file_or_directory (at open the file, at a save the folder),
 ///   permission_denied (at open also for a file that read-write mode may not write), no_space_on_device, …. Content
 ///   that could not be kept until the save makes every save fail, until it is rewritten or its part is deleted.
-class OPCRAFT_API ZipPackage final : public interfaces::IPhysicalPackage,
-                                     public interfaces::IPhysicalOtherItems,
-                                     public interfaces::IPhysicalContentTypes,
-                                     public interfaces::IPhysicalFindings,
-                                     public interfaces::IPhysicalItems,
+class OPCRAFT_API ZipPackage final : public ItemPackage,
                                      public interfaces::IPhysicalRenaming,
                                      public interfaces::IPhysicalParallelReading {
 public:
@@ -93,23 +85,10 @@ public:
     /// @throws opc::Exception operation_not_permitted in a read-only package; before the open, the open throws it.
     void setOutput(const std::filesystem::path& file);
 
-    /// Every item in the order of the file, then new ones, without deleted ones.
-    /// @throws opc::Exception bad_file_descriptor when the package is closed.
-    std::vector<ZipItem> getItems() const;
-
-    /// The names of the items that are not parts, in the order of the file.
-    /// @throws opc::Exception bad_file_descriptor when the package is closed.
-    std::vector<std::string> getOtherItems() const;
-
-    /// Reads an item of any kind by its exact item name. The stream is the package's own: the same one at every
-    /// call for an item, valid until the package is closed.
-    /// @throws opc::Exception no_such_file_or_directory when there is no such item, bad_file_descriptor when the
-    ///         package is closed, operation_not_permitted when it was opened for create only.
-    interfaces::IPhysicalInputStream* getItemInputStream(const std::string& name);
-
-    /// The same by the position in `getItems`: items may have equal names.
-    /// @throws opc::Exception no_such_file_or_directory when there are not so many items; else as the above.
-    interfaces::IPhysicalInputStream* getItemInputStreamAt(std::size_t position);
+    // The order of the store is that of the central directory.
+    std::vector<ZipItem> getItems() const override;
+    interfaces::IPhysicalInputStream* getItemInputStream(const std::string& name) override;
+    interfaces::IPhysicalInputStream* getItemInputStreamAt(std::size_t position) override;
 
     /// What the sink is told is not refused then:
     /// - items of the same part: the one that `ZipOptions::take` names is the part, and to delete it deletes all of
