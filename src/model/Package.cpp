@@ -382,8 +382,8 @@ void Package::throwIfPartAlreadyExists(const PartName& name) const {
         throw PartAlreadyExists(withName("Cannot use a part name that already exists: ", name));
 }
 
-void Package::throwIfDerivedFromExistingPartName(const PartName& name) const {
-    switch (prefixes_->getDerivation(PartNameTree::keyOf(name))) {
+void Package::throwIfDerivedFromExistingPartName(const PartName& name, const std::u16string& leftOut) const {
+    switch (prefixes_->getDerivation(PartNameTree::keyOf(name), leftOut)) {
     case PartNameTree::Derivation::Subset:
         throw PartIsDerivedFromExistingPartName(
             withName("Cannot use a part name that is a subset of an existing name: ", name));

@@ -39,24 +39,6 @@ void copyContent(IPhysicalPart& from, IPhysicalPart& to) {
     output.close();
 }
 
-/// A name that is taken out of a tree, and put back unless the change is done.
-class RemovedName {
-public:
-    RemovedName(PartNameTree& names, std::u16string key) : names_(names), key_(std::move(key)) { names_.remove(key_); }
-    ~RemovedName() {
-        if (!isDone_)
-            names_.add(key_); // as much memory as was freed
-    }
-    RemovedName(const RemovedName&) = delete;
-    RemovedName& operator=(const RemovedName&) = delete;
-    void done() noexcept { isDone_ = true; }
-
-private:
-    PartNameTree& names_;
-    std::u16string key_;
-    bool isDone_ = false;
-};
-
 } // namespace
 
 void Package::throwIfNotRenameable(const Part& part, const PartName& newName) const {
@@ -80,8 +62,9 @@ Part Package::renamePart(const PartName& name, const PartName& newName) {
     throwIfCreateOnly();
     Part part = findPart(name);
     throwIfNotRenameable(part, newName);
-    RemovedName removed(*prefixes_, PartNameTree::keyOf(name));
-    throwIfDerivedFromExistingPartName(newName);
+    const std::u16string key = PartNameTree::keyOf(name);
+    const std::u16string newKey = PartNameTree::keyOf(newName);
+    throwIfDerivedFromExistingPartName(newName, key);
     tryToDeleteOrphans();
     throwIfOrphan(newName);
     const ContentType type = part.getContentType();
@@ -91,24 +74,23 @@ Part Package::renamePart(const PartName& name, const PartName& newName) {
     throwIfOrphan(relationships);
     PartMap node;
     node.emplace(newName, moved);
-    prefixes_->add(PartNameTree::keyOf(newName));
+    prefixes_->add(newKey);
     bool isLost = false;
     try {
         moved.setPhysicalPart(moveStored(*part.getPhysicalPart(), newName, type, isLost));
     } catch (...) {
-        prefixes_->remove(PartNameTree::keyOf(newName));
+        prefixes_->remove(newKey);
         if (isLost)
-            forget(part);
+            forget(part, key);
         throw;
     }
-    removed.done();
-    forget(part);
+    forget(part, key);
     parts_.merge(node);
-    moveRelationshipsPart(part, moved);
+    moveRelationshipsPart(part, moved, newKey);
     return moved;
 }
 
-void Package::moveRelationshipsPart(const Part& part, Part& moved) {
+void Package::moveRelationshipsPart(const Part& part, Part& moved, const std::u16string& key) {
     IPhysicalPart* const stored = part.getPhysicalRelationshipPart();
     if (stored == nullptr)
         return;
@@ -118,8 +100,7 @@ void Package::moveRelationshipsPart(const Part& part, Part& moved) {
     try {
         moved.setPhysicalRelationshipPart(moveStored(*stored, name, wellknown::RELATIONSHIPS_CONTENT_TYPE, isLost));
     } catch (...) {
-        prefixes_->remove(PartNameTree::keyOf(moved.getName()));
-        forget(moved);
+        forget(moved, key);
         throw;
     }
     if (former != name)
@@ -128,7 +109,9 @@ void Package::moveRelationshipsPart(const Part& part, Part& moved) {
 }
 
 /// A part that the store has no longer, or by another name.
-void Package::forget(Part& part) noexcept {
+/// @param key of its name.
+void Package::forget(Part& part, const std::u16string& key) noexcept {
+    prefixes_->remove(key);
     part.markAsInvalid();
     parts_.erase(part.getName());
 }
@@ -143,7 +126,9 @@ IPhysicalPart* Package::moveStored(IPhysicalPart& physicalPart, const PartName& 
             moved = store->renamePart(stored.toString(), newName.toString());
         if (moved == nullptr)
             moved = copyStored(physicalPart, newName, contentType, isLost);
+        isLost = true; // by its old name
         contentTypeSource_->change(stored, newName, contentType);
+        isLost = false;
         return moved;
     } catch (const Exception& e) {
         throw PartCreateFailed(e.what());
@@ -186,17 +171,25 @@ void Package::changeContentType(const PartName& name, const ContentType& content
     if (part.getContentType().toString() == contentType.toString())
         return;
     IPhysicalPart& stored = *part.getPhysicalPart();
+    const std::u16string key = PartNameTree::keyOf(name);
     bool isLost = false;
-    try {
+    const auto change = [&] {
         if (!physicalPackage_.hasContentTypeStream()) {
             part.dropStreams();
             part.setPhysicalPart(copyStored(stored, storedNameOf(stored), contentType, isLost));
         }
         contentTypeSource_->change(part.getName(), part.getName(), contentType);
+    };
+    try {
+        change();
     } catch (const Exception& e) {
         if (isLost)
-            forget(part);
+            forget(part, key);
         throw PartCreateFailed(e.what());
+    } catch (...) {
+        if (isLost)
+            forget(part, key);
+        throw;
     }
     part.setContentType(contentType);
 }

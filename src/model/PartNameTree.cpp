@@ -69,16 +69,22 @@ void PartNameTree::remove(std::u16string_view key) {
     }
 }
 
-PartNameTree::Derivation PartNameTree::getDerivation(std::u16string_view key) const {
+PartNameTree::Derivation PartNameTree::getDerivation(std::u16string_view key, std::u16string_view leftOut) const {
     bool belowPart = false;
     std::uint64_t parent = root;
     while (!key.empty()) {
-        const auto node = nodes_.find(std::pair(parent, takeSegment(key)));
+        const std::u16string_view segment = takeSegment(key);
+        const auto node = nodes_.find(std::pair(parent, segment));
         if (node == nodes_.end())
             break;
-        if (key.empty() && node->second.parents != 0)
+        const bool isShared = !leftOut.empty() && takeSegment(leftOut) == segment;
+        const unsigned long parts = node->second.parts - (isShared && leftOut.empty() ? 1 : 0);
+        const unsigned long parents = node->second.parents - (isShared && !leftOut.empty() ? 1 : 0);
+        if (!isShared)
+            leftOut = {};
+        if (key.empty() && parents != 0)
             return Derivation::Subset;
-        belowPart = belowPart || (!key.empty() && node->second.parts != 0);
+        belowPart = belowPart || (!key.empty() && parts != 0);
         parent = node->second.id;
     }
     return belowPart ? Derivation::Superset : Derivation::None;

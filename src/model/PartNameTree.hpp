@@ -29,7 +29,8 @@ public:
     /// Allocates nothing.
     /// @throws PartDeleteFailed when the name is missing, which would be an error in this library.
     void remove(std::u16string_view key);
-    Derivation getDerivation(std::u16string_view key) const;
+    /// @param leftOut a name in the tree that does not count; empty: all do.
+    Derivation getDerivation(std::u16string_view key, std::u16string_view leftOut = {}) const;
     void clear() noexcept { nodes_.clear(); }
 
 private:

@@ -2,6 +2,7 @@
 #include "FaultActions.hpp"
 
 #include <opc/crypto/CryptoEngine.hpp>
+#include <opc/edit/MovePart.hpp>
 #include <opc/errors/Errors.hpp>
 #include <opc/model/coreproperties/PackageHelper.hpp>
 #include <opc/signatures/DigitalSignatureManager.hpp>
@@ -197,6 +198,12 @@ std::vector<FaultAction> commandActions() {
     return {
         command("ChangeAll", changeAll, creating + writing + deleting),
         command("DeleteProperties", deleteAllProperties, deleting),
+        command(
+            "Move", [](Package& p) { edit::movePart(p, document, PartName(u"/b/moved.xml")); }, creating),
+        command(
+            "MoveByCase", [](Package& p) { edit::movePart(p, document, PartName(u"/A/document.xml")); }, creating),
+        command(
+            "Retype", [](Package& p) { p.changeContentType(image, ContentType(u"image/tiff")); }, creating),
         signing("Sign", [](DigitalSignatureManager&) {}),
         signing("Countersign",
                 [](DigitalSignatureManager& m) {

@@ -223,8 +223,8 @@ private:
                                           const ContentType& contentType, bool& isLost);
     interfaces::IPhysicalPart* copyStored(interfaces::IPhysicalPart& physicalPart, const PartName& newName,
                                           const ContentType& contentType, bool& isLost);
-    void moveRelationshipsPart(const Part& part, Part& moved);
-    void forget(Part& part) noexcept;
+    void moveRelationshipsPart(const Part& part, Part& moved, const std::u16string& key);
+    void forget(Part& part, const std::u16string& key) noexcept;
     /// The name of a part in the store, to delete it.
     static PartName storedNameOf(const interfaces::IPhysicalPart& physicalPart);
     void deletePartInternal(const PartName& name);
@@ -248,7 +248,7 @@ private:
 
     void throwIfRelationshipName(const PartName& name) const;
     void throwIfPartAlreadyExists(const PartName& name) const;
-    void throwIfDerivedFromExistingPartName(const PartName& name) const;
+    void throwIfDerivedFromExistingPartName(const PartName& name, const std::u16string& leftOut = {}) const;
     void throwIfTooManyCorePropertiesRelationships(unsigned long allowed) const;
 
     interfaces::IPhysicalPackage& physicalPackage_;
