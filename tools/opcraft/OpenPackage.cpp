@@ -8,6 +8,7 @@
 #include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
 #include <opc/signatures/DigitalSignatureManager.hpp>
+#include <opc/storage/directory/DirectoryPackage.hpp>
 
 #include <algorithm>
 #include <filesystem>
@@ -24,7 +25,7 @@ using opc::model::SignatureForm;
 
 /// The error that is being handled, as a failure to open.
 /// @throws UnreadableSignatures, FileInUse instead, when the error is one of these.
-Failure openFailure(ZipInput& input, const InputOptions& options) {
+Failure openFailure(PackageInput& input, const InputOptions& options) {
     const std::string& file = input.getName();
     try {
         throw;
@@ -33,7 +34,8 @@ Failure openFailure(ZipInput& input, const InputOptions& options) {
     } catch (const opc::model::InvalidSignature& e) {
         throw UnreadableSignatures(e, file);
     } catch (const opc::Exception& e) {
-        throwIfInUse(e, file);
+        if (options.lockTimeout)
+            throwIfInUse(e, file);
         return openFailure(input, options, e);
     }
 }
@@ -48,7 +50,8 @@ Failure missingPart(const OpenPackage& package, const opc::model::PartName& name
     else if (const auto found = findItems(items, text); !found.empty())
         reason = items[found.front()].kind == opc::storage::ZipItemKind::ContentTypes
                      ? "the content types stream, which is not a part"
-                     : "this item of the ZIP file is not a part: " + items[found.front()].reason;
+                     : std::string("this item of the ") + package.getInput().getKind() +
+                           " is not a part: " + items[found.front()].reason;
     return {ExitCode::NotProcessed, package.getName(), text, reason};
 }
 
@@ -74,7 +77,7 @@ UnreadableSignatures::UnreadableSignatures(const opc::Exception& error, const st
               "a signature cannot be read: " + toFailure(error, "", "").getLine("", "")),
       place_(error.getPlace()) {}
 
-ZipInput::ZipInput(const InputOptions& options, bool inMemory) : name_(options.file) {
+PackageInput::PackageInput(const InputOptions& options, bool inMemory) : name_(options.file) {
     if (name_.empty())
         throw wrongArgument(name_, "this names no file");
     options_.limits = options.limits;
@@ -82,15 +85,32 @@ ZipInput::ZipInput(const InputOptions& options, bool inMemory) : name_(options.f
     options_.take = options.take;
     options_.lockTimeout = options.lockTimeout;
     options_.threads = 0;
-    if (inMemory || isStream(name_)) {
-        bytes_ = FileInput(name_).readAll();
-        zip_ = std::make_unique<opc::storage::ZipPackage>(bytes_, options_);
-    } else {
-        zip_ = std::make_unique<opc::storage::ZipPackage>(std::filesystem::path(name_), options_);
-    }
+    store_ = makeStore(inMemory);
+    zip_ = dynamic_cast<opc::storage::ZipPackage*>(store_.get());
 }
 
-bool ZipInput::hasSeveralArchives() {
+std::unique_ptr<opc::storage::ItemPackage> PackageInput::makeStore(bool inMemory) {
+    std::error_code ignored;
+    const std::filesystem::path path(name_);
+    if (name_ != "-" && std::filesystem::is_directory(path, ignored)) {
+        const opc::storage::DirectoryOptions options{options_.limits, options_.consistent, options_.take};
+        return std::make_unique<opc::storage::DirectoryPackage>(path, options);
+    }
+    if (!inMemory && !isStream(name_))
+        return std::make_unique<opc::storage::ZipPackage>(path, options_);
+    bytes_ = FileInput(name_).readAll();
+    return std::make_unique<opc::storage::ZipPackage>(bytes_, options_);
+}
+
+opc::storage::ZipPackage& PackageInput::getZip() const {
+    if (!zip_)
+        throw Failure(ExitCode::NotProcessed, name_, "", "is a folder; 'opcraft pack' makes a package of it");
+    return *zip_;
+}
+
+bool PackageInput::hasSeveralArchives() {
+    if (isFolder())
+        return false;
     FindingList findings;
     try {
         const auto last = reopen("", Take::Last);
@@ -103,7 +123,7 @@ bool ZipInput::hasSeveralArchives() {
                        [](const opc::Finding& each) { return each.rule == opc::RuleId::ZipEndRecord; });
 }
 
-std::unique_ptr<opc::storage::ZipPackage> ZipInput::reopen(const std::string& file, Take take) {
+std::unique_ptr<opc::storage::ZipPackage> PackageInput::reopen(const std::string& file, Take take) {
     opc::storage::ZipOptions options = options_;
     options.take = take;
     if (file.empty() && !bytes_.empty())
@@ -111,7 +131,13 @@ std::unique_ptr<opc::storage::ZipPackage> ZipInput::reopen(const std::string& fi
     return std::make_unique<opc::storage::ZipPackage>(std::filesystem::path(file.empty() ? name_ : file), options);
 }
 
-std::uint64_t ZipInput::getSize() const {
+std::uint64_t PackageInput::getSize() const {
+    if (isFolder()) {
+        std::uint64_t size = 0;
+        for (const auto& item : store_->getStoredItems())
+            size += item.size;
+        return size;
+    }
     std::error_code ignored;
     return bytes_.empty() ? std::filesystem::file_size(name_, ignored) : bytes_.size();
 }
@@ -122,7 +148,8 @@ OpenPackage::OpenPackage(const InputOptions& options, const std::string& output)
     : OpenPackage(options, output, OpenMode::ReadWrite) {}
 
 OpenPackage::OpenPackage(const InputOptions& options, const std::string& output, OpenMode mode)
-    : input_(options, output == "-"), model_(input_.getZip(), options.limits) {
+    : input_(options, output == "-"),
+      model_(mode == OpenMode::ReadOnly ? input_.getStore() : input_.getZip(), options.limits) {
     try {
         if (options.signatures)
             signatures_ = makeSignatureManager(model_, options.formToWrite);
@@ -149,7 +176,7 @@ std::vector<opc::storage::ZipItem> OpenPackage::getItems() const {
     std::map<std::u16string, std::string> reasons;
     for (const opc::model::LeftOutPart& each : model_.getLeftOutParts())
         reasons[opc::toLowerASCIIString(each.name.toString())] = each.reason;
-    auto items = input_.getZip().getItems();
+    auto items = input_.getStore().getItems();
     if (reasons.empty()) // as in most packages
         return items;
     for (opc::storage::ZipItem& item : items)
@@ -176,7 +203,7 @@ Json makeJsonReport(const std::string& command, const std::string& file, std::si
     return json;
 }
 
-Failure openFailure(ZipInput& input, const InputOptions& options, const opc::Exception& error) {
+Failure openFailure(PackageInput& input, const InputOptions& options, const opc::Exception& error) {
     const Failure failure = toFailure(error, input.getName(), "");
     const bool isDamaged = error.code() == boost::system::errc::bad_message;
     if (!isDamaged || !options.tolerant || options.take != Take::Neither || !input.hasSeveralArchives())

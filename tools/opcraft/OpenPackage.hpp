@@ -8,6 +8,7 @@
 #include <opc/core/InputStream.hpp>
 #include <opc/core/interfaces/OpenMode.hpp>
 #include <opc/model/Package.hpp>
+#include <opc/storage/ItemPackage.hpp>
 #include <opc/storage/zip/ZipPackage.hpp>
 
 #include <algorithm>
@@ -51,33 +52,43 @@ auto openWhenFree(const std::string& file, unsigned seconds, Console& console, O
     return open(all - quiet);
 }
 
-/// A name on the command line and the ZIP package of that name. A stream is held in memory.
-class ZipInput {
+/// A name on the command line and the package of that name: in a ZIP file, or for reading in a folder. A stream is held
+/// in memory.
+class PackageInput {
 public:
     /// @param inMemory true: read the file at once, so that a save changes the bytes and not the file.
     /// @throws Failure when a stream cannot be read.
-    explicit ZipInput(const InputOptions& options, bool inMemory = false);
+    explicit PackageInput(const InputOptions& options, bool inMemory = false);
 
     const std::string& getName() const noexcept { return name_; }
-    opc::storage::ZipPackage& getZip() const noexcept { return *zip_; }
+    opc::storage::ItemPackage& getStore() const noexcept { return *store_; }
+    /// For a change.
+    /// @throws Failure for a folder.
+    opc::storage::ZipPackage& getZip() const;
+    /// "ZIP file" or "folder".
+    const char* getKind() const noexcept { return zip_ ? "ZIP file" : "folder"; }
+    bool isFolder() const noexcept { return !zip_; }
     /// The whole file; empty unless it is held in memory.
     const std::vector<unsigned char>& getBytes() const noexcept { return bytes_; }
-    /// Bytes of the whole file.
+    /// Bytes of the whole file, or of all files in a folder, which is open.
     std::uint64_t getSize() const;
 
     /// Whether the file has several archives in a row, of which `--take` takes one.
     bool hasSeveralArchives();
 
-    /// A second package object for what is stored now.
+    /// A second package object for what is stored now in a file.
     /// @param file where it was saved; empty: where it was read from.
     /// @param take which of several archives.
     std::unique_ptr<opc::storage::ZipPackage> reopen(const std::string& file, Take take = Take::Neither);
 
 private:
+    std::unique_ptr<opc::storage::ItemPackage> makeStore(bool inMemory);
+
     opc::storage::ZipOptions options_;
     std::string name_;
     std::vector<unsigned char> bytes_;
-    std::unique_ptr<opc::storage::ZipPackage> zip_;
+    std::unique_ptr<opc::storage::ItemPackage> store_;
+    opc::storage::ZipPackage* zip_; ///< the store; null for a folder
 };
 
 /// A manager that reads signatures of all forms.
@@ -114,13 +125,13 @@ public:
     OpenPackage(const OpenPackage&) = delete;
     OpenPackage& operator=(const OpenPackage&) = delete;
 
-    const ZipInput& getInput() const noexcept { return input_; }
-    ZipInput& getInput() noexcept { return input_; }
+    const PackageInput& getInput() const noexcept { return input_; }
+    PackageInput& getInput() noexcept { return input_; }
     const std::string& getName() const noexcept { return input_.getName(); }
     opc::model::Package& getModel() noexcept { return model_; }
     /// What was wrong, but did not keep the package from being opened.
     const FindingList& getFindings() const noexcept { return findings_; }
-    /// The items of the ZIP file. Those that the model leaves out are none of its parts either.
+    /// The items of the package. Those that the model leaves out are none of its parts either.
     std::vector<opc::storage::ZipItem> getItems() const;
 
     /// Only when the options asked for signatures.
@@ -152,7 +163,7 @@ public:
 private:
     OpenPackage(const InputOptions& options, const std::string& output, opc::interfaces::OpenMode mode);
 
-    ZipInput input_;
+    PackageInput input_;
     FindingList findings_;
     opc::model::Package model_;
     std::unique_ptr<opc::model::DigitalSignatureManager> signatures_;
@@ -174,7 +185,7 @@ void forEachBlock(const opc::model::Part& part, Action action) {
 }
 
 /// An error of opening a package or ZIP file, with advice where options help.
-Failure openFailure(ZipInput& input, const InputOptions& options, const opc::Exception& error);
+Failure openFailure(PackageInput& input, const InputOptions& options, const opc::Exception& error);
 
 /// An error of reading a part, without the name of the ZIP item in the message of the library.
 Failure readFailure(const opc::Exception& error, const std::string& file, const opc::model::Part& part);

@@ -132,7 +132,7 @@ void findXmlSignatures(const Package& package, Signatures& signatures) {
 Signatures findSignatures(OpenPackage& package) {
     Signatures signatures;
     findXmlSignatures(package.getModel(), signatures);
-    for (const opc::storage::ZipItem& item : package.getInput().getZip().getItems()) {
+    for (const opc::storage::ZipItem& item : package.getInput().getStore().getItems()) {
         const std::u16string extension = opc::detail::getExtension(opc::toString(item.name, false));
         if (std::any_of(std::begin(PKCS7_EXTENSIONS), std::end(PKCS7_EXTENSIONS),
                         [&](const char16_t* each) { return opc::caselessCompare(extension, each) == 0; }))

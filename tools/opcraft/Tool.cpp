@@ -157,7 +157,9 @@ CLI::Option* addReadOptions(CLI::App& command, ReadOptions& options, std::vector
         files = results;
         options.file = files.front();
     };
-    addRepeated(command, "FILE", take, "The packages; - is the standard input")->allow_extra_args()->required();
+    addRepeated(command, "FILE", take, "The packages, files or folders; - is the standard input")
+        ->allow_extra_args()
+        ->required();
     addLimitOption(command, options);
     return addJsonFlag(command, options.json);
 }

@@ -107,7 +107,7 @@ void addCommand(Tool& tool, const Command<Options>& command) {
 }
 
 void addInputOptions(CLI::App& command, InputOptions& options,
-                     const std::string& description = "The package; - is the standard input");
+                     const std::string& description = "The package, a file or a folder; - is the standard input");
 /// @return the option for JSON.
 CLI::Option* addReadOptions(CLI::App& command, ReadOptions& options);
 /// For a command that reads several packages.

@@ -81,12 +81,12 @@ void addItems(const CatOptions& options, const std::string& argument, const Item
     positions.push_back(findItem(one, items, isSound));
 }
 
-void open(ZipInput& input, const InputOptions& options, FindingList& findings) {
+void open(PackageInput& input, const InputOptions& options, FindingList& findings) {
     try {
         if (options.tolerant)
-            input.getZip().openTolerantly(opc::interfaces::OpenMode::ReadOnly, findings);
+            input.getStore().openTolerantly(opc::interfaces::OpenMode::ReadOnly, findings);
         else
-            input.getZip().open(opc::interfaces::OpenMode::ReadOnly);
+            input.getStore().open(opc::interfaces::OpenMode::ReadOnly);
     } catch (const opc::Exception& e) {
         throw openFailure(input, options, e);
     }
@@ -126,10 +126,10 @@ void copyPretty(opc::interfaces::IPhysicalInputStream& stream, const CatOptions&
     writer.flush();
 }
 
-void copy(const ZipInput& input, std::size_t position, const std::string& name, const CatOptions& options,
+void copy(const PackageInput& input, std::size_t position, const std::string& name, const CatOptions& options,
           Console& console) {
     try {
-        opc::interfaces::IPhysicalInputStream& stream = *input.getZip().getItemInputStreamAt(position);
+        opc::interfaces::IPhysicalInputStream& stream = *input.getStore().getItemInputStreamAt(position);
         if (options.pretty)
             return copyPretty(stream, options, console);
         stream.open();
@@ -141,12 +141,12 @@ void copy(const ZipInput& input, std::size_t position, const std::string& name, 
     }
 }
 
-/// Opens only the ZIP file, so that an item of a damaged package can be read.
+/// Opens only what the package is stored in, so that an item of a damaged package can be read.
 ExitCode cat(const CatOptions& options, Console& console) {
-    ZipInput input(options);
+    PackageInput input(options);
     FindingList findings;
     open(input, options, findings);
-    const Items items = input.getZip().getItems();
+    const Items items = input.getStore().getItems();
     std::vector<std::size_t> positions;
     for (const std::string& argument : options.items)
         addItems(options, argument, items, findings.getAll().empty(), positions);
@@ -173,7 +173,7 @@ void addCatCommand(Tool& tool) {
         tool,
         {"cat", "Write the bytes of items to the standard output",
          "ITEM is the name of a part, of a relationships part, of \"[Content_Types].xml\" or of another item of the\n"
-         "ZIP file, with or without its leading slash, with its percent-escapes or without. An item can be read\n"
+         "package, with or without its leading slash, with its percent-escapes or without. An item can be read\n"
          "even when other items are damaged. Of several items for one name, none is written without --take.\n"
          "A name with *, ? or [ that is that of no item is a pattern; its items come in the order of the file.\n"
          "With --pretty, XML is printed with a line for each element; other content is refused.\n\n"

@@ -83,7 +83,7 @@ public:
     }
 
     opc::compare::ComparedPackage get() const {
-        return {&package_->getModel(), &package_->getInput().getZip(),
+        return {&package_->getModel(), &package_->getInput().getStore(),
                 options_.signatures ? &package_->getSignatureManager() : nullptr};
     }
 

@@ -184,7 +184,8 @@ Kind guessKind(OpenPackage& package) {
     if (kind.name.empty() && kind.mainPart.empty())
         kind = guessFromItems(package).value_or(kind);
     if (kind.name.empty())
-        kind.name = hasContentTypes(package) ? "OPC package" : "ZIP file without content types";
+        kind.name = hasContentTypes(package) ? "OPC package"
+                                             : package.getInput().getKind() + std::string(" without content types");
     return kind;
 }
 
@@ -216,6 +217,7 @@ struct InfoReport {
     std::uint64_t fileSize = 0;
     std::uint64_t uncompressedSize = 0; // of all items
     std::uint64_t compressedSize = 0;
+    bool isFolder = false;
     std::uint64_t rawRelationships = 0; // entries that are none
     std::size_t findings = 0;
     std::vector<ItemFindings> itemFindings;
@@ -268,6 +270,7 @@ InfoReport makeReport(OpenPackage& package) {
     countItems(package.getItems(), report);
     countFindings(package.getFindings().getAll(), report);
     report.fileSize = package.getInput().getSize();
+    report.isFolder = package.getInput().isFolder();
     report.signatures = findSignatures(package);
     return report;
 }
@@ -342,7 +345,7 @@ std::string toText(const InfoReport& report) {
            line("Parts", std::to_string(report.parts)) + line("Relationships", relationshipsText(report)) +
            line("Size", sizeText(report.fileSize)) +
            line("Content", sizeText(report.uncompressedSize) + " in " + countText(report.items, "item") +
-                               ", compressed to " + sizeText(report.compressedSize)) +
+                               (report.isFolder ? "" : ", compressed to " + sizeText(report.compressedSize))) +
            line("Properties", corePropertiesText(report.coreProperties)) + otherItemsLines(report) +
            signatureLines(report.signatures) + findingsLines(report);
 }
@@ -408,7 +411,7 @@ void addOptions(CLI::App& command, ReadOptions& options) {
 void addInfoCommand(Tool& tool) {
     addCommand<ReadOptions>(
         tool, {"info", "Say what a package is and what it holds",
-               "The kind is guessed from the main part. Other items are items of the ZIP file that\n"
+               "The kind is guessed from the main part. Other items are items of the package that\n"
                "are not parts. Signatures are found, not read; 'opcraft signatures' and 'opcraft verify' do that.\n\n"
                "Example:\n  opcraft info letter.docx",
                addOptions, info});

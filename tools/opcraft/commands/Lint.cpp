@@ -43,11 +43,11 @@ LintedFile lintFile(const LintOptions& options, const std::string& file) {
     LintOptions one = options;
     one.file = file;
     one.take = Take::Last; // of what is there twice, what most programs read
-    const ZipInput input(one);
+    const PackageInput input(one);
     opc::lint::Options how{options.limits};
     for (const std::string& name : options.rules)
         how.rules.insert(opc::findRule(name)->id);
-    return {file, opc::lint::examine(input.getZip(), how)};
+    return {file, opc::lint::examine(input.getStore(), how)};
 }
 
 bool hasFailure(const LintedFile& linted, Severity least) {

@@ -51,6 +51,7 @@ const std::map<std::string, PartLess> ORDERS = {
 
 struct ListReport {
     std::string file;
+    const char* kind = nullptr;      // of what the package is in
     std::string digest;              // the name of the algorithm; empty for none
     std::vector<PartEntry> parts;    // in the order that was asked for
     std::vector<ZipItem> otherItems; // in the order of their names
@@ -98,6 +99,7 @@ ListReport makeListReport(const ListOptions& options, OpenPackage& package) {
     ListReport report;
     report.digest = options.digest;
     report.file = package.getName();
+    report.kind = package.getInput().getKind();
     report.findings = package.getFindings().getAll().size();
     const std::vector<ZipItem> items = package.getItems();
     const auto partsByName = partItems(items);
@@ -150,7 +152,7 @@ std::string toText(const ListReport& report) {
     Table others({{"SIZE", Align::Right}, {"NAME"}, {"REASON"}});
     for (const ZipItem& item : report.otherItems)
         others.addRow({std::to_string(item.size), item.name, item.reason});
-    return text + "\nOther items of the ZIP file, which are not parts:\n" + others.toString();
+    return text + "\nOther items of the " + report.kind + ", which are not parts:\n" + others.toString();
 }
 
 Json toJson(const ListReport& report) {
@@ -204,7 +206,7 @@ void addListCommand(Tool& tool) {
         tool, {"list", "List the parts of a package",
                "Parts come in the order of their names, each with its size in bytes, the number of its\n"
                "relationships and its content type. Relationships parts are counted, not listed. Items of the\n"
-               "ZIP file that are not parts stand apart, but not with --names. With --names and --digest lines are\n"
+               "package that are not parts stand apart, but not with --names. With --names and --digest lines are\n"
                "like those of sha256sum.\n\n"
                "Example:\n  opcraft list letter.docx",
                addListOptions, list});

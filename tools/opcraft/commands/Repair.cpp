@@ -118,7 +118,7 @@ std::vector<Finding> findErrors(opc::storage::ZipPackage& zip, const RepairArgum
 }
 
 RepairReport plan(const RepairArguments& arguments) {
-    ZipInput input(arguments);
+    PackageInput input(arguments);
     try {
         RepairReport report{opc::lint::planRepair(input.getZip(), optionsOf(arguments)), {}};
         report.left = std::exchange(report.plan.left, {});
@@ -129,11 +129,11 @@ RepairReport plan(const RepairArguments& arguments) {
 }
 
 /// Repairs and saves.
-std::pair<std::unique_ptr<ZipInput>, RepairPlan> save(const RepairArguments& arguments,
-                                                      std::chrono::milliseconds timeout) {
+std::pair<std::unique_ptr<PackageInput>, RepairPlan> save(const RepairArguments& arguments,
+                                                          std::chrono::milliseconds timeout) {
     InputOptions options = arguments;
     options.lockTimeout = timeout;
-    auto input = std::make_unique<ZipInput>(options, arguments.output == "-");
+    auto input = std::make_unique<PackageInput>(options, arguments.output == "-");
     try {
         const auto repairOptions = optionsOf(arguments);
         const bool isElsewhere = !arguments.output.empty() && arguments.output != "-";

@@ -126,7 +126,7 @@ ExitCode sign(const SignOptions& options, Console& console) {
     opc::model::DigitalSignatureManager& manager = change.getPackage().getSignatureManager();
     const SigningRequest request = makeSigningRequest(change.getPackage(), options);
     const opc::model::SigningGaps gaps =
-        manager.findSigningGaps(change.getPackage().getInput().getZip().getOtherItems());
+        manager.findSigningGaps(change.getPackage().getInput().getStore().getOtherItems());
     const bool isCountersigned =
         options.formToWrite == opc::model::SignatureForm::Library && manager.isPackageCountersigned();
     const std::string text = toText(signer.sign(manager, request));

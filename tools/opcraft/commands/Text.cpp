@@ -19,7 +19,7 @@ struct TextOptions : InputOptions {};
 ExitCode text(const TextOptions& options, Console& console) {
     OpenPackage package(options);
     std::string block;
-    opc::compare::writeText({&package.getModel(), &package.getInput().getZip(), nullptr}, [&](std::string_view line) {
+    opc::compare::writeText({&package.getModel(), &package.getInput().getStore(), nullptr}, [&](std::string_view line) {
         block += escaped(line) + '\n';
         if (block.size() < TEXT_BLOCK)
             return;

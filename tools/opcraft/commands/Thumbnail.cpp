@@ -154,7 +154,7 @@ URI nameFor(const ImageType& type, std::size_t number) {
 /// A name may be in use by a part, by an item that is not a part, and by a part whose name continues it with "/".
 Part createThumbnail(OpenPackage& package, const ImageType& type, std::size_t size) {
     const opc::model::StandardPartInfo info(type.compression, size);
-    const std::size_t last = package.getInput().getZip().getItems().size() + 1;
+    const std::size_t last = package.getInput().getStore().getItems().size() + 1;
     for (std::size_t number = 1; number < last; ++number)
         try {
             return package.getModel().createPart(nameFor(type, number), type.contentType, info);
@@ -179,7 +179,7 @@ std::vector<ThumbnailEntry> findThumbnails(OpenPackage& package) {
             byPart[part->getName()].push_back(thumbnails.size() - 1);
     }
     if (!byPart.empty())
-        for (const opc::storage::ZipItem& item : package.getInput().getZip().getItems())
+        for (const opc::storage::ZipItem& item : package.getInput().getStore().getItems())
             if (item.kind == opc::storage::ZipItemKind::Part)
                 for (const std::size_t each : byPart[item.partName])
                     thumbnails[each].size = item.size;

@@ -100,7 +100,7 @@ void addOtherKinds(const Signatures& found, VerifyReport& report) {
 
 void verify(OpenPackage& package, const Demands& demands, VerifyReport& report) {
     const DigitalSignatureManager& manager = package.getSignatureManager();
-    const std::vector<std::string> otherItems = package.getInput().getZip().getOtherItems();
+    const std::vector<std::string> otherItems = package.getInput().getStore().getOtherItems();
     const std::vector<SignatureReport> reports = manager.examineAllSignatures(demands.verification);
     report.signatures = judge(manager, reports, demands.policy);
     const bool isAll = demands.policy.coverage == RequiredCoverage::All;
