@@ -2,8 +2,12 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 
 namespace opc::storage {
+
+/// Takes the next bytes of a content.
+using TakeBytes = std::function<void(const unsigned char* data, std::size_t size)>;
 
 /// One pass over the bytes of an item.
 class ItemReader {

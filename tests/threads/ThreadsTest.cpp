@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "signatures/Fixture.hpp"
+#include "support/UnpackedPackage.hpp"
 
-#include "storage/zip/Threads.hpp"
+#include "storage/Threads.hpp"
 
 #include <gmock/gmock.h>
 
 #include <condition_variable>
 #include <mutex>
+#include <set>
 #include <thread>
 
 namespace opc::model::test {
@@ -32,15 +34,22 @@ std::vector<RawItem> makeItems() {
 }
 
 /// All that a verification tells, in order.
-std::string examine(Bytes zip, const ZipOptions& options) {
+std::string examine(interfaces::IPhysicalPackage& physical) {
     std::string text;
     const std::string thrown = outcomeOf([&] {
-        const Opened opened(zip, OpenMode::ReadOnly, options);
-        for (const SignatureReport& each : opened.manager.examineAllSignatures(noOptions(), TrustStore()))
+        Package package(physical);
+        const DigitalSignatureManager manager(package);
+        package.open(OpenMode::ReadOnly);
+        for (const SignatureReport& each : manager.examineAllSignatures(noOptions(), TrustStore()))
             for (const ReferenceReport& reference : each.references)
                 text += detail::toUTF8String(reference.target + reference.foundDigest) + reference.problem + '\n';
     });
     return text + thrown;
+}
+
+std::string examine(Bytes zip, const ZipOptions& options) {
+    storage::ZipPackage physical(zip, options);
+    return examine(physical);
 }
 
 /// How signing ends, and the package.
@@ -90,6 +99,31 @@ TEST(Threads, ComeToWhatOneComesTo) {
                   {"its checksum is wrong", "its length is not", "is not supported", "is encrypted", "part19.x",
                    "the digests differ"});
     expectTheSame(items, {.limits = {.totalSize = 4 * SIZE}}, {"its checksum is wrong", "(limit total-size)"});
+}
+
+TEST(Threads, ReadFoldersAsOneDoes) {
+    const opc::test::TemporaryFolder folder;
+    Bytes zip = changed(opc::test::makeZip(makeItems()), sign);
+    storage::ZipPackage package(zip);
+    package.open(OpenMode::ReadOnly);
+    opc::test::unpack(package, folder / "unpacked");
+    for (const char* change : {"", "part14.x"}) {
+        if (*change != '\0')
+            opc::test::writeFile(folder.path() / "unpacked" / change, Bytes(SIZE, 'x'));
+        for (const std::uint64_t size : {100 * SIZE, 3 * SIZE}) {
+            std::set<std::string> reports;
+            for (const unsigned threads : {1U, 0U, 5U}) {
+                storage::DirectoryPackage physical(folder / "unpacked",
+                                                   {.limits = {.totalSize = size}, .threads = threads});
+                reports.insert(examine(physical));
+            }
+            ASSERT_EQ(reports.size(), 1U);
+            EXPECT_EQ(*reports.begin() == examine(zip, {}), size > 3 * SIZE && *change == '\0');
+            EXPECT_THAT(*reports.begin(), HasSubstr(size == 3 * SIZE  ? "(limit total-size)"
+                                                    : *change == '\0' ? "part21.x"
+                                                                      : "the digests differ"));
+        }
+    }
 }
 
 TEST(Threads, ReadDifferentPartsAtTheSameTime) {

@@ -93,7 +93,8 @@ std::unique_ptr<opc::storage::ItemPackage> PackageInput::makeStore(bool inMemory
     std::error_code ignored;
     const std::filesystem::path path(name_);
     if (name_ != "-" && std::filesystem::is_directory(path, ignored)) {
-        const opc::storage::DirectoryOptions options{options_.limits, options_.consistent, options_.take};
+        const opc::storage::DirectoryOptions options{options_.limits, options_.consistent, options_.take,
+                                                     options_.threads};
         return std::make_unique<opc::storage::DirectoryPackage>(path, options);
     }
     if (!inMemory && !isStream(name_))

@@ -7,6 +7,7 @@
 #include <opc/core/interfaces/IPhysicalItems.hpp>
 #include <opc/core/interfaces/IPhysicalOtherItems.hpp>
 #include <opc/core/interfaces/IPhysicalPackage.hpp>
+#include <opc/core/interfaces/IPhysicalParallelReading.hpp>
 #include <opc/storage/zip/ZipItem.hpp>
 
 #include <cstddef>
@@ -23,7 +24,8 @@ class OPCRAFT_API ItemPackage : public interfaces::IPhysicalPackage,
                                 public interfaces::IPhysicalOtherItems,
                                 public interfaces::IPhysicalContentTypes,
                                 public interfaces::IPhysicalFindings,
-                                public interfaces::IPhysicalItems {
+                                public interfaces::IPhysicalItems,
+                                public interfaces::IPhysicalParallelReading {
 public:
     ~ItemPackage() override;
 

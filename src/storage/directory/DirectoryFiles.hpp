@@ -28,7 +28,7 @@ struct DirectoryFile {
 ///
 /// No symbolic link is followed below the folder, neither when it is listed nor when a file is read; so nothing outside
 /// of it is read, whatever other programs do to it meanwhile. No descriptor but that of the folder stays open.
-/// Used by one thread at a time; what it returns, by one thread each.
+/// Any number of threads may use it at the same time; what it returns, one thread each.
 class DirectoryFiles {
 public:
     /// Lists the folder.

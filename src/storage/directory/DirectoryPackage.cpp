@@ -2,6 +2,7 @@
 #include <opc/storage/directory/DirectoryPackage.hpp>
 
 #include "storage/Failure.hpp"
+#include "storage/Threads.hpp"
 #include "storage/directory/DirectoryFiles.hpp"
 #include "storage/items/OpenItems.hpp"
 
@@ -18,6 +19,8 @@ using interfaces::OpenMode;
 
 namespace {
 
+constexpr std::size_t BLOCK_SIZE = 64UL * 1024;
+
 /// The files of a folder as items.
 class DirectoryArchive final : public ItemArchive {
 public:
@@ -32,6 +35,12 @@ public:
     std::string_view storedName(std::uint64_t index) const override { return files_.all()[index].name; }
     std::unique_ptr<ItemReader> read(std::uint64_t index, const std::string& itemLabel) const override {
         return files_.read(files_.all()[index], itemLabel);
+    }
+    void readWhole(std::uint64_t index, const TakeBytes& take) const override {
+        const auto reader = read(index, {});
+        std::vector<unsigned char> buffer(BLOCK_SIZE);
+        while (const std::size_t count = reader->read(buffer.data(), buffer.size()))
+            take(buffer.data(), count);
     }
 
 private:
@@ -64,7 +73,9 @@ public:
 private:
     OpenDirectory(const std::filesystem::path& folder, const DirectoryOptions& options, const ZipFaults& faults)
         : label_(folder.string()), limits_(options.limits), archive_(DirectoryFiles(folder, options.limits, faults)),
-          items_({label_, "a folder", "the content of ", options.consistent, options.take}, opening_, limits_) {
+          items_(
+              {label_, "a folder", "the content of ", options.consistent, options.take, countThreads(options.threads)},
+              opening_, limits_) {
         items_.readNames(archive_, faults);
         if (options.consistent)
             readContents();
@@ -73,7 +84,7 @@ private:
 
     /// A file that cannot be read, or of which there is too much, is told by whoever reads it first.
     void readContents() {
-        std::vector<unsigned char> buffer(64UL * 1024);
+        std::vector<unsigned char> buffer(BLOCK_SIZE);
         for (ZipEntry& entry : items_.all()) {
             const auto reader = entry.readOriginal();
             while (reader->read(buffer.data(), buffer.size()) > 0) {
@@ -160,6 +171,18 @@ interfaces::IPhysicalInputStream* DirectoryPackage::getStoredItemInputStream(std
 
 void DirectoryPackage::changeItems(std::vector<Change> /*changes*/, bool /*dropsSurroundings*/) {
     impl_->opened().refuse();
+}
+
+bool DirectoryPackage::isParallel() const {
+    return impl_->items().isParallel();
+}
+
+void DirectoryPackage::readParts(const std::vector<interfaces::IPhysicalPart*>& parts, const Take& take) {
+    impl_->items().readParts(parts, take);
+}
+
+bool DirectoryPackage::countAsRead(interfaces::IPhysicalPart& part) {
+    return impl_->items().countAsRead(part);
 }
 
 bool DirectoryPackage::hasContentTypeStream() const {

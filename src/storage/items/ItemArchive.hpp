@@ -43,6 +43,12 @@ public:
     /// @throws opc::Exception what the archive says, here or by the reader.
     virtual std::unique_ptr<ItemReader> read(std::uint64_t index, const std::string& itemLabel) const = 0;
 
+    /// Delivers the content of an item, and checks it. Any number of threads may do so at the same time, also while one
+    /// uses the other functions.
+    /// @throws opc::Exception when the content is damaged, or has a form that is left to `read`, which tells what is
+    /// wrong.
+    virtual void readWhole(std::uint64_t index, const TakeBytes& take) const = 0;
+
     /// Reads several items, one behind the other.
     std::unique_ptr<ItemReader> readAll(std::vector<std::uint64_t> indexes, const std::string& itemLabel) const;
 };

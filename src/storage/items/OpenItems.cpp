@@ -7,6 +7,7 @@
 #include "storage/items/MeetingNames.hpp"
 #include "storage/items/OtherFormats.hpp"
 #include "storage/items/Pieces.hpp"
+#include "storage/items/ReadAhead.hpp"
 #include "storage/items/ZipNameRules.hpp"
 
 #include <opc/core/Exception.hpp>
@@ -277,6 +278,29 @@ StoredItem& OpenItems::getStoredAt(std::size_t position) {
     entry.index = position;
     setSizes(entry, item);
     return entry.bytes;
+}
+
+void OpenItems::readParts(const std::vector<interfaces::IPhysicalPart*>& parts,
+                          const interfaces::IPhysicalParallelReading::Take& take) const {
+    std::vector<const ZipEntry*> entries;
+    entries.reserve(parts.size());
+    for (interfaces::IPhysicalPart* part : parts)
+        entries.push_back(findUnchanged(*part));
+    if (archive_)
+        readAhead(std::move(entries), *archive_, limits_, how_.threads, take);
+}
+
+bool OpenItems::countAsRead(interfaces::IPhysicalPart& part) {
+    ZipEntry* entry = findUnchanged(part);
+    return entry && limits_.tryToCount(entry->size, entry->count);
+}
+
+/// The entry of a part whose content is one item of the file; null for others.
+ZipEntry* OpenItems::findUnchanged(interfaces::IPhysicalPart& part) const {
+    const auto* item = dynamic_cast<const StoredItem*>(&part);
+    auto* entry = item ? dynamic_cast<ZipEntry*>(&item->getOrigin()) : nullptr;
+    const bool isItem = entry && &entry->owner == this && entry->index && entry->pieces.empty();
+    return isItem && !entry->bytes.getContent() ? entry : nullptr;
 }
 
 void OpenItems::findAmbiguities(const ZipFaults& faults, bool readsContents) {

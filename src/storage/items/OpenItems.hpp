@@ -10,6 +10,7 @@
 #include <opc/core/Findings.hpp>
 #include <opc/core/PlainContentTypes.hpp>
 #include <opc/core/interfaces/IPhysicalItems.hpp>
+#include <opc/core/interfaces/IPhysicalParallelReading.hpp>
 #include <opc/storage/zip/ZipItem.hpp>
 #include <opc/storage/zip/ZipOptions.hpp>
 
@@ -35,6 +36,7 @@ struct ItemsOpening {
     const char* ofKind; ///< stands before the name of another format of such files: "", "the content of "
     bool consistent;    ///< as of the `ZipOptions`
     ZipOptions::Take take;
+    unsigned threads; ///< at least 1
 };
 
 /// The items of an open package: which of them are parts (ECMA-376-2 §7.2, §7.3), and their content.
@@ -72,10 +74,16 @@ public:
     std::vector<interfaces::IPhysicalItems::Item> getStored() const;
     StoredItem& getStoredAt(std::size_t position);
 
+    bool isParallel() const { return how_.threads > 1; }
+    void readParts(const std::vector<interfaces::IPhysicalPart*>& parts,
+                   const interfaces::IPhysicalParallelReading::Take& take) const;
+    bool countAsRead(interfaces::IPhysicalPart& part);
+
     std::string labelOf(std::string_view itemName) const override;
     std::unique_ptr<ItemReader> readOriginal(ZipEntry& entry) override;
 
 private:
+    ZipEntry* findUnchanged(interfaces::IPhysicalPart& part) const;
     void addItems(std::vector<ItemArchive::Item> items, const PieceGroups& groups, const ZipFaults& faults);
     void addInterleavedPart(const PieceName& first, const std::vector<ItemArchive::Item>& items,
                             const PieceGroups& groups, const ZipFaults& faults);

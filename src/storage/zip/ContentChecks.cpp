@@ -3,8 +3,8 @@
 
 #include "storage/Failure.hpp"
 #include "storage/items/ContentTypeChecks.hpp"
+#include "storage/items/ReadAhead.hpp"
 #include "storage/zip/DeflateStream.hpp"
-#include "storage/zip/ReadAhead.hpp"
 
 #include <opc/core/Exception.hpp>
 

@@ -2,17 +2,14 @@
 #pragma once
 
 #include "storage/Bytes.hpp"
+#include "storage/ItemReader.hpp"
 
 #include <cstdint>
-#include <functional>
 #include <string>
 
 namespace opc::storage {
 
 struct DirectoryRecord;
-
-/// Takes the next bytes of a content.
-using TakeBytes = std::function<void(const unsigned char* data, std::size_t size)>;
 
 /// Refuses a deflated item whose compressed stream does not end exactly where its content ends: who reads a file from
 /// the front goes on behind the stream, and finds there what the directory does not know. Takes the time of reading the

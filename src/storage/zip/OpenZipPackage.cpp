@@ -2,12 +2,11 @@
 #include "storage/zip/OpenZipPackage.hpp"
 
 #include "storage/Failure.hpp"
+#include "storage/Threads.hpp"
 #include "storage/items/ItemNames.hpp"
 #include "storage/items/MainPart.hpp"
 #include "storage/zip/ContentChecks.hpp"
 #include "storage/zip/ItemChanges.hpp"
-#include "storage/zip/ReadAhead.hpp"
-#include "storage/zip/Threads.hpp"
 #include "storage/zip/ZipConsistency.hpp"
 
 #include <opc/core/Exception.hpp>
@@ -56,7 +55,7 @@ OpenZipPackage::OpenZipPackage(const ZipLocation& location, OpenMode mode,
                                const std::optional<std::filesystem::path>& output, FindingSink* sink)
     : location_(location), threads_(countThreads(location.options.threads)), opening_{mode},
       limits_(location.options.limits),
-      items_({location.label, "a ZIP file", "", location.options.consistent, location.options.take}, opening_,
+      items_({location.label, "a ZIP file", "", location.options.consistent, location.options.take, threads_}, opening_,
              limits_) {
     if (!location_.bytes) {
         location_.file = absolutePath(location.file, location_.label);
@@ -144,28 +143,6 @@ void OpenZipPackage::changeItems(const std::vector<interfaces::IPhysicalItems::C
     ZipChanges result = toZipChanges(changes, *archive_, limits_, location_.label);
     result.dropsSurroundings = dropsSurroundings;
     itemChanges_ = std::move(result);
-}
-
-void OpenZipPackage::readParts(const std::vector<interfaces::IPhysicalPart*>& parts,
-                               const interfaces::IPhysicalParallelReading::Take& take) const {
-    std::vector<const ZipEntry*> entries;
-    entries.reserve(parts.size());
-    for (interfaces::IPhysicalPart* part : parts)
-        entries.push_back(findUnchanged(*part));
-    readAhead(std::move(entries), *archive_, limits_, threads_, take);
-}
-
-bool OpenZipPackage::countAsRead(interfaces::IPhysicalPart& part) {
-    ZipEntry* entry = findUnchanged(part);
-    return entry && limits_.tryToCount(entry->size, entry->count);
-}
-
-/// The entry of a part whose content is one item of the file; null for others.
-ZipEntry* OpenZipPackage::findUnchanged(interfaces::IPhysicalPart& part) const {
-    const auto* item = dynamic_cast<const StoredItem*>(&part);
-    auto* entry = item ? dynamic_cast<ZipEntry*>(&item->getOrigin()) : nullptr;
-    const bool isItem = entry && &entry->owner == &items_ && entry->index && entry->pieces.empty();
-    return isItem && !entry->bytes.getContent() ? entry : nullptr;
 }
 
 /// The name of the item of a new part.

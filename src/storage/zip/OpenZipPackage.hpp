@@ -66,10 +66,12 @@ public:
     void changeItems(const std::vector<interfaces::IPhysicalItems::Change>& changes, bool dropsSurroundings);
 
     // Those of `IPhysicalParallelReading`.
-    bool isParallel() const { return threads_ > 1; }
+    bool isParallel() const { return items_.isParallel(); }
     void readParts(const std::vector<interfaces::IPhysicalPart*>& parts,
-                   const interfaces::IPhysicalParallelReading::Take& take) const;
-    bool countAsRead(interfaces::IPhysicalPart& part);
+                   const interfaces::IPhysicalParallelReading::Take& take) const {
+        items_.readParts(parts, take);
+    }
+    bool countAsRead(interfaces::IPhysicalPart& part) { return items_.countAsRead(part); }
 
     /// Writes the changes, if there are any, to the file or the output.
     void save();
@@ -81,7 +83,6 @@ private:
     void openArchive(const ZipFaults& faults);
     bool chooseArchive(const ZipFaults& faults);
     ContentChecks contentChecks();
-    ZipEntry* findUnchanged(interfaces::IPhysicalPart& part) const;
     void removeItem(ZipEntry& item);
     std::string itemNameFor(const std::u16string& name, const ZipEntry* renamed = nullptr);
     void throwIfTaken(std::u16string_view name, std::string_view itemName, const ZipEntry* renamed);

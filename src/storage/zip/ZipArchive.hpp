@@ -47,11 +47,7 @@ public:
     ///         reader, bad_message for damaged content.
     std::unique_ptr<ItemReader> read(std::uint64_t index, const std::string& itemLabel) const override;
 
-    /// Delivers the content of an item, and checks it. Any number of threads may do so at the same time, also while one
-    /// uses the other functions.
-    /// @throws opc::Exception when the content is damaged, or has a form that is left to `read`, which tells what is
-    /// wrong.
-    void readWhole(std::uint64_t index, const TakeBytes& take) const;
+    void readWhole(std::uint64_t index, const TakeBytes& take) const override;
 
     const std::string& getLabel() const { return label_; }
     const ZipDirectory& getDirectory() const { return directory_; }

@@ -28,6 +28,9 @@ struct DirectoryOptions {
     /// What `DirectoryPackage::openTolerantly` takes of files for one part name and of content types streams, by the
     /// order of the names. Has no effect on `open`, and none with `consistent`.
     ZipOptions::Take take = ZipOptions::Take::Neither;
+
+    /// The most threads that digest the parts that a signature covers at the same time, as `ZipOptions::threads`.
+    unsigned threads = 1;
 };
 
 /// A package that was unpacked into a folder, for reading. Every regular file below the folder, hidden ones included,
@@ -43,7 +46,8 @@ struct DirectoryOptions {
 /// found by its number, size and time of modification. So a signature is verified of one state, as far as the clock of
 /// the file system tells states apart.
 ///
-/// Owns all objects that it returns; not copyable. Used by one thread at a time; starts no threads.
+/// Owns all objects that it returns; not copyable. Used by one thread at a time. Starts threads of its own only as
+/// `DirectoryOptions::threads` says; none is left when a function returns.
 ///
 /// The rules of `IPhysicalPackage` hold. Messages name the folder and the item. Codes compare with the generic
 /// conditions:
@@ -84,6 +88,11 @@ public:
     interfaces::IPhysicalInputStream* getStoredItemInputStream(std::size_t position) override;
     /// @throws opc::Exception operation_not_permitted always, when the package is open.
     void changeItems(std::vector<Change> changes, bool dropsSurroundings) override;
+
+    // Parts in pieces are passed over.
+    bool isParallel() const override;
+    void readParts(const std::vector<interfaces::IPhysicalPart*>& parts, const Take& take) override;
+    bool countAsRead(interfaces::IPhysicalPart& part) override;
 
     bool hasContentTypeStream() const override;
     interfaces::IPhysicalInputStream* getContentTypeInputStream() override;

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <opc/core/Export.hpp>
-#include <opc/core/interfaces/IPhysicalParallelReading.hpp>
 #include <opc/core/interfaces/IPhysicalRenaming.hpp>
 #include <opc/storage/ItemPackage.hpp>
 #include <opc/storage/zip/ZipItem.hpp>
@@ -62,9 +61,7 @@ namespace opc::storage {
 /// - the code of the system for its failures: no_such_file_or_directory (at open the file, at a save the folder),
 ///   permission_denied (at open also for a file that read-write mode may not write), no_space_on_device, …. Content
 ///   that could not be kept until the save makes every save fail, until it is rewritten or its part is deleted.
-class OPCRAFT_API ZipPackage final : public ItemPackage,
-                                     public interfaces::IPhysicalRenaming,
-                                     public interfaces::IPhysicalParallelReading {
+class OPCRAFT_API ZipPackage final : public ItemPackage, public interfaces::IPhysicalRenaming {
 public:
     /// A package in a file. Nothing is touched before `open`.
     explicit ZipPackage(std::filesystem::path file, ZipOptions options = {});

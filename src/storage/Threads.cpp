@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "storage/zip/Threads.hpp"
+#include "storage/Threads.hpp"
 
 #include <algorithm>
 #include <atomic>

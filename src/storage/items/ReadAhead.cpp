@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "storage/zip/ReadAhead.hpp"
+#include "storage/items/ReadAhead.hpp"
 
-#include "storage/zip/Threads.hpp"
+#include "storage/Threads.hpp"
 
 #include <cstdint>
 
 namespace opc::storage {
 
-void readAhead(std::vector<const ZipEntry*> entries, const ZipArchive& archive, const ReadLimits& limits,
+void readAhead(std::vector<const ZipEntry*> entries, const ItemArchive& archive, const ReadLimits& limits,
                unsigned threads, const TakeItem& take) {
     std::vector<std::uint64_t> sizes;
     std::uint64_t left = limits.get().totalSize;

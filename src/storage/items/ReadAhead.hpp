@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "storage/items/ItemArchive.hpp"
 #include "storage/items/ReadLimits.hpp"
 #include "storage/items/ZipItems.hpp"
-#include "storage/zip/ZipArchive.hpp"
 
 #include <opc/core/interfaces/IPhysicalParallelReading.hpp>
 
@@ -15,7 +15,7 @@ using TakeItem = interfaces::IPhysicalParallelReading::Take;
 
 /// Reads items in several threads, as `IPhysicalParallelReading::readParts` does with parts.
 /// @param entries items in one piece; null for what is not read.
-void readAhead(std::vector<const ZipEntry*> entries, const ZipArchive& archive, const ReadLimits& limits,
+void readAhead(std::vector<const ZipEntry*> entries, const ItemArchive& archive, const ReadLimits& limits,
                unsigned threads, const TakeItem& take);
 
 } // namespace opc::storage
