@@ -241,7 +241,10 @@ TEST_P(Faults, OfThePhysicalPackage) {
 }
 
 TEST_P(MemoryFaults, OfEveryAllocation) {
-    for (const char* store : {"Memory", "ZipFile"})
+    std::vector<const char*> stores{"Memory", "ZipFile"};
+    if (GetParam().mode == OpenMode::ReadOnly || GetParam().name == "OpenReadOnly")
+        stores.push_back("Folder");
+    for (const char* store : stores)
         for (const Extent extent : {Extent::One, Extent::AllFrom})
             tryAll(storeNamed(store), FaultKind(extent));
 }

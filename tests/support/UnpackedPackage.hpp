@@ -25,7 +25,7 @@ inline void unpack(storage::ItemPackage& package, const std::filesystem::path& f
 class UnpackedPackage final : public interfaces::IPhysicalPackage {
 public:
     UnpackedPackage(const std::filesystem::path& file, std::filesystem::path folder)
-        : zip_(file), directory_(folder), folder_(std::move(folder)) {}
+        : file_(file), folder_(std::move(folder)), zip_(file_), directory_(folder_) {}
 
     bool hasContentTypeStream() const override { return current_->hasContentTypeStream(); }
     interfaces::IPhysicalInputStream* getContentTypeInputStream() override {
@@ -36,11 +36,10 @@ public:
     }
     std::vector<interfaces::IPhysicalPart*> getParts() override { return current_->getParts(); }
     void open(const OpenMode& mode) override {
-        if (mode == OpenMode::ReadOnly && !isOpen_) {
-            zip_.open(mode);
-            unpack(zip_, folder_);
-            zip_.close(true);
-            current_ = &directory_;
+        if (!isOpen_) {
+            current_ = &zip_;
+            if (mode == OpenMode::ReadOnly)
+                unpackAll();
         }
         current_->open(mode);
         isOpen_ = true;
@@ -57,9 +56,17 @@ public:
     void deletePart(const std::u16string& name) override { current_->deletePart(name); }
 
 private:
+    void unpackAll() {
+        storage::ZipPackage stored(file_);
+        stored.open(OpenMode::ReadOnly);
+        unpack(stored, folder_);
+        current_ = &directory_;
+    }
+
+    std::filesystem::path file_;
+    std::filesystem::path folder_;
     storage::ZipPackage zip_;
     storage::DirectoryPackage directory_;
-    std::filesystem::path folder_;
     interfaces::IPhysicalPackage* current_ = &zip_;
     bool isOpen_ = false;
 };

@@ -34,7 +34,7 @@ public:
     /// Lists the folder.
     /// @param folder may be a symbolic link to a folder itself; its path starts the messages.
     /// @param limits those on the number of items, folders included, and on the length of their names. All names
-    ///        together are bound to 64 MiB, or 256 bytes for each item that the limit allows if that is more.
+    ///        together are bound to 32 MiB, or 128 bytes for each item that the limit allows if that is more.
     /// @param faults symbolic links, devices, pipes and sockets (`RuleId::ZipFileKind`), and names that are not UTF-8
     ///        (`RuleId::ItemNameSyntax`), which are left out when the faults go to a sink.
     /// @throws opc::Exception file_too_large for a limit; device_or_resource_busy for a folder that was moved while it

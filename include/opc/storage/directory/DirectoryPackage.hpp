@@ -17,7 +17,7 @@ namespace opc::storage {
 /// How a package in a folder works; a value, the same for every open.
 struct DirectoryOptions {
     /// On what is read; the two for XML apply to the content types stream. Folders count as items, and all names
-    /// together have at most 64 MiB, or 256 bytes for each item that the limit allows if that is more.
+    /// together have at most 32 MiB, or 128 bytes for each item that the limit allows if that is more.
     Limits limits{};
 
     /// Whether `open` refuses a folder of which ZIP files could be made that readers read as different packages: of
