@@ -41,6 +41,13 @@ void writeFileAt(int file, std::uint64_t offset, const unsigned char* data, std:
     }
 }
 
+struct stat statusOf(int file, const std::string& label) {
+    struct stat status = {};
+    if (::fstat(file, &status) != 0)
+        failWithErrno(errno, label + ": cannot be read");
+    return status;
+}
+
 bool lockFile(int file, std::chrono::milliseconds wait) {
     using std::chrono::steady_clock;
     constexpr std::chrono::milliseconds longest(50);

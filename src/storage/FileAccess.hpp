@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <sys/stat.h>
+
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -17,6 +19,10 @@ std::size_t readFileAt(int file, std::uint64_t offset, unsigned char* buffer, st
 
 /// @throws opc::Exception what the system reports.
 void writeFileAt(int file, std::uint64_t offset, const unsigned char* data, std::size_t size, const std::string& label);
+
+/// @param label starts the messages.
+/// @throws opc::Exception what the system reports.
+struct stat statusOf(int file, const std::string& label);
 
 /// Takes the lock (`flock`) on an open file, which its descriptor holds until it is closed. What has the lock already
 /// keeps it.

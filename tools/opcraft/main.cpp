@@ -26,6 +26,7 @@ void addCommands(Tool& tool) {
     addListCommand(tool);
     addRelsCommand(tool);
     addCatCommand(tool);
+    addExtractCommand(tool);
     addDiffCommand(tool);
     addTextCommand(tool);
     addGraphCommand(tool);

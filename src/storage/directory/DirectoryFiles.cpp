@@ -3,10 +3,11 @@
 
 #include "storage/Failure.hpp"
 #include "storage/FileAccess.hpp"
+#include "storage/directory/DirectoryStream.hpp"
+#include "storage/directory/FolderPaths.hpp"
 #include "storage/items/ItemNames.hpp"
 #include "storage/items/ReadLimits.hpp"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <linux/openat2.h>
 #include <sys/stat.h>
@@ -22,7 +23,6 @@ namespace opc::storage {
 
 namespace {
 
-constexpr int FOLDER_FLAGS = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 // Without O_NONBLOCK the open of a named pipe would block until a process writes to it.
 constexpr int FILE_FLAGS = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
@@ -32,13 +32,6 @@ constexpr std::uint64_t NAME_SIZE = 128;
 
 [[noreturn]] void failForChange(const std::string& label, const char* what) {
     fail(Errc::device_or_resource_busy, label + ": " + what);
-}
-
-struct stat statusOf(int file, const std::string& label) {
-    struct stat status = {};
-    if (::fstat(file, &status) != 0)
-        failWithErrno(errno, label + ": cannot be read");
-    return status;
 }
 
 /// What something is that is not read; null for a file or a folder.
@@ -57,41 +50,6 @@ const char* explainKind(mode_t mode) {
         return "a device";
     }
 }
-
-struct DirectoryCloser {
-    void operator()(DIR* stream) const noexcept { ::closedir(stream); }
-};
-
-/// What is in an open folder, without "." and "..".
-class DirectoryStream {
-public:
-    /// @param folder stays open.
-    DirectoryStream(int folder, std::string label) : label_(std::move(label)) {
-        FileDescriptor own(::openat(folder, ".", FOLDER_FLAGS));
-        if (own.isOpen())
-            stream_.reset(::fdopendir(own.get()));
-        if (!stream_)
-            failWithErrno(errno, label_ + ": cannot be read");
-        own.release();
-    }
-
-    /// @return null at the end; valid until the next call.
-    const char* next() {
-        for (;;) {
-            errno = 0;
-            const dirent* const entry = ::readdir(stream_.get());
-            if (!entry && errno != 0)
-                failWithErrno(errno, label_ + ": cannot be read");
-            const std::string_view name = entry ? entry->d_name : "";
-            if (name != "." && name != "..")
-                return entry ? entry->d_name : nullptr;
-        }
-    }
-
-private:
-    std::string label_;
-    std::unique_ptr<DIR, DirectoryCloser> stream_;
-};
 
 /// Lists all below a folder. It is at one folder at a time, with one descriptor, and goes back by "..", to a
 /// folder that has to be the one it came from; so the depth costs neither descriptors nor stack.

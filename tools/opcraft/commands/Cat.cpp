@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "opcraft/Names.hpp"
+#include "opcraft/ItemSelection.hpp"
 #include "opcraft/OpenPackage.hpp"
-#include "opcraft/Text.hpp"
 #include "opcraft/commands/Commands.hpp"
 
 #include <opc/compare/PrettyXml.hpp>
@@ -9,9 +8,6 @@
 #include <opc/core/interfaces/IPhysicalInputStream.hpp>
 #include <opc/model/PhysicalInputStream.hpp>
 
-#include <fnmatch.h>
-
-#include <algorithm>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -23,74 +19,10 @@ namespace {
 
 constexpr unsigned long COPIED_BLOCK_SIZE = 64 * 1024;
 
-using Items = std::vector<opc::storage::ZipItem>;
-
 struct CatOptions : InputOptions {
     std::vector<std::string> items{};
     bool pretty = false;
 };
-
-Failure ambiguous(const InputOptions& options, const Items& items, const std::vector<std::size_t>& found,
-                  const std::string& advice) {
-    std::vector<std::string> names;
-    for (const std::size_t each : found)
-        names.push_back(items[each].name);
-    return {ExitCode::NotProcessed, options.file, options.part,
-            "this may mean any of " + listText(names, names.size()) + advice};
-}
-
-/// @param isSound whether no two items have the same name.
-/// @return the position of the item.
-std::size_t findItem(const InputOptions& options, const Items& items, bool isSound) {
-    const auto found = findItems(items, options.part);
-    if (found.empty())
-        throw Failure(ExitCode::NotProcessed, options.file, options.part,
-                      "no such item; 'opcraft list' shows the parts of a package");
-    const auto same = isSound ? found : findSameNames(items, found.front());
-    if (same.size() == 1 && found.size() == 1)
-        return found.front();
-    if (isSound || !std::includes(same.begin(), same.end(), found.begin(), found.end()))
-        throw ambiguous(options, items, found, "");
-    if (options.take == Take::Neither)
-        throw ambiguous(options, items, same, "; --take first or --take last reads one of them");
-    return options.take == Take::First ? same.front() : same.back();
-}
-
-/// The positions of the items that a pattern matches, with or without a leading slash, in the order of the file.
-std::vector<std::size_t> matchItems(const Items& items, const std::string& pattern) {
-    std::vector<std::size_t> found;
-    const bool hasSlash = pattern.front() == '/';
-    for (std::size_t i = 0; i < items.size(); ++i)
-        if (::fnmatch(pattern.c_str(), ((hasSlash ? "/" : "") + items[i].name).c_str(), 0) == 0)
-            found.push_back(i);
-    return found;
-}
-
-/// What an argument names: an item, or else as a pattern any number of them.
-void addItems(const CatOptions& options, const std::string& argument, const Items& items, bool isSound,
-              std::vector<std::size_t>& positions) {
-    const bool isPattern = argument.find_first_of("*?[") != std::string::npos;
-    if (isPattern && findItems(items, argument).empty()) {
-        const auto found = matchItems(items, argument);
-        positions.insert(positions.end(), found.begin(), found.end());
-        if (!found.empty())
-            return;
-    }
-    InputOptions one = options;
-    one.part = argument;
-    positions.push_back(findItem(one, items, isSound));
-}
-
-void open(PackageInput& input, const InputOptions& options, FindingList& findings) {
-    try {
-        if (options.tolerant)
-            input.getStore().openTolerantly(opc::interfaces::OpenMode::ReadOnly, findings);
-        else
-            input.getStore().open(opc::interfaces::OpenMode::ReadOnly);
-    } catch (const opc::Exception& e) {
-        throw openFailure(input, options, e);
-    }
-}
 
 /// Collects lines, since there may be many short ones.
 class LineWriter {
@@ -145,12 +77,9 @@ void copy(const PackageInput& input, std::size_t position, const std::string& na
 ExitCode cat(const CatOptions& options, Console& console) {
     PackageInput input(options);
     FindingList findings;
-    open(input, options, findings);
-    const Items items = input.getStore().getItems();
-    std::vector<std::size_t> positions;
-    for (const std::string& argument : options.items)
-        addItems(options, argument, items, findings.getAll().empty(), positions);
-    for (const std::size_t position : positions)
+    openItems(input, options, findings);
+    const auto items = input.getStore().getItems();
+    for (const std::size_t position : selectItems(options, options.items, items, findings))
         copy(input, position, items[position].name, options, console);
     findings.note(console, options.file);
     return ExitCode::Fine;

@@ -10,6 +10,7 @@ void addInfoCommand(Tool& tool);
 void addListCommand(Tool& tool);
 void addRelsCommand(Tool& tool);
 void addCatCommand(Tool& tool);
+void addExtractCommand(Tool& tool);
 void addDiffCommand(Tool& tool);
 void addTextCommand(Tool& tool);
 void addGraphCommand(Tool& tool);

@@ -1,0 +1,205 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "storage/directory/OutputFolder.hpp"
+
+#include "storage/Failure.hpp"
+#include "storage/FileAccess.hpp"
+#include "storage/directory/DirectoryStream.hpp"
+#include "storage/directory/FolderPaths.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <random>
+
+namespace opc::storage {
+
+namespace {
+
+constexpr int NEW_FILE_FLAGS = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+constexpr int MAXIMUM_NAMES = 100;
+
+[[noreturn]] void refuse(Errc code, const std::string& reason) {
+    throw NameRefused(reason, make_error_code(code));
+}
+
+/// For an error of a call with a name.
+[[noreturn]] void refuseOrFail(int number, const std::string& label) {
+    switch (number) {
+    case ENAMETOOLONG:
+    case EINVAL:
+    case EILSEQ:
+        refuse(Errc::invalid_argument,
+               "the file system has no such names: " +
+                   boost::system::error_code(number, boost::system::generic_category()).message());
+    case ELOOP:
+    case ENOTDIR:
+    case EISDIR:
+        refuse(Errc::file_exists, "a file, a link or a device is where a folder is needed");
+    default:
+        failWithErrno(number, label + ": cannot be written");
+    }
+}
+
+std::string makeTemporaryName() {
+    static constexpr std::string_view DIGITS = "0123456789abcdefghijklmnopqrstuvwxyz";
+    std::random_device random;
+    std::string name = ".";
+    for (int i = 0; i < 12; ++i)
+        name += DIGITS[random() % DIGITS.size()];
+    return name + ".opcraft-tmp";
+}
+
+/// A file beside the one that it will replace. Its name is set.
+FileDescriptor createTemporary(OutputFile::Place& place) {
+    FileDescriptor file;
+    for (int i = 0; i < MAXIMUM_NAMES && !file.isOpen() && (i == 0 || errno == EEXIST); ++i) {
+        place.temporary = makeTemporaryName();
+        file = FileDescriptor(::openat(place.folder->get(), place.temporary.c_str(), NEW_FILE_FLAGS, 0666));
+    }
+    return file;
+}
+
+} // namespace
+
+OutputFile::~OutputFile() {
+    if (!isCommitted_)
+        ::unlinkat(place_.folder->get(), currentName().c_str(), 0);
+}
+
+void OutputFile::write(const unsigned char* data, std::size_t size) {
+    writeFileAt(file_.get(), position_, data, size, place_.label);
+    position_ += size;
+}
+
+void OutputFile::commit() {
+    // Some file systems tell only here that a disk is full.
+    if (file_.close() != 0)
+        failWithErrno(errno, place_.label + ": cannot be written");
+    const int folder = place_.folder->get();
+    if (!place_.temporary.empty() && ::renameat(folder, place_.temporary.c_str(), folder, place_.name.c_str()) != 0)
+        failWithErrno(errno, place_.label + ": cannot be replaced");
+    isCommitted_ = true;
+}
+
+OutputFolder::OutputFolder(const std::filesystem::path& folder, bool replaces)
+    : label_(folder.string()), replaces_(replaces) {
+    FileDescriptor root(::open(folder.c_str(), FOLDER_FLAGS & ~O_NOFOLLOW));
+    if (!root.isOpen() && errno == ENOENT) {
+        if (::mkdir(folder.c_str(), 0777) != 0)
+            failWithErrno(errno, label_ + ": cannot be created");
+        root = FileDescriptor(::open(folder.c_str(), FOLDER_FLAGS));
+    }
+    if (!root.isOpen())
+        failWithErrno(errno, label_ + ": cannot be opened");
+    root_ = folder_ = std::make_shared<FileDescriptor>(std::move(root));
+    if (!replaces_)
+        throwUnlessEmpty();
+}
+
+void OutputFolder::throwUnlessEmpty() const {
+    if (DirectoryStream(root_->get(), label_).next())
+        fail(Errc::directory_not_empty, label_ + ": the folder is not empty");
+}
+
+std::string OutputFolder::labelOf(std::string_view path) const {
+    return label_ + ": " + inQuotes(path);
+}
+
+void OutputFolder::addMade(const struct stat& status) {
+    met_.emplace(status.st_dev, status.st_ino);
+}
+
+/// For something that has the name of what was to be made.
+void OutputFolder::throwUnlessUsable(const struct stat& status) const {
+    if (met_.contains({status.st_dev, status.st_ino}))
+        refuse(Errc::file_exists, "the file system takes the name for that of another item");
+    if (!replaces_)
+        refuse(Errc::file_exists, "something of this name exists already");
+}
+
+OutputFolder::Descriptor OutputFolder::openFolder(const FileDescriptor& from, const std::string& name,
+                                                  std::string_view path) const {
+    auto folder = std::make_shared<FileDescriptor>(::openat(from.get(), name.c_str(), FOLDER_FLAGS));
+    if (!folder->isOpen())
+        refuseOrFail(errno, labelOf(path));
+    return folder;
+}
+
+/// Makes a folder that was not met yet, or uses one that exists.
+OutputFolder::Descriptor OutputFolder::makeFolder(const FileDescriptor& from, const std::string& name,
+                                                  std::string_view path) {
+    const bool isNew = ::mkdirat(from.get(), name.c_str(), 0777) == 0;
+    if (!isNew && errno != EEXIST)
+        refuseOrFail(errno, labelOf(path));
+    Descriptor folder = openFolder(from, name, path);
+    const struct stat status = statusOf(folder->get(), labelOf(path));
+    if (!isNew)
+        throwUnlessUsable(status);
+    addMade(status);
+    return folder;
+}
+
+/// Opens the folders of a path one after the other, from the last one on that was used.
+/// @param known how many bytes of the path are those of folders that were made; the others are made.
+/// @return how many were made.
+std::size_t OutputFolder::goTo(std::string_view path, std::size_t known) {
+    if (commonFolders(path_, path) < path_.size()) {
+        path_.clear();
+        folder_ = root_;
+    }
+    std::size_t count = 0;
+    while (path_.size() < path.size()) {
+        const std::size_t start = path_.empty() ? 0 : path_.size() + 1;
+        const std::string_view next = path.substr(0, path.find('/', start));
+        const std::string name(next.substr(start));
+        if (next.size() > known)
+            ++count;
+        folder_ = next.size() > known ? makeFolder(*folder_, name, next) : openFolder(*folder_, name, next);
+        path_ = next;
+    }
+    return count;
+}
+
+std::size_t OutputFolder::makeFolder(std::string_view path) {
+    const std::lock_guard lock(mutex_);
+    return goTo(path, commonFolders(path_, path));
+}
+
+std::unique_ptr<OutputFile> OutputFolder::create(std::string_view path) {
+    OutputFile::Place place{
+        findFolder(folderOf(path)), std::string(path.substr(path.rfind('/') + 1)), {}, labelOf(path)};
+    FileDescriptor file(::openat(place.folder->get(), place.name.c_str(), NEW_FILE_FLAGS, 0666));
+    if (!file.isOpen() && errno == EEXIST) {
+        throwUnlessReplaceable(place);
+        file = createTemporary(place);
+    }
+    if (!file.isOpen())
+        refuseOrFail(errno, place.label);
+    const int number = file.get();
+    auto made = std::make_unique<OutputFile>(std::move(place), std::move(file));
+    const struct stat status = statusOf(number, labelOf(path));
+    const std::lock_guard lock(mutex_);
+    addMade(status);
+    return made;
+}
+
+OutputFolder::Descriptor OutputFolder::findFolder(std::string_view path) {
+    const std::lock_guard lock(mutex_);
+    goTo(path, path.size());
+    return folder_;
+}
+
+void OutputFolder::throwUnlessReplaceable(const OutputFile::Place& place) {
+    struct stat status = {};
+    if (::fstatat(place.folder->get(), place.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
+        refuseOrFail(errno, place.label);
+    const std::lock_guard lock(mutex_);
+    throwUnlessUsable(status);
+    if (!S_ISREG(status.st_mode))
+        refuse(Errc::file_exists, "a folder, a link or a device of this name exists");
+}
+
+} // namespace opc::storage
