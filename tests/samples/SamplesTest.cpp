@@ -4,10 +4,14 @@
 #include <opc/errors/Errors.hpp>
 #include <opc/model/Package.hpp>
 #include <opc/model/StandardPartInfo.hpp>
+#include <opc/storage/Extraction.hpp>
+#include <opc/storage/Packing.hpp>
+#include <opc/storage/directory/DirectoryPackage.hpp>
 #include <opc/storage/zip/ZipPackage.hpp>
 
 #include "model/ContentTypeReading.hpp"
 #include "samples/Samples.hpp"
+#include "support/FoundFindings.hpp"
 #include "support/PackageContent.hpp"
 #include "support/PhysicalAccess.hpp"
 #include "support/PlainReaders.hpp"
@@ -17,6 +21,7 @@
 #include <boost/core/demangle.hpp>
 #include <gtest/gtest.h>
 
+#include <map>
 #include <set>
 #include <tuple>
 
@@ -89,6 +94,41 @@ TEST_P(Samples, SurviveAChangeWithTheirContentAndCompressedBytes) {
     }
     EXPECT_EQ(contentOf(copy), contentOf(file()));
     EXPECT_TRUE(keptItems(copy) == keptItems(file()));
+}
+
+/// Every item but those of folders with what it is and holds, whatever is wrong with the package.
+std::map<std::string, std::string> itemsOf(storage::ItemPackage& package) {
+    test::FoundFindings findings;
+    package.openTolerantly(OpenMode::ReadOnly, findings);
+    std::map<std::string, std::string> items;
+    for (const storage::ZipItem& item : package.getItems())
+        if (!item.name.ends_with('/'))
+            items[item.name] = item.reason + test::readAll(*package.getItemInputStream(item.name));
+    for (interfaces::IPhysicalPart* part : package.getParts())
+        items['/' + detail::toUTF8String(part->getName())] = detail::toUTF8String(part->getContentType());
+    return items;
+}
+
+struct NothingLeftOut final : storage::ExtractionSink {
+    void extracted(const storage::ZipItem& /*item*/) override {}
+    void leftOut(const storage::ZipItem& /*item*/, const Exception& error) override { ADD_FAILURE() << error.what(); }
+};
+
+TEST_P(Samples, AreTheSameTakenApartAndPutTogether) {
+    const test::TemporaryFolder temporary;
+    ZipPackage original(file());
+    const auto items = itemsOf(original);
+    NothingLeftOut sink;
+    extract(original, temporary / "apart", {true}, sink);
+    storage::PackingOptions options;
+    options.otherItems = true;
+    storage::pack(temporary / "apart", temporary / "together", options);
+    ZipPackage together(temporary / "together");
+    EXPECT_TRUE(itemsOf(together) == items);
+    storage::DirectoryPackage apart(temporary / "apart");
+    EXPECT_TRUE(itemsOf(apart) == items);
+    const bool opens = GetParam().error.empty();
+    EXPECT_TRUE(!opens || contentOf(temporary / "together") == contentOf(file()));
 }
 
 INSTANTIATE_TEST_SUITE_P(OtherProducers, Samples, testing::ValuesIn(test::getSamples()), test::nameOf);

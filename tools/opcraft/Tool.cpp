@@ -147,8 +147,8 @@ void addInputOptions(CLI::App& command, InputOptions& options, const std::string
     addLimitOption(command, options);
 }
 
-CLI::Option* addReadOptions(CLI::App& command, ReadOptions& options) {
-    addInputOptions(command, options);
+CLI::Option* addReadOptions(CLI::App& command, ReadOptions& options, const std::string& description) {
+    addInputOptions(command, options, description);
     return addJsonFlag(command, options.json);
 }
 

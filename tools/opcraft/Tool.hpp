@@ -106,10 +106,12 @@ void addCommand(Tool& tool, const Command<Options>& command) {
     });
 }
 
-void addInputOptions(CLI::App& command, InputOptions& options,
-                     const std::string& description = "The package, a file or a folder; - is the standard input");
+inline constexpr const char* PACKAGE_DESCRIPTION = "The package, a file or a folder; - is the standard input";
+
+void addInputOptions(CLI::App& command, InputOptions& options, const std::string& description = PACKAGE_DESCRIPTION);
 /// @return the option for JSON.
-CLI::Option* addReadOptions(CLI::App& command, ReadOptions& options);
+CLI::Option* addReadOptions(CLI::App& command, ReadOptions& options,
+                            const std::string& description = PACKAGE_DESCRIPTION);
 /// For a command that reads several packages.
 /// @param files receives their names, the first of which the options have as well.
 CLI::Option* addReadOptions(CLI::App& command, ReadOptions& options, std::vector<std::string>& files);

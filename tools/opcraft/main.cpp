@@ -33,6 +33,7 @@ void addCommands(Tool& tool) {
     addLintCommand(tool);
     addRepairCommand(tool);
     addNewCommand(tool);
+    addPackCommand(tool);
     addAddCommand(tool);
     addPutCommand(tool);
     addMvCommand(tool);

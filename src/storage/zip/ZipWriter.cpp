@@ -212,7 +212,8 @@ public:
         facts.header.flags = isASCII(facts.name) ? 0 : IS_UTF8;
         facts.header.madeBy = MADE_BY;
         facts.header.externalAttributes = FILE_ATTRIBUTES;
-        write(facts, makePayload(*item.content, item.compression, deflater_), item.label);
+        const std::shared_ptr<const Content> content = item.content ? item.content : item.load();
+        write(facts, makePayload(*content, item.compression, deflater_), item.label);
     }
 
     void finish(ByteSpan comment) {

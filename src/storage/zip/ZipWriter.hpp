@@ -7,6 +7,7 @@
 #include <opc/core/interfaces/CompressionType.hpp>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -25,10 +26,11 @@ struct ZipChanges {
         std::string newName{}; ///< empty: the name stays
     };
     struct Added {
-        std::string name; ///< UTF-8
-        std::shared_ptr<const Content> content;
+        std::string name;                       ///< UTF-8
+        std::shared_ptr<const Content> content; ///< null: what `load` returns
         interfaces::CompressionType compression;
         std::string label;
+        std::function<std::shared_ptr<const Content>()> load{}; ///< called when the item is written
     };
 
     std::vector<std::uint64_t> deleted;

@@ -17,6 +17,7 @@ void addGraphCommand(Tool& tool);
 void addLintCommand(Tool& tool);
 void addRepairCommand(Tool& tool);
 void addNewCommand(Tool& tool);
+void addPackCommand(Tool& tool);
 void addAddCommand(Tool& tool);
 void addPutCommand(Tool& tool);
 void addMvCommand(Tool& tool);
