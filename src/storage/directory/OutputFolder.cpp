@@ -52,21 +52,26 @@ std::string makeTemporaryName() {
     return name + ".opcraft-tmp";
 }
 
-/// A file beside the one that it will replace. Its name is set.
-FileDescriptor createTemporary(OutputFile::Place& place) {
-    FileDescriptor file;
-    for (int i = 0; i < MAXIMUM_NAMES && !file.isOpen() && (i == 0 || errno == EEXIST); ++i) {
-        place.temporary = makeTemporaryName();
-        file = FileDescriptor(::openat(place.folder->get(), place.temporary.c_str(), NEW_FILE_FLAGS, 0666));
-    }
-    return file;
-}
-
 } // namespace
 
 OutputFile::~OutputFile() {
-    if (!isCommitted_)
+    if (!isLeft_)
         ::unlinkat(place_.folder->get(), currentName().c_str(), 0);
+}
+
+int OutputFile::open() {
+    file_ = FileDescriptor(::openat(place_.folder->get(), currentName().c_str(), NEW_FILE_FLAGS, 0666));
+    isLeft_ = !file_.isOpen();
+    return file_.isOpen() ? 0 : errno;
+}
+
+int OutputFile::openTemporary() {
+    int error = EEXIST;
+    for (int i = 0; i < MAXIMUM_NAMES && error == EEXIST; ++i) {
+        place_.temporary = makeTemporaryName();
+        error = open();
+    }
+    return error;
 }
 
 void OutputFile::write(const unsigned char* data, std::size_t size) {
@@ -81,7 +86,7 @@ void OutputFile::commit() {
     const int folder = place_.folder->get();
     if (!place_.temporary.empty() && ::renameat(folder, place_.temporary.c_str(), folder, place_.name.c_str()) != 0)
         failWithErrno(errno, place_.label + ": cannot be replaced");
-    isCommitted_ = true;
+    isLeft_ = true;
 }
 
 OutputFolder::OutputFolder(const std::filesystem::path& folder, bool replaces)
@@ -169,21 +174,20 @@ std::size_t OutputFolder::makeFolder(std::string_view path) {
 }
 
 std::unique_ptr<OutputFile> OutputFolder::create(std::string_view path) {
-    OutputFile::Place place{
-        findFolder(folderOf(path)), std::string(path.substr(path.rfind('/') + 1)), {}, labelOf(path)};
-    FileDescriptor file(::openat(place.folder->get(), place.name.c_str(), NEW_FILE_FLAGS, 0666));
-    if (!file.isOpen() && errno == EEXIST) {
-        throwUnlessReplaceable(place);
-        file = createTemporary(place);
+    // All that needs memory is done before there is a file.
+    auto file = std::make_unique<OutputFile>(OutputFile::Place{
+        findFolder(folderOf(path)), std::string(path.substr(path.rfind('/') + 1)), {}, labelOf(path)});
+    int error = file->open();
+    if (error == EEXIST) {
+        throwUnlessReplaceable(file->getPlace());
+        error = file->openTemporary();
     }
-    if (!file.isOpen())
-        refuseOrFail(errno, place.label);
-    const int number = file.get();
-    auto made = std::make_unique<OutputFile>(std::move(place), std::move(file));
-    const struct stat status = statusOf(number, labelOf(path));
+    if (error != 0)
+        refuseOrFail(error, file->getPlace().label);
+    const struct stat status = statusOf(file->getDescriptor(), file->getPlace().label);
     const std::lock_guard lock(mutex_);
     addMade(status);
-    return made;
+    return file;
 }
 
 OutputFolder::Descriptor OutputFolder::findFolder(std::string_view path) {

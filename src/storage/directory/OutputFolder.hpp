@@ -38,11 +38,21 @@ public:
         std::string label;     ///< starts the messages
     };
 
-    OutputFile(Place place, FileDescriptor file) : place_(std::move(place)), file_(std::move(file)) {}
+    explicit OutputFile(Place place) : place_(std::move(place)) {}
     ~OutputFile();
 
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
+
+    /// Makes the file, which may not exist yet.
+    /// @return 0, or the number of the error.
+    int open();
+
+    /// The same with another name, until the file is complete and replaces the one that exists.
+    int openTemporary();
+
+    const Place& getPlace() const { return place_; }
+    int getDescriptor() const { return file_.get(); }
 
     /// @throws opc::Exception what the system reports.
     void write(const unsigned char* data, std::size_t size);
@@ -56,7 +66,7 @@ private:
     Place place_;
     FileDescriptor file_;
     std::uint64_t position_ = 0;
-    bool isCommitted_ = false;
+    bool isLeft_ = true; ///< there is nothing to remove
 };
 
 /// A folder below which files are made, and nowhere else: each folder on the way is opened by itself, and no symbolic
