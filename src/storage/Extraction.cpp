@@ -18,8 +18,8 @@
 #include <string>
 #include <string_view>
 #include <thread>
-#include <unordered_set>
 #include <utility>
+#include <vector>
 
 namespace opc::storage {
 
@@ -66,7 +66,8 @@ public:
         : package_(package), parallel_(dynamic_cast<interfaces::IPhysicalParallelReading*>(&package)),
           maximumFolders_(options.maximumFolders), items_(package.getItems()) {
         for (const ZipItem& item : items_)
-            names_.insert(item.name);
+            names_.push_back(item.name);
+        std::ranges::sort(names_);
         if (options.positions)
             for (const std::size_t position : *options.positions)
                 select(position);
@@ -195,15 +196,16 @@ private:
         const std::string& name = items_[position].name;
         if (source.part)
             return source.part->getInputStream();
-        return names_.count(name) == 1 ? package_.getItemInputStream(name) : package_.getItemInputStreamAt(position);
+        return std::ranges::equal_range(names_, name).size() == 1 ? package_.getItemInputStream(name)
+                                                                  : package_.getItemInputStreamAt(position);
     }
 
     ItemPackage& package_;
     interfaces::IPhysicalParallelReading* parallel_; ///< null for a package that has none
     std::uint64_t maximumFolders_;
     std::vector<ZipItem> items_;
-    std::unordered_multiset<std::string_view> names_; ///< of all items
-    std::vector<std::size_t> positions_;              ///< each once
+    std::vector<std::string_view> names_; ///< of all items, sorted
+    std::vector<std::size_t> positions_;  ///< each once
     std::map<std::size_t, Source> sources_;
     std::vector<PlannedItem> plan_;
     std::vector<unsigned char> block_ = std::vector<unsigned char>(COPIED_BLOCK_SIZE);

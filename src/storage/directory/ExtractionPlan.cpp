@@ -7,7 +7,6 @@
 #include <climits>
 
 #include <algorithm>
-#include <unordered_set>
 
 namespace opc::storage {
 
@@ -68,10 +67,10 @@ void leaveOutDuplicates(Plan& plan, const std::vector<ZipItem>& items) {
 
 /// A name stands before all those below it, which stand together; so each folder is looked for once.
 void leaveOutBelowFiles(Plan& plan) {
-    std::unordered_set<std::string_view> files;
+    std::vector<std::string_view> files; // sorted, as the plan is
     for (const PlannedItem& each : plan)
         if (each.reason.empty() && each.path.back() != '/')
-            files.insert(each.path);
+            files.push_back(each.path);
     std::string_view before;
     std::size_t blocked = 0; // the size of the name of a file that `before` is below
     for (PlannedItem& each : plan) {
@@ -81,7 +80,7 @@ void leaveOutBelowFiles(Plan& plan) {
         blocked = start < blocked ? 0 : blocked;
         for (std::size_t slash = each.path.find('/', start); blocked == 0 && slash != each.path.npos;
              slash = each.path.find('/', slash + 1))
-            if (files.contains(each.path.substr(0, slash)))
+            if (std::ranges::binary_search(files, each.path.substr(0, slash)))
                 blocked = slash;
         before = each.path;
         if (blocked > 0) {
