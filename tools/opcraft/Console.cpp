@@ -5,9 +5,12 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <cstdlib>
 #include <mutex>
 #include <stop_token>
 #include <system_error>
@@ -17,6 +20,19 @@ namespace opcraft {
 namespace {
 
 constexpr std::string_view CLEAR_LINE = "\r\033[K";
+
+/// Select Graphic Rendition (ECMA-48 §8.3.117).
+constexpr std::array<const char*, 5> COLOR_CODES = {"", "\033[31m", "\033[32m", "\033[33m", "\033[36m"};
+
+std::string_view environment(const char* name) {
+    const char* const value = std::getenv(name);
+    return value ? value : "";
+}
+
+bool hasColors() {
+    return ::isatty(STDOUT_FILENO) == 1 && environment("NO_COLOR").empty() && environment("TERM") != "dumb" &&
+           !environment("TERM").empty();
+}
 
 /// @return 0, or the error number.
 int writeAll(int descriptor, std::string_view bytes) noexcept {
@@ -81,9 +97,26 @@ void Console::write(std::string_view bytes) {
     throw Failure(ExitCode::NotProcessed, "standard output", "", reason);
 }
 
-void Console::note(const std::string& line) {
+void Console::write(std::string_view lines, Color (*colorOf)(std::string_view line), ColorWhen when) {
+    if (when == ColorWhen::Never || (when == ColorWhen::Auto && !hasColors()))
+        return write(lines);
+    std::string text;
+    while (!lines.empty()) {
+        const std::string_view line = lines.substr(0, lines.find('\n'));
+        lines.remove_prefix(std::min(line.size() + 1, lines.size()));
+        const char* const code = COLOR_CODES.at(static_cast<std::size_t>(colorOf(line)));
+        ((text += code) += line) += *code == '\0' ? "\n" : "\033[m\n";
+    }
+    write(text);
+}
+
+void Console::show(std::string_view lines) {
     progress_.stop();
-    writeAll(STDERR_FILENO, "opcraft: " + escaped(line) + '\n');
+    writeAll(STDERR_FILENO, lines);
+}
+
+void Console::note(const std::string& line) {
+    show("opcraft: " + escaped(line) + '\n');
 }
 
 } // namespace opcraft

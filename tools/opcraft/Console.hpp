@@ -32,6 +32,15 @@ private:
     std::jthread ticker_;
 };
 
+enum class Color { None, Red, Green, Yellow, Cyan };
+
+/// When the standard output is coloured.
+enum class ColorWhen {
+    Auto, ///< on a terminal, unless NO_COLOR has a value (https://no-color.org) or TERM says that it has no colours
+    Always,
+    Never,
+};
+
 /// The output of a command: results go to the standard output, everything else to the standard error stream.
 class Console {
 public:
@@ -41,6 +50,13 @@ public:
     /// Writes a result, unchanged.
     /// @throws BrokenPipe when nobody reads it, Failure when it cannot be written otherwise.
     void write(std::string_view bytes);
+
+    /// The same of lines that have colours.
+    /// @param colorOf of a line, which has no control characters.
+    void write(std::string_view lines, Color (*colorOf)(std::string_view line), ColorWhen when);
+
+    /// Lines for the user, as they are.
+    void show(std::string_view lines);
 
     /// One line for the user; control characters in it are escaped.
     void note(const std::string& line);

@@ -61,8 +61,11 @@ public:
     /// @throws Failure naming the variable when it does not exist.
     void readEnvironment(const std::string& variable);
     /// Asks on the terminal, which does not show it.
-    /// @throws Failure naming the file that it is for when there is no terminal.
-    void ask(const std::string& file);
+    /// @param what starts the question: "Password of".
+    /// @param file that it is for.
+    /// @return false when there is no terminal.
+    /// @throws Failure when the user gives none.
+    bool ask(const std::string& what, const std::string& file);
 
     SecretBytes toBytes() const { return SecretBytes(std::vector<unsigned char>(text_.begin(), text_.end())); }
     const std::string& get() const noexcept { return text_; }
@@ -99,7 +102,7 @@ public:
         if (!isOpen() || ::tcgetattr(descriptor_, &before_) != 0)
             return;
         termios silent = before_;
-        silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        silent.c_lflag &= ~static_cast<tcflag_t>(ECHO | ISIG); // Ctrl-C would leave the terminal silent
         isSilent_ = ::tcsetattr(descriptor_, TCSAFLUSH, &silent) == 0;
     }
     ~SilentTerminal() {
@@ -115,26 +118,36 @@ public:
     void write(const std::string& text) const {
         static_cast<void>(::write(descriptor_, text.data(), text.size()) == 0); // a prompt that is not seen
     }
-    /// @return false at the end of a line.
-    bool read(char& letter) const { return ::read(descriptor_, &letter, 1) == 1 && letter != '\n'; }
+    /// @return false at the end of a line, or when the user does not want to go on.
+    bool read(char& letter) {
+        if (::read(descriptor_, &letter, 1) != 1 || letter == '\n')
+            return false;
+        const auto typed = static_cast<cc_t>(letter);
+        isInterrupted_ = isSilent_ && (typed == before_.c_cc[VINTR] || typed == before_.c_cc[VQUIT]);
+        return !isInterrupted_;
+    }
+    bool isInterrupted() const noexcept { return isInterrupted_; }
 
 private:
     int descriptor_;
     termios before_{};
     bool isSilent_ = false;
+    bool isInterrupted_ = false;
 };
 
-void Password::ask(const std::string& file) {
-    const SilentTerminal terminal;
+bool Password::ask(const std::string& what, const std::string& file) {
+    SilentTerminal terminal;
     if (!terminal.isOpen())
-        throw Failure(ExitCode::NotProcessed, file, "",
-                      "the private key is encrypted; --password-file or --password-env gives its pass phrase");
-    terminal.write("Pass phrase of " + file + ": ");
+        return false;
+    terminal.write(escaped(what + ' ' + file) + ": ");
     constexpr std::size_t longest = 1024;
     text_.reserve(longest); // text that grows would leave copies in memory
     for (char letter = 0; text_.size() < longest && terminal.read(letter);)
         text_ += letter;
     terminal.write("\n");
+    if (terminal.isInterrupted())
+        throw Failure(ExitCode::NotProcessed, file, "", "no password was given");
+    return true;
 }
 
 /// @return whether the options give a password.
@@ -202,8 +215,7 @@ const char* const SIGNING_HELP =
     "library takes RSA with 1024, 2048 or 4096 bits. Keys and certificates are PEM or DER. Without a\n"
     "certificate the signature carries the bare public key: it shows that nothing was changed, not who\n"
     "signed. The password of an encrypted key or a PKCS#12 file is the first line of a file or the value of\n"
-    "an environment variable; without either it is asked for on the terminal for a key, and empty for a\n"
-    "PKCS#12 file.\n\n"
+    "an environment variable; without either it is asked for on the terminal.\n\n"
     "A certificate has to be valid today and be one for signatures. Whether its issuer is trusted is\n"
     "looked at only when --trust or --system-trust says who is.";
 
@@ -297,8 +309,9 @@ void Signer::readKey(const SigningOptions& options) {
     withFileName(options.key, [&] {
         key_ = KeySigner::fromPEMOrDER(readSecret(options.key).get(), [&options] {
             Password password;
-            if (!readPassword(options, password))
-                password.ask(options.key);
+            if (!readPassword(options, password) && !password.ask("Pass phrase of", options.key))
+                throw Failure(ExitCode::NotProcessed, options.key, "",
+                              "the private key is encrypted; --password-file or --password-env gives its pass phrase");
             return password.toBytes();
         });
     });
@@ -315,9 +328,18 @@ void Signer::readKey(const SigningOptions& options) {
 void Signer::readBundle(const SigningOptions& options) {
     const SecretBytes bytes = readSecret(options.bundle);
     Password password;
-    readPassword(options, password);
+    const bool isGiven = readPassword(options, password);
+    const auto read = [&] {
+        try {
+            return PKCS12Certificate(bytes.get(), password.get());
+        } catch (const opc::Exception&) { // without one given, it was the empty password
+            if (isGiven || !password.ask("Password of", options.bundle))
+                throw;
+        }
+        return PKCS12Certificate(bytes.get(), password.get());
+    };
     withFileName(options.bundle, [&] {
-        const PKCS12Certificate bundle(bytes.get(), password.get());
+        const PKCS12Certificate bundle = read();
         if (!bundle.hasPrivateKey())
             throw Failure(ExitCode::NotProcessed, options.bundle, "", "it holds no private key");
         if (!bundle.hasCertificate())

@@ -132,7 +132,7 @@ Help splitHelp(const std::vector<std::string>& lines) {
     for (const std::string& line : lines) {
         if (line == "Example:" || line == "Examples:")
             isExample = true;
-        else if (isExample)
+        else if (isExample && line.starts_with(' '))
             help.examples += roff(line) + '\n';
         else if (!line.empty() && !isExitCodes(line))
             addParagraphLine(line, startsParagraph, help.paragraphs);
@@ -142,9 +142,9 @@ Help splitHelp(const std::vector<std::string>& lines) {
 }
 
 /// From "Exit codes: 0 fine, 1 findings."
-std::string exitStatusOf(const CommandInfo& tool) {
-    const auto line = std::find_if(tool.help.begin(), tool.help.end(), isExitCodes);
-    if (line == tool.help.end())
+std::string exitStatusOf(const CommandInfo& command) {
+    const auto line = std::find_if(command.help.begin(), command.help.end(), isExitCodes);
+    if (line == command.help.end())
         return {};
     std::istringstream words(line->substr(line->find(':') + 1, line->find_last_of('.') - line->find(':') - 1));
     std::string text;
@@ -190,7 +190,7 @@ std::string makeManualPage(const CommandInfo& command, const std::vector<Command
            section("DESCRIPTION", sentence(command.description) + help.paragraphs) + section("ARGUMENTS", arguments) +
            section("COMMANDS", commandsText(command, commands)) + section("OPTIONS", options) +
            section("EXAMPLES", help.examples.empty() ? "" : ".nf\n" + help.examples + ".fi\n") +
-           section("EXIT STATUS", exitStatusOf(commands.front())) + (command.name.empty() ? FURTHER_SECTIONS : "") +
+           section("EXIT STATUS", exitStatusOf(command)) + (command.name.empty() ? FURTHER_SECTIONS : "") +
            section("SEE ALSO", seeAlso(command, commands));
 }
 

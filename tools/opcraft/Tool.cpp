@@ -19,6 +19,9 @@ namespace {
 
 const std::map<std::string, Take> TAKES = {{"first", Take::First}, {"last", Take::Last}};
 
+const std::map<std::string, ColorWhen> COLOR_CHOICES = {
+    {"always", ColorWhen::Always}, {"auto", ColorWhen::Auto}, {"never", ColorWhen::Never}};
+
 constexpr const char* STRICT_TEXT = "Refuse a package in which something is wrong, and say what is found first";
 constexpr const char* STORED_TWICE = "Of several items for one name and of several archives in the file";
 
@@ -135,10 +138,11 @@ ExitCode run(const Action& action, Console& console) {
     return ExitCode::NotProcessed;
 }
 
-CLI::App& addSubcommand(Tool& tool, const std::string& name, const std::string& description, const std::string& help) {
+CLI::App& addSubcommand(Tool& tool, const std::string& name, const std::string& description, const std::string& help,
+                        const std::string& exitCodes) {
     CLI::App* command = tool.app.add_subcommand(name, description);
-    command->group("Commands");
-    command->footer(help);
+    command->group(tool.group);
+    command->footer(help + "\n\nExit codes: " + exitCodes + ", 2 the input could not be processed, 64 wrong usage.");
     return *command;
 }
 
@@ -222,6 +226,15 @@ void addWaitOption(CLI::App& command, unsigned& seconds) {
         ->type_name("SECONDS")
         ->check(notEmpty())
         ->capture_default_str();
+}
+
+void addColorOption(CLI::App& command, ColorWhen& when) {
+    const auto set = [&when](const std::string& word) { when = COLOR_CHOICES.at(word); };
+    command
+        .add_option_function<std::string>(
+            "--color", set, "Color the lines; auto does on a terminal, unless NO_COLOR is set in the environment")
+        ->type_name("WHEN")
+        ->check(oneOf(COLOR_CHOICES));
 }
 
 CLI::Option* addFlag(CLI::App& command, const std::string& name, bool& flag, const std::string& description) {

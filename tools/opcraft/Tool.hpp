@@ -3,6 +3,8 @@
 
 #include "opcraft/Console.hpp"
 #include "opcraft/Failure.hpp"
+#include "opcraft/Suggestion.hpp"
+#include "opcraft/Text.hpp"
 
 #include <opc/core/Limits.hpp>
 #include <opc/signatures/SignatureForm.hpp>
@@ -35,6 +37,7 @@ ExitCode run(const Action& action, Console& console);
 struct Tool {
     CLI::App app{"Looks into packages of the Open Packaging Conventions (.docx, .xlsx, .nupkg, …) and changes them."};
     Action action;
+    std::string group{}; ///< the heading in the help of the commands that are added next
 };
 
 /// The options of every command.
@@ -88,16 +91,22 @@ struct Command {
     std::string help; ///< what `--help` shows below the options
     void (*addOptions)(CLI::App& command, Options& options);
     ExitCode (*run)(const Options& options, Console& console);
+    const char* fine = "done";      ///< what exit code 0 means
+    const char* findings = nullptr; ///< and 1; null when the command never ends with it
 };
 
-CLI::App& addSubcommand(Tool& tool, const std::string& name, const std::string& description, const std::string& help);
+/// @param exitCodes "0 done, 1 different": those that not every command has.
+CLI::App& addSubcommand(Tool& tool, const std::string& name, const std::string& description, const std::string& help,
+                        const std::string& exitCodes = "0 done");
 
 /// Registers a command.
 /// @tparam Options a `CommandOptions` with what the command adds.
 template <class Options>
 void addCommand(Tool& tool, const Command<Options>& command) {
     const auto options = std::make_shared<Options>();
-    CLI::App& app = addSubcommand(tool, command.name, command.description, command.help);
+    const std::string findings = command.findings ? std::string(", 1 ") + command.findings : "";
+    CLI::App& app = addSubcommand(tool, command.name, command.description, command.help,
+                                  std::string("0 ") + command.fine + findings);
     command.addOptions(app, *options);
     app.callback([&tool, options, run = command.run] {
         const bool isHidden = options->hidesPackage && options->part == "/";
@@ -135,6 +144,9 @@ CLI::Option* addTakeOption(CLI::App& command, Take& take, const std::string& thi
 /// @param seconds holds the default.
 void addWaitOption(CLI::App& command, unsigned& seconds);
 
+/// `--color`.
+void addColorOption(CLI::App& command, ColorWhen& when);
+
 CLI::Option* addFlag(CLI::App& command, const std::string& name, bool& flag, const std::string& description);
 
 /// An option that may be given any number of times, each time with one text, which is taken literally.
@@ -150,7 +162,15 @@ CLI::Validator oneOf(const Map& map, Filters... filters) {
     std::string words;
     for (const auto& [word, value] : map)
         words += (words.empty() ? "" : " ") + word;
-    return CLI::IsMember(map, filters...).description("").name(words);
+    std::vector<std::string> names;
+    for (const auto& [word, value] : map)
+        names.push_back(word);
+    const CLI::IsMember member(map, filters...);
+    const auto check = [member, names](std::string& word) {
+        const std::string problem = member(word);
+        return problem.empty() ? problem : word + ": not one of " + listText(names) + suggest(word, names);
+    };
+    return CLI::Validator(check, "").name(words);
 }
 
 using Json = nlohmann::ordered_json;

@@ -1,13 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opcraft/Documentation.hpp"
+#include "opcraft/Help.hpp"
+#include "opcraft/Suggestion.hpp"
+#include "opcraft/Text.hpp"
 #include "opcraft/commands/Commands.hpp"
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <iterator>
+#include <string>
+#include <vector>
 
 namespace opcraft {
 namespace {
@@ -20,8 +27,9 @@ void addCommands(Tool& tool) {
     tool.app.get_formatter()->label("SUBCOMMAND", "COMMAND");
     tool.app.get_formatter()->label("REQUIRED", "(required)");
     tool.app.get_formatter()->label("TEXT", "");
-    tool.app.footer("'opcraft COMMAND --help' explains a command and shows an example.\n\n"
+    tool.app.footer("'opcraft help COMMAND' explains a command and shows an example.\n\n"
                     "Exit codes: 0 fine, 1 findings, 2 the input could not be processed, 64 wrong usage.");
+    tool.group = "Look into packages";
     addInfoCommand(tool);
     addListCommand(tool);
     addRelsCommand(tool);
@@ -30,8 +38,10 @@ void addCommands(Tool& tool) {
     addDiffCommand(tool);
     addTextCommand(tool);
     addGraphCommand(tool);
+    tool.group = "Check and mend";
     addLintCommand(tool);
     addRepairCommand(tool);
+    tool.group = "Change packages";
     addNewCommand(tool);
     addPackCommand(tool);
     addAddCommand(tool);
@@ -44,25 +54,57 @@ void addCommands(Tool& tool) {
     addUnrelateCommand(tool);
     addPropsCommand(tool);
     addThumbnailCommand(tool);
+    tool.group = "Signatures";
     addSignCommand(tool);
     addVerifyCommand(tool);
     addSignaturesCommand(tool);
     addCountersignCommand(tool);
     addUnsignCommand(tool);
+    tool.group = "Help";
+    addHelpCommand(tool);
     addDocumentationCommand(tool);
 }
 
-ExitCode wrongUsage(const Tool& tool, const CLI::ParseError& error) {
-    std::string reason = error.what();
-    std::string command = "opcraft";
+/// A word of the command line, so that it is told from the words beside it.
+std::string quoted(const std::string& word) {
+    return word.empty() || word.find(' ') != std::string::npos ? '"' + word + '"' : word;
+}
+
+/// What is wrong with words that nothing takes.
+/// @param kind what a word is that is no option: "argument".
+std::string explainRest(const CLI::App& app, const std::vector<std::string>& rest, const std::string& kind) {
+    const auto isOption = [](const std::string& word) { return word.size() > 1 && word.front() == '-'; };
+    const auto option = std::ranges::find_if(rest, isOption);
+    if (option != rest.end()) {
+        const std::string name = option->substr(0, option->find('='));
+        return quoted(name) + ": unknown option" + suggest(name, namesOfOptions(app));
+    }
+    if (kind == "command")
+        return quoted(rest.front()) + ": unknown command" + suggest(rest.front(), namesOfCommands(app));
+    std::vector<std::string> words;
+    std::ranges::transform(rest, std::back_inserter(words), quoted);
+    return listText(words) + (words.size() == 1 ? ": unexpected argument" : ": unexpected arguments");
+}
+
+/// The line for the user; empty when no command is named.
+std::string explain(const Tool& tool, const CLI::ParseError& error) {
     const auto chosen = tool.app.get_subcommands();
-    if (!chosen.empty())
-        command += ' ' + chosen.front()->get_name();
-    else if (const auto rest = tool.app.remaining(); !rest.empty())
-        reason = rest.front() + ": unknown command or option";
+    const CLI::App& app = chosen.empty() ? tool.app : *chosen.front();
+    const auto rest = app.remaining();
+    if (chosen.empty() && rest.empty())
+        return {};
+    const bool isRest = chosen.empty() || dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
+    const std::string reason = isRest ? explainRest(app, rest, chosen.empty() ? "command" : "argument") : error.what();
+    const std::string command = chosen.empty() ? "" : ' ' + app.get_name();
+    return reason + (reason.ends_with('?') ? " 'opcraft" : "; 'opcraft") + command + " --help' explains";
+}
+
+ExitCode wrongUsage(const Tool& tool, const CLI::ParseError& error) {
+    const std::string line = explain(tool, error);
+    if (line.empty())
+        Console("").show(helpOf(tool.app, STDERR_FILENO));
     else
-        reason = "a command is required";
-    Console("").note(reason + "; '" + command + " --help' explains");
+        Console("").note(line);
     return ExitCode::WrongUsage;
 }
 
@@ -73,7 +115,8 @@ ExitCode runCommandLine(Tool& tool, int count, char** arguments) {
     } catch (const CLI::CallForVersion& version) {
         answer = std::string(version.what()) + '\n';
     } catch (const CLI::Success&) {
-        answer = tool.app.help();
+        const auto chosen = tool.app.get_subcommands();
+        answer = helpOf(chosen.empty() ? tool.app : *chosen.front(), STDOUT_FILENO);
     } catch (const CLI::ParseError& e) {
         return wrongUsage(tool, e);
     }

@@ -14,6 +14,7 @@ void addExtractCommand(Tool& tool);
 void addDiffCommand(Tool& tool);
 void addTextCommand(Tool& tool);
 void addGraphCommand(Tool& tool);
+void addHelpCommand(Tool& tool);
 void addLintCommand(Tool& tool);
 void addRepairCommand(Tool& tool);
 void addNewCommand(Tool& tool);

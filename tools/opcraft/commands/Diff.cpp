@@ -34,6 +34,7 @@ using opc::compare::SignatureDifference;
 struct DiffOptions : ReadOptions {
     std::string other{};
     bool stat = false;
+    ColorWhen color = ColorWhen::Auto;
     std::vector<std::string> parts{};
     std::vector<std::string> ignored{};
 };
@@ -224,6 +225,16 @@ std::string summaryText(const DiffReport& report) {
     return "Different: " + listText(counts) + '\n';
 }
 
+Color colorOfDifference(std::string_view line) {
+    if (line.starts_with("@@"))
+        return Color::Cyan;
+    if (line.starts_with('+') || line.starts_with("added "))
+        return Color::Green;
+    if (line.starts_with('-') || line.starts_with("removed ") || line.starts_with("signature "))
+        return Color::Red;
+    return Color::None;
+}
+
 std::string toText(const DiffReport& report) {
     const DifferenceReport& all = report.differences;
     std::string text;
@@ -322,7 +333,10 @@ ExitCode diff(const DiffOptions& options, Console& console) {
     if (options.file == "-" && options.other == "-")
         throw wrongArgument("-", "only one of two packages can be the standard input");
     const DiffReport report = makeReport(options, console);
-    console.write(options.json ? toJsonText(toJson(report)) : toText(report));
+    if (options.json)
+        console.write(toJsonText(toJson(report)));
+    else
+        console.write(toText(report), colorOfDifference, options.color);
     return report.differences.isEqual() ? ExitCode::Fine : ExitCode::Findings;
 }
 
@@ -330,6 +344,7 @@ void addOptions(CLI::App& command, DiffOptions& options) {
     addReadOptions(command, options);
     command.add_option("OTHER", options.other, "The package that it is compared with")->required();
     addToleranceOptions(command, options);
+    addColorOption(command, options.color);
     addFlag(command, "--stat", options.stat, "Do not show the lines that differ");
     addTexts(command, "--parts", options.parts,
              "Compare only parts and items whose names match, as in '/word/*'; not signatures")
@@ -346,7 +361,6 @@ constexpr const char* DIFF_HELP =
     "lead, core properties by their values, and tells which signatures do not hold any more. The order of items,\n"
     "attributes and relationships, compression, prefixes and comments of XML make no difference. Lines are those of\n"
     "the XML with a line for each element. A part of other name with the same bytes and content type is renamed.\n\n"
-    "The exit code is 0 when the packages are equal, 1 when they differ, 2 when one of them cannot be read.\n\n"
     "Examples:\n  opcraft diff draft.docx final.docx\n  opcraft diff draft.docx final.docx --stat --ignore "
     "core-properties\n"
     "  opcraft diff draft.docx final.docx --parts '/word/*' --json";
@@ -354,7 +368,8 @@ constexpr const char* DIFF_HELP =
 } // namespace
 
 void addDiffCommand(Tool& tool) {
-    addCommand<DiffOptions>(tool, {"diff", "Show how two packages differ", DIFF_HELP, addOptions, diff});
+    addCommand<DiffOptions>(tool, {"diff", "Show how two packages differ", DIFF_HELP, addOptions, diff,
+                                   "the packages are equal", "they differ"});
 }
 
 } // namespace opcraft

@@ -32,6 +32,7 @@ struct LintOptions : ReadOptions {
     std::string newBaseline{};
     std::vector<std::string> rules{};
     bool listsRules = false;
+    ColorWhen color = ColorWhen::Auto;
     std::string explained{};
 };
 
@@ -57,6 +58,12 @@ bool hasFailure(const LintedFile& linted, Severity least) {
 }
 
 /// Lints all files that can be read.
+Color colorOfFinding(std::string_view line) {
+    if (line.find(": error ") != line.npos)
+        return Color::Red;
+    return line.find(": warning ") != line.npos ? Color::Yellow : Color::None;
+}
+
 /// @param each called with the findings of each file.
 /// @return the highest exit code.
 template <class Action>
@@ -102,7 +109,7 @@ ExitCode lintFiles(const LintOptions& options, Console& console) {
         if (known)
             known->removeKnown(linted);
         if (formatOf(options) == LintFormat::Text)
-            console.write(toText(linted));
+            console.write(toText(linted), colorOfFinding, options.color);
         files.push_back(std::move(linted));
         return options.newBaseline.empty() && hasFailure(files.back(), LEAST_SEVERITIES.at(options.failOn));
     });
@@ -127,6 +134,7 @@ ExitCode lint(const LintOptions& options, Console& console) {
 
 void addOptions(CLI::App& command, LintOptions& options) {
     CLI::Option* json = addReadOptions(command, options, options.files);
+    addColorOption(command, options.color);
     command.get_option("FILE")->required(false); // rules are explained without one
     command.add_option("--format", options.format, "How to report: text, json or sarif (SARIF 2.1.0)")
         ->type_name("FORMAT")
@@ -176,7 +184,8 @@ constexpr const char* LINT_HELP =
 } // namespace
 
 void addLintCommand(Tool& tool) {
-    addCommand<LintOptions>(tool, {"lint", "Report what is wrong with packages", LINT_HELP, addOptions, lint});
+    addCommand<LintOptions>(tool, {"lint", "Report what is wrong with packages", LINT_HELP, addOptions, lint,
+                                   "nothing of the severity of --fail-on is found", "something is"});
 }
 
 } // namespace opcraft

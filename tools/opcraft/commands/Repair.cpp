@@ -205,7 +205,9 @@ constexpr const char* REPAIR_HELP =
 } // namespace
 
 void addRepairCommand(Tool& tool) {
-    addCommand<RepairArguments>(tool, {"repair", "Mend what is wrong with a package", REPAIR_HELP, addOptions, repair});
+    addCommand<RepairArguments>(tool, {"repair", "Mend what is wrong with a package", REPAIR_HELP, addOptions, repair,
+                                       "there is nothing to mend or no error is left",
+                                       "there are steps or an error is left"});
 }
 
 } // namespace opcraft

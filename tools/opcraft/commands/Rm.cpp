@@ -139,7 +139,7 @@ void addRmCommand(Tool& tool) {
                    "with the part are listed, its own as well. An item of the ZIP file that is not a part goes by its "
                    "name.\n\n") +
                    PART_NAME_HELP + "\n\nExample:\n  opcraft rm letter.docx /customXml/note.xml --force",
-               addOptions, rm});
+               addOptions, rm, "the part is removed", "relationships point at the part and nothing is removed"});
 }
 
 } // namespace opcraft

@@ -12,6 +12,7 @@
 #include <opc/signatures/DigitalSignatureManager.hpp>
 
 #include <algorithm>
+#include <array>
 #include <map>
 
 namespace opcraft {
@@ -39,6 +40,7 @@ struct VerifyOptions : ReadOptions {
     std::string time{};
     std::string coverage = "content";
     std::string weakestDigest{};
+    ColorWhen color = ColorWhen::Auto;
     std::vector<std::string> signers{};
     bool allowUntrusted = false;
     bool strict = false;
@@ -137,6 +139,18 @@ ExitCode exitCodeOf(Verdict verdict) {
 }
 
 /// @param each called with the report of each file that can be processed.
+/// Of the verdicts.
+Color colorOfVerdict(std::string_view line) {
+    if (line.starts_with("Every signature holds"))
+        return Color::Green;
+    const auto startsLine = [line](const char* text) { return line.starts_with(text); };
+    return std::ranges::any_of(std::array{"Not every signature ", "No signatures.", "The package was changed ",
+                                          "The signatures are of a kind ", "  Cryptography   does not hold"},
+                               startsLine)
+               ? Color::Red
+               : Color::None;
+}
+
 /// @return the highest exit code.
 template <class Action>
 ExitCode forEachReport(const VerifyOptions& options, Console& console, Action each) {
@@ -173,7 +187,7 @@ ExitCode reportAsText(const VerifyOptions& options, Console& console) {
         options, console,
         [&](const VerifyReport& report) {
             const std::string title = options.files.size() > 1 ? escaped(report.file) + ":\n" : "";
-            console.write(title + toText(report, options.explain));
+            console.write(title + toText(report, options.explain), colorOfVerdict, options.color);
         });
 }
 
@@ -257,6 +271,7 @@ void addOptions(CLI::App& command, VerifyOptions& options) {
     options.consistent = true;
     options.signatures = true;
     CLI::Option* json = addReadOptions(command, options, options.files);
+    addColorOption(command, options.color);
     CLI::Option* publicKey =
         command.add_option("--public-key", options.publicKey, "The public key that made the signatures, PEM or DER")
             ->type_name("FILE");
@@ -285,7 +300,9 @@ void addOptions(CLI::App& command, VerifyOptions& options) {
 } // namespace
 
 void addVerifyCommand(Tool& tool) {
-    addCommand<VerifyOptions>(tool, {"verify", "Verify the signatures of packages", HELP, addOptions, verify});
+    addCommand<VerifyOptions>(tool, {"verify", "Verify the signatures of packages", HELP, addOptions, verify,
+                                     "every signature holds and is vouched for and covers the content",
+                                     "one does not or there is none"});
 }
 
 } // namespace opcraft
