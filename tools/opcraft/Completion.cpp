@@ -12,17 +12,27 @@ bool isFile(const std::string& value) {
     return value == "FILE" || value == "IMAGE" || value == "OTHER";
 }
 
+/// An argument or the value of an option that is the name of a part or of another item in the package.
+bool isItem(const std::string& value) {
+    return value == "PART" || value == "ITEM" || value == "SOURCE";
+}
+
+/// What completion offers for a value: "file", "part", or "text" for nothing.
+std::string kindOf(const std::string& value) {
+    return isFile(value) ? "file" : (isItem(value) ? "part" : "text");
+}
+
 std::string replaced(std::string text, const std::string& old, const std::string& with) {
     for (std::size_t at = text.find(old); at != std::string::npos; at = text.find(old, at + with.size()))
         text.replace(at, old.size(), with);
     return text;
 }
 
-/// What follows an option in bash: words to choose from, "file" or "text".
+/// What follows an option in bash: words to choose from, or the kind of value.
 std::string bashValue(const OptionInfo& option) {
     if (!option.choices.empty())
         return option.choices;
-    return isFile(option.value) ? "file" : "text";
+    return kindOf(option.value);
 }
 
 std::string bashValues(const CommandInfo& command) {
@@ -43,7 +53,7 @@ std::string bashOptions(const CommandInfo& command) {
     std::string arguments;
     std::string rest;
     for (const OptionInfo& argument : command.arguments) {
-        const std::string value = isFile(argument.name) ? "file" : "text";
+        const std::string value = kindOf(argument.name);
         arguments += ' ' + value;
         rest = argument.isRepeated ? " rest=" + value : "";
     }
@@ -54,15 +64,28 @@ std::string bashOptions(const CommandInfo& command) {
 
 constexpr const char* BASH_SCRIPT = R"(# bash completion for opcraft, made by opcraft itself
 
-# Sets value to what follows option $2 of command $1: file, text, words to choose from, or nothing.
+# Sets value to what follows option $2 of command $1: file, part, text, words to choose from, or nothing.
 _opcraft_value() {
     case "$1 $2" in
 @VALUES@    *) value= ;;
     esac
 }
 
+# Adds the names of parts in package $1 that start with $2. They are data, and never expanded.
+_opcraft_parts() {
+    local file=${1//\\/} name
+    file=${file#[\"\']}
+    file=${file%[\"\']}
+    [[ $file == '~/'* ]] && file=$HOME/${file#'~/'}
+    [[ -f $file || -d $file ]] || return 0
+    compopt -o filenames 2>/dev/null
+    while IFS= read -r name; do
+        [[ $name == "$2"* ]] && COMPREPLY+=("$name")
+    done < <(opcraft list --names -- "$file" 2>/dev/null)
+}
+
 _opcraft() {
-    local word=${COMP_WORDS[COMP_CWORD]} command= value= options= arguments= rest= index=0 found i
+    local word=${COMP_WORDS[COMP_CWORD]} command= value= options= arguments= rest= index=0 found file= i
     for ((i = 1; i < COMP_CWORD; ++i)); do
         if [[ ${COMP_WORDS[i]} == '=' ]]; then
             value=${value:-text}
@@ -73,6 +96,7 @@ _opcraft() {
         elif [[ -z $command ]]; then
             command=${COMP_WORDS[i]}
         else
+            file=${file:-${COMP_WORDS[i]}}
             ((++index))
         fi
     done
@@ -90,7 +114,10 @@ _opcraft() {
     if [[ $value == file ]]; then
         compopt -o filenames 2>/dev/null
         found=$(compgen -f -- "$word") && mapfile -t COMPREPLY <<<"$found"
+    elif [[ $value == part ]]; then
+        _opcraft_parts "$file" "$word"
     elif [[ -n $value && $value != text ]]; then
+        [[ $value == *= ]] && compopt -o nospace 2>/dev/null
         found=$(compgen -W "$value" -- "$word") && mapfile -t COMPREPLY <<<"$found"
     fi
 }
@@ -99,6 +126,18 @@ complete -F _opcraft opcraft
 
 constexpr const char* ZSH_SCRIPT = R"(#compdef opcraft
 # zsh completion for opcraft, made by opcraft itself
+
+# The names of parts in the first file on the line.
+_opcraft_parts() {
+  local word file
+  for word in "${words[@]:1:$((CURRENT - 2))}"; do
+    file=${(Q)word}
+    [[ $file == '~/'* ]] && file=$HOME/${file#'~/'}
+    [[ $word != -* && ( -f $file || -d $file ) ]] || continue
+    compadd -- "${(@f)$(opcraft list --names -- $file 2>/dev/null)}"
+    return
+  done
+}
 
 _opcraft() {
   local context state state_descr line
@@ -129,7 +168,9 @@ std::string zshText(std::string text) {
 }
 
 std::string zshAction(const std::string& value, const std::string& choices) {
-    return !choices.empty() ? '(' + choices + ')' : (isFile(value) ? "_files" : " ");
+    if (!choices.empty())
+        return '(' + choices + ')';
+    return isFile(value) ? "_files" : (isItem(value) ? "_opcraft_parts" : " ");
 }
 
 /// What excludes an option; an argument is excluded by its number.

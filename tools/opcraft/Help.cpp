@@ -74,7 +74,9 @@ std::string wrapAll(const std::string& help, std::size_t width) {
 } // namespace
 
 std::string helpOf(const CLI::App& app, int stream) {
-    const std::string help = app.help(app.get_parent() ? app.get_parent()->get_name() : "");
+    // Not by `help`, which a chosen command of the app would answer.
+    const std::string name = (app.get_parent() ? app.get_parent()->get_name() + ' ' : "") + app.get_name();
+    const std::string help = app.get_formatter()->make_help(&app, name, CLI::AppFormatMode::Normal);
     const std::size_t width = widthOf(stream);
     return width == 0 ? help : wrapAll(help, width);
 }

@@ -29,7 +29,7 @@ std::size_t findItem(const InputOptions& options, const Items& items, bool isSou
     const auto found = findItems(items, options.part);
     if (found.empty())
         throw Failure(ExitCode::NotProcessed, options.file, options.part,
-                      "no such item; 'opcraft list' shows the parts of a package");
+                      "no such item" + suggestItem(items, options.part));
     const auto same = isSound ? found : findSameNames(items, found.front());
     if (same.size() == 1 && found.size() == 1)
         return found.front();

@@ -103,6 +103,8 @@ public:
             return;
         termios silent = before_;
         silent.c_lflag &= ~static_cast<tcflag_t>(ECHO | ISIG); // Ctrl-C would leave the terminal silent
+        silent.c_cc[VEOL] = before_.c_cc[VINTR];               // so it ends the line instead
+        silent.c_cc[VEOL2] = before_.c_cc[VQUIT];
         isSilent_ = ::tcsetattr(descriptor_, TCSAFLUSH, &silent) == 0;
     }
     ~SilentTerminal() {

@@ -2,6 +2,7 @@
 #include "opcraft/Names.hpp"
 
 #include "opcraft/Failure.hpp"
+#include "opcraft/Suggestion.hpp"
 #include "opcraft/Text.hpp"
 
 #include <opc/core/Characters.hpp>
@@ -142,6 +143,15 @@ std::vector<std::size_t> findItems(const std::vector<ZipItem>& items, const std:
             break;
     }
     return found;
+}
+
+std::string suggestItem(const std::vector<ZipItem>& items, const std::string& argument) {
+    const std::string slash = argument.starts_with('/') ? "/" : "";
+    std::vector<std::string> names;
+    for (const ZipItem& item : items)
+        names.push_back(slash + item.name);
+    const std::string suggestion = suggest(argument, names);
+    return suggestion.empty() ? "; 'opcraft list' shows the parts of a package" : suggestion;
 }
 
 std::vector<std::size_t> findSameNames(const std::vector<ZipItem>& items, std::size_t position) {

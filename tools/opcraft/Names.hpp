@@ -41,6 +41,9 @@ opc::model::URI toTarget(const std::string& argument);
 /// decoded.
 std::vector<std::size_t> findItems(const std::vector<opc::storage::ZipItem>& items, const std::string& argument);
 
+/// "; did you mean "/word/document.xml"?" for a name that is that of no item, or advice where to find the names.
+std::string suggestItem(const std::vector<opc::storage::ZipItem>& items, const std::string& argument);
+
 /// The positions of the items that have the part name of a certain one, or would have it.
 std::vector<std::size_t> findSameNames(const std::vector<opc::storage::ZipItem>& items, std::size_t position);
 

@@ -43,7 +43,7 @@ Failure openFailure(PackageInput& input, const InputOptions& options) {
 Failure missingPart(const OpenPackage& package, const opc::model::PartName& name) {
     const auto items = package.getItems();
     const std::string text = toUtf8(name.toString());
-    std::string reason = "no such part; 'opcraft list' shows the parts of a package";
+    std::string reason;
     if (name.isRelationshipName())
         reason = "a relationships part; 'opcraft rels', 'relate' and 'unrelate' take the name of its source: " +
                  toUtf8(opc::detail::getSourcePartName(name.toString()));
@@ -52,6 +52,8 @@ Failure missingPart(const OpenPackage& package, const opc::model::PartName& name
                      ? "the content types stream, which is not a part"
                      : std::string("this item of the ") + package.getInput().getKind() +
                            " is not a part: " + items[found.front()].reason;
+    else
+        reason = "no such part" + suggestItem(items, text);
     return {ExitCode::NotProcessed, package.getName(), text, reason};
 }
 

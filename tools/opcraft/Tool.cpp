@@ -41,11 +41,15 @@ constexpr std::array<LimitName, 8> LIMIT_NAMES = {{
     {"xml-nodes", &opc::Limits::xmlNodes},
 }};
 
-std::string listLimitNames() {
-    std::string text;
+std::vector<std::string> limitNames() {
+    std::vector<std::string> names;
     for (const LimitName& each : LIMIT_NAMES)
-        text += (text.empty() ? "" : ", ") + std::string(each.name);
-    return text;
+        names.emplace_back(each.name);
+    return names;
+}
+
+std::string listLimitNames() {
+    return CLI::detail::join(limitNames(), ", ");
 }
 
 /// The power of two that a letter after a number stands for.
@@ -106,7 +110,8 @@ void addLimitOption(CLI::App& command, InputOptions& options) {
     addRepeated(command, "--limit", take,
                 "Bound what a package may cost; NAME is " + listLimitNames() +
                     "; VALUE may end in K, M, G or T. The ratio of an item counts beyond 64 MiB of it")
-        ->type_name("NAME=VALUE");
+        ->type_name("NAME=VALUE")
+        ->check(offering(limitNames(), "="));
 }
 
 void addSavingOptions(CLI::App& command, ChangeOptions& options) {
@@ -250,6 +255,11 @@ CLI::Option* addTexts(CLI::App& command, const std::string& name, std::vector<st
 CLI::Validator notEmpty() {
     return CLI::Validator([](const std::string& text) { return std::string(text.empty() ? "must not be empty" : ""); },
                           "");
+}
+
+CLI::Validator offering(const std::vector<std::string>& words, const std::string& end) {
+    const auto accept = [](const std::string&) { return std::string(); };
+    return CLI::Validator(accept, "").name(CLI::detail::join(words, end + ' ') + end);
 }
 
 std::string toJsonText(const Json& report) {

@@ -156,6 +156,10 @@ CLI::Option* addTexts(CLI::App& command, const std::string& name, std::vector<st
 /// For an option or argument whose absence means something else than an empty text, which is a mistake in a script.
 CLI::Validator notEmpty();
 
+/// For an option that takes any text, for which completion offers words.
+/// @param end what follows each of them: "=" where a value comes next.
+CLI::Validator offering(const std::vector<std::string>& words, const std::string& end = "");
+
 /// For an option that takes one of the keys of a map. Completion offers the keys, which are the name of the validator.
 template <class Map, class... Filters>
 CLI::Validator oneOf(const Map& map, Filters... filters) {

@@ -139,7 +139,7 @@ void addExtractCommand(Tool& tool) {
                "and with --other-items all items. An item that cannot be a file by its name, cannot be read or has\n"
                "something else in its place is told and left out; then the exit code is 1.\n\n"
                "Example:\n  opcraft extract letter.docx letter",
-               addOptions, extract});
+               addOptions, extract, "every item that was asked for is a file", "some items are left out"});
 }
 
 } // namespace opcraft

@@ -32,13 +32,17 @@ struct PropsOptions : ReadOrChangeOptions {
 
 constexpr const char* KEYWORDS_NAME = "keywords";
 
-const CoreProperty& toProperty(const std::string& name, const std::string& argument) {
-    if (const CoreProperty* property = findProperty(name))
-        return *property;
+std::vector<std::string> propertyNames() {
     std::vector<std::string> names;
     for (const CoreProperty& property : opc::model::getAllCoreProperties())
         names.emplace_back(property.name);
-    throw wrongArgument(argument, "unknown property \"" + name + "\"; known are " + listText(names));
+    return names;
+}
+
+const CoreProperty& toProperty(const std::string& name, const std::string& argument) {
+    if (const CoreProperty* property = findProperty(name))
+        return *property;
+    throw wrongArgument(argument, "unknown property \"" + name + "\"; known are " + listText(propertyNames()));
 }
 
 std::u16string toText(const std::string& value, const std::string& argument) {
@@ -380,8 +384,12 @@ constexpr const char* PROPS_HELP =
 
 void addOptions(CLI::App& command, PropsOptions& options) {
     const std::vector<CLI::Option*> reading = addReadOrChangeOptions(command, options);
-    CLI::Option* set = addTexts(command, "--set", options.set, "Give a property a value")->type_name("NAME=VALUE");
-    CLI::Option* unset = addTexts(command, "--unset", options.unset, "Take a property away")->type_name("NAME");
+    CLI::Option* set = addTexts(command, "--set", options.set, "Give a property a value")
+                           ->type_name("NAME=VALUE")
+                           ->check(offering(propertyNames(), "="));
+    CLI::Option* unset = addTexts(command, "--unset", options.unset, "Take a property away")
+                             ->type_name("NAME")
+                             ->check(offering(propertyNames()));
     CLI::Option* keyword = addTexts(command, "--keyword", options.keywords,
                                     "Replace all keywords by this one and those of further --keyword options")
                                ->type_name("TEXT@LANGUAGE");
