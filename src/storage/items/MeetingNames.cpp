@@ -99,13 +99,13 @@ private:
     template <class Take>
     void forEachName(const Take& take) const {
         for (const ZipEntry& entry : items_.all()) {
-            if (!entry.index || !entry.reason.empty())
+            if (!entry.index || !entry.reason().empty())
                 continue;
-            if (entry.pieces.empty())
+            if (entry.pieces().empty())
                 forEachStoredName(entry, *entry.index, entry.name, take);
             else
                 take(Owner{entry.name, &entry, {}});
-            for (const std::uint64_t piece : entry.pieces)
+            for (const std::uint64_t piece : entry.pieces())
                 forEachStoredName(entry, piece, archive_.item(piece).name, take);
         }
     }

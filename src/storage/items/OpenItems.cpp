@@ -75,7 +75,7 @@ void OpenItems::addItems(std::vector<ItemArchive::Item> items, const PieceGroups
             const bool isDuplicate = piece && groups.hasDuplicate(piece->prefix);
             ZipEntry& entry = addItem(index, std::move(items[index]), {}, faults);
             if (isDuplicate)
-                entry.reason = "a piece of a part that has a duplicate piece";
+                entry.setReason("a piece of a part that has a duplicate piece");
         } else if (piece->number == 0) {
             addInterleavedPart(*piece, items, groups, faults);
         }
@@ -146,9 +146,9 @@ ZipEntry& OpenItems::addItem(std::uint64_t index, ItemArchive::Item&& item, std:
     if (isContentTypes && !contentTypes())
         setContentTypes(entry);
     else if (isContentTypes)
-        entry.reason = DUPLICATE_TYPES;
+        entry.setReason(DUPLICATE_TYPES);
     entry.index = index;
-    entry.pieces = std::move(pieces);
+    entry.setPieces(std::move(pieces));
     setSizes(entry, item);
     return entry;
 }
@@ -162,10 +162,10 @@ void OpenItems::setSizes(ZipEntry& entry, const ItemArchive::Item& item) const {
 
 std::unique_ptr<ItemReader> OpenItems::readOriginal(ZipEntry& entry) {
     std::unique_ptr<ItemReader> reader;
-    if (entry.pieces.empty())
+    if (entry.pieces().empty())
         reader = archive_->read(*entry.index, entry.getLabel());
     else
-        reader = archive_->readAll(entry.pieces, entry.getLabel());
+        reader = archive_->readAll(entry.pieces(), entry.getLabel());
     return limits_.watch(std::move(reader), entry.count, entry);
 }
 
@@ -215,7 +215,7 @@ std::vector<ZipItem> OpenItems::list() const {
         const auto& content = entry.bytes.getContent();
         if (!content && !entry.index)
             continue;
-        ZipItem item{entry.name, {}, entry.kind, entry.pieces.size(), entry.size, entry.compressedSize};
+        ZipItem item{entry.name, {}, entry.kind, entry.pieces().size(), entry.size, entry.compressedSize};
         if (entry.kind == ZipItemKind::Part)
             item.partName = entry.partName();
         else if (entry.kind == ZipItemKind::Other)
@@ -299,7 +299,7 @@ bool OpenItems::countAsRead(interfaces::IPhysicalPart& part) {
 ZipEntry* OpenItems::findUnchanged(interfaces::IPhysicalPart& part) const {
     const auto* item = dynamic_cast<const StoredItem*>(&part);
     auto* entry = item ? dynamic_cast<ZipEntry*>(&item->getOrigin()) : nullptr;
-    const bool isItem = entry && &entry->owner == this && entry->index && entry->pieces.empty();
+    const bool isItem = entry && &entry->owner == this && entry->index && entry->pieces().empty();
     return isItem && !entry->bytes.getContent() ? entry : nullptr;
 }
 
@@ -323,7 +323,7 @@ void PartFindings::found(const Finding& finding) {
     const ZipEntry* entry = items_.findItem(finding.place.item);
     if (entry && entry->kind == ZipItemKind::Part)
         named.place.item = detail::toUTF8String(entry->partName(), false);
-    if (finding.rule != RuleId::NoDuplicateItem || !entry || (entry->reason.empty() && !entry->isOneOfSeveral))
+    if (finding.rule != RuleId::NoDuplicateItem || !entry || (entry->reason().empty() && !entry->isOneOfSeveral))
         sink_.found(named);
 }
 

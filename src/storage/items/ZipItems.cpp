@@ -19,6 +19,8 @@
 
 namespace opc::storage {
 
+const ZipEntry::Rare ZipEntry::NO_RARE;
+
 namespace {
 
 bool isFolder(const std::string& itemName) {
@@ -27,7 +29,7 @@ bool isFolder(const std::string& itemName) {
 
 /// What two items of the same part break.
 RuleId findRule(const ZipEntry& a, const ZipEntry& b) {
-    if (a.pieces.empty() != b.pieces.empty())
+    if (a.pieces().empty() != b.pieces().empty())
         return RuleId::NoMixedInterleaving;
     if (a.name == b.name)
         return RuleId::NoDuplicateItem;
@@ -37,8 +39,8 @@ RuleId findRule(const ZipEntry& a, const ZipEntry& b) {
 } // namespace
 
 std::string explainOther(const ZipEntry& entry) {
-    if (!entry.reason.empty())
-        return entry.reason;
+    if (!entry.reason().empty())
+        return entry.reason();
     if (parsePieceName(entry.name))
         return "a piece of a part whose pieces are not complete";
     if (entry.partName().empty())
@@ -104,7 +106,7 @@ void ZipItems::remove(ZipEntry& item) {
 
 void ZipItems::leaveOutContentTypes(const std::string& reason) {
     contentTypes_->kind = ZipItemKind::Other;
-    contentTypes_->reason = reason;
+    contentTypes_->setReason(reason);
     contentTypes_ = nullptr;
 }
 
@@ -187,7 +189,7 @@ void ZipItems::hideRelationshipsOf(std::u16string name) {
 
 void ZipItems::takeAsPart(ZipEntry& entry) {
     entry.kind = ZipItemKind::Part;
-    entry.reason.clear();
+    entry.setReason("");
 }
 
 /// Equal names are adjacent, in the order of the file. Each item names another one of the same part.
@@ -199,11 +201,11 @@ void ZipItems::leaveOutSameParts(ZipOptions::Take take, const ZipFaults& faults)
         if (entry.kind != ZipItemKind::Part)
             continue;
         if (last && caselessCompare(last->partName(), name) == 0) {
-            entry.reason = "the same part as the item " + inQuotes(last->name);
-            faults.add({findRule(*last, entry), entry.name, entry.reason,
+            entry.setReason("the same part as the item " + inQuotes(last->name));
+            faults.add({findRule(*last, entry), entry.name, entry.reason(),
                         "the items " + inQuotes(last->name) + " and " + inQuotes(entry.name) + " are the same part"});
-            if (last->reason.empty())
-                last->reason = "the same part as the item " + inQuotes(entry.name);
+            if (last->reason().empty())
+                last->setReason("the same part as the item " + inQuotes(entry.name));
             same.insert(same.end(), {last, &entry});
         }
         last = &entry;

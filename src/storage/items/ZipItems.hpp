@@ -50,18 +50,47 @@ struct ZipEntry final : ItemOrigin {
     std::unique_ptr<ItemReader> readOriginal() override { return owner.readOriginal(*this); }
     const std::u16string& partName() const { return bytes.name(); }
 
+    /// The indexes of all pieces in their order; empty for an item in one.
+    const std::vector<std::uint64_t>& pieces() const { return rare_ ? rare_->pieces : NO_RARE.pieces; }
+    void setPieces(std::vector<std::uint64_t> pieces) {
+        if (!pieces.empty())
+            makeRare().pieces = std::move(pieces);
+    }
+
+    /// Why it is not a part although its name and content type would allow it; else empty.
+    const std::string& reason() const { return rare_ ? rare_->reason : NO_RARE.reason; }
+    void setReason(std::string reason) {
+        if (rare_ || !reason.empty())
+            makeRare().reason = std::move(reason);
+    }
+
     ZipItemOwner& owner;
     const std::string name;
-    ZipItemKind kind = ZipItemKind::Other;
     std::optional<std::uint64_t> index{}; ///< in the directory of the file that was opened; none for a new item
-    std::vector<std::uint64_t> pieces{};  ///< indexes of all pieces in their order; empty for an item in one
     std::uint64_t size = 0;               ///< as stored
     std::uint64_t compressedSize = 0;
-    std::string reason{};        ///< why it is not a part although its name and content type would allow it; else empty
+    ZipItemKind kind = ZipItemKind::Other;
     bool isOneOfSeveral = false; ///< for one part or content types stream, as was told
     bool isRenamed = false;      ///< since the open
     ReadCount count{};
     StoredItem bytes;
+
+private:
+    /// What few items have.
+    struct Rare {
+        std::vector<std::uint64_t> pieces{};
+        std::string reason{};
+    };
+
+    Rare& makeRare() {
+        if (!rare_)
+            rare_ = std::make_unique<Rare>();
+        return *rare_;
+    }
+
+    static const Rare NO_RARE;
+
+    std::unique_ptr<Rare> rare_;
 };
 
 /// Why an item that is not a part is none.

@@ -80,11 +80,11 @@ public:
             addUnlessEmpty(RuleId::ItemNameSyntax, entry, syntax);
             addUnlessEmpty(RuleId::FileSystemName, entry, findFileSystemFault(entry.name));
         }
-        if (!entry.pieces.empty())
+        if (!entry.pieces().empty())
             checkPieces(entry);
         if (entry.kind == ZipItemKind::Part)
             checkPart(entry, isPlain);
-        else if (entry.kind == ZipItemKind::Other && entry.reason.empty())
+        else if (entry.kind == ZipItemKind::Other && entry.reason().empty())
             checkOther(entry, !syntax.empty());
     }
 
@@ -114,7 +114,7 @@ private:
     void checkPieces(const ZipEntry& entry) const {
         add(RuleId::InterleavedPart, entry, IN_PIECES);
         const auto place = [&](std::uint64_t piece) { return archive_.place(piece); };
-        if (!std::ranges::is_sorted(entry.pieces, {}, place))
+        if (!std::ranges::is_sorted(entry.pieces(), {}, place))
             add(RuleId::PieceOrder, entry, "the pieces are not in the order of their numbers");
     }
 

@@ -26,7 +26,7 @@ std::string withoutLabel(const std::string& message, const std::string& label) {
 void ContentChecks::checkContents(const ZipFaults& faults) {
     std::vector<const ZipEntry*> entries;
     for (const ZipEntry& entry : items_.all())
-        entries.push_back(entry.index && entry.pieces.empty() ? &entry : nullptr);
+        entries.push_back(entry.index && entry.pieces().empty() ? &entry : nullptr);
     std::vector<char> isSound(entries.size());
     readAhead(std::move(entries), archive_, limits_, threads_,
               [&](std::size_t i, const unsigned char*, std::size_t size) { isSound[i] = size == 0; });
@@ -49,7 +49,7 @@ void ContentChecks::checkContents(const ZipFaults& faults) {
 void ContentChecks::readToEnd(ZipEntry& entry) {
     const DirectoryRecord& record = archive_.getDirectory().records()[entry.index.value()];
     const auto header = readLocalHeader(archive_.getBytes(), record.localHeader);
-    if (header && entry.pieces.empty() && record.header.method == zipformat::DEFLATED) {
+    if (header && entry.pieces().empty() && record.header.method == zipformat::DEFLATED) {
         std::uint64_t size = 0;
         throwIfStreamEndsElsewhere(
             archive_.getBytes(), record, record.localHeader + sizeOf(*header),

@@ -191,18 +191,18 @@ interfaces::IPhysicalPart* OpenZipPackage::renamePart(const std::u16string& name
     if (!part)
         fail(Errc::no_such_file_or_directory, labelOf(name) + ": no such part");
     const auto& content = part->bytes.getContent();
-    if (part->isOneOfSeveral || (!part->pieces.empty() && !content))
+    if (part->isOneOfSeveral || (!part->pieces().empty() && !content))
         return nullptr;
     std::string itemName = itemNameFor(newName, part);
     auto type = std::make_shared<const std::u16string>(part->bytes.getContentType());
     const auto place = std::find_if(items_.all().begin(), items_.all().end(),
                                     [part](const ZipEntry& entry) { return &entry == part; });
-    std::vector<std::uint64_t> pieces = part->pieces;
+    std::vector<std::uint64_t> pieces = part->pieces();
     ZipEntry& renamed = items_.add(place, items_, opening_, std::move(itemName), newName, part->bytes.compression());
     renamed.kind = ZipItemKind::Part;
     renamed.index = part->index;
     renamed.isRenamed = part->isRenamed || renamed.name != part->name;
-    renamed.pieces = std::move(pieces);
+    renamed.setPieces(std::move(pieces));
     renamed.size = part->size;
     renamed.compressedSize = part->compressedSize;
     renamed.count = part->count;
@@ -216,7 +216,7 @@ interfaces::IPhysicalPart* OpenZipPackage::renamePart(const std::u16string& name
 void OpenZipPackage::removeItem(ZipEntry& item) {
     if (item.index) {
         const std::vector<std::uint64_t> whole{*item.index};
-        const auto& indexes = item.pieces.empty() ? whole : item.pieces;
+        const auto& indexes = item.pieces().empty() ? whole : item.pieces();
         deleted_.insert(deleted_.end(), indexes.begin(), indexes.end());
     }
     items_.remove(item);
@@ -270,10 +270,10 @@ ZipChanges OpenZipPackage::collectChanges() {
         changes.first.push_back(toAdded(*entry));
     for (const ZipEntry& entry : items_.all()) {
         const auto& content = entry.bytes.getContent();
-        if (content && !entry.pieces.empty()) {
+        if (content && !entry.pieces().empty()) {
             // From now on a single item, at the position and with the name of the whole.
             changes.replaced.push_back({*entry.index, content, entry.getLabel(), entry.name});
-            changes.deleted.insert(changes.deleted.end(), std::next(entry.pieces.begin()), entry.pieces.end());
+            changes.deleted.insert(changes.deleted.end(), std::next(entry.pieces().begin()), entry.pieces().end());
         } else if (entry.index && (content || entry.isRenamed)) {
             changes.replaced.push_back(
                 {*entry.index, content, entry.getLabel(), entry.isRenamed ? entry.name : std::string()});
