@@ -67,12 +67,12 @@ bool haveSameBytes(const Part& a, const Part& b) {
     }
 }
 
-/// What relationships are compared by.
+/// What relationships are compared by: what a part says may depend on any of it.
 auto meaningsOf(const Part& part) {
-    std::multiset<std::tuple<std::u16string, TargetMode, std::u16string>> meanings;
+    std::set<std::tuple<std::u16string, std::u16string, TargetMode, std::u16string>> meanings;
     for (const Relationship& each : part.getRelationships()) {
         const bool isInternal = each.getTargetMode() == TargetMode::Internal;
-        meanings.emplace(each.getType(), each.getTargetMode(),
+        meanings.emplace(each.getID(), each.getType(), each.getTargetMode(),
                          isInternal ? each.getTargetURI().toString() : each.getTarget());
     }
     return meanings;

@@ -44,11 +44,13 @@ std::size_t FileInput::read(unsigned char* buffer, std::size_t size) {
     return static_cast<std::size_t>(count);
 }
 
-std::vector<unsigned char> FileInput::readAll() {
+std::vector<unsigned char> FileInput::readAll(std::uint64_t limit) {
     std::vector<unsigned char> bytes;
     std::size_t count = 0;
     do {
         const std::size_t filled = bytes.size();
+        if (filled > limit)
+            throw Failure(ExitCode::NotProcessed, name_, "", "more than " + std::to_string(limit) + " bytes");
         bytes.resize(filled + BLOCK_SIZE);
         count = read(bytes.data() + filled, BLOCK_SIZE);
         bytes.resize(filled + count);

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -27,7 +28,9 @@ public:
     /// @throws Failure naming the file when it cannot be read.
     std::size_t read(unsigned char* buffer, std::size_t size);
 
-    std::vector<unsigned char> readAll();
+    /// @param limit bytes.
+    /// @throws Failure the same, and when there are more.
+    std::vector<unsigned char> readAll(std::uint64_t limit = std::numeric_limits<std::uint64_t>::max());
 
 private:
     std::string name_;

@@ -101,7 +101,7 @@ std::unique_ptr<opc::storage::ItemPackage> PackageInput::makeStore(bool inMemory
     }
     if (!inMemory && !isStream(name_))
         return std::make_unique<opc::storage::ZipPackage>(path, options_);
-    bytes_ = FileInput(name_).readAll();
+    bytes_ = FileInput(name_).readAll(options_.limits.totalSize);
     return std::make_unique<opc::storage::ZipPackage>(bytes_, options_);
 }
 

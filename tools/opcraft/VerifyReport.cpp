@@ -255,6 +255,9 @@ void relateSignatures(std::vector<SignatureVerdict>& verdicts) {
             if (reference.kind == ReferenceKind::Part && reference.holds() && found != names.end())
                 verdict.signatures.push_back(found->second);
         }
+        // By its name it would pass as one, whoever is asked to have signed.
+        if (verdict.entry.isCountersignature && verdict.signatures.empty())
+            verdict.objections.emplace_back("a countersignature that signs no signature");
     }
 }
 

@@ -45,8 +45,8 @@ struct CopyReport {
 /// their IDs and targets as they are written.
 ///
 /// A part of that name in the other package is shared when it has the same content type, the same bytes and the same
-/// relationships, which are compared by type, mode and resolved target and not by ID. If it differs in anything, or if
-/// a part cannot be created, nothing is copied and the report names every such part. Relationships of the package are
+/// relationships, which are compared by ID, type, mode and resolved target. If it differs in anything, or if a part
+/// cannot be created, nothing is copied and the report names every such part. Relationships of the package are
 /// not copied: where a part is to be found from is for the caller to decide.
 /// @param from open for reading; not the same as `to`.
 /// @param to open in read-write mode.

@@ -161,6 +161,11 @@ private:
     xercesc::DOMDocument* document_ = nullptr;
 };
 
+bool isSameName(const xercesc::DOMElement& a, const xercesc::DOMElement& b) {
+    return xercesc::XMLString::equals(a.getLocalName(), b.getLocalName()) &&
+           xercesc::XMLString::equals(a.getNamespaceURI(), b.getNamespaceURI());
+}
+
 } // namespace
 
 void CorePropertiesSerializer::load(const std::vector<unsigned char>& bytes, CoreProperties& properties) {
@@ -205,6 +210,8 @@ std::optional<std::vector<unsigned char>> CorePropertiesSerializer::update(const
     try {
         const Tree tree(part, limits_);
         const Tree values(save(properties, detail::XmlLayout::Compact), limits_);
+        if (!isSameName(*tree.root(), *values.root()))
+            throw InvalidPartContent("The root element is not coreProperties");
         bool isChanged = false;
         for (const CoreProperty* property : changed)
             isChanged |= translatingXercesErrors([&] {
