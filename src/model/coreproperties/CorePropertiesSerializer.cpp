@@ -18,6 +18,8 @@
 #include "xml/XmlCharacters.hpp"
 #include "xml/XmlWriting.hpp"
 
+#include <xercesc/util/XMLString.hpp>
+
 namespace opc::model {
 
 namespace {
