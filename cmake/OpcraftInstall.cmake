@@ -58,5 +58,7 @@ if(OPCRAFT_BUILD_TOOL)
   install(FILES ${manual}/completion/_opcraft DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions COMPONENT tool)
   install(FILES ${manual}/completion/opcraft.fish
     DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT tool)
-  install(FILES docs/json.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/opcraft COMPONENT tool)
+  file(GLOB documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md)
+  install(FILES README.md CHANGELOG.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/opcraft COMPONENT tool)
+  install(FILES ${documents} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/opcraft/docs COMPONENT tool)
 endif()

@@ -186,7 +186,12 @@ bool PartComparison::differsLoosely(const model::Part& before, const model::Part
 bool PartComparison::comparesXml(const model::Part& before, const model::Part& after, bool isEqual,
                                  PartDifference& difference) {
     const IdentityOptions how{before_.getPackage().getLimits(), options_.ignoresIds, options_.ignoresOrder, false};
-    const auto old = identifyXml(*before.getInputStream(), idsBefore_, how, difference.reason);
+    std::optional<std::vector<unsigned char>> old;
+    const std::uint64_t most = how.limits.xmlSize;
+    if (before_.stateOf(before).size > most || after_.stateOf(after).size > most)
+        difference.reason = "more than " + std::to_string(most) + " bytes"; // parsing would get as far as that
+    else
+        old = identifyXml(*before.getInputStream(), idsBefore_, how, difference.reason);
     const auto now = old ? identifyXml(*after.getInputStream(), idsAfter_, how, difference.reason) : old;
     if (!old || !now) {
         difference.content = isEqual ? ContentDifference::None : ContentDifference::Bytes;
