@@ -51,6 +51,16 @@ void show(const std::string& text) {
     [[maybe_unused]] const ssize_t count = ::write(STDERR_FILENO, text.data(), text.size());
 }
 
+/// All that was and will be read; 0 when that is not known.
+std::atomic<std::uint64_t> bytesExpected = 0;
+
+/// ", 42 %"; empty when it is not known.
+std::string percentText() {
+    const std::uint64_t all = bytesExpected;
+    const double part = all == 0 ? 0 : static_cast<double>(Progress::bytesRead) / static_cast<double>(all);
+    return all == 0 ? "" : ", " + std::to_string(std::min(99, static_cast<int>(part * 100))) + " %";
+}
+
 void tick(const std::stop_token& stop, const std::string& subject) {
     std::mutex mutex;
     std::condition_variable_any wake;
@@ -61,13 +71,21 @@ void tick(const std::stop_token& stop, const std::string& subject) {
         if (stop.stop_requested())
             break;
         ++seconds;
-        show(std::string(CLEAR_LINE) + "opcraft: " + subject + ": working, " + std::to_string(seconds) + " s");
+        show(std::string(CLEAR_LINE) + "opcraft: " + subject + ": working, " + std::to_string(seconds) + " s" +
+             percentText());
     }
     if (seconds > 0)
         show(std::string(CLEAR_LINE));
 }
 
 } // namespace
+
+std::atomic<std::uint64_t> Progress::bytesRead = 0;
+
+void Progress::expect(std::uint64_t bytes) {
+    const std::uint64_t all = bytesExpected;
+    bytesExpected = (all == 0 ? bytesRead.load() : all) + bytes;
+}
 
 Progress::Progress(const std::string& subject) {
     if (::isatty(STDERR_FILENO) != 1)

@@ -3,6 +3,8 @@
 
 #include "opcraft/Failure.hpp"
 
+#include <atomic>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -16,9 +18,15 @@ public:
 };
 
 /// Shows a user at a terminal that the work goes on: after one second, a line on the standard error stream with the
-/// time passed. Shows nothing when that stream is not a terminal.
+/// time passed, and how much of what is known to be read was read. Shows nothing when that stream is not a terminal.
 class Progress {
 public:
+    /// Of all packages; `opc::storage::ZipOptions::bytesRead`.
+    static std::atomic<std::uint64_t> bytesRead;
+
+    /// So many bytes are to be read from now on, in addition to those that were expected before.
+    static void expect(std::uint64_t bytes);
+
     explicit Progress(const std::string& subject);
     ~Progress() { stop(); }
 

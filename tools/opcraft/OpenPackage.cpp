@@ -87,6 +87,7 @@ PackageInput::PackageInput(const InputOptions& options, bool inMemory) : name_(o
     options_.take = options.take;
     options_.lockTimeout = options.lockTimeout;
     options_.threads = 0;
+    options_.bytesRead = &Progress::bytesRead;
     store_ = makeStore(inMemory);
     zip_ = dynamic_cast<opc::storage::ZipPackage*>(store_.get());
 }
@@ -96,7 +97,7 @@ std::unique_ptr<opc::storage::ItemPackage> PackageInput::makeStore(bool inMemory
     const std::filesystem::path path(name_);
     if (name_ != "-" && std::filesystem::is_directory(path, ignored)) {
         const opc::storage::DirectoryOptions options{options_.limits, options_.consistent, options_.take,
-                                                     options_.threads};
+                                                     options_.threads, options_.bytesRead};
         return std::make_unique<opc::storage::DirectoryPackage>(path, options);
     }
     if (!inMemory && !isStream(name_))
@@ -109,6 +110,13 @@ opc::storage::ZipPackage& PackageInput::getZip() const {
     if (!zip_)
         throw Failure(ExitCode::NotProcessed, name_, "", "is a folder; 'opcraft pack' makes a package of it");
     return *zip_;
+}
+
+void PackageInput::expectReading() const {
+    std::uint64_t size = 0;
+    for (const opc::storage::ZipItem& item : store_->getItems())
+        size += item.size;
+    Progress::expect(size);
 }
 
 bool PackageInput::hasSeveralArchives() {

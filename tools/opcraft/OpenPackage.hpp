@@ -73,6 +73,9 @@ public:
     /// Bytes of the whole file, or of all files in a folder, which is open.
     std::uint64_t getSize() const;
 
+    /// The package is open, and its content is going to be read once, for the progress line.
+    void expectReading() const;
+
     /// Whether the file has several archives in a row, of which `--take` takes one.
     bool hasSeveralArchives();
 

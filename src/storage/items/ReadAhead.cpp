@@ -20,8 +20,10 @@ void readAhead(std::vector<const ZipEntry*> entries, const ItemArchive& archive,
     forEachInParallel(threads, sizes, [&](std::size_t i) {
         if (!entries[i])
             return;
-        archive.readWhole(*entries[i]->index,
-                          [&](const unsigned char* data, std::size_t size) { take(i, data, size); });
+        archive.readWhole(*entries[i]->index, [&](const unsigned char* data, std::size_t size) {
+            limits.note(size);
+            take(i, data, size);
+        });
         take(i, nullptr, 0);
     });
 }

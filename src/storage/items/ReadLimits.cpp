@@ -22,6 +22,7 @@ public:
     std::size_t read(unsigned char* buffer, std::size_t size) override {
         const std::size_t count = reader_->read(buffer, size);
         read_ += count;
+        limits_.note(count);
         limits_.count(read_, count_, origin_);
         return count;
     }

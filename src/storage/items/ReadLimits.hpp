@@ -6,6 +6,7 @@
 
 #include <opc/core/Limits.hpp>
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -23,7 +24,9 @@ struct ReadCount {
 /// Enforces the limits of a package that is read, on the bytes that are delivered. Outlives its readers.
 class ReadLimits {
 public:
-    explicit ReadLimits(const Limits& limits) : limits_(limits) {}
+    /// @param bytesRead as of `ZipOptions`; may be null.
+    explicit ReadLimits(const Limits& limits, std::atomic<std::uint64_t>* bytesRead = nullptr)
+        : limits_(limits), bytesRead_(bytesRead) {}
 
     const Limits& get() const { return limits_; }
 
@@ -38,6 +41,12 @@ public:
     /// A reader that stops with file_too_large where a limit is reached.
     /// @param origin whose bytes they are. It and the count outlive the reader.
     std::unique_ptr<ItemReader> watch(std::unique_ptr<ItemReader> reader, ReadCount& count, const ItemOrigin& origin);
+
+    /// Notes bytes that were delivered, for whoever shows how far the work is. On any thread.
+    void note(std::uint64_t size) const {
+        if (bytesRead_)
+            bytesRead_->fetch_add(size, std::memory_order_relaxed);
+    }
 
     /// Counts the bytes of an item that one reader has delivered so far.
     void count(std::uint64_t size, ReadCount& item, const ItemOrigin& origin);
@@ -58,6 +67,7 @@ private:
     std::optional<Excess> findExcess(std::uint64_t size, std::uint64_t compressedSize) const;
 
     Limits limits_;
+    std::atomic<std::uint64_t>* bytesRead_;
     std::uint64_t total_ = 0;
 };
 

@@ -54,7 +54,7 @@ ZipChanges::Added toAdded(const ZipEntry& entry) {
 OpenZipPackage::OpenZipPackage(const ZipLocation& location, OpenMode mode,
                                const std::optional<std::filesystem::path>& output, FindingSink* sink)
     : location_(location), threads_(countThreads(location.options.threads)), opening_{mode},
-      limits_(location.options.limits),
+      limits_(location.options.limits, location.options.bytesRead),
       items_({location.label, "a ZIP file", "", location.options.consistent, location.options.take, threads_}, opening_,
              limits_) {
     if (!location_.bytes) {

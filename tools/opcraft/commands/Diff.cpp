@@ -81,6 +81,7 @@ public:
             options_.signatures = false;
             package_ = std::make_unique<OpenPackage>(options_);
         }
+        package_->getInput().expectReading();
     }
 
     opc::compare::ComparedPackage get() const {

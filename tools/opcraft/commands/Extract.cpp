@@ -107,6 +107,7 @@ ExitCode extract(const ExtractOptions& options, Console& console) {
     PackageInput input(options);
     FindingList findings;
     openItems(input, options, findings);
+    input.expectReading();
     const ExtractReport report = makeExtractReport(options, input, findings);
     console.write(options.json ? toJsonText(toJson(report)) : toText(report));
     findings.note(console, options.file);

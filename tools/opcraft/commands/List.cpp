@@ -101,6 +101,8 @@ ListReport makeListReport(const ListOptions& options, OpenPackage& package) {
     report.file = package.getName();
     report.kind = package.getInput().getKind();
     report.findings = package.getFindings().getAll().size();
+    if (!options.digest.empty())
+        package.getInput().expectReading();
     const std::vector<ZipItem> items = package.getItems();
     const auto partsByName = partItems(items);
     for (const opc::model::Part& part : package.getModel().getParts()) {

@@ -129,6 +129,8 @@ ExitCode sign(const SignOptions& options, Console& console) {
         manager.findSigningGaps(change.getPackage().getInput().getStore().getOtherItems());
     const bool isCountersigned =
         options.formToWrite == opc::model::SignatureForm::Library && manager.isPackageCountersigned();
+    change.getPackage().getInput().expectReading(); // to sign
+    change.getPackage().getInput().expectReading(); // and to verify that
     const std::string text = toText(signer.sign(manager, request));
     change.save(console);
     change.report(console, text);

@@ -123,6 +123,7 @@ VerifyReport makeReport(const VerifyOptions& options, const Demands& demands) {
     report.required = demands.policy.coverage;
     try {
         OpenPackage package(options);
+        package.getInput().expectReading();
         verify(package, demands, report);
     } catch (const UnreadableSignatures& e) {
         report.problem = e.what();

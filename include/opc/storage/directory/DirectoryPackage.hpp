@@ -6,6 +6,7 @@
 #include <opc/storage/ItemPackage.hpp>
 #include <opc/storage/zip/ZipOptions.hpp>
 
+#include <atomic>
 #include <cstddef>
 #include <filesystem>
 #include <memory>
@@ -31,6 +32,9 @@ struct DirectoryOptions {
 
     /// The most threads that digest the parts that a signature covers at the same time, as `ZipOptions::threads`.
     unsigned threads = 1;
+
+    /// As `ZipOptions::bytesRead`.
+    std::atomic<std::uint64_t>* bytesRead = nullptr;
 };
 
 /// A package that was unpacked into a folder, for reading. Every regular file below the folder, hidden ones included,

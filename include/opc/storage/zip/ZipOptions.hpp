@@ -3,6 +3,7 @@
 
 #include <opc/core/Limits.hpp>
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
@@ -80,6 +81,10 @@ struct ZipOptions {
     /// What `ZipPackage::openTolerantly` takes of items for one part name, of content types streams and of archives in
     /// a row. Has no effect on `open`, and none with `consistent`.
     Take take = Take::Neither;
+
+    /// Receives the bytes of items that were read so far, on any thread, so that a program can show how far its work
+    /// is: what is read twice counts twice. Not owned; outlives the package. Null: nobody wants to know.
+    std::atomic<std::uint64_t>* bytesRead = nullptr;
 };
 
 } // namespace opc::storage
