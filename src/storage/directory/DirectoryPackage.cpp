@@ -72,7 +72,8 @@ public:
 
 private:
     OpenDirectory(const std::filesystem::path& folder, const DirectoryOptions& options, const ZipFaults& faults)
-        : label_(folder.string()), limits_(options.limits, options.bytesRead), archive_(DirectoryFiles(folder, options.limits, faults)),
+        : label_(folder.string()), limits_(options.limits, options.bytesRead),
+          archive_(DirectoryFiles(folder, options.limits, faults)),
           items_(
               {label_, "a folder", "the content of ", options.consistent, options.take, countThreads(options.threads)},
               opening_, limits_) {
