@@ -59,9 +59,11 @@ std::size_t folderDepth(const std::vector<Part>& parts) {
 class SignedThings {
 public:
     explicit SignedThings(const opc::model::DigitalSignatureManager& manager) {
-        for (const auto& report : manager.examineAllSignatures(opc::model::VerificationOptions()))
+        for (const auto& report : manager.examineAllSignatures(opc::model::VerificationOptions())) {
+            const bool holds = report.signatureValueHolds && std::ranges::none_of(report.references, isBrokenObject);
             for (const opc::model::ReferenceReport& each : report.references)
-                add(each);
+                add(each, holds);
+        }
     }
 
     GraphCover ofPart(const std::string& key) const { return find(parts_, key); }
@@ -70,8 +72,14 @@ public:
     }
 
 private:
-    void add(const opc::model::ReferenceReport& reference) {
-        const GraphCover cover = reference.holds() ? GraphCover::Covered : GraphCover::Changed;
+    /// Then the signature says nothing of what it names.
+    static bool isBrokenObject(const opc::model::ReferenceReport& reference) {
+        return reference.kind == opc::model::ReferenceKind::Object && !reference.holds();
+    }
+
+    /// @param signatureHolds whether the signature was made over these references.
+    void add(const opc::model::ReferenceReport& reference, bool signatureHolds) {
+        const GraphCover cover = signatureHolds && reference.holds() ? GraphCover::Covered : GraphCover::Changed;
         const std::string key = graphKey(reference.target);
         if (reference.kind == opc::model::ReferenceKind::Part)
             raise(parts_[key], cover);
