@@ -15,6 +15,7 @@ constexpr XML_Char NAME_SEPARATOR = '\x01'; // which no document has
 
 constexpr std::size_t LONGEST_WAIT = 1UL << 30U; // expat counts in int
 constexpr std::size_t MOST_ATTRIBUTES = 100'000; // of an element, with declarations; each takes some memory
+constexpr std::size_t LONGEST_NAMESPACE = 1024;  // which handlers look at for each element in it
 
 std::string_view viewOf(const XML_Char* text) {
     return text == nullptr ? std::string_view() : text;
@@ -133,7 +134,12 @@ private:
     }
 
     static void XMLCALL declareNamespace(void* data, const XML_Char* prefix, const XML_Char* uri) noexcept {
-        of(data).take([&] { of(data).declarations_.emplace_back(viewOf(prefix), viewOf(uri)); });
+        of(data).take([&] {
+            if (viewOf(uri).size() > LONGEST_NAMESPACE)
+                return of(data).fail(XmlFault::Limit,
+                                     "a namespace of more than " + std::to_string(LONGEST_NAMESPACE) + " bytes");
+            of(data).declarations_.emplace_back(viewOf(prefix), viewOf(uri));
+        });
     }
 
     static void XMLCALL text(void* data, const XML_Char* text, int size) noexcept {
