@@ -27,7 +27,7 @@ struct PrettyOptions {
 /// their namespaces and names; a long tag takes a line for each of them. CDATA sections become text, all other content
 /// stays. White space between elements is not kept, so the result is not for programs for which it counts.
 /// @param xml well-formed XML 1.0 in UTF-8, UTF-16, ISO 8859-1 or US-ASCII, without a document type declaration and
-///        without elements with more than 100,000 attributes.
+///        without elements with more than 100,000 attributes and namespaces of more than 1,024 bytes.
 /// @param write takes each line, in UTF-8, without its end.
 /// @throws model::InvalidXMLDocument, with the line and column, for what is not such a document or exceeds a limit;
 ///         the lines before were written.
