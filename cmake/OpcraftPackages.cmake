@@ -14,6 +14,9 @@ set(CPACK_COMPONENTS_ALL libraries development)
 if(OPCRAFT_BUILD_TOOL)
   list(APPEND CPACK_COMPONENTS_ALL tool)
 endif()
+if(OPCRAFT_BUILD_DOCS)
+  list(APPEND CPACK_COMPONENTS_ALL documentation)
+endif()
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/DebianPackage.cmake)
 set(CPACK_OPCRAFT_SOURCE ${PROJECT_SOURCE_DIR})
 
@@ -47,4 +50,11 @@ set(CPACK_DEBIAN_TOOL_PACKAGE_SUGGESTS "graphviz")
 set(CPACK_COMPONENT_TOOL_DESCRIPTION "look into .docx, .xlsx, .nupkg and their kin, and change them
 A command-line tool for packages of the Open Packaging Conventions (ECMA-376 Part 2): lists, reads, adds and removes
 parts, relationships, properties and thumbnails, and never damages a file.")
+
+set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_NAME opcraft-doc)
+set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_SECTION doc)
+set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_COMPONENT_DOCUMENTATION_DESCRIPTION "Open Packaging Conventions: reference and guides
+The reference of Opcraft for programs, with guides, as a web site.")
 include(CPack)
