@@ -1,11 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <opc/core/PartNames.hpp>
+#include <opc/errors/ErrorKind.hpp>
+#include <opc/errors/Errors.hpp>
 #include <opc/model/relationships/RelationshipSelector.hpp>
 
 #include "errors/ErrorPlaces.hpp"
 #include "model/ModelFixture.hpp"
 
 #include <boost/regex.hpp>
+
+#include <set>
+#include <system_error>
 
 namespace opc::model {
 namespace {
@@ -21,6 +26,15 @@ struct Family {
     static constexpr int bases = (0 + ... + std::is_base_of_v<Errors, Error>);
     static constexpr bool isFlat = ((std::is_base_of_v<Exception, Errors> && bases<Errors> == 1) && ...);
     static constexpr int withoutCode = (0 + ... + std::is_constructible_v<Errors, std::string>);
+
+    template <class Error>
+    static ErrorKind kindOf() {
+        if constexpr (std::is_constructible_v<Error, std::string>)
+            return errorKind(Error(""));
+        else
+            return errorKind(Error("", boost::system::errc::make_error_code(boost::system::errc::not_a_directory)));
+    }
+    static std::set<ErrorKind> kinds() { return {kindOf<Errors>()...}; }
 };
 
 using AllErrors =
@@ -36,6 +50,20 @@ using AllErrors =
            PackageCloseFailed>;
 
 static_assert(AllErrors::isFlat && AllErrors::withoutCode == 39, "the last two carry a code");
+
+TEST(ErrorKinds, AreOneForEachClassAndOtherwiseThatOfTheCode) {
+    const std::set<ErrorKind> kinds = AllErrors::kinds();
+    EXPECT_EQ(kinds.size(), 41U);
+    for (const ErrorKind kind : kinds)
+        EXPECT_STRNE(toString(kind), "Other");
+    using namespace boost::system::errc;
+    EXPECT_EQ(errorKind(PackageOpenFailed("", make_error_code(file_too_large))), ErrorKind::LimitExceeded);
+    EXPECT_EQ(errorKind(Exception("", make_error_code(not_a_directory))), ErrorKind::SystemError);
+    EXPECT_EQ(errorKind(Exception("")), ErrorKind::Other);
+    EXPECT_EQ(errorKind(std::system_error(std::make_error_code(std::errc::permission_denied))),
+              ErrorKind::PermissionDenied);
+    EXPECT_EQ(errorKind(std::bad_alloc()), ErrorKind::OutOfMemory);
+}
 
 TEST(ErrorPlaces, KeepTheItemThatTheyHave) {
     Exception error("wrong");
