@@ -72,7 +72,7 @@ public:
 
 private:
     OpenDirectory(const std::filesystem::path& folder, const DirectoryOptions& options, const ZipFaults& faults)
-        : label_(folder.string()), limits_(options.limits, options.bytesRead),
+        : label_(folder.string()), limits_(options.limits, options.bytesRead, options.cancelled),
           archive_(DirectoryFiles(folder, options.limits, faults)),
           items_(
               {label_, "a folder", "the content of ", options.consistent, options.take, countThreads(options.threads)},

@@ -37,6 +37,11 @@ private:
 
 } // namespace
 
+void ReadLimits::throwIfCancelled() const {
+    if (cancelled_ && cancelled_->load(std::memory_order_relaxed))
+        fail(Errc::operation_canceled, "the work was cancelled");
+}
+
 void ReadLimits::checkItems(std::uint64_t count, const std::string& label, const char* holder) const {
     if (count > limits_.items)
         failAt(limits_.items, label, std::string(holder) + " has more items than ", "items");

@@ -24,9 +24,10 @@ struct ReadCount {
 /// Enforces the limits of a package that is read, on the bytes that are delivered. Outlives its readers.
 class ReadLimits {
 public:
-    /// @param bytesRead as of `ZipOptions`; may be null.
-    explicit ReadLimits(const Limits& limits, std::atomic<std::uint64_t>* bytesRead = nullptr)
-        : limits_(limits), bytesRead_(bytesRead) {}
+    /// @param bytesRead, cancelled as of `ZipOptions`; may be null.
+    explicit ReadLimits(const Limits& limits, std::atomic<std::uint64_t>* bytesRead = nullptr,
+                        const std::atomic<bool>* cancelled = nullptr)
+        : limits_(limits), bytesRead_(bytesRead), cancelled_(cancelled) {}
 
     const Limits& get() const { return limits_; }
 
@@ -42,8 +43,13 @@ public:
     /// @param origin whose bytes they are. It and the count outlive the reader.
     std::unique_ptr<ItemReader> watch(std::unique_ptr<ItemReader> reader, ReadCount& count, const ItemOrigin& origin);
 
-    /// Notes bytes that were delivered, for whoever shows how far the work is. On any thread.
+    /// @throws opc::Exception operation_canceled. On any thread.
+    void throwIfCancelled() const;
+
+    /// Notes bytes that were delivered, for whoever shows how far the work is, or ends it. On any thread.
+    /// @throws opc::Exception operation_canceled
     void note(std::uint64_t size) const {
+        throwIfCancelled();
         if (bytesRead_)
             bytesRead_->fetch_add(size, std::memory_order_relaxed);
     }
@@ -68,6 +74,7 @@ private:
 
     Limits limits_;
     std::atomic<std::uint64_t>* bytesRead_;
+    const std::atomic<bool>* cancelled_;
     std::uint64_t total_ = 0;
 };
 

@@ -49,12 +49,36 @@ ZipChanges::Added toAdded(const ZipEntry& entry) {
     return {entry.name, entry.bytes.getContent(), entry.bytes.compression(), entry.getLabel()};
 }
 
+/// Ends a save as soon as the caller wants that.
+class CancellableTarget final : public Target {
+public:
+    CancellableTarget(std::unique_ptr<Target> target, const ReadLimits& limits)
+        : target_(std::move(target)), limits_(limits) {}
+
+    void write(const unsigned char* data, std::size_t size) override {
+        limits_.throwIfCancelled();
+        target_->write(data, size);
+    }
+    std::uint64_t writeFrom(const FilePiece& piece) override {
+        limits_.throwIfCancelled();
+        return target_->writeFrom(piece);
+    }
+    void commit() override {
+        limits_.throwIfCancelled();
+        target_->commit();
+    }
+
+private:
+    std::unique_ptr<Target> target_;
+    const ReadLimits& limits_;
+};
+
 } // namespace
 
 OpenZipPackage::OpenZipPackage(const ZipLocation& location, OpenMode mode,
                                const std::optional<std::filesystem::path>& output, FindingSink* sink)
     : location_(location), threads_(countThreads(location.options.threads)), opening_{mode},
-      limits_(location.options.limits, location.options.bytesRead),
+      limits_(location.options.limits, location.options.bytesRead, location.options.cancelled),
       items_({location.label, "a ZIP file", "", location.options.consistent, location.options.take, threads_}, opening_,
              limits_) {
     if (!location_.bytes) {
@@ -298,11 +322,12 @@ ZipChanges OpenZipPackage::chooseChanges() {
 }
 
 std::unique_ptr<Target> OpenZipPackage::makeTarget() {
-    if (output_)
-        return std::make_unique<FileTarget>(*output_);
-    if (own_)
-        return std::make_unique<FileTarget>(*own_);
-    return std::make_unique<VectorTarget>(*location_.bytes);
+    std::unique_ptr<Target> target;
+    if (location_.bytes && !output_)
+        target = std::make_unique<VectorTarget>(*location_.bytes);
+    else
+        target = std::make_unique<FileTarget>(output_ ? *output_ : *own_);
+    return std::make_unique<CancellableTarget>(std::move(target), limits_);
 }
 
 void OpenZipPackage::save() {

@@ -35,6 +35,9 @@ struct DirectoryOptions {
 
     /// As `ZipOptions::bytesRead`.
     std::atomic<std::uint64_t>* bytesRead = nullptr;
+
+    /// As `ZipOptions::cancelled`.
+    const std::atomic<bool>* cancelled = nullptr;
 };
 
 /// A package that was unpacked into a folder, for reading. Every regular file below the folder, hidden ones included,

@@ -85,6 +85,10 @@ struct ZipOptions {
     /// Receives the bytes of items that were read so far, on any thread, so that a program can show how far its work
     /// is: what is read twice counts twice. Not owned; outlives the package. Null: nobody wants to know.
     std::atomic<std::uint64_t>* bytesRead = nullptr;
+
+    /// Ends what goes on once it is true, from any thread: whatever reads or saves fails with operation_canceled, and
+    /// the file stays as it is. Not owned; outlives the package. Null: nobody ends it.
+    const std::atomic<bool>* cancelled = nullptr;
 };
 
 } // namespace opc::storage

@@ -1,0 +1,442 @@
+/* SPDX-License-Identifier: Apache-2.0 */
+#ifndef OPCRAFT_OPCRAFT_H
+#define OPCRAFT_OPCRAFT_H
+
+/**
+ * @file
+ * The C interface of Opcraft: packages of the Open Packaging Conventions (ECMA-376 Part 2, ISO/IEC 29500-2).
+ *
+ * What holds for all of it:
+ * - **Handles** are opaque. Each kind has a function that frees it, which takes NULL. A handle is used by one thread at
+ * a time, different handles by different threads at once; an `opcraft_monitor` by any number of threads.
+ * - **Texts** are UTF-8 and end with a zero byte. What a function returns as `const char *`, in a structure or alone,
+ *   lives until the handle or structure that it was asked of is freed, or, for a package, changed. Texts that a
+ * function takes are copied.
+ * - **Sizes** are bytes.
+ * - **Failures**: a function that can fail takes `opcraft_error **` last. It returns NULL or false then, and stores an
+ *   error there, unless the argument is NULL; the caller frees it. Nothing else is changed unless it is said. No C++
+ *   exception leaves a function, and no signal disposition, locale or environment variable is changed.
+ * - **Structures** begin with `size`. The caller sets it to `sizeof` of a structure that it fills, all of which else
+ * may be zero, which means the default; the library sets it in what it returns. New members come at the end. What the
+ * library returns in one is not changed by the caller, and is freed as a whole. Lists are arrays of pointers, so that
+ * their elements may grow.
+ * - **Values** of enumerations are never changed or reused; new ones are added. A caller takes one that it does not
+ * know for a further kind.
+ */
+
+#include <stdbool.h>
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(__GNUC__)
+#define OPCRAFT_C_API __attribute__((visibility("default")))
+#else
+#define OPCRAFT_C_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- The library ------------------------------------------------------------------------------------------------- */
+
+/** The version of this header. */
+#define OPCRAFT_VERSION_MAJOR 0
+#define OPCRAFT_VERSION_MINOR 1
+#define OPCRAFT_VERSION_PATCH 0
+
+/** The version of the library that is loaded, "0.1.0"; lives as long as the process. Thread-safe. */
+OPCRAFT_C_API const char* opcraft_version(void);
+
+/* ---- Errors ------------------------------------------------------------------------------------------------------ */
+
+/** What went wrong, for programs; `opc::ErrorKind` has the same enumerators. */
+typedef enum opcraft_error_kind {
+    OPCRAFT_ERROR_OTHER = 0,            /**< nothing of what follows */
+    OPCRAFT_ERROR_OUT_OF_MEMORY = 1,    /**< there is no memory left */
+    OPCRAFT_ERROR_INVALID_ARGUMENT = 2, /**< a value that the function does not take */
+    OPCRAFT_ERROR_CANCELLED = 3,        /**< the caller ended the work */
+    /** the package costs more than `Limits` allow, or a file is too large for the system */
+    OPCRAFT_ERROR_LIMIT_EXCEEDED = 4,
+    OPCRAFT_ERROR_STORE_IN_USE = 5,  /**< another program changes the file, or changed it since it was opened */
+    OPCRAFT_ERROR_DAMAGED_STORE = 6, /**< no ZIP file, or one with damaged or ambiguous content */
+    /** an encrypted item, an unknown compression method, or something that the store cannot do */
+    OPCRAFT_ERROR_NOT_SUPPORTED = 7,
+    OPCRAFT_ERROR_NOT_FOUND = 8,         /**< a file or stored item is not there */
+    OPCRAFT_ERROR_PERMISSION_DENIED = 9, /**< the system refuses access */
+    OPCRAFT_ERROR_ALREADY_EXISTS = 10,   /**< a file or stored item is there already */
+    OPCRAFT_ERROR_NOT_PERMITTED = 11,    /**< the way in which the store is open excludes it */
+    OPCRAFT_ERROR_SYSTEM_ERROR = 12,     /**< another failure of the system; the code of the error says which */
+    /** a text is no URI reference (RFC 3986 §4.1), or a relationship target cannot be made one */
+    OPCRAFT_ERROR_INVALID_URI = 20,
+    /** a URI breaks a part-name rule (ECMA-376-2 §6.2.2), or no relationships part name can be derived from it */
+    OPCRAFT_ERROR_INVALID_PART_NAME = 21,
+    OPCRAFT_ERROR_INVALID_CONTENT_TYPE = 22,             /**< a text is not a media type */
+    OPCRAFT_ERROR_INVALID_CONTENT_TYPE_PARAMETER = 23,   /**< a parameter name or value cannot stand in a media type */
+    OPCRAFT_ERROR_CONTENT_TYPE_PARAMETER_NOT_FOUND = 24, /**< a media type has no such parameter */
+    OPCRAFT_ERROR_CONTENT_TYPE_NOT_FOUND = 25, /**< neither an Override nor a Default gives a part its content type */
+    OPCRAFT_ERROR_INVALID_CONTENT_TYPE_STREAM = 26, /**< the content types stream is malformed (ECMA-376-2 §7.2.3) */
+    OPCRAFT_ERROR_PART_NOT_FOUND = 27,              /**< the package has no part of that name */
+    OPCRAFT_ERROR_PART_ALREADY_EXISTS = 28,         /**< a part of an equivalent name exists (ECMA-376-2 §6.2.2) */
+    /** a part name contains, or extends, the name of another part as a path (ECMA-376-2 §6.2.2) */
+    OPCRAFT_ERROR_PART_IS_DERIVED_FROM_EXISTING_PART_NAME = 29,
+    OPCRAFT_ERROR_PART_HAS_RELATIONSHIP_NAME = 30, /**< a regular part was given the name of a relationships part */
+    OPCRAFT_ERROR_PART_CREATE_FAILED = 31,         /**< the physical package did not create a part */
+    /** the physical package did not delete a part, or the names of the package are inconsistent */
+    OPCRAFT_ERROR_PART_DELETE_FAILED = 32,
+    OPCRAFT_ERROR_INCONSISTENT_PACKAGE = 33, /**< relationships parts were left without a source after opening */
+    /** a package has, or would get, more than one core properties relationship (ECMA-376-2 §8) */
+    OPCRAFT_ERROR_INVALID_CORE_PROPERTIES_RELATIONSHIPS = 34,
+    OPCRAFT_ERROR_PACKAGE_READ_ONLY = 35,   /**< a change was asked of a package that is open for reading */
+    OPCRAFT_ERROR_PACKAGE_CREATE_ONLY = 36, /**< reading or deleting was asked of a package that is open for creation */
+    OPCRAFT_ERROR_PACKAGE_NOT_OPEN = 37,    /**< an operation needs an open package */
+    OPCRAFT_ERROR_PACKAGE_ALREADY_OPEN = 38, /**< an operation needs a closed package */
+    /** there is nothing to open: the physical package reports a missing file (ENOENT) */
+    OPCRAFT_ERROR_PACKAGE_NOT_FOUND = 39,
+    /** the physical package was refused permission while closing (EACCES) */
+    OPCRAFT_ERROR_PACKAGE_PERMISSION_DENIED = 40,
+    OPCRAFT_ERROR_PACKAGE_OPEN_FAILED = 41,  /**< any other physical failure while opening; carries its code */
+    OPCRAFT_ERROR_PACKAGE_CLOSE_FAILED = 42, /**< any other physical failure while closing; carries its code */
+    OPCRAFT_ERROR_INVALID_PART_STREAM = 43,  /**< the physical package did not give a part's stream */
+    /** a part or relationship source was used after its package was closed or the part deleted */
+    OPCRAFT_ERROR_INVALID_OBJECT = 44,
+    OPCRAFT_ERROR_RELATIONSHIP_NOT_FOUND = 45,      /**< a relationship does not exist */
+    OPCRAFT_ERROR_RELATIONSHIP_ALREADY_EXISTS = 46, /**< a relationship ID is in use */
+    OPCRAFT_ERROR_INVALID_RELATIONSHIP_ID = 47,     /**< a relationship ID is not an xsd:ID */
+    OPCRAFT_ERROR_INVALID_RELATIONSHIP_TYPE = 48,   /**< a relationship type is empty or no xsd:anyURI */
+    OPCRAFT_ERROR_INVALID_RELATIONSHIP_TARGET = 49, /**< a relationship cannot have that target (ECMA-376-2 §6.5) */
+    /** a relationships part is malformed, or would outgrow the limits for XML (ECMA-376-2 §6.5.2) */
+    OPCRAFT_ERROR_INVALID_RELATIONSHIP_CONTENT = 50,
+    /** XML is malformed, invalid against its schema, carries a DTD, or is neither UTF-8 nor UTF-16 */
+    OPCRAFT_ERROR_INVALID_XML_DOCUMENT = 51,
+    OPCRAFT_ERROR_INVALID_XML_SCHEMA = 52,           /**< an embedded schema did not load */
+    OPCRAFT_ERROR_INVALID_PART_CONTENT = 53,         /**< well-formed content breaks the rules of its part */
+    OPCRAFT_ERROR_UNSUPPORTED_RESOLVE = 54,          /**< a URI that is not hierarchical cannot be resolved */
+    OPCRAFT_ERROR_UNSUPPORTED_RELATIVIZE = 55,       /**< two URIs do not qualify for a relative reference */
+    OPCRAFT_ERROR_COULD_NOT_GENERATE_SIGNATURE = 56, /**< signing or countersigning failed */
+    OPCRAFT_ERROR_COULD_NOT_REMOVE_SIGNATURE = 57,   /**< removing a signature failed half-way */
+    OPCRAFT_ERROR_SIGNATURE_NOT_FOUND = 58,          /**< a name or part denotes no signature */
+    OPCRAFT_ERROR_INVALID_SIGNATURE = 59,            /**< a signature is inconsistent with its package */
+    OPCRAFT_ERROR_NOT_IMPLEMENTED = 60               /**< a legal feature that the library does not support was met */
+} opcraft_error_kind;
+
+/** An error. Fields that are not known are 0 or NULL. */
+typedef struct opcraft_error {
+    size_t size;
+    opcraft_error_kind kind;
+    int system_error;      /**< a value of errno.h; 0 when the system has nothing to do with it */
+    const char* message;   /**< one sentence, for people; names the file, the item and the value */
+    const char* item;      /**< the part, or the item that is not a part, with the error in its content */
+    uint64_t line;         /**< in the XML of the item, the first being 1 */
+    uint64_t column;       /**< in UTF-16 units, the first being 1 */
+    const char* element;   /**< its name as it is written */
+    const char* attribute; /**< the name of the one that is wrong */
+    const char* value;     /**< of the attribute, or the text of the element */
+    const char* id;        /**< the Id of the element */
+} opcraft_error;
+
+OPCRAFT_C_API void opcraft_error_free(opcraft_error* error);
+
+/** The name of a kind, "InvalidPartName"; "Other" for a value that the library does not know. Thread-safe. */
+OPCRAFT_C_API const char* opcraft_error_kind_name(opcraft_error_kind kind);
+
+/* ---- What functions return --------------------------------------------------------------------------------------- */
+
+/** Bytes. */
+typedef struct opcraft_bytes {
+    size_t size;
+    const unsigned char* data; /**< not NULL; followed by a zero byte that does not count */
+    size_t length;
+} opcraft_bytes;
+
+OPCRAFT_C_API void opcraft_bytes_free(opcraft_bytes* bytes);
+
+/** A text that the caller frees. */
+OPCRAFT_C_API void opcraft_text_free(char* text);
+
+/* ---- Limits, progress, cancelling -------------------------------------------------------------------------------- */
+
+/** Bounds on what a package may cost (`opc::Limits`). 0: the default of the library. */
+typedef struct opcraft_limits {
+    size_t size;
+    uint64_t items;       /**< items of a ZIP file; 250,000 */
+    uint64_t item_size;   /**< bytes of one item, inflated; 4 GiB */
+    uint64_t total_size;  /**< bytes of all items that are read, inflated; 16 GiB */
+    uint64_t ratio;       /**< inflated bytes for one compressed byte, above 64 MiB of an item; 250 */
+    uint64_t name_length; /**< bytes of the name of an item; 4,096 */
+    uint64_t xml_size;    /**< bytes of an XML part or stream; 64 MiB */
+    uint64_t xml_depth;   /**< nested elements; 128 */
+    uint64_t xml_nodes;   /**< elements, attributes and other nodes of an XML part or stream; 1,000,000 */
+} opcraft_limits;
+
+/** Shows how far work is and ends it. Outlives the stores that are made with it. All functions are thread-safe. */
+typedef struct opcraft_monitor opcraft_monitor;
+
+OPCRAFT_C_API opcraft_monitor* opcraft_monitor_new(opcraft_error** error);
+OPCRAFT_C_API void opcraft_monitor_free(opcraft_monitor* monitor);
+/** The bytes of items that were read so far; what is read twice counts twice. */
+OPCRAFT_C_API uint64_t opcraft_monitor_bytes_read(const opcraft_monitor* monitor);
+/** The work that goes on, and what is begun later, fails as soon as it reads or writes, with OPCRAFT_ERROR_CANCELLED.
+ *  A file is the old one or the new one. May be called from a signal handler. */
+OPCRAFT_C_API void opcraft_monitor_cancel(opcraft_monitor* monitor);
+
+/* ---- Stores: where a package lies -------------------------------------------------------------------------------- */
+
+/** A file, a folder, bytes in memory, or a store of the caller's. Nothing is opened before a package is. One package or
+ *  operation uses it at a time (else OPCRAFT_ERROR_STORE_IN_USE). */
+typedef struct opcraft_store opcraft_store;
+
+/** Which of several items of one name, or of several archives in a row, is read by what reads tolerantly. */
+typedef enum opcraft_take { OPCRAFT_TAKE_NEITHER = 0, OPCRAFT_TAKE_FIRST = 1, OPCRAFT_TAKE_LAST = 2 } opcraft_take;
+
+typedef struct opcraft_store_options {
+    size_t size;
+    const opcraft_limits* limits; /**< NULL: the defaults */
+    opcraft_monitor* monitor;     /**< NULL: none */
+    uint64_t memory;              /**< bytes of memory for new content until it is saved; 0: 8 MiB */
+    const char* temporary_folder; /**< for what exceeds it; NULL: what TMPDIR names, else /var/tmp */
+    unsigned threads;             /**< the most that read at once; 0: the caller's alone */
+    int64_t lock_timeout; /**< milliseconds to wait for other savers of the file; 0: no lock, and the second of two
+                               saves is refused; below 0: waits without end */
+    bool consistent;      /**< refuses a ZIP file that other programs could read as another package */
+    opcraft_take take;
+    const char* output; /**< a file that is written instead of the one that was opened; NULL: that one */
+} opcraft_store_options;
+
+/** A ZIP file, or a folder with an unpacked package, which is for reading only. */
+OPCRAFT_C_API opcraft_store* opcraft_store_new_file(const char* path, const opcraft_store_options* options,
+                                                    opcraft_error** error);
+
+/** The bytes of a ZIP file. They are copied; a save changes the copy. @param data may be NULL when `length` is 0. */
+OPCRAFT_C_API opcraft_store* opcraft_store_new_memory(const void* data, size_t length,
+                                                      const opcraft_store_options* options, opcraft_error** error);
+
+/** Receives the parts of a store; for `opcraft_store_callbacks::list`. */
+typedef struct opcraft_listing opcraft_listing;
+/** @param content_type NULL for a store with a content types stream.
+ *  @return 0, or a value of errno.h that `list` returns at once. */
+OPCRAFT_C_API int opcraft_listing_add(opcraft_listing* listing, const char* name, const char* content_type);
+
+typedef enum opcraft_mode {
+    OPCRAFT_MODE_READ = 0,
+    OPCRAFT_MODE_CHANGE = 1, /**< an existing package */
+    OPCRAFT_MODE_CREATE = 2  /**< a new package, which replaces an existing one */
+} opcraft_mode;
+
+/** A store of the caller's own (`opc::interfaces::IPhysicalPackage`, which has the rules). All return 0, or a value of
+ *  errno.h: ENOENT when there is no such package or part, EACCES where permission is denied. Part names begin with "/";
+ *  NULL as a name means the content types stream. They are called on the thread that calls the library. */
+typedef struct opcraft_store_callbacks {
+    size_t size;
+    bool has_content_types_stream; /**< whether the store keeps content types in a stream, as a ZIP file does; otherwise
+                                        each part has its own */
+    int (*open)(void* data, opcraft_mode mode);
+    int (*close)(void* data, bool discard);            /**< saves what was changed, or drops it */
+    int (*list)(void* data, opcraft_listing* listing); /**< all parts, relationships parts included */
+    int (*begin_read)(void* data, const char* name, void** stream);
+    int (*read)(void* data, void* stream, void* buffer, size_t capacity,
+                size_t* length); /**< a length of 0 at the end */
+    void (*end_read)(void* data, void* stream);
+    int (*begin_write)(void* data, const char* name, void** stream); /**< replaces the content */
+    int (*write)(void* data, void* stream, const void* bytes, size_t length);
+    int (*end_write)(void* data, void* stream);
+    int (*create)(void* data, const char* name, const char* content_type);
+    int (*remove)(void* data, const char* name);
+} opcraft_store_callbacks;
+
+/** @param callbacks copied; `data` is passed to each, and lives as long as the store. */
+OPCRAFT_C_API opcraft_store* opcraft_store_new_callbacks(const opcraft_store_callbacks* callbacks, void* data,
+                                                         const opcraft_store_options* options, opcraft_error** error);
+
+OPCRAFT_C_API void opcraft_store_free(opcraft_store* store);
+
+/** The bytes of a store in memory as they were last saved; NULL for another one. They live until the next change of the
+ *  store. */
+OPCRAFT_C_API const void* opcraft_store_data(const opcraft_store* store, size_t* length);
+
+/* ---- Packages ---------------------------------------------------------------------------------------------------- */
+
+/** An open package. */
+typedef struct opcraft_package opcraft_package;
+
+typedef struct opcraft_open_options {
+    size_t size;
+    bool tolerant; /**< reads a package in which something is wrong as far as it can be read */
+} opcraft_open_options;
+
+/** @param store outlives the package. */
+OPCRAFT_C_API opcraft_package* opcraft_package_open(opcraft_store* store, opcraft_mode mode,
+                                                    const opcraft_open_options* options, opcraft_error** error);
+
+/** Saves what was changed, and closes. After a failure the package is still open, with all changes. */
+OPCRAFT_C_API bool opcraft_package_close(opcraft_package* package, opcraft_error** error);
+
+/** Frees a package, with its readers and writers; what was not saved by closing it is dropped. */
+OPCRAFT_C_API void opcraft_package_free(opcraft_package* package);
+
+/** What a package looks like, `opcraft_part.sizes` and all. */
+typedef struct opcraft_part {
+    size_t size;
+    const char* name;         /**< "/word/document.xml" */
+    const char* content_type; /**< "text/xml" */
+    uint64_t length;          /**< bytes; UINT64_MAX where the store does not tell */
+    uint64_t stored_length;   /**< bytes, compressed; UINT64_MAX where the store does not tell */
+    uint64_t relationships;   /**< how many the part has */
+} opcraft_part;
+
+/** An item of the store that is not a part. */
+typedef struct opcraft_item {
+    size_t size;
+    const char* name;
+    uint64_t length;
+    uint64_t stored_length;
+    const char* reason; /**< why it is no part, in words */
+} opcraft_item;
+
+typedef struct opcraft_part_list {
+    size_t size;
+    size_t count;
+    const opcraft_part* const* parts; /**< in the order of their names, without relationships parts */
+    size_t item_count;
+    const opcraft_item* const* items; /**< what is no part, in the order of the store */
+} opcraft_part_list;
+
+/** All parts, and all items that are none, at once. */
+OPCRAFT_C_API opcraft_part_list* opcraft_package_list_parts(const opcraft_package* package, opcraft_error** error);
+OPCRAFT_C_API void opcraft_part_list_free(opcraft_part_list* list);
+
+/** Whether there is a part; a name that is no part name is an error. */
+OPCRAFT_C_API bool opcraft_package_has_part(const opcraft_package* package, const char* name, bool* has,
+                                            opcraft_error** error);
+
+/** The content type of a part, which the caller frees (`opcraft_text_free`). */
+OPCRAFT_C_API char* opcraft_part_content_type(const opcraft_package* package, const char* name, opcraft_error** error);
+
+/** The content of a part. @param most more bytes are an error (OPCRAFT_ERROR_LIMIT_EXCEEDED); 0: no bound but the
+ * limits. */
+OPCRAFT_C_API opcraft_bytes* opcraft_part_read(const opcraft_package* package, const char* name, uint64_t most,
+                                               opcraft_error** error);
+
+/** Reads a part from its start in blocks. One reader or writer of a part is open at a time. */
+typedef struct opcraft_reader opcraft_reader;
+OPCRAFT_C_API opcraft_reader* opcraft_part_open(const opcraft_package* package, const char* name,
+                                                opcraft_error** error);
+/** @param length receives how many bytes were read: 0 only at the end, or for a capacity of 0. */
+OPCRAFT_C_API bool opcraft_reader_read(opcraft_reader* reader, void* buffer, size_t capacity, size_t* length,
+                                       opcraft_error** error);
+OPCRAFT_C_API void opcraft_reader_free(opcraft_reader* reader);
+
+/** How strongly a new part is compressed. */
+typedef enum opcraft_compression {
+    OPCRAFT_COMPRESSION_NORMAL = 0,
+    OPCRAFT_COMPRESSION_NONE = 1,
+    OPCRAFT_COMPRESSION_MAXIMUM = 2,
+    OPCRAFT_COMPRESSION_FAST = 3
+} opcraft_compression;
+
+/** Creates an empty part. */
+OPCRAFT_C_API bool opcraft_part_create(opcraft_package* package, const char* name, const char* content_type,
+                                       opcraft_compression compression, opcraft_error** error);
+
+/** Gives a part new content. */
+OPCRAFT_C_API bool opcraft_part_write(opcraft_package* package, const char* name, const void* data, size_t length,
+                                      opcraft_error** error);
+
+/** Gives a part new content in blocks. */
+typedef struct opcraft_writer opcraft_writer;
+OPCRAFT_C_API opcraft_writer* opcraft_part_rewrite(opcraft_package* package, const char* name, opcraft_error** error);
+OPCRAFT_C_API bool opcraft_writer_write(opcraft_writer* writer, const void* data, size_t length, opcraft_error** error);
+/** Ends the content. */
+OPCRAFT_C_API bool opcraft_writer_close(opcraft_writer* writer, opcraft_error** error);
+/** Without a close before, the part keeps what was written so far. */
+OPCRAFT_C_API void opcraft_writer_free(opcraft_writer* writer);
+
+/** Deletes a part and its relationships. Relationships that lead to it stay. */
+OPCRAFT_C_API bool opcraft_part_delete(opcraft_package* package, const char* name, opcraft_error** error);
+/** Gives a part another name, with every relationship that leads to it. */
+OPCRAFT_C_API bool opcraft_part_move(opcraft_package* package, const char* name, const char* new_name,
+                                     opcraft_error** error);
+OPCRAFT_C_API bool opcraft_part_set_content_type(opcraft_package* package, const char* name, const char* content_type,
+                                                 opcraft_error** error);
+
+/* ---- Relationships ----------------------------------------------------------------------------------------------- */
+
+typedef struct opcraft_relationship {
+    size_t size;
+    const char* source; /**< a part name, "/" for the package */
+    const char* id;
+    const char* type;
+    const char* target;   /**< as it is written */
+    const char* resolved; /**< an internal target resolved against the source, an external one as a URI; NULL when it
+                               cannot be made one */
+    bool external;
+    bool dangling; /**< internal, and no part is there */
+} opcraft_relationship;
+
+typedef struct opcraft_relationship_list {
+    size_t size;
+    size_t count;
+    const opcraft_relationship* const* relationships; /**< those of one source together, by ID */
+} opcraft_relationship_list;
+
+/** @param source a part name, or "/" for the package; NULL: of the package and all parts. */
+OPCRAFT_C_API opcraft_relationship_list* opcraft_package_list_relationships(const opcraft_package* package,
+                                                                            const char* source, opcraft_error** error);
+OPCRAFT_C_API void opcraft_relationship_list_free(opcraft_relationship_list* list);
+
+/** Relates a source to a part, or with `external` to something outside of the package.
+ *  @param id NULL: a new one.
+ *  @return the ID, which the caller frees (`opcraft_text_free`). */
+OPCRAFT_C_API char* opcraft_relationship_create(opcraft_package* package, const char* source, const char* type,
+                                                const char* target, bool external, const char* id,
+                                                opcraft_error** error);
+/** Gives an internal relationship another target. */
+OPCRAFT_C_API bool opcraft_relationship_set_target(opcraft_package* package, const char* source, const char* id,
+                                                   const char* target, opcraft_error** error);
+OPCRAFT_C_API bool opcraft_relationship_delete(opcraft_package* package, const char* source, const char* id,
+                                               opcraft_error** error);
+
+/* ---- Core properties (ECMA-376-2 section 8) ---------------------------------------------------------------------- */
+
+typedef struct opcraft_keyword {
+    size_t size;
+    const char* text;
+    const char* language; /**< a language tag, or NULL */
+} opcraft_keyword;
+
+typedef enum opcraft_property_kind {
+    OPCRAFT_PROPERTY_TEXT = 0,
+    OPCRAFT_PROPERTY_TIME = 1, /**< W3CDTF in UTC, "2026-01-31T10:00:00.25Z" */
+    OPCRAFT_PROPERTY_KEYWORDS = 2
+} opcraft_property_kind;
+
+typedef struct opcraft_property {
+    size_t size;
+    const char* name; /**< of its element, "lastModifiedBy" */
+    opcraft_property_kind kind;
+    const char* value; /**< NULL for keywords; in a change, NULL deletes the property */
+    size_t keyword_count;
+    const opcraft_keyword* const* keywords;
+} opcraft_property;
+
+typedef struct opcraft_property_list {
+    size_t size;
+    const char* part; /**< that holds them; NULL when the package has none */
+    size_t count;
+    const opcraft_property* const* properties; /**< those that are there, by name */
+} opcraft_property_list;
+
+OPCRAFT_C_API opcraft_property_list* opcraft_package_list_properties(const opcraft_package* package,
+                                                                     opcraft_error** error);
+OPCRAFT_C_API void opcraft_property_list_free(opcraft_property_list* list);
+
+/** Gives the properties that are named their values, and leaves all else in the part as it is. Times may be in any form
+ * of W3CDTF. `kind` is not read; for keywords, `value` is NULL and `keyword_count` above 0. */
+OPCRAFT_C_API bool opcraft_package_set_properties(opcraft_package* package, const opcraft_property* const* changes,
+                                                  size_t count, opcraft_error** error);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

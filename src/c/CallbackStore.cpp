@@ -1,0 +1,274 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "c/Options.hpp"
+#include "c/Results.hpp"
+#include "c/Store.hpp"
+
+#include <opc/core/Strings.hpp>
+#include <opc/core/interfaces/IPhysicalInputStream.hpp>
+#include <opc/core/interfaces/IPhysicalOutputStream.hpp>
+#include <opc/core/interfaces/IPhysicalPart.hpp>
+
+#include <cerrno>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+struct opcraft_listing {
+    std::vector<std::pair<std::u16string, std::u16string>> parts{}; ///< names and content types
+};
+
+namespace opc::c {
+
+namespace {
+
+using interfaces::IPhysicalInputStream;
+using interfaces::IPhysicalOutputStream;
+using interfaces::IPhysicalPackage;
+using interfaces::IPhysicalPart;
+using interfaces::IPhysicalPartInfo;
+using interfaces::OpenMode;
+
+/// The functions of the caller, and which item they are called for.
+struct Callee {
+    const opcraft_store_callbacks& callbacks;
+    void* data;
+};
+
+/// A part, or the content types stream.
+class Item {
+public:
+    /// @param name UTF-8; empty: the content types stream.
+    Item(const Callee& callee, std::string name) : callee_(callee), name_(std::move(name)) {}
+
+    const Callee& getCallee() const noexcept { return callee_; }
+    const char* getName() const noexcept { return name_.empty() ? nullptr : name_.c_str(); }
+    std::string message(const char* what) const {
+        return (name_.empty() ? "[Content_Types].xml" : name_) + ": the store " + what;
+    }
+
+private:
+    const Callee& callee_;
+    std::string name_;
+};
+
+class CallbackInput final : public IPhysicalInputStream {
+public:
+    explicit CallbackInput(const Item& item) : item_(item) {}
+    ~CallbackInput() override { end(); }
+
+    CallbackInput(const CallbackInput&) = delete;
+    CallbackInput& operator=(const CallbackInput&) = delete;
+
+    void open() override {
+        end();
+        const Callee& callee = item_.getCallee();
+        throwIfFailed(callee.callbacks.begin_read(callee.data, item_.getName(), &stream_),
+                      item_.message("cannot read it"));
+        isOpen_ = true;
+        isDone_ = false;
+    }
+
+    unsigned long read(unsigned char* buffer, unsigned long size) override {
+        if (!isOpen_)
+            throwIfFailed(EBADF, item_.message("does not read it"));
+        if (size == 0)
+            return 0;
+        std::size_t count = 0;
+        const Callee& callee = item_.getCallee();
+        throwIfFailed(callee.callbacks.read(callee.data, stream_, buffer, size, &count),
+                      item_.message("cannot read it"));
+        if (count > size)
+            throwIfFailed(EIO, item_.message("tells that it read more than there is room for"));
+        isDone_ = count == 0;
+        return count;
+    }
+
+    bool isDone() const override { return isDone_; }
+    void close() override { end(); }
+
+private:
+    void end() noexcept {
+        if (std::exchange(isOpen_, false))
+            item_.getCallee().callbacks.end_read(item_.getCallee().data, stream_);
+    }
+
+    const Item& item_;
+    void* stream_ = nullptr;
+    bool isOpen_ = false;
+    bool isDone_ = false;
+};
+
+class CallbackOutput final : public IPhysicalOutputStream {
+public:
+    explicit CallbackOutput(const Item& item) : item_(item) {}
+    ~CallbackOutput() override {
+        if (isOpen_)
+            item_.getCallee().callbacks.end_write(item_.getCallee().data, stream_);
+    }
+
+    CallbackOutput(const CallbackOutput&) = delete;
+    CallbackOutput& operator=(const CallbackOutput&) = delete;
+
+    void write(const unsigned char* data, unsigned long size) override {
+        const Callee& callee = item_.getCallee();
+        if (!isOpen_)
+            check(callee.callbacks.begin_write(callee.data, item_.getName(), &stream_));
+        isOpen_ = true;
+        if (size != 0)
+            check(callee.callbacks.write(callee.data, stream_, data, size));
+    }
+
+    bool isDone() const override { return !isOpen_; }
+    void flush() override {}
+
+    void close() override {
+        if (std::exchange(isOpen_, false))
+            check(item_.getCallee().callbacks.end_write(item_.getCallee().data, stream_));
+    }
+
+private:
+    void check(int value) const { throwIfFailed(value, item_.message("cannot write it")); }
+
+    const Item& item_;
+    void* stream_ = nullptr;
+    bool isOpen_ = false;
+};
+
+class CallbackPart final : public IPhysicalPart {
+public:
+    CallbackPart(const Callee& callee, std::u16string name, std::u16string contentType)
+        : item_(callee, detail::toUTF8String(name)), name_(std::move(name)), contentType_(std::move(contentType)) {}
+
+    std::u16string getName() const override { return name_; }
+    std::u16string getContentType() const override { return contentType_; }
+    IPhysicalInputStream* getInputStream() override { return &input_; }
+    IPhysicalOutputStream* getOutputStream() override { return &output_; }
+
+private:
+    Item item_;
+    std::u16string name_;
+    std::u16string contentType_;
+    CallbackInput input_{item_};
+    CallbackOutput output_{item_};
+};
+
+class CallbackPackage final : public IPhysicalPackage {
+public:
+    CallbackPackage(const opcraft_store_callbacks& callbacks, void* data) : callee_{callbacks, data} {}
+    ~CallbackPackage() override {
+        if (isOpen_) {
+            parts_.clear();
+            callee_.callbacks.close(callee_.data, true);
+        }
+    }
+
+    CallbackPackage(const CallbackPackage&) = delete;
+    CallbackPackage& operator=(const CallbackPackage&) = delete;
+
+    bool hasContentTypeStream() const override { return callee_.callbacks.has_content_types_stream; }
+    IPhysicalInputStream* getContentTypeInputStream() override { return &typesInput_; }
+    IPhysicalOutputStream* getContentTypeOutputStream() override { return &typesOutput_; }
+
+    void open(const OpenMode& mode) override {
+        const opcraft_mode given = mode == OpenMode::ReadOnly    ? OPCRAFT_MODE_READ
+                                   : mode == OpenMode::ReadWrite ? OPCRAFT_MODE_CHANGE
+                                                                 : OPCRAFT_MODE_CREATE;
+        throwIfFailed(callee_.callbacks.open(callee_.data, given), "the store cannot be opened");
+        isOpen_ = true;
+    }
+
+    void close(bool discard) override {
+        throwIfFailed(callee_.callbacks.close(callee_.data, discard), "the store cannot be closed");
+        isOpen_ = false;
+        parts_.clear();
+    }
+
+    std::vector<IPhysicalPart*> getParts() override {
+        opcraft_listing listing;
+        throwIfFailed(callee_.callbacks.list(callee_.data, &listing), "the store cannot list its parts");
+        std::vector<IPhysicalPart*> parts;
+        for (auto& [name, contentType] : listing.parts)
+            parts.push_back(&add(name, contentType));
+        return parts;
+    }
+
+    IPhysicalPart* createPart(const std::u16string& name, const std::u16string& contentType,
+                              const IPhysicalPartInfo& /*info*/) override {
+        const std::string given = detail::toUTF8String(name);
+        throwIfFailed(callee_.callbacks.create(callee_.data, given.c_str(), detail::toUTF8String(contentType).c_str()),
+                      given + ": the store cannot create it");
+        return &add(name, contentType);
+    }
+
+    void deletePart(const std::u16string& name) override {
+        const std::string given = detail::toUTF8String(name);
+        throwIfFailed(callee_.callbacks.remove(callee_.data, given.c_str()), given + ": the store cannot delete it");
+        parts_.erase(name);
+    }
+
+private:
+    IPhysicalPart& add(const std::u16string& name, const std::u16string& contentType) {
+        auto part = std::make_unique<CallbackPart>(callee_, name, contentType);
+        return *parts_.emplace(name, std::move(part))->second;
+    }
+
+    Callee callee_;
+    std::multimap<std::u16string, std::unique_ptr<CallbackPart>> parts_{}; // the model refuses duplicate names
+    Item types_{callee_, ""};
+    CallbackInput typesInput_{types_};
+    CallbackOutput typesOutput_{types_};
+    bool isOpen_ = false;
+};
+
+struct CallbackStore final : opcraft_store {
+    CallbackStore(const opcraft_store_callbacks& of, void* with) : callbacks(of), data(with) {}
+
+    std::unique_ptr<IPhysicalPackage> makePhysical(OpenMode /*mode*/, bool /*consistent*/) override {
+        return std::make_unique<CallbackPackage>(callbacks, data);
+    }
+
+    opcraft_store_callbacks callbacks;
+    void* data;
+};
+
+void throwIfIncomplete(const opcraft_store_callbacks& callbacks) {
+    if (callbacks.open == nullptr || callbacks.close == nullptr || callbacks.list == nullptr ||
+        callbacks.begin_read == nullptr || callbacks.read == nullptr || callbacks.end_read == nullptr ||
+        callbacks.begin_write == nullptr || callbacks.write == nullptr || callbacks.end_write == nullptr ||
+        callbacks.create == nullptr || callbacks.remove == nullptr)
+        throwInvalidArgument("callbacks: a function is NULL");
+}
+
+} // namespace
+
+} // namespace opc::c
+
+using namespace opc::c;
+
+int opcraft_listing_add(opcraft_listing* listing, const char* name, const char* content_type) {
+    if (listing == nullptr || name == nullptr)
+        return EINVAL;
+    try {
+        listing->parts.emplace_back(opc::toString(std::string_view(name)),
+                                    opc::toString(std::string_view(content_type != nullptr ? content_type : "")));
+        return 0;
+    } catch (const opc::Exception&) {
+        return EILSEQ;
+    } catch (...) {
+        return ENOMEM;
+    }
+}
+
+opcraft_store* opcraft_store_new_callbacks(const opcraft_store_callbacks* callbacks, void* data,
+                                           const opcraft_store_options* options, opcraft_error** error) {
+    return guarded(
+        error, static_cast<opcraft_store*>(nullptr),
+        [&]() -> opcraft_store* {
+            const opcraft_store_callbacks given = read(&required(callbacks, "callbacks"), "callbacks");
+            throwIfIncomplete(given);
+            auto store = std::make_unique<CallbackStore>(given, data);
+            readStoreOptions(options, *store);
+            return store.release();
+        });
+}

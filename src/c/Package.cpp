@@ -1,0 +1,150 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "c/Package.hpp"
+
+#include "c/Options.hpp"
+#include "c/Results.hpp"
+
+#include <opc/storage/ItemPackage.hpp>
+
+#include <algorithm>
+#include <unordered_map>
+
+namespace opc::c {
+
+namespace {
+
+using interfaces::OpenMode;
+using model::Part;
+using model::PartName;
+using storage::ItemPackage;
+using storage::ZipItem;
+using storage::ZipItemKind;
+
+void fillPart(opcraft_part& entry, Pool& pool, const Part& part, const ZipItem* item) {
+    entry.name = pool.keep(part.getName().toString());
+    entry.content_type = pool.keep(part.getContentType().toString());
+    entry.length = item != nullptr ? item->size : UINT64_MAX;
+    entry.stored_length = item != nullptr ? item->compressedSize : UINT64_MAX;
+    entry.relationships = part.getRelationships().size();
+}
+
+std::unique_ptr<Result<opcraft_part_list>> listParts(const OpenedPackage& package) {
+    auto list = makeResult<opcraft_part_list>();
+    std::vector<ZipItem> items;
+    if (const auto* store = dynamic_cast<const ItemPackage*>(&*package.use))
+        items = store->getItems();
+    std::unordered_map<std::u16string, const ZipItem*> stored;
+    for (const ZipItem& item : items)
+        if (item.kind == ZipItemKind::Part)
+            stored.emplace(item.partName, &item);
+
+    list->parts = list->pool.structures<opcraft_part>(
+        package.model.getParts(), list->count,
+        [&](opcraft_part& entry, const Part& part) {
+            const auto found = stored.find(part.getName().toString());
+            fillPart(entry, list->pool, part, found != stored.end() ? found->second : nullptr);
+        });
+
+    const auto isPart = [](const ZipItem& item) { return item.kind != ZipItemKind::Other; };
+    items.erase(std::remove_if(items.begin(), items.end(), isPart), items.end());
+    list->items =
+        list->pool.structures<opcraft_item>(items, list->item_count, [&](opcraft_item& entry, const ZipItem& item) {
+            entry.name = list->pool.keep(std::string_view(item.name));
+            entry.length = item.size;
+            entry.stored_length = item.compressedSize;
+            entry.reason = list->pool.keep(std::string_view(item.reason));
+        });
+    return list;
+}
+
+/// What is not ASCII percent-encoded, and all else as it is.
+std::u16string encode(const std::u16string& text) {
+    if (std::none_of(text.begin(), text.end(), [](char16_t unit) { return unit > u'\x7F'; }))
+        return text;
+    std::string ascii;
+    for (char each = '\x01'; each != '\x7F'; ++each)
+        ascii += each;
+    return model::URI::percentEncode(text, ascii);
+}
+
+} // namespace
+
+OpenedPackage::OpenedPackage(opcraft_store& store, OpenMode mode, bool tolerant)
+    : isTolerant(tolerant), use(store, mode), model(*use, use.getLimits()) {
+    if (tolerant)
+        model.open(mode, found);
+    else
+        model.open(mode);
+}
+
+std::u16string toText(const char* text, const char* name) {
+    try {
+        return toString(std::string_view(&required(text, name)));
+    } catch (const Exception& error) {
+        if (error.code())
+            throw;
+        throwInvalidArgument(std::string(name) + " is not UTF-8");
+    }
+}
+
+PartName toPartName(const char* name) {
+    return PartName(encode(toText(name, "name")));
+}
+
+model::URI toTarget(const std::u16string& text) {
+    return model::URI(encode(text));
+}
+
+char* copyForCaller(std::u16string_view text) {
+    const std::string utf8 = detail::toUTF8String(text, false);
+    char* copy = new char[utf8.size() + 1];
+    *std::copy(utf8.begin(), utf8.end(), copy) = '\0';
+    return copy;
+}
+
+} // namespace opc::c
+
+using namespace opc::c;
+
+opcraft_package* opcraft_package_open(opcraft_store* store, opcraft_mode mode, const opcraft_open_options* options,
+                                      opcraft_error** error) {
+    return guarded(
+        error, static_cast<opcraft_package*>(nullptr),
+        [&] {
+            const opcraft_open_options given = read(options, "options");
+            return new opcraft_package{
+                std::make_shared<OpenedPackage>(required(store, "store"), toOpenMode(mode), given.tolerant)};
+        });
+}
+
+bool opcraft_package_close(opcraft_package* package, opcraft_error** error) {
+    return guardedChange(
+        error,
+        [&] {
+            OpenedPackage& opened = openedOf(package);
+            if (!opened.inUse.empty())
+                throwInvalidArgument("a reader or writer of " +
+                                     opc::detail::toUTF8String(opened.inUse.begin()->toString(), false) + " is open");
+            opened.model.close();
+        });
+}
+
+void opcraft_package_free(opcraft_package* package) {
+    if (package == nullptr)
+        return;
+    try {
+        package->opened->model.close(true);
+    } catch (...) { // what cannot be closed is dropped when its last reader goes
+    }
+    delete package;
+}
+
+opcraft_part_list* opcraft_package_list_parts(const opcraft_package* package, opcraft_error** error) {
+    return guarded(
+        error, static_cast<opcraft_part_list*>(nullptr),
+        [&]() -> opcraft_part_list* { return listParts(openedOf(package)).release(); });
+}
+
+void opcraft_part_list_free(opcraft_part_list* list) {
+    freeResult(list);
+}
