@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-# What is installed, in three components: `libraries`, what programs need to run; `development`, what they need to be
-# built; `tool`.
+# What is installed, in components: `libraries` and `c`, what programs in C++ and in C need to run; `development`, what they
+# need to be built; `tool`; `documentation`, where it is made.
 include(CMakePackageConfigHelpers)
 
 # One export per component of find_package, so that a user of the model alone is asked for nothing that only storage
@@ -13,7 +13,12 @@ foreach(component core model storage)
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT libraries)
   install(EXPORT Opcraft-${component} NAMESPACE Opcraft:: DESTINATION ${config_folder} COMPONENT development)
 endforeach()
-install(DIRECTORY include/opc DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+install(TARGETS opcraft_c EXPORT Opcraft-c
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT c NAMELINK_COMPONENT development
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT c)
+install(EXPORT Opcraft-c NAMESPACE Opcraft:: DESTINATION ${config_folder} COMPONENT development)
+install(DIRECTORY include/opc include/opcraft DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 
 if(BUILD_SHARED_LIBS)
   set(OPCRAFT_STATIC FALSE)
@@ -37,8 +42,10 @@ if(OPCRAFT_STATIC)
   set(OPCRAFT_PC_MODEL_LIBS " -lboost_thread -pthread")
   set(OPCRAFT_PC_CORE_REQUIRES "libutf8proc, expat")
   set(OPCRAFT_PC_STORAGE_REQUIRES ", libzip, zlib, expat")
+  set(OPCRAFT_PC_C_REQUIRES "opcraft = ${PROJECT_VERSION}, opcraft-storage = ${PROJECT_VERSION}")
+  set(OPCRAFT_PC_C_LIBS " -lstdc++")
 endif()
-foreach(name opcraft-core opcraft opcraft-storage)
+foreach(name opcraft-core opcraft opcraft-storage opcraft-c)
   configure_file(cmake/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/${name}.pc DESTINATION ${pc_folder} COMPONENT development)
 endforeach()

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 # `cpack` in the build folder makes Debian packages: the shared libraries under the name of their version, so that two
-# versions can be there at a time, what is needed to build with them, and the tool.
+# versions can be there at a time, that of the C interface under the name of its own, what is needed to build with them, and
+# the tool.
 if(NOT PROJECT_IS_TOP_LEVEL OR NOT BUILD_SHARED_LIBS)
   return()
 endif()
@@ -10,7 +11,7 @@ set(CPACK_PACKAGE_CONTACT "The Opcraft authors")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has its own
-set(CPACK_COMPONENTS_ALL libraries development)
+set(CPACK_COMPONENTS_ALL libraries c development)
 if(OPCRAFT_BUILD_TOOL)
   list(APPEND CPACK_COMPONENTS_ALL tool)
 endif()
@@ -35,10 +36,16 @@ set(CPACK_COMPONENT_LIBRARIES_DESCRIPTION "Open Packaging Conventions for C++: s
 Reads and writes packages of the Open Packaging Conventions (ECMA-376 Part 2), such as .docx, .xlsx, .pptx, .3mf and
 .nupkg, strictly by the standard and careful with files that are not trusted.")
 
+set(CPACK_DEBIAN_C_PACKAGE_NAME libopcraft-c1)
+set(CPACK_DEBIAN_C_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_C_PACKAGE_DEPENDS "libopcraft${soname_version} (= ${PROJECT_VERSION})")
+set(CPACK_COMPONENT_C_DESCRIPTION "Open Packaging Conventions for C: shared library
+The C interface of Opcraft, which programs in C and in other languages call. Its functions are only added to.")
+
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libopcraft-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
-  "libopcraft${soname_version} (= ${PROJECT_VERSION}), libboost-dev, libboost-date-time-dev")
+  "libopcraft${soname_version} (= ${PROJECT_VERSION}), libopcraft-c1 (= ${PROJECT_VERSION}), libboost-dev, libboost-date-time-dev")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "libxerces-c-dev")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Open Packaging Conventions for C++: headers
 The headers of Opcraft, with its files for CMake and pkg-config. The headers in opc/xml need those of libxerces-c-dev.")
