@@ -9,6 +9,7 @@
 #include <opc/core/Exception.hpp>
 #include <opc/core/Strings.hpp>
 #include <opc/errors/Errors.hpp>
+#include <opc/model/coreproperties/PackageHelper.hpp>
 
 #include <functional>
 
@@ -125,6 +126,13 @@ opc::model::ContentType toContentType(const std::string& argument) {
     } catch (const opc::model::InvalidContentType&) {
         throw wrongArgument(argument, "not a content type; an example is application/xml");
     }
+}
+
+opc::model::ContentType toContentTypeOfPart(const std::string& argument) {
+    const opc::model::ContentType type = toContentType(argument);
+    if (type == opc::model::PackageHelper::getRelationshipContentType())
+        throw wrongArgument(argument, "this is the content type of relationships parts");
+    return type;
 }
 
 URI toTarget(const std::string& argument) {

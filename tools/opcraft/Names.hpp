@@ -31,6 +31,9 @@ opc::model::PartName toPartNameOfPart(const std::string& argument);
 /// @throws Failure for wrong usage when it is not a content type.
 opc::model::ContentType toContentType(const std::string& argument);
 
+/// The same for a part of a user's, which is no relationships part (ECMA-376-2 §6.5.2).
+opc::model::ContentType toContentTypeOfPart(const std::string& argument);
+
 /// A relationship target as a URI reference: characters that no URI holds are percent-encoded; "#" starts a fragment,
 /// "?" a query.
 /// @throws Failure for wrong usage when it is not a URI reference.

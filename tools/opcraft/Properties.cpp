@@ -148,6 +148,24 @@ std::vector<CorePropertiesEntry> findCoreProperties(OpenPackage& package) {
     return entries;
 }
 
+void throwIfCoreProperties(OpenPackage& package, const opc::model::PartName& name,
+                           const opc::model::ContentType& newType) {
+    const opc::model::ContentType type = PackageHelper::getCorePropertiesContentType();
+    for (const CorePropertiesEntry& entry : findCoreProperties(package))
+        if (entry.part && entry.part->getName() == name && entry.part->getContentType() == type && newType != type)
+            throw Failure(ExitCode::NotProcessed, package.getName(), entry.target,
+                          "the core properties of the package, which keep their content type");
+}
+
+void throwIfNoCoreProperties(OpenPackage& package, const opc::model::Relationship& relationship) {
+    for (const CorePropertiesEntry& entry : findCoreProperties(package))
+        if (entry.id == toUtf8(relationship.getID()) && entry.part &&
+            entry.part->getContentType() != PackageHelper::getCorePropertiesContentType())
+            throw Failure(ExitCode::NotProcessed, package.getName(), entry.target,
+                          "the content type " + toUtf8(entry.part->getContentType().toString()) +
+                              " is not that of core properties");
+}
+
 StoredProperties readProperties(OpenPackage& package, FindingList* findings) {
     StoredProperties stored;
     stored.entries = findCoreProperties(package);

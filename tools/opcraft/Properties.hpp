@@ -28,6 +28,15 @@ struct CorePropertiesEntry {
 /// In the order of their precedence: the first leads to the properties that are shown and changed.
 std::vector<CorePropertiesEntry> findCoreProperties(OpenPackage& package);
 
+/// @throws Failure when the part holds core properties, which have a content type of their own (ECMA-376-2 §8), and is
+/// to
+///         have another one.
+void throwIfCoreProperties(OpenPackage& package, const opc::model::PartName& name,
+                           const opc::model::ContentType& newType);
+
+/// @throws Failure for a relationship to core properties that leads to a part of another content type.
+void throwIfNoCoreProperties(OpenPackage& package, const opc::model::Relationship& relationship);
+
 /// The error of a relationship without a part.
 Failure leadsNowhere(const OpenPackage& package, const CorePropertiesEntry& entry);
 

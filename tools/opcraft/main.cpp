@@ -144,6 +144,7 @@ int main(int count, char** arguments) {
     opcraft::occupyStandardStreams();
     // A save is not interrupted because nobody reads the report.
     const auto inherited = std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN); // a file that is too large for a limit of the system is an error that is told
     try {
         opcraft::Tool tool;
         opcraft::addCommands(tool);

@@ -2,6 +2,7 @@
 #include "opcraft/FileInput.hpp"
 #include "opcraft/Names.hpp"
 #include "opcraft/PackageChange.hpp"
+#include "opcraft/Properties.hpp"
 #include "opcraft/Text.hpp"
 #include "opcraft/commands/Commands.hpp"
 
@@ -49,12 +50,14 @@ std::string addPart(OpenPackage& package, const PartName& name, const opc::model
     if (options.relationshipType.empty())
         return {};
     const std::u16string type = toUtf16(options.relationshipType);
-    return toUtf8(package.getModel().createInternalRelationship(type, name.getURI()).getID());
+    const opc::model::Relationship relationship = package.getModel().createInternalRelationship(type, name.getURI());
+    throwIfNoCoreProperties(package, relationship);
+    return toUtf8(relationship.getID());
 }
 
 ExitCode add(const AddOptions& options, Console& console) {
     const PartName name = toPartNameOfPart(options.part);
-    const opc::model::ContentType contentType = toContentType(options.type);
+    const opc::model::ContentType contentType = toContentTypeOfPart(options.type);
     throwIfOneStream(options.file, options.from);
     PackageChange change(options, console);
     throwIfExists(change.getPackage(), name);

@@ -4,10 +4,13 @@
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <map>
 #include <string>
@@ -62,6 +65,27 @@ struct Pipe {
     }
 };
 
+/// Seconds of a processor after which a picture is given up: there are graphs that take days.
+constexpr rlim_t MAXIMUM_SECONDS = 60;
+
+/// What is started meanwhile may use so much of a processor and no more, also when this process is gone.
+class ProcessorLimit {
+public:
+    ProcessorLimit() {
+        ::getrlimit(RLIMIT_CPU, &former_);
+        rlimit limit = former_;
+        limit.rlim_cur = std::min(former_.rlim_cur, MAXIMUM_SECONDS);
+        ::setrlimit(RLIMIT_CPU, &limit);
+    }
+    ~ProcessorLimit() { ::setrlimit(RLIMIT_CPU, &former_); }
+
+    ProcessorLimit(const ProcessorLimit&) = delete;
+    ProcessorLimit& operator=(const ProcessorLimit&) = delete;
+
+private:
+    rlimit former_{};
+};
+
 /// Starts Graphviz.
 pid_t startDot(const std::string& format, const Pipe& input, const Pipe& output) {
     posix_spawn_file_actions_t actions;
@@ -72,7 +96,10 @@ pid_t startDot(const std::string& format, const Pipe& input, const Pipe& output)
     std::string option = "-T" + format;
     char* const arguments[] = {program.data(), option.data(), nullptr};
     pid_t process = 0;
-    const int error = ::posix_spawnp(&process, "dot", &actions, nullptr, arguments, environ);
+    const int error = [&] {
+        const ProcessorLimit limit;
+        return ::posix_spawnp(&process, "dot", &actions, nullptr, arguments, environ);
+    }();
     ::posix_spawn_file_actions_destroy(&actions);
     if (error != 0)
         throw Failure(ExitCode::NotProcessed, "", "",
@@ -120,6 +147,10 @@ std::string draw(const std::string& dot, const std::string& format) {
     int status = 0;
     while (::waitpid(process, &status, 0) < 0 && errno == EINTR)
         continue;
+    if (WIFSIGNALED(status) && WTERMSIG(status) == SIGXCPU)
+        throw Failure(ExitCode::NotProcessed, "", "",
+                      "dot needs more than " + std::to_string(MAXIMUM_SECONDS) +
+                          " seconds for this graph; --format dot writes what it would draw");
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0 || picture.empty())
         throw Failure(ExitCode::NotProcessed, "", "", "dot made no picture");
     return picture;

@@ -5,6 +5,7 @@
 #include "opcraft/Text.hpp"
 #include "opcraft/commands/Commands.hpp"
 
+#include <opc/core/FoldedNames.hpp>
 #include <opc/core/Strings.hpp>
 #include <opc/edit/MovePart.hpp>
 #include <opc/errors/Errors.hpp>
@@ -46,6 +47,17 @@ void throwIfOnto(OpenPackage& package, const opc::model::PartName& name, const o
                       "the package has a part of this name");
 }
 
+/// What leads to the part by its former name and by a target that cannot be written anew, as some programs follow.
+void throwIfLeftBehind(OpenPackage& package, const opc::model::PartName& name, const opc::model::PartName& newName) {
+    if (opc::detail::foldName(toUtf8(name.toString())) == opc::detail::foldName(toUtf8(newName.toString())))
+        return;
+    for (const RelationshipEntry& entry : entriesLeadingTo(name, package))
+        if (!entry.exists)
+            throw Failure(ExitCode::NotProcessed, package.getName(), toUtf8(name.toString()),
+                          relationshipText(entry.source, entry.id) + " leads to this part by the target \"" +
+                              entry.target + "\", which cannot be written anew");
+}
+
 ExitCode mv(const MvOptions& options, Console& console) {
     const opc::model::PartName name = toPartNameOfPart(options.part);
     const opc::model::PartName newName = toPartNameOfPart(options.newName);
@@ -59,6 +71,7 @@ ExitCode mv(const MvOptions& options, Console& console) {
         console.note(options.file + ": warning: the relationships of " + (source == "/" ? "the package" : source) +
                      " cannot be read; those that lead to the part are not changed");
     const opc::edit::MoveReport report = opc::edit::movePart(change.getPackage().getModel(), name, newName);
+    throwIfLeftBehind(change.getPackage(), name, newName);
     change.save(console);
     change.report(console, options.json ? toJsonText(toJson(report, options)) : toText(report));
     if (!options.json)

@@ -2,6 +2,7 @@
 #include "opcraft/FileInput.hpp"
 #include "opcraft/Names.hpp"
 #include "opcraft/PackageChange.hpp"
+#include "opcraft/Properties.hpp"
 #include "opcraft/commands/Commands.hpp"
 
 namespace opcraft {
@@ -16,12 +17,14 @@ struct PutOptions : ChangeOptions {
 ExitCode put(const PutOptions& options, Console& console) {
     const opc::model::PartName name = toPartNameOfPart(options.part);
     if (!options.type.empty())
-        toContentType(options.type); // for its messages
+        toContentTypeOfPart(options.type); // for its messages
     throwIfOneStream(options.file, options.from);
     PackageChange change(options, console);
     const opc::model::Part part = change.getPackage().getPart(name);
-    if (!options.type.empty())
+    if (!options.type.empty()) {
+        throwIfCoreProperties(change.getPackage(), name, toContentType(options.type));
         change.getPackage().getModel().changeContentType(name, toContentType(options.type));
+    }
     FileInput input(options.from);
     copyContent(input, *part.getOutputStream());
     change.save(console);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "opcraft/ContentIds.hpp"
 #include "opcraft/Names.hpp"
 #include "opcraft/PackageChange.hpp"
+#include "opcraft/Properties.hpp"
 #include "opcraft/Relationships.hpp"
 #include "opcraft/Text.hpp"
 #include "opcraft/commands/Commands.hpp"
@@ -21,18 +23,30 @@ struct RelateOptions : ChangeOptions {
     bool external = false;
 };
 
-opc::model::Relationship create(opc::model::RelationshipSource& source, const RelateOptions& options) {
+opc::model::Relationship create(opc::model::RelationshipSource& source, const RelateOptions& options,
+                                const std::u16string& id) {
     const std::u16string type = toUtf16(options.type);
-    const std::u16string id = toUtf16(options.id);
     if (options.external)
         return source.createExternalRelationship(type, toUtf16(options.target), id);
     return source.createInternalRelationship(type, toTarget(options.target), id);
 }
 
+/// With an ID that the content of the source does not mention.
+opc::model::Relationship createNew(OpenPackage& package, opc::model::RelationshipSource& source,
+                                   const RelateOptions& options) {
+    const opc::model::Relationship created = create(source, options, toUtf16(options.id));
+    const auto id = options.id.empty() ? findUnmentionedId(package, source, created.getID()) : std::nullopt;
+    if (!id)
+        return created;
+    source.deleteRelationship(created.getID());
+    return create(source, options, *id);
+}
+
 /// Errors of the arguments alone are wrong usage; the others depend on the package.
-opc::model::Relationship createOrExplain(opc::model::RelationshipSource& source, const RelateOptions& options) {
+opc::model::Relationship createOrExplain(OpenPackage& package, opc::model::RelationshipSource& source,
+                                         const RelateOptions& options) {
     try {
-        return create(source, options);
+        return createNew(package, source, options);
     } catch (const opc::model::InvalidRelationshipTarget& e) {
         const bool isAbsolute = !options.external && toTarget(options.target).isAbsolute();
         throw wrongArgument(options.target,
@@ -62,8 +76,11 @@ ExitCode relate(const RelateOptions& options, Console& console) {
     const opc::model::PartName name = toPartName(options.part);
     PackageChange change(options, console);
     std::optional<opc::model::Relationship> relationship;
-    change.getPackage().withSource(
-        name, [&](opc::model::RelationshipSource& source) { relationship = createOrExplain(source, options); });
+    change.getPackage().withSource(name, [&](opc::model::RelationshipSource& source) {
+        relationship = createOrExplain(change.getPackage(), source, options);
+    });
+    if (name.toString() == u"/")
+        throwIfNoCoreProperties(change.getPackage(), *relationship);
     const bool dangling = isDangling(change.getPackage(), *relationship);
     change.save(console);
     if (dangling)

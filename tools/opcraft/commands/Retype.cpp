@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opcraft/Names.hpp"
 #include "opcraft/PackageChange.hpp"
+#include "opcraft/Properties.hpp"
 #include "opcraft/Text.hpp"
 #include "opcraft/commands/Commands.hpp"
 
@@ -14,10 +15,11 @@ struct RetypeOptions : ChangeOptions {
 
 ExitCode retype(const RetypeOptions& options, Console& console) {
     const opc::model::PartName name = toPartNameOfPart(options.part);
-    const opc::model::ContentType type = toContentType(options.type);
+    const opc::model::ContentType type = toContentTypeOfPart(options.type);
     PackageChange change(options, console);
     const std::string former = toUtf8(change.getPackage().getPart(name).getContentType().toString());
     const std::string now = toUtf8(type.toString());
+    throwIfCoreProperties(change.getPackage(), name, type);
     change.getPackage().getModel().changeContentType(name, type);
     change.save(console, former != now);
     if (former != now)

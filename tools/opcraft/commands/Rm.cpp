@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "opcraft/ContentIds.hpp"
 #include "opcraft/Names.hpp"
 #include "opcraft/PackageChange.hpp"
 #include "opcraft/Relationships.hpp"
@@ -46,6 +47,18 @@ void removeRelationships(OpenPackage& package, const std::vector<RelationshipEnt
         package.withSource(
             opc::toString(entry.source),
             [&](opc::model::RelationshipSource& source) { source.deleteRelationship(opc::toString(entry.id)); });
+}
+
+/// The relationships that the content of their source mentions.
+std::vector<std::string> findMentioning(OpenPackage& package, const std::vector<RelationshipEntry>& entries) {
+    std::map<std::string, std::set<std::string>> ids;
+    for (const RelationshipEntry& entry : entries)
+        ids[entry.source].insert(entry.id);
+    std::vector<std::string> mentioning;
+    for (const auto& [source, sought] : ids)
+        for (const std::string& id : findContentIds(package, source, sought).found)
+            mentioning.push_back(relationshipText(source, id));
+    return mentioning;
 }
 
 /// What an argument means in the package.
@@ -109,6 +122,7 @@ ExitCode rm(const RmOptions& options, Console& console) {
         return refuse(change, entries, options, name, console);
     std::vector<RelationshipEntry> removed = entriesOf(part, change.getPackage().getPartKeys());
     removed.insert(removed.begin(), entries.begin(), entries.end());
+    const std::vector<std::string> mentioning = findMentioning(change.getPackage(), entries);
     removeRelationships(change.getPackage(), entries);
     const bool isUnread = part.hasUnreadableRelationships();
     change.getPackage().getModel().deletePart(name);
@@ -116,6 +130,8 @@ ExitCode rm(const RmOptions& options, Console& console) {
     if (isUnread)
         console.note(options.file + ": " + toUtf8(name.toString()) +
                      ": warning: its relationships, which cannot be read, were removed with it");
+    if (!mentioning.empty())
+        console.note(options.file + ": warning: content still mentions what was removed: " + listText(mentioning));
     if (options.force && !removed.empty())
         change.report(console, "Removed with the part:\n" + toTable(removed, true));
     return ExitCode::Fine;

@@ -266,6 +266,9 @@ void copyTo(const std::string& output, const Part& part, Console& console) {
 ExitCode extract(const ThumbnailOptions& options, Console& console) {
     OpenPackage package(options.forReading());
     const Part part = findFirst(package);
+    if (opc::caselessCompare(part.getContentType().getType(), u"image") != 0)
+        throw Failure(ExitCode::NotProcessed, options.file, toUtf8(part.getName().toString()),
+                      "the thumbnail is no image, but " + contentTypeOf(part) + "; 'opcraft cat' shows it");
     try {
         copyTo(*options.extract, part, console);
     } catch (const opc::Exception& e) {

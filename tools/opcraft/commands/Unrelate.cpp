@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "opcraft/ContentIds.hpp"
 #include "opcraft/Names.hpp"
 #include "opcraft/PackageChange.hpp"
 #include "opcraft/Relationships.hpp"
@@ -38,7 +39,11 @@ ExitCode unrelate(const UnrelateOptions& options, Console& console) {
         else
             source.deleteRawRelationship(findRaw(source, options).index);
     });
+    const bool isMentioned = !findContentIds(change.getPackage(), toUtf8(name.toString()), {options.id}).found.empty();
     change.save(console);
+    if (isMentioned)
+        console.note(options.file + ": " + toUtf8(name.toString()) +
+                     ": warning: the content of the part still mentions " + options.id);
     return ExitCode::Fine;
 }
 
