@@ -15,6 +15,9 @@ set(CPACK_COMPONENTS_ALL libraries c development)
 if(OPCRAFT_BUILD_TOOL)
   list(APPEND CPACK_COMPONENTS_ALL tool)
 endif()
+if(OPCRAFT_BUILD_PYTHON)
+  list(APPEND CPACK_COMPONENTS_ALL python)
+endif()
 if(OPCRAFT_BUILD_DOCS)
   list(APPEND CPACK_COMPONENTS_ALL documentation)
 endif()
@@ -57,6 +60,17 @@ set(CPACK_DEBIAN_TOOL_PACKAGE_SUGGESTS "graphviz")
 set(CPACK_COMPONENT_TOOL_DESCRIPTION "look into .docx, .xlsx, .nupkg and their kin, and change them
 A command-line tool for packages of the Open Packaging Conventions (ECMA-376 Part 2): lists, reads, adds and removes
 parts, relationships, properties and thumbnails, and never damages a file.")
+
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-opcraft)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "libopcraft-c1 (= ${PROJECT_VERSION}), python3 (>= 3.9)")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/python/postinst
+  ${PROJECT_SOURCE_DIR}/cmake/python/prerm)
+set(CPACK_COMPONENT_PYTHON_DESCRIPTION "Open Packaging Conventions for Python
+Reads, changes, checks and signs packages of the Open Packaging Conventions (ECMA-376 Part 2), such as .docx, .xlsx,
+.pptx, .3mf and .nupkg, by the C interface of Opcraft.")
 
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_NAME opcraft-doc)
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_SECTION doc)
