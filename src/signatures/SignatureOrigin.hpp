@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <opc/core/Exception.hpp>
 #include <opc/model/Package.hpp>
 
 #include "signatures/SignatureFormRules.hpp"
@@ -13,6 +14,20 @@ namespace opc::model {
 inline std::optional<Relationship> findOriginRelationship(const Package& package, const SignatureFormRules& form) {
     const auto found = package.getRelationshipsByType(form.originRelationshipType);
     return found.empty() ? std::nullopt : std::optional<Relationship>(found.front());
+}
+
+/// The part that a relationship leads to, whatever query and fragment its target has.
+inline std::optional<PartName> partAt(const Package& package, const Relationship& relationship) {
+    try {
+        const URI target = relationship.getTargetURI();
+        if (relationship.getTargetMode() == TargetMode::External || target.hasScheme() || target.hasAuthority())
+            return std::nullopt;
+        const PartName name{URI(target.getPath())};
+        if (package.hasPart(name))
+            return package.getPart(name).getName();
+    } catch (const Exception&) { // not a part name
+    }
+    return std::nullopt;
 }
 
 /// Where a new signature of that name is stored.

@@ -7,6 +7,7 @@
 #include "model/ItemBytes.hpp"
 #include "signatures/PackageGuards.hpp"
 #include "signatures/SignatureDeletion.hpp"
+#include "signatures/SignatureOrigin.hpp"
 
 #include <algorithm>
 #include <array>
@@ -57,20 +58,6 @@ std::optional<PartName> nameAt(const Package& package, const Relationship& relat
             const PartName name(relationship.getTargetURI());
             return package.hasPart(name) ? package.getPart(name).getName() : name;
         }
-    } catch (const Exception&) { // not a part name
-    }
-    return std::nullopt;
-}
-
-/// The part that a relationship leads to, whatever query and fragment its target has.
-std::optional<PartName> partAt(const Package& package, const Relationship& relationship) {
-    try {
-        const URI target = relationship.getTargetURI();
-        if (relationship.getTargetMode() == TargetMode::External || target.hasScheme() || target.hasAuthority())
-            return std::nullopt;
-        const PartName name{URI(target.getPath())};
-        if (package.hasPart(name))
-            return package.getPart(name).getName();
     } catch (const Exception&) { // not a part name
     }
     return std::nullopt;

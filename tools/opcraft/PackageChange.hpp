@@ -27,7 +27,7 @@ public:
 
     OpenPackage& getPackage() noexcept { return package_; }
     /// Those before the change.
-    const Signatures& getSignatures() const noexcept { return signatures_; }
+    const opc::model::FoundSignatures& getSignatures() const noexcept { return signatures_; }
 
     /// Saves and closes, and warns of signatures that do not hold or do not cover the content any longer: by name of
     /// those that can be verified, and in general of others.
@@ -50,7 +50,7 @@ private:
     opc::Limits limits_;
     ChangeSubject subject_;
     OpenPackage package_;
-    Signatures signatures_;
+    opc::model::FoundSignatures signatures_;
     bool isSaved_ = false;
     std::set<std::string> complete_{}; ///< those that covered the content before the change
 };

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opcraft/SignatureClaims.hpp"
 
-#include "opcraft/SignatureEntry.hpp"
+#include "opcraft/SignatureText.hpp"
 #include "opcraft/Text.hpp"
+
+#include <opc/signatures/AlgorithmNames.hpp>
 
 #include <algorithm>
 
@@ -60,7 +62,7 @@ std::string claimedCertificateText(const SignedProperties& properties) {
     const std::string name = first.issuer.empty() ? "by its digest alone"
                                                   : "issuer " + opcraft::toUtf8(first.issuer) + ", serial number " +
                                                         opcraft::toUtf8(first.serialNumber);
-    const std::string weak = weakDigestName(first.digestMethod);
+    const std::string weak = opc::model::findWeakDigestName(first.digestMethod);
     return weak.empty() ? name : name + ", by " + weak + " (weak)";
 }
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The JSON report of `verify`.
+#include "opcraft/SignatureText.hpp"
 #include "opcraft/Text.hpp"
 #include "opcraft/VerifyReport.hpp"
 
@@ -9,9 +10,12 @@ namespace opcraft {
 
 namespace {
 
+using opc::model::CoverageSummary;
 using opc::model::ReferenceReport;
+using opc::model::RelationshipName;
 using opc::model::RelationshipSelector;
 using opc::model::RelationshipSelectorType;
+using opc::model::SignatureJudgement;
 
 /// The name of an enumerator.
 /// @param names in the order of the enumeration.
@@ -76,10 +80,10 @@ Json toJson(const std::set<RelationshipName>& names) {
         });
 }
 
-Json toJson(const CoverageEntry& coverage) {
+Json toJson(const CoverageSummary& coverage) {
     return {{"complete", coverage.isComplete},
-            {"parts", coverage.parts},
-            {"relationships", coverage.relationships},
+            {"parts", coverage.coveredParts.size()},
+            {"relationships", coverage.coveredRelationships.size()},
             {"uncoveredParts", coverage.uncoveredParts},
             {"uncoveredRelationships", toJson(coverage.uncoveredRelationships)},
             {"otherItems", coverage.otherItems},
@@ -98,23 +102,23 @@ Json toJson(const opc::model::TimeStampReport& stamp) {
             {"problem", textOrNull(stamp.problem)}};
 }
 
-Json toJson(const SignatureVerdict& verdict) {
+Json toJson(const SignatureJudgement& verdict) {
     const opc::model::SignatureReport& report = verdict.report;
-    const bool hasCertificate = !verdict.entry.certificate.isEmpty();
-    Json json = toJson(verdict.entry);
+    const bool hasCertificate = !verdict.summary.certificate.isEmpty();
+    Json json = opcraft::toJson(verdict.summary);
     json["weak"] = verdict.weak;
     json["holds"] = report.isSignatureValid();
     json["valueHolds"] = report.signatureValueHolds;
     json["problem"] = textOrNull(verdict.problem);
     json["vouchedForBy"] = nameOf(verdict.voucher, VOUCHER_NAMES);
-    json["doubt"] = textOrNull(verdict.doubt);
+    json["doubt"] = textOrNull(doubtText(verdict));
     json["certificateStatus"] = verdict.certificateStatus ? Json(*verdict.certificateStatus) : Json();
     json["certificateCovered"] = hasCertificate ? Json(report.certificateCovered) : Json();
     json["certificateClaim"] = nameOf(report.certificateClaim, CLAIM_NAMES);
     json["validationTime"] = textOrNull(timeText(report.validationTime));
     json["timeStamps"] =
         toJsonArray(report.timeStamps, [](const opc::model::TimeStampReport& each) { return toJson(each); });
-    json["objections"] = verdict.objections;
+    json["objections"] = toJsonArray(verdict.objections, objectionText);
     json["trustAnchor"] = opcraft::toJson(verdict.trustAnchor);
     json["coverage"] = toJson(verdict.coverage);
     json["uncoveredObjects"] = toJsonArray(report.uncoveredObjects, toUtf8);
@@ -127,15 +131,16 @@ Json toJson(const SignatureVerdict& verdict) {
 
 Json toJson(const VerifyReport& report) {
     Json json = makeJsonReport("verify", report.file);
-    json["verdict"] = nameOf(report.verdict, VERDICT_NAMES);
-    json["problem"] = textOrNull(report.problem);
+    json["verdict"] = nameOf(report.judgement.verdict, VERDICT_NAMES);
+    json["problem"] = textOrNull(report.judgement.problem);
     json["requiredCoverage"] = nameOf(report.required, COVERAGE_NAMES);
-    json["unreadable"] = toJson(report.place);
-    json["signatures"] = toJsonArray(report.signatures, [](const SignatureVerdict& each) { return toJson(each); });
-    json["coverage"] = report.signatures.empty() ? Json() : toJson(report.coverage);
+    json["unreadable"] = toJson(report.judgement.place);
+    json["signatures"] =
+        toJsonArray(report.judgement.signatures, [](const SignatureJudgement& each) { return toJson(each); });
+    json["coverage"] = report.judgement.signatures.empty() ? Json() : toJson(report.judgement.coverage);
     json["standard"] = Json::array(); // they are among the signatures
-    json["pkcs7"] = report.pkcs7;
-    json["loose"] = report.loose;
+    json["pkcs7"] = report.judgement.unchecked;
+    json["loose"] = report.judgement.loose;
     return json;
 }
 

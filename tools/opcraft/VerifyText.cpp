@@ -3,8 +3,11 @@
 #include "opcraft/Relationships.hpp"
 #include "opcraft/SignatureClaims.hpp"
 #include "opcraft/SignatureParts.hpp"
+#include "opcraft/SignatureText.hpp"
 #include "opcraft/Text.hpp"
 #include "opcraft/VerifyReport.hpp"
+
+#include <opc/signatures/AlgorithmNames.hpp>
 
 #include <algorithm>
 #include <cstdint>
@@ -16,12 +19,18 @@ namespace opcraft {
 namespace {
 
 using opc::model::CertificateClaim;
+using opc::model::CoverageSummary;
 using opc::model::ReferenceKind;
 using opc::model::ReferenceReport;
+using opc::model::RelationshipName;
 using opc::model::RelationshipSelector;
 using opc::model::RelationshipSelectorType;
+using opc::model::RequiredCoverage;
+using opc::model::SignatureJudgement;
+using opc::model::Verdict;
+using opc::model::Voucher;
 
-std::vector<std::string> uncoveredNames(const CoverageEntry& coverage) {
+std::vector<std::string> uncoveredNames(const CoverageSummary& coverage) {
     std::vector<std::string> names(coverage.uncoveredParts.begin(), coverage.uncoveredParts.end());
     for (const RelationshipName& each : coverage.uncoveredRelationships)
         names.push_back(relationshipText(each.first, each.second));
@@ -30,7 +39,7 @@ std::vector<std::string> uncoveredNames(const CoverageEntry& coverage) {
     return names;
 }
 
-std::vector<std::string> exceptedNames(const CoverageEntry& coverage) {
+std::vector<std::string> exceptedNames(const CoverageSummary& coverage) {
     std::vector<std::string> names(coverage.exceptedParts.begin(), coverage.exceptedParts.end());
     for (const RelationshipName& each : coverage.exceptedRelationships)
         names.push_back(relationshipText(each.first, each.second));
@@ -54,24 +63,25 @@ std::string ofText(std::size_t covered, std::size_t uncovered, const std::string
     return std::to_string(covered) + " of " + countText(covered + uncovered, noun);
 }
 
-std::string coverageText(const CoverageEntry& coverage) {
-    std::string text = ofText(coverage.parts, coverage.uncoveredParts.size(), "part") + ", " +
-                       ofText(coverage.relationships, coverage.uncoveredRelationships.size(), "relationship");
+std::string coverageText(const CoverageSummary& coverage) {
+    std::string text =
+        ofText(coverage.coveredParts.size(), coverage.uncoveredParts.size(), "part") + ", " +
+        ofText(coverage.coveredRelationships.size(), coverage.uncoveredRelationships.size(), "relationship");
     if (!coverage.otherItems.empty())
         text += ", " + ofText(0, coverage.otherItems.size(), "other item");
     return text;
 }
 
-std::string uncoveredLines(const CoverageEntry& coverage, bool explain) {
+std::string uncoveredLines(const CoverageSummary& coverage, bool explain) {
     return nameLines("Not covered", uncoveredNames(coverage), explain) +
            nameLines("Not asked for", exceptedNames(coverage), explain);
 }
 
 /// The digest in the entry is that of the signature value; the references may have others.
-std::string weakDigestsText(const SignatureVerdict& verdict) {
+std::string weakDigestsText(const SignatureJudgement& verdict) {
     std::set<std::string> names;
     for (const ReferenceReport& reference : verdict.report.references)
-        names.insert(weakDigestName(reference.digestMethod));
+        names.insert(opc::model::findWeakDigestName(reference.digestMethod));
     names.erase("");
     std::string text;
     for (const std::string& name : names)
@@ -79,11 +89,11 @@ std::string weakDigestsText(const SignatureVerdict& verdict) {
     return text;
 }
 
-std::string cryptographyText(const SignatureVerdict& verdict) {
-    if (!verdict.entry.problem.empty())
+std::string cryptographyText(const SignatureJudgement& verdict) {
+    if (!verdict.summary.problem.empty())
         return "cannot be read: " + verdict.problem;
     if (verdict.report.isSignatureValid())
-        return "holds (" + algorithmOf(verdict.entry) + weakDigestsText(verdict) + ')';
+        return "holds (" + algorithmOf(verdict.summary) + weakDigestsText(verdict) + ')';
     std::string text = "does not hold: " + verdict.problem;
     const auto& references = verdict.report.references;
     const auto problems =
@@ -94,27 +104,27 @@ std::string cryptographyText(const SignatureVerdict& verdict) {
     return text;
 }
 
-std::string certificateText(const SignatureVerdict& verdict) {
-    const opc::certificates::X509Certificate& certificate = verdict.entry.certificate;
+std::string certificateText(const SignatureJudgement& verdict) {
+    const opc::certificates::X509Certificate& certificate = verdict.summary.certificate;
     return certificate.isEmpty() ? "the certificate"
                                  : certificate.getSubject() + ", issued by " + certificate.getIssuer();
 }
 
-std::string voucherText(const SignatureVerdict& verdict) {
+std::string voucherText(const SignatureJudgement& verdict) {
     switch (verdict.voucher) {
     case Voucher::GivenKey:
         return "the given public key";
     case Voucher::Trusted:
         return "a trusted certificate: " + certificateText(verdict);
     case Voucher::Untrusted:
-        return "an untrusted certificate: " + certificateText(verdict) + " (" + verdict.doubt + ')';
+        return "an untrusted certificate: " + certificateText(verdict) + " (" + doubtText(verdict) + ')';
     case Voucher::Nobody:
         break;
     }
     if (!verdict.report.signatureValueHolds)
         return "nobody: it is not known which key made the signature value" +
-               (verdict.entry.certificate.isEmpty() ? ""
-                                                    : "; the certificate beside it is " + certificateText(verdict));
+               (verdict.summary.certificate.isEmpty() ? ""
+                                                      : "; the certificate beside it is " + certificateText(verdict));
     return "nobody: the signature carries a bare key";
 }
 
@@ -132,7 +142,7 @@ std::string referenceText(const ReferenceReport& reference, std::size_t number) 
     const char* kind = reference.kind == ReferenceKind::Object
                            ? "Object "
                            : (reference.kind == ReferenceKind::Part ? "Part " : "Relationships of ");
-    const std::string verdict = reference.holds() ? "holds" : describeProblem(reference);
+    const std::string verdict = reference.holds() ? "holds" : opc::model::describeProblem(reference);
     std::string text =
         "  " + std::to_string(number) + ". " + escaped(kind + toUtf8(reference.target) + ": " + verdict) + '\n';
     text += lineIfAny("Problem", reference.problem);
@@ -151,26 +161,26 @@ std::string referenceText(const ReferenceReport& reference, std::size_t number) 
     return text;
 }
 
-bool coversContent(const SignatureVerdict& verdict) {
+bool coversContent(const SignatureJudgement& verdict) {
     const auto isPart = [](const ReferenceReport& each) { return each.kind == ReferenceKind::Part && each.holds(); };
     const auto parts = std::count_if(verdict.report.references.begin(), verdict.report.references.end(), isPart);
     return static_cast<std::size_t>(parts) > verdict.signatures.size();
 }
 
-std::string coverageLines(const SignatureVerdict& verdict, bool explain) {
-    const CoverageEntry& coverage = verdict.coverage;
+std::string coverageLines(const SignatureJudgement& verdict, bool explain) {
+    const CoverageSummary& coverage = verdict.coverage;
     std::string text = coverageText(coverage);
-    if (verdict.entry.isCountersignature)
-        text = ofText(coverage.parts, coverage.uncoveredParts.size(), "other signature") +
+    if (verdict.summary.isCountersignature)
+        text = ofText(coverage.coveredParts.size(), coverage.uncoveredParts.size(), "other signature") +
                (coversContent(verdict) ? "" : ", and no content");
     return detailLine("Covered", text) + uncoveredLines(coverage, explain);
 }
 
 /// Whether the signature covers its certificate, which only XAdES does.
-std::string certificateLine(const SignatureVerdict& verdict) {
-    if (verdict.entry.certificate.isEmpty())
+std::string certificateLine(const SignatureJudgement& verdict) {
+    if (verdict.summary.certificate.isEmpty())
         return {};
-    const std::string named = claimedCertificateText(verdict.entry.data->standard.properties);
+    const std::string named = claimedCertificateText(verdict.summary.data->standard.properties);
     if (verdict.report.certificateCovered)
         return detailLine("Certificate", "covered by the signature, since XAdES names it: " + named);
     return verdict.report.certificateClaim == CertificateClaim::None
@@ -188,50 +198,50 @@ std::string timeStampText(const opc::model::TimeStampReport& stamp) {
 }
 
 /// Who signed, and when.
-std::string signerLines(const SignatureVerdict& verdict, const VerifyReport& report, bool explain) {
+std::string signerLines(const SignatureJudgement& verdict, const VerifyReport& report, bool explain) {
     std::string text = detailLine("Vouched for by", voucherText(verdict));
     if (explain && !verdict.trustAnchor.isEmpty())
         text += detailLine("Trust anchor", verdict.trustAnchor.getSubject() + ", serial number " +
                                                verdict.trustAnchor.getSerialNumber());
     if ((explain || report.showsValidationTime) && !verdict.report.validationTime.is_special())
         text += detailLine("Checked for", timeText(verdict.report.validationTime));
-    if (!verdict.entry.fingerprint.empty())
-        text += detailLine("Key SHA-256", verdict.entry.fingerprint);
+    if (!verdict.summary.fingerprint.empty())
+        text += detailLine("Key SHA-256", verdict.summary.fingerprint);
     text += certificateLine(verdict);
     for (const opc::model::TimeStampReport& stamp : verdict.report.timeStamps)
         text += detailLine("Time stamp", timeStampText(stamp));
-    return text + claimLines(*verdict.entry.data);
+    return text + claimLines(*verdict.summary.data);
 }
 
 /// What is unusual about references that hold, each remark once.
-std::string remarkLines(const SignatureVerdict& verdict) {
+std::string remarkLines(const SignatureJudgement& verdict) {
     std::map<std::string, std::vector<std::string>> targets;
     for (const ReferenceReport& reference : verdict.report.references)
         if (reference.holds() && !reference.remark.empty())
-            targets[reference.remark].push_back(subjectOf(reference));
+            targets[reference.remark].push_back(opc::model::describeTarget(reference));
     std::string text;
     for (const auto& [remark, names] : targets)
         text += detailLine("Remark", listText(names) + ": " + remark);
     return text;
 }
 
-std::string uncoveredObjectLines(const SignatureVerdict& verdict) {
+std::string uncoveredObjectLines(const SignatureJudgement& verdict) {
     std::string text;
     for (const std::u16string& id : verdict.report.uncoveredObjects)
         text += detailLine("Not covered",
-                           "object " + (id.empty() ? "without an Id" : toUtf8(id)) + " of " + verdict.entry.part);
+                           "object " + (id.empty() ? "without an Id" : toUtf8(id)) + " of " + verdict.summary.part);
     return text;
 }
 
-std::string toText(const SignatureVerdict& verdict, const VerifyReport& report, bool explain) {
-    const SignatureEntry& entry = verdict.entry;
+std::string toText(const SignatureJudgement& verdict, const VerifyReport& report, bool explain) {
+    const opc::model::SignatureSummary& entry = verdict.summary;
     std::string text = titleOf(entry);
     if (!entry.problem.empty())
         return text + detailLine("Part", entry.part) + detailLine("Cryptography", cryptographyText(verdict));
     text += headLines(entry) + detailLine("Cryptography", cryptographyText(verdict)) + remarkLines(verdict) +
             signerLines(verdict, report, explain);
-    for (const std::string& objection : verdict.objections)
-        text += detailLine("Not accepted", objection);
+    for (const opc::model::Objection& objection : verdict.objections)
+        text += detailLine("Not accepted", objectionText(objection));
     text += coverageLines(verdict, explain) + uncoveredObjectLines(verdict);
     std::size_t number = 0;
     if (explain)
@@ -241,8 +251,8 @@ std::string toText(const SignatureVerdict& verdict, const VerifyReport& report, 
 }
 
 std::string otherKinds(const VerifyReport& report) {
-    std::string text = pkcs7Text(report.pkcs7.size());
-    for (const std::string& part : report.loose)
+    std::string text = pkcs7Text(report.judgement.unchecked.size());
+    for (const std::string& part : report.judgement.loose)
         text += escaped(part) + " looks like a signature but is not tied to the package, not checked\n";
     return text;
 }
@@ -262,7 +272,7 @@ const char* coveredText(const VerifyReport& report) {
 
 std::string signersText(const VerifyReport& report) {
     std::vector<std::string> signers;
-    for (const SignatureVerdict& verdict : report.signatures)
+    for (const SignatureJudgement& verdict : report.judgement.signatures)
         if (const std::string name = escaped(certificateText(verdict));
             std::find(signers.begin(), signers.end(), name) == signers.end())
             signers.push_back(name);
@@ -273,12 +283,12 @@ std::string signersText(const VerifyReport& report) {
 }
 
 std::string verdictText(const VerifyReport& report) {
-    switch (report.verdict) {
+    switch (report.judgement.verdict) {
     case Verdict::Unreadable:
         return "The package was changed after it was signed, or its signatures are malformed.";
     case Verdict::Invalid:
-        return std::any_of(report.signatures.begin(), report.signatures.end(),
-                           [](const SignatureVerdict& each) { return !each.objections.empty(); })
+        return std::any_of(report.judgement.signatures.begin(), report.judgement.signatures.end(),
+                           [](const SignatureJudgement& each) { return !each.objections.empty(); })
                    ? "Not every signature holds, is vouched for and is accepted."
                    : "Not every signature holds and is vouched for.";
     case Verdict::Unchecked:
@@ -296,7 +306,7 @@ std::string verdictText(const VerifyReport& report) {
     return start + coveredText(report) + '.' + (report.namesSigners ? signersText(report) : "");
 }
 
-std::string externalText(const CoverageEntry& coverage) {
+std::string externalText(const CoverageSummary& coverage) {
     if (coverage.externalTargets == 0)
         return {};
     return countText(coverage.externalTargets, "external target") + ": their content is not signed\n";
@@ -304,13 +314,23 @@ std::string externalText(const CoverageEntry& coverage) {
 
 } // namespace
 
+std::string doubtText(const SignatureJudgement& judgement) {
+    const bool isMerelyUnknown = judgement.voucher == Voucher::Untrusted && judgement.doubt.empty();
+    return isMerelyUnknown ? "no certificate is trusted without --trust or --system-trust" : judgement.doubt;
+}
+
+std::string objectionText(const opc::model::Objection& objection) {
+    const bool isOther = objection.kind == opc::model::ObjectionKind::OtherSigner;
+    return isOther ? "the signer is not one that --signer names" : objection.text;
+}
+
 std::string toText(const VerifyReport& report, bool explain) {
     std::string text;
-    for (const SignatureVerdict& verdict : report.signatures)
+    for (const SignatureJudgement& verdict : report.judgement.signatures)
         text += toText(verdict, report, explain);
-    text += externalText(report.coverage);
-    if (!report.problem.empty())
-        text += escaped(report.problem) + '\n';
+    text += externalText(report.judgement.coverage);
+    if (!report.judgement.problem.empty())
+        text += escaped(report.judgement.problem) + '\n';
     return text + otherKinds(report) + verdictText(report) + '\n';
 }
 

@@ -35,7 +35,7 @@ public:
 
     /// The names of the items that are not parts, in the order of the store.
     /// @throws opc::Exception bad_file_descriptor when the package is closed.
-    std::vector<std::string> getOtherItems() const;
+    std::vector<std::string> getOtherItems() const override;
 
     /// Reads an item of any kind by its exact item name. The stream is the package's own: the same one at every
     /// call for an item, valid until the package is closed.

@@ -221,7 +221,7 @@ struct InfoReport {
     std::uint64_t rawRelationships = 0; // entries that are none
     std::size_t findings = 0;
     std::vector<ItemFindings> itemFindings;
-    Signatures signatures;
+    opc::model::FoundSignatures signatures;
 };
 
 void countFindings(const std::vector<opc::Finding>& findings, InfoReport& report) {
@@ -279,7 +279,7 @@ std::string line(const std::string& title, const std::string& text) {
     return titledLine(title, 15, text);
 }
 
-std::string signatureLines(const Signatures& signatures) {
+std::string signatureLines(const opc::model::FoundSignatures& signatures) {
     std::string text;
     for (const std::string& name : signatures.xml)
         text += line(text.empty() ? "Signatures" : "",

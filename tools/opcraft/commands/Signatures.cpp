@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opcraft/OpenPackage.hpp"
 #include "opcraft/SignatureClaims.hpp"
-#include "opcraft/SignatureEntry.hpp"
 #include "opcraft/SignatureParts.hpp"
+#include "opcraft/SignatureText.hpp"
 #include "opcraft/Text.hpp"
 #include "opcraft/commands/Commands.hpp"
 
@@ -22,11 +22,11 @@ struct SignaturesOptions : ReadOptions {
 
 struct SignaturesReport {
     std::string file;
-    std::vector<SignatureEntry> signatures;
+    std::vector<SignatureSummary> signatures;
     std::set<std::string> pkcs7;
 };
 
-std::string signerText(const SignatureEntry& entry) {
+std::string signerText(const SignatureSummary& entry) {
     if (entry.certificate.isEmpty())
         return detailLine("Signer", entry.fingerprint.empty() ? "neither a key nor a certificate" : "a bare key");
     const opc::certificates::X509Certificate& certificate = entry.certificate;
@@ -36,12 +36,12 @@ std::string signerText(const SignatureEntry& entry) {
                       "from " + timeText(certificate.getNotBefore()) + " to " + timeText(certificate.getNotAfter()));
 }
 
-std::string claimedCertificateLine(const SignatureEntry& entry) {
+std::string claimedCertificateLine(const SignatureSummary& entry) {
     const std::string named = claimedCertificateText(entry.data->standard.properties);
     return named.empty() ? std::string() : detailLine("Certificate", "XAdES names one: " + named);
 }
 
-std::string toText(const SignatureEntry& entry) {
+std::string toText(const SignatureSummary& entry) {
     const std::string start = titleOf(entry) + detailLine("Part", entry.part);
     if (!entry.problem.empty())
         return start + detailLine("Problem", "cannot be read: " + entry.problem);
@@ -55,7 +55,7 @@ std::string toText(const SignatureEntry& entry) {
 
 std::string toText(const SignaturesReport& report) {
     std::string text;
-    for (const SignatureEntry& entry : report.signatures)
+    for (const SignatureSummary& entry : report.signatures)
         text += toText(entry);
     text += pkcs7Text(report.pkcs7.size());
     if (text.empty())
@@ -66,8 +66,8 @@ std::string toText(const SignaturesReport& report) {
 Json toJson(const SignaturesReport& report) {
     Json json = makeJsonReport("signatures", report.file);
     json["verified"] = false;
-    json["signatures"] = toJsonArray(report.signatures, [](const SignatureEntry& entry) {
-        Json each = toJson(entry);
+    json["signatures"] = toJsonArray(report.signatures, [](const SignatureSummary& entry) {
+        Json each = opcraft::toJson(entry);
         each["parts"] = entry.parts;
         each["relationships"] = entry.relationships;
         return each;
@@ -97,7 +97,7 @@ ExitCode listSignatures(const SignaturesOptions& options, Console& console) {
     }
     SignaturesReport report{options.file, {}, findSignatures(package).pkcs7};
     for (const opc::model::DigitalSignature& signature : manager.getSignatures())
-        report.signatures.push_back(entryOf(manager, signature));
+        report.signatures.push_back(summarize(manager, signature));
     console.write(options.json ? toJsonText(toJson(report)) : toText(report));
     return ExitCode::Fine;
 }

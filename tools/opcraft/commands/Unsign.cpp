@@ -114,7 +114,7 @@ ExitCode removeSome(UnsignOptions options, Console& console) {
 /// Does not read the signatures, so that invalid ones are removed, too.
 ExitCode removeAll(const UnsignOptions& options, Console& console) {
     PackageChange change(options, console, ChangeSubject::Signatures);
-    const Signatures& found = change.getSignatures();
+    const opc::model::FoundSignatures& found = change.getSignatures();
     const bool isSigned = found.loose.size() < found.xml.size() + found.origins.size();
     const opc::model::SignatureRemoval removal = removeSignatures(change.getPackage().getModel());
     std::string text;

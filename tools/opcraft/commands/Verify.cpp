@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opcraft/Keys.hpp"
 #include "opcraft/Names.hpp"
-#include "opcraft/SignatureParts.hpp"
 #include "opcraft/Text.hpp"
 #include "opcraft/VerifyReport.hpp"
 #include "opcraft/commands/Commands.hpp"
@@ -19,12 +18,13 @@ namespace opcraft {
 
 namespace {
 
-using opc::model::CoverageScope;
 using opc::model::DigestMethod;
 using opc::model::DigitalSignature;
 using opc::model::DigitalSignatureManager;
-using opc::model::SignatureReport;
+using opc::model::JudgementOptions;
+using opc::model::RequiredCoverage;
 using opc::model::ValidationTime;
+using opc::model::Verdict;
 
 const std::map<std::string, RequiredCoverage> COVERAGES = {
     {"content", RequiredCoverage::Content}, {"all", RequiredCoverage::All}, {"any", RequiredCoverage::Any}};
@@ -49,12 +49,6 @@ struct VerifyOptions : ReadOptions {
     std::string signature{};
 };
 
-/// What the command line says, once its files are read.
-struct Demands {
-    opc::model::VerificationOptions verification;
-    VerifyPolicy policy;
-};
-
 void setTime(const std::string& text, opc::model::VerificationOptions& verification) {
     if (text == "signed")
         verification.time = ValidationTime::Signed;
@@ -66,16 +60,18 @@ void setTime(const std::string& text, opc::model::VerificationOptions& verificat
         throw wrongArgument(text, "not a time (2026-01-31T10:00:00Z, or 2026-01-31), \"signed\" or \"stamped\"");
 }
 
-Demands readDemands(const VerifyOptions& options) {
+/// @throws Failure naming a file that is no key or certificate.
+JudgementOptions readDemands(const VerifyOptions& options) {
     std::vector<std::string> files = options.files;
     files.insert(files.end(), options.trust.files.begin(), options.trust.files.end());
     files.push_back(options.publicKey);
     throwIfSharedInput(files);
-    Demands demands;
-    demands.policy = {options.trust.isTrusting(), options.allowUntrusted, COVERAGES.at(options.coverage),
-                      options.signers, std::nullopt};
+    JudgementOptions demands;
+    demands.allowsUntrusted = options.allowUntrusted;
+    demands.coverage = COVERAGES.at(options.coverage);
+    demands.signers = options.signers;
     if (!options.weakestDigest.empty())
-        demands.policy.weakestDigest = DIGESTS.at(options.weakestDigest);
+        demands.weakestDigest = DIGESTS.at(options.weakestDigest);
     opc::model::VerificationOptions& verification = demands.verification;
     verification.validation = makeValidationOptions(options.trust);
     verification.trust = makeTrustStore(options.trust);
@@ -89,47 +85,28 @@ Demands readDemands(const VerifyOptions& options) {
     } catch (const opc::Exception& e) {
         throw toFailure(e, options.publicKey, "");
     }
-    demands.policy.publicKey = verification.publicKey;
     return demands;
 }
 
-void addOtherKinds(const Signatures& found, VerifyReport& report) {
-    report.pkcs7 = found.pkcs7;
-    report.loose = found.xml;
-    for (const SignatureVerdict& verdict : report.signatures)
-        report.loose.erase(verdict.entry.part);
-}
-
-void verify(OpenPackage& package, const Demands& demands, VerifyReport& report) {
-    const DigitalSignatureManager& manager = package.getSignatureManager();
-    const std::vector<std::string> otherItems = package.getInput().getStore().getOtherItems();
-    const std::vector<SignatureReport> reports = manager.examineAllSignatures(demands.verification);
-    report.signatures = judge(manager, reports, demands.policy);
-    const bool isAll = demands.policy.coverage == RequiredCoverage::All;
-    const auto coverage =
-        manager.examineCoverage(reports, otherItems, isAll ? CoverageScope::All : CoverageScope::Content);
-    for (std::size_t i = 0; i < coverage.size(); ++i)
-        report.signatures[i].coverage = entryOf(coverage[i]);
-    relateSignatures(report.signatures);
-    report.coverage = commonCoverage(report.signatures);
-    addOtherKinds(findSignatures(package), report);
-}
-
-VerifyReport makeReport(const VerifyOptions& options, const Demands& demands) {
-    VerifyReport report{options.file};
-    report.allowsUntrusted = options.allowUntrusted;
-    report.namesSigners = options.trust.system && !options.allowUntrusted;
-    report.showsValidationTime = !options.time.empty();
-    report.required = demands.policy.coverage;
+opc::model::PackageJudgement judge(const VerifyOptions& options, const JudgementOptions& demands) {
     try {
         OpenPackage package(options);
         package.getInput().expectReading();
-        verify(package, demands, report);
+        return judgeSignatures(package.getSignatureManager(), package.getInput().getStore(), demands);
     } catch (const UnreadableSignatures& e) {
-        report.problem = e.what();
-        report.place = e.getPlace();
+        opc::model::PackageJudgement judgement;
+        judgement.verdict = Verdict::Unreadable;
+        judgement.problem = e.what();
+        judgement.place = e.getPlace();
+        return judgement;
     }
-    report.verdict = judge(report, demands.policy);
+}
+
+VerifyReport makeReport(const VerifyOptions& options, const JudgementOptions& demands) {
+    VerifyReport report{options.file, judge(options, demands), demands.coverage};
+    report.allowsUntrusted = options.allowUntrusted;
+    report.namesSigners = options.trust.system && !options.allowUntrusted;
+    report.showsValidationTime = !options.time.empty();
     return report;
 }
 
@@ -139,7 +116,6 @@ ExitCode exitCodeOf(Verdict verdict) {
     return verdict == Verdict::Valid ? ExitCode::Fine : ExitCode::Findings;
 }
 
-/// @param each called with the report of each file that can be processed.
 /// Of the verdicts.
 Color colorOfVerdict(std::string_view line) {
     if (line.starts_with("Every signature holds"))
@@ -152,10 +128,11 @@ Color colorOfVerdict(std::string_view line) {
                : Color::None;
 }
 
+/// @param each called with the report of each file that can be processed.
 /// @return the highest exit code.
 template <class Action>
 ExitCode forEachReport(const VerifyOptions& options, Console& console, Action each) {
-    const Demands demands = readDemands(options);
+    const JudgementOptions demands = readDemands(options);
     ExitCode highest = ExitCode::Fine;
     for (const std::string& file : options.files) {
         const auto verifyOne = [&](Console&) {
@@ -163,7 +140,7 @@ ExitCode forEachReport(const VerifyOptions& options, Console& console, Action ea
             one.file = file;
             const VerifyReport report = makeReport(one, demands);
             each(report);
-            return exitCodeOf(report.verdict);
+            return exitCodeOf(report.judgement.verdict);
         };
         highest = std::max(highest, run({file, "", verifyOne}, console));
     }
