@@ -115,6 +115,32 @@ bool isAmongSignatures(const std::string& path, const std::set<std::string>& con
     return true;
 }
 
+bool isXml(const Part& part) {
+    return caselessCompare(part.getContentType().getType(), u"image") != 0;
+}
+
+/// Whether content lies in the folder of a part, or in one above it but the root. Custom properties lie beside the
+/// others in "/docProps".
+bool isAmongContent(const std::string& path, const std::set<std::string>& contentFolders) {
+    std::string folder = folderOf(path);
+    if (folder == "docprops")
+        return false;
+    if (contentFolders.count(folder) != 0)
+        return true;
+    for (folder = folderOf(folder); !folder.empty(); folder = folderOf(folder))
+        if (contentFolders.count(folder) != 0)
+            return true;
+    return false;
+}
+
+/// Whether a relationship leads to a part as a whole, as far as it can be told without the part.
+bool isPlainTarget(const Relationship& relationship) {
+    if (relationship.getTargetMode() == TargetMode::External)
+        return false;
+    const URI target(relationship.getTarget());
+    return !target.hasScheme() && !target.hasAuthority() && !target.hasQuery() && !target.hasFragment();
+}
+
 Key keyOf(const Relationship& relationship) {
     return {toLowerASCIIString(relationship.getSourceURI().toString()), relationship.getID()};
 }
@@ -307,13 +333,26 @@ void Coverage::markExceptions() {
             if (PartName::isPackageRootUri(link.relationship.getSourceURI()) &&
                 std::find(types.begin(), types.end(), link.relationship.getType()) != types.end())
                 found.push_back(&link);
-        if (found.size() != 1 || found.front()->relationship.getTargetMode() == TargetMode::External)
+        if (found.size() != 1 || !isPlainTarget(found.front()->relationship))
             continue;
         found.front()->category = Category::Excepted;
         const auto part = findTarget(package_, found.front()->relationship);
         if (part && part->getRelationships().empty() && matches(kind, *part, package_.getLimits()))
             exceptPart(*part, *found.front());
     }
+    demotePropertiesAmongContent();
+}
+
+/// Properties among content could be taken for content by a program that goes by names ("/word/numbering.xml").
+void Coverage::demotePropertiesAmongContent() {
+    std::set<std::string> folders;
+    for (const auto& [name, entry] : parts_)
+        if (entry.category == Category::Content)
+            folders.insert(folderOf(pathOf(name)));
+    for (auto& [name, entry] : parts_)
+        if (entry.category == Category::Excepted && isXml(package_.getPart(name)) &&
+            isAmongContent(pathOf(name), folders))
+            entry.category = Category::Content;
 }
 
 void Coverage::exceptPart(const Part& part, const Link& link) {

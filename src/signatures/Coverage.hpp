@@ -59,6 +59,7 @@ private:
     void markLinks(const URI& source, const char16_t* type);
     void markCertificates(const DigitalSignatureData& signature, const SignatureFormRules& form);
     void markExceptions();
+    void demotePropertiesAmongContent();
     void exceptPart(const Part& part, const Link& link);
     void sortItems(const std::vector<std::string>& otherItems);
     void demoteLinkedStructure();

@@ -17,12 +17,13 @@ enum class CoverageScope : std::int32_t {
     /// Everything except what `All` excludes and the properties and the thumbnail of the package, which are
     /// - internal relationships of the package of the types of core properties (that of ECMA-376-2 Annex E and those
     ///   that LibreOffice writes), extended properties (transitional and strict) and the thumbnail. Two relationships
-    ///   of the same kind are content;
+    ///   of the same kind are content, and so is one whose target has an authority, a query or a fragment;
     /// - the target part of such a relationship, provided that no other relationship of the package, signed or not,
     ///   leads to it, that it has no relationships, that it is by content type and bytes what the relationship says
     ///   (XML with the root of such properties, or an image that `findImageType` knows), that its name is not one that
-    ///   makes an OpenDocument file, and that the relationship is not signed: a part added as the target of a signed
-    ///   relationship is content.
+    ///   makes an OpenDocument file, that properties do not lie among content (in a folder of it or below, but for
+    ///   "/docProps"), and that the relationship is not signed: a part added as the target of a signed relationship is
+    ///   content.
     Content,
     /// All parts, relationships, and stored items that are not parts. Excluded are the parts that store the signatures
     /// (an empty origin part, signature parts, and parts that are exactly one certificate), each with its content type
