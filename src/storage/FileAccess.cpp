@@ -2,8 +2,8 @@
 #include "storage/FileAccess.hpp"
 
 #include "storage/Failure.hpp"
+#include "storage/LinuxCalls.hpp"
 
-#include <sys/file.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -53,7 +53,7 @@ bool lockFile(int file, std::chrono::milliseconds wait) {
     constexpr std::chrono::milliseconds longest(50);
     const auto end = steady_clock::now() + wait;
     std::chrono::milliseconds pause(1);
-    while (::flock(file, LOCK_EX | LOCK_NB) != 0) {
+    while (linuxcalls::tryLock(file) != 0) {
         if (errno != EWOULDBLOCK && errno != EINTR)
             return true; // EBADF, ENOLCK, EOPNOTSUPP, …
         if (steady_clock::now() >= end)

@@ -3,6 +3,7 @@
 
 #include "storage/Failure.hpp"
 #include "storage/FileAccess.hpp"
+#include "storage/LinuxCalls.hpp"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -49,7 +50,7 @@ bool SpillArea::reserveMemory(std::uint64_t size) noexcept {
 
 void SpillArea::createFile() {
     const fs::path folder = folder_.empty() ? largeFilesFolder() : folder_;
-    file_ = FileDescriptor(::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+    file_ = FileDescriptor(linuxcalls::openUnnamed(folder.c_str()));
     if (!file_.isOpen() && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL))
         file_ = createAndUnlink(folder);
     if (!file_.isOpen())
@@ -71,8 +72,7 @@ std::size_t SpillArea::read(std::uint64_t offset, unsigned char* buffer, std::si
 }
 
 void SpillArea::discard(std::uint64_t offset, std::uint64_t size) noexcept {
-    static_cast<void>(::fallocate(file_.get(), FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, static_cast<off_t>(offset),
-                                  static_cast<off_t>(size)));
+    linuxcalls::punchHole(file_.get(), offset, size);
 }
 
 } // namespace opc::storage

@@ -4,8 +4,17 @@
 
 #include "storage/Threads.hpp"
 
+#include <opc/core/OutputStream.hpp>
+#include <opc/lint/Lint.hpp>
+#include <opc/lint/Repair.hpp>
+#include <opc/model/StandardPartInfo.hpp>
+#include <opc/model/coreproperties/PackageHelper.hpp>
+#include <opc/storage/Extraction.hpp>
+#include <opc/storage/directory/DirectoryPackage.hpp>
+
 #include <gmock/gmock.h>
 
+#include <barrier>
 #include <condition_variable>
 #include <mutex>
 #include <set>
@@ -72,6 +81,83 @@ void expectTheSame(const std::vector<RawItem>& items, ZipOptions options, const 
         EXPECT_EQ(examine(zip, options), report) << threads << " threads";
         EXPECT_TRUE(signWith(zip, options) == written) << threads << " threads";
     }
+}
+
+struct NoSink final : storage::ExtractionSink {
+    void extracted(const storage::ZipItem& /*item*/) override {}
+    void leftOut(const storage::ZipItem& /*item*/, const Exception& error) override { throw error; }
+};
+
+/// A bit of everything, on packages of its own. XML that is not plain needs the parser that is set up at its first use.
+std::string doMixedWork(const opc::test::TemporaryFolder& folder, const std::string& name) {
+    std::string text;
+    Bytes zip =
+        opc::test::makeZip({{"[Content_Types].xml",
+                             opc::test::contentTypes("<!-- not plain --><Default Extension='x' ContentType='a/x'/>")},
+                            {"a b.x", "an item that is no part"},
+                            {"a.x", "part"},
+                            {"_rels/a.x.rels", "<!-- not plain --><Relationships/>"}});
+    text += outcomeOf([&] {
+        storage::ZipPackage physical(zip);
+        for (const Finding& each : lint::examine(physical))
+            text += each.message + '\n';
+        text += std::to_string(lint::applyRepair(physical, {.only = {RuleId::XmlValid}}).steps.size()) + '\n';
+    });
+    const std::filesystem::path file = folder / (name + ".zip");
+    text += outcomeOf([&] {
+        storage::ZipPackage physical(file);
+        Package package(physical);
+        package.open(OpenMode::CreateOnly);
+        for (const char16_t* part : {u"/word/document.xml", u"/word/other.xml"}) {
+            OutputStream& stream = *package.createPart(part, u"application/xml", StandardPartInfo()).getOutputStream();
+            stream.write(reinterpret_cast<const unsigned char*>("<a/>"), 4);
+            stream.close();
+        }
+        package.createInternalRelationship(u"urn:main", u"/word/document.xml");
+        CoreProperties properties;
+        properties.setTitle(u"T");
+        PackageHelper::createOrUpdateCoreProperties(package, properties);
+        package.close();
+    });
+    text += outcomeOf([&] {
+        storage::ZipPackage physical(file, {.consistent = true});
+        Package package(physical);
+        DigitalSignatureManager manager(package);
+        package.open(OpenMode::ReadWrite);
+        manager.signPackage(fixedKey(), params1024);
+        package.close();
+        NoSink sink;
+        physical.open(OpenMode::ReadOnly);
+        storage::extract(physical, folder / name, {}, sink);
+        physical.close(true);
+    });
+    storage::ZipPackage physical(file);
+    text += examine(physical);
+    storage::DirectoryPackage unpacked(folder / name);
+    return text + examine(unpacked);
+}
+
+/// The first test, since no other one may have set up what is set up once.
+TEST(Threads, UseDifferentPackagesAtTheSameTime) {
+    constexpr int THREADS = 8;
+    const opc::test::TemporaryFolder folder;
+    std::barrier start(THREADS);
+    std::map<std::string, int> outcomes;
+    std::mutex mutex;
+    {
+        std::vector<std::jthread> threads;
+        for (int thread = 0; thread < THREADS; ++thread)
+            threads.emplace_back([&, thread] {
+                start.arrive_and_wait();
+                for (int round = 0; round < 3; ++round) {
+                    const std::string outcome = doMixedWork(folder, std::to_string(10 * thread + round));
+                    const std::scoped_lock lock(mutex);
+                    ++outcomes[outcome];
+                }
+            });
+    }
+    EXPECT_EQ(outcomes, (std::map<std::string, int>{{doMixedWork(folder, "alone"), 3 * THREADS}}));
+    EXPECT_THAT(outcomes.begin()->first, HasSubstr("/word/other.xml"));
 }
 
 TEST(Threads, ComeToWhatOneComesTo) {

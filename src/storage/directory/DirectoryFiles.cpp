@@ -3,15 +3,14 @@
 
 #include "storage/Failure.hpp"
 #include "storage/FileAccess.hpp"
+#include "storage/LinuxCalls.hpp"
 #include "storage/directory/DirectoryStream.hpp"
 #include "storage/directory/FolderPaths.hpp"
 #include "storage/items/ItemNames.hpp"
 #include "storage/items/ReadLimits.hpp"
 
 #include <fcntl.h>
-#include <linux/openat2.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -199,10 +198,7 @@ private:
 
 /// Opens a path at once, as newer kernels can: opening each component takes seconds for files far down.
 FileDescriptor openAtOnce(int root, const std::string& path) {
-    open_how how = {};
-    how.flags = FILE_FLAGS;
-    how.resolve = RESOLVE_NO_SYMLINKS;
-    return FileDescriptor(static_cast<int>(::syscall(SYS_openat2, root, path.c_str(), &how, sizeof how)));
+    return FileDescriptor(linuxcalls::openWithoutLinks(root, path.c_str(), FILE_FLAGS));
 }
 
 /// Opens a path below a folder, no component of which is a symbolic link or "..".

@@ -4,10 +4,10 @@
 #include "storage/Failure.hpp"
 #include "storage/FileAccess.hpp"
 #include "storage/FileAttributes.hpp"
+#include "storage/LinuxCalls.hpp"
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -80,14 +80,14 @@ void removeUnlessLocked(const fs::path& name) {
     const FileDescriptor file(::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
     struct stat status = {};
     if (file.isOpen() && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
-        ::flock(file.get(), LOCK_EX | LOCK_NB) == 0)
+        linuxcalls::tryLock(file.get()) == 0)
         ::unlink(name.c_str());
 }
 
 /// Renames a file to a name that must not exist.
 /// @return 0, or -1 with the reason in `errno`.
 int renameWhereFree(const fs::path& from, const fs::path& to) {
-    const int result = ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
+    const int result = linuxcalls::renameWhereFree(from.c_str(), to.c_str());
     const bool isUnknown = result != 0 && (errno == EINVAL || errno == ENOSYS); // to the file system
     return isUnknown ? ::rename(from.c_str(), to.c_str()) : result;
 }
@@ -100,7 +100,7 @@ public:
     explicit BriefLock(int file) : file_(file >= 0 && lockFile(file, std::chrono::milliseconds(100)) ? file : -1) {}
     ~BriefLock() {
         if (file_ >= 0)
-            ::flock(file_, LOCK_UN);
+            linuxcalls::unlock(file_);
     }
     BriefLock(const BriefLock&) = delete;
     BriefLock& operator=(const BriefLock&) = delete;
@@ -165,7 +165,7 @@ bool FileTarget::createTemporary(fs::path name) {
     // Before it was locked, another save may have removed it as a leftover. Where there are no locks,
     // none does.
     struct stat status = {};
-    const bool isLocked = ::flock(output_.get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+    const bool isLocked = linuxcalls::tryLock(output_.get()) == 0 || errno != EWOULDBLOCK;
     if (isLocked && ::fstat(output_.get(), &status) == 0 && status.st_nlink > 0)
         return true;
     ::unlink(temporary_.c_str());
@@ -194,9 +194,7 @@ void FileTarget::write(const unsigned char* data, std::size_t size) {
 
 /// File systems that share blocks between files do not copy anything.
 std::uint64_t FileTarget::writeFrom(const FilePiece& piece) {
-    auto from = static_cast<off_t>(piece.offset);
-    auto to = static_cast<off_t>(position_);
-    const ssize_t count = ::copy_file_range(piece.file, &from, output_.get(), &to, piece.size, 0);
+    const ssize_t count = linuxcalls::copyBetween(piece.file, piece.offset, output_.get(), position_, piece.size);
     if (count > 0) {
         position_ += static_cast<std::uint64_t>(count);
         return static_cast<std::uint64_t>(count);

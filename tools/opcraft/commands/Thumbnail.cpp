@@ -113,11 +113,11 @@ void NewFile::write(const unsigned char* data, std::size_t size) {
 void NewFile::keep() {
     if (::fsync(descriptor_) != 0 || ::close(std::exchange(descriptor_, -1)) != 0)
         fail(errno);
-    int result = ::renameat2(AT_FDCWD, temporary_.c_str(), AT_FDCWD, name_.c_str(), RENAME_NOREPLACE);
-    if (result != 0 && (errno == EINVAL || errno == ENOSYS)) // unknown to the file system
-        result = ::rename(temporary_.c_str(), name_.c_str());
-    if (result != 0)
-        fail(errno);
+    // A second name, which must not exist, and then no first one: no file is replaced.
+    if (::link(temporary_.c_str(), name_.c_str()) == 0)
+        ::unlink(temporary_.c_str());
+    else if (errno == EEXIST || errno == ENOENT || ::rename(temporary_.c_str(), name_.c_str()) != 0)
+        fail(errno); // others mean that the file system has no second names
     temporary_.clear();
 }
 
