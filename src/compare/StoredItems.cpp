@@ -25,14 +25,35 @@ IPhysicalItems* itemsOf(const ComparedPackage& compared) {
     return dynamic_cast<IPhysicalItems*>(compared.store);
 }
 
-/// The key of the part that an item is, or is a piece of, if it is one.
-std::string keyOfItem(const std::string& itemName) {
-    std::string name = itemName;
-    const std::u16string folded = toLowerASCIIString(toString(name, false));
-    if (const std::size_t slash = name.rfind("/["); slash != name.npos && folded.ends_with(u".piece"))
-        name.resize(slash);
-    return opc::detail::toUTF8String(toLowerASCIIString(detail::toItemURI(name)), false);
+std::string toKey(std::string_view itemName) {
+    return opc::detail::toUTF8String(toLowerASCIIString(detail::toItemURI(std::string(itemName))), false);
 }
+
+/// The name without that of a piece, if it has one.
+std::string_view withoutPiece(std::string_view itemName) {
+    const std::u16string folded = toLowerASCIIString(toString(itemName, false));
+    const std::size_t slash = itemName.rfind("/[");
+    return slash != itemName.npos && folded.ends_with(u".piece") ? itemName.substr(0, slash) : itemName;
+}
+
+/// The keys of the parts that items are, or are pieces of, if they are. A piece beside an item for the whole part is
+/// none.
+class ItemKeys {
+public:
+    explicit ItemKeys(const std::vector<IPhysicalItems::Item>& items) {
+        for (const IPhysicalItems::Item& item : items)
+            if (withoutPiece(item.name) == item.name)
+                whole_.insert(toKey(item.name));
+    }
+
+    std::string operator()(const std::string& itemName) const {
+        std::string key = toKey(withoutPiece(itemName));
+        return whole_.count(key) != 0 ? toKey(itemName) : key;
+    }
+
+private:
+    std::set<std::string> whole_{};
+};
 
 /// Names of what the model knows: parts, relationships parts and the content types stream.
 std::set<std::string> knownKeys(const ComparedParts& parts) {
@@ -53,10 +74,12 @@ Others findOthers(const ComparedParts& parts, const CompareOptions& options) {
     const std::set<std::string> known = knownKeys(parts);
     std::map<std::string, std::size_t> counts;
     std::size_t position = 0;
-    for (const IPhysicalItems::Item& item : itemsOf(parts.getCompared())->getStoredItems()) {
+    const std::vector<IPhysicalItems::Item> items = itemsOf(parts.getCompared())->getStoredItems();
+    const ItemKeys keyOf(items);
+    for (const IPhysicalItems::Item& item : items) {
         const bool isFolder = !item.name.empty() && item.name.back() == '/';
         const bool isCompared = !options.isCompared || options.isCompared("/" + item.name);
-        if (!isFolder && isCompared && known.count(keyOfItem(item.name)) == 0)
+        if (!isFolder && isCompared && known.count(keyOf(item.name)) == 0)
             others[{item.name, counts[item.name]++}] = {position, item.size};
         ++position;
     }
@@ -78,9 +101,12 @@ std::vector<unsigned char> digestItem(IPhysicalItems& items, std::size_t positio
 
 std::map<std::string, std::uint64_t> sizesOf(const ComparedPackage& compared) {
     std::map<std::string, std::uint64_t> sizes;
-    if (const IPhysicalItems* items = itemsOf(compared))
-        for (const IPhysicalItems::Item& each : items->getStoredItems())
-            sizes[keyOfItem(each.name)] += each.size;
+    if (const IPhysicalItems* store = itemsOf(compared)) {
+        const std::vector<IPhysicalItems::Item> items = store->getStoredItems();
+        const ItemKeys keyOf(items);
+        for (const IPhysicalItems::Item& each : items)
+            sizes[keyOf(each.name)] += each.size;
+    }
     return sizes;
 }
 
