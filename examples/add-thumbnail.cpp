@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // add-thumbnail FILE IMAGE.png: makes a PNG image the thumbnail of a package that has none.
-#include <opc/core/OutputStream.hpp>
-#include <opc/model/Package.hpp>
-#include <opc/model/StandardPartInfo.hpp>
-#include <opc/model/coreproperties/PackageHelper.hpp>
-#include <opc/storage/zip/ZipPackage.hpp>
+#include <opc/opcraft.hpp>
 
 #include <algorithm>
 #include <cstdlib>
@@ -35,13 +31,9 @@ void addThumbnail(opc::model::Package& package, const std::vector<unsigned char>
     const auto type = PackageHelper::getThumbnailRelationshipType();
     if (!package.getRelationshipsByType(type).empty())
         throw std::runtime_error("the package has a thumbnail already");
-    const auto name = PackageHelper::getThumbnailURI(u"png");
+    const auto name = PackageHelper::getThumbnailURI("png");
     // A PNG image is compressed already, so it is stored as it is.
-    const auto thumbnail = package.createPart(
-        name, u"image/png", opc::model::StandardPartInfo(opc::interfaces::CompressionType::None, image.size()));
-    auto* stream = thumbnail.getOutputStream();
-    stream->write(image.data(), image.size());
-    stream->close();
+    writeBytes(package.createPart(name, "image/png", opc::interfaces::CompressionType::None), image);
     package.createInternalRelationship(type, name);
 }
 
@@ -54,11 +46,7 @@ int main(int argc, char** argv) {
     }
     try {
         const auto image = readPng(argv[2]);
-        opc::storage::ZipPackage file(argv[1]);
-        opc::model::Package package(file);
-        package.open(opc::interfaces::OpenMode::ReadWrite);
-        addThumbnail(package, image);
-        package.close();
+        opc::editPackage(argv[1], [&image](opc::model::Package& package) { addThumbnail(package, image); });
         return EXIT_SUCCESS;
     } catch (const std::exception& e) { // of which opc::Exception is one
         std::cerr << e.what() << '\n';  // the file is as it was

@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // walk-relationships FILE: prints every part that can be reached from the package, once, as a tree.
-#include <opc/core/Exception.hpp>
-#include <opc/core/Strings.hpp>
-#include <opc/model/Package.hpp>
-#include <opc/storage/zip/ZipPackage.hpp>
+#include <opc/opcraft.hpp>
 
 #include <cstdlib>
 #include <iostream>
@@ -12,19 +9,21 @@
 
 namespace {
 
-void walk(const opc::model::Package& package, const opc::model::RelationshipSource& source,
-          std::set<opc::model::PartName>& visited, std::size_t depth) {
+using opc::model::Package;
+using opc::model::PartName;
+using opc::model::RelationshipSource;
+
+void walk(const Package& package, const RelationshipSource& source, std::set<PartName>& visited, std::size_t depth) {
     const std::string indent(2 * depth, ' ');
-    for (const auto& relationship : source.getRelationships()) {
-        if (relationship.getTargetMode() == opc::model::TargetMode::External) {
-            std::cout << indent << "-> " << opc::detail::toUTF8String(relationship.getTarget()) << '\n';
-            continue;
+    for (const auto& relationship : source.relationships()) {
+        const auto target = package.findTarget(relationship);
+        if (!target) // out of the package, or to a part that is not there
+            std::cout << indent << "-> " << opc::toUTF8(relationship.getTarget()) << '\n';
+        else {
+            std::cout << indent << target->getName() << '\n';
+            if (visited.insert(target->getName()).second)
+                walk(package, *target, visited, depth + 1);
         }
-        // The path alone names the part; a fragment says what of it is meant.
-        const opc::model::PartName target(relationship.getTargetURI().getPath());
-        std::cout << indent << opc::toASCIIString(target.toString()) << '\n';
-        if (package.hasPart(target) && visited.insert(target).second)
-            walk(package, package.getPart(target), visited, depth + 1);
     }
 }
 
@@ -32,17 +31,16 @@ void walk(const opc::model::Package& package, const opc::model::RelationshipSour
 
 int main(int argc, char** argv) {
     if (argc != 2) {
-        std::cerr << "usage: SPDX-License-Identifier\n";
+        std::cerr << "usage: walk-relationships FILE\n";
         return EXIT_FAILURE;
     }
     try {
-        opc::storage::ZipPackage file(argv[1]);
-        opc::model::Package package(file);
-        package.open(opc::interfaces::OpenMode::ReadOnly);
-        std::set<opc::model::PartName> visited;
-        walk(package, package, visited, 0);
+        opc::readPackage(argv[1], [](const Package& package) {
+            std::set<PartName> visited;
+            walk(package, package, visited, 0);
+        });
         return EXIT_SUCCESS;
-    } catch (const opc::Exception& e) {
+    } catch (const std::exception& e) {
         std::cerr << e.what() << '\n';
         return EXIT_FAILURE;
     }

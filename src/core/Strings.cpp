@@ -55,6 +55,16 @@ std::size_t countEqual(const char16_t* a, const char16_t* b, std::size_t size) n
     throw Exception(std::string(what) + " at position " + std::to_string(position) + ".");
 }
 
+/// What a conversion gives, or its error with the code of an argument that is refused.
+template <class Conversion>
+auto convertArgument(Conversion conversion) {
+    try {
+        return conversion();
+    } catch (const Exception& e) {
+        throw Exception(e.what(), make_error_code(boost::system::errc::invalid_argument));
+    }
+}
+
 // What a first byte of UTF-8 announces (Unicode, table 3-7): the number of further bytes, and the range of the second
 // one, which excludes overlong forms, surrogates and what lies above U+10FFFF.
 struct LeadByte {
@@ -164,6 +174,14 @@ std::u16string toString(std::wstring_view text) {
     return result;
 }
 
+std::u16string fromUTF8(std::string_view text) {
+    return convertArgument([text] { return toString(text); });
+}
+
+std::string toUTF8(std::u16string_view text) {
+    return convertArgument([text] { return detail::toUTF8String(text); });
+}
+
 std::string toUDEString(std::u16string_view text) {
     std::string result;
     std::vector<char> encoded(MB_CUR_MAX);
@@ -211,6 +229,13 @@ std::string toUTF8String(std::u16string_view text, bool strict) {
         appendUTF8(result, value == MALFORMED_SEQUENCE ? REPLACEMENT : value);
     }
     return result;
+}
+
+std::size_t hashFolded(std::u16string_view text) noexcept {
+    std::uint64_t hash = 0xCBF29CE484222325; // FNV-1a
+    for (const char16_t unit : text)
+        hash = (hash ^ toLowerASCII(unit)) * 0x100000001B3;
+    return static_cast<std::size_t>(hash);
 }
 
 std::u16string getExtension(std::u16string_view path) {

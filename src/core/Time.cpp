@@ -164,6 +164,10 @@ boost::posix_time::ptime convertStringToTime(std::u16string_view text) {
                                     boost::posix_time::microseconds((*instant - day).count()));
 }
 
+boost::posix_time::ptime convertStringToTime(std::string_view text) {
+    return convertStringToTime(std::u16string_view(toString(text, false)));
+}
+
 std::u16string convertTimeToString(const boost::posix_time::ptime& time, TimeForm form) {
     if (time.is_special())
         throw Exception("A time that is not a date and time has no W3CDTF form.");

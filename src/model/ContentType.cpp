@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <ostream>
 #include <string_view>
 #include <utility>
 
@@ -94,6 +95,14 @@ ContentType::ContentType(const char16_t* text) {
     init(text == nullptr ? std::u16string() : std::u16string(text));
 }
 
+ContentType::ContentType(const std::string& utf8) {
+    init(fromUTF8(utf8));
+}
+
+ContentType::ContentType(const char* utf8) {
+    init(utf8 == nullptr ? std::u16string() : fromUTF8(utf8));
+}
+
 void ContentType::init(const std::u16string& text) {
     Scanner scanner(text);
     Value value;
@@ -137,6 +146,14 @@ std::u16string ContentType::toString() const {
     return value_->text;
 }
 
+std::string ContentType::toUTF8() const {
+    return opc::toUTF8(value_->text);
+}
+
+std::ostream& operator<<(std::ostream& stream, const ContentType& contentType) {
+    return stream << contentType.toUTF8();
+}
+
 bool ContentType::hasParameter(const std::u16string& attribute) const {
     return value_->parameters.count(attribute) != 0;
 }
@@ -178,3 +195,7 @@ bool ContentType::operator<(const ContentType& other) const noexcept {
 }
 
 } // namespace opc::model
+
+std::size_t std::hash<opc::model::ContentType>::operator()(const opc::model::ContentType& contentType) const noexcept {
+    return opc::detail::hashFolded(contentType.value_->text);
+}

@@ -49,10 +49,10 @@ std::vector<unsigned char> readXmlItem(InputStream& stream, std::uint64_t maximu
     return bytes;
 }
 
-void replaceItem(OutputStream& stream, const std::vector<unsigned char>& bytes) {
+void replaceItem(OutputStream& stream, const unsigned char* data, std::size_t size) {
     if (!stream.isDone())
         stream.close(); // otherwise the bytes would be appended to those of an attempt whose close failed
-    withClosing(stream, [&] { stream.write(bytes.data(), bytes.size()); });
+    withClosing(stream, [&] { stream.write(data, size); });
 }
 
 } // namespace opc::model

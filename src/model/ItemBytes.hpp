@@ -24,6 +24,9 @@ std::vector<unsigned char> readXmlItem(InputStream& stream, std::uint64_t maximu
 
 /// Replaces the stored content by the bytes. After a failure the next write starts new content.
 /// @throws opc::Exception what the store throws.
-void replaceItem(OutputStream& stream, const std::vector<unsigned char>& bytes);
+void replaceItem(OutputStream& stream, const unsigned char* data, std::size_t size);
+inline void replaceItem(OutputStream& stream, const std::vector<unsigned char>& bytes) {
+    replaceItem(stream, bytes.data(), bytes.size());
+}
 
 } // namespace opc::model

@@ -7,6 +7,7 @@
 #include <opc/errors/Errors.hpp>
 #include <opc/model/ContentType.hpp>
 #include <opc/model/DataManager.hpp>
+#include <opc/model/StandardPartInfo.hpp>
 
 #include "model/ContentTypeSource.hpp"
 #include "model/PackageGuards.hpp"
@@ -154,6 +155,11 @@ Part Package::createPart(const PartName& name, const ContentType& contentType,
     }
     parts_.merge(node);
     return part;
+}
+
+Part Package::createPart(const PartName& name, const ContentType& contentType,
+                         interfaces::CompressionType compression) {
+    return createPart(name, contentType, StandardPartInfo(compression));
 }
 
 interfaces::IPhysicalPart* Package::createPartInternal(const PartName& name, const ContentType& contentType,
@@ -329,6 +335,23 @@ std::vector<Part> Package::getParts(ExcludeMode mode) const {
         if (managed.empty() || managed.count(PartNameTree::keyOf(name)) == 0)
             parts.push_back(part);
     return parts;
+}
+
+ValueRange<PartName, Part> Package::parts() const {
+    throwIfNotOpen();
+    return parts_;
+}
+
+std::optional<Part> Package::findTarget(const Relationship& relationship) const {
+    throwIfNotOpen();
+    if (relationship.getTargetMode() == TargetMode::External)
+        return std::nullopt;
+    try {
+        const auto found = parts_.find(PartName(relationship.getTargetURI().getPath(), true));
+        return found == parts_.end() ? std::nullopt : std::optional(found->second);
+    } catch (const Exception&) { // an opaque target, or a path that is no name
+        return std::nullopt;
+    }
 }
 
 std::vector<std::u16string> Package::getItemsNotReadWhole() const {

@@ -6,6 +6,7 @@
 #include <opc/errors/Errors.hpp>
 
 #include <optional>
+#include <ostream>
 #include <string_view>
 
 namespace opc::model {
@@ -69,6 +70,14 @@ PartName::PartName(const char16_t* name) : uri_(name) {
     init(true);
 }
 
+PartName::PartName(const std::string& utf8) : uri_(utf8) {
+    init(true);
+}
+
+PartName::PartName(const char* utf8) : uri_(utf8) {
+    init(true);
+}
+
 PartName::PartName(const std::u16string& name, bool /*unchecked*/) : uri_(name) {
     init(false);
 }
@@ -79,6 +88,10 @@ void PartName::init(bool validate) {
     if (validate)
         throwExceptionIfInvalidPartUri(uri_);
     isRelationship_ = isRelationshipUri(uri_);
+}
+
+std::ostream& operator<<(std::ostream& stream, const PartName& name) {
+    return stream << name.uri_;
 }
 
 std::u16string PartName::getExtension() const {

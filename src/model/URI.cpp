@@ -10,6 +10,7 @@
 #include <boost/make_shared.hpp>
 
 #include <algorithm>
+#include <ostream>
 
 namespace opc::model {
 
@@ -82,6 +83,14 @@ URI::URI(const char16_t* text) {
     init(text == nullptr ? std::u16string() : std::u16string(text));
 }
 
+URI::URI(const std::string& utf8) {
+    init(fromUTF8(utf8));
+}
+
+URI::URI(const char* utf8) {
+    init(utf8 == nullptr ? std::u16string() : fromUTF8(utf8));
+}
+
 void URI::init(const std::u16string& text) {
     try {
         impl_ = boost::make_shared<const Impl>(text);
@@ -93,6 +102,14 @@ void URI::init(const std::u16string& text) {
 
 std::u16string URI::toString() const {
     return impl_->text_;
+}
+
+std::string URI::toUTF8() const {
+    return opc::toUTF8(view());
+}
+
+std::ostream& operator<<(std::ostream& stream, const URI& uri) {
+    return stream << uri.toUTF8();
 }
 
 std::u16string_view URI::view() const noexcept {
@@ -233,3 +250,7 @@ URI relativize(const URI& source, const URI& target) {
 }
 
 } // namespace opc::model
+
+std::size_t std::hash<opc::model::URI>::operator()(const opc::model::URI& uri) const noexcept {
+    return opc::detail::hashFolded(uri.view());
+}

@@ -277,6 +277,24 @@ TEST(DestructorFaults, AreSwallowed) {
         }
 }
 
+TEST(Ranges, AllocateNothing) {
+    const auto store = storeNamed("Memory").make();
+    storeSample(store->package());
+    Package package(store->package());
+    package.open(OpenMode::ReadOnly);
+    std::size_t seen = 0;
+    allocationFaults = {true};
+    for (const Part& part : package.parts()) {
+        seen += part.getName() == package.parts().begin()->getName() ? 1 : 10;
+        for (const Relationship& relationship : part.relationships())
+            seen += relationship.getTargetMode() == TargetMode::Internal ? 100 : 1000;
+    }
+    allocationFaults.armed = false;
+    EXPECT_EQ(allocationFaults.count, 0U);
+    EXPECT_GT(seen, 111U);
+    EXPECT_EQ(package.parts().size(), package.getParts().size());
+}
+
 const auto nameOf = [](const auto& test) { return test.param.name; };
 
 INSTANTIATE_TEST_SUITE_P(Actions, Faults, testing::ValuesIn(allFaultActions()), nameOf);

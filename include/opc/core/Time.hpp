@@ -24,6 +24,7 @@ enum class TimeForm {
 /// @return `not_a_date_time` for anything else, white space around the text included; never throws for
 ///         its content.
 OPCRAFT_API boost::posix_time::ptime convertStringToTime(std::u16string_view text);
+OPCRAFT_API boost::posix_time::ptime convertStringToTime(std::string_view text);
 
 /// Writes a UTC time in W3CDTF. What the seconds form writes reads back equal, to the microsecond; a fraction has
 /// no trailing zeros.

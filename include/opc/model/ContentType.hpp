@@ -2,10 +2,15 @@
 #pragma once
 
 #include <opc/core/Export.hpp>
+#include <opc/core/Strings.hpp>
 
 #include <boost/shared_ptr.hpp>
 
+#include <cstddef>
+#include <functional>
+#include <iosfwd>
 #include <string>
+#include <string_view>
 
 namespace opc::model {
 
@@ -20,6 +25,9 @@ public:
     ContentType(const std::u16string& text);
     /// As above; null is the empty text.
     ContentType(const char16_t* text);
+    // The same of a text in UTF-8, as `fromUTF8` reads it; null is the empty text.
+    ContentType(const std::string& utf8);
+    ContentType(const char* utf8);
 
     // Only copies, which share their data until one is changed: a moved-from content type would be invalid.
     ContentType(const ContentType&) = default;
@@ -32,6 +40,7 @@ public:
 
     /// The normalized text: no spaces, parameters in the order of their attributes, values quoted where needed.
     std::u16string toString() const;
+    std::string toUTF8() const;
 
     /// Attributes compare with the ASCII letters folded.
     bool hasParameter(const std::u16string& attribute) const;
@@ -48,10 +57,23 @@ public:
     /// @throws ContentTypeParameterNotFound when there is none; nothing is changed then.
     void removeParameter(const std::u16string& attribute);
 
+    // The same in UTF-8, as `fromUTF8` reads it.
+    bool hasParameter(std::string_view attribute) const { return hasParameter(fromUTF8(attribute)); }
+    std::u16string getParameterValue(std::string_view attribute) const {
+        return getParameterValue(fromUTF8(attribute));
+    }
+    void addParameter(std::string_view attribute, std::string_view value) {
+        addParameter(fromUTF8(attribute), fromUTF8(value));
+    }
+    void removeParameter(std::string_view attribute) { removeParameter(fromUTF8(attribute)); }
+
     // The normalized texts compared with the ASCII letters folded, parameter values included.
     bool operator==(const ContentType& other) const noexcept;
     bool operator!=(const ContentType& other) const noexcept;
     bool operator<(const ContentType& other) const noexcept;
+
+    /// Writes `toUTF8()`.
+    friend OPCRAFT_API std::ostream& operator<<(std::ostream& stream, const ContentType& contentType);
 
 private:
     struct OPCRAFT_API caselessCompareFcn {
@@ -59,6 +81,7 @@ private:
     };
 
     struct Value;
+    friend struct std::hash<ContentType>;
 
     void init(const std::u16string& text);
     void setValue(Value value);
@@ -67,3 +90,9 @@ private:
 };
 
 } // namespace opc::model
+
+/// Equal for equal content types; see that of `URI`.
+template <>
+struct OPCRAFT_API std::hash<opc::model::ContentType> {
+    std::size_t operator()(const opc::model::ContentType& contentType) const noexcept;
+};

@@ -4,6 +4,7 @@
 #include <opc/core/Export.hpp>
 #include <opc/core/Findings.hpp>
 #include <opc/core/Limits.hpp>
+#include <opc/core/interfaces/CompressionType.hpp>
 #include <opc/core/interfaces/OpenMode.hpp>
 #include <opc/model/LeftOutPart.hpp>
 #include <opc/model/Part.hpp>
@@ -129,6 +130,9 @@ public:
     /// @throws PartCreateFailed when the physical package refuses; for a name of what was left out when the package was
     ///         opened with a sink for findings; and when its content types cannot be read.
     Part createPart(const PartName& name, const ContentType& contentType, const interfaces::IPhysicalPartInfo& info);
+    /// The same with `StandardPartInfo`.
+    Part createPart(const PartName& name, const ContentType& contentType,
+                    interfaces::CompressionType compression = interfaces::CompressionType::Normal);
 
     /// Deletes a part and its relationships part. Relationships that point at the part stay.
     /// @throws PackageNotOpen, PackageReadOnly, PackageCreateOnly, PartNotFound
@@ -168,6 +172,15 @@ public:
     /// @param mode ExcludeManaged leaves out the parts that a data manager owns.
     /// @throws PackageNotOpen
     std::vector<Part> getParts(ExcludeMode mode = ExcludeMode::IncludeAll) const;
+    /// All parts, as the above, without a copy. A part stays where it is until it is renamed or deleted, and all until
+    /// the package is closed; what is created meanwhile may be in the range or not.
+    /// @throws PackageNotOpen
+    ValueRange<PartName, Part> parts() const;
+
+    /// The part that an internal relationship of this package or of one of its parts leads to, its query and fragment
+    /// left out; nothing when it is external, or there is no such part.
+    /// @throws PackageNotOpen
+    std::optional<Part> findTarget(const Relationship& relationship) const;
 
     /// What is left out of a package that was opened with a sink for findings, although the store has it as a part:
     /// parts without a content type or with equivalent names, and relationships parts of what is no part. Each stays in

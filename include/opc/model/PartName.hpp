@@ -27,6 +27,9 @@ public:
     PartName(const std::u16string& name);
     /// As above; null is the empty text.
     PartName(const char16_t* name);
+    // The same of a name in UTF-8, as `fromUTF8` reads it; null is the empty text.
+    PartName(const std::string& utf8);
+    PartName(const char* utf8);
 
     /// A name that is already trusted: no part-name rule is checked, whatever the second argument.
     /// @throws InvalidURI when the text is not a URI.
@@ -34,6 +37,7 @@ public:
 
     URI getURI() const { return uri_; }
     std::u16string toString() const { return uri_.toString(); }
+    std::string toUTF8() const { return uri_.toUTF8(); }
 
     /// True for the name of a relationships part; case-sensitive ("/_RELS/a.RELS" is not one). False for the root.
     bool isRelationshipName() const noexcept { return isRelationship_; }
@@ -52,6 +56,9 @@ public:
     bool operator==(const PartName& other) const noexcept { return uri_ == other.uri_; }
     bool operator!=(const PartName& other) const noexcept { return uri_ != other.uri_; }
     bool operator<(const PartName& other) const noexcept { return uri_ < other.uri_; }
+
+    /// Writes `toUTF8()`.
+    friend OPCRAFT_API std::ostream& operator<<(std::ostream& stream, const PartName& name);
 
     // The steps of the validation, each on its own; all throw InvalidPartName.
     static void throwExceptionIfEmptyURI(const URI& uri);
@@ -76,6 +83,7 @@ private:
     URI uri_;
     bool isRelationship_ = false;
 
+    friend struct std::hash<PartName>;
     friend OPCRAFT_API int compare(const PartName& name, const std::u16string& text) noexcept;
 };
 
@@ -90,3 +98,11 @@ OPCRAFT_API bool operator!=(const std::u16string& text, const PartName& name) no
 OPCRAFT_API bool operator<(const std::u16string& text, const PartName& name) noexcept;
 
 } // namespace opc::model
+
+/// As of `URI`.
+template <>
+struct std::hash<opc::model::PartName> {
+    std::size_t operator()(const opc::model::PartName& name) const noexcept {
+        return std::hash<opc::model::URI>()(name.uri_);
+    }
+};

@@ -5,6 +5,9 @@
 
 #include <boost/shared_ptr.hpp>
 
+#include <cstddef>
+#include <functional>
+#include <iosfwd>
 #include <string>
 #include <string_view>
 
@@ -30,6 +33,9 @@ public:
     URI(const std::u16string& text);
     /// As above; null is the empty text.
     URI(const char16_t* text);
+    // The same of a text in UTF-8, as `fromUTF8` reads it; null is the empty text.
+    URI(const std::string& utf8);
+    URI(const char* utf8);
 
     // Only copies: a moved-from URI would be invalid.
     URI(const URI&) = default;
@@ -37,6 +43,8 @@ public:
 
     /// The text as it was given.
     std::u16string toString() const;
+    /// The same, which is US-ASCII.
+    std::string toUTF8() const;
 
     /// True when it has a scheme.
     bool isAbsolute() const noexcept;
@@ -77,6 +85,9 @@ public:
     /// @return negative, zero or positive, as this comes before, with or after the text.
     int compare(const std::u16string& text) const noexcept;
 
+    /// Writes `toUTF8()`.
+    friend OPCRAFT_API std::ostream& operator<<(std::ostream& stream, const URI& uri);
+
 private:
     class Impl;
 
@@ -89,6 +100,7 @@ private:
     boost::shared_ptr<const Impl> impl_;
 
     friend class PartName;
+    friend struct std::hash<URI>;
     friend OPCRAFT_API URI resolve(const URI& base, const URI& reference);
     friend OPCRAFT_API URI relativize(const URI& source, const URI& target);
 };
@@ -110,3 +122,10 @@ OPCRAFT_API URI resolve(const URI& base, const URI& reference);
 OPCRAFT_API URI relativize(const URI& source, const URI& target);
 
 } // namespace opc::model
+
+/// Equal for equal URIs, whatever the case of their letters. Whoever chooses the texts can make them collide: what
+/// comes from a package of unknown origin is better kept in an ordered container.
+template <>
+struct OPCRAFT_API std::hash<opc::model::URI> {
+    std::size_t operator()(const opc::model::URI& uri) const noexcept;
+};

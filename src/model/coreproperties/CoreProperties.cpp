@@ -34,6 +34,11 @@ const std::array<CoreProperty, 15>& getAllCoreProperties() noexcept {
     return all;
 }
 
+void CoreProperties::addKeyword(std::string_view keyword, std::string_view language) {
+    Keyword added(fromUTF8(keyword), fromUTF8(language));
+    (keywords_ ? *keywords_ : keywords_.emplace()).push_back(std::move(added));
+}
+
 void CoreProperties::clear() {
     *this = CoreProperties();
 }

@@ -198,6 +198,47 @@ bool RelationshipSource::hasRelationship(const std::u16string& id) const {
     return impl_->relationships_.getRelationships().count(id) != 0;
 }
 
+ValueRange<std::u16string, Relationship> RelationshipSource::relationships() const {
+    throwIfInvalid();
+    throwIfNotOpen();
+    return impl_->relationships_.getRelationships();
+}
+
+std::vector<Relationship> RelationshipSource::getRelationshipsByType(std::string_view type) const {
+    return getRelationshipsByType(fromUTF8(type));
+}
+
+Relationship RelationshipSource::getRelationshipByID(std::string_view id) const {
+    return getRelationshipByID(fromUTF8(id));
+}
+
+bool RelationshipSource::hasRelationship(std::string_view id) const {
+    return hasRelationship(fromUTF8(id));
+}
+
+Relationship RelationshipSource::createInternalRelationship(std::string_view type, const URI& target,
+                                                            std::string_view id) {
+    return createInternalRelationship(fromUTF8(type), target, fromUTF8(id));
+}
+
+Relationship RelationshipSource::createInternalRelationship(std::string_view type, const Part& target,
+                                                            std::string_view id) {
+    return createInternalRelationship(type, target.getName().getURI(), id);
+}
+
+Relationship RelationshipSource::createExternalRelationship(std::string_view type, std::string_view target,
+                                                            std::string_view id) {
+    return createExternalRelationship(fromUTF8(type), fromUTF8(target), fromUTF8(id));
+}
+
+Relationship RelationshipSource::changeTarget(std::string_view id, const URI& target) {
+    return changeTarget(fromUTF8(id), target);
+}
+
+void RelationshipSource::deleteRelationship(std::string_view id) {
+    deleteRelationship(fromUTF8(id));
+}
+
 Relationship RelationshipSource::createInternalRelationship(const std::u16string& type, const URI& target,
                                                             const std::u16string& id) {
     throwIfNotChangeable();

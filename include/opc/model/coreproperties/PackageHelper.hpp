@@ -9,6 +9,7 @@
 
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace opc::model {
@@ -31,6 +32,7 @@ public:
     /// @param extension with or without its dot; may be empty.
     /// @throws InvalidURI when the extension is not allowed in a URI.
     static URI getThumbnailURI(const std::u16string& extension);
+    static URI getThumbnailURI(std::string_view extension) { return getThumbnailURI(fromUTF8(extension)); }
     static ContentType getRelationshipContentType();
     static ContentType getCorePropertiesContentType();
     static std::u16string getCorePropertiesRelationshipType();

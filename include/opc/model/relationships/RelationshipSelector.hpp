@@ -2,10 +2,12 @@
 #pragma once
 
 #include <opc/core/Export.hpp>
+#include <opc/core/Strings.hpp>
 #include <opc/model/URI.hpp>
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace opc::model {
 
@@ -22,6 +24,9 @@ public:
     /// @throws InvalidURI when the source is neither.
     /// @throws opc::Exception (the base itself) when the criteria are empty.
     RelationshipSelector(const URI& source, RelationshipSelectorType type, std::u16string criteria);
+    /// The same with criteria in UTF-8, as `fromUTF8` reads it.
+    RelationshipSelector(const URI& source, RelationshipSelectorType type, std::string_view criteria)
+        : RelationshipSelector(source, type, fromUTF8(criteria)) {}
 
     URI getSourceURI() const { return source_; }
     RelationshipSelectorType getSelectorType() const noexcept { return type_; }

@@ -3,6 +3,7 @@
 
 #include <opc/core/Export.hpp>
 #include <opc/model/URI.hpp>
+#include <opc/model/ValueRange.hpp>
 #include <opc/model/relationships/ExcludeMode.hpp>
 #include <opc/model/relationships/RawRelationship.hpp>
 #include <opc/model/relationships/Relationship.hpp>
@@ -11,6 +12,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace opc::interfaces {
@@ -21,6 +23,7 @@ namespace opc::model {
 
 class ContentType;
 class Package;
+class Part;
 class PartName;
 class Reading;
 class RelationshipManager;
@@ -77,6 +80,14 @@ public:
     /// @throws RelationshipNotFound
     Relationship getRelationshipByID(const std::u16string& id) const;
     bool hasRelationship(const std::u16string& id) const;
+    // The same in UTF-8, as `fromUTF8` reads it.
+    std::vector<Relationship> getRelationshipsByType(std::string_view type) const;
+    Relationship getRelationshipByID(std::string_view id) const;
+    bool hasRelationship(std::string_view id) const;
+
+    /// All of them, in the order of their IDs, without a copy. A relationship stays where it is until it is changed or
+    /// deleted, and all until the package is closed; what is created meanwhile may be in the range or not.
+    ValueRange<std::u16string, Relationship> relationships() const;
 
     /// Relates this source to a part, which need not exist. The target is stored relative to the source, with
     /// its query and fragment.
@@ -104,6 +115,11 @@ public:
     Relationship createExternalRelationship(const std::u16string& type, const std::u16string& target,
                                             const std::u16string& id = std::u16string());
 
+    // The same in UTF-8, as `fromUTF8` reads it.
+    Relationship createInternalRelationship(std::string_view type, const URI& target, std::string_view id = {});
+    Relationship createInternalRelationship(std::string_view type, const Part& target, std::string_view id = {});
+    Relationship createExternalRelationship(std::string_view type, std::string_view target, std::string_view id = {});
+
     /// Gives an internal relationship another target; ID and type stay.
     /// @param target stored as given: a part name, or a reference relative to the source.
     /// @return the relationship as it is now.
@@ -111,12 +127,14 @@ public:
     /// @throws InvalidRelationshipTarget when the relationship is external, and as for a new one.
     /// @throws InvalidRelationshipContent as for a new one.
     Relationship changeTarget(const std::u16string& id, const URI& target);
+    Relationship changeTarget(std::string_view id, const URI& target);
 
     /// Deletes a relationship, and with the last one the relationships part.
     /// @throws PackageCreateOnly when the package is open for creation.
     /// @throws RelationshipNotFound
     /// @throws PartDeleteFailed when the relationships part cannot be deleted.
     void deleteRelationship(const std::u16string& id);
+    void deleteRelationship(std::string_view id);
 
     /// What a package that was opened with a sink for findings keeps of the relationships part as it stands, since it
     /// is no relationship, in the order of the part; none otherwise. Such an entry counts as one: it keeps its Id and
