@@ -31,7 +31,7 @@ struct FileOptions {
     storage::ZipOptions zip{};       ///< `limits` are those of the package, too
     FindingSink* findings = nullptr; ///< receives what is wrong with the package, which is opened as far as it can be
                                      ///< read; null: such a package is refused. Not owned
-    model::SignatureForm signatureForm = model::SignatureForm::Office; ///< of signatures that are made
+    model::SignatureForm signatureForm = model::SignatureForm::Standard; ///< of signatures that are made
 };
 
 namespace detail {

@@ -87,6 +87,7 @@ public:
 
     /// All of them, in the order of their IDs, without a copy. A relationship stays where it is until it is changed or
     /// deleted, and all until the package is closed; what is created meanwhile may be in the range or not.
+    /// They are those of the source, whose caches `Relationship::getTargetURI` fills.
     ValueRange<std::u16string, Relationship> relationships() const;
 
     /// Relates this source to a part, which need not exist. The target is stored relative to the source, with
