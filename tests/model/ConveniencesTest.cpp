@@ -27,13 +27,16 @@ std::string printed(const Value& value) {
     return (std::ostringstream() << value).str();
 }
 
-/// A package in memory with a part, relationships and a text by which each is found.
+/// A package in memory with one part.
 struct Conveniences : testing::Test {
-    Conveniences() { package.open(OpenMode::CreateOnly); }
+    Part create() {
+        package.open(OpenMode::CreateOnly);
+        return package.createPart("/a.xml", "application/xml;charset=utf-8");
+    }
 
     storage::MemoryPackage store;
     Package package{store};
-    Part part = package.createPart("/a.xml", "application/xml;charset=utf-8");
+    Part part = create();
 };
 
 TEST_F(Conveniences, TakeAndGiveUtf8) {
