@@ -6,6 +6,7 @@
 #include <opc/core/interfaces/OpenMode.hpp>
 #include <opc/model/Package.hpp>
 #include <opc/signatures/DigitalSignatureManager.hpp>
+#include <opc/signatures/Judgement.hpp>
 #include <opc/signatures/SignatureForm.hpp>
 #include <opc/storage/zip/ZipOptions.hpp>
 #include <opc/storage/zip/ZipPackage.hpp>
@@ -122,6 +123,15 @@ auto editPackage(interfaces::IPhysicalPackage& store, Action action, const FileO
 template <class Action>
 auto createPackage(interfaces::IPhysicalPackage& store, Action action, const FileOptions& options = {}) {
     return detail::usePackage<model::Package>(store, interfaces::OpenMode::CreateOnly, action, options);
+}
+
+/// Verifies and judges the signatures of a package in a file, which is refused when programs could read it in two ways.
+/// @throws opc::Exception as `model::verifyPackage`.
+inline model::PackageJudgement verifyPackage(const std::filesystem::path& file, const model::JudgementOptions& options,
+                                             storage::ZipOptions zip = {}) {
+    zip.consistent = true;
+    storage::ZipPackage store(file, zip);
+    return model::verifyPackage(store, options, zip.limits);
 }
 
 } // namespace opc

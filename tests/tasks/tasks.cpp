@@ -215,21 +215,13 @@ std::string diff() {
 }
 
 /// Validity, signer and coverage of each signature.
-std::string verify(const char* file, const opc::certificates::TrustStore& trust) {
-    return readPackage(
-        file,
-        [&](const Package&, DigitalSignatureManager& signatures) {
-            VerificationOptions options;
-            options.trust = trust;
-            const auto reports = signatures.examineAllSignatures(options);
-            const auto coverage = signatures.examineCoverage(reports);
-            return list(
-                reports,
-                [&](const SignatureReport& report) {
-                    const bool isComplete = coverage[static_cast<std::size_t>(&report - reports.data())].isComplete();
-                    return std::string(report.getStatus().isValid() ? "valid" : "invalid") + ", " +
-                           report.certificate.getSubject() + ", " + (isComplete ? "complete" : "incomplete");
-                });
+std::string verify(const char* file, const JudgementOptions& options) {
+    return list(
+        opc::verifyPackage(file, options).signatures,
+        [&](const SignatureJudgement& signature) {
+            return std::string(signature.isFine(options) ? "valid, " : "invalid, ") +
+                   signature.summary.certificate.getSubject() +
+                   (signature.coverage.isComplete ? ", complete" : ", incomplete");
         });
 }
 
@@ -241,9 +233,11 @@ std::string sign() {
     editPackage("letter.docx", "signed.docx", [&](Package&, DigitalSignatureManager& signatures) {
         signatures.sign(signatures.getAllPartsAndRels(), signer, options);
     });
-    const std::string verdict = verify("signed.docx", options.trust);
+    JudgementOptions judging;
+    judging.verification.trust = options.trust;
+    const std::string verdict = verify("signed.docx", judging);
     editPackage("signed.docx", [](Package& package) { writeText(package.getPart("/word/styles.xml"), "<forged/>"); });
-    const std::string forged = verify("signed.docx", options.trust);
+    const std::string forged = verify("signed.docx", judging);
     return verdict + ", " + forged.substr(0, forged.find(','));
 }
 
