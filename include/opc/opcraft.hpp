@@ -5,6 +5,7 @@
 /// All that programs need. Left out are `opc/xml`, which is about Xerces-C, and headers of `opc/core` that are for
 /// writers of stores and parsers. Programs that care for every second of a compilation include what they use.
 
+#include <opc/PackageFiles.hpp>
 #include <opc/certificates/CertificateValidationOptions.hpp>
 #include <opc/certificates/CertificateValidationResults.hpp>
 #include <opc/certificates/PKCS12Certificate.hpp>
@@ -22,6 +23,11 @@
 #include <opc/core/Findings.hpp>
 #include <opc/core/InputStream.hpp>
 #include <opc/core/InputStreamSource.hpp>
+#include <opc/core/Limits.hpp>
+#include <opc/core/OutputStream.hpp>
+#include <opc/core/Rules.hpp>
+#include <opc/core/Strings.hpp>
+#include <opc/core/Time.hpp>
 #include <opc/core/interfaces/CompressionType.hpp>
 #include <opc/core/interfaces/IPhysicalContentTypes.hpp>
 #include <opc/core/interfaces/IPhysicalFindings.hpp>
@@ -35,11 +41,6 @@
 #include <opc/core/interfaces/IPhysicalPartInfo.hpp>
 #include <opc/core/interfaces/IPhysicalRenaming.hpp>
 #include <opc/core/interfaces/OpenMode.hpp>
-#include <opc/core/Limits.hpp>
-#include <opc/core/OutputStream.hpp>
-#include <opc/core/Rules.hpp>
-#include <opc/core/Strings.hpp>
-#include <opc/core/Time.hpp>
 #include <opc/crypto/CryptoEngine.hpp>
 #include <opc/crypto/DigestEngine.hpp>
 #include <opc/crypto/PublicKey.hpp>
@@ -58,9 +59,6 @@
 #include <opc/lint/Lint.hpp>
 #include <opc/lint/Repair.hpp>
 #include <opc/model/ContentType.hpp>
-#include <opc/model/coreproperties/CoreProperties.hpp>
-#include <opc/model/coreproperties/CoreProperty.hpp>
-#include <opc/model/coreproperties/PackageHelper.hpp>
 #include <opc/model/DataManager.hpp>
 #include <opc/model/ImageType.hpp>
 #include <opc/model/LeftOutPart.hpp>
@@ -70,16 +68,18 @@
 #include <opc/model/PartName.hpp>
 #include <opc/model/PhysicalInputStream.hpp>
 #include <opc/model/PhysicalOutputStream.hpp>
+#include <opc/model/StandardPartInfo.hpp>
+#include <opc/model/URI.hpp>
+#include <opc/model/ValueRange.hpp>
+#include <opc/model/coreproperties/CoreProperties.hpp>
+#include <opc/model/coreproperties/CoreProperty.hpp>
+#include <opc/model/coreproperties/PackageHelper.hpp>
 #include <opc/model/relationships/ExcludeMode.hpp>
 #include <opc/model/relationships/RawRelationship.hpp>
 #include <opc/model/relationships/Relationship.hpp>
 #include <opc/model/relationships/RelationshipSelector.hpp>
 #include <opc/model/relationships/RelationshipSource.hpp>
 #include <opc/model/relationships/TargetMode.hpp>
-#include <opc/model/StandardPartInfo.hpp>
-#include <opc/model/URI.hpp>
-#include <opc/model/ValueRange.hpp>
-#include <opc/PackageFiles.hpp>
 #include <opc/signatures/AlgorithmNames.hpp>
 #include <opc/signatures/AlgorithmURIMap.hpp>
 #include <opc/signatures/CoverageReport.hpp>
@@ -101,11 +101,11 @@
 #include <opc/signatures/SigningOptions.hpp>
 #include <opc/signatures/VerificationOptions.hpp>
 #include <opc/signatures/VerificationReport.hpp>
-#include <opc/storage/directory/DirectoryPackage.hpp>
 #include <opc/storage/Extraction.hpp>
 #include <opc/storage/ItemPackage.hpp>
-#include <opc/storage/memory/MemoryPackage.hpp>
 #include <opc/storage/Packing.hpp>
+#include <opc/storage/directory/DirectoryPackage.hpp>
+#include <opc/storage/memory/MemoryPackage.hpp>
 #include <opc/storage/zip/ZipItem.hpp>
 #include <opc/storage/zip/ZipOptions.hpp>
 #include <opc/storage/zip/ZipPackage.hpp>
