@@ -150,6 +150,10 @@ std::string ContentType::toUTF8() const {
     return opc::toUTF8(value_->text);
 }
 
+std::size_t ContentType::hash() const noexcept {
+    return detail::hashFolded(value_->text);
+}
+
 std::ostream& operator<<(std::ostream& stream, const ContentType& contentType) {
     return stream << contentType.toUTF8();
 }
@@ -195,7 +199,3 @@ bool ContentType::operator<(const ContentType& other) const noexcept {
 }
 
 } // namespace opc::model
-
-std::size_t std::hash<opc::model::ContentType>::operator()(const opc::model::ContentType& contentType) const noexcept {
-    return opc::detail::hashFolded(contentType.value_->text);
-}

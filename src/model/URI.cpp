@@ -108,6 +108,10 @@ std::string URI::toUTF8() const {
     return opc::toUTF8(view());
 }
 
+std::size_t URI::hash() const noexcept {
+    return detail::hashFolded(view());
+}
+
 std::ostream& operator<<(std::ostream& stream, const URI& uri) {
     return stream << uri.toUTF8();
 }
@@ -250,7 +254,3 @@ URI relativize(const URI& source, const URI& target) {
 }
 
 } // namespace opc::model
-
-std::size_t std::hash<opc::model::URI>::operator()(const opc::model::URI& uri) const noexcept {
-    return opc::detail::hashFolded(uri.view());
-}

@@ -72,6 +72,9 @@ public:
     bool operator!=(const ContentType& other) const noexcept;
     bool operator<(const ContentType& other) const noexcept;
 
+    /// Equal for equal content types; see `URI::hash`.
+    std::size_t hash() const noexcept;
+
     /// Writes `toUTF8()`.
     friend OPCRAFT_API std::ostream& operator<<(std::ostream& stream, const ContentType& contentType);
 
@@ -81,7 +84,6 @@ private:
     };
 
     struct Value;
-    friend struct std::hash<ContentType>;
 
     void init(const std::u16string& text);
     void setValue(Value value);
@@ -91,8 +93,7 @@ private:
 
 } // namespace opc::model
 
-/// Equal for equal content types; see that of `URI`.
 template <>
-struct OPCRAFT_API std::hash<opc::model::ContentType> {
-    std::size_t operator()(const opc::model::ContentType& contentType) const noexcept;
+struct std::hash<opc::model::ContentType> {
+    std::size_t operator()(const opc::model::ContentType& contentType) const noexcept { return contentType.hash(); }
 };

@@ -57,6 +57,9 @@ public:
     bool operator!=(const PartName& other) const noexcept { return uri_ != other.uri_; }
     bool operator<(const PartName& other) const noexcept { return uri_ < other.uri_; }
 
+    /// As `URI::hash`.
+    std::size_t hash() const noexcept { return uri_.hash(); }
+
     /// Writes `toUTF8()`.
     friend OPCRAFT_API std::ostream& operator<<(std::ostream& stream, const PartName& name);
 
@@ -83,7 +86,6 @@ private:
     URI uri_;
     bool isRelationship_ = false;
 
-    friend struct std::hash<PartName>;
     friend OPCRAFT_API int compare(const PartName& name, const std::u16string& text) noexcept;
 };
 
@@ -99,10 +101,7 @@ OPCRAFT_API bool operator<(const std::u16string& text, const PartName& name) noe
 
 } // namespace opc::model
 
-/// As of `URI`.
 template <>
 struct std::hash<opc::model::PartName> {
-    std::size_t operator()(const opc::model::PartName& name) const noexcept {
-        return std::hash<opc::model::URI>()(name.uri_);
-    }
+    std::size_t operator()(const opc::model::PartName& name) const noexcept { return name.hash(); }
 };

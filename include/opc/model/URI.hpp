@@ -85,6 +85,10 @@ public:
     /// @return negative, zero or positive, as this comes before, with or after the text.
     int compare(const std::u16string& text) const noexcept;
 
+    /// Equal for equal URIs. Whoever chooses the texts can make them collide: what comes from a package of unknown
+    /// origin is better kept in an ordered container.
+    std::size_t hash() const noexcept;
+
     /// Writes `toUTF8()`.
     friend OPCRAFT_API std::ostream& operator<<(std::ostream& stream, const URI& uri);
 
@@ -100,7 +104,6 @@ private:
     boost::shared_ptr<const Impl> impl_;
 
     friend class PartName;
-    friend struct std::hash<URI>;
     friend OPCRAFT_API URI resolve(const URI& base, const URI& reference);
     friend OPCRAFT_API URI relativize(const URI& source, const URI& target);
 };
@@ -123,9 +126,7 @@ OPCRAFT_API URI relativize(const URI& source, const URI& target);
 
 } // namespace opc::model
 
-/// Equal for equal URIs, whatever the case of their letters. Whoever chooses the texts can make them collide: what
-/// comes from a package of unknown origin is better kept in an ordered container.
 template <>
-struct OPCRAFT_API std::hash<opc::model::URI> {
-    std::size_t operator()(const opc::model::URI& uri) const noexcept;
+struct std::hash<opc::model::URI> {
+    std::size_t operator()(const opc::model::URI& uri) const noexcept { return uri.hash(); }
 };
