@@ -2,6 +2,7 @@
 #include <opc/core/Time.hpp>
 
 #include <opc/core/Exception.hpp>
+#include <opc/core/Strings.hpp>
 
 #include <boost/date_time/gregorian/gregorian_types.hpp>
 
