@@ -435,6 +435,456 @@ OPCRAFT_C_API void opcraft_property_list_free(opcraft_property_list* list);
 OPCRAFT_C_API bool opcraft_package_set_properties(opcraft_package* package, const opcraft_property* const* changes,
                                                   size_t count, opcraft_error** error);
 
+/* ---- What is wrong with a package -------------------------------------------------------------------------------- */
+
+typedef enum opcraft_severity {
+    OPCRAFT_SEVERITY_ERROR = 0,
+    OPCRAFT_SEVERITY_WARNING = 1,
+    OPCRAFT_SEVERITY_NOTE = 2
+} opcraft_severity;
+
+/** A rule that a package can break. Lives as long as the process. */
+typedef struct opcraft_rule {
+    size_t size;
+    const char* name; /**< of the standard, "M1.26", or of the library, "dangling-target" */
+    opcraft_severity severity;
+    const char* subject; /**< what it is about */
+    const char* summary; /**< in one sentence */
+    const char* remedy;  /**< what to do about it */
+} opcraft_rule;
+
+/** All rules. @param count receives how many; may be NULL.
+ *  @return NULL when there is no memory for them. Thread-safe. */
+OPCRAFT_C_API const opcraft_rule* const* opcraft_rules(size_t* count);
+
+typedef struct opcraft_finding {
+    size_t size;
+    const opcraft_rule* rule;
+    bool blocks;         /**< the package cannot be opened because of it, but tolerantly */
+    const char* message; /**< one sentence, without the item */
+    const char* item;    /**< NULL: the package as a whole; the other fields of the place as in `opcraft_error` */
+    uint64_t line;
+    uint64_t column;
+    const char* element;
+    const char* attribute;
+    const char* value;
+    const char* id;
+} opcraft_finding;
+
+typedef struct opcraft_finding_list {
+    size_t size;
+    size_t count;
+    const opcraft_finding* const* findings; /**< in the order of the items of the store */
+} opcraft_finding_list;
+OPCRAFT_C_API void opcraft_finding_list_free(opcraft_finding_list* list);
+
+/** What was wrong with a package that was opened tolerantly; empty for another one. */
+OPCRAFT_C_API opcraft_finding_list* opcraft_package_list_findings(const opcraft_package* package,
+                                                                  opcraft_error** error);
+
+typedef struct opcraft_lint_options {
+    size_t size;
+    bool without_contents;    /**< reads no more than a package that is opened does */
+    const char* const* rules; /**< the names of those that count */
+    size_t rule_count;        /**< 0: all */
+} opcraft_lint_options;
+
+/** Holds a package to all rules. It is opened for reading, as tolerantly as it can be, and closed. */
+OPCRAFT_C_API opcraft_finding_list* opcraft_lint(opcraft_store* store, const opcraft_lint_options* options,
+                                                 opcraft_error** error);
+
+typedef struct opcraft_repair_options {
+    size_t size;
+    const char* const*
+        only;          /**< the rules that are mended, by name; what loses something is mended only when it is named */
+    size_t only_count; /**< 0: all that lose nothing */
+    opcraft_take take; /**< of items and entries of one name */
+    bool breaks_signatures; /**< without it, a signed package is not changed */
+    bool apply;             /**< false: nothing is changed */
+} opcraft_repair_options;
+
+typedef struct opcraft_repair_step {
+    size_t size;
+    const opcraft_finding* finding;
+    const char* change; /**< what it does, in one sentence */
+    const char* loss;   /**< what is lost by it; NULL: nothing */
+    bool deletes;       /**< it is applied only when `only` or `take` says so */
+    bool applies;
+    const char* why; /**< why it does not apply; NULL when it does */
+} opcraft_repair_step;
+
+typedef struct opcraft_repair_plan {
+    size_t size;
+    bool applied; /**< what applies is done */
+    size_t step_count;
+    const opcraft_repair_step* const* steps;
+    size_t broken_signature_count;
+    const char* const* broken_signatures; /**< the parts and items with those that do not hold afterwards */
+    size_t left_count;
+    const opcraft_finding* const* left; /**< errors for which there is no step */
+} opcraft_repair_plan;
+OPCRAFT_C_API void opcraft_repair_plan_free(opcraft_repair_plan* plan);
+
+/** What can be mended without guessing, or mends it in one save. For a file or folder, or bytes in memory; a folder can
+ *  only be looked at (OPCRAFT_ERROR_NOT_SUPPORTED for another store). When it fails, the store is unchanged. */
+OPCRAFT_C_API opcraft_repair_plan* opcraft_repair(opcraft_store* store, const opcraft_repair_options* options,
+                                                  opcraft_error** error);
+
+/* ---- How two packages differ ------------------------------------------------------------------------------------- */
+
+typedef enum opcraft_difference_kind {
+    OPCRAFT_DIFFERENCE_ADDED = 0,
+    OPCRAFT_DIFFERENCE_REMOVED = 1,
+    OPCRAFT_DIFFERENCE_RENAMED = 2,
+    OPCRAFT_DIFFERENCE_CHANGED = 3
+} opcraft_difference_kind;
+
+typedef enum opcraft_content_difference {
+    OPCRAFT_CONTENT_SAME = 0,
+    OPCRAFT_CONTENT_XML = 1,       /**< in what the XML says */
+    OPCRAFT_CONTENT_TOO_LARGE = 2, /**< as XML, in more than is compared line by line */
+    OPCRAFT_CONTENT_BYTES = 3
+} opcraft_content_difference;
+
+/** A part that one package alone has, or that differs. */
+typedef struct opcraft_part_difference {
+    size_t size;
+    opcraft_difference_kind kind;
+    const char* name_before; /**< NULL for an added part; so are the other fields `…_before` */
+    const char* name_after;  /**< NULL for a removed part */
+    const char* content_type_before;
+    const char* content_type_after;
+    uint64_t length_before;
+    uint64_t length_after;
+    const char* sha256_before; /**< hexadecimal */
+    const char* sha256_after;
+    bool content_type_differs;
+    opcraft_content_difference content;
+    uint64_t lines_removed; /**< of the printed XML */
+    uint64_t lines_added;
+    const char* lines;  /**< the differences as a unified diff of the printed XML, without a header; NULL for none */
+    const char* reason; /**< why XML is compared by bytes, or how it differs other than in lines; NULL */
+} opcraft_part_difference;
+
+/** A relationship that one package alone has. */
+typedef struct opcraft_relationship_difference {
+    size_t size;
+    opcraft_difference_kind kind; /**< added or removed */
+    const char* source;
+    const char* id;
+    const char* type;
+    const char* target; /**< resolved where it is internal */
+    bool external;
+    const char* problem; /**< why it is no relationship, but an entry that is kept as it stands; NULL */
+} opcraft_relationship_difference;
+
+typedef struct opcraft_property_difference {
+    size_t size;
+    const char* name;
+    const char* before; /**< NULL when it was not there */
+    const char* after;
+} opcraft_property_difference;
+
+typedef struct opcraft_item_difference {
+    size_t size;
+    opcraft_difference_kind kind; /**< not renamed */
+    const char* name;
+    uint64_t length_before;
+    uint64_t length_after;
+} opcraft_item_difference;
+
+typedef enum opcraft_signature_change {
+    OPCRAFT_SIGNATURE_BROKEN = 0,
+    OPCRAFT_SIGNATURE_REMOVED = 1,
+    OPCRAFT_SIGNATURE_ADDED = 2,
+    OPCRAFT_SIGNATURE_MENDED = 3
+} opcraft_signature_change;
+
+typedef struct opcraft_signature_difference {
+    size_t size;
+    opcraft_signature_change change;
+    const char* part;
+    bool held_before;
+    bool holds_after;
+    const char* reason; /**< why it does not hold where it does not; NULL */
+} opcraft_signature_difference;
+
+typedef struct opcraft_difference_report {
+    size_t size;
+    bool equal;
+    uint64_t compared_parts; /**< in both packages */
+    size_t part_count;
+    const opcraft_part_difference* const* parts;
+    size_t relationship_count;
+    const opcraft_relationship_difference* const* relationships;
+    size_t property_count;
+    const opcraft_property_difference* const* properties;
+    size_t item_count;
+    const opcraft_item_difference* const* items;
+    size_t signature_count;
+    const opcraft_signature_difference* const* signatures;
+    size_t unread_signature_count;
+    const char* const* unread_signatures; /**< why the signatures of a package could not be read, and were not compared
+                                               but as parts */
+} opcraft_difference_report;
+OPCRAFT_C_API void opcraft_difference_report_free(opcraft_difference_report* report);
+
+typedef struct opcraft_compare_options {
+    size_t size;
+    bool ignore_ids;
+    bool ignore_order;
+    bool ignore_core_properties;
+    bool ignore_signatures;
+    bool without_lines; /**< leaves out `opcraft_part_difference.lines` */
+    bool tolerant;      /**< opens the packages tolerantly */
+} opcraft_compare_options;
+
+/** How two packages differ in meaning. Both are opened for reading and closed; the stores are two. */
+OPCRAFT_C_API opcraft_difference_report* opcraft_compare(opcraft_store* before, opcraft_store* after,
+                                                         const opcraft_compare_options* options, opcraft_error** error);
+
+/* ---- Signatures (ECMA-376-2 section 10) -------------------------------------------------------------------------- */
+
+typedef enum opcraft_digest {
+    OPCRAFT_DIGEST_DEFAULT = 0, /**< SHA-256 */
+    OPCRAFT_DIGEST_MD5 = 1,
+    OPCRAFT_DIGEST_SHA1 = 2,
+    OPCRAFT_DIGEST_SHA224 = 3,
+    OPCRAFT_DIGEST_SHA256 = 4,
+    OPCRAFT_DIGEST_SHA384 = 5,
+    OPCRAFT_DIGEST_SHA512 = 6
+} opcraft_digest;
+
+/** In which form a signature is stored. */
+typedef enum opcraft_signature_form {
+    OPCRAFT_FORM_STANDARD = 0, /**< that of the standard, which other programs check */
+    OPCRAFT_FORM_OFFICE = 1,   /**< with what Microsoft Office adds */
+    OPCRAFT_FORM_LIBRARY = 2   /**< of this library alone */
+} opcraft_signature_form;
+
+/** What a signature has to cover. */
+typedef enum opcraft_coverage {
+    OPCRAFT_COVERAGE_CONTENT = 0, /**< all but core and extended properties and the thumbnail of the package */
+    OPCRAFT_COVERAGE_ALL = 1,
+    OPCRAFT_COVERAGE_ANY = 2
+} opcraft_coverage;
+
+/** The time at which a certificate has to be valid. */
+typedef enum opcraft_validation_time {
+    OPCRAFT_TIME_NOW = 0,
+    OPCRAFT_TIME_GIVEN = 1,
+    OPCRAFT_TIME_SIGNED = 2, /**< what the signature claims, which nothing confirms */
+    OPCRAFT_TIME_STAMPED = 3 /**< that of a time stamp of a trusted authority */
+} opcraft_validation_time;
+
+/** Certificates and keys are PEM or DER; one that cannot be read is an OPCRAFT_ERROR_INVALID_ARGUMENT. Nobody is
+ * trusted unless `trust`, `system_trust` or `public_key` says so; the last excludes the other two and `signers`. */
+typedef struct opcraft_verify_options {
+    size_t size;
+    const void* trust; /**< the certificates that are trusted; several in PEM */
+    size_t trust_length;
+    bool system_trust;      /**< those of the system are trusted, too */
+    const void* public_key; /**< the only key that counts; certificates do not then */
+    size_t public_key_length;
+    bool allow_untrusted;       /**< does not ask who signed */
+    const char* const* signers; /**< who is accepted: the subject of a certificate as `opcraft_signature.subject` gives
+                                   it, or the SHA-256 fingerprint of a key or certificate in hexadecimal */
+    size_t signer_count;        /**< 0: everybody who is trusted */
+    opcraft_digest weakest_digest; /**< the weakest that is accepted; 0: each */
+    opcraft_coverage coverage;
+    opcraft_validation_time time;
+    const char* given_time; /**< W3CDTF, for OPCRAFT_TIME_GIVEN */
+    bool strict;            /**< reads relationships by the letter of the standard only */
+} opcraft_verify_options;
+
+typedef enum opcraft_verdict {
+    OPCRAFT_VERDICT_VALID =
+        0, /**< every signature holds, is vouched for and accepted, and covers what it has to by itself */
+    OPCRAFT_VERDICT_INVALID = 1, /**< one does not hold or cannot be read, or nobody who is accepted vouches for it */
+    OPCRAFT_VERDICT_INCOMPLETE = 2, /**< one does not cover what it has to */
+    OPCRAFT_VERDICT_UNREADABLE = 3, /**< the signatures cannot be read */
+    OPCRAFT_VERDICT_UNSIGNED = 4,
+    OPCRAFT_VERDICT_UNCHECKED = 5 /**< there are signatures of a kind alone that is not checked */
+} opcraft_verdict;
+
+typedef enum opcraft_voucher {
+    OPCRAFT_VOUCHER_NOBODY = 0,
+    OPCRAFT_VOUCHER_UNTRUSTED_CERTIFICATE = 1,
+    OPCRAFT_VOUCHER_TRUSTED_CERTIFICATE = 2,
+    OPCRAFT_VOUCHER_GIVEN_KEY = 3
+} opcraft_voucher;
+
+typedef enum opcraft_reference_kind {
+    OPCRAFT_REFERENCE_OBJECT = 0, /**< something in the signature itself */
+    OPCRAFT_REFERENCE_PART = 1,
+    OPCRAFT_REFERENCE_RELATIONSHIPS = 2 /**< of one source */
+} opcraft_reference_kind;
+
+/** The values are those of `opc::model::ReferenceVerdict`. */
+typedef enum opcraft_reference_verdict {
+    OPCRAFT_REFERENCE_HOLDS = 0,
+    OPCRAFT_REFERENCE_DIGEST_DIFFERS = 1,
+    OPCRAFT_REFERENCE_CONTENT_TYPE_DIFFERS = 2,
+    OPCRAFT_REFERENCE_MISSING = 3,
+    OPCRAFT_REFERENCE_NOT_SUPPORTED = 4,
+    OPCRAFT_REFERENCE_NOT_READABLE = 5,
+    OPCRAFT_REFERENCE_MISNAMED = 6
+} opcraft_reference_verdict;
+
+/** Something that a signature lists. */
+typedef struct opcraft_reference {
+    size_t size;
+    opcraft_reference_kind kind;
+    const char* target; /**< the part; the source of the relationships; the Id of the object */
+    opcraft_reference_verdict verdict;
+    const char* problem;             /**< NULL when it holds */
+    const char* remark;              /**< what is unusual; NULL */
+    const char* signed_content_type; /**< NULL but for a part and relationships */
+    const char* content_type;
+    const char* digest_method; /**< identifier */
+    const char* signed_digest; /**< base64 */
+    const char* digest;        /**< NULL when none can be computed */
+    size_t relationship_count;
+    const char* const* relationships; /**< the IDs of those that are selected */
+} opcraft_reference;
+
+typedef struct opcraft_certificate {
+    size_t size;
+    const char* subject;
+    const char* issuer;
+    const char* serial_number; /**< hexadecimal */
+    const char* not_before;    /**< W3CDTF in UTC */
+    const char* not_after;
+    unsigned key_size; /**< bits */
+    const void* der;
+    size_t der_length;
+} opcraft_certificate;
+
+typedef struct opcraft_time_stamp {
+    size_t size;
+    const char* time;      /**< NULL when it cannot be read */
+    const char* authority; /**< NULL when it is not known */
+    bool holds;
+    bool trusted;
+    const char* problem; /**< NULL */
+} opcraft_time_stamp;
+
+typedef struct opcraft_signature {
+    size_t size;
+    const char* name; /**< as `opcraft_unsign` takes it */
+    const char* part;
+    opcraft_signature_form form;
+    bool countersignature;
+    bool holds;          /**< the value and all references hold */
+    const char* problem; /**< what does not hold first, or why it cannot be read; NULL */
+    opcraft_voucher voucher;
+    const char* doubt; /**< why a certificate is not trusted; NULL where none is distrusted */
+    size_t objection_count;
+    const char* const* objections;           /**< what of `signers` and `weakest_digest` it does not meet */
+    const char* subject;                     /**< of the certificate; NULL for a bare key */
+    const char* key_fingerprint;             /**< SHA-256 of the SubjectPublicKeyInfo, hexadecimal; NULL */
+    const char* algorithm;                   /**< identifier of the signature method; NULL */
+    unsigned key_size;                       /**< bits; 0 */
+    const char* time;                        /**< as the signer claims, W3CDTF in UTC; NULL */
+    const char* validation_time;             /**< for which the certificate was validated; NULL when none was */
+    const opcraft_certificate* certificate;  /**< NULL when there is none */
+    const opcraft_certificate* trust_anchor; /**< NULL */
+    size_t weak_count;
+    const char* const* weak; /**< weak algorithms, by name */
+    size_t time_stamp_count;
+    const opcraft_time_stamp* const* time_stamps;
+    bool complete; /**< it covers by itself what it has to */
+    size_t covered_part_count;
+    const char* const* covered_parts;
+    size_t uncovered_part_count;
+    const char* const* uncovered_parts;
+    size_t uncovered_relationship_count;
+    const char* const* uncovered_relationships; /**< "/word/document.xml#rId1" */
+    size_t uncovered_item_count;
+    const char* const* uncovered_items; /**< items that are no parts */
+    size_t excepted_count;
+    const char* const* excepted; /**< parts, relationships and items that are neither signed nor content */
+    size_t reference_count;
+    const opcraft_reference* const* references;
+} opcraft_signature;
+
+typedef struct opcraft_verification {
+    size_t size;
+    opcraft_verdict verdict;
+    const char* problem; /**< why the signatures cannot be read; NULL */
+    size_t signature_count;
+    const opcraft_signature* const* signatures;
+    size_t loose_count;
+    const char* const* loose; /**< parts that look like signatures, but are not tied to the package */
+    size_t unchecked_count;
+    const char* const* unchecked; /**< items with signatures of a kind that is not checked */
+    uint64_t external_targets;    /**< relationships that lead out of the package: what they lead to is never signed */
+} opcraft_verification;
+OPCRAFT_C_API void opcraft_verification_free(opcraft_verification* verification);
+
+/** Verifies all signatures of a package, which is opened for reading, as strictly as `opcraft_store_options.consistent`
+ *  says in any case, and closed. A signature that does not hold is a verdict, not an error. Revocation is not checked;
+ * the network is never used. */
+OPCRAFT_C_API opcraft_verification* opcraft_verify(opcraft_store* store, const opcraft_verify_options* options,
+                                                   opcraft_error** error);
+
+/** A private key that lies elsewhere: in a token, an agent or a service (`opc::crypto::Signer`). */
+typedef struct opcraft_signer {
+    size_t size;
+    const void* public_key; /**< SubjectPublicKeyInfo, PEM or DER */
+    size_t public_key_length;
+    /** Signs octets: RSA with PKCS#1 v1.5, elliptic curves in DER. The answer is verified before anything is done with
+     *  it.
+     *  @param capacity of `signature`, at least 8,192 bytes.
+     *  @return 0, or a value of errno.h, which is the `system_error` of what `opcraft_sign` fails with. */
+    int (*sign)(void* data, opcraft_digest digest, const void* octets, size_t length, void* signature, size_t capacity,
+                size_t* signature_length);
+    void* data;
+} opcraft_signer;
+
+/** One of `signer`, `key` and `pkcs12` is given. Whether others trust the certificate is not looked at; it has to be
+ * the key's, valid today and for signatures. */
+typedef struct opcraft_sign_options {
+    size_t size;
+    const opcraft_signer* signer;
+    const void* key; /**< a private key, PEM or DER */
+    size_t key_length;
+    const void* pkcs12; /**< with private key, certificate and chain */
+    size_t pkcs12_length;
+    const char* password;    /**< of `key` or `pkcs12`; NULL: none */
+    const void* certificate; /**< of the signer, PEM or DER; NULL: a bare key, which does not identify anybody */
+    size_t certificate_length;
+    const void* chain; /**< further certificates that are written into the signature; several in PEM */
+    size_t chain_length;
+    opcraft_signature_form form;
+    opcraft_digest digest;    /**< not OPCRAFT_DIGEST_MD5 or OPCRAFT_DIGEST_SHA1 */
+    const char* comments;     /**< the purpose, for OPCRAFT_FORM_OFFICE alone, which shows it; NULL */
+    const char* const* parts; /**< the parts that are signed alone */
+    size_t part_count;        /**< 0: all parts and relationships */
+    bool countersign;         /**< signs all signatures instead */
+} opcraft_sign_options;
+
+typedef struct opcraft_sign_result {
+    size_t size;
+    const char* name; /**< of the new signature */
+    uint64_t parts;   /**< how many it covers */
+    uint64_t relationships;
+    size_t warning_count;
+    const char* const* warnings; /**< what it cannot cover, and weak keys and digests */
+} opcraft_sign_result;
+OPCRAFT_C_API void opcraft_sign_result_free(opcraft_sign_result* result);
+
+/** Signs a package, which is opened for a change and saved. Refuses a file that other programs could read as another
+ *  package. When it fails, the store is unchanged. */
+OPCRAFT_C_API opcraft_sign_result* opcraft_sign(opcraft_store* store, const opcraft_sign_options* options,
+                                                opcraft_error** error);
+
+/** Removes signatures, and saves. When it fails, the store is unchanged.
+ *  @param name of a signature (OPCRAFT_ERROR_SIGNATURE_NOT_FOUND); not of one that a countersignature covers, which is
+ *         to be removed before (OPCRAFT_ERROR_COULD_NOT_REMOVE_SIGNATURE). NULL: all, also those that cannot be read.
+ *  @param removed receives how many; may be NULL. */
+OPCRAFT_C_API bool opcraft_unsign(opcraft_store* store, const char* name, uint64_t* removed, opcraft_error** error);
+
 #ifdef __cplusplus
 }
 #endif

@@ -45,6 +45,13 @@ public:
         return copy;
     }
 
+    /// A copy of what is no text.
+    const void* keepBytes(const std::vector<unsigned char>& bytes) {
+        auto* copy = static_cast<unsigned char*>(memory_.allocate(bytes.size() + 1, 1));
+        std::copy(bytes.begin(), bytes.end(), copy);
+        return copy;
+    }
+
     /// The texts of a range, as `keep` takes them.
     template <class Range>
     const char* const* texts(const Range& range, std::size_t& count) {

@@ -270,8 +270,9 @@ PackageJudgement verifyPackage(interfaces::IPhysicalPackage& store, const Judgem
     } catch (const InvalidSignature& e) {
         PackageJudgement judgement;
         judgement.verdict = Verdict::Unreadable;
-        judgement.problem = e.what();
         judgement.place = e.getPlace();
+        const bool isKnown = judgement.place && !judgement.place->item.empty();
+        judgement.problem = (isKnown ? judgement.place->item + ": " : std::string()) + e.what();
         return judgement;
     }
     return judgeSignatures(manager, store, options);

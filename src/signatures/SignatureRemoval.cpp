@@ -3,6 +3,7 @@
 
 #include <opc/core/FoldedNames.hpp>
 #include <opc/core/Strings.hpp>
+#include <opc/signatures/DigitalSignatureManager.hpp>
 
 #include "model/ItemBytes.hpp"
 #include "signatures/PackageGuards.hpp"
@@ -230,6 +231,19 @@ SignatureRemoval removeSignatures(Package& package) {
 SignatureRemoval removeSignatures(Package& package, const std::set<PartName>& names) {
     throwIfNotOpenForModify(package);
     return Removal(package, &names).run();
+}
+
+std::optional<DigitalSignature> findCountersigned(const DigitalSignatureManager& manager,
+                                                  const std::set<PartName>& names) {
+    std::set<PartName> covered;
+    for (const DigitalSignature& each : manager.getSignatures())
+        if (manager.isCountersignature(each) && names.count(each.getPartName()) == 0)
+            for (const PartName& name : each.getSignedPartNames())
+                covered.insert(name);
+    for (const DigitalSignature& each : manager.getSignatures())
+        if (names.count(each.getPartName()) != 0 && covered.count(each.getPartName()) != 0)
+            return each;
+    return std::nullopt;
 }
 
 } // namespace opc::model

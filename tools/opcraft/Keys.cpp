@@ -6,6 +6,7 @@
 #include "opcraft/Text.hpp"
 
 #include <opc/certificates/PKCS12Certificate.hpp>
+#include <opc/signatures/SigningWarnings.hpp>
 
 #include <fcntl.h>
 #include <string.h>
@@ -367,15 +368,8 @@ void Signer::checkCertificate(const std::string& file) const {
 }
 
 void Signer::warn(const std::string& file, Console& console) const {
-    const opc::crypto::PublicKey key = key_->getPublicKey();
-    const std::string start = file + ": warning: ";
-    if (key.getKind() == opc::crypto::KeyKind::RSA && key.getKeySize() < 2048)
-        console.note(start + "the key is weak: RSA with " + std::to_string(key.getKeySize()) +
-                     " bits; 2048 are the least that is safe");
-    if (options_.digestMethod == DigestMethod::SHA224)
-        console.note(start + "the digest is weak: SHA-224; SHA-256 is safe, and more programs know it");
-    if (form_ != SignatureForm::Library && options_.certificate.isEmpty())
-        console.note(start + "without a certificate other programs do not accept the signature");
+    for (const std::string& warning : findSigningWarnings(key_->getPublicKey(), form_, options_))
+        console.note(file + ": warning: " + warning);
 }
 
 } // namespace opcraft

@@ -4,12 +4,15 @@
 #include <opc/core/Export.hpp>
 #include <opc/model/PartName.hpp>
 #include <opc/model/relationships/Relationship.hpp>
+#include <opc/signatures/DigitalSignature.hpp>
 
+#include <optional>
 #include <set>
 #include <vector>
 
 namespace opc::model {
 
+class DigitalSignatureManager;
 class Package;
 
 /// A part that a removal of signatures keeps, because something else than signatures is in it or uses it.
@@ -40,5 +43,12 @@ OPCRAFT_API SignatureRemoval removeSignatures(Package& package);
 /// As above, those alone that have these names; `DigitalSignature::getPartName` tells them. Origins go with the last
 /// signature.
 OPCRAFT_API SignatureRemoval removeSignatures(Package& package, const std::set<PartName>& names);
+
+/// The first of these signatures that a countersignature, which is none of them, covers: by their removal that would
+/// not hold any longer. Those made after a countersignature may be removed.
+/// @param names of signature parts.
+/// @throws PackageNotOpen
+OPCRAFT_API std::optional<DigitalSignature> findCountersigned(const DigitalSignatureManager& manager,
+                                                              const std::set<PartName>& names);
 
 } // namespace opc::model

@@ -66,18 +66,12 @@ std::vector<DigitalSignature> select(const DigitalSignatureManager& manager, con
     return selected;
 }
 
-/// A countersignature is kept only when it covers none of the signatures to remove; those made after it may be removed.
-void throwIfCountersigned(const DigitalSignatureManager& manager, const std::vector<DigitalSignature>& selected) {
-    for (const DigitalSignature& countersignature : findCountersignatures(manager)) {
-        if (contains(selected, countersignature))
-            continue;
-        const std::vector<PartName> covered = countersignature.getSignedPartNames();
-        for (const DigitalSignature& signature : selected)
-            if (std::find(covered.begin(), covered.end(), signature.getPartName()) != covered.end())
-                throw Failure(ExitCode::NotProcessed, "", "",
-                              toUtf8(signature.getName()) +
-                                  " is countersigned; --countersignature removes the countersignature too");
-    }
+/// A countersignature is kept only when it covers none of the signatures to remove.
+void throwIfCountersigned(const DigitalSignatureManager& manager, const std::set<PartName>& parts) {
+    if (const auto signature = findCountersigned(manager, parts))
+        throw Failure(ExitCode::NotProcessed, "", "",
+                      toUtf8(signature->getName()) +
+                          " is countersigned; --countersignature removes the countersignature too");
 }
 
 std::string keptLines(const opc::model::SignatureRemoval& removal) {
@@ -98,13 +92,13 @@ ExitCode removeSome(UnsignOptions options, Console& console) {
     PackageChange change(options, console, ChangeSubject::Signatures);
     DigitalSignatureManager& manager = change.getPackage().getSignatureManager();
     const std::vector<DigitalSignature> selected = select(manager, options);
-    throwIfCountersigned(manager, selected);
     std::string text;
     std::set<PartName> parts;
     for (const DigitalSignature& signature : selected) {
         text += "Removed " + escaped(toUtf8(signature.getName())) + '\n';
         parts.insert(signature.getPartName());
     }
+    throwIfCountersigned(manager, parts);
     text += keptLines(removeSignatures(change.getPackage().getModel(), parts));
     change.save(console);
     change.report(console, text);
