@@ -12,6 +12,7 @@ void registerNames();
 void registerHugeParts();
 void registerSigning();
 void registerTool();
+void registerPython();
 
 /// What a comparison of huge parts measures runs in a process of its own, so that its memory can be measured: this is
 /// the main function of such a process.

@@ -2,6 +2,7 @@
 #include "Benchmarks.hpp"
 #include "Comparison.hpp"
 #include "HugeContent.hpp"
+#include "ManyParts.hpp"
 #include "Process.hpp"
 #include "SigningTasks.hpp"
 #include "Workspace.hpp"
@@ -22,6 +23,8 @@
 #include <map>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace opc::benchmarks {
 
@@ -109,6 +112,21 @@ void readHugeItem(const fs::path& file) {
     throwIfNotHuge(size);
 }
 
+// ---- many parts
+
+/// Name, type and size of each.
+void listParts(const fs::path& file) {
+    const OpenPackage package(file, OpenMode::ReadOnly);
+    std::vector<std::pair<std::u16string, std::u16string>> parts;
+    for (const model::Part& part : package.model.getParts())
+        parts.emplace_back(part.getName().toString(), part.getContentType().toString());
+    std::map<std::u16string, std::uint64_t> sizes;
+    for (const storage::ZipItem& item : package.zip.getItems())
+        sizes.emplace(item.partName, item.size);
+    if (parts.size() != 10'000 || sizes.size() < parts.size())
+        throw std::runtime_error("there are not 10,000 parts");
+}
+
 // ---- one small change
 
 void changeSmallPart(const fs::path& file) {
@@ -174,6 +192,7 @@ const std::map<std::string, Task>& tasks() {
         {"write-noise", [](const fs::path& file) { writeHuge(file, HugeContent::Kind::Noise, CompressionType::None); }},
         {"write-noise-item", [](const fs::path& file) { writeHugeItem(file, HugeContent::Kind::Noise, ZIP_CM_STORE); }},
         {"read", readHuge},
+        {"list", listParts},
         {"read-item", readHugeItem},
         {"change", changeSmallPart},
         {"copy", copyFile},
@@ -216,6 +235,19 @@ void registerHugeParts() {
                        reading("read", textFile), reading("read-item", textFile));
     registerComparison({"1 GiB part in, stored", "libzip reading the same item", 5, aim, peakAim},
                        reading("read", noiseFile), reading("read-item", noiseFile));
+}
+
+void registerPython() {
+    const auto python = [](const std::string& task, std::string (*file)()) {
+        return [task, file] { return pythonTask(task, file()); };
+    };
+    const auto tenThousand = [] { return manyParts(10'000).string(); };
+    registerComparison({"list 10,000 parts in Python", "in C++", 21, 3}, python("list", tenThousand),
+                       reading("list", tenThousand));
+    registerComparison({"1 GiB part in, deflated, in Python", "in C++", 5, 1.2, 64.0 * mebibyte},
+                       python("read", textFile), reading("read", textFile));
+    registerComparison({"1 GiB part in, stored, in Python", "in C++", 5, 1.2, 64.0 * mebibyte},
+                       python("read", noiseFile), reading("read", noiseFile));
 }
 
 } // namespace opc::benchmarks

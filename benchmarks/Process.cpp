@@ -53,6 +53,17 @@ std::string readAll(int descriptor) {
     }
 }
 
+/// A process that prints its seconds and its peak of memory.
+Side measuringItself(std::vector<std::string> arguments) {
+    return [arguments = std::move(arguments)] {
+        std::istringstream report(runProgram(arguments));
+        Cost cost;
+        if (!(report >> cost.seconds >> cost.peakBytes))
+            throw std::runtime_error(arguments[0] + " reported nothing");
+        return cost;
+    };
+}
+
 } // namespace
 
 std::string runProgram(const std::vector<std::string>& arguments) {
@@ -80,13 +91,12 @@ Side wholeProcess(std::vector<std::string> arguments) {
 }
 
 Side hugeTask(const std::string& task, const std::string& file) {
-    return [task, file] {
-        std::istringstream report(runProgram({"/proc/self/exe", "--task", task, file}));
-        Cost cost;
-        if (!(report >> cost.seconds >> cost.peakBytes))
-            throw std::runtime_error("the task " + task + " reported nothing");
-        return cost;
-    };
+    return measuringItself({"/proc/self/exe", "--task", task, file});
+}
+
+Side pythonTask(const std::string& task, const std::string& file) {
+    return measuringItself({"/usr/bin/env", "OPCRAFT_LIBRARY=" OPCRAFT_C_LIBRARY, "PYTHONPATH=" OPCRAFT_PYTHON_PACKAGE,
+                            "PYTHONDONTWRITEBYTECODE=1", OPCRAFT_PYTHON, OPCRAFT_MEASURE_IN_PYTHON, task, file});
 }
 
 /// `getrusage` would count what the process was before it became this program.

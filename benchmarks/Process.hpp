@@ -19,6 +19,9 @@ Side wholeProcess(std::vector<std::string> arguments);
 /// A task of `runHugeTask`, which measures itself.
 Side hugeTask(const std::string& task, const std::string& file);
 
+/// A task of `measure.py`, which measures itself, too.
+Side pythonTask(const std::string& task, const std::string& file);
+
 /// The most memory that this process held until now.
 std::uint64_t peakOfThisProcess();
 

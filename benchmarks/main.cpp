@@ -21,6 +21,7 @@ int measure(int argc, char** argv) {
     registerHugeParts();
     registerSigning();
     registerTool();
+    registerPython();
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return EXIT_FAILURE;

@@ -6,8 +6,11 @@ Example:
     >>> with opcraft.open("letter.docx") as package:
     ...     for name, part in package.parts.items():
     ...         print(name, part.content_type, part.size)
-    /docProps/core.xml application/vnd.openxmlformats-package.core-properties+xml 734
-    /word/document.xml application/vnd.openxmlformats-officedocument.wordprocessingml.document.main+xml 304
+    /docProps/app.xml application/vnd.openxmlformats-officedocument.extended-properties+xml 198
+    /docProps/core.xml application/vnd.openxmlformats-package.core-properties+xml 585
+    /word/document.xml application/vnd.openxmlformats-officedocument.wordprocessingml.document.main+xml 1751
+    /word/media/bar.png image/png 109
+    /word/styles.xml application/vnd.openxmlformats-officedocument.wordprocessingml.styles+xml 540
 """
 
 from . import _c

@@ -296,6 +296,8 @@ class difference_report(Struct):
         ("items", _list(item_difference)),
         ("signature_count", c_size_t),
         ("signatures", _list(signature_difference)),
+        ("unread_signature_count", c_size_t),
+        ("unread_signatures", _texts),
     ]
 
 
@@ -578,6 +580,8 @@ class _Functions:
     """The functions of the library, ``c.version()`` for ``opcraft_version``; each is looked up once."""
 
     def __getattr__(self, name: str) -> Any:
+        if name not in _PLAIN and name not in _FAILING:
+            raise AttributeError(name)
         plain = _function(name)
         function = plain if name in _PLAIN else _checked(plain)
         setattr(self, name, function)

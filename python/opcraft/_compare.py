@@ -126,6 +126,7 @@ class Differences:
         properties: Core properties that differ.
         items: That are no parts, and differ.
         signatures: What became of them.
+        unread_signatures: Why the signatures of a package could not be read, and were not compared but as parts.
     """
 
     equal: bool
@@ -135,6 +136,7 @@ class Differences:
     properties: Tuple[PropertyDifference, ...]
     items: Tuple[ItemDifference, ...]
     signatures: Tuple[SignatureDifference, ...]
+    unread_signatures: Tuple[str, ...]
 
 
 def compare(

@@ -220,7 +220,7 @@ def verify(
         source: The package, as :func:`opcraft.open` takes it.
         trust: The certificates that are trusted: the path of a file, bytes (PEM or DER), or several of these.
         system_trust: Whether those of the system are trusted, too.
-        public_key: The only key that counts, path or bytes; certificates do not then.
+        public_key: The only key that counts, path or bytes; certificates do not then, and none are given.
         allow_untrusted: Does not ask who signed.
         signers: Who is accepted: the subject of a certificate as ``Signature.subject`` gives it, or the SHA-256
             fingerprint of a key or certificate in hexadecimal; none: everybody who is trusted.
@@ -284,15 +284,15 @@ def sign(
         source: The package, as :func:`opcraft.open` takes it.
         key: A private key, PEM or DER.
         certificate: Of the signer, PEM or DER; None: a bare key, which does not identify anybody.
-        chain: Further certificates that are written into the signature.
+        chain: Further certificates that are written into the signature; only with ``certificate``.
         pkcs12: A bundle with private key, certificate and chain.
         password: Of ``key`` or ``pkcs12``.
         signer: For a key that lies elsewhere: signs bytes, with the digest that it is given. RSA with PKCS#1 v1.5,
             elliptic curves in DER.
         public_key: Of ``signer``, PEM or DER.
         form: In which the signature is stored.
-        digest: For what it covers and for its value.
-        comments: The purpose, which ``SignatureForm.OFFICE`` shows.
+        digest: For what it covers and for its value; not MD5 or SHA-1.
+        comments: The purpose, only with ``SignatureForm.OFFICE``.
         parts: The names of the parts that are signed alone; none: all parts and relationships.
         countersign: Signs all signatures instead.
         output: A file that is written instead of the one that was opened.

@@ -11,7 +11,7 @@ from opcraft import _c, _enums, _version
 HEADER = (TOP / "include" / "opcraft" / "opcraft.h").read_text(encoding="utf-8")
 CODE = re.sub(r"/\*.*?\*/", "", HEADER, flags=re.S)
 STRUCTS = re.findall(r"typedef struct opcraft_(\w+) \{", CODE)
-ENUMERATORS = re.findall(r"^\s*(OPCRAFT_[A-Z0-9_]+) =", CODE, flags=re.M)
+ENUMERATORS = re.findall(r"\b(OPCRAFT_[A-Z0-9_]+)\s*=", CODE)
 
 # The enumerations of Python by what the names of their values begin with.
 PREFIXES = {
@@ -78,13 +78,18 @@ def test_structures_and_enumerations_are_those_of_the_header(folder):
     assert list(lines_of_python()) == printed.splitlines()
 
 
-def test_every_function_is_known():
+def test_nothing_is_left_out_on_either_side():
+    structs = {each for each in vars(_c).values() if isinstance(each, type) and issubclass(each, _c.Struct)}
+    assert structs - {_c.Struct} == {struct_of(name) for name in STRUCTS}
+    values = sum(len(enum) for enum in {*PREFIXES.values(), _enums.ReferenceVerdict})
+    assert values == len(ENUMERATORS)
     functions = re.findall(r"OPCRAFT_C_API [^;(]*?opcraft_(\w+)\(([^;]*?)\);", CODE, flags=re.S)
     known = {**_c._PLAIN, **_c._FAILING}
     for name, arguments in functions:
         count = len(known[name][1]) + (name in _c._FAILING)
         assert (name, count) == (name, 0 if arguments == "void" else arguments.count(",") + 1)
         assert (name in _c._FAILING) == ("opcraft_error**" in arguments), name
+    assert {name for name, _ in functions} == set(known)
 
 
 def test_the_version_is_that_of_the_library():

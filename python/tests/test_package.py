@@ -156,7 +156,7 @@ def test_a_new_package_is_there_when_it_is_saved(mode):
     with opcraft.open("new.pkg") as package:
         assert package.relationships.parts("http://example.org/a") == (package.parts["/a.xml"],)
         assert (package.properties.title, package.properties.creator) == ("Two", "Ada")
-        assert package.properties.created.day == 31
+        assert package.properties.created.day == 31 and package.lint() == ()
 
 
 def test_x_replaces_no_file_that_came_meanwhile():
