@@ -23,6 +23,17 @@ if(OPCRAFT_SANITIZE)
   target_link_options(opcraft_flags INTERFACE -fsanitize=${OPCRAFT_SANITIZE})
 endif()
 
+# The same for C.
+add_library(opcraft_c_flags INTERFACE)
+target_compile_options(opcraft_c_flags INTERFACE -Wall -Wextra -pedantic)
+if(OPCRAFT_WERROR)
+  target_compile_options(opcraft_c_flags INTERFACE -Werror)
+endif()
+if(OPCRAFT_SANITIZE)
+  target_compile_options(opcraft_c_flags INTERFACE -fsanitize=${OPCRAFT_SANITIZE} -fno-sanitize-recover=all)
+  target_link_options(opcraft_c_flags INTERFACE -fsanitize=${OPCRAFT_SANITIZE})
+endif()
+
 # opcraft_room(name SOURCES file... [USES room...] [LINKS target...])
 #   SOURCES  files below src/<name>
 #   USES     the rooms whose headers it may include, besides its own

@@ -8,20 +8,23 @@
  *
  * What holds for all of it:
  * - **Handles** are opaque. Each kind has a function that frees it, which takes NULL. A handle is used by one thread at
- * a time, different handles by different threads at once; an `opcraft_monitor` by any number of threads.
- * - **Texts** are UTF-8 and end with a zero byte. What a function returns as `const char *`, in a structure or alone,
- *   lives until the handle or structure that it was asked of is freed, or, for a package, changed. Texts that a
- * function takes are copied.
+ *   a time, different handles by different threads at once; an `opcraft_monitor` by any number of threads. A package
+ *   with its store, readers and writers counts as one handle.
+ * - **Texts** are UTF-8 and end with a zero byte; in what the library returns, what is not UTF-8, as in the path of a
+ *   file, is U+FFFD. What a function returns in a structure lives until the structure is freed, whatever becomes of the
+ *   handle that it was asked of. Texts that a function takes are copied.
  * - **Sizes** are bytes.
  * - **Failures**: a function that can fail takes `opcraft_error **` last. It returns NULL or false then, and stores an
- *   error there, unless the argument is NULL; the caller frees it. Nothing else is changed unless it is said. No C++
- *   exception leaves a function, and no signal disposition, locale or environment variable is changed.
+ *   error there, unless the argument is NULL; the caller frees it. When nothing fails, NULL is stored there. What was
+ *   there before is overwritten, not freed. Nothing else is changed by a failure unless it is said. NULL for an
+ * argument that does not allow it is OPCRAFT_ERROR_INVALID_ARGUMENT. No C++ exception leaves a function, and no signal
+ *   disposition, locale or environment variable is changed.
  * - **Structures** begin with `size`. The caller sets it to `sizeof` of a structure that it fills, all of which else
- * may be zero, which means the default; the library sets it in what it returns. New members come at the end. What the
- * library returns in one is not changed by the caller, and is freed as a whole. Lists are arrays of pointers, so that
- * their elements may grow.
+ *   may be zero, which means the default; the library sets it in what it returns. New members come at the end. What the
+ *   library returns in one is not changed by the caller, and is freed as a whole. Lists are arrays of pointers, so that
+ *   their elements may grow; behind the last element there is NULL.
  * - **Values** of enumerations are never changed or reused; new ones are added. A caller takes one that it does not
- * know for a further kind.
+ *   know for a further kind.
  */
 
 #include <stdbool.h>
@@ -58,7 +61,8 @@ typedef enum opcraft_error_kind {
     OPCRAFT_ERROR_CANCELLED = 3,        /**< the caller ended the work */
     /** the package costs more than `Limits` allow, or a file is too large for the system */
     OPCRAFT_ERROR_LIMIT_EXCEEDED = 4,
-    OPCRAFT_ERROR_STORE_IN_USE = 5,  /**< another program changes the file, or changed it since it was opened */
+    /** another program changes the file, or changed it since it was opened; the store or the part is in use already */
+    OPCRAFT_ERROR_STORE_IN_USE = 5,
     OPCRAFT_ERROR_DAMAGED_STORE = 6, /**< no ZIP file, or one with damaged or ambiguous content */
     /** an encrypted item, an unknown compression method, or something that the store cannot do */
     OPCRAFT_ERROR_NOT_SUPPORTED = 7,
@@ -176,8 +180,8 @@ OPCRAFT_C_API opcraft_monitor* opcraft_monitor_new(opcraft_error** error);
 OPCRAFT_C_API void opcraft_monitor_free(opcraft_monitor* monitor);
 /** The bytes of items that were read so far; what is read twice counts twice. */
 OPCRAFT_C_API uint64_t opcraft_monitor_bytes_read(const opcraft_monitor* monitor);
-/** The work that goes on, and what is begun later, fails as soon as it reads or writes, with OPCRAFT_ERROR_CANCELLED.
- *  A file is the old one or the new one. May be called from a signal handler. */
+/** The work that goes on, and what is begun later, fails as soon as it reads, writes or waits, with
+ *  OPCRAFT_ERROR_CANCELLED. A file is the old one or the new one. May be called from a signal handler. */
 OPCRAFT_C_API void opcraft_monitor_cancel(opcraft_monitor* monitor);
 
 /* ---- Stores: where a package lies -------------------------------------------------------------------------------- */
@@ -189,6 +193,9 @@ typedef struct opcraft_store opcraft_store;
 /** Which of several items of one name, or of several archives in a row, is read by what reads tolerantly. */
 typedef enum opcraft_take { OPCRAFT_TAKE_NEITHER = 0, OPCRAFT_TAKE_FIRST = 1, OPCRAFT_TAKE_LAST = 2 } opcraft_take;
 
+/** For a store of the caller's own, `monitor` and the limits of XML count alone; the rest is about files and their
+ * items.
+ */
 typedef struct opcraft_store_options {
     size_t size;
     const opcraft_limits* limits; /**< NULL: the defaults */
@@ -200,7 +207,8 @@ typedef struct opcraft_store_options {
                                saves is refused; below 0: waits without end */
     bool consistent;      /**< refuses a ZIP file that other programs could read as another package */
     opcraft_take take;
-    const char* output; /**< a file that is written instead of the one that was opened; NULL: that one */
+    const char* output; /**< a file that is written instead of the one that was opened, or of the bytes in memory; NULL:
+                             none */
 } opcraft_store_options;
 
 /** A ZIP file, or a folder with an unpacked package, which is for reading only. */
@@ -224,14 +232,17 @@ typedef enum opcraft_mode {
 } opcraft_mode;
 
 /** A store of the caller's own (`opc::interfaces::IPhysicalPackage`, which has the rules). All return 0, or a value of
- *  errno.h: ENOENT when there is no such package or part, EACCES where permission is denied. Part names begin with "/";
- *  NULL as a name means the content types stream. They are called on the thread that calls the library. */
+ *  errno.h, which the error of the failed call has: ENOENT when there is no such package or part, EACCES where
+ *  permission is denied. Part names begin with "/"; NULL as a name means the content types stream. They are called on
+ *  the thread that calls the library, and return: no exception and no `longjmp` leaves them. Each begin_read and
+ *  begin_write that succeeds is followed by its end before `close` is called. */
 typedef struct opcraft_store_callbacks {
     size_t size;
     bool has_content_types_stream; /**< whether the store keeps content types in a stream, as a ZIP file does; otherwise
                                         each part has its own */
     int (*open)(void* data, opcraft_mode mode);
-    int (*close)(void* data, bool discard);            /**< saves what was changed, or drops it */
+    int (*close)(void* data, bool discard); /**< saves what was changed, or drops it; after a failure the store
+                                               is still open, with all changes */
     int (*list)(void* data, opcraft_listing* listing); /**< all parts, relationships parts included */
     int (*begin_read)(void* data, const char* name, void** stream);
     int (*read)(void* data, void* stream, void* buffer, size_t capacity,
@@ -250,8 +261,8 @@ OPCRAFT_C_API opcraft_store* opcraft_store_new_callbacks(const opcraft_store_cal
 
 OPCRAFT_C_API void opcraft_store_free(opcraft_store* store);
 
-/** The bytes of a store in memory as they were last saved; NULL for another one. They live until the next change of the
- *  store. */
+/** The bytes of a store in memory as they were last saved; NULL for another one, and where there are none. They live
+ *  until a package that uses the store is saved, or the store is freed. */
 OPCRAFT_C_API const void* opcraft_store_data(const opcraft_store* store, size_t* length);
 
 /* ---- Packages ---------------------------------------------------------------------------------------------------- */
@@ -268,13 +279,16 @@ typedef struct opcraft_open_options {
 OPCRAFT_C_API opcraft_package* opcraft_package_open(opcraft_store* store, opcraft_mode mode,
                                                     const opcraft_open_options* options, opcraft_error** error);
 
-/** Saves what was changed, and closes. After a failure the package is still open, with all changes. */
+/** Saves what was changed, and closes: all that can be done with the package then is to free it, and the store is free
+ *  for others. Readers and writers are freed before (else OPCRAFT_ERROR_STORE_IN_USE). After a failure the package is
+ *  still open, with all changes. */
 OPCRAFT_C_API bool opcraft_package_close(opcraft_package* package, opcraft_error** error);
 
-/** Frees a package, with its readers and writers; what was not saved by closing it is dropped. */
+/** Frees a package; what was not saved by closing it is dropped. Its readers and writers, if there are any, have to be
+ *  freed all the same, and fail until then (OPCRAFT_ERROR_INVALID_OBJECT). */
 OPCRAFT_C_API void opcraft_package_free(opcraft_package* package);
 
-/** What a package looks like, `opcraft_part.sizes` and all. */
+/** A part as it is listed. */
 typedef struct opcraft_part {
     size_t size;
     const char* name;         /**< "/word/document.xml" */
@@ -317,7 +331,8 @@ OPCRAFT_C_API char* opcraft_part_content_type(const opcraft_package* package, co
 OPCRAFT_C_API opcraft_bytes* opcraft_part_read(const opcraft_package* package, const char* name, uint64_t most,
                                                opcraft_error** error);
 
-/** Reads a part from its start in blocks. One reader or writer of a part is open at a time. */
+/** Reads a part from its start in blocks. One reader or writer of a part is open at a time (else
+ *  OPCRAFT_ERROR_STORE_IN_USE), and none while the part is moved or deleted. */
 typedef struct opcraft_reader opcraft_reader;
 OPCRAFT_C_API opcraft_reader* opcraft_part_open(const opcraft_package* package, const char* name,
                                                 opcraft_error** error);
@@ -338,11 +353,11 @@ typedef enum opcraft_compression {
 OPCRAFT_C_API bool opcraft_part_create(opcraft_package* package, const char* name, const char* content_type,
                                        opcraft_compression compression, opcraft_error** error);
 
-/** Gives a part new content. */
+/** Gives a part new content. After a failure the part has no content that can be saved until it is written anew. */
 OPCRAFT_C_API bool opcraft_part_write(opcraft_package* package, const char* name, const void* data, size_t length,
                                       opcraft_error** error);
 
-/** Gives a part new content in blocks. */
+/** Gives a part new content in blocks. After a failure the writer takes nothing more, see `opcraft_part_write`. */
 typedef struct opcraft_writer opcraft_writer;
 OPCRAFT_C_API opcraft_writer* opcraft_part_rewrite(opcraft_package* package, const char* name, opcraft_error** error);
 OPCRAFT_C_API bool opcraft_writer_write(opcraft_writer* writer, const void* data, size_t length, opcraft_error** error);

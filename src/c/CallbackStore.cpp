@@ -29,9 +29,24 @@ using interfaces::IPhysicalPart;
 using interfaces::IPhysicalPartInfo;
 using interfaces::OpenMode;
 
-/// The functions of the caller, and which item they are called for.
-struct Callee {
-    const opcraft_store_callbacks& callbacks;
+struct CallbackStore final : opcraft_store {
+    CallbackStore(const opcraft_store_callbacks& of, void* with) : callbacks(of), data(with) {}
+
+    std::unique_ptr<IPhysicalPackage> makePhysical(OpenMode mode, bool consistent) override;
+
+    void throwIfCancelled() const {
+        if (isCancelled())
+            throwCancelled("the work was cancelled");
+    }
+
+    /// Fails with what a callback returned.
+    void check(int value, const std::string& message) const {
+        if (value != 0)
+            failure = value;
+        throwIfFailed(value, message);
+    }
+
+    opcraft_store_callbacks callbacks;
     void* data;
 };
 
@@ -39,32 +54,31 @@ struct Callee {
 class Item {
 public:
     /// @param name UTF-8; empty: the content types stream.
-    Item(const Callee& callee, std::string name) : callee_(callee), name_(std::move(name)) {}
+    Item(const CallbackStore& store, std::string name) : store_(store), name_(std::move(name)) {}
 
-    const Callee& getCallee() const noexcept { return callee_; }
+    const CallbackStore& getStore() const noexcept { return store_; }
     const char* getName() const noexcept { return name_.empty() ? nullptr : name_.c_str(); }
     std::string message(const char* what) const {
         return (name_.empty() ? "[Content_Types].xml" : name_) + ": the store " + what;
     }
 
 private:
-    const Callee& callee_;
+    const CallbackStore& store_;
     std::string name_;
 };
 
 class CallbackInput final : public IPhysicalInputStream {
 public:
     explicit CallbackInput(const Item& item) : item_(item) {}
-    ~CallbackInput() override { end(); }
+    ~CallbackInput() override { close(); }
 
     CallbackInput(const CallbackInput&) = delete;
     CallbackInput& operator=(const CallbackInput&) = delete;
 
     void open() override {
-        end();
-        const Callee& callee = item_.getCallee();
-        throwIfFailed(callee.callbacks.begin_read(callee.data, item_.getName(), &stream_),
-                      item_.message("cannot read it"));
+        close();
+        const CallbackStore& store = item_.getStore();
+        store.check(store.callbacks.begin_read(store.data, item_.getName(), &stream_), item_.message("cannot read it"));
         isOpen_ = true;
         isDone_ = false;
     }
@@ -74,25 +88,25 @@ public:
             throwIfFailed(EBADF, item_.message("does not read it"));
         if (size == 0)
             return 0;
+        const CallbackStore& store = item_.getStore();
+        store.throwIfCancelled();
         std::size_t count = 0;
-        const Callee& callee = item_.getCallee();
-        throwIfFailed(callee.callbacks.read(callee.data, stream_, buffer, size, &count),
-                      item_.message("cannot read it"));
+        store.check(store.callbacks.read(store.data, stream_, buffer, size, &count), item_.message("cannot read it"));
         if (count > size)
             throwIfFailed(EIO, item_.message("tells that it read more than there is room for"));
+        if (store.options.bytesRead != nullptr)
+            *store.options.bytesRead += count;
         isDone_ = count == 0;
         return count;
     }
 
     bool isDone() const override { return isDone_; }
-    void close() override { end(); }
-
-private:
-    void end() noexcept {
+    void close() noexcept override {
         if (std::exchange(isOpen_, false))
-            item_.getCallee().callbacks.end_read(item_.getCallee().data, stream_);
+            item_.getStore().callbacks.end_read(item_.getStore().data, stream_);
     }
 
+private:
     const Item& item_;
     void* stream_ = nullptr;
     bool isOpen_ = false;
@@ -102,33 +116,35 @@ private:
 class CallbackOutput final : public IPhysicalOutputStream {
 public:
     explicit CallbackOutput(const Item& item) : item_(item) {}
-    ~CallbackOutput() override {
-        if (isOpen_)
-            item_.getCallee().callbacks.end_write(item_.getCallee().data, stream_);
-    }
+    ~CallbackOutput() override { end(); }
 
     CallbackOutput(const CallbackOutput&) = delete;
     CallbackOutput& operator=(const CallbackOutput&) = delete;
 
     void write(const unsigned char* data, unsigned long size) override {
-        const Callee& callee = item_.getCallee();
+        const CallbackStore& store = item_.getStore();
+        store.throwIfCancelled();
         if (!isOpen_)
-            check(callee.callbacks.begin_write(callee.data, item_.getName(), &stream_));
+            check(store.callbacks.begin_write(store.data, item_.getName(), &stream_));
         isOpen_ = true;
-        if (size != 0)
-            check(callee.callbacks.write(callee.data, stream_, data, size));
+        const int value = size != 0 ? store.callbacks.write(store.data, stream_, data, size) : 0;
+        if (value != 0)
+            end(); // what is written next is new content
+        check(value);
     }
 
     bool isDone() const override { return !isOpen_; }
     void flush() override {}
+    void close() override { check(end()); }
 
-    void close() override {
-        if (std::exchange(isOpen_, false))
-            check(item_.getCallee().callbacks.end_write(item_.getCallee().data, stream_));
+    /// @return what the store says.
+    int end() noexcept {
+        const CallbackStore& store = item_.getStore();
+        return std::exchange(isOpen_, false) ? store.callbacks.end_write(store.data, stream_) : 0;
     }
 
 private:
-    void check(int value) const { throwIfFailed(value, item_.message("cannot write it")); }
+    void check(int value) const { item_.getStore().check(value, item_.message("cannot write it")); }
 
     const Item& item_;
     void* stream_ = nullptr;
@@ -137,13 +153,19 @@ private:
 
 class CallbackPart final : public IPhysicalPart {
 public:
-    CallbackPart(const Callee& callee, std::u16string name, std::u16string contentType)
-        : item_(callee, detail::toUTF8String(name)), name_(std::move(name)), contentType_(std::move(contentType)) {}
+    CallbackPart(const CallbackStore& store, std::u16string name, std::u16string contentType)
+        : item_(store, detail::toUTF8String(name)), name_(std::move(name)), contentType_(std::move(contentType)) {}
 
     std::u16string getName() const override { return name_; }
     std::u16string getContentType() const override { return contentType_; }
     IPhysicalInputStream* getInputStream() override { return &input_; }
     IPhysicalOutputStream* getOutputStream() override { return &output_; }
+
+    /// Ends what is still read or written.
+    void endStreams() noexcept {
+        input_.close();
+        output_.end();
+    }
 
 private:
     Item item_;
@@ -155,18 +177,16 @@ private:
 
 class CallbackPackage final : public IPhysicalPackage {
 public:
-    CallbackPackage(const opcraft_store_callbacks& callbacks, void* data) : callee_{callbacks, data} {}
+    explicit CallbackPackage(const CallbackStore& store) : store_(store) {}
     ~CallbackPackage() override {
-        if (isOpen_) {
-            parts_.clear();
-            callee_.callbacks.close(callee_.data, true);
-        }
+        if (isOpen_)
+            end(true);
     }
 
     CallbackPackage(const CallbackPackage&) = delete;
     CallbackPackage& operator=(const CallbackPackage&) = delete;
 
-    bool hasContentTypeStream() const override { return callee_.callbacks.has_content_types_stream; }
+    bool hasContentTypeStream() const override { return store_.callbacks.has_content_types_stream; }
     IPhysicalInputStream* getContentTypeInputStream() override { return &typesInput_; }
     IPhysicalOutputStream* getContentTypeOutputStream() override { return &typesOutput_; }
 
@@ -174,19 +194,20 @@ public:
         const opcraft_mode given = mode == OpenMode::ReadOnly    ? OPCRAFT_MODE_READ
                                    : mode == OpenMode::ReadWrite ? OPCRAFT_MODE_CHANGE
                                                                  : OPCRAFT_MODE_CREATE;
-        throwIfFailed(callee_.callbacks.open(callee_.data, given), "the store cannot be opened");
+        store_.throwIfCancelled();
+        store_.check(store_.callbacks.open(store_.data, given), "the store cannot be opened");
         isOpen_ = true;
     }
 
     void close(bool discard) override {
-        throwIfFailed(callee_.callbacks.close(callee_.data, discard), "the store cannot be closed");
+        store_.check(end(discard), "the store cannot be closed");
         isOpen_ = false;
         parts_.clear();
     }
 
     std::vector<IPhysicalPart*> getParts() override {
         opcraft_listing listing;
-        throwIfFailed(callee_.callbacks.list(callee_.data, &listing), "the store cannot list its parts");
+        store_.check(store_.callbacks.list(store_.data, &listing), "the store cannot list its parts");
         std::vector<IPhysicalPart*> parts;
         for (auto& [name, contentType] : listing.parts)
             parts.push_back(&add(name, contentType));
@@ -196,41 +217,43 @@ public:
     IPhysicalPart* createPart(const std::u16string& name, const std::u16string& contentType,
                               const IPhysicalPartInfo& /*info*/) override {
         const std::string given = detail::toUTF8String(name);
-        throwIfFailed(callee_.callbacks.create(callee_.data, given.c_str(), detail::toUTF8String(contentType).c_str()),
-                      given + ": the store cannot create it");
+        store_.check(store_.callbacks.create(store_.data, given.c_str(), detail::toUTF8String(contentType).c_str()),
+                     given + ": the store cannot create it");
         return &add(name, contentType);
     }
 
     void deletePart(const std::u16string& name) override {
         const std::string given = detail::toUTF8String(name);
-        throwIfFailed(callee_.callbacks.remove(callee_.data, given.c_str()), given + ": the store cannot delete it");
+        store_.check(store_.callbacks.remove(store_.data, given.c_str()), given + ": the store cannot delete it");
         parts_.erase(name);
     }
 
 private:
     IPhysicalPart& add(const std::u16string& name, const std::u16string& contentType) {
-        auto part = std::make_unique<CallbackPart>(callee_, name, contentType);
+        auto part = std::make_unique<CallbackPart>(store_, name, contentType);
         return *parts_.emplace(name, std::move(part))->second;
     }
 
-    Callee callee_;
+    /// Closes the store, of which no stream is open then.
+    int end(bool discard) noexcept {
+        for (const auto& entry : parts_)
+            entry.second->endStreams();
+        typesInput_.close();
+        typesOutput_.end();
+        return store_.callbacks.close(store_.data, discard);
+    }
+
+    const CallbackStore& store_;
     std::multimap<std::u16string, std::unique_ptr<CallbackPart>> parts_{}; // the model refuses duplicate names
-    Item types_{callee_, ""};
+    Item types_{store_, ""};
     CallbackInput typesInput_{types_};
     CallbackOutput typesOutput_{types_};
     bool isOpen_ = false;
 };
 
-struct CallbackStore final : opcraft_store {
-    CallbackStore(const opcraft_store_callbacks& of, void* with) : callbacks(of), data(with) {}
-
-    std::unique_ptr<IPhysicalPackage> makePhysical(OpenMode /*mode*/, bool /*consistent*/) override {
-        return std::make_unique<CallbackPackage>(callbacks, data);
-    }
-
-    opcraft_store_callbacks callbacks;
-    void* data;
-};
+std::unique_ptr<IPhysicalPackage> CallbackStore::makePhysical(OpenMode /*mode*/, bool /*consistent*/) {
+    return std::make_unique<CallbackPackage>(*this);
+}
 
 void throwIfIncomplete(const opcraft_store_callbacks& callbacks) {
     if (callbacks.open == nullptr || callbacks.close == nullptr || callbacks.list == nullptr ||

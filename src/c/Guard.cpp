@@ -111,6 +111,25 @@ opcraft_error* makeError(const std::exception& exception) {
     return error.release();
 }
 
+/// An error of the exception that is being handled.
+opcraft_error* makeError() {
+    try {
+        throw;
+    } catch (const std::exception& exception) {
+        return makeError(exception);
+    } catch (const CallbackFailure& failure) {
+        try {
+            std::rethrow_exception(failure.cause);
+        } catch (const std::exception& exception) {
+            opcraft_error* error = makeError(exception);
+            error->system_error = error->system_error != 0 ? error->system_error : failure.value;
+            return error;
+        }
+    } catch (...) { // of a callback, since the library throws nothing else
+        return makeError(std::runtime_error("an exception that is not of the standard library"));
+    }
+}
+
 } // namespace
 
 void throwInvalidArgument(const std::string& message) {
@@ -127,13 +146,7 @@ void storeError(opcraft_error** error) noexcept {
     if (error == nullptr)
         return;
     try {
-        throw;
-    } catch (const std::exception& exception) {
-        try {
-            *error = makeError(exception);
-        } catch (...) {
-            *error = &outOfMemory();
-        }
+        *error = makeError();
     } catch (...) {
         *error = &outOfMemory();
     }

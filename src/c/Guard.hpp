@@ -18,6 +18,12 @@ namespace opc::c {
 /// Fails with a value of errno.h that a callback returned.
 void throwIfFailed(int value, const std::string& message);
 
+/// An exception that a callback has caused.
+struct CallbackFailure {
+    std::exception_ptr cause;
+    int value; ///< of errno.h
+};
+
 /// Stores the exception that is being handled; nothing when `error` is null.
 void storeError(opcraft_error** error) noexcept;
 

@@ -7,7 +7,7 @@
 #include <opc/storage/ItemPackage.hpp>
 
 #include <algorithm>
-#include <unordered_map>
+#include <map>
 
 namespace opc::c {
 
@@ -30,16 +30,17 @@ void fillPart(opcraft_part& entry, Pool& pool, const Part& part, const ZipItem* 
 
 std::unique_ptr<Result<opcraft_part_list>> listParts(const OpenedPackage& package) {
     auto list = makeResult<opcraft_part_list>();
+    const std::vector<Part> parts = package.model.getParts();
     std::vector<ZipItem> items;
     if (const auto* store = dynamic_cast<const ItemPackage*>(&*package.use))
         items = store->getItems();
-    std::unordered_map<std::u16string, const ZipItem*> stored;
+    std::map<std::u16string_view, const ZipItem*> stored;
     for (const ZipItem& item : items)
         if (item.kind == ZipItemKind::Part)
             stored.emplace(item.partName, &item);
 
     list->parts = list->pool.structures<opcraft_part>(
-        package.model.getParts(), list->count,
+        parts, list->count,
         [&](opcraft_part& entry, const Part& part) {
             const auto found = stored.find(part.getName().toString());
             fillPart(entry, list->pool, part, found != stored.end() ? found->second : nullptr);
@@ -77,6 +78,12 @@ OpenedPackage::OpenedPackage(opcraft_store& store, OpenMode mode, bool tolerant)
         model.open(mode);
 }
 
+void OpenedPackage::throwIfInUse(const PartName& part) const {
+    if (inUse.count(part) != 0)
+        throw Exception(detail::toUTF8String(part.toString(), false) + ": a reader or writer of the part is open",
+                        make_error_code(boost::system::errc::device_or_resource_busy));
+}
+
 std::u16string toText(const char* text, const char* name) {
     try {
         return toString(std::string_view(&required(text, name)));
@@ -112,37 +119,32 @@ opcraft_package* opcraft_package_open(opcraft_store* store, opcraft_mode mode, c
         error, static_cast<opcraft_package*>(nullptr),
         [&] {
             const opcraft_open_options given = read(options, "options");
-            return new opcraft_package{
-                std::make_shared<OpenedPackage>(required(store, "store"), toOpenMode(mode), given.tolerant)};
+            const auto open = [&] { return std::make_shared<OpenedPackage>(*store, toOpenMode(mode), given.tolerant); };
+            return new opcraft_package{byStore(&required(store, "store"), open)};
         });
 }
 
 bool opcraft_package_close(opcraft_package* package, opcraft_error** error) {
     return guardedChange(
-        error,
-        [&] {
-            OpenedPackage& opened = openedOf(package);
+        package, error,
+        [](OpenedPackage& opened) {
             if (!opened.inUse.empty())
-                throwInvalidArgument("a reader or writer of " +
-                                     opc::detail::toUTF8String(opened.inUse.begin()->toString(), false) + " is open");
+                opened.throwIfInUse(*opened.inUse.begin());
+            if (opened.model.isOpen() && !opened.model.isReadOnly() && opened.use.isCancelled())
+                throwCancelled("the work was cancelled");
             opened.model.close();
+            opened.use.end();
         });
 }
 
 void opcraft_package_free(opcraft_package* package) {
-    if (package == nullptr)
-        return;
-    try {
-        package->opened->model.close(true);
-    } catch (...) { // what cannot be closed is dropped when its last reader goes
-    }
-    delete package;
+    delete package; // of which readers and writers notice that it is gone
 }
 
 opcraft_part_list* opcraft_package_list_parts(const opcraft_package* package, opcraft_error** error) {
     return guarded(
-        error, static_cast<opcraft_part_list*>(nullptr),
-        [&]() -> opcraft_part_list* { return listParts(openedOf(package)).release(); });
+        package, error, static_cast<opcraft_part_list*>(nullptr),
+        [](const OpenedPackage& opened) { return listParts(opened).release(); });
 }
 
 void opcraft_part_list_free(opcraft_part_list* list) {

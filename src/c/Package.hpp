@@ -32,6 +32,9 @@ struct OpenedPackage {
     FoundFindings found{};
     model::Package model;
     std::set<model::PartName> inUse{}; ///< the parts that have a reader or writer
+
+    /// @throws opc::Exception device_or_resource_busy when the part has a reader or writer.
+    void throwIfInUse(const model::PartName& part) const;
 };
 
 /// A UTF-8 text as UTF-16.
@@ -70,6 +73,28 @@ namespace opc::c {
 /// The open package of a handle.
 inline OpenedPackage& openedOf(const opcraft_package* package) {
     return *required(package, "package").opened;
+}
+
+/// Every function of an open package that reads or writes is such an action, which gets what is open.
+template <class Value, class Action>
+Value guarded(const opcraft_package* package, opcraft_error** error, Value failed, Action action) noexcept {
+    return guarded(
+        error, failed,
+        [&] {
+            OpenedPackage& opened = openedOf(package);
+            return byStore(
+                opened.use.getStore(), [&]() -> Value { return action(opened); });
+        });
+}
+
+template <class Action>
+bool guardedChange(const opcraft_package* package, opcraft_error** error, Action action) noexcept {
+    return guarded(
+        package, error, false,
+        [&](OpenedPackage& opened) {
+            action(opened);
+            return true;
+        });
 }
 
 } // namespace opc::c

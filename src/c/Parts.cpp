@@ -21,28 +21,55 @@ using model::PartName;
 /// The one reader or writer that a part has at a time, since a part has one stream for each.
 class PartUse {
 public:
-    PartUse(std::shared_ptr<OpenedPackage> package, const PartName& name)
-        : package_(std::move(package)), part_(package_->model.getPart(name)) {
-        if (!package_->inUse.insert(part_.getName()).second)
-            throw Exception(detail::toUTF8String(part_.getName().toString(), false) +
-                                ": another reader or writer of the part is open",
-                            make_error_code(boost::system::errc::device_or_resource_busy));
-        name_ = part_.getName();
+    PartUse(const std::shared_ptr<OpenedPackage>& package, const PartName& name)
+        : package_(package), part_(package->model.getPart(name)), name_(part_.getName()) {
+        package->throwIfInUse(name_);
+        package->inUse.insert(name_);
     }
-    ~PartUse() { package_->inUse.erase(name_); }
+    ~PartUse() {
+        if (const auto package = package_.lock())
+            package->inUse.erase(name_);
+    }
 
     PartUse(const PartUse&) = delete;
     PartUse& operator=(const PartUse&) = delete;
 
-    /// @throws InvalidObject once the package was closed or the part deleted.
-    InputStream& getInput() const { return *part_.getInputStream(); }
-    OutputStream& getOutput() const { return *part_.getOutputStream(); }
-    bool isValid() const { return part_.isValid(); }
+    /// Calls an action with a stream of the part.
+    /// @throws InvalidObject once the package was closed or freed or the part deleted.
+    template <class Action>
+    auto read(Action action) const {
+        return use([&] { return action(*part_.getInputStream()); });
+    }
+    template <class Action>
+    auto write(Action action) const {
+        return use([&] { return action(*part_.getOutputStream()); });
+    }
+
+    /// Ends reading or writing where nobody asks whether that fails.
+    void closeQuietly(bool isWriting) const noexcept {
+        try {
+            if (part_.isValid())
+                isWriting ? part_.getOutputStream()->close() : part_.getInputStream()->close();
+        } catch (...) { // NOLINT(bugprone-empty-catch): what failed before is told
+        }
+    }
 
 private:
-    std::shared_ptr<OpenedPackage> package_;
+    template <class Action>
+    auto use(Action action) const {
+        const auto package = package_.lock();
+        if (!package)
+            return action(); // which notices that the part is invalid
+        return byStore(package->use.getStore(), [&] {
+            if (package->use.isCancelled())
+                throwCancelled("the work was cancelled");
+            return action();
+        });
+    }
+
+    std::weak_ptr<OpenedPackage> package_;
     Part part_;
-    PartName name_{u"/"};
+    PartName name_;
 };
 
 CompressionType toCompression(opcraft_compression compression) {
@@ -59,34 +86,14 @@ CompressionType toCompression(opcraft_compression compression) {
     throwInvalidArgument("compression is no opcraft_compression");
 }
 
-/// Ends reading, whatever happens.
-class Reading {
-public:
-    explicit Reading(InputStream& stream) : stream_(stream) { stream_.open(); }
-    ~Reading() {
-        try {
-            stream_.close();
-        } catch (...) { // nothing of what was read is lost
-        }
-    }
-
-    Reading(const Reading&) = delete;
-    Reading& operator=(const Reading&) = delete;
-
-private:
-    InputStream& stream_;
-};
-
 struct ReadBytes : Result<opcraft_bytes> {
     std::vector<unsigned char> content{};
 };
 
-std::unique_ptr<ReadBytes> readAll(const PartUse& part, const char* name, std::uint64_t most) {
-    auto bytes = std::make_unique<ReadBytes>();
-    InputStream& stream = part.getInput();
-    const Reading reading(stream);
+/// The content of a stream with a zero byte behind it.
+std::vector<unsigned char> readAll(InputStream& stream, const char* name, std::uint64_t most) {
     constexpr std::size_t BLOCK = 64UL * 1024;
-    std::vector<unsigned char>& content = bytes->content;
+    std::vector<unsigned char> content;
     std::size_t length = 0;
     for (std::size_t count = 1; count != 0; length += count) {
         content.resize(length + BLOCK);
@@ -97,8 +104,22 @@ std::unique_ptr<ReadBytes> readAll(const PartUse& part, const char* name, std::u
     }
     content.resize(length + 1);
     content.back() = 0;
-    bytes->data = content.data();
-    bytes->length = length;
+    return content;
+}
+
+std::unique_ptr<ReadBytes> readPart(const PartUse& part, const char* name, std::uint64_t most) {
+    struct End {
+        ~End() { part.closeQuietly(false); }
+        const PartUse& part;
+    };
+    const End end{part};
+    auto bytes = std::make_unique<ReadBytes>();
+    part.read([&](InputStream& stream) {
+        stream.open();
+        bytes->content = readAll(stream, name, most);
+    });
+    bytes->data = bytes->content.data();
+    bytes->length = bytes->content.size() - 1;
     return bytes;
 }
 
@@ -106,11 +127,11 @@ const unsigned char* toBytes(const void* data, std::size_t length) {
     return length != 0 ? &required(static_cast<const unsigned char*>(data), "data") : nullptr;
 }
 
-/// @return what starts new content also where there are no bytes.
-void writeAll(OutputStream& stream, const void* data, std::size_t length) {
+/// Starts new content also where there are no bytes.
+void writeAll(const PartUse& part, const void* data, std::size_t length) {
     static constexpr unsigned char NOTHING = 0;
-    const unsigned char* bytes = toBytes(data, length);
-    stream.write(bytes != nullptr ? bytes : &NOTHING, length);
+    const unsigned char* bytes = length != 0 ? toBytes(data, length) : &NOTHING;
+    part.write([&](OutputStream& stream) { stream.write(bytes, length); });
 }
 
 } // namespace
@@ -125,29 +146,45 @@ struct opcraft_reader {
 };
 
 struct opcraft_writer {
+    enum class State { Open, Failed, Closed };
+
+    /// Writes or closes. After a failure the content has a gap, so that nothing more is written.
+    template <class Action>
+    void change(Action action) {
+        if (state == State::Failed)
+            throwInvalidArgument("an earlier call of the writer failed, so that the content is not whole");
+        try {
+            action();
+        } catch (...) {
+            state = State::Failed;
+            part.closeQuietly(true); // what is written next is new content
+            throw;
+        }
+    }
+
     PartUse part;
-    bool isOpen = true;
+    State state = State::Open;
 };
 
 bool opcraft_package_has_part(const opcraft_package* package, const char* name, bool* has, opcraft_error** error) {
     return guardedChange(
-        error, [&] { required(has, "has") = openedOf(package).model.hasPart(toPartName(name)); });
+        package, error,
+        [&](const OpenedPackage& opened) { required(has, "has") = opened.model.hasPart(toPartName(name)); });
 }
 
 char* opcraft_part_content_type(const opcraft_package* package, const char* name, opcraft_error** error) {
     return guarded(
-        error, static_cast<char*>(nullptr),
-        [&] { return copyForCaller(openedOf(package).model.getPart(toPartName(name)).getContentType().toString()); });
+        package, error, static_cast<char*>(nullptr),
+        [&](const OpenedPackage& opened) {
+            return copyForCaller(opened.model.getPart(toPartName(name)).getContentType().toString());
+        });
 }
 
 opcraft_bytes* opcraft_part_read(const opcraft_package* package, const char* name, uint64_t most,
                                  opcraft_error** error) {
     return guarded(
-        error, static_cast<opcraft_bytes*>(nullptr),
-        [&]() -> opcraft_bytes* {
-            openedOf(package);
-            return readAll(PartUse(package->opened, toPartName(name)), name, most).release();
-        });
+        package, error, static_cast<opcraft_bytes*>(nullptr),
+        [&](OpenedPackage&) { return readPart(PartUse(package->opened, toPartName(name)), name, most).release(); });
 }
 
 void opcraft_bytes_free(opcraft_bytes* bytes) {
@@ -156,11 +193,10 @@ void opcraft_bytes_free(opcraft_bytes* bytes) {
 
 opcraft_reader* opcraft_part_open(const opcraft_package* package, const char* name, opcraft_error** error) {
     return guarded(
-        error, static_cast<opcraft_reader*>(nullptr),
-        [&] {
-            openedOf(package);
+        package, error, static_cast<opcraft_reader*>(nullptr),
+        [&](OpenedPackage&) {
             std::unique_ptr<opcraft_reader> reader(new opcraft_reader{{package->opened, toPartName(name)}});
-            reader->part.getInput().open();
+            reader->part.read([](InputStream& stream) { stream.open(); });
             return reader.release();
         });
 }
@@ -170,54 +206,51 @@ bool opcraft_reader_read(opcraft_reader* reader, void* buffer, size_t capacity, 
         error,
         [&] {
             required(length, "length") = 0;
-            opc::InputStream& stream = required(reader, "reader").part.getInput();
+            auto* bytes = static_cast<unsigned char*>(buffer);
             if (capacity != 0)
-                *length = stream.read(&required(static_cast<unsigned char*>(buffer), "buffer"), capacity);
+                required(bytes, "buffer");
+            required(reader, "reader").part.read([&](InputStream& stream) {
+                *length = capacity != 0 ? stream.read(bytes, capacity) : 0;
+            });
         });
 }
 
 void opcraft_reader_free(opcraft_reader* reader) {
-    if (reader == nullptr)
-        return;
-    try {
-        if (reader->part.isValid())
-            reader->part.getInput().close();
-    } catch (...) { // nothing of what was read is lost
-    }
+    if (reader != nullptr)
+        reader->part.closeQuietly(false);
     delete reader;
 }
 
 bool opcraft_part_create(opcraft_package* package, const char* name, const char* content_type,
                          opcraft_compression compression, opcraft_error** error) {
     return guardedChange(
-        error,
-        [&] {
-            openedOf(package).model.createPart(toPartName(name), ContentType(toText(content_type, "content_type")),
-                                               opc::model::StandardPartInfo(toCompression(compression)));
+        package, error,
+        [&](OpenedPackage& opened) {
+            opened.model.createPart(toPartName(name), ContentType(toText(content_type, "content_type")),
+                                    opc::model::StandardPartInfo(toCompression(compression)));
         });
 }
 
 bool opcraft_part_write(opcraft_package* package, const char* name, const void* data, size_t length,
                         opcraft_error** error) {
     return guardedChange(
-        error,
-        [&] {
-            openedOf(package);
+        package, error,
+        [&](OpenedPackage&) {
             toBytes(data, length);
-            const PartUse part(package->opened, toPartName(name));
-            opc::OutputStream& stream = part.getOutput();
-            writeAll(stream, data, length);
-            stream.close();
+            opcraft_writer writer{{package->opened, toPartName(name)}};
+            writer.change([&] {
+                writeAll(writer.part, data, length);
+                writer.part.write([](OutputStream& stream) { stream.close(); });
+            });
         });
 }
 
 opcraft_writer* opcraft_part_rewrite(opcraft_package* package, const char* name, opcraft_error** error) {
     return guarded(
-        error, static_cast<opcraft_writer*>(nullptr),
-        [&] {
-            openedOf(package);
+        package, error, static_cast<opcraft_writer*>(nullptr),
+        [&](OpenedPackage&) {
             std::unique_ptr<opcraft_writer> writer(new opcraft_writer{{package->opened, toPartName(name)}});
-            writeAll(writer->part.getOutput(), nullptr, 0); // new content, also when nothing follows
+            writer->change([&] { writeAll(writer->part, nullptr, 0); }); // new content, also when nothing follows
             return writer.release();
         });
 }
@@ -226,9 +259,10 @@ bool opcraft_writer_write(opcraft_writer* writer, const void* data, size_t lengt
     return guardedChange(
         error,
         [&] {
-            if (!required(writer, "writer").isOpen)
+            if (required(writer, "writer").state == opcraft_writer::State::Closed)
                 throwInvalidArgument("the writer is closed");
-            writeAll(writer->part.getOutput(), data, length);
+            toBytes(data, length);
+            writer->change([&] { writeAll(writer->part, data, length); });
         });
 }
 
@@ -236,35 +270,44 @@ bool opcraft_writer_close(opcraft_writer* writer, opcraft_error** error) {
     return guardedChange(
         error,
         [&] {
-            if (!required(writer, "writer").isOpen)
+            if (required(writer, "writer").state == opcraft_writer::State::Closed)
                 return;
-            writer->part.getOutput().close();
-            writer->isOpen = false;
+            writer->change([&] { writer->part.write([](OutputStream& stream) { stream.close(); }); });
+            writer->state = opcraft_writer::State::Closed;
         });
 }
 
 void opcraft_writer_free(opcraft_writer* writer) {
-    if (writer != nullptr && writer->isOpen && writer->part.isValid())
-        opcraft_writer_close(writer, nullptr);
+    if (writer != nullptr && writer->state == opcraft_writer::State::Open)
+        writer->part.closeQuietly(true);
     delete writer;
 }
 
 bool opcraft_part_delete(opcraft_package* package, const char* name, opcraft_error** error) {
     return guardedChange(
-        error, [&] { openedOf(package).model.deletePart(toPartName(name)); });
+        package, error,
+        [&](OpenedPackage& opened) {
+            const PartName part = toPartName(name);
+            opened.throwIfInUse(part);
+            opened.model.deletePart(part);
+        });
 }
 
 bool opcraft_part_move(opcraft_package* package, const char* name, const char* new_name, opcraft_error** error) {
     return guardedChange(
-        error, [&] { opc::edit::movePart(openedOf(package).model, toPartName(name), toPartName(new_name)); });
+        package, error,
+        [&](OpenedPackage& opened) {
+            const PartName part = toPartName(name);
+            opened.throwIfInUse(part);
+            opc::edit::movePart(opened.model, part, toPartName(new_name));
+        });
 }
 
 bool opcraft_part_set_content_type(opcraft_package* package, const char* name, const char* content_type,
                                    opcraft_error** error) {
     return guardedChange(
-        error,
-        [&] {
-            openedOf(package).model.changeContentType(toPartName(name),
-                                                      ContentType(toText(content_type, "content_type")));
+        package, error,
+        [&](OpenedPackage& opened) {
+            opened.model.changeContentType(toPartName(name), ContentType(toText(content_type, "content_type")));
         });
 }

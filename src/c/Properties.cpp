@@ -131,9 +131,8 @@ using namespace opc::c;
 
 opcraft_property_list* opcraft_package_list_properties(const opcraft_package* package, opcraft_error** error) {
     return guarded(
-        error, static_cast<opcraft_property_list*>(nullptr),
-        [&]() -> opcraft_property_list* {
-            const OpenedPackage& opened = openedOf(package);
+        package, error, static_cast<opcraft_property_list*>(nullptr),
+        [](const OpenedPackage& opened) {
             auto list = makeResult<opcraft_property_list>();
             const std::u16string type = PackageHelper::findCorePropertiesRelationshipType(opened.model);
             list->part = list->pool.keepOrNull(findPart(opened.model, type));
@@ -158,5 +157,5 @@ void opcraft_property_list_free(opcraft_property_list* list) {
 bool opcraft_package_set_properties(opcraft_package* package, const opcraft_property* const* changes, size_t count,
                                     opcraft_error** error) {
     return guardedChange(
-        error, [&] { setProperties(openedOf(package).model, changes, count); });
+        package, error, [&](OpenedPackage& opened) { setProperties(opened.model, changes, count); });
 }

@@ -24,12 +24,13 @@ std::u16string resolve(const Relationship& relationship) {
     }
 }
 
-/// Whether an internal target is no part, its query and fragment left out.
+/// Whether an internal target leads to no part of the package, its query and fragment left out.
 bool isDangling(const Relationship& relationship, const Package& package) {
     if (relationship.getTargetMode() == TargetMode::External)
         return false;
     try {
-        return !package.hasPart(PartName(relationship.getTargetURI().getPath()));
+        const URI target = relationship.getTargetURI();
+        return target.hasScheme() || target.hasAuthority() || !package.hasPart(PartName(target.getPath()));
     } catch (const model::InvalidURI&) {
         return true;
     } catch (const model::InvalidPartName&) {
@@ -69,9 +70,9 @@ using namespace opc::c;
 opcraft_relationship_list* opcraft_package_list_relationships(const opcraft_package* package, const char* source,
                                                               opcraft_error** error) {
     return guarded(
-        error, static_cast<opcraft_relationship_list*>(nullptr),
-        [&]() -> opcraft_relationship_list* {
-            Package& model = openedOf(package).model;
+        package, error, static_cast<opcraft_relationship_list*>(nullptr),
+        [&](OpenedPackage& opened) {
+            Package& model = opened.model;
             auto list = makeResult<opcraft_relationship_list>();
             list->relationships = list->pool.structures<opcraft_relationship>(
                 collect(model, source), list->count,
@@ -89,13 +90,13 @@ void opcraft_relationship_list_free(opcraft_relationship_list* list) {
 char* opcraft_relationship_create(opcraft_package* package, const char* source, const char* type, const char* target,
                                   bool external, const char* id, opcraft_error** error) {
     return guarded(
-        error, static_cast<char*>(nullptr),
-        [&] {
+        package, error, static_cast<char*>(nullptr),
+        [&](OpenedPackage& opened) {
             const std::u16string typeText = toText(type, "type");
             const std::u16string targetText = toText(target, "target");
             const std::u16string idText = id != nullptr ? toText(id, "id") : std::u16string();
             return withSource(
-                openedOf(package).model, source,
+                opened.model, source,
                 [&](RelationshipSource& of) {
                     const Relationship made =
                         external ? of.createExternalRelationship(typeText, targetText, idText)
@@ -108,21 +109,21 @@ char* opcraft_relationship_create(opcraft_package* package, const char* source, 
 bool opcraft_relationship_set_target(opcraft_package* package, const char* source, const char* id, const char* target,
                                      opcraft_error** error) {
     return guardedChange(
-        error,
-        [&] {
+        package, error,
+        [&](OpenedPackage& opened) {
             const std::u16string idText = toText(id, "id");
             const URI uri = toTarget(toText(target, "target"));
             withSource(
-                openedOf(package).model, source, [&](RelationshipSource& of) { of.changeTarget(idText, uri); });
+                opened.model, source, [&](RelationshipSource& of) { of.changeTarget(idText, uri); });
         });
 }
 
 bool opcraft_relationship_delete(opcraft_package* package, const char* source, const char* id, opcraft_error** error) {
     return guardedChange(
-        error,
-        [&] {
+        package, error,
+        [&](OpenedPackage& opened) {
             const std::u16string idText = toText(id, "id");
             withSource(
-                openedOf(package).model, source, [&](RelationshipSource& of) { of.deleteRelationship(idText); });
+                opened.model, source, [&](RelationshipSource& of) { of.deleteRelationship(idText); });
         });
 }

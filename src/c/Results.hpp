@@ -17,17 +17,16 @@ namespace opc::c {
 /// Memory for what a result refers to: texts, structures and lists, all freed at once.
 class Pool {
 public:
-    /// A copy with a zero byte behind it.
+    /// A copy with a zero byte behind it. What is not UTF-8, as in the path of a file, becomes U+FFFD.
     const char* keep(std::string_view text) {
-        char* copy = static_cast<char*>(memory_.allocate(text.size() + 1, 1));
-        *std::copy(text.begin(), text.end(), copy) = '\0';
-        return copy;
+        if (std::any_of(text.begin(), text.end(), [](char each) { return static_cast<unsigned char>(each) > 0x7F; }))
+            return keepUTF8(opc::detail::toUTF8String(toString(text, false)));
+        return keepUTF8(text);
     }
-    const char* keep(std::u16string_view text) { return keep(opc::detail::toUTF8String(text, false)); }
+    const char* keep(std::u16string_view text) { return keepUTF8(opc::detail::toUTF8String(text, false)); }
     /// Null for an empty text.
     const char* keepOrNull(std::string_view text) { return text.empty() ? nullptr : keep(text); }
     const char* keepOrNull(std::u16string_view text) { return text.empty() ? nullptr : keep(text); }
-
     /// A structure whose fields are zero but for its size.
     template <class Structure>
     Structure* make() {
@@ -75,6 +74,12 @@ public:
     }
 
 private:
+    const char* keepUTF8(std::string_view text) {
+        char* copy = static_cast<char*>(memory_.allocate(text.size() + 1, 1));
+        *std::copy(text.begin(), text.end(), copy) = '\0';
+        return copy;
+    }
+
     std::pmr::monotonic_buffer_resource memory_;
 };
 

@@ -6,6 +6,7 @@
 #include <opc/storage/directory/DirectoryPackage.hpp>
 #include <opc/storage/zip/ZipPackage.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <string>
 #include <system_error>
@@ -51,7 +52,7 @@ ZipOptions::Take toTake(opcraft_take take) {
 }
 
 /// What waits without end waits for this long.
-constexpr std::chrono::hours EVER{24 * 365};
+constexpr std::chrono::milliseconds EVER = std::chrono::hours(24 * 365);
 
 struct FileStore final : opcraft_store {
     explicit FileStore(std::filesystem::path of) : path(std::move(of)) {}
@@ -106,7 +107,8 @@ void readStoreOptions(const opcraft_store_options* given, opcraft_store& store) 
         options.temporaryFolder = values.temporary_folder;
     options.threads = values.threads != 0 ? values.threads : 1;
     if (values.lock_timeout != 0)
-        options.lockTimeout = values.lock_timeout < 0 ? EVER : std::chrono::milliseconds(values.lock_timeout);
+        options.lockTimeout =
+            values.lock_timeout < 0 ? EVER : std::min(EVER, std::chrono::milliseconds(values.lock_timeout));
     options.consistent = values.consistent;
     options.take = toTake(values.take);
     if (values.output != nullptr)
@@ -125,12 +127,18 @@ OpenMode toOpenMode(opcraft_mode mode) {
     throwInvalidArgument("mode is no opcraft_mode");
 }
 
-StoreUse::StoreUse(opcraft_store& store, OpenMode mode, bool consistent) : store_(store) {
+StoreUse::StoreUse(opcraft_store& store, OpenMode mode, bool consistent)
+    : store_(nullptr), limits_(store.options.limits) {
     if (store.isInUse)
         throw Exception("the store is in use by another package or operation",
                         make_error_code(boost::system::errc::device_or_resource_busy));
     physical_ = store.makePhysical(mode, consistent);
+    store_ = &store;
     store.isInUse = true;
+}
+
+void throwCancelled(const char* message) {
+    throw Exception(message, make_error_code(boost::system::errc::operation_canceled));
 }
 
 } // namespace opc::c

@@ -48,7 +48,7 @@ struct stat statusOf(int file, const std::string& label) {
     return status;
 }
 
-bool lockFile(int file, std::chrono::milliseconds wait) {
+bool lockFile(int file, std::chrono::milliseconds wait, const std::atomic<bool>* cancelled) {
     using std::chrono::steady_clock;
     constexpr std::chrono::milliseconds longest(50);
     const auto end = steady_clock::now() + wait;
@@ -56,7 +56,7 @@ bool lockFile(int file, std::chrono::milliseconds wait) {
     while (linuxcalls::tryLock(file) != 0) {
         if (errno != EWOULDBLOCK && errno != EINTR)
             return true; // EBADF, ENOLCK, EOPNOTSUPP, …
-        if (steady_clock::now() >= end)
+        if (steady_clock::now() >= end || (cancelled != nullptr && cancelled->load()))
             return false;
         std::this_thread::sleep_for(pause);
         pause = std::min(2 * pause, longest);

@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -26,7 +27,8 @@ struct stat statusOf(int file, const std::string& label);
 
 /// Takes the lock (`flock`) on an open file, which its descriptor holds until it is closed. What has the lock already
 /// keeps it.
+/// @param cancelled ends the wait once it is true; may be null.
 /// @return false when another one held it all the time; true also where the system does not support such locks.
-bool lockFile(int file, std::chrono::milliseconds wait);
+bool lockFile(int file, std::chrono::milliseconds wait, const std::atomic<bool>* cancelled = nullptr);
 
 } // namespace opc::storage

@@ -27,12 +27,13 @@ void FileBytes::open() {
         fail(Errc::bad_message, label_ + ": not a regular file");
 }
 
-void FileBytes::lock(std::chrono::milliseconds wait) {
+void FileBytes::lock(std::chrono::milliseconds wait, const std::atomic<bool>* cancelled) {
     const auto end = std::chrono::steady_clock::now() + wait;
     for (;;) {
         const auto left = end - std::chrono::steady_clock::now();
-        if (!lockFile(file_.get(), std::chrono::ceil<std::chrono::milliseconds>(left)))
-            fail(Errc::device_or_resource_busy, label_ + ": another process is changing the file");
+        if (!lockFile(file_.get(), std::chrono::ceil<std::chrono::milliseconds>(left), cancelled))
+            fail(cancelled != nullptr && cancelled->load() ? Errc::operation_canceled : Errc::device_or_resource_busy,
+                 label_ + ": another process is changing the file");
         struct stat now = {};
         if (::stat(path_.c_str(), &now) == 0 && FileIdentity(now).isFileOf(identity())) {
             status_ = now;

@@ -7,6 +7,7 @@
 
 #include <sys/stat.h>
 
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <string>
@@ -28,8 +29,9 @@ public:
     FileBytes(std::filesystem::path file, std::string label);
 
     /// Waits for the lock on the file, and reopens it whenever another process replaced it meanwhile.
-    /// @throws opc::Exception device_or_resource_busy at the timeout; otherwise as the constructor.
-    void lock(std::chrono::milliseconds wait);
+    /// @param cancelled ends the wait; may be null.
+    /// @throws opc::Exception device_or_resource_busy at the timeout, operation_canceled; otherwise as the constructor.
+    void lock(std::chrono::milliseconds wait, const std::atomic<bool>* cancelled);
 
     /// The identity of the file when it was opened.
     FileIdentity identity() const { return FileIdentity(status_); }

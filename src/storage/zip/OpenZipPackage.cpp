@@ -61,7 +61,8 @@ public:
     }
     std::uint64_t writeFrom(const FilePiece& piece) override {
         limits_.throwIfCancelled();
-        return target_->writeFrom(piece);
+        constexpr std::uint64_t most = 256ULL * 1024 * 1024; // what is not interrupted
+        return target_->writeFrom({piece.file, piece.offset, std::min(piece.size, most)});
     }
     void commit() override {
         limits_.throwIfCancelled();

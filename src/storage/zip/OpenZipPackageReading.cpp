@@ -24,7 +24,8 @@ void OpenZipPackage::openReplaced() {
         replaced_ = std::make_unique<FileBytes>(location_.file, location_.label);
         takeForOwn(*replaced_);
     } catch (const Exception& e) {
-        if (e.code() == make_error_condition(Errc::device_or_resource_busy))
+        if (e.code() == make_error_condition(Errc::device_or_resource_busy) ||
+            e.code() == make_error_condition(Errc::operation_canceled))
             throw;
         replaced_.reset();
         own_.emplace(location_.file, location_.label);
@@ -34,7 +35,7 @@ void OpenZipPackage::openReplaced() {
 void OpenZipPackage::takeForOwn(FileBytes& file) {
     const bool isInPlace = opening_.mode != OpenMode::ReadOnly && !output_;
     if (isInPlace && location_.options.lockTimeout)
-        file.lock(*location_.options.lockTimeout);
+        file.lock(*location_.options.lockTimeout, location_.options.cancelled);
     own_->known = file.identity();
     own_->unlocked = file.getUnlocked();
 }

@@ -8,6 +8,8 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <new>
 #include <utility>
 
 namespace opc::storage {
@@ -93,10 +95,14 @@ ZipHandle openZip(ZipSource& source, const Bytes& bytes, const std::string& labe
     zip_source_t* raw = source.makeSource();
     zip_error_t error;
     zip_error_init(&error);
+    errno = 0;
     ZipHandle zip(zip_open_from_source(raw, ZIP_RDONLY, &error));
+    const bool isOutOfMemory = errno == ENOMEM; // after which libzip says that it found no end record
     if (!zip) {
         zip_source_free(raw);
         source.rethrow();
+        if (isOutOfMemory)
+            throw std::bad_alloc();
         if (zip_error_code_zip(&error) == ZIP_ER_NOZIP)
             fail(Errc::bad_message, label + ": " + explainOtherFile(bytes));
         failWithZipError(error, label);

@@ -4,6 +4,7 @@
 #include "storage/Failure.hpp"
 
 #include <zip.h>
+#include <zlib.h>
 
 #include <array>
 #include <new>
@@ -37,7 +38,7 @@ constexpr auto MEANINGS = std::to_array<Meaning>({
 
 void failWithZipError(const zip_error& error, const std::string& label) {
     const int zipCode = zip_error_code_zip(&error);
-    if (zipCode == ZIP_ER_MEMORY)
+    if (zipCode == ZIP_ER_MEMORY || (zipCode == ZIP_ER_ZLIB && zip_error_code_system(&error) == Z_MEM_ERROR))
         throw std::bad_alloc();
     if (zip_error_system_type(&error) == ZIP_ET_SYS && zip_error_code_system(&error) > 0)
         failWithErrno(zip_error_code_system(&error), label);
