@@ -95,7 +95,7 @@ void writeDocumentation(CLI::App& app, const std::filesystem::path& folder) {
 
 void addDocumentationCommand(Tool& tool) {
     const auto folder = std::make_shared<std::string>();
-    CLI::App* command = tool.app.add_subcommand("generate-documentation", "Write manual pages and completion scripts");
+    CLI::App* command = tool.app.add_subcommand(DOCUMENTATION_COMMAND, "Write manual pages and completion scripts");
     command->group(""); // hidden
     command->add_option("FOLDER", *folder, "The folder to write to")->required();
     command->callback([&tool, folder] {

@@ -40,6 +40,8 @@ std::string makeBashCompletion(const std::vector<CommandInfo>& commands);
 std::string makeZshCompletion(const std::vector<CommandInfo>& commands);
 std::string makeFishCompletion(const std::vector<CommandInfo>& commands);
 
+inline constexpr const char* DOCUMENTATION_COMMAND = "generate-documentation";
+
 /// Adds a command that no help shows: it writes manual pages and completion scripts into a folder, for the build.
 void addDocumentationCommand(Tool& tool);
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opcraft/Tool.hpp"
 
+#include "opcraft/Documentation.hpp"
+
 #include <opc/core/Exception.hpp>
 
 #include <algorithm>
@@ -149,6 +151,10 @@ CLI::App& addSubcommand(Tool& tool, const std::string& name, const std::string& 
     command->group(tool.group);
     command->footer(help + "\n\nExit codes: " + exitCodes + ", 2 the input could not be processed, 64 wrong usage.");
     return *command;
+}
+
+bool needsOptions(const Tool& tool, const std::string& command) {
+    return tool.words.contains(command) || tool.words.contains(DOCUMENTATION_COMMAND);
 }
 
 void addInputOptions(CLI::App& command, InputOptions& options, const std::string& description) {

@@ -17,6 +17,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -37,7 +38,8 @@ ExitCode run(const Action& action, Console& console);
 struct Tool {
     CLI::App app{"Looks into packages of the Open Packaging Conventions (.docx, .xlsx, .nupkg, …) and changes them."};
     Action action;
-    std::string group{}; ///< the heading in the help of the commands that are added next
+    std::string group{};           ///< the heading in the help of the commands that are added next
+    std::set<std::string> words{}; ///< of the command line
 };
 
 /// The options of every command.
@@ -99,7 +101,11 @@ struct Command {
 CLI::App& addSubcommand(Tool& tool, const std::string& name, const std::string& description, const std::string& help,
                         const std::string& exitCodes = "0 done");
 
-/// Registers a command.
+/// Whether the words of the command line name a command, or ask for the documentation of all. To set up the options of
+/// all commands takes longer than most of them run.
+bool needsOptions(const Tool& tool, const std::string& command);
+
+/// Registers a command, with its options when it needs them.
 /// @tparam Options a `CommandOptions` with what the command adds.
 template <class Options>
 void addCommand(Tool& tool, const Command<Options>& command) {
@@ -107,7 +113,8 @@ void addCommand(Tool& tool, const Command<Options>& command) {
     const std::string findings = command.findings ? std::string(", 1 ") + command.findings : "";
     CLI::App& app = addSubcommand(tool, command.name, command.description, command.help,
                                   std::string("0 ") + command.fine + findings);
-    command.addOptions(app, *options);
+    if (needsOptions(tool, command.name))
+        command.addOptions(app, *options);
     app.callback([&tool, options, run = command.run] {
         const bool isHidden = options->hidesPackage && options->part == "/";
         tool.action = {options->file, isHidden ? "" : options->part,

@@ -147,6 +147,7 @@ int main(int count, char** arguments) {
     std::signal(SIGXFSZ, SIG_IGN); // a file that is too large for a limit of the system is an error that is told
     try {
         opcraft::Tool tool;
+        tool.words.insert(arguments, arguments + count);
         opcraft::addCommands(tool);
         return static_cast<int>(opcraft::runCommandLine(tool, count, arguments));
     } catch (const opcraft::BrokenPipe& e) {
