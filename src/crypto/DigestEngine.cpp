@@ -4,6 +4,8 @@
 #include "crypto/Algorithms.hpp"
 #include "crypto/OpenSSL.hpp"
 
+#include <array>
+
 namespace opc::crypto {
 
 struct DigestEngine::Impl {
@@ -35,12 +37,11 @@ void DigestEngine::update(const unsigned char* data, std::size_t size) {
 
 std::vector<unsigned char> DigestEngine::finish() {
     const ErrorScope errors;
-    std::vector<unsigned char> value(EVP_MAX_MD_SIZE);
+    std::array<unsigned char, EVP_MAX_MD_SIZE> value{};
     unsigned size = 0;
     errors.require(EVP_DigestFinal_ex(impl_->context.get(), value.data(), &size) > 0, "The digest cannot be computed");
-    value.resize(size);
     impl_->start(errors);
-    return value;
+    return {value.begin(), value.begin() + size};
 }
 
 } // namespace opc::crypto

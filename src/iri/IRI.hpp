@@ -67,10 +67,6 @@ public:
 
     std::u16string toAsciiString() const;
 
-    /// Where in the text of `toAsciiString` the path stands.
-    std::size_t pathBegin() const noexcept { return authorityEnd_; }
-    std::size_t pathEnd() const noexcept { return pathEnd_; }
-
 private:
     struct Parsed {
         std::string text;

@@ -26,10 +26,11 @@ void throwIfNotASCII(const std::u16string& text) {
 
 } // namespace
 
-/// Keeps of the parsed reference what is asked for often; the rest is parsed anew.
+/// Keeps of the parsed reference what is asked for often; the rest is found in the text, or parsed anew. A package has
+/// thousands of them.
 class URI::Impl {
 public:
-    explicit Impl(const std::u16string& text) : text_(text), pathEnd_(text.size()) {
+    explicit Impl(const std::u16string& text) : text_(text) {
         if (isPlainPath(text)) {
             hasAbsolutePath_ = text.starts_with(getSlash());
             return;
@@ -38,11 +39,21 @@ public:
         keep(parse());
     }
 
+    /// Of a reference that is not opaque.
+    std::u16string_view path() const noexcept {
+        std::u16string_view path = text_;
+        if (hasQuery_ || hasFragment_)
+            path = path.substr(0, path.find_first_of(u"?#"));
+        if (hasScheme_)
+            path.remove_prefix(path.find(getColon()) + 1);
+        if (hasAuthority_) // behind its two slashes
+            path.remove_prefix(std::min(path.find(getSlash(), 2), path.size()));
+        return path;
+    }
+
     iri::IRI parse() const { return iri::IRI(text_, iri::Form::Uri); }
 
     const std::u16string text_;
-    std::size_t pathBegin_ = 0;
-    std::size_t pathEnd_;
     bool hasScheme_ = false;
     bool isOpaque_ = false;
     bool hasAuthority_ = false;
@@ -61,8 +72,6 @@ private:
 
     // An accepted text is ASCII and mapped to itself, so that every component has the same offset in the parsed text.
     void keep(const iri::IRI& iri) {
-        pathBegin_ = iri.pathBegin();
-        pathEnd_ = iri.pathEnd();
         hasScheme_ = iri.hasScheme();
         isOpaque_ = iri.isOpaque();
         hasAuthority_ = iri.hasAuthority();
@@ -121,7 +130,7 @@ std::u16string_view URI::view() const noexcept {
 }
 
 std::u16string_view URI::pathView() const noexcept {
-    return isOpaque() ? std::u16string_view() : view().substr(impl_->pathBegin_, impl_->pathEnd_ - impl_->pathBegin_);
+    return isOpaque() ? std::u16string_view() : impl_->path();
 }
 
 bool URI::isAbsolute() const noexcept {

@@ -75,6 +75,7 @@ void resolve(const Package& package, const ReferenceData& reference, DigitalSign
 } // namespace
 
 void fillUpSignedEntities(const Package& package, DigitalSignatureData& data) {
+    data.signedPartNames.reserve(data.manifestReferences.size());
     for (const ReferenceData& reference : data.manifestReferences) {
         try {
             resolve(package, reference, data);

@@ -41,9 +41,8 @@ void ItemOutputStream::close() {
         content->finish();
 }
 
-StoredItem::StoredItem(ItemOrigin& origin, const Opening& opening, std::u16string name,
-                       interfaces::CompressionType compression)
-    : origin_(origin), opening_(opening), name_(std::move(name)), compression_(compression) {}
+StoredItem::StoredItem(ItemOrigin& origin, std::u16string name, interfaces::CompressionType compression)
+    : origin_(origin), name_(std::move(name)), compression_(compression) {}
 
 interfaces::IPhysicalInputStream* StoredItem::getInputStream() {
     if (!input_)
@@ -52,7 +51,7 @@ interfaces::IPhysicalInputStream* StoredItem::getInputStream() {
 }
 
 interfaces::IPhysicalOutputStream* StoredItem::getOutputStream() {
-    if (opening_.mode == OpenMode::ReadOnly)
+    if (origin_.getOpening().mode == OpenMode::ReadOnly)
         fail(Errc::operation_not_permitted, getLabel() + ": the package is open for reading only");
     if (!output_)
         output_ = std::make_unique<ItemOutputStream>(*this);
@@ -60,11 +59,12 @@ interfaces::IPhysicalOutputStream* StoredItem::getOutputStream() {
 }
 
 std::shared_ptr<Content> StoredItem::makeContent() const {
-    return opening_.area ? std::make_shared<Content>(opening_.area, compression_) : std::make_shared<Content>();
+    const auto& area = origin_.getOpening().area;
+    return area ? std::make_shared<Content>(area, compression_) : std::make_shared<Content>();
 }
 
 std::unique_ptr<ItemReader> StoredItem::startReading() const {
-    if (opening_.mode == OpenMode::CreateOnly)
+    if (origin_.getOpening().mode == OpenMode::CreateOnly)
         fail(Errc::operation_not_permitted, getLabel() + ": nothing can be read while the package is created");
     return content_ ? readContent(content_) : origin_.readOriginal();
 }

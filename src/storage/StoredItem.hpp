@@ -19,7 +19,15 @@ namespace opc::storage {
 /// The package that holds the bytes of a stored item.
 class ItemOrigin {
 public:
+    /// How the package that holds the item is open.
+    struct Opening {
+        interfaces::OpenMode mode = interfaces::OpenMode::ReadOnly;
+        std::shared_ptr<SpillArea> area{}; ///< for new content; null: it stays in memory
+    };
+
     virtual ~ItemOrigin() = default;
+
+    virtual const Opening& getOpening() const = 0;
 
     /// Package and item, for the start of messages.
     virtual std::string getLabel() const = 0;
@@ -60,15 +68,9 @@ private:
 /// One item of an open package of either store, with its two streams: what is stored, until something is written.
 class StoredItem final : public interfaces::IPhysicalPart {
 public:
-    /// How the package that holds the item is open.
-    struct Opening {
-        interfaces::OpenMode mode = interfaces::OpenMode::ReadOnly;
-        std::shared_ptr<SpillArea> area{}; ///< for new content; null: it stays in memory
-    };
-
-    /// @param origin not owned, and neither is the opening; both outlive the item.
+    /// @param origin not owned; outlives the item.
     /// @param name the part name; empty for an item that is not a part.
-    StoredItem(ItemOrigin& origin, const Opening& opening, std::u16string name,
+    StoredItem(ItemOrigin& origin, std::u16string name,
                interfaces::CompressionType compression = interfaces::CompressionType::Normal);
 
     StoredItem(const StoredItem&) = delete;
@@ -98,7 +100,6 @@ public:
 
 private:
     ItemOrigin& origin_;
-    const Opening& opening_;
     std::u16string name_;
     std::shared_ptr<const std::u16string> contentType_; ///< null where it is not known; few, so items share them
     interfaces::CompressionType compression_;

@@ -9,8 +9,10 @@
 #include "model/relationships/RelationshipsCost.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -50,10 +52,9 @@ public:
     bool add(Relationship relationship) {
         Entries& entries = makeEntries();
         const auto [entry, isNew] = entries.relationships.try_emplace(relationship.getID(), std::move(relationship));
-        if (isNew) {
-            entries.cost += RelationshipsCost::of(entry->second);
-            entries.origins += leadsToOrigin(entry->second) ? 1 : 0;
-        }
+        if (isNew && entries.cost)
+            *entries.cost += RelationshipsCost::of(entry->second);
+        entries.origins += isNew && leadsToOrigin(entry->second) ? 1 : 0;
         return isNew;
     }
     /// Whether there is a relationship of the type that leads to a signature origin, without a search.
@@ -64,19 +65,21 @@ public:
 
     void keep(RawRelationship raw) {
         Entries& entries = makeEntries();
-        const RelationshipsCost cost = RelationshipsCost::of(raw);
         entries.raw.push_back(std::move(raw));
-        entries.cost += cost;
+        if (entries.cost)
+            *entries.cost += RelationshipsCost::of(entries.raw.back());
     }
     void eraseRaw(std::size_t index) noexcept {
-        entries_->cost -= RelationshipsCost::of(entries_->raw[index]);
+        if (entries_->cost)
+            *entries_->cost -= RelationshipsCost::of(entries_->raw[index]);
         entries_->raw.erase(entries_->raw.begin() + static_cast<std::ptrdiff_t>(index));
     }
     void erase(const std::u16string& id) noexcept {
         const auto found = getRelationships().find(id);
         if (found == getRelationships().end())
             return;
-        entries_->cost -= RelationshipsCost::of(found->second);
+        if (entries_->cost)
+            *entries_->cost -= RelationshipsCost::of(found->second);
         entries_->origins -= leadsToOrigin(found->second) ? 1 : 0;
         entries_->relationships.erase(found);
     }
@@ -85,7 +88,21 @@ public:
         unreadable_ = false;
     }
 
-    const RelationshipsCost& getCost() const noexcept { return entries().cost; }
+    /// Kept from the first call on: a package that is only read needs none.
+    RelationshipsCost getCost() noexcept {
+        if (!entries_)
+            return RelationshipsCost::ofNone();
+        if (!entries_->cost)
+            entries_->cost = entries_->sumCost();
+        return *entries_->cost;
+    }
+
+    /// The number of the next ID that is generated. None comes twice, whatever was deleted.
+    std::uint64_t takeIDNumber() { return makeEntries().nextIDNumber++; }
+    /// Goes on with the number of a manager whose relationships this one took over.
+    void takeIDNumberOf(const RelationshipManager& former) {
+        makeEntries().nextIDNumber = former.entries().nextIDNumber;
+    }
 
 private:
     struct Entries {
@@ -93,7 +110,17 @@ private:
         std::vector<RawRelationship> raw{};
         std::string rootAttributes{};
         std::size_t origins = 0;
-        RelationshipsCost cost = RelationshipsCost::ofNone();
+        std::uint64_t nextIDNumber = 1;
+        std::optional<RelationshipsCost> cost{};
+
+        RelationshipsCost sumCost() const noexcept {
+            RelationshipsCost sum = RelationshipsCost::ofNone();
+            for (const auto& entry : relationships)
+                sum += RelationshipsCost::of(entry.second);
+            for (const RawRelationship& each : raw)
+                sum += RelationshipsCost::of(each);
+            return sum;
+        }
     };
 
     static bool leadsToOrigin(const Relationship& relationship) noexcept {

@@ -87,7 +87,7 @@ void throwIfNotAllowedTarget(const URI& absolute, const URI& source) {
 constexpr const char16_t* LONGEST_ID = u"rId18446744073709551615";
 
 /// With the relationship, the relationships part could not be read again.
-void throwIfTooMuch(const RelationshipManager& relationships, const RelationshipsCost& more, const Limits& limits) {
+void throwIfTooMuch(RelationshipManager& relationships, const RelationshipsCost& more, const Limits& limits) {
     RelationshipsCost cost = relationships.getCost();
     cost += more;
     try {
@@ -109,7 +109,6 @@ public:
 
     interfaces::IPhysicalPart* physicalPart_ = nullptr;
     RelationshipManager relationships_;
-    std::uint64_t nextIDNumber_ = 1;
 };
 
 RelationshipSource::RelationshipSource(const URI& source) : impl_(boost::make_shared<Impl>(source)) {}
@@ -156,7 +155,6 @@ void RelationshipSource::reset() noexcept {
     impl_->relationships_.clear();
     impl_->relationships_.setModified(true);
     impl_->relationships_.setCompact(false);
-    impl_->nextIDNumber_ = 1;
 }
 
 std::vector<Relationship> RelationshipSource::getRelationships(ExcludeMode mode) const {
@@ -306,7 +304,7 @@ void RelationshipSource::verifyRelationship(std::u16string& id, const std::u16st
 std::u16string RelationshipSource::generateID() {
     std::u16string candidate;
     do {
-        candidate = idOfNumber(impl_->nextIDNumber_++);
+        candidate = idOfNumber(impl_->relationships_.takeIDNumber());
     } while (impl_->relationships_.hasEntry(candidate));
     return candidate;
 }
@@ -360,7 +358,7 @@ void RelationshipSource::takeRelationships(const RelationshipSource& former) {
     }
     relationships.setModified(isModified);
     relationships.setCompact(old.isCompact());
-    impl_->nextIDNumber_ = former.impl_->nextIDNumber_;
+    relationships.takeIDNumberOf(old);
 }
 
 void RelationshipSource::deleteRelationship(const std::u16string& id) {

@@ -94,7 +94,7 @@ private:
     }
 
     std::string label_;
-    const StoredItem::Opening opening_{OpenMode::ReadOnly};
+    const ItemOrigin::Opening opening_{OpenMode::ReadOnly};
     ReadLimits limits_;
     DirectoryArchive archive_;
     OpenItems items_;

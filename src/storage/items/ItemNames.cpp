@@ -5,6 +5,7 @@
 #include <opc/core/ItemNames.hpp>
 #include <opc/core/Strings.hpp>
 
+#include <algorithm>
 #include <utility>
 
 namespace opc::storage {
@@ -18,9 +19,7 @@ bool isUTF8(std::string_view name) {
 }
 
 bool isContentTypesItem(std::string_view itemName) {
-    const auto wide = [](std::string_view name) { return std::u16string(name.begin(), name.end()); };
-    return itemName.size() == CONTENT_TYPES_ITEM.size() &&
-           caselessCompare(wide(itemName), wide(CONTENT_TYPES_ITEM)) == 0;
+    return std::ranges::equal(itemName, CONTENT_TYPES_ITEM, {}, detail::toLowerASCII<char>, detail::toLowerASCII<char>);
 }
 
 std::optional<std::u16string> toPartName(std::string_view itemName) {

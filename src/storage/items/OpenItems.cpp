@@ -140,8 +140,7 @@ ZipEntry& OpenItems::addItem(std::uint64_t index, ItemArchive::Item&& item, std:
     std::optional<std::u16string> partName;
     if (!isContentTypes && !parsePieceName(item.name))
         partName = toPartName(item.name);
-    ZipEntry& entry =
-        add(all().end(), *this, opening_, std::move(item.name), std::move(partName).value_or(std::u16string()));
+    ZipEntry& entry = add(all().end(), *this, std::move(item.name), std::move(partName).value_or(std::u16string()));
     entry.isOneOfSeveral = isAnother;
     if (isContentTypes && !contentTypes())
         setContentTypes(entry);
@@ -273,8 +272,7 @@ StoredItem& OpenItems::getStoredAt(std::size_t position) {
     if (known != stored_.end())
         return known->second.bytes;
     ItemArchive::Item item = archive_->item(position);
-    ZipEntry& entry =
-        stored_.try_emplace(position, *this, opening_, std::move(item.name), std::u16string()).first->second;
+    ZipEntry& entry = stored_.try_emplace(position, *this, std::move(item.name), std::u16string()).first->second;
     entry.index = position;
     setSizes(entry, item);
     return entry.bytes;

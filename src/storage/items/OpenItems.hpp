@@ -43,7 +43,7 @@ struct ItemsOpening {
 class OpenItems final : public ZipItems, public ZipItemOwner {
 public:
     /// @param opening outlives this object, as do the limits.
-    OpenItems(ItemsOpening how, const StoredItem::Opening& opening, ReadLimits& limits)
+    OpenItems(ItemsOpening how, const ItemOrigin::Opening& opening, ReadLimits& limits)
         : how_(std::move(how)), opening_(opening), limits_(limits) {}
 
     /// Takes the items of an archive, which outlives them. Their number was checked.
@@ -79,6 +79,7 @@ public:
                    const interfaces::IPhysicalParallelReading::Take& take) const;
     bool countAsRead(interfaces::IPhysicalPart& part);
 
+    const ItemOrigin::Opening& getOpening() const override { return opening_; }
     std::string labelOf(std::string_view itemName) const override;
     std::unique_ptr<ItemReader> readOriginal(ZipEntry& entry) override;
 
@@ -96,7 +97,7 @@ private:
     std::optional<ContentTypes> readContentTypes(bool& isPlain);
 
     ItemsOpening how_;
-    const StoredItem::Opening& opening_;
+    const ItemOrigin::Opening& opening_;
     ReadLimits& limits_;
     const ItemArchive* archive_ = nullptr; ///< null in a created package
     bool hasTwoContentTypes_ = false;

@@ -32,6 +32,8 @@ class ZipItemOwner {
 public:
     virtual ~ZipItemOwner() = default;
 
+    virtual const ItemOrigin::Opening& getOpening() const = 0;
+
     /// Package and item, for the start of messages.
     virtual std::string labelOf(std::string_view itemName) const = 0;
 
@@ -42,10 +44,11 @@ public:
 struct ZipEntry final : ItemOrigin {
     /// @param itemName UTF-8.
     /// @param partName the part that the item would be by its name; empty for none.
-    ZipEntry(ZipItemOwner& itsOwner, const StoredItem::Opening& opening, std::string itemName, std::u16string partName,
+    ZipEntry(ZipItemOwner& itsOwner, std::string itemName, std::u16string partName,
              interfaces::CompressionType compression = interfaces::CompressionType::Normal)
-        : owner(itsOwner), name(std::move(itemName)), bytes(*this, opening, std::move(partName), compression) {}
+        : owner(itsOwner), name(std::move(itemName)), bytes(*this, std::move(partName), compression) {}
 
+    const Opening& getOpening() const override { return owner.getOpening(); }
     std::string getLabel() const override { return owner.labelOf(name); }
     std::unique_ptr<ItemReader> readOriginal() override { return owner.readOriginal(*this); }
     const std::u16string& partName() const { return bytes.name(); }

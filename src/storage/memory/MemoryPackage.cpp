@@ -37,11 +37,12 @@ std::string label(std::u16string_view item) {
 
 /// A part, or the content types stream.
 struct MemoryItem final : ItemOrigin {
-    MemoryItem(const StoredItem::Opening& opening, const std::u16string& name, std::shared_ptr<const Content> content)
-        : bytes(*this, opening, name) {
+    MemoryItem(const Opening& itsOpening, const std::u16string& name, std::shared_ptr<const Content> content)
+        : opening(itsOpening), bytes(*this, name) {
         bytes.setContent(std::move(content));
     }
 
+    const Opening& getOpening() const override { return opening; }
     std::string getLabel() const override {
         return label(bytes.name().empty() ? std::u16string_view(u"[Content_Types].xml") : bytes.name());
     }
@@ -49,6 +50,7 @@ struct MemoryItem final : ItemOrigin {
         return readContent(std::make_shared<const Content>()); // nothing was ever written
     }
 
+    const Opening& opening;
     StoredItem bytes;
 };
 
@@ -56,7 +58,7 @@ struct MemoryItem final : ItemOrigin {
 struct OpenPackage {
     using Parts = std::list<MemoryItem>;
 
-    StoredItem::Opening opening;
+    ItemOrigin::Opening opening;
     MemoryItem contentTypes;
     Parts parts;
     std::map<std::u16string, Parts::iterator, CaselessLess> byName;

@@ -150,7 +150,7 @@ interfaces::IPhysicalOutputStream* OpenZipPackage::getContentTypeOutputStream() 
     items_.forgetContentTypes();
     ZipEntry* entry = items_.contentTypes();
     if (!entry) {
-        entry = &items_.add(items_.all().begin(), items_, opening_, std::string(CONTENT_TYPES_ITEM), std::u16string());
+        entry = &items_.add(items_.all().begin(), items_, std::string(CONTENT_TYPES_ITEM), std::u16string());
         items_.setContentTypes(*entry);
     }
     return entry->bytes.getOutputStream();
@@ -189,7 +189,7 @@ interfaces::IPhysicalPart* OpenZipPackage::createPart(const std::u16string& name
     std::string itemName = itemNameFor(name);
     auto type = std::make_shared<const std::u16string>(contentType);
     auto content = std::make_shared<const Content>(); // a part exists once it is created
-    ZipEntry& entry = items_.add(items_.all().end(), items_, opening_, std::move(itemName), name, compression);
+    ZipEntry& entry = items_.add(items_.all().end(), items_, std::move(itemName), name, compression);
     entry.kind = ZipItemKind::Part;
     entry.bytes.setContentType(std::move(type));
     entry.bytes.setContent(std::move(content));
@@ -223,7 +223,7 @@ interfaces::IPhysicalPart* OpenZipPackage::renamePart(const std::u16string& name
     const auto place = std::find_if(items_.all().begin(), items_.all().end(),
                                     [part](const ZipEntry& entry) { return &entry == part; });
     std::vector<std::uint64_t> pieces = part->pieces();
-    ZipEntry& renamed = items_.add(place, items_, opening_, std::move(itemName), newName, part->bytes.compression());
+    ZipEntry& renamed = items_.add(place, items_, std::move(itemName), newName, part->bytes.compression());
     renamed.kind = ZipItemKind::Part;
     renamed.index = part->index;
     renamed.isRenamed = part->isRenamed || renamed.name != part->name;

@@ -103,7 +103,7 @@ private:
 
     ZipLocation location_;
     const unsigned threads_;
-    StoredItem::Opening opening_;         ///< without an area for a package in bytes
+    ItemOrigin::Opening opening_;         ///< without an area for a package in bytes
     std::optional<Destination> own_;      ///< nothing for a package in bytes
     std::optional<Destination> output_;   ///< elsewhere
     bool isOutputSet_ = false;            ///< it is written even when nothing was changed
