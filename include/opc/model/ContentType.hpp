@@ -93,7 +93,9 @@ private:
 
 } // namespace opc::model
 
+/// @cond
 template <>
 struct std::hash<opc::model::ContentType> {
     std::size_t operator()(const opc::model::ContentType& contentType) const noexcept { return contentType.hash(); }
 };
+/// @endcond

@@ -101,7 +101,9 @@ OPCRAFT_API bool operator<(const std::u16string& text, const PartName& name) noe
 
 } // namespace opc::model
 
+/// @cond
 template <>
 struct std::hash<opc::model::PartName> {
     std::size_t operator()(const opc::model::PartName& name) const noexcept { return name.hash(); }
 };
+/// @endcond

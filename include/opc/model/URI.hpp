@@ -126,7 +126,9 @@ OPCRAFT_API URI relativize(const URI& source, const URI& target);
 
 } // namespace opc::model
 
+/// @cond
 template <>
 struct std::hash<opc::model::URI> {
     std::size_t operator()(const opc::model::URI& uri) const noexcept { return uri.hash(); }
 };
+/// @endcond
