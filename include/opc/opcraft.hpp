@@ -99,6 +99,7 @@
 #include <opc/signatures/SignatureSummary.hpp>
 #include <opc/signatures/SignedProperties.hpp>
 #include <opc/signatures/SigningOptions.hpp>
+#include <opc/signatures/SigningWarnings.hpp>
 #include <opc/signatures/VerificationOptions.hpp>
 #include <opc/signatures/VerificationReport.hpp>
 #include <opc/storage/Extraction.hpp>

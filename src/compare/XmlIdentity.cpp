@@ -75,6 +75,18 @@ bool holdsPrefixes(const XmlEventName& element, const XmlEventName& attribute) {
            element.uri == detail::MARKUP_COMPATIBILITY_NAMESPACE;
 }
 
+/// What white space of XML divides.
+std::vector<std::string_view> wordsOf(std::string_view value) {
+    constexpr std::string_view SPACE = " \t\r\n";
+    std::vector<std::string_view> words;
+    for (std::size_t begin = value.find_first_not_of(SPACE); begin < value.size();) {
+        const std::size_t end = std::min(value.find_first_of(SPACE, begin), value.size());
+        words.push_back(value.substr(begin, end - begin));
+        begin = std::min(value.find_first_not_of(SPACE, end), value.size());
+    }
+    return words;
+}
+
 /// Ends the reading of a document that would take too much memory.
 struct TooManyNodes {};
 
@@ -178,11 +190,29 @@ private:
         form += 'A';
         appendField(form, attribute.name.uri);
         appendField(form, attribute.name.local);
+        // Some programs go by the prefix itself.
+        if (attribute.name.uri.empty() && attribute.name.local == "Requires")
+            appendField(form, attribute.value);
         const bool isId = options_.ignoresIds && isRelationshipId(attribute.name.uri, attribute.name.local);
         if (holdsPrefixes(element, attribute.name))
             appendField(form += 'N', withNamespaces(attribute.value, attribute.name.uri != SCHEMA_INSTANCE));
         else if (!isId || !appendTarget(form, attribute.value))
-            appendValue(form, attribute.value);
+            appendList(form, attribute.value);
+    }
+
+    /// A value as it is; where it is a list of prefixes that are declared, as formats other than Markup Compatibility
+    /// have them, with what they stand for.
+    void appendList(std::string& form, std::string_view value) const {
+        appendValue(form, value);
+        std::string namespaces;
+        for (const std::string_view word : wordsOf(value)) {
+            const std::string* uri = scope_.find(word);
+            if (uri == nullptr)
+                return;
+            appendField(namespaces, *uri);
+        }
+        if (!namespaces.empty())
+            appendField(form += 'L', namespaces);
     }
 
     /// @return whether the value is an Id.
@@ -213,19 +243,21 @@ private:
     }
 
     /// The words of a value, with namespaces for their prefixes.
-    /// @param isPrefix whether a word without a colon is a prefix itself.
+    /// @param isPrefix whether a word without a colon is a prefix itself; else it is a name in the default namespace.
     std::string withNamespaces(std::string_view value, bool isPrefix) const {
         std::string text;
-        for (std::size_t begin = 0; begin < value.size();) {
-            const std::size_t end = std::min(value.find(' ', begin), value.size());
-            const std::string_view word = value.substr(begin, end - begin);
-            const std::size_t colon = std::min(word.find(':'), word.size());
-            const std::string* uri = isPrefix || colon < word.size() ? scope_.find(word.substr(0, colon)) : nullptr;
-            text += uri == nullptr ? std::string(word.substr(0, colon)) : "{" + *uri + "}";
-            text.append(word.substr(colon)).append(" ");
-            begin = end + 1;
+        const char* end = value.data();
+        for (const std::string_view word : wordsOf(value)) {
+            text.append(end, word.data()); // the space between
+            end = word.data() + word.size();
+            const std::size_t colon = word.find(':');
+            const bool hasPrefix = isPrefix || colon != word.npos;
+            const std::string_view prefix = hasPrefix ? word.substr(0, colon) : std::string_view();
+            const std::string* uri = scope_.find(prefix);
+            text += uri == nullptr ? std::string(prefix) : "{" + *uri + "}";
+            text.append(word.substr(prefix.size()));
         }
-        return text;
+        return text.append(end, value.data() + value.size());
     }
 
     const IdTargets& ids_;
