@@ -139,6 +139,8 @@ void writeAll(const PartUse& part, const void* data, std::size_t length) {
 } // namespace opc::c
 
 using namespace opc::c;
+using opc::InputStream;
+using opc::OutputStream;
 using opc::model::ContentType;
 
 struct opcraft_reader {
