@@ -144,8 +144,10 @@ std::vector<X509Certificate> readKeyInfo(const DOMElement& keyInfo, DigitalSigna
 void chooseStandardSigner(DigitalSignatureData& data, std::vector<X509Certificate> certificates) {
     if (certificates.empty())
         return;
-    const auto found = std::find_if(certificates.begin(), certificates.end(),
-                                    [&](const X509Certificate& each) { return isSignedBy(data, each); });
+    std::set<std::vector<unsigned char>> tried; // each once, since a key takes long
+    const auto found = std::find_if(certificates.begin(), certificates.end(), [&](const X509Certificate& each) {
+        return tried.insert(each.toDER()).second && isSignedBy(data, each);
+    });
     const auto signer = found == certificates.end() ? certificates.begin() : found;
     data.certificate = *signer;
     certificates.erase(signer);
