@@ -175,13 +175,17 @@ opcraft_difference_report* comparePackages(opcraft_store& before, opcraft_store&
     how.ignoresOrder = given.ignore_order;
     how.ignoresCoreProperties = given.ignore_core_properties;
     how.ignoresSignatures = given.ignore_signatures;
-    const ComparedInput first(before, !given.ignore_signatures, given.tolerant);
-    const ComparedInput second(after, !given.ignore_signatures, given.tolerant);
-    auto result = makeReport(compare::compare(first.get(), second.get(), how), given.without_lines);
     std::vector<std::string> unread;
-    for (const ComparedInput* each : {&first, &second})
-        if (!each->getProblem().empty())
-            unread.push_back(each->getProblem());
+    const auto compareBoth = [&] {
+        const ComparedInput first(before, !given.ignore_signatures, given.tolerant);
+        const ComparedInput second(after, !given.ignore_signatures, given.tolerant);
+        for (const ComparedInput* each : {&first, &second})
+            if (!each->getProblem().empty())
+                unread.push_back(each->getProblem());
+        return compare::compare(first.get(), second.get(), how);
+    };
+    const DifferenceReport report = reportByStore(before, [&] { return reportByStore(after, compareBoth); });
+    auto result = makeReport(report, given.without_lines);
     result->unread_signatures = result->pool.texts(unread, result->unread_signature_count);
     return result.release();
 }

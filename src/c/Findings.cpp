@@ -101,7 +101,8 @@ opcraft_finding_list* opcraft_lint(opcraft_store* store, const opcraft_lint_opti
             how.rules = toRules(given.rules, given.rule_count, "rules");
             const StoreUse use(required(store, "store"), opc::interfaces::OpenMode::ReadOnly);
             how.limits = use.getLimits();
-            return makeList(opc::lint::examine(*use, how));
+            return makeList(reportByStore(
+                *store, [&] { return opc::lint::examine(*use, how); }));
         });
 }
 

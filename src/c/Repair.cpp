@@ -53,7 +53,11 @@ opcraft_repair_plan* repair(opcraft_store& store, const opcraft_repair_options& 
     how.breaksSignatures = given.breaks_signatures;
     const StoreUse use(store, given.apply ? interfaces::OpenMode::ReadWrite : interfaces::OpenMode::ReadOnly);
     how.limits = use.getLimits();
-    return makePlan(given.apply ? lint::applyRepair(*use, how) : lint::planRepair(*use, how), given.apply);
+    if (given.apply) // what is saved is saved
+        return makePlan(byStore(
+                            &store, [&] { return lint::applyRepair(*use, how); }),
+                        true);
+    return makePlan(reportByStore(store, [&] { return lint::planRepair(*use, how); }), false);
 }
 
 } // namespace

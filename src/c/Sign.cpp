@@ -267,7 +267,11 @@ opcraft_sign_result* opcraft_sign(opcraft_store* store, const opcraft_sign_optio
     return guarded(
         error, static_cast<opcraft_sign_result*>(nullptr),
         [&]() -> opcraft_sign_result* {
-            return sign(required(store, "store"), read(&required(options, "options"), "options")).release();
+            const opcraft_sign_options given = read(&required(options, "options"), "options");
+            opcraft_store& to = required(store, "store");
+            return byStore(
+                       &to, [&] { return sign(to, given); })
+                .release();
         });
 }
 
@@ -280,7 +284,8 @@ bool opcraft_unsign(opcraft_store* store, const char* name, uint64_t* removed, o
         error,
         [&] {
             opcraft_store& from = required(store, "store");
-            const std::uint64_t count = name != nullptr ? removeOne(from, toText(name, "name")) : removeAll(from);
+            const std::uint64_t count = byStore(
+                &from, [&] { return name != nullptr ? removeOne(from, toText(name, "name")) : removeAll(from); });
             if (removed != nullptr)
                 *removed = count;
         });

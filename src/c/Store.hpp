@@ -89,6 +89,15 @@ auto byStore(opcraft_store* store, Action action) {
     }
 }
 
+/// The same for what gives a report: what is found from the time on at which it is cancelled says nothing.
+template <class Action>
+auto reportByStore(opcraft_store& store, Action action) {
+    auto report = byStore(&store, action);
+    if (store.isCancelled())
+        throwCancelled("the work was cancelled");
+    return report;
+}
+
 /// @throws opc::Exception for a value that is none.
 interfaces::OpenMode toOpenMode(opcraft_mode mode);
 

@@ -252,7 +252,8 @@ opcraft_verification* opcraft_verify(opcraft_store* store, const opcraft_verify_
         [&] {
             const auto how = toOptions(read(options, "options"));
             const StoreUse use(required(store, "store"), opc::interfaces::OpenMode::ReadOnly, true);
-            return makeVerification(verifyPackage(*use, how, use.getLimits()));
+            return makeVerification(reportByStore(
+                *store, [&] { return verifyPackage(*use, how, use.getLimits()); }));
         });
 }
 

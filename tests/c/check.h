@@ -45,5 +45,9 @@ void testCallbacks(void);
 void testFailingCallbacks(void);
 void testCancelling(void);
 void testMemoryFaults(void);
+void testFindings(void);
+void testComparing(void);
+void testSigning(void);
+void testVerifying(void);
 
 #endif

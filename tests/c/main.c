@@ -112,6 +112,10 @@ static const struct {
     {"failing-callbacks", testFailingCallbacks},
     {"cancelling", testCancelling},
     {"memory-faults", testMemoryFaults},
+    {"findings", testFindings},
+    {"comparing", testComparing},
+    {"signing", testSigning},
+    {"verifying", testVerifying},
 };
 
 int main(int argc, char** argv) {
