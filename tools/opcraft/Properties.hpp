@@ -28,9 +28,8 @@ struct CorePropertiesEntry {
 /// In the order of their precedence: the first leads to the properties that are shown and changed.
 std::vector<CorePropertiesEntry> findCoreProperties(OpenPackage& package);
 
-/// @throws Failure when the part holds core properties, which have a content type of their own (ECMA-376-2 §8), and is
-/// to
-///         have another one.
+/// @throws Failure when the part holds core properties, whose content type is their own (ECMA-376-2 §8), and the new
+///         one is another.
 void throwIfCoreProperties(OpenPackage& package, const opc::model::PartName& name,
                            const opc::model::ContentType& newType);
 

@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <ctime>
 #include <map>
 #include <string>
 #include <thread>
@@ -74,7 +75,8 @@ public:
     ProcessorLimit() {
         ::getrlimit(RLIMIT_CPU, &former_);
         rlimit limit = former_;
-        limit.rlim_cur = std::min(former_.rlim_cur, MAXIMUM_SECONDS);
+        const auto used = static_cast<rlim_t>(std::clock() / CLOCKS_PER_SEC); // by this process, which it holds for too
+        limit.rlim_cur = std::min(former_.rlim_cur, used + MAXIMUM_SECONDS);
         ::setrlimit(RLIMIT_CPU, &limit);
     }
     ~ProcessorLimit() { ::setrlimit(RLIMIT_CPU, &former_); }
