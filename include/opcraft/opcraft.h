@@ -37,6 +37,14 @@
 #define OPCRAFT_C_API
 #endif
 
+/* C++ gives an enumeration only the values that its enumerators need, unless its type is named; a program may pass any.
+ */
+#if defined(__cplusplus) && __cplusplus >= 201103L
+#define OPCRAFT_C_ENUM : unsigned
+#else
+#define OPCRAFT_C_ENUM
+#endif
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -54,7 +62,7 @@ OPCRAFT_C_API const char* opcraft_version(void);
 /* ---- Errors ------------------------------------------------------------------------------------------------------ */
 
 /** What went wrong, for programs; `opc::ErrorKind` has the same enumerators. */
-typedef enum opcraft_error_kind {
+typedef enum opcraft_error_kind OPCRAFT_C_ENUM {
     OPCRAFT_ERROR_OTHER = 0,            /**< nothing of what follows */
     OPCRAFT_ERROR_OUT_OF_MEMORY = 1,    /**< there is no memory left */
     OPCRAFT_ERROR_INVALID_ARGUMENT = 2, /**< a value that the function does not take */
@@ -191,7 +199,11 @@ OPCRAFT_C_API void opcraft_monitor_cancel(opcraft_monitor* monitor);
 typedef struct opcraft_store opcraft_store;
 
 /** Which of several items of one name, or of several archives in a row, is read by what reads tolerantly. */
-typedef enum opcraft_take { OPCRAFT_TAKE_NEITHER = 0, OPCRAFT_TAKE_FIRST = 1, OPCRAFT_TAKE_LAST = 2 } opcraft_take;
+typedef enum opcraft_take OPCRAFT_C_ENUM {
+    OPCRAFT_TAKE_NEITHER = 0,
+    OPCRAFT_TAKE_FIRST = 1,
+    OPCRAFT_TAKE_LAST = 2
+} opcraft_take;
 
 /** For a store of the caller's own, `monitor` and the limits of XML count alone; the rest is about files and their
  * items.
@@ -225,7 +237,7 @@ typedef struct opcraft_listing opcraft_listing;
  *  @return 0, or a value of errno.h that `list` returns at once. */
 OPCRAFT_C_API int opcraft_listing_add(opcraft_listing* listing, const char* name, const char* content_type);
 
-typedef enum opcraft_mode {
+typedef enum opcraft_mode OPCRAFT_C_ENUM {
     OPCRAFT_MODE_READ = 0,
     OPCRAFT_MODE_CHANGE = 1, /**< an existing package */
     OPCRAFT_MODE_CREATE = 2  /**< a new package, which replaces an existing one */
@@ -342,7 +354,7 @@ OPCRAFT_C_API bool opcraft_reader_read(opcraft_reader* reader, void* buffer, siz
 OPCRAFT_C_API void opcraft_reader_free(opcraft_reader* reader);
 
 /** How strongly a new part is compressed. */
-typedef enum opcraft_compression {
+typedef enum opcraft_compression OPCRAFT_C_ENUM {
     OPCRAFT_COMPRESSION_NORMAL = 0,
     OPCRAFT_COMPRESSION_NONE = 1,
     OPCRAFT_COMPRESSION_MAXIMUM = 2,
@@ -419,7 +431,7 @@ typedef struct opcraft_keyword {
     const char* language; /**< a language tag, or NULL */
 } opcraft_keyword;
 
-typedef enum opcraft_property_kind {
+typedef enum opcraft_property_kind OPCRAFT_C_ENUM {
     OPCRAFT_PROPERTY_TEXT = 0,
     OPCRAFT_PROPERTY_TIME = 1, /**< W3CDTF in UTC, "2026-01-31T10:00:00.25Z" */
     OPCRAFT_PROPERTY_KEYWORDS = 2
@@ -452,7 +464,7 @@ OPCRAFT_C_API bool opcraft_package_set_properties(opcraft_package* package, cons
 
 /* ---- What is wrong with a package -------------------------------------------------------------------------------- */
 
-typedef enum opcraft_severity {
+typedef enum opcraft_severity OPCRAFT_C_ENUM {
     OPCRAFT_SEVERITY_ERROR = 0,
     OPCRAFT_SEVERITY_WARNING = 1,
     OPCRAFT_SEVERITY_NOTE = 2
@@ -547,14 +559,14 @@ OPCRAFT_C_API opcraft_repair_plan* opcraft_repair(opcraft_store* store, const op
 
 /* ---- How two packages differ ------------------------------------------------------------------------------------- */
 
-typedef enum opcraft_difference_kind {
+typedef enum opcraft_difference_kind OPCRAFT_C_ENUM {
     OPCRAFT_DIFFERENCE_ADDED = 0,
     OPCRAFT_DIFFERENCE_REMOVED = 1,
     OPCRAFT_DIFFERENCE_RENAMED = 2,
     OPCRAFT_DIFFERENCE_CHANGED = 3
 } opcraft_difference_kind;
 
-typedef enum opcraft_content_difference {
+typedef enum opcraft_content_difference OPCRAFT_C_ENUM {
     OPCRAFT_CONTENT_SAME = 0,
     OPCRAFT_CONTENT_XML = 1,       /**< in what the XML says */
     OPCRAFT_CONTENT_TOO_LARGE = 2, /**< as XML, in more than is compared line by line */
@@ -608,7 +620,7 @@ typedef struct opcraft_item_difference {
     uint64_t length_after;
 } opcraft_item_difference;
 
-typedef enum opcraft_signature_change {
+typedef enum opcraft_signature_change OPCRAFT_C_ENUM {
     OPCRAFT_SIGNATURE_BROKEN = 0,
     OPCRAFT_SIGNATURE_REMOVED = 1,
     OPCRAFT_SIGNATURE_ADDED = 2,
@@ -660,7 +672,7 @@ OPCRAFT_C_API opcraft_difference_report* opcraft_compare(opcraft_store* before, 
 
 /* ---- Signatures (ECMA-376-2 section 10) -------------------------------------------------------------------------- */
 
-typedef enum opcraft_digest {
+typedef enum opcraft_digest OPCRAFT_C_ENUM {
     OPCRAFT_DIGEST_DEFAULT = 0, /**< SHA-256 */
     OPCRAFT_DIGEST_MD5 = 1,
     OPCRAFT_DIGEST_SHA1 = 2,
@@ -671,21 +683,21 @@ typedef enum opcraft_digest {
 } opcraft_digest;
 
 /** In which form a signature is stored. */
-typedef enum opcraft_signature_form {
+typedef enum opcraft_signature_form OPCRAFT_C_ENUM {
     OPCRAFT_FORM_STANDARD = 0, /**< that of the standard, which other programs check */
     OPCRAFT_FORM_OFFICE = 1,   /**< with what Microsoft Office adds */
     OPCRAFT_FORM_LIBRARY = 2   /**< of this library alone */
 } opcraft_signature_form;
 
 /** What a signature has to cover. */
-typedef enum opcraft_coverage {
+typedef enum opcraft_coverage OPCRAFT_C_ENUM {
     OPCRAFT_COVERAGE_CONTENT = 0, /**< all but core and extended properties and the thumbnail of the package */
     OPCRAFT_COVERAGE_ALL = 1,
     OPCRAFT_COVERAGE_ANY = 2
 } opcraft_coverage;
 
 /** The time at which a certificate has to be valid. */
-typedef enum opcraft_validation_time {
+typedef enum opcraft_validation_time OPCRAFT_C_ENUM {
     OPCRAFT_TIME_NOW = 0,
     OPCRAFT_TIME_GIVEN = 1,
     OPCRAFT_TIME_SIGNED = 2, /**< what the signature claims, which nothing confirms */
@@ -712,7 +724,7 @@ typedef struct opcraft_verify_options {
     bool strict;            /**< reads relationships by the letter of the standard only */
 } opcraft_verify_options;
 
-typedef enum opcraft_verdict {
+typedef enum opcraft_verdict OPCRAFT_C_ENUM {
     OPCRAFT_VERDICT_VALID =
         0, /**< every signature holds, is vouched for and accepted, and covers what it has to by itself */
     OPCRAFT_VERDICT_INVALID = 1, /**< one does not hold or cannot be read, or nobody who is accepted vouches for it */
@@ -722,21 +734,21 @@ typedef enum opcraft_verdict {
     OPCRAFT_VERDICT_UNCHECKED = 5 /**< there are signatures of a kind alone that is not checked */
 } opcraft_verdict;
 
-typedef enum opcraft_voucher {
+typedef enum opcraft_voucher OPCRAFT_C_ENUM {
     OPCRAFT_VOUCHER_NOBODY = 0,
     OPCRAFT_VOUCHER_UNTRUSTED_CERTIFICATE = 1,
     OPCRAFT_VOUCHER_TRUSTED_CERTIFICATE = 2,
     OPCRAFT_VOUCHER_GIVEN_KEY = 3
 } opcraft_voucher;
 
-typedef enum opcraft_reference_kind {
+typedef enum opcraft_reference_kind OPCRAFT_C_ENUM {
     OPCRAFT_REFERENCE_OBJECT = 0, /**< something in the signature itself */
     OPCRAFT_REFERENCE_PART = 1,
     OPCRAFT_REFERENCE_RELATIONSHIPS = 2 /**< of one source */
 } opcraft_reference_kind;
 
 /** The values are those of `opc::model::ReferenceVerdict`. */
-typedef enum opcraft_reference_verdict {
+typedef enum opcraft_reference_verdict OPCRAFT_C_ENUM {
     OPCRAFT_REFERENCE_HOLDS = 0,
     OPCRAFT_REFERENCE_DIGEST_DIFFERS = 1,
     OPCRAFT_REFERENCE_CONTENT_TYPE_DIFFERS = 2,
