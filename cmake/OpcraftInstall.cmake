@@ -66,6 +66,8 @@ if(OPCRAFT_BUILD_TOOL)
   install(FILES ${manual}/completion/opcraft.fish
     DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT tool)
   file(GLOB documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md)
-  install(FILES README.md CHANGELOG.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/opcraft COMPONENT tool)
+  install(FILES README.md CHANGELOG.md SECURITY.md LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/opcraft COMPONENT tool)
   install(FILES ${documents} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/opcraft/docs COMPONENT tool)
+  install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/opcraft COMPONENT tool
+    FILES_MATCHING PATTERN *.c PATTERN *.cpp PATTERN *.docx)
 endif()

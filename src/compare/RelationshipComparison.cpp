@@ -64,8 +64,8 @@ RelationshipDifference differenceOf(const model::RawRelationship& raw, const std
 
 class Collector {
 public:
-    Collector(const ComparedParts& parts, const Renames& renames, const CompareOptions& options)
-        : renames_(renames), options_(options) {
+    Collector(const ComparedParts& parts, const Renames& renames, const CompareOptions& options, std::string side)
+        : renames_(renames), options_(options), side_(std::move(side)) {
         add(parts.getPackage(), "/");
         for (const auto& [key, part] : parts.getParts())
             add(part, renamedKey(key, renames));
@@ -93,7 +93,8 @@ private:
         try {
             const std::vector<unsigned char> stored = source.readRelationshipsPart();
             bytes.assign(stored.begin(), stored.end());
-        } catch (const Exception&) { // damaged: equal to another one that is
+        } catch (const Exception&) { // damaged: nobody knows that another one is equal
+            bytes = "\n" + side_;
         }
         RelationshipDifference difference;
         difference.source = name;
@@ -108,6 +109,7 @@ private:
 
     const Renames& renames_;
     const CompareOptions& options_;
+    std::string side_;
     Multiset all_;
 };
 
@@ -150,8 +152,8 @@ std::string resolvedTargetOf(const Relationship& relationship) {
 
 void compareRelationships(const ComparedParts& before, const ComparedParts& after, const Renames& renames,
                           const CompareOptions& options, std::vector<RelationshipDifference>& differences) {
-    Multiset old = Collector(before, renames, options).take();
-    Multiset now = Collector(after, {}, options).take();
+    Multiset old = Collector(before, renames, options, "before").take();
+    Multiset now = Collector(after, {}, options, "after").take();
     cancel(old, now);
     old = byRenamed(old);
     cancel(old, now);

@@ -75,16 +75,16 @@ bool holdsPrefixes(const XmlEventName& element, const XmlEventName& attribute) {
            element.uri == detail::MARKUP_COMPATIBILITY_NAMESPACE;
 }
 
-/// What white space of XML divides.
-std::vector<std::string_view> wordsOf(std::string_view value) {
+/// Calls an action with what white space of XML divides, until it returns false.
+template <class Action>
+void forEachWord(std::string_view value, Action action) {
     constexpr std::string_view SPACE = " \t\r\n";
-    std::vector<std::string_view> words;
     for (std::size_t begin = value.find_first_not_of(SPACE); begin < value.size();) {
         const std::size_t end = std::min(value.find_first_of(SPACE, begin), value.size());
-        words.push_back(value.substr(begin, end - begin));
-        begin = std::min(value.find_first_not_of(SPACE, end), value.size());
+        if (!action(value.substr(begin, end - begin)))
+            return;
+        begin = value.find_first_not_of(SPACE, end);
     }
-    return words;
 }
 
 /// Ends the reading of a document that would take too much memory.
@@ -132,7 +132,7 @@ public:
         flushText();
         std::string form = "P";
         appendField(form, target);
-        appendField(form, data);
+        appendValue(form, data);
         add(form);
     }
 
@@ -204,15 +204,10 @@ private:
     /// have them, with what they stand for.
     void appendList(std::string& form, std::string_view value) const {
         appendValue(form, value);
-        std::string namespaces;
-        for (const std::string_view word : wordsOf(value)) {
-            const std::string* uri = scope_.find(word);
-            if (uri == nullptr)
-                return;
-            appendField(namespaces, *uri);
-        }
-        if (!namespaces.empty())
-            appendField(form += 'L', namespaces);
+        bool isList = false;
+        forEachWord(value, [&](std::string_view word) { return isList = scope_.find(word) != nullptr; });
+        if (isList)
+            appendField(form += 'L', withNamespaces(value, true));
     }
 
     /// @return whether the value is an Id.
@@ -224,12 +219,17 @@ private:
         return true;
     }
 
-    /// A text as it is, and what the prefixes that seem to be in it stand for.
+    /// A text as it is, and what the Ids and prefixes that seem to be in it stand for.
     void appendValue(std::string& form, std::string_view value) const {
         appendField(form += 'V', value);
-        if (!options_.ignoresIds)
-            appendTarget(form, value);
         std::set<std::string_view> seen;
+        if (!options_.ignoresIds && !ids_.empty())
+            forEachWord(value, [&](std::string_view word) {
+                if (ids_.count(word) > 0 && seen.insert(word).second)
+                    appendTarget(form, word);
+                return true;
+            });
+        seen.clear();
         std::size_t begin = 0;
         for (std::size_t i = 0; i < value.size(); ++i) {
             if (isNameByte(value[i]))
@@ -242,22 +242,33 @@ private:
         }
     }
 
-    /// The words of a value, with namespaces for their prefixes.
+    /// The words of a value, with numbers of namespaces for their prefixes, and these namespaces, each once.
     /// @param isPrefix whether a word without a colon is a prefix itself; else it is a name in the default namespace.
     std::string withNamespaces(std::string_view value, bool isPrefix) const {
         std::string text;
+        std::map<std::string_view, std::size_t> numbers;
+        std::string namespaces;
         const char* end = value.data();
-        for (const std::string_view word : wordsOf(value)) {
+        forEachWord(value, [&](std::string_view word) {
             text.append(end, word.data()); // the space between
             end = word.data() + word.size();
             const std::size_t colon = word.find(':');
             const bool hasPrefix = isPrefix || colon != word.npos;
             const std::string_view prefix = hasPrefix ? word.substr(0, colon) : std::string_view();
-            const std::string* uri = scope_.find(prefix);
-            text += uri == nullptr ? std::string(prefix) : "{" + *uri + "}";
+            if (const std::string* uri = scope_.find(prefix)) {
+                const auto [found, isNew] = numbers.emplace(*uri, numbers.size());
+                if (isNew)
+                    appendField(namespaces, *uri);
+                text.append("{").append(std::to_string(found->second)).append("}");
+            } else {
+                text.append("{}").append(prefix);
+            }
             text.append(word.substr(prefix.size()));
-        }
-        return text.append(end, value.data() + value.size());
+            return true;
+        });
+        std::string form;
+        appendField(form, text.append(end, value.data() + value.size()));
+        return form + namespaces;
     }
 
     const IdTargets& ids_;

@@ -140,6 +140,13 @@ TEST_F(CommandLine, ShowsProgressOnATerminalAfterASecondAndTakesItAway) {
     EXPECT_EQ(slow.exitCode, 0);
     EXPECT_THAT(slow.out, StartsWith("\r\033[Kopcraft: p.zip: working, 1 s\r\033[K"));
     EXPECT_THAT(slow.out, EndsWith(" s\r\033[K"));
+    const std::string xml = "<a>" + std::string(300'000, 'x') + "</a>";
+    for (const std::string name : {"c.xml", "d.xml"}) {
+        writeFile(folder_ / name, toBytes(xml));
+        good("add p.zip /" + name + " --type application/xml --from " + name);
+    }
+    EXPECT_THAT(onTerminal("opcraft text p.zip | (sleep 2.5; cat)").out, HasSubstr(": working, 1 s, 50 %\r"))
+        << "one of two large parts is written to a pipe";
     EXPECT_EQ(onTerminal("opcraft --version").out, "") << "quick work needs no progress";
 }
 

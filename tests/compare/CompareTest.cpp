@@ -22,7 +22,7 @@ constexpr const char* RICH_DOCUMENT =
     "<w:document xmlns:w=\"urn:w\" xmlns:r=\"http://schemas.openxmlformats.org/officeDocument/2006/relationships\" "
     "xmlns:mc=\"http://schemas.openxmlformats.org/markup-compatibility/2006\" xmlns:q=\"urn:q\" xmlns:l=\"urn:l\" "
     "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" mc:Ignorable=\"w\"><w:x xmlns=\"urn:d\" xsi:type=\"t\" "
-    "list=\"l mc\"/><mc:Choice Requires=\"q\"/><w:p w:a=\"1\" "
+    "list=\"l mc\" ids=\"x rId1\"/><mc:Choice Requires=\"q\"/><w:p w:a=\"1\" "
     "w:b=\"2\">Dear Ada</w:p><w:p/><w:pic r:id=\"rId10\" r:link=\"rId2\"/></w:document>";
 
 CompareOptions optionsOf(const std::string& text) {
@@ -119,8 +119,8 @@ TEST(PrettyXml, HasALineForEachElement) {
     std::string many = "<a";
     for (unsigned i = 0; i <= 100'000; ++i)
         many += " a" + std::to_string(i) + "=''";
-    for (const std::string& wrong :
-         {std::string("<a>"), std::string("<!DOCTYPE a><a/>"), std::string("<p:a/>"), std::string(), many + "/>"})
+    for (const std::string& wrong : {std::string("<a>"), std::string("<!DOCTYPE a><a/>"), std::string("<p:a/>"),
+                                     std::string(), many + "/>", "<a xmlns='" + std::string(1025, 'u') + "'/>"})
         EXPECT_THROW(pretty(wrong), InvalidXMLDocument) << wrong.substr(0, 99);
 }
 

@@ -14,6 +14,7 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <barrier>
 #include <condition_variable>
 #include <mutex>
@@ -210,6 +211,20 @@ TEST(Threads, ReadFoldersAsOneDoes) {
                                                                       : "the digests differ"));
         }
     }
+}
+
+TEST(Threads, CountWhatIsReadOnceAndOnceMoreToCheckIt) {
+    const Bytes zip = changed(opc::test::makeZip(makeItems()), sign);
+    for (const bool consistent : {false, true})
+        for (const unsigned threads : {1U, 5U}) {
+            std::atomic<std::uint64_t> read = 0;
+            ZipOptions options;
+            options.threads = threads;
+            options.consistent = consistent;
+            options.bytesRead = &read;
+            examine(zip, options);
+            EXPECT_NEAR(static_cast<double>(read), 12.0 * SIZE * (consistent ? 2 : 1), SIZE) << threads << " threads";
+        }
 }
 
 TEST(Threads, ReadDifferentPartsAtTheSameTime) {

@@ -11,6 +11,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
+#include <limits>
 #include <mutex>
 #include <stop_token>
 #include <system_error>
@@ -58,7 +59,7 @@ std::atomic<std::uint64_t> bytesExpected = 0;
 std::string percentText() {
     const std::uint64_t all = bytesExpected;
     const double part = all == 0 ? 0 : static_cast<double>(Progress::bytesRead) / static_cast<double>(all);
-    return all == 0 ? "" : ", " + std::to_string(std::min(99, static_cast<int>(part * 100))) + " %";
+    return all == 0 ? "" : ", " + std::to_string(static_cast<int>(std::min(99.0, part * 100))) + " %";
 }
 
 void tick(const std::stop_token& stop, const std::string& subject) {
@@ -83,8 +84,8 @@ void tick(const std::stop_token& stop, const std::string& subject) {
 std::atomic<std::uint64_t> Progress::bytesRead = 0;
 
 void Progress::expect(std::uint64_t bytes) {
-    const std::uint64_t all = bytesExpected;
-    bytesExpected = (all == 0 ? bytesRead.load() : all) + bytes;
+    const std::uint64_t all = bytesExpected == 0 ? bytesRead.load() : bytesExpected.load();
+    bytesExpected = all + std::min(bytes, std::numeric_limits<std::uint64_t>::max() - all);
 }
 
 Progress::Progress(const std::string& subject) {

@@ -24,6 +24,11 @@ says ends with exit code 2, and so does one that finds that another program repl
 The folder for content that exceeds 8 MiB of memory, in a file without a name, until it is saved. Without it,
 .I /var/tmp
 is used.
+.TP
+.B NO_COLOR
+With any value that is not empty, nothing is colored unless
+.B \-\-color
+asks for it.
 )";
 
 /// Escapes what roff would interpret; a hyphen is one that can be copied.

@@ -113,10 +113,8 @@ opc::storage::ZipPackage& PackageInput::getZip() const {
 }
 
 void PackageInput::expectReading() const {
-    std::uint64_t size = 0;
     for (const opc::storage::ZipItem& item : store_->getItems())
-        size += item.size;
-    Progress::expect(size);
+        Progress::expect(std::min(item.size, options_.limits.itemSize)); // no more than that is read of it
 }
 
 bool PackageInput::hasSeveralArchives() {

@@ -53,7 +53,10 @@ void ContentChecks::readToEnd(ZipEntry& entry) {
         std::uint64_t size = 0;
         throwIfStreamEndsElsewhere(
             archive_.getBytes(), record, record.localHeader + sizeOf(*header),
-            [&](const unsigned char*, std::size_t more) { limits_.count(size += more, entry.count, entry); },
+            [&](const unsigned char*, std::size_t more) {
+                limits_.note(more);
+                limits_.count(size += more, entry.count, entry);
+            },
             entry.getLabel());
     } else {
         const auto reader = entry.readOriginal();

@@ -107,7 +107,8 @@ ExitCode extract(const ExtractOptions& options, Console& console) {
     PackageInput input(options);
     FindingList findings;
     openItems(input, options, findings);
-    input.expectReading();
+    if (options.items.empty())
+        input.expectReading();
     const ExtractReport report = makeExtractReport(options, input, findings);
     console.write(options.json ? toJsonText(toJson(report)) : toText(report));
     findings.note(console, options.file);

@@ -57,13 +57,13 @@ bool hasFailure(const LintedFile& linted, Severity least) {
         [&](const Finding& each) { return opc::getRule(each.rule).severity <= least; });
 }
 
-/// Lints all files that can be read.
 Color colorOfFinding(std::string_view line) {
     if (line.find(": error ") != line.npos)
         return Color::Red;
     return line.find(": warning ") != line.npos ? Color::Yellow : Color::None;
 }
 
+/// Lints all files that can be read.
 /// @param each called with the findings of each file.
 /// @return the highest exit code.
 template <class Action>

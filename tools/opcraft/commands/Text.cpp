@@ -18,6 +18,7 @@ struct TextOptions : InputOptions {};
 
 ExitCode text(const TextOptions& options, Console& console) {
     OpenPackage package(options);
+    package.getInput().expectReading();
     std::string block;
     opc::compare::writeText({&package.getModel(), &package.getInput().getStore(), nullptr}, [&](std::string_view line) {
         block += escaped(line) + '\n';
