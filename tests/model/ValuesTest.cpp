@@ -152,6 +152,8 @@ TEST(Values, CompareTheirTextsWithASCIILettersFolded) {
         EXPECT_EQ(orderOf(std::u16string(a), URI(b)), order);
         EXPECT_EQ(orderOf(PartName(a), std::u16string(b)), order);
         EXPECT_EQ(orderOf(std::u16string(a), PartName(b)), order);
+        EXPECT_EQ(PartName(a) == b, *order == '=') << "a literal";
+        EXPECT_EQ(URI(a) != b, *order != '=') << "a literal";
     }
     EXPECT_EQ(orderOf(ContentType(u"A/b;x=1;y=D"), ContentType(u"a/B ; Y=d; X=1")), "=");
     EXPECT_EQ(orderOf(ContentType(u"A/b"), ContentType(u"a/C")), "<");

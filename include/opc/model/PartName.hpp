@@ -98,6 +98,12 @@ OPCRAFT_API bool operator<(const PartName& name, const std::u16string& text) noe
 OPCRAFT_API bool operator==(const std::u16string& text, const PartName& name) noexcept;
 OPCRAFT_API bool operator!=(const std::u16string& text, const PartName& name) noexcept;
 OPCRAFT_API bool operator<(const std::u16string& text, const PartName& name) noexcept;
+inline bool operator==(const PartName& name, const char16_t* text) {
+    return name == std::u16string(text);
+}
+inline bool operator!=(const PartName& name, const char16_t* text) {
+    return !(name == text);
+}
 
 } // namespace opc::model
 

@@ -114,6 +114,12 @@ OPCRAFT_API bool operator<(const URI& uri, const std::u16string& text) noexcept;
 OPCRAFT_API bool operator==(const std::u16string& text, const URI& uri) noexcept;
 OPCRAFT_API bool operator!=(const std::u16string& text, const URI& uri) noexcept;
 OPCRAFT_API bool operator<(const std::u16string& text, const URI& uri) noexcept;
+inline bool operator==(const URI& uri, const char16_t* text) {
+    return uri == std::u16string(text);
+}
+inline bool operator!=(const URI& uri, const char16_t* text) {
+    return !(uri == text);
+}
 
 /// The target of a reference relative to `base` (RFC 3986 §5.2).
 /// @throws UnsupportedResolve when either is opaque.
