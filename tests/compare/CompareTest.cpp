@@ -22,7 +22,7 @@ constexpr const char* RICH_DOCUMENT =
     "<w:document xmlns:w=\"urn:w\" xmlns:r=\"http://schemas.openxmlformats.org/officeDocument/2006/relationships\" "
     "xmlns:mc=\"http://schemas.openxmlformats.org/markup-compatibility/2006\" xmlns:q=\"urn:q\" xmlns:l=\"urn:l\" "
     "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" mc:Ignorable=\"w\"><w:x xmlns=\"urn:d\" xsi:type=\"t\" "
-    "list=\"l mc\" ids=\"x rId1\"/><mc:Choice Requires=\"q\"/><w:p w:a=\"1\" "
+    "list=\"l mc\" ids=\"z rId1\"/><mc:Choice Requires=\"q\"/><w:p w:a=\"1\" "
     "w:b=\"2\">Dear Ada</w:p><w:p/><w:pic r:id=\"rId10\" r:link=\"rId2\"/></w:document>";
 
 CompareOptions optionsOf(const std::string& text) {
