@@ -188,7 +188,7 @@ class ValidationTime(_OpenEnum):
 
 
 class Verdict(_OpenEnum):
-    """What the signatures of a package come to."""
+    """What the signatures of a package come to. Only ``VALID`` is true."""
 
     VALID = 0  #: every signature holds, is vouched for and accepted, and covers what it has to by itself
     INVALID = 1  #: one does not hold or cannot be read, or nobody who is accepted vouches for it
@@ -196,6 +196,9 @@ class Verdict(_OpenEnum):
     UNREADABLE = 3  #: the signatures cannot be read
     UNSIGNED = 4
     UNCHECKED = 5  #: there are signatures of a kind alone that is not checked
+
+    def __bool__(self) -> bool:
+        return self is Verdict.VALID
 
 
 class Voucher(_OpenEnum):

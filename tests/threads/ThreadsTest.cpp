@@ -22,7 +22,7 @@
 #include <thread>
 
 /// What the thread sanitizer is not to report: the C library guards this one by a lock that the sanitizer does not see.
-extern "C" const char* __tsan_default_suppressions();
+extern "C" [[gnu::visibility("default")]] const char* __tsan_default_suppressions();
 extern "C" const char* __tsan_default_suppressions() {
     return "race:tzset_internal\n";
 }
