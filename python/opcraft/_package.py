@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """Packages and their parts."""
 
+import gc
 import io
 import os
 import sys
@@ -9,7 +10,7 @@ import warnings
 import weakref
 from dataclasses import dataclass
 from types import TracebackType
-from typing import IO, Any, Callable, Dict, Iterator, List, Mapping, Optional, Tuple, Type, TypeVar, Union
+from typing import IO, Any, Callable, Dict, Iterator, List, Mapping, Optional, Tuple, Type, TypeVar, Union, cast
 
 from . import _c, _convert, _lint, _stores
 from ._enums import Compression, ErrorKind, Mode
@@ -123,7 +124,7 @@ class Part:
 
     def write(self, content: Union[bytes, bytearray, memoryview, str]) -> None:
         """Gives the part new content; a text is written as UTF-8."""
-        data = content.encode("utf-8") if isinstance(content, str) else bytes(content)
+        data = content.encode("utf-8") if isinstance(content, str) else bytes(memoryview(content))
         if len(data) <= _BLOCK:
             self._edit(_c.lib.part_write, data, len(data))
             return
@@ -134,7 +135,8 @@ class Part:
     def open(self, mode: str = "rb") -> IO[bytes]:
         """The content as a buffered binary file, which reads ("rb") from the start or writes ("wb") new content.
 
-        One file of a part is open at a time. It is closed when the package is.
+        One file of a part is open at a time. A package with one that writes cannot be closed; one that reads is closed
+        with it.
         """
         if mode == "rb":
             return self._package._open_reader(self._name)
@@ -219,12 +221,16 @@ class Package:
         self._is_changed = mode in ("w", "x")
         self._listing: Optional[_Listing] = None
         self._new_properties: Optional[Dict[bytes, Any]] = {} if self._is_changed else None  # of a new package
-        self._streams: "weakref.WeakKeyDictionary[PartStream, Any]" = weakref.WeakKeyDictionary()
+        self._streams: "weakref.WeakSet[PartStream]" = weakref.WeakSet()
         self._unused: List[PartStream] = []
+        self._lost: List[PartStream] = []
+        self._is_saved = False
         if mode != "r":
             _stores.check_writable(source)
         self._check_new()
-        self._store = _stores.OpenStore(source, options, output, new=_MODES[mode] is Mode.CREATE)
+        self._store = _stores.OpenStore(
+            source, options, output, new=_MODES[mode] is Mode.CREATE, changes=mode != "r"
+        )
         try:
             open_options = _c.open_options(tolerant=tolerant)
             self._handle = self._store.call_opening(
@@ -347,24 +353,41 @@ class Package:
     def close(self) -> None:
         """Saves what was changed, and closes. A file is the old one or the new one, whatever happens.
 
-        After a failure the package is still open, with all changes. Closing again does nothing.
+        After a failure the package is still open, with all changes, and can be closed again. A file object into which
+        the package could not be written may hold a part of it; closing again writes it anew. Closing a package that is
+        closed does nothing.
         """
         with self._lock:
             if self._handle is None:
                 return
-            for raw, buffered in list(self._streams.items()):
-                (buffered() or raw).close()
+            self._close_streams()
+            if self._mode != "r":
+                self._save()
+            self.discard()
+
+    def _close_streams(self) -> None:
+        """What writes is closed by the program, which knows what of the content lies in buffers of its own."""
+        if self._list_writers():
+            gc.collect()
+        if writers := self._list_writers():
+            raise make(ErrorKind.STORE_IN_USE, f"{writers[0].name}: the file that writes the part is not closed")
+        for stream in list(self._streams):
+            stream.close()
+
+    def _list_writers(self) -> List[PartStream]:
+        while self._lost:
+            self._lost.pop().close()
+        return [stream for stream in self._streams if stream.writable()]
+
+    def _save(self) -> None:
+        if not self._is_saved:
             self._check_new()
             self._write_new_properties()
             pointer = self._pointer()
-            if self._mode != "r":
-                self._store.call_long(lambda: bool(_c.lib.package_close(pointer)))
-                self._is_changed = False
-            try:
-                if self._mode != "r":
-                    self._store.saved()
-            finally:
-                self.discard()
+            self._store.call_long(lambda: bool(_c.lib.package_close(pointer)))
+            self._is_changed = False
+            self._is_saved = True
+        self._store.saved()
 
     def discard(self) -> None:
         """Closes without saving. Does nothing to a package that is closed."""
@@ -373,7 +396,7 @@ class Package:
             if handle is None:
                 return
             self._listing = None
-            for stream in list(self._streams):
+            for stream in [*self._streams, *self._lost]:
                 stream.drop()
             try:
                 self._store.call(handle.free)
@@ -425,6 +448,8 @@ class Package:
         with self._lock:
             if self._is_called:
                 raise RuntimeError("a store used the package that it was called by")
+            while self._lost:
+                self._lost.pop().close()
             self._is_called = True
             try:
                 while self._unused:
@@ -507,27 +532,35 @@ class Package:
     def _open_reader(self, name: str) -> io.BufferedReader:
         with self._lock:
             pointer = self._read(_c.lib.part_open, _convert.encode(name))
-            raw = PartReader(self, name, pointer, _c.lib.reader_free)
-            return self._remember(raw, io.BufferedReader(raw, _BUFFER))
+            stream = PartReader(self, name, pointer, _c.lib.reader_free)
+            self._streams.add(stream)
+            return io.BufferedReader(stream, _BUFFER)
 
-    def _open_writer(self, name: str) -> io.BufferedWriter:
+    def _open_writer(self, name: str) -> IO[bytes]:
         with self._lock:
             pointer = self._change(_c.lib.part_rewrite, _convert.encode(name))
-            raw = PartWriter(self, name, pointer, _c.lib.writer_free)
-            return self._remember(raw, io.BufferedWriter(raw, _BUFFER))
-
-    def _remember(self, raw: PartStream, buffered: T) -> T:
-        self._streams[raw] = weakref.ref(buffered)
-        return buffered
+            stream = PartWriter(self, name, pointer, _c.lib.writer_free)
+            self._streams.add(stream)
+            return cast(IO[bytes], stream)
 
     def _end(self, stream: PartStream) -> None:
         """A stream is closed, perhaps by the garbage collector in the middle of a call."""
         with self._lock:
-            self._streams.pop(stream, None)
+            self._streams.discard(stream)
             if self._is_called:
                 self._unused.append(stream)
             else:
                 self._store.call(stream.drop)
+
+    def _close_lost(self, stream: PartStream) -> None:
+        """Nobody has the stream any longer; in the middle of a call it is closed before the next one."""
+        with self._lock:
+            if self._handle is None or self._handle.pointer is None:
+                stream.drop()
+            if self._is_called:
+                self._lost.append(stream)
+            else:
+                stream.close()
 
 
 class _Listing:

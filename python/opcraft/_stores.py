@@ -3,6 +3,8 @@
 
 import ctypes
 import dataclasses
+import fcntl
+import hashlib
 import io
 import os
 import signal
@@ -28,13 +30,17 @@ class Handle:
     """Owns a handle of the library, and keeps what has to live longer than it."""
 
     def __init__(self, pointer: int, free: Callable[[int], None], *keep: object) -> None:
-        self.pointer: Optional[int] = pointer
+        self._pointer = pointer
         self._finalizer = weakref.finalize(self, _release, free, pointer, keep)
         self._finalizer.atexit = False  # another thread may still use it then, and the system frees all
 
+    @property
+    def pointer(self) -> Optional[int]:
+        """None when it was freed, which the garbage collector may do before it finalizes what has the handle."""
+        return self._pointer if self._finalizer.alive else None
+
     def free(self) -> None:
         """Frees the handle; does nothing when called again."""
-        self.pointer = None
         self._finalizer()
 
 
@@ -137,12 +143,17 @@ class OpenStore:
         output: Union[None, str, "os.PathLike[str]"] = None,
         *,
         new: bool = False,
+        changes: bool = False,
     ) -> None:
-        """:param new: The package is to be created: what a file object holds already is not read."""
+        """
+        :param new: The package is to be created: what a file object holds already is not read.
+        :param changes: The package is to be saved.
+        """
         given = options or Options()
         self._monitor = given.monitor or Monitor()
         self._file: Optional[IO[bytes]] = None
         self._adapter: Optional[_callbacks.Adapter] = None
+        self._read: Optional[bytes] = None  # the digest of what the file object held, until it is written
         self._size = 0
         limits = _c.limits(**vars(given.limits)) if given.limits else None
         settings = _c.store_options(
@@ -156,8 +167,8 @@ class OpenStore:
             take=given.take,
             output=_path(output),
         )
+        self._saves_to_file = changes and output is None
         pointer = self._make(source, settings, new)
-        self._saves_to_file = self._file is not None and output is None
         self._handle = Handle(pointer, _c.lib.store_free, self._monitor, self._adapter)
 
     def _make(self, source: Source, settings: Any, new: bool) -> int:
@@ -175,6 +186,8 @@ class OpenStore:
         else:
             raise TypeError(f"a path, bytes, a binary file object or a Store is wanted, not {type(source).__name__}")
         self._size = len(content)
+        if self._file is not None and self._saves_to_file and not new:
+            self._read = hashlib.sha256(content).digest()
         return int(_c.lib.store_new_memory(content, len(content), settings))
 
     @property
@@ -192,6 +205,9 @@ class OpenStore:
     def saved(self) -> None:
         """After a save: the file object gets what was saved."""
         if self._file is not None and self._saves_to_file:
+            if self._read is not None and hashlib.sha256(_read_file(self._file)).digest() != self._read:
+                raise make(ErrorKind.STORE_IN_USE, "the file object was changed since it was read; nothing is written")
+            self._read = None
             _write_file(self._file, self.data())
 
     def call(self, work: Callable[..., T], *arguments: Any) -> T:
@@ -226,7 +242,7 @@ def on_store(
     """Does work on a store that is opened for it alone."""
     if changes:
         check_writable(source)
-    store = OpenStore(source, options, output)
+    store = OpenStore(source, options, output, changes=changes)
     try:
         result = store.call_long(lambda: work(store.pointer))
         if changes:
@@ -263,15 +279,28 @@ def check_writable(source: Source) -> None:
     if isinstance(source, (bytes, bytearray, memoryview)):
         raise TypeError("bytes cannot be changed; use io.BytesIO for a package in memory")
     file: Any = source
-    if hasattr(file, "write") and not isinstance(file, Store) and not (file.writable() and file.seekable()):
-        raise io.UnsupportedOperation("a change of a package needs a file object that is writable and seekable")
+    if hasattr(file, "write") and not isinstance(file, Store):
+        if not (file.writable() and file.seekable()):
+            raise io.UnsupportedOperation("a change of a package needs a file object that is writable and seekable")
+        if _appends(file):
+            raise io.UnsupportedOperation("a change of a package needs a file object that does not append")
+
+
+def _appends(file: IO[bytes]) -> bool:
+    try:
+        return bool(fcntl.fcntl(file.fileno(), fcntl.F_GETFL) & os.O_APPEND)
+    except (AttributeError, OSError):  # io.UnsupportedOperation, too: not a file of the system
+        return False
 
 
 def _write_file(file: IO[bytes], content: bytes) -> None:
     file.seek(0)
     rest = memoryview(content)
     while rest:
-        rest = rest[file.write(rest) or 0 :]  # raw files may write less
+        written = file.write(rest)
+        rest = rest[len(rest) if written is None else written :]  # raw files may write less
+    if file.tell() != len(content):
+        raise OSError(f"the file object wrote {len(content)} bytes from its start to {file.tell()}")
     file.truncate()
     file.flush()
 

@@ -3,39 +3,46 @@
 
 import ctypes
 import io
-from typing import TYPE_CHECKING, Any, Optional
+import sys
+from typing import TYPE_CHECKING, Any, Callable, Optional
 
 from . import _c
 from ._enums import ErrorKind
 from ._errors import make
-from ._stores import Handle
 
 if TYPE_CHECKING:
     from ._package import Package
 
+_BUFFER = 256 << 10
 
-class PartStream(io.RawIOBase):
-    """A stream of the library, until it or its package is closed."""
 
-    def __init__(self, package: "Package", name: str, pointer: int, free: Any) -> None:
+class PartStream(io.IOBase):
+    """A stream of the library, until it or its package is closed.
+
+    Its handle is no :class:`Handle`: of objects that refer to each other the garbage collector calls what frees those
+    before it closes files, which still write then.
+    """
+
+    def __init__(self, package: "Package", name: str, pointer: int, free: Callable[[int], None]) -> None:
         super().__init__()
         self.name = name
         self._package = package
-        self._handle: Optional[Handle] = Handle(pointer, free, package._store)
+        self._handle: Optional[int] = pointer
+        self._free = free
 
-    def _pointer(self) -> Optional[int]:
+    def _pointer(self) -> int:
         if self.closed or self._handle is None:
             raise make(ErrorKind.INVALID_OBJECT, f"{self.name}: the stream is closed")
-        return self._handle.pointer
+        return self._handle
 
     def drop(self) -> None:
-        """The package is dropped: nothing more is read or written."""
+        """Frees the handle: nothing more is read or written."""
         handle, self._handle = self._handle, None
         if handle is not None:
-            handle.free()
+            self._free(handle)
 
 
-class PartReader(PartStream):
+class PartReader(PartStream, io.RawIOBase):
     """Reads a part from its start."""
 
     @property
@@ -59,8 +66,13 @@ class PartReader(PartStream):
         super().close()
 
 
-class PartWriter(PartStream):
-    """Gives a part new content."""
+class PartWriter(PartStream, io.BufferedIOBase):
+    """Gives a part new content. The buffer is its own, for the garbage collector closes a raw file and a buffer above
+    it in any order."""
+
+    def __init__(self, package: "Package", name: str, pointer: int, free: Callable[[int], None]) -> None:
+        super().__init__(package, name, pointer, free)
+        self._buffer = bytearray()
 
     @property
     def mode(self) -> str:
@@ -72,9 +84,23 @@ class PartWriter(PartStream):
     def write(self, data: Any) -> int:
         content = bytes(memoryview(data))
         with self._package._lock:
-            if self._handle is not None or self.closed:  # else the package was dropped, with all that was written
-                self._package._change_stream(_c.lib.writer_write, self._pointer(), content, len(content))
+            self._pointer()
+            if len(self._buffer) + len(content) > _BUFFER:
+                self.flush()
+            if len(content) > _BUFFER:
+                self._write(content)
+            else:
+                self._buffer += content
         return len(content)
+
+    def flush(self) -> None:
+        with self._package._lock:
+            if self._handle is not None and self._buffer:  # else the package was dropped, with all that was written
+                self._write(bytes(self._buffer))
+                self._buffer.clear()
+
+    def _write(self, content: bytes) -> None:
+        self._package._change_stream(_c.lib.writer_write, self._pointer(), content, len(content))
 
     def close(self) -> None:
         if self.closed:
@@ -82,7 +108,12 @@ class PartWriter(PartStream):
         try:
             with self._package._lock:
                 if self._handle is not None:
+                    self.flush()
                     self._package._change_stream(_c.lib.writer_close, self._pointer())
         finally:
             self._package._end(self)
             super().close()
+
+    def __del__(self) -> None:
+        if not self.closed and not sys.is_finalizing():
+            self._package._close_lost(self)

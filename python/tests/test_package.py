@@ -2,6 +2,7 @@
 """Packages, parts, relationships and properties: what Python adds to the C interface."""
 
 import copy
+import errno
 import gc
 import hashlib
 import io
@@ -80,6 +81,7 @@ def test_parts_are_a_mapping():
         (lambda p: opcraft.open(io.StringIO("text")), (TypeError,), None),
         (lambda p: opcraft.open(io.BufferedReader(io.BytesIO()), "r+"), (io.UnsupportedOperation,), None),
         (lambda p: p.parts[DOCUMENT].open("r"), (ValueError,), None),
+        (lambda p: p.parts[DOCUMENT].write(5), (TypeError,), None),
     ],
 )
 def test_failures_are_exceptions_that_users_catch(call, classes, kind):
@@ -144,6 +146,60 @@ def test_a_block_that_ends_saves_and_one_that_fails_does_not(how, folder):
         assert (folder / "letter.docx").read_bytes() == before
 
 
+class Flaky(io.BytesIO):
+    """Takes no more than a thousand bytes as long as it is full."""
+
+    is_full = False
+
+    def write(self, data):
+        if self.is_full and self.tell() >= 1000:
+            raise OSError(errno.ENOSPC, "full")
+        return super().write(data[:1000])
+
+
+def test_what_a_file_object_does_not_take_is_written_again(folder):
+    file = Flaky((folder / "letter.docx").read_bytes())
+    package = opcraft.open(file, "r+")
+    package.parts[DOCUMENT].write("<new/>")
+    file.is_full = True
+    for _ in range(2):
+        with pytest.raises(OSError, match="full"):
+            package.close()
+        assert not package.closed
+    file.is_full = False
+    package.close()
+    with opcraft.open(file) as package:
+        assert package.parts[DOCUMENT].read() == b"<new/>"
+    with opcraft.open(file, "r+") as package:
+        package.parts[DOCUMENT].write("<one/>")
+        with pytest.raises(opcraft.InUse, match="changed"), opcraft.open(file, "r+") as other:
+            package.close()
+            other.parts[DOCUMENT].write("<two/>")
+    with open("letter.docx", "a+b") as appending, pytest.raises(io.UnsupportedOperation, match="append"):
+        opcraft.open(appending, "r+")
+
+
+def test_a_file_that_the_garbage_collector_ends_is_written():
+    def forget(package, content):
+        file = package.parts[DOCUMENT].open("wb")
+        file.write(content)
+        cycle = [file]
+        cycle.append(cycle)
+
+    with opcraft.open("letter.docx", "r+") as package:
+        forget(package, b"<collected/>")
+        gc.collect()
+        assert package.parts[DOCUMENT].read() == b"<collected/>"
+        forget(package, b"<left/>" * 100_000)
+    with opcraft.open("letter.docx") as package:
+        assert package.parts[DOCUMENT].read() == b"<left/>" * 100_000
+    package = opcraft.open("letter.docx", "r+")
+    forget(package, b"lost with its package")
+    with pytest.warns(ResourceWarning):
+        del package
+        gc.collect()
+
+
 @pytest.mark.parametrize("mode", ["w", "x"])
 def test_a_new_package_is_there_when_it_is_saved(mode):
     with opcraft.open("new.pkg", mode) as package:
@@ -206,6 +262,9 @@ def test_parts_are_file_objects():
                 assert copied.getvalue() == text[:length]
         forgotten = part.open("wb")
         forgotten.write(b"not forgotten")
+        with pytest.raises(opcraft.InUse, match="not closed"):
+            package.close()
+        forgotten.close()
     with opcraft.open("letter.docx") as package:
         stream = package.parts[DOCUMENT].open()
         lost = package.parts[STYLES].open()
