@@ -380,7 +380,8 @@ OPCRAFT_C_API void opcraft_writer_free(opcraft_writer* writer);
 
 /** Deletes a part and its relationships. Relationships that lead to it stay. */
 OPCRAFT_C_API bool opcraft_part_delete(opcraft_package* package, const char* name, opcraft_error** error);
-/** Gives a part another name, with every relationship that leads to it. */
+/** Gives a part another name, with every relationship that leads to it. After OPCRAFT_ERROR_PART_CREATE_FAILED, when the
+ *  store failed half-way, the package is to be freed, not closed. */
 OPCRAFT_C_API bool opcraft_part_move(opcraft_package* package, const char* name, const char* new_name,
                                      opcraft_error** error);
 OPCRAFT_C_API bool opcraft_part_set_content_type(opcraft_package* package, const char* name, const char* content_type,

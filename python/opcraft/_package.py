@@ -145,7 +145,10 @@ class Part:
         raise ValueError(f'the mode of a part is "rb" or "wb", not {mode!r}')
 
     def move(self, name: str) -> "Part":
-        """Gives the part another name, with every relationship that leads to it; returns it under that name."""
+        """Gives the part another name, with every relationship that leads to it; returns it under that name.
+
+        When it fails with ``PART_CREATE_FAILED``, a store failed half-way: the package is to be discarded.
+        """
         self._edit(_c.lib.part_move, _convert.encode(name))
         return Part(self._package, name)
 
@@ -442,6 +445,8 @@ class Package:
         path = self._output if self._output is not None else self._source
         if self._mode == "x" and isinstance(path, (str, os.PathLike)) and os.path.lexists(path):
             raise make(ErrorKind.ALREADY_EXISTS, f"{os.fspath(path)}: the file exists")
+        if self._mode == "x" and _stores.holds_bytes(path):
+            raise make(ErrorKind.ALREADY_EXISTS, "the file object is not empty")
 
     def _call(self, function: Callable[..., T], *arguments: Any) -> T:
         """One call of the library at a time; a store of the caller's must not call back."""

@@ -286,6 +286,14 @@ def check_writable(source: Source) -> None:
             raise io.UnsupportedOperation("a change of a package needs a file object that does not append")
 
 
+def holds_bytes(source: Any) -> bool:
+    """Whether it is a file object that is not empty."""
+    if not hasattr(source, "seek") or isinstance(source, Store):
+        return False
+    source.seek(0, os.SEEK_END)
+    return bool(source.tell())
+
+
 def _appends(file: IO[bytes]) -> bool:
     try:
         return bool(fcntl.fcntl(file.fileno(), fcntl.F_GETFL) & os.O_APPEND)

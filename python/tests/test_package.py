@@ -74,6 +74,7 @@ def test_parts_are_a_mapping():
         (lambda p: p.resolve(p.parts[DOCUMENT].relationships["rId3"]), (opcraft.NotFound,), "PART_NOT_FOUND"),
         (lambda p: [p.discard(), p.parts[DOCUMENT]], (opcraft.Closed, ValueError), "PACKAGE_NOT_OPEN"),
         (lambda p: [p.discard(), p.__enter__()], (opcraft.Closed, ValueError), "PACKAGE_NOT_OPEN"),
+        (lambda p: opcraft.open(io.BytesIO(b"x"), "x"), (opcraft.AlreadyExists, FileExistsError), "ALREADY_EXISTS"),
         (lambda p: opcraft.open("letter.docx", "rw"), (ValueError,), None),
         (lambda p: opcraft.open("letter.docx\0"), (ValueError,), None),
         (lambda p: opcraft.open(b"", "r+"), (TypeError,), None),
@@ -345,6 +346,25 @@ def test_what_a_store_raises_is_the_cause(dictionary, method, failure, expected)
     if isinstance(failure, Exception):
         assert raised.value.__cause__ is failure
         assert not isinstance(failure, OSError) or raised.value.errno == failure.errno
+
+
+def test_what_was_not_written_whole_is_not_saved(dictionary):
+    with opcraft.open(dictionary, "w") as package:
+        package.create_part("/a.xml", "text/xml", b"<a/>")
+        package.properties.title = "S"
+    with opcraft.open(dictionary, "r+") as package:
+        dictionary.failure["open_write"] = OSError(28, "full")
+        with pytest.raises(OSError):
+            package.parts["/a.xml"].write(b"<b/>")
+        with pytest.raises(OSError):
+            package.properties.title = "T"
+        dictionary.failure.clear()
+        for part, content in [("/a.xml", b"<c/>"), (package.properties.part, None)]:
+            with pytest.raises(OSError, match=f"{part}: "):
+                package.close()
+            package.parts[part].write(content) if content else package.properties.update(title="T")
+    with opcraft.open(dictionary) as package:
+        assert package.parts["/a.xml"].read() == b"<c/>" and package.properties.title == "T"
 
 
 def test_what_is_lost_is_freed_and_an_open_package_is_told_of():

@@ -125,11 +125,13 @@ public:
         const CallbackStore& store = item_.getStore();
         store.throwIfCancelled();
         if (!isOpen_)
-            check(store.callbacks.begin_write(store.data, item_.getName(), &stream_));
+            check(failure_ = store.callbacks.begin_write(store.data, item_.getName(), &stream_));
         isOpen_ = true;
         const int value = size != 0 ? store.callbacks.write(store.data, stream_, data, size) : 0;
-        if (value != 0)
+        if (value != 0) {
             end(); // what is written next is new content
+            failure_ = value;
+        }
         check(value);
     }
 
@@ -140,7 +142,9 @@ public:
     /// @return what the store says.
     int end() noexcept {
         const CallbackStore& store = item_.getStore();
-        return std::exchange(isOpen_, false) ? store.callbacks.end_write(store.data, stream_) : 0;
+        if (std::exchange(isOpen_, false))
+            failure_ = store.callbacks.end_write(store.data, stream_);
+        return failure_;
     }
 
 private:
@@ -149,6 +153,7 @@ private:
     const Item& item_;
     void* stream_ = nullptr;
     bool isOpen_ = false;
+    int failure_ = 0; ///< for which the item has no whole content, until it is written anew
 };
 
 class CallbackPart final : public IPhysicalPart {
@@ -166,6 +171,8 @@ public:
         input_.close();
         output_.end();
     }
+
+    void throwIfNotWhole() { output_.close(); }
 
 private:
     Item item_;
@@ -200,6 +207,9 @@ public:
     }
 
     void close(bool discard) override {
+        if (!discard)
+            for (const auto& [name, part] : parts_)
+                part->throwIfNotWhole();
         store_.check(end(discard), "the store cannot be closed");
         isOpen_ = false;
         parts_.clear();

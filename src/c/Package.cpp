@@ -84,6 +84,13 @@ void OpenedPackage::throwIfInUse(const PartName& part) const {
                         make_error_code(boost::system::errc::device_or_resource_busy));
 }
 
+void OpenedPackage::throwIfNotWhole() const {
+    if (!notWhole.empty())
+        throw Exception(detail::toUTF8String(notWhole.begin()->toString(), false) +
+                            ": writing it failed, so that it has no content that can be saved",
+                        make_error_code(boost::system::errc::io_error));
+}
+
 std::u16string toText(const char* text, const char* name) {
     try {
         return toString(std::string_view(&required(text, name)));
@@ -130,6 +137,7 @@ bool opcraft_package_close(opcraft_package* package, opcraft_error** error) {
         [](OpenedPackage& opened) {
             if (!opened.inUse.empty())
                 opened.throwIfInUse(*opened.inUse.begin());
+            opened.throwIfNotWhole();
             if (opened.model.isOpen() && !opened.model.isReadOnly() && opened.use.isCancelled())
                 throwCancelled("the work was cancelled");
             opened.model.close();

@@ -31,10 +31,13 @@ struct OpenedPackage {
     StoreUse use;
     FoundFindings found{};
     model::Package model;
-    std::set<model::PartName> inUse{}; ///< the parts that have a reader or writer
+    std::set<model::PartName> inUse{};    ///< the parts that have a reader or writer
+    std::set<model::PartName> notWhole{}; ///< the parts of which not all was written that was to be
 
     /// @throws opc::Exception device_or_resource_busy when the part has a reader or writer.
     void throwIfInUse(const model::PartName& part) const;
+    /// @throws opc::Exception io_error when a part has no content that can be saved.
+    void throwIfNotWhole() const;
 };
 
 /// A UTF-8 text as UTF-16.

@@ -45,6 +45,15 @@ public:
         return use([&] { return action(*part_.getOutputStream()); });
     }
 
+    /// Says whether the part has the content that it is to have. What has not is not saved.
+    void setWhole(bool isWhole) const {
+        if (const auto package = package_.lock()) {
+            package->notWhole.erase(name_);
+            if (!isWhole)
+                package->notWhole.insert(name_);
+        }
+    }
+
     /// Ends reading or writing where nobody asks whether that fails.
     void closeQuietly(bool isWriting) const noexcept {
         try {
@@ -155,6 +164,7 @@ struct opcraft_writer {
     void change(Action action) {
         if (state == State::Failed)
             throwInvalidArgument("an earlier call of the writer failed, so that the content is not whole");
+        part.setWhole(false);
         try {
             action();
         } catch (...) {
@@ -244,6 +254,7 @@ bool opcraft_part_write(opcraft_package* package, const char* name, const void* 
                 writeAll(writer.part, data, length);
                 writer.part.write([](OutputStream& stream) { stream.close(); });
             });
+            writer.part.setWhole(true);
         });
 }
 
@@ -275,13 +286,16 @@ bool opcraft_writer_close(opcraft_writer* writer, opcraft_error** error) {
             if (required(writer, "writer").state == opcraft_writer::State::Closed)
                 return;
             writer->change([&] { writer->part.write([](OutputStream& stream) { stream.close(); }); });
+            writer->part.setWhole(true);
             writer->state = opcraft_writer::State::Closed;
         });
 }
 
 void opcraft_writer_free(opcraft_writer* writer) {
-    if (writer != nullptr && writer->state == opcraft_writer::State::Open)
+    if (writer != nullptr && writer->state == opcraft_writer::State::Open) {
         writer->part.closeQuietly(true);
+        writer->part.setWhole(true);
+    }
     delete writer;
 }
 
@@ -292,6 +306,7 @@ bool opcraft_part_delete(opcraft_package* package, const char* name, opcraft_err
             const PartName part = toPartName(name);
             opened.throwIfInUse(part);
             opened.model.deletePart(part);
+            opened.notWhole.erase(part);
         });
 }
 
@@ -301,7 +316,12 @@ bool opcraft_part_move(opcraft_package* package, const char* name, const char* n
         [&](OpenedPackage& opened) {
             const PartName part = toPartName(name);
             opened.throwIfInUse(part);
-            opc::edit::movePart(opened.model, part, toPartName(new_name));
+            const PartName moved = toPartName(new_name);
+            opc::edit::movePart(opened.model, part, moved);
+            if (auto node = opened.notWhole.extract(part)) {
+                node.value() = moved;
+                opened.notWhole.insert(std::move(node));
+            }
         });
 }
 

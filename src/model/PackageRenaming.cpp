@@ -39,6 +39,14 @@ void copyContent(IPhysicalPart& from, IPhysicalPart& to) {
     output.close();
 }
 
+/// Deletes the copy that a failed move would leave.
+void deleteQuietly(interfaces::IPhysicalPackage& package, const PartName& name) noexcept {
+    try {
+        package.deletePart(name.toString());
+    } catch (...) { // NOLINT(bugprone-empty-catch): why the part was not moved is told
+    }
+}
+
 } // namespace
 
 void Package::throwIfNotRenameable(const Part& part, const PartName& newName) const {
@@ -144,8 +152,13 @@ IPhysicalPart* Package::copyStored(IPhysicalPart& physicalPart, const PartName& 
     };
     if (stored != newName) {
         IPhysicalPart* const created = create();
-        copyContent(physicalPart, *created);
-        physicalPackage_.deletePart(stored.toString());
+        try {
+            copyContent(physicalPart, *created);
+            physicalPackage_.deletePart(stored.toString());
+        } catch (...) {
+            deleteQuietly(physicalPackage_, newName);
+            throw;
+        }
         return created;
     }
     std::vector<unsigned char> content;

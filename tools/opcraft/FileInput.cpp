@@ -70,8 +70,11 @@ void throwIfSharedInput(const std::vector<std::string>& names) {
 
 void copyContent(FileInput& input, opc::OutputStream& output) {
     std::vector<unsigned char> block(BLOCK_SIZE);
-    while (const std::size_t count = input.read(block.data(), block.size()))
+    std::size_t count = 0;
+    do { // also writes nothing, which replaces the content, too
+        count = input.read(block.data(), block.size());
         output.write(block.data(), count);
+    } while (count != 0);
     output.close();
 }
 
