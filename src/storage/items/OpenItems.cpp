@@ -186,8 +186,10 @@ std::optional<ContentTypes> OpenItems::readContentTypes(bool& isPlain) {
         isPlain = types.has_value();
         if (!isPlain)
             types = storage::readContentTypes(*readOriginal(*stream), limits_.get().xmlSize);
-    } catch (const Exception&) {
-        // The model meets the same failure when it reads the stream; here no content type is known.
+    } catch (const Exception& e) {
+        // The model meets what is wrong with the stream when it reads it; here no content type is known then.
+        if (e.code() && !isOfContent(e) && e.code() != make_error_condition(Errc::file_too_large))
+            throw;
     }
     return types;
 }
