@@ -124,7 +124,7 @@ class Part:
 
     def write(self, content: Union[bytes, bytearray, memoryview, str]) -> None:
         """Gives the part new content; a text is written as UTF-8."""
-        data = content.encode("utf-8") if isinstance(content, str) else bytes(memoryview(content))
+        data = _to_bytes(content)
         if len(data) <= _BLOCK:
             self._edit(_c.lib.part_write, data, len(data))
             return
@@ -275,10 +275,11 @@ class Package:
             content: Bytes, or a text that is written as UTF-8.
             compression: How strongly the part is compressed.
         """
+        data = None if content is None else _to_bytes(content)  # what cannot be written makes no part
         self._change(_c.lib.part_create, _convert.encode(name), _convert.encode(content_type), compression)
         part = Part(self, name)
-        if content is not None:
-            part.write(content)
+        if data is not None:
+            part.write(data)
         return part
 
     def delete(self, part: Union[str, Part]) -> None:
@@ -581,6 +582,10 @@ class _Listing:
         if self._folded is None:
             self._folded = {_fold(name): name for name in self.parts}
         return self._folded
+
+
+def _to_bytes(content: Union[bytes, bytearray, memoryview, str]) -> bytes:
+    return content.encode("utf-8") if isinstance(content, str) else bytes(memoryview(content))
 
 
 _LOWER = {each: each + 32 for each in range(ord("A"), ord("Z") + 1)}

@@ -104,13 +104,13 @@ void Progress::stop() noexcept {
     ticker_.join();
 }
 
-void Console::write(std::string_view bytes) {
+void Console::write(std::string_view bytes, const char* done) {
     if (::isatty(STDOUT_FILENO) == 1)
         progress_.stop();
     const int number = writeAll(STDOUT_FILENO, bytes);
     if (number == 0)
         return;
-    const std::string reason = "cannot be written: " + systemReason(number);
+    const std::string reason = "cannot be written: " + systemReason(number) + done;
     if (number == EPIPE)
         throw BrokenPipe(ExitCode::NotProcessed, "standard output", "", reason);
     throw Failure(ExitCode::NotProcessed, "standard output", "", reason);

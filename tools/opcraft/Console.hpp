@@ -56,8 +56,9 @@ public:
     explicit Console(const std::string& subject) : progress_(subject) {}
 
     /// Writes a result, unchanged.
+    /// @param done what a failure adds where the result tells of something that was done all the same.
     /// @throws BrokenPipe when nobody reads it, Failure when it cannot be written otherwise.
-    void write(std::string_view bytes);
+    void write(std::string_view bytes, const char* done = "");
 
     /// The same of lines that have colours.
     /// @param colorOf of a line, which has no control characters.

@@ -186,20 +186,9 @@ void PackageChange::close() {
     isSaved_ = true;
 }
 
-void PackageChange::writeReport(Console& console, const std::string& lines) const {
-    try {
-        console.write(lines);
-    } catch (const BrokenPipe&) {
-        throw;
-    } catch (const Failure& e) {
-        const char* const saved = isSaved_ ? "; the change itself was saved" : "";
-        throw Failure(e.getExitCode(), "standard output", "", std::string(e.what()) + saved);
-    }
-}
-
 void PackageChange::report(Console& console, const std::string& lines) const {
     if (!goesToStandardOutput())
-        return writeReport(console, lines);
+        return console.write(lines, isSaved_ ? "; the change itself was saved" : "");
     std::istringstream stream(lines);
     for (std::string line; std::getline(stream, line);)
         console.note(line);

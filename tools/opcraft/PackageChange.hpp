@@ -43,7 +43,6 @@ private:
     std::vector<std::string> readNames();
     bool hasUncheckedSignatures(const std::vector<std::string>& names);
     void close();
-    void writeReport(Console& console, const std::string& lines) const;
     void warn(Console& console, const std::vector<std::string>& names);
 
     std::string output_;

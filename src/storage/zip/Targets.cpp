@@ -266,7 +266,7 @@ void FileTarget::commit() {
     destination_.known = FileIdentity(written);
     // A folder without read permission, or a file system that cannot sync folders, is not an error.
     if (folder.isOpen() && ::fsync(folder.get()) != 0 && errno != EINVAL && errno != EROFS)
-        failWithErrno(errno, label_ + ": the folder cannot be synced");
+        failWithErrno(errno, label_ + ": the file was replaced, but its folder cannot be synced");
 }
 
 } // namespace opc::storage

@@ -110,7 +110,7 @@ ExitCode extract(const ExtractOptions& options, Console& console) {
     if (options.items.empty())
         input.expectReading();
     const ExtractReport report = makeExtractReport(options, input, findings);
-    console.write(options.json ? toJsonText(toJson(report)) : toText(report));
+    console.write(options.json ? toJsonText(toJson(report)) : toText(report), "; the files themselves were written");
     findings.note(console, options.file);
     return report.leftOut.empty() ? ExitCode::Fine : ExitCode::Findings;
 }

@@ -73,7 +73,7 @@ ExitCode pack(const PackOptions& options, Console& console) {
         throw packFailure(e, options);
     }
     if (options.file != "-")
-        console.write(options.json ? toJsonText(toJson(report)) : toText(report));
+        console.write(options.json ? toJsonText(toJson(report)) : toText(report), "; the package itself was written");
     return ExitCode::Fine;
 }
 

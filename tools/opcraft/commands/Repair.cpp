@@ -102,7 +102,7 @@ Json reportJson(const RepairArguments& arguments, const RepairReport& report) {
 void write(const RepairArguments& arguments, const RepairReport& report, Console& console) {
     const std::string text = arguments.json ? toJsonText(reportJson(arguments, report)) : reportText(arguments, report);
     if (!arguments.apply || arguments.output != "-")
-        return console.write(text);
+        return console.write(text, arguments.apply ? "; the change itself was saved" : "");
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);)
         console.note(line);
