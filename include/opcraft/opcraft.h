@@ -375,7 +375,7 @@ OPCRAFT_C_API opcraft_writer* opcraft_part_rewrite(opcraft_package* package, con
 OPCRAFT_C_API bool opcraft_writer_write(opcraft_writer* writer, const void* data, size_t length, opcraft_error** error);
 /** Ends the content. */
 OPCRAFT_C_API bool opcraft_writer_close(opcraft_writer* writer, opcraft_error** error);
-/** Without a close before, the part keeps what was written so far. */
+/** Without a close before, the part has no content that can be saved until it is written anew. */
 OPCRAFT_C_API void opcraft_writer_free(opcraft_writer* writer);
 
 /** Deletes a part and its relationships. Relationships that lead to it stay. */

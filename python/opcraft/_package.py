@@ -1,7 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """Packages and their parts."""
 
-import gc
 import io
 import os
 import sys
@@ -135,8 +134,8 @@ class Part:
     def open(self, mode: str = "rb") -> IO[bytes]:
         """The content as a buffered binary file, which reads ("rb") from the start or writes ("wb") new content.
 
-        One file of a part is open at a time. A package with one that writes cannot be closed; one that reads is closed
-        with it.
+        One file of a part is open at a time. One that writes has to be closed, best by ``with``: the package cannot be
+        saved else. One that reads is closed with the package.
         """
         if mode == "rb":
             return self._package._open_reader(self._name)
@@ -226,7 +225,6 @@ class Package:
         self._new_properties: Optional[Dict[bytes, Any]] = {} if self._is_changed else None  # of a new package
         self._streams: "weakref.WeakSet[PartStream]" = weakref.WeakSet()
         self._unused: List[PartStream] = []
-        self._lost: List[PartStream] = []
         self._is_saved = False
         if mode != "r":
             _stores.check_writable(source)
@@ -371,17 +369,10 @@ class Package:
 
     def _close_streams(self) -> None:
         """What writes is closed by the program, which knows what of the content lies in buffers of its own."""
-        if self._list_writers():
-            gc.collect()
-        if writers := self._list_writers():
-            raise make(ErrorKind.STORE_IN_USE, f"{writers[0].name}: the file that writes the part is not closed")
         for stream in list(self._streams):
+            if stream.writable():
+                raise make(ErrorKind.STORE_IN_USE, f"{stream.name}: the file that writes the part is not closed")
             stream.close()
-
-    def _list_writers(self) -> List[PartStream]:
-        while self._lost:
-            self._lost.pop().close()
-        return [stream for stream in self._streams if stream.writable()]
 
     def _save(self) -> None:
         if not self._is_saved:
@@ -400,7 +391,7 @@ class Package:
             if handle is None:
                 return
             self._listing = None
-            for stream in [*self._streams, *self._lost]:
+            for stream in list(self._streams):
                 stream.drop()
             try:
                 self._store.call(handle.free)
@@ -454,8 +445,6 @@ class Package:
         with self._lock:
             if self._is_called:
                 raise RuntimeError("a store used the package that it was called by")
-            while self._lost:
-                self._lost.pop().close()
             self._is_called = True
             try:
                 while self._unused:
@@ -557,16 +546,6 @@ class Package:
                 self._unused.append(stream)
             else:
                 self._store.call(stream.drop)
-
-    def _close_lost(self, stream: PartStream) -> None:
-        """Nobody has the stream any longer; in the middle of a call it is closed before the next one."""
-        with self._lock:
-            if self._handle is None or self._handle.pointer is None:
-                stream.drop()
-            if self._is_called:
-                self._lost.append(stream)
-            else:
-                stream.close()
 
 
 class _Listing:

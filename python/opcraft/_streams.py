@@ -67,8 +67,8 @@ class PartReader(PartStream, io.RawIOBase):
 
 
 class PartWriter(PartStream, io.BufferedIOBase):
-    """Gives a part new content. The buffer is its own, for the garbage collector closes a raw file and a buffer above
-    it in any order."""
+    """Gives a part new content, whole only when it is closed: of a file that is left to the garbage collector nobody knows
+    what lies in buffers above it."""
 
     def __init__(self, package: "Package", name: str, pointer: int, free: Callable[[int], None]) -> None:
         super().__init__(package, name, pointer, free)
@@ -116,4 +116,4 @@ class PartWriter(PartStream, io.BufferedIOBase):
 
     def __del__(self) -> None:
         if not self.closed and not sys.is_finalizing():
-            self._package._close_lost(self)
+            self._package._end(self)

@@ -87,7 +87,7 @@ void OpenedPackage::throwIfInUse(const PartName& part) const {
 void OpenedPackage::throwIfNotWhole() const {
     if (!notWhole.empty())
         throw Exception(detail::toUTF8String(notWhole.begin()->toString(), false) +
-                            ": writing it failed, so that it has no content that can be saved",
+                            ": it was not written to its end, so that it has no content that can be saved",
                         make_error_code(boost::system::errc::io_error));
 }
 

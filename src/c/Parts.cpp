@@ -292,10 +292,8 @@ bool opcraft_writer_close(opcraft_writer* writer, opcraft_error** error) {
 }
 
 void opcraft_writer_free(opcraft_writer* writer) {
-    if (writer != nullptr && writer->state == opcraft_writer::State::Open) {
+    if (writer != nullptr && writer->state == opcraft_writer::State::Open)
         writer->part.closeQuietly(true);
-        writer->part.setWhole(true);
-    }
     delete writer;
 }
 

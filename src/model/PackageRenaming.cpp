@@ -154,11 +154,11 @@ IPhysicalPart* Package::copyStored(IPhysicalPart& physicalPart, const PartName& 
         IPhysicalPart* const created = create();
         try {
             copyContent(physicalPart, *created);
-            physicalPackage_.deletePart(stored.toString());
         } catch (...) {
             deleteQuietly(physicalPackage_, newName);
             throw;
         }
+        physicalPackage_.deletePart(stored.toString());
         return created;
     }
     std::vector<unsigned char> content;

@@ -8,7 +8,11 @@
 #include <opc/crypto/CryptoEngine.hpp>
 #include <opc/model/URI.hpp>
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <utility>
@@ -229,14 +233,20 @@ void Baseline::throwIfNotReplaceable(const std::string& file) {
 
 void Baseline::write(const std::string& file) const {
     const bool isReplaced = fs::is_regular_file(file);
-    const fs::path target = isReplaced ? fs::canonical(file) : fs::path(file);
-    const fs::path written = isReplaced ? fs::path(target.string() + ".opcraft-tmp") : target;
+    std::string written = isReplaced ? fs::canonical(file).string() + ".XXXXXX" : file;
+    std::error_code error;
+    if (isReplaced) {
+        const int created = ::mkstemp(written.data()); // a name that no other file or process has
+        if (created < 0)
+            throw Failure(ExitCode::NotProcessed, file, "", "cannot be written: " + systemReason(errno));
+        ::close(created);
+        fs::permissions(written, fs::status(file).permissions(), error);
+    }
     std::ofstream stream(written, std::ios::binary);
     stream << toJsonText({{"version", BASELINE_VERSION}, {"keys", keys_}});
     stream.close();
-    std::error_code error;
     if (stream && isReplaced)
-        fs::rename(written, target, error);
+        fs::rename(written, fs::canonical(file), error);
     if (stream && !error)
         return;
     if (isReplaced)
