@@ -10,14 +10,20 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 /// What Linux has beyond POSIX, all of it here: another system needs these functions, each of which may always fail as
 /// it does in a file system that cannot do it. They return what system calls return, with the reason in `errno`.
 namespace opc::storage::linuxcalls {
 
-/// Opens a new file without a name in a folder, for reading and writing.
-inline int openUnnamed(const char* folder) noexcept {
-    return ::open(folder, O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+/// Opens a new file without a name in a folder, for reading and writing. The system removes it when it is closed.
+inline int openUnnamed(int from, const char* folder, mode_t mode) noexcept {
+    return ::openat(from, folder, O_TMPFILE | O_RDWR | O_CLOEXEC, mode);
+}
+
+/// The path of an open file, whatever its name is. Nothing is there where /proc is not mounted.
+inline std::string pathOf(int file) {
+    return "/proc/self/fd/" + std::to_string(file);
 }
 
 /// Gives back the space of a stretch of a file, which reads as zeros then.

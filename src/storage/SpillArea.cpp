@@ -50,7 +50,7 @@ bool SpillArea::reserveMemory(std::uint64_t size) noexcept {
 
 void SpillArea::createFile() {
     const fs::path folder = folder_.empty() ? largeFilesFolder() : folder_;
-    file_ = FileDescriptor(linuxcalls::openUnnamed(folder.c_str()));
+    file_ = FileDescriptor(linuxcalls::openUnnamed(AT_FDCWD, folder.c_str(), 0600));
     if (!file_.isOpen() && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL))
         file_ = createAndUnlink(folder);
     if (!file_.isOpen())

@@ -3,6 +3,7 @@
 
 #include "storage/Failure.hpp"
 #include "storage/FileAccess.hpp"
+#include "storage/LinuxCalls.hpp"
 #include "storage/directory/DirectoryStream.hpp"
 #include "storage/directory/FolderPaths.hpp"
 
@@ -55,22 +56,30 @@ std::string makeTemporaryName() {
 } // namespace
 
 OutputFile::~OutputFile() {
-    if (!isLeft_)
-        ::unlinkat(place_.folder->get(), currentName().c_str(), 0);
+    if (!name_.empty())
+        ::unlinkat(place_.folder->get(), name_.c_str(), 0);
 }
 
 int OutputFile::open() {
-    file_ = FileDescriptor(::openat(place_.folder->get(), currentName().c_str(), NEW_FILE_FLAGS, 0666));
-    isLeft_ = !file_.isOpen();
-    return file_.isOpen() ? 0 : errno;
+    return open(place_.name);
 }
 
-int OutputFile::openTemporary() {
+int OutputFile::open(std::string name) {
+    file_ = FileDescriptor(::openat(place_.folder->get(), name.c_str(), NEW_FILE_FLAGS, 0666));
+    if (!file_.isOpen())
+        return errno;
+    name_ = std::move(name);
+    return 0;
+}
+
+/// A process that is killed leaves nothing of a file that has no name yet.
+int OutputFile::openReplacement() {
+    file_ = FileDescriptor(linuxcalls::openUnnamed(place_.folder->get(), ".", 0666));
+    if (file_.isOpen() && ::access(linuxcalls::pathOf(file_.get()).c_str(), F_OK) == 0)
+        return 0;
     int error = EEXIST;
-    for (int i = 0; i < MAXIMUM_NAMES && error == EEXIST; ++i) {
-        place_.temporary = makeTemporaryName();
-        error = open();
-    }
+    for (int i = 0; i < MAXIMUM_NAMES && error == EEXIST; ++i)
+        error = open(makeTemporaryName());
     return error;
 }
 
@@ -79,14 +88,28 @@ void OutputFile::write(const unsigned char* data, std::size_t size) {
     position_ += size;
 }
 
+/// Gives a name to a file that has none.
+void OutputFile::name() {
+    const std::string path = linuxcalls::pathOf(file_.get());
+    for (int i = 0; i < MAXIMUM_NAMES && name_.empty(); ++i) {
+        std::string name = makeTemporaryName();
+        if (::linkat(AT_FDCWD, path.c_str(), place_.folder->get(), name.c_str(), AT_SYMLINK_FOLLOW) == 0)
+            name_ = std::move(name);
+        else if (errno != EEXIST)
+            failWithErrno(errno, place_.label + ": cannot be replaced");
+    }
+}
+
 void OutputFile::commit() {
+    if (name_.empty())
+        name();
     // Some file systems tell only here that a disk is full.
     if (file_.close() != 0)
         failWithErrno(errno, place_.label + ": cannot be written");
     const int folder = place_.folder->get();
-    if (!place_.temporary.empty() && ::renameat(folder, place_.temporary.c_str(), folder, place_.name.c_str()) != 0)
+    if (name_ != place_.name && ::renameat(folder, name_.c_str(), folder, place_.name.c_str()) != 0)
         failWithErrno(errno, place_.label + ": cannot be replaced");
-    isLeft_ = true;
+    name_.clear();
 }
 
 OutputFolder::OutputFolder(const std::filesystem::path& folder, bool replaces)
@@ -175,12 +198,12 @@ std::size_t OutputFolder::makeFolder(std::string_view path) {
 
 std::unique_ptr<OutputFile> OutputFolder::create(std::string_view path) {
     // All that needs memory is done before there is a file.
-    auto file = std::make_unique<OutputFile>(OutputFile::Place{
-        findFolder(folderOf(path)), std::string(path.substr(path.rfind('/') + 1)), {}, labelOf(path)});
+    auto file = std::make_unique<OutputFile>(
+        OutputFile::Place{findFolder(folderOf(path)), std::string(path.substr(path.rfind('/') + 1)), labelOf(path)});
     int error = file->open();
     if (error == EEXIST) {
         throwUnlessReplaceable(file->getPlace());
-        error = file->openTemporary();
+        error = file->openReplacement();
     }
     if (error != 0)
         refuseOrFail(error, file->getPlace().label);

@@ -33,9 +33,8 @@ class OutputFile {
 public:
     struct Place {
         std::shared_ptr<const FileDescriptor> folder;
-        std::string name;      ///< in the folder
-        std::string temporary; ///< the name until it is complete; empty: the same
-        std::string label;     ///< starts the messages
+        std::string name;  ///< in the folder
+        std::string label; ///< starts the messages
     };
 
     explicit OutputFile(Place place) : place_(std::move(place)) {}
@@ -48,8 +47,8 @@ public:
     /// @return 0, or the number of the error.
     int open();
 
-    /// The same with another name, until the file is complete and replaces the one that exists.
-    int openTemporary();
+    /// The same without a name, or with another one, until the file is complete and replaces the one that exists.
+    int openReplacement();
 
     const Place& getPlace() const { return place_; }
     int getDescriptor() const { return file_.get(); }
@@ -61,12 +60,13 @@ public:
     void commit();
 
 private:
-    const std::string& currentName() const { return place_.temporary.empty() ? place_.name : place_.temporary; }
+    int open(std::string name);
+    void name();
 
     Place place_;
     FileDescriptor file_;
+    std::string name_; ///< that the file has now; empty: none, so that there is nothing to remove
     std::uint64_t position_ = 0;
-    bool isLeft_ = true; ///< there is nothing to remove
 };
 
 /// A folder below which files are made, and nowhere else: each folder on the way is opened by itself, and no symbolic

@@ -24,16 +24,12 @@
 #include <filesystem>
 #include <map>
 #include <optional>
-#include <random>
 #include <utility>
 #include <vector>
 
 namespace opcraft {
 
 namespace {
-
-/// Keeps the name of a temporary file within the 255 bytes of common file systems.
-constexpr std::size_t MAXIMUM_NAME_PART = 200;
 
 using opc::model::ImageType;
 using opc::model::PackageHelper;
@@ -55,7 +51,8 @@ struct ThumbnailEntry {
     std::uint64_t size = 0;               ///< of the part, in bytes
 };
 
-/// A new file. It replaces no file that exists, and has a temporary name beside its own until it is kept.
+/// A new file. It replaces no file that exists, and has no name until it is kept where the file system can do that, so
+/// that a process that is killed leaves nothing of it.
 class NewFile {
 public:
     /// @throws Failure naming the file when it exists or cannot be created.
@@ -71,31 +68,35 @@ public:
     void keep();
 
 private:
+    std::string path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
     [[noreturn]] void fail(int number) const;
 
     std::string name_;
-    std::filesystem::path temporary_; ///< empty: there is none
-    int descriptor_ = -1;
+    int descriptor_;
+    bool isNamed_ = false;
+    bool isKept_ = false;
 };
 
 NewFile::NewFile(std::string name) : name_(std::move(name)) {
     std::error_code error;
     if (std::filesystem::exists(std::filesystem::symlink_status(name_, error)))
         fail(EEXIST);
-    std::random_device random;
-    const std::filesystem::path file(name_);
-    const std::string start = '.' + file.filename().string().substr(0, MAXIMUM_NAME_PART) + '.';
-    temporary_ = file.parent_path() / (start + std::to_string(random()) + ".opcraft-tmp");
-    descriptor_ = ::open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0666);
+    const std::filesystem::path folder = std::filesystem::path(name_).parent_path();
+    descriptor_ = ::open(folder.empty() ? "." : folder.c_str(), O_WRONLY | O_TMPFILE | O_CLOEXEC, 0666);
+    if (descriptor_ >= 0 && ::access(path().c_str(), F_OK) == 0)
+        return;
+    if (descriptor_ >= 0)
+        ::close(descriptor_);
+    descriptor_ = ::open(name_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0666);
     if (descriptor_ < 0)
         fail(errno);
+    isNamed_ = true;
 }
 
 NewFile::~NewFile() {
-    if (descriptor_ >= 0)
-        ::close(descriptor_);
-    if (!temporary_.empty())
-        ::unlink(temporary_.c_str());
+    ::close(descriptor_);
+    if (isNamed_ && !isKept_)
+        ::unlink(name_.c_str());
 }
 
 void NewFile::write(const unsigned char* data, std::size_t size) {
@@ -111,14 +112,10 @@ void NewFile::write(const unsigned char* data, std::size_t size) {
 }
 
 void NewFile::keep() {
-    if (::fsync(descriptor_) != 0 || ::close(std::exchange(descriptor_, -1)) != 0)
+    if (::fsync(descriptor_) != 0 ||
+        (!isNamed_ && ::linkat(AT_FDCWD, path().c_str(), AT_FDCWD, name_.c_str(), AT_SYMLINK_FOLLOW) != 0))
         fail(errno);
-    // A second name, which must not exist, and then no first one: no file is replaced.
-    if (::link(temporary_.c_str(), name_.c_str()) == 0)
-        ::unlink(temporary_.c_str());
-    else if (errno == EEXIST || errno == ENOENT || ::rename(temporary_.c_str(), name_.c_str()) != 0)
-        fail(errno); // others mean that the file system has no second names
-    temporary_.clear();
+    isKept_ = true;
 }
 
 void NewFile::fail(int number) const {
