@@ -111,7 +111,8 @@ JudgementOptions toOptions(const opcraft_verify_options& given) {
     options.verification.strict = given.strict;
     options.allowsUntrusted = given.allow_untrusted;
     for (std::size_t i = 0; i < given.signer_count; ++i)
-        options.signers.emplace_back(elementOf(given.signers, i, "signers"));
+        if (options.signers.emplace_back(elementOf(given.signers, i, "signers")).empty())
+            throwInvalidArgument("signers has an empty name");
     options.weakestDigest = toDigestMethod(given.weakest_digest, "weakest_digest");
     if (given.coverage < OPCRAFT_COVERAGE_CONTENT || given.coverage > OPCRAFT_COVERAGE_ANY)
         throwInvalidArgument("coverage is no opcraft_coverage");

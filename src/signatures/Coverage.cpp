@@ -83,6 +83,14 @@ std::vector<ExceptedKind> exceptedKinds() {
             {{PackageHelper::getThumbnailRelationshipType()}, isImage}};
 }
 
+/// LibreOffice signs relationships of its own types for core properties, as it does in workbooks, but never the part.
+bool isSignedWithoutPart(const Relationship& relationship) {
+    const Types types = PackageHelper::getCorePropertiesRelationshipTypes();
+    const std::u16string type = relationship.getType();
+    return type != PackageHelper::getCorePropertiesRelationshipType() &&
+           std::find(types.begin(), types.end(), type) != types.end();
+}
+
 bool matches(const ExceptedKind& kind, const Part& part, const Limits& limits) {
     try {
         return kind.matches(part, limits);
@@ -361,7 +369,7 @@ void Coverage::exceptPart(const Part& part, const Link& link) {
         return;
     if (std::count_if(links_.begin(), links_.end(),
                       [&path](const Link& each) { return each.paths.count(path) != 0; }) == 1)
-        parts_[part.getName()] = {Category::Excepted, link.key};
+        parts_[part.getName()] = {Category::Excepted, isSignedWithoutPart(link.relationship) ? Key() : link.key};
 }
 
 void Coverage::sortItems(const std::vector<std::string>& otherItems) {

@@ -50,7 +50,7 @@ private:
     };
     struct Entry {
         Category category = Category::Content;
-        Key exceptedBy{}; ///< the relationship that leads to an excepted part
+        Key exceptedBy{}; ///< the relationship of an excepted part, which is content when this is signed; empty: none
     };
 
     void collect();

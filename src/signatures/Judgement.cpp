@@ -74,8 +74,10 @@ std::string plainFingerprint(const std::string& text) {
 }
 
 /// Whether the key that verified is one of a signer.
-/// @param signer a subject or a fingerprint.
+/// @param signer a subject or a fingerprint. Empty is nobody: certificates without a subject are anybody's.
 bool isBy(const std::string& signer, const SignatureSummary& summary) {
+    if (signer.empty())
+        return false;
     const std::string fingerprint = plainFingerprint(signer);
     if (!fingerprint.empty() && fingerprint == summary.fingerprint)
         return true;

@@ -403,6 +403,9 @@ static void checkDemands(opcraft_store* store) {
     opcraft_verification* result = verify(store, &options, OPCRAFT_VERDICT_INVALID);
     CHECK(result->signatures[0]->objection_count == 1 && result->signatures[0]->holds);
     opcraft_verification_free(result);
+    const char* const nobody[] = {""};
+    options.signers = nobody;
+    REFUSED(INVALID_ARGUMENT, opcraft_verify(store, &options, &error) != NULL);
     options.signer_count = 0;
     options.weakest_digest = OPCRAFT_DIGEST_SHA512;
     expectVerdict(store, &options, OPCRAFT_VERDICT_INVALID);

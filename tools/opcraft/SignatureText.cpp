@@ -50,6 +50,11 @@ std::string detailLine(const std::string& label, const std::string& text) {
     return titledLine("  " + label, 17, text);
 }
 
+std::string subjectText(const X509Certificate& certificate) {
+    const std::string subject = certificate.getSubject();
+    return subject.empty() ? "a certificate without a subject" : subject;
+}
+
 Json toJson(const X509Certificate& certificate) {
     if (certificate.isEmpty())
         return {};

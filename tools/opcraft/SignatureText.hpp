@@ -25,6 +25,8 @@ std::string timeText(const boost::posix_time::ptime& time);
 /// A line below a title, with the text escaped.
 std::string detailLine(const std::string& label, const std::string& text);
 
+/// The subject, or that there is none.
+std::string subjectText(const opc::certificates::X509Certificate& certificate);
 /// Null for an empty certificate.
 Json toJson(const opc::certificates::X509Certificate& certificate);
 /// The members that all reports have of a signature.

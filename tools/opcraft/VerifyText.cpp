@@ -107,7 +107,7 @@ std::string cryptographyText(const SignatureJudgement& verdict) {
 std::string certificateText(const SignatureJudgement& verdict) {
     const opc::certificates::X509Certificate& certificate = verdict.summary.certificate;
     return certificate.isEmpty() ? "the certificate"
-                                 : certificate.getSubject() + ", issued by " + certificate.getIssuer();
+                                 : subjectText(certificate) + ", issued by " + certificate.getIssuer();
 }
 
 std::string voucherText(const SignatureJudgement& verdict) {
@@ -201,7 +201,7 @@ std::string timeStampText(const opc::model::TimeStampReport& stamp) {
 std::string signerLines(const SignatureJudgement& verdict, const VerifyReport& report, bool explain) {
     std::string text = detailLine("Vouched for by", voucherText(verdict));
     if (explain && !verdict.trustAnchor.isEmpty())
-        text += detailLine("Trust anchor", verdict.trustAnchor.getSubject() + ", serial number " +
+        text += detailLine("Trust anchor", subjectText(verdict.trustAnchor) + ", serial number " +
                                                verdict.trustAnchor.getSerialNumber());
     if ((explain || report.showsValidationTime) && !verdict.report.validationTime.is_special())
         text += detailLine("Checked for", timeText(verdict.report.validationTime));

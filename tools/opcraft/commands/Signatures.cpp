@@ -30,7 +30,7 @@ std::string signerText(const SignatureSummary& entry) {
     if (entry.certificate.isEmpty())
         return detailLine("Signer", entry.fingerprint.empty() ? "neither a key nor a certificate" : "a bare key");
     const opc::certificates::X509Certificate& certificate = entry.certificate;
-    return detailLine("Signer", certificate.getSubject()) + detailLine("Issuer", certificate.getIssuer()) +
+    return detailLine("Signer", subjectText(certificate)) + detailLine("Issuer", certificate.getIssuer()) +
            detailLine("Serial number", certificate.getSerialNumber()) +
            detailLine("Valid",
                       "from " + timeText(certificate.getNotBefore()) + " to " + timeText(certificate.getNotAfter()));
