@@ -49,6 +49,17 @@ void addToChain(const Certificates& certificates, DigitalSignatureData& data) {
             data.certificateChain.add(each);
 }
 
+/// The certificates that stand in the signature, and behind them those of parts.
+Certificates withThose(const DigitalSignatureData& data, const Certificates& ofParts) {
+    Certificates all = data.certificateChain.getCertificates();
+    if (!data.certificate.isEmpty())
+        all.insert(all.begin(), data.certificate);
+    for (const X509Certificate& each : ofParts)
+        if (std::find(all.begin(), all.end(), each) == all.end())
+            all.push_back(each);
+    return all;
+}
+
 } // namespace
 
 void addCertificateParts(const Package& package, const Part& signaturePart, DigitalSignatureData& data) {
@@ -68,10 +79,11 @@ void addCertificateParts(const Package& package, const Part& signaturePart, Digi
             certificates.push_back(std::move(*certificate));
         }
     }
-    if (data.certificate.isEmpty())
-        chooseStandardSigner(data, std::move(certificates));
-    else
-        addToChain(certificates, data);
+    if (!data.certificate.isEmpty() && (certificates.empty() || isSignedBy(data, data.certificate)))
+        return addToChain(certificates, data);
+    const X509Certificate former = data.certificate;
+    chooseStandardSigner(data, withThose(data, certificates));
+    data.standard.isCertificateSigned &= data.certificate == former;
 }
 
 } // namespace opc::model

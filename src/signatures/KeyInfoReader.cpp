@@ -126,19 +126,18 @@ private:
     std::set<std::u16string> hints_;
 };
 
-/// False also for a certificate whose key is not supported.
+} // namespace
+
+std::vector<X509Certificate> readKeyInfo(const DOMElement& keyInfo, DigitalSignatureData& data) {
+    return Reading(data).read(keyInfo);
+}
+
 bool isSignedBy(const DigitalSignatureData& data, const X509Certificate& certificate) {
     try {
         return isSignatureValueValid(data, certificate.getSubjectPublicKey());
     } catch (const Exception&) {
         return false;
     }
-}
-
-} // namespace
-
-std::vector<X509Certificate> readKeyInfo(const DOMElement& keyInfo, DigitalSignatureData& data) {
-    return Reading(data).read(keyInfo);
 }
 
 void chooseStandardSigner(DigitalSignatureData& data, std::vector<X509Certificate> certificates) {

@@ -18,6 +18,10 @@ inline constexpr std::size_t MAXIMUM_CERTIFICATES = 100;
 /// @throws InvalidPartContent
 std::vector<certificates::X509Certificate> readKeyInfo(const xercesc::DOMElement& keyInfo, DigitalSignatureData& data);
 
+/// Whether the key of a certificate verifies a signature in a standard form. False also for a key that is not
+/// supported.
+bool isSignedBy(const DigitalSignatureData& data, const certificates::X509Certificate& certificate);
+
 /// Of certificates, the one whose key verifies a signature in a standard form becomes that of the signer, or the first
 /// when none does. The others become the chain, in their order. Without certificates nothing changes.
 /// @param data with its value, its algorithm and the octets of `SignedInfo`.

@@ -172,7 +172,8 @@ SignatureReport PackageVerifier::examineStandard(const DigitalSignature& signatu
     if (!material.certificate.isEmpty()) {
         validateCertificate(report, options);
         report.certificateClaim = examineCertificateClaim(data, material.certificate);
-        report.certificateCovered = report.certificateClaim == CertificateClaim::Holds;
+        report.certificateCovered = report.certificateClaim == CertificateClaim::Holds ||
+                                    (data.standard.isCertificateSigned && material.certificate == data.certificate);
     }
     report.references = examiner_.examine(data);
     report.uncoveredObjects = ReferenceExaminer::findUncoveredObjects(data);

@@ -212,8 +212,9 @@ private:
         if (id.empty() || target == nullptr)
             refuseSignature("a Reference of SignedInfo leads to no element: " + narrow(uri.toString()));
         if (!isReferable(*target))
-            refuseSignature("a Reference of SignedInfo leads to the element " + nameOf(*target) +
-                            ", which is no Object and no properties or manifest in one: " + narrow(uri.toString()));
+            refuseSignature(
+                "a Reference of SignedInfo leads to the element " + nameOf(*target) +
+                ", which is no KeyInfo, no Object and no properties or manifest in one: " + narrow(uri.toString()));
         const auto [kept, isNew] = data_.standard.elements.try_emplace(id);
         if (!isNew)
             refuseSignature("two References of SignedInfo lead to " + narrow(uri.toString()));
@@ -234,6 +235,8 @@ private:
         const DOMElement* parent = parentOf(element);
         if (parent == nullptr || isObject(&element))
             return parent != nullptr;
+        if (parent == &root_) // which protects the certificate (ETSI EN 319 132-1 §5.2.2)
+            return isElement(element, DSIG_NAMESPACE, u"KeyInfo");
         if (isObject(parent))
             return isElement(element, DSIG_NAMESPACE, u"Manifest") ||
                    isElement(element, DSIG_NAMESPACE, u"SignatureProperties");
@@ -288,6 +291,8 @@ private:
 
     void readSigner(const DOMElement& keyInfo) {
         chooseStandardSigner(data_, readKeyInfo(keyInfo, data_));
+        data_.standard.isCertificateSigned =
+            !data_.certificate.isEmpty() && std::ranges::find(targets_, &keyInfo) != targets_.end();
         describeStandardKey(data_);
     }
 

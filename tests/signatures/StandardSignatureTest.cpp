@@ -11,6 +11,8 @@
 #include <opc/signatures/AlgorithmURIMap.hpp>
 #include <opc/storage/memory/MemoryPackage.hpp>
 
+#include <array>
+
 namespace opc::model::test {
 
 namespace {
@@ -197,20 +199,24 @@ TEST(StandardSignature, FindsCertificatesInPartsOfTheirOwn) {
               "<Default Extension=\"pem\" ContentType=\"a/pem\"/><Override");
     Bytes zip = items.toZip();
     const Opened opened(zip, OpenMode::ReadOnly);
-    std::string document = baseDocument();
-    signStandard(document);
-    const std::string x509Data = "<X509Data><X509Certificate>" +
-                                 crypto::CryptoEngine::encodeBase64(ring.certificate("other").toDER()) +
-                                 "</X509Certificate></X509Data></KeyInfo>";
-    for (const bool hasX509Data : {false, true}) {
-        if (hasX509Data)
-            replaceIn(document, "</KeyInfo>", x509Data);
+    const auto x509Data = [&ring](const std::string& name) {
+        return name.empty() ? ""
+                            : "<X509Data><X509Certificate>" +
+                                  crypto::CryptoEngine::encodeBase64(ring.certificate(name).toDER()) +
+                                  "</X509Certificate></X509Data>";
+    };
+    // What X509Data has, the signer, and the chain. The key is that of "leaf" and "other".
+    const std::array<std::string, 3> rows[] = {
+        {"", "leaf", "root"}, {"other", "other", "root leaf"}, {"root", "leaf", "root"}};
+    for (const auto& [embedded, signer, chain] : rows) {
+        std::string document = baseDocument();
+        signStandard(document);
+        replaceIn(document, "</KeyInfo>", x509Data(embedded) + "</KeyInfo>");
         DigitalSignatureData data = readStandard(document);
         addCertificateParts(opened.package, opened.package.getPart(u"/s/sig.xml"), data);
         EXPECT_EQ(data.standard.certificateParts, (std::vector<PartName>{u"/s/root.cer", u"/s/leaf.cer"}));
-        EXPECT_EQ(data.certificate, ring.certificate(hasX509Data ? "other" : "leaf"));
-        EXPECT_EQ(data.certificateChain.getCertificates(),
-                  ring.chain(hasX509Data ? "root leaf" : "root").getCertificates());
+        EXPECT_EQ(data.certificate, ring.certificate(signer)) << embedded;
+        EXPECT_EQ(data.certificateChain.getCertificates(), ring.chain(chain).getCertificates()) << embedded;
     }
 }
 

@@ -15,7 +15,7 @@ Bytes wrongZip(const std::string& comment = {}) {
     std::string file = rawZip({{"[Content_Types].xml", TYPES},
                                {.name = "a.xml", .content = text, .extra = times + otherName, .comment = "\x82"},
                                {.name = "a.xml", .content = "second", .method = 0},
-                               {.name = "\x82.xml", .content = text, .comment = "\x82", .descriptor = true},
+                               {.name = "q.xml", .content = text, .comment = "\x82", .descriptor = true},
                                {.name = "wrong.xml", .content = text},
                                {"folder/", "", 0}},
                               comment, "front");

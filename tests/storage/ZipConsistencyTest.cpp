@@ -155,7 +155,7 @@ std::string withNames(const std::string& name, const std::string& other, unsigne
     return rawZip({{TYPES_ITEM.name, typesWith("<Default Extension='x' ContentType='" + MAIN + "'/>")},
                    {"_rels/.rels", relationshipTo(name)},
                    {.name = name, .content = TEXT, .flags = 0x800},
-                   {.name = other, .content = FAKE, .flags = flags}});
+                   {.name = other, .content = FAKE, .flags = flags, .isMarked = flags != 0}});
 }
 
 /// With a data descriptor of ZIP64 in which a reader that takes sizes of 4 bytes finds the start of the next record.
@@ -236,8 +236,8 @@ std::vector<Case> otherCases() {
         {"duplicate item \"x.bin\"", packageOf({OURS, {"x.bin", "1"}, {"x.bin", "2"}}), "that are not parts", "M3.3"},
         {"could take the item for \"\xC3\xA9.x\"", withNames("\xC3\xA9.x", "e\xCC\x81.x", 0x800), "NFC and NFD",
          "names-that-meet"},
-        {"could take the item for", withNames("\xE2\x94\x9C\xE2\x95\xA2.x", "\xC3\xB6.x", 0), "UTF-8 or code page",
-         "names-that-meet"},
+        {"the name is not marked as UTF-8", withNames("\xE2\x94\x9C\xE2\x95\xA2.x", "\xC3\xB6.x", 0),
+         "UTF-8 or code page", "M3.2"},
         {"could take the item for", withNames("\xC4\xB1.x", "i.x", 0x800), "an i without a dot", "names-that-meet"},
         {"opens", withNames("e.x", "\xC3\xA9.x", 0x800), "names that an accent tells apart"},
         {": \"x.xml\": the local header and the central directory disagree about the name",

@@ -5,6 +5,7 @@
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <optional>
 #include <stdexcept>
 
@@ -24,6 +25,7 @@ struct RawItem {
     std::optional<std::string> localExtra{}; ///< for the local header, when it is another one there
     std::string before{};                    ///< bytes in front of the item, which belong to none
     std::string behind{};                    ///< bytes behind the compressed content, which count as such
+    bool isMarked = true;                    ///< as UTF-8, where the name needs that
 };
 
 inline const Bytef* zlibBytes(const std::string& text) {
@@ -41,12 +43,21 @@ inline std::uint32_t checksum(const std::string& text) {
     return static_cast<std::uint32_t>(crc32_z(0, zlibBytes(text), text.size()));
 }
 
+/// Whether a name, which is in UTF-8 or in a code page, has to be marked as UTF-8.
+inline bool needsMark(const std::string& name) {
+    const auto other =
+        std::find_if(name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) > 127; });
+    return other != name.end() && static_cast<unsigned char>(*other) >= 0xC2 &&
+           static_cast<unsigned char>(*other) < 0xF5;
+}
+
 /// Appends local header and content. @return the record for the directory.
 inline std::string appendItem(std::string& file, const RawItem& item) {
     const std::string payload = (item.method == Z_DEFLATED ? deflate(item.content) : item.content) + item.behind;
     const std::string sums = number(item.crc.value_or(checksum(item.content)), 4) + number(payload.size(), 4) +
                              number(item.size ? *item.size : item.content.size(), 4);
-    const std::string head = number(20, 2) + number(item.flags | (item.descriptor ? 8U : 0U), 2) +
+    const unsigned mark = item.isMarked && needsMark(item.name) ? 0x800 : 0;
+    const std::string head = number(20, 2) + number(item.flags | mark | (item.descriptor ? 8U : 0U), 2) +
                              number(static_cast<unsigned>(item.method), 2) + number(0x50216000, 4); // in January 2020
     const std::string nameSize = number(item.name.size(), 2);
     const std::string localExtra = item.localExtra.value_or(item.extra);

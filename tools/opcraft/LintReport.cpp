@@ -233,23 +233,25 @@ void Baseline::throwIfNotReplaceable(const std::string& file) {
 
 void Baseline::write(const std::string& file) const {
     const bool isReplaced = fs::is_regular_file(file);
-    std::string written = isReplaced ? fs::canonical(file).string() + ".XXXXXX" : file;
+    const bool isNew = !fs::exists(file);
+    const fs::path old = isReplaced ? fs::canonical(file) : fs::path(file);
+    std::string written = isReplaced ? old.string() + ".XXXXXX" : file;
     std::error_code error;
     if (isReplaced) {
         const int created = ::mkstemp(written.data()); // a name that no other file or process has
         if (created < 0)
             throw Failure(ExitCode::NotProcessed, file, "", "cannot be written: " + systemReason(errno));
         ::close(created);
-        fs::permissions(written, fs::status(file).permissions(), error);
+        fs::permissions(written, fs::status(old, error).permissions(), error);
     }
     std::ofstream stream(written, std::ios::binary);
     stream << toJsonText({{"version", BASELINE_VERSION}, {"keys", keys_}});
     stream.close();
     if (stream && isReplaced)
-        fs::rename(written, fs::canonical(file), error);
+        fs::rename(written, old, error);
     if (stream && !error)
         return;
-    if (isReplaced)
+    if (isReplaced || isNew)
         fs::remove(written, error);
     throw Failure(ExitCode::NotProcessed, file, "", "cannot be written");
 }

@@ -176,13 +176,15 @@ std::string coverageLines(const SignatureJudgement& verdict, bool explain) {
     return detailLine("Covered", text) + uncoveredLines(coverage, explain);
 }
 
-/// Whether the signature covers its certificate, which only XAdES does.
+/// Whether the signature covers its certificate, and how.
 std::string certificateLine(const SignatureJudgement& verdict) {
     if (verdict.summary.certificate.isEmpty())
         return {};
     const std::string named = claimedCertificateText(verdict.summary.data->standard.properties);
     if (verdict.report.certificateCovered)
-        return detailLine("Certificate", "covered by the signature, since XAdES names it: " + named);
+        return detailLine("Certificate", verdict.report.certificateClaim == CertificateClaim::Holds
+                                             ? "covered by the signature, since XAdES names it: " + named
+                                             : "covered by the signature, with the KeyInfo that it stands in");
     return verdict.report.certificateClaim == CertificateClaim::None
                ? detailLine("Certificate", "not covered by the signature: another one for the same key could take its "
                                            "place")

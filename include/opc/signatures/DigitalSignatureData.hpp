@@ -56,6 +56,8 @@ struct DigitalSignatureData {
         /// Certificates that stand in parts of their own (ECMA-376-2 §10.4), those of `certificate` and
         /// `certificateChain` among them.
         std::vector<PartName> certificateParts{};
+        /// Whether `certificate` stands in a KeyInfo that a reference of `SignedInfo` refers to.
+        bool isCertificateSigned = false;
         std::vector<std::u16string> keyHints{}; ///< what else KeyInfo holds, by local name: not used
         SignedProperties properties{};
         bool hasProperties = false;       ///< whether there are QualifyingProperties

@@ -84,8 +84,8 @@ struct OPCRAFT_API SignatureReport {
     certificates::X509CertificateChain certificateChain{};
     bool certificateChecked = false; ///< true only when the signature value is valid
     certificates::CertificateValidationResults certificateResults{};
-    /// Whether the signature covers its certificate, by XAdES. Without that another certificate for the same key could
-    /// replace it.
+    /// Whether the signature covers its certificate, by XAdES or by a reference to KeyInfo. Without that another
+    /// certificate for the same key could replace it.
     bool certificateCovered = false;
     /// Those of `SignedInfo`, then those of the manifest, in document order. Empty when the signature value is not
     /// valid.

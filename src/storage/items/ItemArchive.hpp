@@ -31,9 +31,6 @@ public:
     /// The name as it is stored, in whatever encoding; valid as long as the archive.
     virtual std::string_view storedName(std::uint64_t index) const = 0;
 
-    /// The name as read by programs that decode every name not marked as UTF-8 by the old IBM code page.
-    virtual std::string strictName(std::uint64_t index) const { return item(index).name; }
-
     /// Tells which of two items comes first; the same for all where they have no order.
     virtual std::uint64_t place(std::uint64_t /*index*/) const { return 0; }
 

@@ -51,14 +51,6 @@ std::vector<std::string> foldedNames(std::string_view name) {
     return folded;
 }
 
-/// A name as it stands there, without the byte that is a blank in the old IBM code page, and that some programs leave
-/// out.
-std::string withoutBlankBytes(std::string_view name) {
-    std::string text(name);
-    std::erase(text, '\xFF');
-    return text;
-}
-
 /// Finds items whose names meet. Each item tells the first other one.
 class MeetingNames {
 public:
@@ -110,14 +102,13 @@ private:
         }
     }
 
+    /// The bytes of a name differ from it where they are control characters, for example.
     template <class Take>
     void forEachStoredName(const ZipEntry& entry, std::uint64_t index, std::string_view name, const Take& take) const {
         const std::string_view stored = archive_.storedName(index);
         take(Owner{std::string(name), &entry, stored});
         if (stored != name)
-            take(Owner{withoutBlankBytes(stored), &entry, stored});
-        if (std::ranges::any_of(stored, [](char c) { return static_cast<unsigned char>(c) > 0x7F; }))
-            take(Owner{archive_.strictName(index), &entry, stored});
+            take(Owner{std::string(stored), &entry, stored});
     }
 
     /// A reader that creates folders for names cannot create an item where there is a folder.

@@ -137,13 +137,6 @@ ZipArchive::Item ZipArchive::item(std::uint64_t index) const {
     return {name, record.size, record.compressedSize};
 }
 
-std::string ZipArchive::strictName(std::uint64_t index) const {
-    const char* name = zip_get_name(zip_.get(), index, ZIP_FL_ENC_STRICT);
-    if (!name)
-        failWithZipError(*zip_get_error(zip_.get()), label_);
-    return name;
-}
-
 std::string ZipArchive::comment(std::uint64_t index) const {
     zip_uint32_t size = 0;
     const char* text = zip_file_get_comment(zip_.get(), index, &size, 0);

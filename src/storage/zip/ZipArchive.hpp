@@ -37,7 +37,6 @@ public:
     std::string_view storedName(std::uint64_t index) const override {
         return zipformat::viewOf(directory_.records()[index].name());
     }
-    std::string strictName(std::uint64_t index) const override;
     std::uint64_t place(std::uint64_t index) const override { return directory_.records()[index].localHeader; }
 
     /// The comment of an item, in UTF-8.

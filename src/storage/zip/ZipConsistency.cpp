@@ -45,6 +45,7 @@ bool isLinkByField(ByteSpan extra, bool isFolder) {
     forEachExtraField(extra, [&](unsigned header, ByteSpan field) {
         const bool hasMode = header == ASI_UNIX_FIELD && field.size() >= 10;
         found |= header == ATTRIBUTES_FIELD || (hasMode && isLinkOrDevice(number(field, 8, 2), isFolder));
+        found |= header == AES_FIELD; // the item is not encrypted, but some readers decode it
         found |= std::ranges::find(MACINTOSH_FIELDS, header) != std::end(MACINTOSH_FIELDS);
     });
     return found;
@@ -413,6 +414,8 @@ private:
                    "the item is stored and has a data descriptor, which readers from the front cannot find");
         if (header.disk != 0)
             failAt(RuleId::ZipEndRecord, "the item is on another disk");
+        if (!isASCII(record.name()) && !(header.flags & IS_UTF8))
+            failAt(RuleId::ItemNameSyntax, "the name is not marked as UTF-8, and some readers take it for another one");
     }
 
     void checkHeader(const DirectoryRecord& record, const ItemHeader& header) const {

@@ -108,8 +108,17 @@ void write(const RepairArguments& arguments, const RepairReport& report, Console
         console.note(line);
 }
 
-std::vector<Finding> findErrors(opc::storage::ZipPackage& zip, const RepairArguments& arguments) {
-    std::vector<Finding> errors = opc::lint::examine(zip, {arguments.limits, true, {}});
+/// The errors that are left in what was saved.
+std::vector<Finding> findErrors(PackageInput& input, const RepairArguments& arguments) {
+    const std::string output = arguments.output == "-" ? "" : arguments.output;
+    std::vector<Finding> errors;
+    try {
+        errors = opc::lint::examine(*input.reopen(output, arguments.take), {arguments.limits, true, {}});
+    } catch (const opc::Exception& e) {
+        const std::string saved = arguments.output == "-" ? "" : "; the change itself was saved";
+        const std::string file = output.empty() ? arguments.file : output;
+        throw Failure(ExitCode::NotProcessed, file, "", toFailure(e, file, "").what() + saved);
+    }
     errors.erase(
         std::remove_if(errors.begin(), errors.end(),
                        [](const Finding& each) { return opc::getRule(each.rule).severity != opc::Severity::Error; }),
@@ -157,10 +166,8 @@ ExitCode apply(const RepairArguments& arguments, Console& console) {
         throw Failure(ExitCode::WrongUsage, arguments.file, "", "this cannot be changed in place; name a file with -o");
     auto [input, done] = openWhenFree(arguments.file, arguments.wait, console,
                                       [&](std::chrono::milliseconds timeout) { return save(arguments, timeout); });
-    const bool goesToStandardOutput = arguments.output == "-";
-    const auto stored = input->reopen(goesToStandardOutput ? "" : arguments.output, arguments.take);
-    const RepairReport report{done, findErrors(*stored, arguments)};
-    if (goesToStandardOutput)
+    const RepairReport report{done, findErrors(*input, arguments)};
+    if (arguments.output == "-")
         console.write({reinterpret_cast<const char*>(input->getBytes().data()), input->getBytes().size()});
     write(arguments, report, console);
     return report.left.empty() ? ExitCode::Fine : ExitCode::Findings;
