@@ -171,7 +171,9 @@ SignatureReport PackageVerifier::examineStandard(const DigitalSignature& signatu
     report.timeStamps = examineTimeStamps(data, options.trust, material.certificate);
     if (!material.certificate.isEmpty()) {
         validateCertificate(report, options);
-        report.certificateClaim = examineCertificateClaim(data, material.certificate);
+        const ClaimedCertificate claimed = examineCertificateClaim(data, material.certificate);
+        report.certificateClaim = claimed.claim;
+        report.claimedCertificate = claimed.place;
         report.certificateCovered = report.certificateClaim == CertificateClaim::Holds ||
                                     (data.standard.isCertificateSigned && material.certificate == data.certificate);
     }

@@ -74,21 +74,22 @@ void examine(const UnsignedProperties::TimeStamp& read, const certificates::Trus
 
 } // namespace
 
-CertificateClaim examineCertificateClaim(const DigitalSignatureData& data,
-                                         const certificates::X509Certificate& certificate) {
+ClaimedCertificate examineCertificateClaim(const DigitalSignatureData& data,
+                                           const certificates::X509Certificate& certificate) {
     const auto& claimed = data.standard.properties.certificates;
     if (!data.standard.arePropertiesSigned || claimed.empty() || certificate.isEmpty())
-        return CertificateClaim::None;
-    CertificateClaim result = CertificateClaim::Differs;
+        return {};
+    ClaimedCertificate result{CertificateClaim::Differs};
     std::map<std::u16string, std::optional<Digest>> digests;
-    for (const SignedProperties::CertificateReference& reference : claimed) {
+    for (std::size_t place = 0; place < claimed.size(); ++place) {
+        const SignedProperties::CertificateReference& reference = claimed[place];
         const auto [digest, isNew] = digests.try_emplace(reference.digestMethod);
         if (isNew)
             digest->second = digestBy(reference.digestMethod, certificate.toDER());
         if (!digest->second)
-            result = CertificateClaim::NotSupported;
+            result.claim = CertificateClaim::NotSupported;
         else if (fromBase64(reference.digestValue) == digest->second)
-            return CertificateClaim::Holds;
+            return {CertificateClaim::Holds, place};
     }
     return result;
 }

@@ -12,6 +12,8 @@
 #include <opc/xml/XercesGuard.hpp>
 #include <opc/xml/XercesHelper.hpp>
 
+#include <tuple>
+
 namespace opc::model::test {
 namespace {
 
@@ -99,17 +101,18 @@ TEST_F(XadesTest, ComparesTheDigestsOfTheCertificateThatAreSigned) {
         methods[name] = AlgorithmURIMap::getAlgorithmURI(digest);
         values[name] = toString(crypto::CryptoEngine::encodeBase64(engine.finish()));
     }
-    for (const auto& [claimed, claim] : {std::pair("11", CertificateClaim::Holds),
-                                         {"1-x-55", CertificateClaim::Holds},
-                                         {"511-1?", CertificateClaim::Differs},
-                                         {"x11-", CertificateClaim::NotSupported},
-                                         {"", CertificateClaim::None}}) {
+    for (const auto& [claimed, claim, place] : {std::tuple("11", CertificateClaim::Holds, 0U),
+                                                {"1-x-55", CertificateClaim::Holds, 2U},
+                                                {"511-1?", CertificateClaim::Differs, 0U},
+                                                {"x11-", CertificateClaim::NotSupported, 0U},
+                                                {"", CertificateClaim::None, 0U}}) {
         DigitalSignatureData data;
         for (const char* each = claimed; *each != 0; each += 2)
             data.standard.properties.certificates.push_back({methods[each[0]], values[each[1]], u"CN=other", u"1"});
-        EXPECT_EQ(examineCertificateClaim(data, certificate), CertificateClaim::None) << "they are not signed";
+        EXPECT_EQ(examineCertificateClaim(data, certificate).claim, CertificateClaim::None) << "they are not signed";
         data.standard.arePropertiesSigned = true;
-        EXPECT_EQ(examineCertificateClaim(data, certificate), claim) << claimed;
+        EXPECT_EQ(examineCertificateClaim(data, certificate).claim, claim) << claimed;
+        EXPECT_EQ(examineCertificateClaim(data, certificate).place, place) << claimed;
     }
 }
 

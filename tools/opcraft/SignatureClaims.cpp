@@ -55,14 +55,14 @@ Json certificateReferenceJson(const SignedProperties::CertificateReference& refe
 
 } // namespace
 
-std::string claimedCertificateText(const SignedProperties& properties) {
+std::string claimedCertificateText(const SignedProperties& properties, std::size_t place) {
     if (properties.certificates.empty())
         return {};
-    const SignedProperties::CertificateReference& first = properties.certificates.front();
-    const std::string name = first.issuer.empty() ? "by its digest alone"
-                                                  : "issuer " + opcraft::toUtf8(first.issuer) + ", serial number " +
-                                                        opcraft::toUtf8(first.serialNumber);
-    const std::string weak = opc::model::findWeakDigestName(first.digestMethod);
+    const SignedProperties::CertificateReference& named = properties.certificates.at(place);
+    const std::string name = named.issuer.empty() ? "by its digest alone"
+                                                  : "issuer " + opcraft::toUtf8(named.issuer) + ", serial number " +
+                                                        opcraft::toUtf8(named.serialNumber);
+    const std::string weak = opc::model::findWeakDigestName(named.digestMethod);
     return weak.empty() ? name : name + ", by " + weak + " (weak)";
 }
 

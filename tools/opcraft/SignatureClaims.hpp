@@ -5,6 +5,7 @@
 
 #include <opc/signatures/DigitalSignatureData.hpp>
 
+#include <cstddef>
 #include <string>
 
 namespace opcraft {
@@ -13,8 +14,9 @@ namespace opcraft {
 /// none.
 std::string claimLines(const opc::model::DigitalSignatureData& data);
 
-/// The certificate that XAdES names: "issuer CN=root, serial number 42"; empty when it names none.
-std::string claimedCertificateText(const opc::model::SignedProperties& properties);
+/// A certificate that XAdES names: "issuer CN=root, serial number 42"; empty when it names none.
+/// @param place which one.
+std::string claimedCertificateText(const opc::model::SignedProperties& properties, std::size_t place = 0);
 
 /// The claims of XAdES; null when there are none.
 Json propertiesJson(const opc::model::DigitalSignatureData& data);

@@ -180,7 +180,8 @@ std::string coverageLines(const SignatureJudgement& verdict, bool explain) {
 std::string certificateLine(const SignatureJudgement& verdict) {
     if (verdict.summary.certificate.isEmpty())
         return {};
-    const std::string named = claimedCertificateText(verdict.summary.data->standard.properties);
+    const std::string named =
+        claimedCertificateText(verdict.summary.data->standard.properties, verdict.report.claimedCertificate);
     if (verdict.report.certificateCovered)
         return detailLine("Certificate", verdict.report.certificateClaim == CertificateClaim::Holds
                                              ? "covered by the signature, since XAdES names it: " + named

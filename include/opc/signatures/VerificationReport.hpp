@@ -7,6 +7,7 @@
 #include <opc/signatures/DigitalSignature.hpp>
 #include <opc/signatures/DigitalSignatureVerificationStatus.hpp>
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -94,6 +95,7 @@ struct OPCRAFT_API SignatureReport {
     std::vector<std::u16string> uncoveredObjects{};
     /// Whether XAdES names the certificate that verified. `Differs` and `NotSupported` make the signature invalid.
     CertificateClaim certificateClaim = CertificateClaim::None;
+    std::size_t claimedCertificate = 0; ///< the place in `SignedProperties::certificates` of the one that `Holds`
     std::vector<TimeStampReport> timeStamps{}; ///< of the signature value
     /// The point in time for which the certificate was validated, in UTC; not-a-date-time when none was.
     boost::posix_time::ptime validationTime{};
