@@ -424,7 +424,8 @@ private:
         if (isRenamed(header.extra(), header.name()) || isRenamed(record.extra(), record.name()))
             failAt(RuleId::ZipExtraField, disagreement("name"));
         const unsigned differing = header.flags ^ record.header.flags;
-        if (differing & ~DEFLATE_LEVEL & ~(isASCII(record.name()) ? IS_UTF8 : 0U))
+        const unsigned level = header.method == DEFLATED ? DEFLATE_LEVEL : 0; // of others, some readers compare it
+        if (differing & ~level & ~(isASCII(record.name()) ? IS_UTF8 : 0U))
             failAt(RuleId::HeadersAgree, disagreement("flags"));
         if (header.method != record.header.method)
             failAt(RuleId::HeadersAgree, disagreement("compression method"));
