@@ -44,7 +44,7 @@ struct ZipOptions {
     /// - duplicate items, also by names that some reader confuses: differences in case, in empty or dot
     ///   segments, backslashes, slashes at either end, blanks around and dots and versions (";1") after a segment,
     ///   drives and other colons, escapes, control characters, compatible and ignorable characters and normalization
-    ///   forms of Unicode, and the encoding of a name that is not marked as UTF-8 are ignored;
+    ///   forms of Unicode are ignored;
     /// - a name that an extra field replaces; extra fields that are cut off; two ZIP64 fields of one item, and in the
     ///   central directory one with numbers that need no 64 bits (APPNOTE §4.5.3);
     /// - links and devices, folders without a slash at the end of their name, and labels of volumes, by the attributes
@@ -52,6 +52,7 @@ struct ZipOptions {
     /// - a damaged content, and a compressed stream that does not end exactly where its item ends;
     /// - methods other than stored and deflated, flags for encryption and patches and reserved flags, and versions
     ///   needed to extract above 4.5 (APPNOTE §4.4.3 to §4.4.5);
+    /// - names that are not ASCII and not marked as UTF-8, which readers decode in different ways;
     /// - parts in pieces, which few readers support;
     /// - duplicate entries of the content types stream, compared in the same way, and a stream with a name in another
     ///   case than "[Content_Types].xml";
@@ -66,8 +67,8 @@ struct ZipOptions {
     ///   ZIP64 that is not there, the signature of its locator elsewhere near the end, several disks: a reader that
     ///   searches from the end could find another.
     ///
-    /// Not refused is what real producers do and readers ignore: other times, versions, extra fields or
-    /// compression level in the local header, zeros for the numbers of a data descriptor,
+    /// Not refused is what real producers do and readers ignore: other times, versions, extra fields or,
+    /// of a deflated item, compression level in the local header, zeros for the numbers of a data descriptor,
     /// and items of folders. Two archives in a row are refused without this, too.
     bool consistent = false;
 
