@@ -149,6 +149,14 @@ bool isPlainTarget(const Relationship& relationship) {
     return !target.hasScheme() && !target.hasAuthority() && !target.hasQuery() && !target.hasFragment();
 }
 
+/// Whether a relationship leads out of the package, also where it does not say so.
+bool leadsOut(const Relationship& relationship) {
+    if (relationship.getTargetMode() == TargetMode::External)
+        return true;
+    const URI target(relationship.getTarget());
+    return target.hasScheme() || target.hasAuthority();
+}
+
 Key keyOf(const Relationship& relationship) {
     return {toLowerASCIIString(relationship.getSourceURI().toString()), relationship.getID()};
 }
@@ -403,7 +411,7 @@ CoverageReport Coverage::examine(const SignatureReport& report) const {
     coverage.otherItems = items_;
     coverage.exceptedItems = exceptedItems_;
     for (const Link& link : links_) {
-        coverage.externalTargets += link.relationship.getTargetMode() == TargetMode::External ? 1 : 0;
+        coverage.externalTargets += leadsOut(link.relationship) ? 1 : 0;
         if (link.category == Category::Structure)
             continue;
         auto& list = covered.relationships.count(link.key) != 0 ? coverage.coveredRelationships

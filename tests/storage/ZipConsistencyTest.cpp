@@ -238,6 +238,8 @@ std::vector<Case> otherCases() {
          "names-that-meet"},
         {"the name is not marked as UTF-8", withNames("\xE2\x94\x9C\xE2\x95\xA2.x", "\xC3\xB6.x", 0),
          "UTF-8 or code page", "M3.2"},
+        {"the name is not UTF-8", withNames("a.x", "\xC0\xAE\xC0\xAE/a.x", 0x800), "dots in a longer form", "M3.2"},
+        {"the name is not UTF-8", withNames("a.x", "\xED\xA0\x80.x", 0x800), "half a character of UTF-16", "M3.2"},
         {"could take the item for", withNames("\xC4\xB1.x", "i.x", 0x800), "an i without a dot", "names-that-meet"},
         {"opens", withNames("e.x", "\xC3\xA9.x", 0x800), "names that an accent tells apart"},
         {": \"x.xml\": the local header and the central directory disagree about the name",

@@ -6,6 +6,7 @@
 #include "opcraft/Text.hpp"
 
 #include <opc/certificates/PKCS12Certificate.hpp>
+#include <opc/signatures/SignatureSummary.hpp>
 #include <opc/signatures/SigningWarnings.hpp>
 
 #include <fcntl.h>
@@ -370,6 +371,17 @@ void Signer::checkCertificate(const std::string& file) const {
 void Signer::warn(const std::string& file, Console& console) const {
     for (const std::string& warning : findSigningWarnings(key_->getPublicKey(), form_, options_))
         console.note(file + ": warning: " + warning);
+    if (!countersignatures_.empty())
+        console.note(file + ": warning: these countersignatures do not cover the new signature: " +
+                     listText(countersignatures_));
+}
+
+/// Those of the library's form hold no longer instead.
+void Signer::findCountersignatures(const opc::model::DigitalSignatureManager& manager) {
+    for (const opc::model::DigitalSignature& each : manager.getSignatures())
+        if (each.getForm() != opc::model::SignatureForm::Library)
+            if (const auto summary = opc::model::summarize(manager, each); summary.isCountersignature)
+                countersignatures_.push_back(summary.name);
 }
 
 } // namespace opcraft

@@ -69,23 +69,28 @@ public:
 
     opc::model::DigitalSignature sign(opc::model::DigitalSignatureManager& manager,
                                       const opc::model::SigningRequest& request) {
+        findCountersignatures(manager);
         return manager.sign(request, *key_, options_);
     }
     opc::model::DigitalSignature countersign(opc::model::DigitalSignatureManager& manager) {
+        findCountersignatures(manager);
         return manager.countersignAllSignatures(*key_, options_);
     }
 
-    /// Tells of a key or a digest that is weak, and of a form that other programs do not accept.
+    /// Tells of a key or a digest that is weak, of a form that other programs do not accept, and of countersignatures
+    /// that do not cover the new signature.
     void warn(const std::string& file, Console& console) const;
 
 private:
     void readKey(const SigningOptions& options);
     void readBundle(const SigningOptions& options);
     void checkCertificate(const std::string& file) const;
+    void findCountersignatures(const opc::model::DigitalSignatureManager& manager);
 
     std::optional<opc::crypto::KeySigner> key_;
     opc::model::SigningOptions options_;
     opc::model::SignatureForm form_;
+    std::vector<std::string> countersignatures_{}; ///< those before the new signature, which they do not cover
 };
 
 } // namespace opcraft

@@ -2,6 +2,7 @@
 #include "storage/zip/ZipConsistency.hpp"
 
 #include "storage/Failure.hpp"
+#include "storage/items/ItemNames.hpp"
 #include "storage/items/OtherFormats.hpp"
 
 #include <algorithm>
@@ -414,8 +415,10 @@ private:
                    "the item is stored and has a data descriptor, which readers from the front cannot find");
         if (header.disk != 0)
             failAt(RuleId::ZipEndRecord, "the item is on another disk");
-        if (!isASCII(record.name()) && !(header.flags & IS_UTF8))
-            failAt(RuleId::ItemNameSyntax, "the name is not marked as UTF-8, and some readers take it for another one");
+        const bool isMarked = header.flags & IS_UTF8;
+        if (!isASCII(record.name()) && !(isMarked && isUTF8(viewOf(record.name()))))
+            failAt(RuleId::ItemNameSyntax, std::string("the name is not ") + (isMarked ? "" : "marked as ") +
+                                               "UTF-8, and some readers take it for another one");
     }
 
     void checkHeader(const DirectoryRecord& record, const ItemHeader& header) const {

@@ -27,7 +27,8 @@ void addCountersignCommand(Tool& tool) {
                std::string(
                    "The countersignature covers all signatures, but not the content; whether the signatures hold is\n"
                    "not looked at. One of --form library also covers that there are no others, and a package has one\n"
-                   "at most; those of the other forms are signatures like others, and signatures may be added.\n\n") +
+                   "at most; those of the other forms are signatures like others. A signature that is added\n"
+                   "later is not covered, and 'opcraft verify' says so with exit code 1.\n\n") +
                    SIGNING_HELP + "\n\nExample:\n  opcraft countersign letter.docx --key notary.key --cert notary.pem",
                addSigningOptions, countersign});
 }

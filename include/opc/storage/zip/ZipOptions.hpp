@@ -52,7 +52,7 @@ struct ZipOptions {
     /// - a damaged content, and a compressed stream that does not end exactly where its item ends;
     /// - methods other than stored and deflated, flags for encryption and patches and reserved flags, and versions
     ///   needed to extract above 4.5 (APPNOTE §4.4.3 to §4.4.5);
-    /// - names that are not ASCII and not marked as UTF-8, which readers decode in different ways;
+    /// - names that are neither ASCII nor UTF-8 and marked as such, which readers decode in different ways;
     /// - parts in pieces, which few readers support;
     /// - duplicate entries of the content types stream, compared in the same way, and a stream with a name in another
     ///   case than "[Content_Types].xml";
