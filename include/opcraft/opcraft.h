@@ -715,8 +715,8 @@ typedef struct opcraft_verify_options {
     const void* public_key; /**< the only key that counts; certificates do not then */
     size_t public_key_length;
     bool allow_untrusted;       /**< does not ask who signed */
-    const char* const* signers; /**< who is accepted: the subject of a certificate as `opcraft_signature.subject` gives
-                                   it, or the SHA-256 fingerprint of a key or certificate in hexadecimal */
+    const char* const* signers; /**< who is accepted: the subject of a trusted certificate as `opcraft_signature.subject`
+                                   gives it, or the SHA-256 fingerprint of a key or certificate in hexadecimal */
     size_t signer_count;        /**< 0: everybody who is trusted */
     opcraft_digest weakest_digest; /**< the weakest that is accepted; 0: each */
     opcraft_coverage coverage;

@@ -222,7 +222,7 @@ def verify(
         system_trust: Whether those of the system are trusted, too.
         public_key: The only key that counts, path or bytes; certificates do not then, and none are given.
         allow_untrusted: Does not ask who signed.
-        signers: Who is accepted: the subject of a certificate as ``Signature.subject`` gives it, or the SHA-256
+        signers: Who is accepted: the subject of a trusted certificate as ``Signature.subject`` gives it, or the SHA-256
             fingerprint of a key or certificate in hexadecimal; none: everybody who is trusted.
         weakest_digest: The weakest that is accepted; ``DEFAULT``: each.
         coverage: What each signature has to cover.

@@ -74,20 +74,21 @@ std::string plainFingerprint(const std::string& text) {
 }
 
 /// Whether the key that verified is one of a signer.
-/// @param signer a subject or a fingerprint. Empty is nobody: certificates without a subject are anybody's.
-bool isBy(const std::string& signer, const SignatureSummary& summary) {
+/// @param signer a subject or a fingerprint. A subject that nobody trusted vouches for is anybody's, and so is none.
+bool isBy(const std::string& signer, const SignatureJudgement& judgement) {
+    const SignatureSummary& summary = judgement.summary;
     if (signer.empty())
         return false;
     const std::string fingerprint = plainFingerprint(signer);
     if (!fingerprint.empty() && fingerprint == summary.fingerprint)
         return true;
-    return !summary.certificate.isEmpty() &&
-           (signer == summary.certificate.getSubject() || fingerprint == getFingerprint(summary.certificate.toDER()));
+    const bool isSubject = judgement.voucher == Voucher::Trusted && signer == summary.certificate.getSubject();
+    return isSubject || (!summary.certificate.isEmpty() && fingerprint == getFingerprint(summary.certificate.toDER()));
 }
 
 void demandSigner(const JudgementOptions& options, SignatureJudgement& judgement) {
     const bool isAny = options.signers.empty() || judgement.summary.isCountersignature;
-    const auto isSigner = [&](const std::string& signer) { return isBy(signer, judgement.summary); };
+    const auto isSigner = [&](const std::string& signer) { return isBy(signer, judgement); };
     if (!isAny && judgement.report.signatureValueHolds &&
         std::none_of(options.signers.begin(), options.signers.end(), isSigner))
         object(ObjectionKind::OtherSigner, "the signer is not one of those who are accepted", judgement);

@@ -41,10 +41,9 @@ struct JudgementOptions {
     bool allowsUntrusted = false; ///< anybody may have signed
     RequiredCoverage coverage = RequiredCoverage::Content;
 
-    /// Who may have signed, UTF-8: subjects of certificates as `X509Certificate::getSubject` gives them, and
-    /// fingerprints
-    /// (`getFingerprint`, also in upper case and with colons) of certificates or keys. Empty: anybody who is trusted.
-    /// An empty text is nobody. Countersignatures may be of others.
+    /// Who may have signed, UTF-8: subjects of trusted certificates as `X509Certificate::getSubject` gives them, and
+    /// fingerprints (`getFingerprint`, also in upper case and with colons) of certificates or keys. Empty: anybody who
+    /// is trusted. An empty text is nobody. Countersignatures may be of others.
     std::vector<std::string> signers{};
 
     std::optional<DigestMethod> weakestDigest{}; ///< none: every digest is accepted; those of time stamps always are
