@@ -90,6 +90,11 @@ TEST_P(SampleProperties, KeepTheirValuesWhenTheToolSetsOne) {
     json kept = properties(file().string());
     const test::ProcessResult result =
         test::runProcess(OPCRAFT_TOOL, {"props", file().string(), "--set", "identifier=a new one", "-o", changed});
+    if (expected().parts == 0 && expected().others > 0) { // backslashes: their place is taken
+        EXPECT_EQ(result.exitCode, 2);
+        EXPECT_THAT(result.err, HasSubstr("\"_rels\\.rels\" exists already, with a backslash in its name"));
+        return;
+    }
     EXPECT_EQ(result.exitCode, 0) << result.err;
     kept["identifier"] = "a new one";
     EXPECT_EQ(properties(changed), kept);

@@ -80,6 +80,10 @@ TEST_P(Samples, SurviveAChangeWithTheirContentAndCompressedBytes) {
         Package package(store);
         package.open(OpenMode::ReadWrite);
         package.createPart(added, u"application/vnd.opcraft.test+xml", StandardPartInfo());
+        if (GetParam().parts == 0 && GetParam().others > 0) { // backslashes: their place is taken
+            EXPECT_THROW(package.createInternalRelationship(u"urn:opcraft:test", added.getURI()), PartCreateFailed);
+            return package.close(true);
+        }
         id = package.createInternalRelationship(u"urn:opcraft:test", added.getURI()).getID();
         package.close();
     }

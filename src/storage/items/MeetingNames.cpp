@@ -38,19 +38,6 @@ std::vector<std::string> namesOnDrives(std::string_view name) {
     return {std::string(name.substr(colon + 1)), std::string(name.substr(0, colon)).append(name.substr(end))};
 }
 
-/// What readers make of the name of an item, folded.
-std::vector<std::string> foldedNames(std::string_view name) {
-    std::vector<std::string> folded;
-    folded.push_back(detail::foldName(name));
-    if (const auto shorter = withoutHiddenSegments(name))
-        folded.push_back(detail::foldName(*shorter));
-    for (const std::string& other : namesOnDrives(name))
-        folded.push_back(detail::foldName(other));
-    std::ranges::sort(folded);
-    folded.erase(std::unique(folded.begin(), folded.end()), folded.end());
-    return folded;
-}
-
 /// Finds items whose names meet. Each item tells the first other one.
 class MeetingNames {
 public:
@@ -158,6 +145,18 @@ private:
 };
 
 } // namespace
+
+std::vector<std::string> foldedNames(std::string_view name) {
+    std::vector<std::string> folded;
+    folded.push_back(detail::foldName(name));
+    if (const auto shorter = withoutHiddenSegments(name))
+        folded.push_back(detail::foldName(*shorter));
+    for (const std::string& other : namesOnDrives(name))
+        folded.push_back(detail::foldName(other));
+    std::ranges::sort(folded);
+    folded.erase(std::unique(folded.begin(), folded.end()), folded.end());
+    return folded;
+}
 
 void checkMeetingNames(const ZipItems& items, const ItemArchive& archive, const ZipFaults& faults) {
     MeetingNames(items, archive, faults).check();

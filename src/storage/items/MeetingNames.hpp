@@ -5,7 +5,14 @@
 #include "storage/items/ZipFaults.hpp"
 #include "storage/items/ZipItems.hpp"
 
+#include <string>
+#include <string_view>
+#include <vector>
+
 namespace opc::storage {
+
+/// What readers make of the name of an item, folded; each once.
+std::vector<std::string> foldedNames(std::string_view name);
 
 /// Finds items that a reader could confuse by their names, or read as the same part (`foldName`), and items below
 /// others that are not folders.

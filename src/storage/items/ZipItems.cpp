@@ -4,10 +4,10 @@
 #include "storage/Failure.hpp"
 #include "storage/items/ContentTypesReader.hpp"
 #include "storage/items/ItemNames.hpp"
+#include "storage/items/MeetingNames.hpp"
 #include "storage/items/Pieces.hpp"
 #include "storage/items/ZipFaults.hpp"
 
-#include <opc/core/FoldedNames.hpp>
 #include <opc/core/PartNames.hpp>
 #include <opc/core/Strings.hpp>
 
@@ -95,9 +95,10 @@ void ZipItems::remove(ZipEntry& item) {
     const auto [first, last] = byPartName_.equal_range(item.partName());
     const auto found = std::find_if(first, last, [&](const auto& entry) { return &*entry.second == &item; });
     const auto entry = found->second;
-    const auto folded = foldedOthers_.empty() ? foldedOthers_.end() : foldedOthers_.find(detail::foldName(item.name));
-    if (folded != foldedOthers_.end() && folded->second == &item)
-        foldedOthers_.erase(folded);
+    if (!foldedOthers_.empty())
+        for (const std::string& name : foldedNames(item.name))
+            if (const auto folded = foldedOthers_.find(name); folded != foldedOthers_.end() && folded->second == &item)
+                foldedOthers_.erase(folded);
     byItemName_.clear();
     next_ = byPartName_.end();
     byPartName_.erase(found);
@@ -142,12 +143,12 @@ void ZipItems::noteOthers() {
     for (const ZipEntry& entry : entries_) {
         if (entry.kind == ZipItemKind::Part)
             continue;
-        // In the place of pieces that are not complete, the part may be created; and beside an item that has
-        // backslashes, which some producers write for slashes, since the package has no other parts then.
-        if (!parsePieceName(entry.name) && entry.name.find('\\') == std::string::npos) {
-            const auto [noted, isNew] = foldedOthers_.try_emplace(detail::foldName(entry.name), &entry);
-            if (!isNew && isFolder(noted->second->name))
-                noted->second = &entry;
+        if (!parsePieceName(entry.name)) { // in the place of pieces that are not complete, the part may be created
+            for (std::string& name : foldedNames(entry.name)) {
+                const auto [noted, isNew] = foldedOthers_.try_emplace(std::move(name), &entry);
+                if (!isNew && isFolder(noted->second->name))
+                    noted->second = &entry;
+            }
         }
         if (entry.kind != ZipItemKind::Other)
             continue;
@@ -159,7 +160,13 @@ void ZipItems::noteOthers() {
 const ZipEntry* ZipItems::findMeeting(std::string_view itemName) const {
     if (foldedOthers_.empty()) // as in most packages
         return nullptr;
-    const std::string name = detail::foldName(itemName);
+    for (const std::string& name : foldedNames(itemName))
+        if (const ZipEntry* const meeting = findFolded(name))
+            return meeting;
+    return nullptr;
+}
+
+const ZipEntry* ZipItems::findFolded(const std::string& name) const {
     const auto same = foldedOthers_.find(name);
     if (same != foldedOthers_.end())
         return same->second;

@@ -138,7 +138,7 @@ public:
     bool hasPartName(std::u16string_view partName) const { return byPartName_.contains(partName); }
 
     /// An item that is not a part and cannot be unpacked beside a new item of this name: one of them would be a file
-    /// and the other a folder, or both the same file (`foldName`); null for none.
+    /// and the other a folder, or both the same file (`foldedNames`); null for none.
     const ZipEntry* findMeeting(std::string_view itemName) const;
 
     /// True when an item that is not a part has this extension.
@@ -164,6 +164,7 @@ private:
     void leaveOutSameParts(ZipOptions::Take take, const ZipFaults& faults);
     static void takeAsPart(ZipEntry& entry);
     void noteOthers();
+    const ZipEntry* findFolded(const std::string& name) const;
 
     using ByPartName = std::multimap<std::u16string_view, Entries::iterator, CaselessLess>;
 

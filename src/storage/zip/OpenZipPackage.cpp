@@ -253,7 +253,9 @@ void OpenZipPackage::throwIfTaken(std::u16string_view name, std::string_view ite
     if (!taken || taken == renamed)
         taken = items_.findMeeting(itemName);
     if (taken)
-        fail(Errc::file_exists, labelOf(name) + ": the item " + inQuotes(taken->name) + " exists already");
+        fail(Errc::file_exists,
+             labelOf(name) + ": the item " + inQuotes(taken->name) + " exists already" +
+                 (taken->name.find('\\') == std::string::npos ? "" : ", with a backslash in its name"));
 }
 
 ZipEntry* OpenZipPackage::findMainPart(ZipEntry& relationships) {
