@@ -55,12 +55,15 @@ void SpillArea::createFile() {
         file_ = createAndUnlink(folder);
     if (!file_.isOpen())
         failWithErrno(errno, label_ + ": no temporary file can be created in " + inQuotes(folder.string()));
+    owner_ = ::getpid();
     label_ += ": the temporary file in " + inQuotes(folder.string());
 }
 
 std::uint64_t SpillArea::write(const unsigned char* data, std::size_t size) {
     if (!file_.isOpen())
         createFile();
+    if (owner_ != ::getpid())
+        failWithErrno(EPERM, label_ + ": belongs to the process that this one was forked from");
     const std::uint64_t offset = end_;
     writeFileAt(file_.get(), offset, data, size, label_);
     end_ += size;
@@ -72,7 +75,8 @@ std::size_t SpillArea::read(std::uint64_t offset, unsigned char* buffer, std::si
 }
 
 void SpillArea::discard(std::uint64_t offset, std::uint64_t size) noexcept {
-    linuxcalls::punchHole(file_.get(), offset, size);
+    if (owner_ == ::getpid())
+        linuxcalls::punchHole(file_.get(), offset, size);
 }
 
 } // namespace opc::storage

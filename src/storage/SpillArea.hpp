@@ -3,6 +3,8 @@
 
 #include "storage/FileDescriptor.hpp"
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -11,7 +13,8 @@
 namespace opc::storage {
 
 /// Holds the new contents of an open package until they are saved: a shared amount of memory, and a
-/// temporary file without a name, which the system removes when the process ends.
+/// temporary file without a name, which the system removes when the process ends. A process that is forked shares the
+/// file, and leaves it as it is.
 class SpillArea {
 public:
     /// @param label starts the messages.
@@ -29,7 +32,8 @@ public:
 
     /// Appends to the temporary file.
     /// @return the offset of the bytes.
-    /// @throws opc::Exception what the system reports; nothing is appended then.
+    /// @throws opc::Exception what the system reports, and operation_not_permitted in a process that was forked since
+    ///         the file was created; nothing is appended then.
     std::uint64_t write(const unsigned char* data, std::size_t size);
 
     /// @return the bytes delivered; fewer than requested at the end only.
@@ -48,6 +52,7 @@ private:
     std::uint64_t used_ = 0;
     std::filesystem::path folder_;
     FileDescriptor file_;
+    pid_t owner_ = 0; ///< the process that created it
     std::uint64_t end_ = 0;
 };
 

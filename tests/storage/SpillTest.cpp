@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "storage/Zips.hpp"
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 namespace opc::test {
 namespace {
 
@@ -69,6 +72,24 @@ TEST(Spill, WhatContentsShareIsOneBoundAndOneFile) {
     EXPECT_GT(inMemory, 40000U);
     contents.clear();
     EXPECT_TRUE(area->reserveMemory(50000)) << "all memory is free again";
+}
+
+TEST(Spill, AForkedProcessLeavesTheFileAsItIs) {
+    const auto area = makeArea(0);
+    const std::string text = someText(300000, 1);
+    auto content = std::make_shared<Content>(area, CompressionType::Normal);
+    append(*content, text);
+    content->finish();
+    const pid_t child = ::fork();
+    if (child == 0) {
+        content.reset();
+        Content more(area, CompressionType::None);
+        ::_exit(failsWith(Errc::operation_not_permitted, [&] { append(more, text), more.finish(); }) ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(readRest(*readContent(content)), text);
 }
 
 TEST(Spill, IsSavedAsItLies) {

@@ -146,7 +146,7 @@ public:
     /// written anew where they have to be, relative as before. Relationships of others that lead to the part are not
     /// changed (`edit::movePart` does that). Where the store does not implement `interfaces::IPhysicalRenaming`, the
     /// content is copied to a new part and the old one deleted, by way of memory when the names are equivalent. The
-    /// handles on the part become invalid.
+    /// handles on the part and its streams become invalid.
     /// @param newName may differ from the old name in case alone.
     /// @throws PackageNotOpen, PackageReadOnly, PackageCreateOnly, PartNotFound
     /// @throws InvalidPartName, PartHasRelationshipName, PartAlreadyExists, PartIsDerivedFromExistingPartName as
