@@ -3,7 +3,9 @@
 
 #include "storage/Failure.hpp"
 
+#include <sys/stat.h>
 #include <sys/xattr.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -34,21 +36,36 @@ std::vector<char> readAll(Call call) {
     }
 }
 
-} // namespace
-
-void copyAttributes(const std::filesystem::path& from, int to, bool keepsAccess, const std::string& label) {
+/// @param keepsList whether the access control list is copied; otherwise the file gets none.
+void copyAttributes(const std::filesystem::path& from, int to, bool keepsList, const std::string& label) {
     ::fremovexattr(to, ACCESS_LIST);
     const std::vector<char> names =
         readAll([&](char* buffer, std::size_t size) { return ::listxattr(from.c_str(), buffer, size); });
     for (auto name = names.begin(); name != names.end(); name = std::find(name, names.end(), '\0') + 1) {
         const std::string each(name, std::find(name, names.end(), '\0'));
-        if (!each.starts_with("user.") && !(keepsAccess && each == ACCESS_LIST))
+        if (!each.starts_with("user.") && !(keepsList && each == ACCESS_LIST))
             continue;
         const std::vector<char> value = readAll(
             [&](char* buffer, std::size_t size) { return ::getxattr(from.c_str(), each.c_str(), buffer, size); });
         if (::fsetxattr(to, each.c_str(), value.data(), value.size(), 0) != 0)
             failWithErrno(errno, label + ": the attribute " + inQuotes(each) + " of the file cannot be kept");
     }
+}
+
+} // namespace
+
+void keepRights(const FileRights& rights, const std::filesystem::path& from, int to, const std::string& label) {
+    mode_t mode = rights.mode;
+    bool keepsGroup = true;
+    if (::fchown(to, rights.user, rights.group) != 0) {
+        mode &= 01777; // set-user-id and set-group-id would grant the rights of another owner
+        keepsGroup = ::fchown(to, static_cast<uid_t>(-1), rights.group) == 0;
+        if (!keepsGroup)
+            mode &= ~static_cast<mode_t>(070) | (mode & 07) << 3; // another group may do what everybody may
+    }
+    copyAttributes(from, to, keepsGroup, label);
+    if (::fchmod(to, mode) != 0)
+        failWithErrno(errno, label + ": the mode of the file cannot be kept");
 }
 
 } // namespace opc::storage

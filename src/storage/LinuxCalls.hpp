@@ -21,6 +21,11 @@ inline int openUnnamed(int from, const char* folder, mode_t mode) noexcept {
     return ::openat(from, folder, O_TMPFILE | O_RDWR | O_CLOEXEC, mode);
 }
 
+/// Opens whatever has a name in a folder, a link too, for its status and attributes alone: no rights are asked for.
+inline int openHandle(int from, const char* name) noexcept {
+    return ::openat(from, name, O_PATH | O_NOFOLLOW | O_CLOEXEC);
+}
+
 /// The path of an open file, whatever its name is. Nothing is there where /proc is not mounted.
 inline std::string pathOf(int file) {
     return "/proc/self/fd/" + std::to_string(file);

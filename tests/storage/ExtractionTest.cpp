@@ -159,12 +159,14 @@ TEST_F(Extraction, IsTheSameOnSeveralThreadsAndWithDamage) {
 TEST_F(Extraction, ReplacesAFileOnlyWhenTheNewOneIsComplete) {
     put(out / "a.xml", "old");
     put(out / "b.xml", "old");
+    ASSERT_EQ(::chmod((out / "b.xml").c_str(), 04601), 0);
     Bytes zip = zipWith({{.name = "a.xml", .content = "new", .crc = 1}, {"b.xml", "new"}});
     const std::string message = out.string() + ": the folder is not empty";
     EXPECT_TRUE(throws<Exception>(message, [&] { extractAll(zip, out); }));
     EXPECT_EQ(filesBelow(out), (Contents{{"a.xml", "old"}, {"b.xml", "old"}}));
     EXPECT_EQ(extractAll(zip, out, {true, true}).left, "a.xml");
     EXPECT_EQ(filesBelow(out), (Contents{{"[Content_Types].xml", TYPES}, {"a.xml", "old"}, {"b.xml", "new"}}));
+    EXPECT_EQ(fs::status(out / "b.xml").permissions(), fs::perms(0601)) << "but for whose rights it runs with";
 }
 
 TEST_F(Extraction, StopsWhenAFileCannotBeWrittenAndLeavesNoHalfOne) {

@@ -91,9 +91,9 @@ public:
     /// - What is no part by its name or for lack of a content type, parts with equivalent names and relationships parts
     ///   without their source are left out. They stay in the store, and no new part takes their names.
     /// - Of several core properties relationships all are there.
-    /// A package that is closed without a change keeps all bytes; what is changed is written without loss, but for text
-    /// between the elements. Physical packages that implement `interfaces::IPhysicalFindings` are opened tolerantly,
-    /// too.
+    /// A package that is closed without a change keeps all bytes; what is changed is written without loss, but for
+    /// text, comments and processing instructions between the elements. Physical packages that implement
+    /// `interfaces::IPhysicalFindings` are opened tolerantly, too.
     /// @param sink used during this call only.
     /// @throws PackageAlreadyOpen, PackageNotFound, PackageOpenFailed
     /// @throws InvalidXMLDocument, InvalidRelationshipContent for an exceeded limit for XML; what the sink throws.

@@ -3,6 +3,7 @@
 
 #include "storage/Failure.hpp"
 #include "storage/FileAccess.hpp"
+#include "storage/FileAttributes.hpp"
 #include "storage/LinuxCalls.hpp"
 #include "storage/directory/DirectoryStream.hpp"
 #include "storage/directory/FolderPaths.hpp"
@@ -61,11 +62,11 @@ OutputFile::~OutputFile() {
 }
 
 int OutputFile::open() {
-    return open(place_.name);
+    return open(place_.name, 0666);
 }
 
-int OutputFile::open(std::string name) {
-    file_ = FileDescriptor(::openat(place_.folder->get(), name.c_str(), NEW_FILE_FLAGS, 0666));
+int OutputFile::open(std::string name, mode_t mode) {
+    file_ = FileDescriptor(::openat(place_.folder->get(), name.c_str(), NEW_FILE_FLAGS, mode));
     if (!file_.isOpen())
         return errno;
     name_ = std::move(name);
@@ -73,14 +74,18 @@ int OutputFile::open(std::string name) {
 }
 
 /// A process that is killed leaves nothing of a file that has no name yet.
-int OutputFile::openReplacement() {
-    file_ = FileDescriptor(linuxcalls::openUnnamed(place_.folder->get(), ".", 0666));
-    if (file_.isOpen() && ::access(linuxcalls::pathOf(file_.get()).c_str(), F_OK) == 0)
-        return 0;
-    int error = EEXIST;
+int OutputFile::openReplacement(const FileDescriptor& old) {
+    file_ = FileDescriptor(linuxcalls::openUnnamed(place_.folder->get(), ".", 0600));
+    int error = file_.isOpen() && ::access(linuxcalls::pathOf(file_.get()).c_str(), F_OK) == 0 ? 0 : EEXIST;
     for (int i = 0; i < MAXIMUM_NAMES && error == EEXIST; ++i)
-        error = open(makeTemporaryName());
-    return error;
+        error = open(makeTemporaryName(), 0600);
+    if (error != 0)
+        return error;
+    // Whoever made the package does not choose what runs with the rights of another user.
+    const struct stat status = statusOf(old.get(), place_.label);
+    keepRights({status.st_uid, status.st_gid, status.st_mode & 0777}, linuxcalls::pathOf(old.get()), file_.get(),
+               place_.label);
+    return 0;
 }
 
 void OutputFile::write(const unsigned char* data, std::size_t size) {
@@ -201,10 +206,8 @@ std::unique_ptr<OutputFile> OutputFolder::create(std::string_view path) {
     auto file = std::make_unique<OutputFile>(
         OutputFile::Place{findFolder(folderOf(path)), std::string(path.substr(path.rfind('/') + 1)), labelOf(path)});
     int error = file->open();
-    if (error == EEXIST) {
-        throwUnlessReplaceable(file->getPlace());
-        error = file->openReplacement();
-    }
+    if (error == EEXIST)
+        error = file->openReplacement(findReplaceable(file->getPlace()));
     if (error != 0)
         refuseOrFail(error, file->getPlace().label);
     const struct stat status = statusOf(file->getDescriptor(), file->getPlace().label);
@@ -219,14 +222,16 @@ OutputFolder::Descriptor OutputFolder::findFolder(std::string_view path) {
     return folder_;
 }
 
-void OutputFolder::throwUnlessReplaceable(const OutputFile::Place& place) {
-    struct stat status = {};
-    if (::fstatat(place.folder->get(), place.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
+FileDescriptor OutputFolder::findReplaceable(const OutputFile::Place& place) {
+    FileDescriptor old(linuxcalls::openHandle(place.folder->get(), place.name.c_str()));
+    if (!old.isOpen())
         refuseOrFail(errno, place.label);
+    const struct stat status = statusOf(old.get(), place.label);
     const std::lock_guard lock(mutex_);
     throwUnlessUsable(status);
     if (!S_ISREG(status.st_mode))
         refuse(Errc::file_exists, "a folder, a link or a device of this name exists");
+    return old;
 }
 
 } // namespace opc::storage

@@ -47,8 +47,10 @@ public:
     /// @return 0, or the number of the error.
     int open();
 
-    /// The same without a name, or with another one, until the file is complete and replaces the one that exists.
-    int openReplacement();
+    /// The same without a name, or with another one, until the file is complete and replaces the one that exists, whose
+    /// rights it has.
+    /// @throws opc::Exception the rights cannot be kept.
+    int openReplacement(const FileDescriptor& old);
 
     const Place& getPlace() const { return place_; }
     int getDescriptor() const { return file_.get(); }
@@ -60,7 +62,7 @@ public:
     void commit();
 
 private:
-    int open(std::string name);
+    int open(std::string name, mode_t mode);
     void name();
 
     Place place_;
@@ -97,7 +99,7 @@ private:
 
     void throwUnlessEmpty() const;
     void throwUnlessUsable(const struct stat& status) const;
-    void throwUnlessReplaceable(const OutputFile::Place& place);
+    FileDescriptor findReplaceable(const OutputFile::Place& place);
     Descriptor openFolder(const FileDescriptor& from, const std::string& name, std::string_view path) const;
     Descriptor makeFolder(const FileDescriptor& from, const std::string& name, std::string_view path);
     std::size_t goTo(std::string_view path, std::size_t known);

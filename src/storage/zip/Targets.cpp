@@ -3,7 +3,6 @@
 
 #include "storage/Failure.hpp"
 #include "storage/FileAccess.hpp"
-#include "storage/FileAttributes.hpp"
 #include "storage/LinuxCalls.hpp"
 
 #include <dirent.h>
@@ -132,7 +131,7 @@ FileTarget::FileTarget(Destination& destination) : destination_(destination), la
         if (!S_ISREG(status.st_mode))
             fail(Errc::invalid_argument, label_ + ": not a regular file");
         throwIfNotWritable(file_, label_);
-        old_ = Owner{status.st_uid, status.st_gid, status.st_mode & 07777};
+        old_ = FileRights{status.st_uid, status.st_gid, status.st_mode & 07777};
     }
     findKnown();
     createTemporary();
@@ -204,22 +203,6 @@ std::uint64_t FileTarget::writeFrom(const FilePiece& piece) {
     return 0; // not between these two files
 }
 
-void FileTarget::keepOwnerAndMode() {
-    if (!old_)
-        return;
-    mode_t mode = old_->mode;
-    bool keepsGroup = true;
-    if (::fchown(output_.get(), old_->user, old_->group) != 0) {
-        mode &= 01777; // set-user-id and set-group-id would grant the rights of another owner
-        keepsGroup = ::fchown(output_.get(), static_cast<uid_t>(-1), old_->group) == 0;
-        if (!keepsGroup)
-            mode &= ~static_cast<mode_t>(070) | (mode & 07) << 3; // another group may do what everybody may
-    }
-    copyAttributes(file_, output_.get(), keepsGroup, label_);
-    if (::fchmod(output_.get(), mode) != 0)
-        failWithErrno(errno, label_ + ": the mode of the file cannot be kept");
-}
-
 void FileTarget::failForeign() const {
     fail(Errc::device_or_resource_busy, label_ + ": another program " + (destination_.known ? "replaced" : "created") +
                                             " the file since it was opened");
@@ -251,7 +234,8 @@ void FileTarget::replace() {
 }
 
 void FileTarget::commit() {
-    keepOwnerAndMode();
+    if (old_)
+        keepRights(*old_, file_, output_.get(), label_);
     // A second descriptor keeps the lock until the file has its name.
     const FileDescriptor lock(::fcntl(output_.get(), F_DUPFD_CLOEXEC, 0));
     if (!lock.isOpen() || ::fsync(output_.get()) != 0 || output_.close() != 0)

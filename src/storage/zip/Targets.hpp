@@ -2,10 +2,9 @@
 #pragma once
 
 #include "storage/Bytes.hpp"
+#include "storage/FileAttributes.hpp"
 #include "storage/FileDescriptor.hpp"
 #include "storage/FileIdentity.hpp"
-
-#include <sys/types.h>
 
 #include <filesystem>
 #include <optional>
@@ -49,22 +48,15 @@ private:
     bool createTemporary(std::filesystem::path name);
     void createTemporary();
     void removeLeftBehind() const;
-    void keepOwnerAndMode();
     [[noreturn]] void failForeign() const;
     bool findKnown() const;
     void replace();
-
-    struct Owner {
-        uid_t user;
-        gid_t group;
-        mode_t mode;
-    };
 
     Destination& destination_;
     const std::string& label_;
     std::filesystem::path file_;
     std::filesystem::path temporary_; ///< empty when there is nothing to remove
-    std::optional<Owner> old_;        ///< of the file that is replaced
+    std::optional<FileRights> old_;   ///< of the file that is replaced
     FileDescriptor output_;
     std::uint64_t position_ = 0;
 };
