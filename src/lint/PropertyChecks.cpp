@@ -28,6 +28,12 @@ std::string problemOfTarget(const Link& link) {
     return link.target == nullptr ? target + " leads to no part" : std::string();
 }
 
+/// Programs look for a part with the whole target as its name.
+bool leadsIntoPart(const Link& link) {
+    const model::URI target = link.relationship.getTargetURI();
+    return target.hasQuery() || target.hasFragment();
+}
+
 /// The part is read by the rules for core properties, which tell what they find.
 void examineProperties(Examination& examination, const Link& link) {
     const std::u16string name = link.target->getName().toString();
@@ -55,6 +61,9 @@ void checkLink(Examination& examination, const Link& link, bool isFirst) {
         examination.reportLink(RuleId::OneCoreProperties, link,
                                "Target " + inQuotes(link.relationship.getTarget()) +
                                    " leads to a part with the content type " + inQuotes(type.toString()));
+    else if (leadsIntoPart(link))
+        examination.reportLink(RuleId::OneCoreProperties, link,
+                               "Target " + inQuotes(link.relationship.getTarget()) + " has a query or a fragment");
     else if (isFirst && examination.getOptions().readsContents)
         examineProperties(examination, link);
 }
