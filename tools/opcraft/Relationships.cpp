@@ -2,6 +2,7 @@
 #include "opcraft/Relationships.hpp"
 
 #include "opcraft/Text.hpp"
+#include "opcraft/UnseenReferrers.hpp"
 
 #include <opc/core/Exception.hpp>
 #include <opc/core/FoldedNames.hpp>
@@ -134,7 +135,8 @@ bool removeWithTargets(OpenPackage& package, const std::u16string& type) {
             targets.clear();
     });
     for (const auto& [folded, name] : targets)
-        model.deletePart(name);
+        if (findUnseenReferrers(name, package).empty())
+            model.deletePart(name);
     return !relationships.empty();
 }
 
@@ -154,15 +156,6 @@ std::vector<RawEntry> rawEntriesOf(const opc::model::RelationshipSource& source)
     for (const opc::model::RawRelationship& raw : source.getRawRelationships())
         entries.push_back({toUtf8(source.getSourceURI().toString()), entries.size(), raw});
     return entries;
-}
-
-std::vector<std::string> sourcesNotRead(const PartName& name, OpenPackage& package) {
-    std::vector<std::string> names;
-    package.forEachSource([&](const opc::model::RelationshipSource& source) {
-        if (source.hasUnreadableRelationships() && source.getSourceURI() != name.getURI())
-            names.push_back(toUtf8(source.getSourceURI().toString()));
-    });
-    return names;
 }
 
 std::vector<RawEntry> rawEntriesLeadingTo(const PartName& name, OpenPackage& package) {

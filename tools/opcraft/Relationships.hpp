@@ -70,9 +70,6 @@ std::vector<RawEntry> rawEntriesLeadingTo(const opc::model::PartName& name, Open
 /// @throws Failure for one that leads to a part.
 void throwIfRawEntriesLeadTo(const opc::model::PartName& name, OpenPackage& package);
 
-/// The names of the sources whose relationships cannot be read, "/" for the package, without the part itself.
-std::vector<std::string> sourcesNotRead(const opc::model::PartName& name, OpenPackage& package);
-
 /// @param withSource true: the first column is the source.
 std::string toTable(const std::vector<RelationshipEntry>& entries, bool withSource);
 

@@ -35,8 +35,8 @@ struct MoveReport {
 /// The part's own relationships lead where they led, and so do those to parts that do not exist.
 ///
 /// References inside of the content of parts are not changed, and neither are entries of relationships parts that are
-/// no relationships (`RelationshipSource::getRawRelationships`). Signatures that cover what changes do not hold any
-/// longer.
+/// no relationships (`RelationshipSource::getRawRelationships`) and relationships of items that are not parts.
+/// Signatures that cover what changes do not hold any longer.
 ///
 /// All checks come before the change but for those of the store; after `PartCreateFailed` and
 /// `InvalidRelationshipContent` the package is to be closed with `discard`.

@@ -3,6 +3,7 @@
 #include "opcraft/PackageChange.hpp"
 #include "opcraft/Relationships.hpp"
 #include "opcraft/Text.hpp"
+#include "opcraft/UnseenReferrers.hpp"
 #include "opcraft/commands/Commands.hpp"
 
 #include <opc/core/FoldedNames.hpp>
@@ -67,9 +68,8 @@ ExitCode mv(const MvOptions& options, Console& console) {
     change.getPackage().getPart(name);
     throwIfOnto(change.getPackage(), name, newName);
     throwIfRawEntriesLeadTo(name, change.getPackage());
-    for (const std::string& source : sourcesNotRead(name, change.getPackage()))
-        console.note(options.file + ": warning: the relationships of " + (source == "/" ? "the package" : source) +
-                     " cannot be read; those that lead to the part are not changed");
+    for (const std::string& referrer : findUnseenReferrers(name, change.getPackage()))
+        console.note(options.file + ": warning: " + referrer + "; nothing there is changed");
     const opc::edit::MoveReport report = opc::edit::movePart(change.getPackage().getModel(), name, newName);
     throwIfLeftBehind(change.getPackage(), name, newName);
     change.save(console);

@@ -4,6 +4,7 @@
 #include "opcraft/PackageChange.hpp"
 #include "opcraft/Relationships.hpp"
 #include "opcraft/Text.hpp"
+#include "opcraft/UnseenReferrers.hpp"
 #include "opcraft/commands/Commands.hpp"
 
 #include <opc/core/Strings.hpp>
@@ -30,15 +31,14 @@ ExitCode refuse(const PackageChange& change, const std::vector<RelationshipEntry
     return ExitCode::Findings;
 }
 
-/// Without `--force` no relationship may lead to the part that is not known.
-void throwIfNotAllAreRead(const RmOptions& options, const opc::model::PartName& name, OpenPackage& package,
+/// Without `--force` nothing may lead to the part that is not seen as a relationship, and so stays.
+void throwIfNotAllAreSeen(const RmOptions& options, const opc::model::PartName& name, OpenPackage& package,
                           Console& console) {
-    for (const std::string& source : sourcesNotRead(name, package)) {
-        const std::string what = "the relationships of " + (source == "/" ? "the package" : source) +
-                                 " cannot be read, and may point at this part";
+    for (const std::string& referrer : findUnseenReferrers(name, package)) {
         if (!options.force)
-            throw Failure(ExitCode::NotProcessed, package.getName(), toUtf8(name.toString()), what + "; see --force");
-        console.note(options.file + ": " + toUtf8(name.toString()) + ": warning: " + what);
+            throw Failure(ExitCode::NotProcessed, package.getName(), toUtf8(name.toString()),
+                          referrer + "; see --force");
+        console.note(options.file + ": " + toUtf8(name.toString()) + ": warning: " + referrer);
     }
 }
 
@@ -116,7 +116,7 @@ ExitCode rm(const RmOptions& options, Console& console) {
     const opc::model::PartName& name = *target.part;
     const opc::model::Part part = change.getPackage().getPart(name);
     throwIfRawEntriesLeadTo(name, change.getPackage());
-    throwIfNotAllAreRead(options, name, change.getPackage(), console);
+    throwIfNotAllAreSeen(options, name, change.getPackage(), console);
     const std::vector<RelationshipEntry> entries = entriesLeadingTo(name, change.getPackage());
     if (!entries.empty() && !options.force)
         return refuse(change, entries, options, name, console);
