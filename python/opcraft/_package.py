@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """Packages and their parts."""
 
+import contextlib
 import io
 import os
 import sys
@@ -13,7 +14,7 @@ from typing import IO, Any, Callable, Dict, Iterator, List, Mapping, Optional, T
 
 from . import _c, _convert, _lint, _stores
 from ._enums import Compression, ErrorKind, Mode
-from ._errors import LimitExceeded, make
+from ._errors import Error, LimitExceeded, make
 from ._properties import Properties
 from ._relationships import Relationship, Relationships
 from ._stores import Handle, Options, Source
@@ -135,7 +136,8 @@ class Part:
         """The content as a buffered binary file, which reads ("rb") from the start or writes ("wb") new content.
 
         One file of a part is open at a time. One that writes has to be closed, best by ``with``: the package cannot be
-        saved else. One that reads is closed with the package.
+        saved else, nor when an exception ends the ``with``, until the part is written anew or deleted. One that reads
+        is closed with the package.
         """
         if mode == "rb":
             return self._package._open_reader(self._name)
@@ -277,7 +279,12 @@ class Package:
         self._change(_c.lib.part_create, _convert.encode(name), _convert.encode(content_type), compression)
         part = Part(self, name)
         if data is not None:
-            part.write(data)
+            try:
+                part.write(data)
+            except BaseException:
+                with contextlib.suppress(Error):
+                    self._end(cast(PartStream, part.open("wb")))  # without its content it is not saved
+                raise
         return part
 
     def delete(self, part: Union[str, Part]) -> None:

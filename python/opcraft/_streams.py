@@ -4,7 +4,8 @@
 import ctypes
 import io
 import sys
-from typing import TYPE_CHECKING, Any, Callable, Optional
+from types import TracebackType
+from typing import TYPE_CHECKING, Any, Callable, Optional, Type
 
 from . import _c
 from ._enums import ErrorKind
@@ -113,6 +114,17 @@ class PartWriter(PartStream, io.BufferedIOBase):
         finally:
             self._package._end(self)
             super().close()
+
+    def __exit__(
+        self,
+        kind: Optional[Type[BaseException]],
+        exception: Optional[BaseException],
+        traceback: Optional[TracebackType],
+    ) -> None:
+        """What an exception ends is not whole, and the package is not saved with it."""
+        if kind is not None:
+            self._package._end(self)
+        self.close()
 
     def __del__(self) -> None:
         if not self.closed and not sys.is_finalizing():

@@ -180,17 +180,23 @@ def test_what_a_file_object_does_not_take_is_written_again(folder):
         opcraft.open(appending, "r+")
 
 
-def test_a_file_that_is_left_to_the_garbage_collector_is_not_taken_for_whole():
+def test_a_file_that_is_left_to_the_garbage_collector_or_ended_by_an_exception_is_not_taken_for_whole():
     def forget(package):
         cycle = [io.TextIOWrapper(package.parts[DOCUMENT].open("wb"))]
         cycle[0].write("lost in its buffer")
         cycle.append(cycle)
 
+    def end(package):
+        with pytest.raises(InterruptedError), package.parts[DOCUMENT].open("wb") as writer:
+            writer.write(b"<half")
+            raise InterruptedError
+
     with opcraft.open("letter.docx", "r+") as package:
-        forget(package)
-        gc.collect()
-        with pytest.raises(OSError, match="not written to its end"):
-            package.close()
+        for leave in (forget, end):
+            leave(package)
+            gc.collect()
+            with pytest.raises(OSError, match="not written to its end"):
+                package.close()
         with io.TextIOWrapper(package.parts[DOCUMENT].open("wb")) as text:
             text.write("<whole/>")
     with opcraft.open("letter.docx") as package:
