@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <optional>
 #include <vector>
 
 namespace opc::storage {
@@ -17,37 +18,38 @@ namespace {
 
 constexpr const char* ACCESS_LIST = "system.posix_acl_access";
 
-/// The result of a call that is made twice, first for the size; nothing when there is none.
+/// The result of a call that is made twice, first for the size; nothing after an error, with the reason in `errno`.
 template <class Call>
-std::vector<char> readAll(Call call) {
+std::optional<std::vector<char>> readAll(Call call) {
     std::vector<char> bytes;
     for (;;) {
         const ssize_t size = call(nullptr, 0);
         bytes.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
-        if (bytes.empty())
-            return bytes;
-        const ssize_t count = call(bytes.data(), bytes.size());
+        const ssize_t count = bytes.empty() ? size : call(bytes.data(), bytes.size());
         if (count >= 0) {
             bytes.resize(static_cast<std::size_t>(count));
             return bytes;
         }
         if (errno != ERANGE) // otherwise it grew meanwhile
-            return {};
+            return std::nullopt;
     }
 }
 
 /// @param keepsList whether the access control list is copied; otherwise the file gets none.
 void copyAttributes(const std::filesystem::path& from, int to, bool keepsList, const std::string& label) {
     ::fremovexattr(to, ACCESS_LIST);
-    const std::vector<char> names =
-        readAll([&](char* buffer, std::size_t size) { return ::listxattr(from.c_str(), buffer, size); });
+    const std::vector<char> names = readAll([&](char* buffer, std::size_t size) {
+                                        return ::listxattr(from.c_str(), buffer, size);
+                                    }).value_or(std::vector<char>());
     for (auto name = names.begin(); name != names.end(); name = std::find(name, names.end(), '\0') + 1) {
         const std::string each(name, std::find(name, names.end(), '\0'));
         if (!each.starts_with("user.") && !(keepsList && each == ACCESS_LIST))
             continue;
-        const std::vector<char> value = readAll(
+        const auto value = readAll(
             [&](char* buffer, std::size_t size) { return ::getxattr(from.c_str(), each.c_str(), buffer, size); });
-        if (::fsetxattr(to, each.c_str(), value.data(), value.size(), 0) != 0)
+        if (!value && errno == ENODATA) // it was removed meanwhile
+            continue;
+        if (!value || ::fsetxattr(to, each.c_str(), value->data(), value->size(), 0) != 0)
             failWithErrno(errno, label + ": the attribute " + inQuotes(each) + " of the file cannot be kept");
     }
 }

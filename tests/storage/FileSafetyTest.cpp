@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "storage/Zips.hpp"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -136,6 +137,18 @@ TEST_F(FileSafety, ASavedFileKeepsItsAccessListAndTheAttributesOfTheUser) {
     writeFile(file, original);
     changeAndSave(file);
     EXPECT_EQ(attribute(file, access), "none");
+    // What cannot be read cannot be kept.
+    ASSERT_EQ(::removexattr(folder.path().c_str(), "system.posix_acl_default"), 0);
+    {
+        const PlainUser user;
+        ASSERT_EQ(::chmod(file.c_str(), 0200), 0);
+        ZipPackage package(folder / "other.docx");
+        package.open(OpenMode::CreateOnly);
+        package.setOutput(file);
+        EXPECT_TRUE(saveFails(package, Errc::permission_denied,
+                              file.string() + ": the attribute \"user.note\" of the file cannot be kept"));
+    }
+    EXPECT_EQ(attribute(file, "user.note"), "x");
 }
 
 TEST_F(FileSafety, AnotherGroupGetsNoMoreThanEverybody) {
@@ -214,8 +227,11 @@ TEST_F(FileSafety, OnlyRegularFilesAreReplaced) {
     ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
     fs::create_directory(folder / "folder");
     fs::create_symlink("loop", folder / "loop");
+    const int removed = ::open((folder / "removed").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    fs::remove(folder / "removed");
     const std::pair<std::string, Errc> cases[] = {
         {"pipe", Errc::invalid_argument},
+        {"/proc/self/fd/" + std::to_string(removed), Errc::invalid_argument},
         {"folder", Errc::is_a_directory},
         {"loop", Errc::too_many_symbolic_link_levels},
         {"absent/a.docx", Errc::no_such_file_or_directory},
@@ -228,6 +244,7 @@ TEST_F(FileSafety, OnlyRegularFilesAreReplaced) {
         package.setOutput(folder / output);
         EXPECT_TRUE(saveFails(package, code, output)) << output;
     }
+    ::close(removed);
     EXPECT_EQ(folder.names(), (std::set<std::string>{"book.docx", "folder", "loop", "pipe"}));
     EXPECT_TRUE(fs::is_fifo(folder / "pipe"));
     package.setOutput(folder / std::string(255, 'n'));

@@ -36,6 +36,8 @@ constexpr int MAXIMUM_NAMES = 100;
         refuse(Errc::invalid_argument,
                "the file system has no such names: " +
                    boost::system::error_code(number, boost::system::generic_category()).message());
+    case EEXIST:
+        refuse(Errc::file_exists, "something of this name exists already");
     case ELOOP:
     case ENOTDIR:
     case EISDIR:
@@ -57,12 +59,32 @@ std::string makeTemporaryName() {
 } // namespace
 
 OutputFile::~OutputFile() {
-    if (!name_.empty())
+    struct stat status = {};
+    if (identity_ && !name_.empty() &&
+        ::fstatat(place_.folder->get(), name_.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+        identity_->isFileOf(FileIdentity(status)))
         ::unlinkat(place_.folder->get(), name_.c_str(), 0);
 }
 
-int OutputFile::open() {
-    return open(place_.name, 0666);
+/// A process that is killed leaves nothing of a file that has no name yet.
+int OutputFile::open(const FileDescriptor& old) {
+    isReplacement_ = old.isOpen();
+    const mode_t mode = isReplacement_ ? 0600 : 0666;
+    file_ = FileDescriptor(linuxcalls::openUnnamed(place_.folder->get(), ".", mode));
+    int error = file_.isOpen() && ::access(linuxcalls::pathOf(file_.get()).c_str(), F_OK) == 0 ? 0 : EEXIST;
+    for (int i = 0; i < (isReplacement_ ? MAXIMUM_NAMES : 1) && error == EEXIST; ++i)
+        error = open(nextName(), mode);
+    if (error != 0)
+        return error;
+    identity_.emplace(statusOf(file_.get(), place_.label));
+    if (isReplacement_)
+        keepRightsOf(old);
+    return 0;
+}
+
+/// One file replaces another from a name of its own.
+std::string OutputFile::nextName() const {
+    return isReplacement_ ? makeTemporaryName() : place_.name;
 }
 
 int OutputFile::open(std::string name, mode_t mode) {
@@ -73,19 +95,11 @@ int OutputFile::open(std::string name, mode_t mode) {
     return 0;
 }
 
-/// A process that is killed leaves nothing of a file that has no name yet.
-int OutputFile::openReplacement(const FileDescriptor& old) {
-    file_ = FileDescriptor(linuxcalls::openUnnamed(place_.folder->get(), ".", 0600));
-    int error = file_.isOpen() && ::access(linuxcalls::pathOf(file_.get()).c_str(), F_OK) == 0 ? 0 : EEXIST;
-    for (int i = 0; i < MAXIMUM_NAMES && error == EEXIST; ++i)
-        error = open(makeTemporaryName(), 0600);
-    if (error != 0)
-        return error;
-    // Whoever made the package does not choose what runs with the rights of another user.
+/// Whoever made the package does not choose what runs with the rights of another user.
+void OutputFile::keepRightsOf(const FileDescriptor& old) const {
     const struct stat status = statusOf(old.get(), place_.label);
     keepRights({status.st_uid, status.st_gid, status.st_mode & 0777}, linuxcalls::pathOf(old.get()), file_.get(),
                place_.label);
-    return 0;
 }
 
 void OutputFile::write(const unsigned char* data, std::size_t size) {
@@ -96,12 +110,12 @@ void OutputFile::write(const unsigned char* data, std::size_t size) {
 /// Gives a name to a file that has none.
 void OutputFile::name() {
     const std::string path = linuxcalls::pathOf(file_.get());
-    for (int i = 0; i < MAXIMUM_NAMES && name_.empty(); ++i) {
-        std::string name = makeTemporaryName();
+    for (int i = 0; name_.empty(); ++i) {
+        std::string name = nextName();
         if (::linkat(AT_FDCWD, path.c_str(), place_.folder->get(), name.c_str(), AT_SYMLINK_FOLLOW) == 0)
             name_ = std::move(name);
-        else if (errno != EEXIST)
-            failWithErrno(errno, place_.label + ": cannot be replaced");
+        else if (errno != EEXIST || !isReplacement_ || i == MAXIMUM_NAMES)
+            refuseOrFail(errno, place_.label);
     }
 }
 
@@ -205,10 +219,7 @@ std::unique_ptr<OutputFile> OutputFolder::create(std::string_view path) {
     // All that needs memory is done before there is a file.
     auto file = std::make_unique<OutputFile>(
         OutputFile::Place{findFolder(folderOf(path)), std::string(path.substr(path.rfind('/') + 1)), labelOf(path)});
-    int error = file->open();
-    if (error == EEXIST)
-        error = file->openReplacement(findReplaceable(file->getPlace()));
-    if (error != 0)
+    if (const int error = file->open(findReplaceable(file->getPlace())); error != 0)
         refuseOrFail(error, file->getPlace().label);
     const struct stat status = statusOf(file->getDescriptor(), file->getPlace().label);
     const std::lock_guard lock(mutex_);
@@ -222,8 +233,11 @@ OutputFolder::Descriptor OutputFolder::findFolder(std::string_view path) {
     return folder_;
 }
 
+/// @return what is not open where nothing has the name.
 FileDescriptor OutputFolder::findReplaceable(const OutputFile::Place& place) {
     FileDescriptor old(linuxcalls::openHandle(place.folder->get(), place.name.c_str()));
+    if (!old.isOpen() && errno == ENOENT)
+        return old;
     if (!old.isOpen())
         refuseOrFail(errno, place.label);
     const struct stat status = statusOf(old.get(), place.label);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "storage/FileDescriptor.hpp"
+#include "storage/FileIdentity.hpp"
 
 #include <opc/core/Exception.hpp>
 
@@ -12,6 +13,7 @@
 #include <filesystem>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -43,14 +45,11 @@ public:
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
 
-    /// Makes the file, which may not exist yet.
+    /// Makes the file, without a name where the file system has such files.
+    /// @param old that it replaces, and whose rights it gets; not open when there is none.
     /// @return 0, or the number of the error.
-    int open();
-
-    /// The same without a name, or with another one, until the file is complete and replaces the one that exists, whose
-    /// rights it has.
     /// @throws opc::Exception the rights cannot be kept.
-    int openReplacement(const FileDescriptor& old);
+    int open(const FileDescriptor& old);
 
     const Place& getPlace() const { return place_; }
     int getDescriptor() const { return file_.get(); }
@@ -58,16 +57,21 @@ public:
     /// @throws opc::Exception what the system reports.
     void write(const unsigned char* data, std::size_t size);
 
-    /// @throws opc::Exception what the system reports; the file is removed then.
+    /// Gives the file its name.
+    /// @throws NameRefused, opc::Exception what the system reports; the file is removed then.
     void commit();
 
 private:
     int open(std::string name, mode_t mode);
+    std::string nextName() const;
+    void keepRightsOf(const FileDescriptor& old) const;
     void name();
 
     Place place_;
     FileDescriptor file_;
     std::string name_; ///< that the file has now; empty: none, so that there is nothing to remove
+    std::optional<FileIdentity> identity_{};
+    bool isReplacement_ = false;
     std::uint64_t position_ = 0;
 };
 

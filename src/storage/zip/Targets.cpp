@@ -47,6 +47,19 @@ fs::path followLinks(fs::path file, const std::string& label) {
     failWithErrno(ELOOP, label + ": the symbolic link cannot be followed");
 }
 
+/// A link of /proc leads to an open file also when the file was removed, or never had a name, and its text to another
+/// one or none. Other saves may replace the file between both looks.
+/// @param name that the links of a file lead to by their texts.
+void throwUnlessNamed(const fs::path& file, const fs::path& name, const std::string& label) {
+    struct stat status = {};
+    struct stat named = {};
+    for (int i = 0; i < MAXIMUM_ATTEMPTS; ++i)
+        if (file == name || ::stat(file.c_str(), &status) != 0 ||
+            (::stat(name.c_str(), &named) == 0 && FileIdentity(status).isFileOf(FileIdentity(named))))
+            return;
+    fail(Errc::invalid_argument, label + ": the file has no name, so that it cannot be replaced");
+}
+
 fs::path folderOf(const fs::path& file) {
     return file.has_parent_path() ? file.parent_path() : fs::path(".");
 }
@@ -124,12 +137,13 @@ Destination::Destination(fs::path path, std::string name) : file(std::move(path)
 FileTarget::FileTarget(Destination& destination) : destination_(destination), label_(destination.label) {
     file_ = followLinks(destination.file, label_);
     struct stat status = {};
-    if (::stat(file_.c_str(), &status) == 0) {
+    if (::stat(destination.file.c_str(), &status) == 0) {
         if (S_ISDIR(status.st_mode))
             failWithErrno(EISDIR, label_ + ": cannot be replaced");
         // A rename would replace a device or a pipe by a regular file.
         if (!S_ISREG(status.st_mode))
             fail(Errc::invalid_argument, label_ + ": not a regular file");
+        throwUnlessNamed(destination.file, file_, label_);
         throwIfNotWritable(file_, label_);
         old_ = FileRights{status.st_uid, status.st_gid, status.st_mode & 07777};
     }
