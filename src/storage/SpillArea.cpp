@@ -62,16 +62,20 @@ void SpillArea::createFile() {
 std::uint64_t SpillArea::write(const unsigned char* data, std::size_t size) {
     if (!file_.isOpen())
         createFile();
-    if (owner_ != ::getpid())
-        failWithErrno(EPERM, label_ + ": belongs to the process that this one was forked from");
     const std::uint64_t offset = end_;
-    writeFileAt(file_.get(), offset, data, size, label_);
+    writeFileAt(getFile(), offset, data, size, label_);
     end_ += size;
     return offset;
 }
 
+int SpillArea::getFile() const {
+    if (owner_ != ::getpid())
+        failWithErrno(EPERM, label_ + ": belongs to the process that this one was forked from");
+    return file_.get();
+}
+
 std::size_t SpillArea::read(std::uint64_t offset, unsigned char* buffer, std::size_t size) const {
-    return readFileAt(file_.get(), offset, buffer, size, label_);
+    return readFileAt(getFile(), offset, buffer, size, label_);
 }
 
 void SpillArea::discard(std::uint64_t offset, std::uint64_t size) noexcept {

@@ -32,14 +32,15 @@ public:
 
     /// Appends to the temporary file.
     /// @return the offset of the bytes.
-    /// @throws opc::Exception what the system reports, and operation_not_permitted in a process that was forked since
-    ///         the file was created; nothing is appended then.
+    /// @throws opc::Exception what the system reports, and as `getFile`; nothing is appended then.
     std::uint64_t write(const unsigned char* data, std::size_t size);
 
     /// @return the bytes delivered; fewer than requested at the end only.
     std::size_t read(std::uint64_t offset, unsigned char* buffer, std::size_t size) const;
 
-    int getFile() const { return file_.get(); }
+    /// @throws opc::Exception operation_not_permitted in a process that was forked since the file was created: both
+    ///         have one file, and either may discard what the other one needs.
+    int getFile() const;
 
     /// Releases the disk space of bytes, where the file system supports it.
     void discard(std::uint64_t offset, std::uint64_t size) noexcept;

@@ -179,12 +179,17 @@ void throwIfRawEntriesLeadTo(const PartName& name, OpenPackage& package) {
 }
 
 std::vector<RelationshipEntry> entriesLeadingTo(const PartName& name, OpenPackage& package) {
+    std::vector<RelationshipEntry> entries = entriesLeadingToItem(toUtf8(name.toString()), package);
+    std::erase_if(entries,
+                  [&](const RelationshipEntry& entry) { return URI(opc::fromUTF8(entry.source)) == name.getURI(); });
+    return entries;
+}
+
+std::vector<RelationshipEntry> entriesLeadingToItem(const std::string& item, OpenPackage& package) {
     const std::set<std::u16string> partKeys = package.getPartKeys();
-    const std::string foldedName = opc::detail::foldName(toUtf8(name.toString()));
+    const std::string foldedName = opc::detail::foldName(item);
     std::vector<RelationshipEntry> entries;
     package.forEachSource([&](const opc::model::RelationshipSource& source) {
-        if (source.getSourceURI() == name.getURI())
-            return;
         for (const Relationship& relationship : source.getRelationships())
             if (foldedTargets(relationship).contains(foldedName))
                 entries.push_back(relationshipEntryOf(relationship, partKeys));

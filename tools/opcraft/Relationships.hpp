@@ -63,6 +63,9 @@ std::vector<RawEntry> rawEntriesOf(const opc::model::RelationshipSource& source)
 /// written, except those of the part itself.
 std::vector<RelationshipEntry> entriesLeadingTo(const opc::model::PartName& name, OpenPackage& package);
 
+/// The same for an item that is not a part.
+std::vector<RelationshipEntry> entriesLeadingToItem(const std::string& item, OpenPackage& package);
+
 /// The same among the entries that are no relationships.
 std::vector<RawEntry> rawEntriesLeadingTo(const opc::model::PartName& name, OpenPackage& package);
 

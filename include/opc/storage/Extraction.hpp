@@ -43,8 +43,8 @@ public:
 /// decoded, and no name is changed. Of a part in pieces (ECMA-376-2 §7.2.4) the whole content becomes one file, with
 /// the name that precedes "/[0].piece". Files and folders have the permissions that the umask leaves. A file that
 /// exists is not made empty at any time: when a new one is complete it takes the place, with the mode and, where the
-/// system allows it, the owner of the old one. A process that is killed leaves the files that are complete, or the start
-/// of one where the file system has no files without names; nothing waits until the disk has them.
+/// system allows it, the owner of the old one. A process that is killed leaves the files that are complete, or the
+/// start of one where the file system has no files without names; nothing waits until the disk has them.
 ///
 /// All is done below the folder, whatever the package or other programs do: no symbolic link is followed there.
 /// An item is left out and told to the sink, and the others are extracted, when

@@ -22,12 +22,15 @@ struct RmOptions : ChangeOptions {
     bool force = false;
 };
 
+/// "1 relationship points".
+std::string pointingText(const std::vector<RelationshipEntry>& entries) {
+    return countText(entries.size(), "relationship") + (entries.size() == 1 ? " points" : " point");
+}
+
 ExitCode refuse(const PackageChange& change, const std::vector<RelationshipEntry>& entries, const RmOptions& options,
-                const opc::model::PartName& name, Console& console) {
+                const std::string& name, const std::string& reason, Console& console) {
     change.report(console, toTable(entries, true));
-    const bool isOne = entries.size() == 1;
-    console.note(options.file + ": " + toUtf8(name.toString()) + ": " + countText(entries.size(), "relationship") +
-                 (isOne ? " points" : " point") + " at this part; --force removes " + (isOne ? "it" : "them") + " too");
+    console.note(options.file + ": " + name + ": " + pointingText(entries) + reason);
     return ExitCode::Findings;
 }
 
@@ -98,13 +101,19 @@ RmTarget findTarget(const RmOptions& options, OpenPackage& package) {
 }
 
 /// Relationships that lead to the item stay, since it is no part either way.
-ExitCode removeItem(PackageChange& change, const RmTarget& target, Console& console) {
+ExitCode removeItem(PackageChange& change, const RmTarget& target, const RmOptions& options, Console& console) {
+    const std::vector<RelationshipEntry> entries = entriesLeadingToItem(target.item, change.getPackage());
+    if (!entries.empty() && !options.force)
+        return refuse(change, entries, options, target.item,
+                      " at this item, which is not a part; --force removes the item alone", console);
     opc::interfaces::IPhysicalItems::Change deletion;
     deletion.position = target.position;
     deletion.isDeleted = true;
     change.getPackage().getInput().getZip().changeItems({deletion}, false);
     change.save(console);
     change.report(console, "Removed the item " + escaped(target.item) + ", which was not a part\n");
+    if (!entries.empty())
+        console.note(options.file + ": warning: " + pointingText(entries) + " at what was removed");
     return ExitCode::Fine;
 }
 
@@ -112,14 +121,16 @@ ExitCode rm(const RmOptions& options, Console& console) {
     PackageChange change(options, console);
     const RmTarget target = findTarget(options, change.getPackage());
     if (!target.part)
-        return removeItem(change, target, console);
+        return removeItem(change, target, options, console);
     const opc::model::PartName& name = *target.part;
     const opc::model::Part part = change.getPackage().getPart(name);
     throwIfRawEntriesLeadTo(name, change.getPackage());
     throwIfNotAllAreSeen(options, name, change.getPackage(), console);
     const std::vector<RelationshipEntry> entries = entriesLeadingTo(name, change.getPackage());
     if (!entries.empty() && !options.force)
-        return refuse(change, entries, options, name, console);
+        return refuse(change, entries, options, toUtf8(name.toString()),
+                      std::string(" at this part; --force removes ") + (entries.size() == 1 ? "it" : "them") + " too",
+                      console);
     std::vector<RelationshipEntry> removed = entriesOf(part, change.getPackage().getPartKeys());
     removed.insert(removed.begin(), entries.begin(), entries.end());
     const std::vector<std::string> mentioning = findMentioning(change.getPackage(), entries);
@@ -153,7 +164,8 @@ void addRmCommand(Tool& tool) {
                    "While relationships of the package or of other parts point at the part, nothing is changed: they\n"
                    "are listed, and the exit code is 1. With --force they go too, and all relationships that went\n"
                    "with the part are listed, its own as well. An item of the ZIP file that is not a part goes by its "
-                   "name.\n\n") +
+                   "name;\n"
+                   "relationships that point at it stay.\n\n") +
                    PART_NAME_HELP + "\n\nExample:\n  opcraft rm letter.docx /customXml/note.xml --force",
                addOptions, rm, "the part is removed", "relationships point at the part and nothing is removed"});
 }
