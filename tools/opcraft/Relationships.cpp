@@ -110,16 +110,20 @@ void throwIfRawOfType(OpenPackage& package, const std::vector<std::u16string>& t
                               "; 'opcraft unrelate --tolerant' removes it");
 }
 
-bool removeWithTargets(OpenPackage& package, const std::u16string& type) {
-    throwIfRawOfType(package, {type});
+Removal removeWithTargets(OpenPackage& package, const std::vector<std::u16string>& types) {
+    throwIfRawOfType(package, types);
     opc::model::Package& model = package.getModel();
-    const auto relationships = model.getRelationshipsByType(type);
+    Removal removal;
     std::map<std::string, PartName> targets; // by folded name
-    for (const Relationship& relationship : relationships) {
-        if (const auto part = findTarget(package, relationship))
-            targets.try_emplace(opc::detail::foldName(toUtf8(part->getName().toString())), part->getName());
-        model.deleteRelationship(relationship.getID());
-    }
+    std::set<std::string> meant;
+    for (const std::u16string& type : types)
+        for (const Relationship& relationship : model.getRelationshipsByType(type)) {
+            if (const auto part = findTarget(package, relationship))
+                targets.try_emplace(opc::detail::foldName(toUtf8(part->getName().toString())), part->getName());
+            meant.merge(foldedTargets(relationship));
+            model.deleteRelationship(relationship.getID());
+            removal.isChanged = true;
+        }
     package.forEachSource([&targets](const opc::model::RelationshipSource& source) {
         const auto keep = [&](const std::set<std::string>& names) {
             for (const std::string& name : names)
@@ -134,10 +138,20 @@ bool removeWithTargets(OpenPackage& package, const std::u16string& type) {
         if (source.hasUnreadableRelationships()) // which may lead anywhere
             targets.clear();
     });
+    std::erase_if(targets, [&](const auto& target) { return !findUnseenReferrers(target.second, package).empty(); });
+    for (const opc::storage::ZipItem& item : package.getItems())
+        if (const std::string folded = opc::detail::foldName(item.name);
+            meant.contains(folded) && !targets.contains(folded))
+            removal.kept.push_back(item.name);
     for (const auto& [folded, name] : targets)
-        if (findUnseenReferrers(name, package).empty())
-            model.deletePart(name);
-    return !relationships.empty();
+        model.deletePart(name);
+    return removal;
+}
+
+void noteKept(const Removal& removal, const std::string& file, Console& console) {
+    for (const std::string& item : removal.kept)
+        console.note(file + ": warning: the item \"" + item +
+                     "\" stays, since it is not a part or something else may lead to it; 'opcraft rm' removes it");
 }
 
 std::vector<RelationshipEntry> entriesOf(const opc::model::RelationshipSource& source,

@@ -48,9 +48,18 @@ std::optional<opc::model::Part> findTarget(OpenPackage& package, const opc::mode
 /// @throws Failure when a relationship of the package in which something is wrong has one of the types, or could have.
 void throwIfRawOfType(OpenPackage& package, const std::vector<std::u16string>& types);
 
-/// Removes the relationships of the package of a type, and each part that they lead to and no other relationship does.
-/// @return whether there were any.
-bool removeWithTargets(OpenPackage& package, const std::u16string& type);
+/// What became of relationships that were removed.
+struct Removal {
+    bool isChanged = false;          ///< there were some
+    std::vector<std::string> kept{}; ///< items that they lead to and that stay
+};
+
+/// Removes the relationships of the package of some types, and each part that they lead to and no other relationship
+/// does.
+Removal removeWithTargets(OpenPackage& package, const std::vector<std::u16string>& types);
+
+/// Warns of each item that stays.
+void noteKept(const Removal& removal, const std::string& file, Console& console);
 
 /// The relationships of one source, in the order in which people count IDs: "rId2" comes before "rId10".
 std::vector<RelationshipEntry> entriesOf(const opc::model::RelationshipSource& source,

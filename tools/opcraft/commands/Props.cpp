@@ -327,13 +327,6 @@ bool edit(OpenPackage& package, const PropertyEdits& edits, FindingList& left) {
     return isChanged;
 }
 
-bool clear(OpenPackage& package) {
-    bool isChanged = false;
-    for (const std::u16string& type : PackageHelper::getCorePropertiesRelationshipTypes())
-        isChanged = removeWithTargets(package, type) || isChanged;
-    return isChanged;
-}
-
 /// Office programs differ in which of two parts they show.
 void warnOfOtherParts(const std::vector<CorePropertiesEntry>& entries, const std::string& file, Console& console) {
     for (std::size_t i = 1; i < entries.size(); ++i)
@@ -345,11 +338,15 @@ void warnOfOtherParts(const std::vector<CorePropertiesEntry>& entries, const std
 ExitCode change(const PropsOptions& options, const PropertyEdits& edits, Console& console) {
     PackageChange change(options, console);
     FindingList left;
-    const bool isChanged = options.clear ? clear(change.getPackage()) : edit(change.getPackage(), edits, left);
+    const Removal removal =
+        options.clear ? removeWithTargets(change.getPackage(), PackageHelper::getCorePropertiesRelationshipTypes())
+                      : Removal();
+    const bool isChanged = options.clear ? removal.isChanged : edit(change.getPackage(), edits, left);
     const std::vector<CorePropertiesEntry> entries = findCoreProperties(change.getPackage());
     change.save(console, isChanged);
     warn(left, options.file, console);
     warnOfOtherParts(entries, options.file, console);
+    noteKept(removal, options.file, console);
     return ExitCode::Fine;
 }
 
@@ -393,7 +390,8 @@ void addOptions(CLI::App& command, PropsOptions& options) {
     CLI::Option* keyword = addTexts(command, "--keyword", options.keywords,
                                     "Replace all keywords by this one and those of further --keyword options")
                                ->type_name("TEXT@LANGUAGE");
-    CLI::Option* clear = addFlag(command, "--clear", options.clear, "Remove the core properties part");
+    CLI::Option* clear = addFlag(command, "--clear", options.clear,
+                                 "Remove the core properties part, unless something else leads to it");
     clear->excludes(set)->excludes(unset)->excludes(keyword);
     for (CLI::Option* each : reading)
         each->excludes(set)->excludes(unset)->excludes(keyword)->excludes(clear);

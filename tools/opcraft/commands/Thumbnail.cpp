@@ -207,25 +207,25 @@ Json toJson(const std::vector<ThumbnailEntry>& thumbnails, const std::string& fi
 }
 
 /// Removes every thumbnail relationship of the package, and each part that no other relationship leads to.
-/// @return whether there were any.
-bool removeThumbnails(OpenPackage& package) {
-    return removeWithTargets(package, PackageHelper::getThumbnailRelationshipType());
+Removal removeThumbnails(OpenPackage& package) {
+    return removeWithTargets(package, {PackageHelper::getThumbnailRelationshipType()});
 }
 
 /// Replaces all thumbnails of the package. The name of the new part is the usual one, or one like it that is free.
 /// @throws Failure when the bytes are not an image of a known type.
-void setThumbnail(OpenPackage& package, const std::string& imageName, const std::vector<unsigned char>& image) {
+Removal setThumbnail(OpenPackage& package, const std::string& imageName, const std::vector<unsigned char>& image) {
     const ImageType* type = opc::model::findImageType(image);
     if (type == nullptr)
         throw Failure(ExitCode::NotProcessed, imageName, "",
                       "not an image of a known kind, which are " + imageTypeNames());
-    removeThumbnails(package);
+    const Removal removal = removeThumbnails(package);
     const Part part = createThumbnail(package, *type, image.size());
     opc::OutputStream& stream = *part.getOutputStream();
     stream.write(image.data(), image.size());
     stream.close();
     package.getModel().createInternalRelationship(PackageHelper::getThumbnailRelationshipType(),
                                                   part.getName().getURI());
+    return removal;
 }
 
 ExitCode show(const ThumbnailOptions& options, Console& console) {
@@ -279,15 +279,17 @@ ExitCode set(const ThumbnailOptions& options, Console& console) {
     if (options.file == "-" && options.set == "-")
         throw Failure(ExitCode::WrongUsage, "-", "", "FILE and --set cannot both be the standard input");
     PackageChange change(options, console);
-    setThumbnail(change.getPackage(), *options.set, FileInput(*options.set).readAll());
+    const Removal removal = setThumbnail(change.getPackage(), *options.set, FileInput(*options.set).readAll());
     change.save(console);
+    noteKept(removal, options.file, console);
     return ExitCode::Fine;
 }
 
 ExitCode remove(const ThumbnailOptions& options, Console& console) {
     PackageChange change(options, console);
-    const bool isChanged = removeThumbnails(change.getPackage());
-    change.save(console, isChanged);
+    const Removal removal = removeThumbnails(change.getPackage());
+    change.save(console, removal.isChanged);
+    noteKept(removal, options.file, console);
     return ExitCode::Fine;
 }
 
