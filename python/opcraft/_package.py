@@ -136,8 +136,9 @@ class Part:
         """The content as a buffered binary file, which reads ("rb") from the start or writes ("wb") new content.
 
         One file of a part is open at a time. One that writes has to be closed, best by ``with``: the package cannot be
-        saved else, nor when an exception ends the ``with``, until the part is written anew or deleted. One that reads
-        is closed with the package.
+        saved else, nor when an exception ends the ``with``, until the part is written anew or deleted. A wrapper such as
+        :class:`io.TextIOWrapper` does not tell of an exception, so that both belong in the ``with``. One that reads is
+        closed with the package.
         """
         if mode == "rb":
             return self._package._open_reader(self._name)
@@ -282,8 +283,7 @@ class Package:
             try:
                 part.write(data)
             except BaseException:
-                with contextlib.suppress(Error):
-                    self._end(cast(PartStream, part.open("wb")))  # without its content it is not saved
+                self._spoil(name)
                 raise
         return part
 
@@ -544,6 +544,11 @@ class Package:
             stream = PartWriter(self, name, pointer, _c.lib.writer_free)
             self._streams.add(stream)
             return cast(IO[bytes], stream)
+
+    def _spoil(self, name: str) -> None:
+        """The part has no content that can be saved any longer."""
+        with contextlib.suppress(Error):
+            self._end(cast(PartStream, self._open_writer(name)))
 
     def _end(self, stream: PartStream) -> None:
         """A stream is closed, perhaps by the garbage collector in the middle of a call."""

@@ -122,7 +122,9 @@ class PartWriter(PartStream, io.BufferedIOBase):
         traceback: Optional[TracebackType],
     ) -> None:
         """What an exception ends is not whole, and the package is not saved with it."""
-        if kind is not None:
+        if kind is not None and self.closed:  # by a wrapper, which knows nothing of the exception
+            self._package._spoil(self.name)
+        elif kind is not None:
             self._package._end(self)
         self.close()
 

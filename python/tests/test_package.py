@@ -191,8 +191,14 @@ def test_a_file_that_is_left_to_the_garbage_collector_or_ended_by_an_exception_i
             writer.write(b"<half")
             raise InterruptedError
 
+    def end_text(package):
+        with pytest.raises(InterruptedError), package.parts[DOCUMENT].open("wb") as writer:
+            with io.TextIOWrapper(writer) as text:
+                text.write("<half")
+                raise InterruptedError
+
     with opcraft.open("letter.docx", "r+") as package:
-        for leave in (forget, end):
+        for leave in (forget, end, end_text):
             leave(package)
             gc.collect()
             with pytest.raises(OSError, match="not written to its end"):

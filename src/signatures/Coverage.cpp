@@ -68,19 +68,34 @@ bool isImage(const Part& part, const Limits& /*limits*/) {
            findImageType(readXmlItem(*part.getInputStream(), enough)) != nullptr;
 }
 
+/// Of names, in lower case.
+using Extensions = std::vector<std::string_view>;
+
 /// What of a package is not content: the part that one relationship of such a type leads to, if it is what the type
-/// says. A program that goes by names or by what it finds could take anything else for a document.
+/// says, under a name that says so, too. A program that goes by names or by what it finds could take anything else for
+/// a document or a script.
 struct ExceptedKind {
     Types relationshipTypes;
+    Extensions extensions;
     bool (*matches)(const Part& part, const Limits& limits);
 };
 
 std::vector<ExceptedKind> exceptedKinds() {
-    return {{PackageHelper::getCorePropertiesRelationshipTypes(), isCoreProperties},
+    return {{PackageHelper::getCorePropertiesRelationshipTypes(), {"xml", "psmdcp", "prop"}, isCoreProperties},
             {{u"http://schemas.openxmlformats.org/officeDocument/2006/relationships/extended-properties",
               u"http://purl.oclc.org/ooxml/officeDocument/relationships/extendedProperties"},
+             {"xml"},
              isExtendedProperties},
-            {{PackageHelper::getThumbnailRelationshipType()}, isImage}};
+            {{PackageHelper::getThumbnailRelationshipType()},
+             {"png", "jpg", "jpeg", "jpe", "jfif", "gif", "bmp", "dib", "tif", "tiff", "emf", "wmf", "webp", "svg"},
+             isImage}};
+}
+
+/// @param path folded.
+bool hasExtension(const std::string& path, const Extensions& extensions) {
+    const std::size_t dot = path.rfind('.');
+    return dot != std::string::npos &&
+           std::find(extensions.begin(), extensions.end(), path.substr(dot + 1)) != extensions.end();
 }
 
 /// LibreOffice signs relationships of its own types for core properties, as it does in workbooks, but never the part.
@@ -353,7 +368,8 @@ void Coverage::markExceptions() {
             continue;
         found.front()->category = Category::Excepted;
         const auto part = findTarget(package_, found.front()->relationship);
-        if (part && part->getRelationships().empty() && matches(kind, *part, package_.getLimits()))
+        if (part && hasExtension(pathOf(part->getName()), kind.extensions) && part->getRelationships().empty() &&
+            matches(kind, *part, package_.getLimits()))
             exceptPart(*part, *found.front());
     }
     demotePropertiesAmongContent();

@@ -138,7 +138,9 @@ Removal removeWithTargets(OpenPackage& package, const std::vector<std::u16string
         if (source.hasUnreadableRelationships()) // which may lead anywhere
             targets.clear();
     });
-    std::erase_if(targets, [&](const auto& target) { return !findUnseenReferrers(target.second, package).empty(); });
+    std::erase_if(targets, [&](const auto& target) {
+        return !findUnseenReferrers(toUtf8(target.second.toString()), package).empty();
+    });
     for (const opc::storage::ZipItem& item : package.getItems())
         if (const std::string folded = opc::detail::foldName(item.name);
             meant.contains(folded) && !targets.contains(folded))

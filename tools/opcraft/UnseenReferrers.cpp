@@ -37,29 +37,30 @@ std::set<std::string> foldedTargets(opc::interfaces::IPhysicalInputStream& item,
 
 } // namespace
 
-std::vector<std::string> findUnseenReferrers(const opc::model::PartName& name, OpenPackage& package) {
+std::vector<std::string> findUnseenReferrers(const std::string& name, OpenPackage& package) {
     std::vector<std::string> clauses;
     const auto addUnread = [&](const std::string& what) {
-        clauses.push_back(what + " cannot be read, and may point at this part");
+        clauses.push_back(what + " cannot be read, and may point at it");
     };
     package.forEachSource([&](const opc::model::RelationshipSource& source) {
-        if (source.hasUnreadableRelationships() && source.getSourceURI() != name.getURI())
+        if (source.hasUnreadableRelationships() && toUtf8(source.getSourceURI().toString()) != name)
             addUnread("the relationships of " + (opc::model::PartName::isPackageRootUri(source.getSourceURI())
                                                      ? "the package"
                                                      : toUtf8(source.getSourceURI().toString())));
     });
-    const std::string folded = opc::detail::foldName(toUtf8(name.toString()));
+    const std::string folded = opc::detail::foldName(name);
     const auto items = package.getItems();
     for (std::size_t i = 0; i < items.size(); ++i) {
         const std::u16string path = opc::fromUTF8("/" + opc::detail::foldName(items[i].name));
-        if (items[i].kind != opc::storage::ZipItemKind::Other || !opc::detail::isRelationshipsPartName(path))
+        if (items[i].kind != opc::storage::ZipItemKind::Other || items[i].name == name ||
+            !opc::detail::isRelationshipsPartName(path))
             continue;
         const std::string item = "the item \"" + items[i].name + '"';
         try {
             const std::u16string source = opc::detail::getSourcePartName(path);
             auto& stream = *package.getInput().getStore().getItemInputStreamAt(i);
             if (foldedTargets(stream, source, package.getModel().getLimits()).contains(folded))
-                clauses.push_back(item + ", which holds relationships and is not a part, points at this part");
+                clauses.push_back(item + ", which holds relationships and is not a part, points at it");
         } catch (const opc::Exception&) {
             addUnread(item);
         }

@@ -68,8 +68,9 @@ ExitCode mv(const MvOptions& options, Console& console) {
     change.getPackage().getPart(name);
     throwIfOnto(change.getPackage(), name, newName);
     throwIfRawEntriesLeadTo(name, change.getPackage());
-    for (const std::string& referrer : findUnseenReferrers(name, change.getPackage()))
-        console.note(options.file + ": warning: " + referrer + "; nothing there is changed");
+    for (const std::string& referrer : findUnseenReferrers(toUtf8(name.toString()), change.getPackage()))
+        console.note(options.file + ": " + toUtf8(name.toString()) + ": warning: " + referrer +
+                     "; nothing there is changed");
     const opc::edit::MoveReport report = opc::edit::movePart(change.getPackage().getModel(), name, newName);
     throwIfLeftBehind(change.getPackage(), name, newName);
     change.save(console);

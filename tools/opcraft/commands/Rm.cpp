@@ -35,13 +35,11 @@ ExitCode refuse(const PackageChange& change, const std::vector<RelationshipEntry
 }
 
 /// Without `--force` nothing may lead to the part that is not seen as a relationship, and so stays.
-void throwIfNotAllAreSeen(const RmOptions& options, const opc::model::PartName& name, OpenPackage& package,
-                          Console& console) {
+void throwIfNotAllAreSeen(const RmOptions& options, const std::string& name, OpenPackage& package, Console& console) {
     for (const std::string& referrer : findUnseenReferrers(name, package)) {
         if (!options.force)
-            throw Failure(ExitCode::NotProcessed, package.getName(), toUtf8(name.toString()),
-                          referrer + "; see --force");
-        console.note(options.file + ": " + toUtf8(name.toString()) + ": warning: " + referrer);
+            throw Failure(ExitCode::NotProcessed, package.getName(), name, referrer + "; see --force");
+        console.note(options.file + ": " + name + ": warning: " + referrer);
     }
 }
 
@@ -102,6 +100,7 @@ RmTarget findTarget(const RmOptions& options, OpenPackage& package) {
 
 /// Relationships that lead to the item stay, since it is no part either way.
 ExitCode removeItem(PackageChange& change, const RmTarget& target, const RmOptions& options, Console& console) {
+    throwIfNotAllAreSeen(options, target.item, change.getPackage(), console);
     const std::vector<RelationshipEntry> entries = entriesLeadingToItem(target.item, change.getPackage());
     if (!entries.empty() && !options.force)
         return refuse(change, entries, options, target.item,
@@ -125,7 +124,7 @@ ExitCode rm(const RmOptions& options, Console& console) {
     const opc::model::PartName& name = *target.part;
     const opc::model::Part part = change.getPackage().getPart(name);
     throwIfRawEntriesLeadTo(name, change.getPackage());
-    throwIfNotAllAreSeen(options, name, change.getPackage(), console);
+    throwIfNotAllAreSeen(options, toUtf8(name.toString()), change.getPackage(), console);
     const std::vector<RelationshipEntry> entries = entriesLeadingTo(name, change.getPackage());
     if (!entries.empty() && !options.force)
         return refuse(change, entries, options, toUtf8(name.toString()),
