@@ -344,7 +344,8 @@ OPCRAFT_C_API opcraft_bytes* opcraft_part_read(const opcraft_package* package, c
                                                opcraft_error** error);
 
 /** Reads a part from its start in blocks. One reader or writer of a part is open at a time (else
- *  OPCRAFT_ERROR_STORE_IN_USE), and none while the part is moved or deleted. */
+ *  OPCRAFT_ERROR_STORE_IN_USE), and none while the part is moved or deleted, while core properties in it are set, or
+ *  while it gets another content type in a store without a content types stream. */
 typedef struct opcraft_reader opcraft_reader;
 OPCRAFT_C_API opcraft_reader* opcraft_part_open(const opcraft_package* package, const char* name,
                                                 opcraft_error** error);

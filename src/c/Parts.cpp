@@ -328,6 +328,9 @@ bool opcraft_part_set_content_type(opcraft_package* package, const char* name, c
     return guardedChange(
         package, error,
         [&](OpenedPackage& opened) {
-            opened.model.changeContentType(toPartName(name), ContentType(toText(content_type, "content_type")));
+            const PartName part = toPartName(name);
+            if (!(*opened.use).hasContentTypeStream()) // the part is made anew
+                opened.throwIfInUse(part);
+            opened.model.changeContentType(part, ContentType(toText(content_type, "content_type")));
         });
 }

@@ -87,7 +87,18 @@ bool isKeywords(const CoreProperty& property) {
     return std::holds_alternative<CoreProperty::Keywords>(property.access);
 }
 
-void setProperties(Package& package, const opcraft_property* const* changes, std::size_t count) {
+/// The name of the part that holds the properties; empty when there is none.
+std::u16string findPart(const Package& package, const std::u16string& type) {
+    for (const model::Relationship& relationship : package.getRelationshipsByType(type)) {
+        if (relationship.getTargetMode() == model::TargetMode::External)
+            continue;
+        const model::PartName name(relationship.getTargetURI().getPath());
+        return package.hasPart(name) ? package.getPart(name).getName().toString() : std::u16string();
+    }
+    return {};
+}
+
+void setProperties(OpenedPackage& opened, const opcraft_property* const* changes, std::size_t count) {
     CoreProperties values;
     std::set<const CoreProperty*> changed;
     for (std::size_t i = 0; i != count; ++i) {
@@ -100,19 +111,10 @@ void setProperties(Package& package, const opcraft_property* const* changes, std
         if (change.value != nullptr || change.keyword_count != 0)
             std::visit(Setter{change, values}, property.access);
     }
-    PackageHelper::updateCoreProperties(package, values, changed,
-                                        PackageHelper::findCorePropertiesRelationshipType(package));
-}
-
-/// The name of the part that holds the properties; empty when there is none.
-std::u16string findPart(const Package& package, const std::u16string& type) {
-    for (const model::Relationship& relationship : package.getRelationshipsByType(type)) {
-        if (relationship.getTargetMode() == model::TargetMode::External)
-            continue;
-        const model::PartName name(relationship.getTargetURI().getPath());
-        return package.hasPart(name) ? package.getPart(name).getName().toString() : std::u16string();
-    }
-    return {};
+    const std::u16string type = PackageHelper::findCorePropertiesRelationshipType(opened.model);
+    if (const std::u16string part = findPart(opened.model, type); !part.empty())
+        opened.throwIfInUse(part);
+    PackageHelper::updateCoreProperties(opened.model, values, changed, type);
 }
 
 /// What is wrong in the part of a package that was opened tolerantly hides nothing but itself.
@@ -157,5 +159,5 @@ void opcraft_property_list_free(opcraft_property_list* list) {
 bool opcraft_package_set_properties(opcraft_package* package, const opcraft_property* const* changes, size_t count,
                                     opcraft_error** error) {
     return guardedChange(
-        package, error, [&](OpenedPackage& opened) { setProperties(opened.model, changes, count); });
+        package, error, [&](OpenedPackage& opened) { setProperties(opened, changes, count); });
 }

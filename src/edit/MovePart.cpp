@@ -9,6 +9,7 @@
 
 #include "edit/Leading.hpp"
 #include "model/WellKnown.hpp"
+#include "model/relationships/RelationshipsCost.hpp"
 #include "model/relationships/Retargeting.hpp"
 
 #include <map>
@@ -20,6 +21,7 @@ namespace {
 using model::Package;
 using model::PartName;
 using model::Relationship;
+using model::RelationshipsCost;
 using model::RelationshipSource;
 
 /// The relationships that lead to a part.
@@ -71,6 +73,23 @@ std::vector<Retarget> findRetargets(const RelationshipSource& source, const Lead
     return found;
 }
 
+/// Before anything is changed, since a part that has moved without what leads to it is lost for those who follow that.
+void throwIfTooMuch(const RelationshipSource& source, const std::vector<Retarget>& retargets,
+                    const opc::Limits& limits) {
+    if (retargets.empty())
+        return;
+    RelationshipsCost cost = RelationshipsCost::ofNone();
+    for (const Relationship& each : source.getRelationships())
+        cost += RelationshipsCost::of(each);
+    for (const model::RawRelationship& each : source.getRawRelationships())
+        cost += RelationshipsCost::of(each);
+    for (const auto& [former, target] : retargets) {
+        cost -= RelationshipsCost::of(former);
+        cost += RelationshipsCost::of(former.getID(), former.getType(), target.toString(), model::TargetMode::Internal);
+        model::throwIfTooMuch(cost, source.getSourceURI(), limits);
+    }
+}
+
 ChangedTarget toChanged(const Relationship& former, const Relationship& now) {
     return {now.getSourceURI().toString(), now.getID(), now.getType(), former.getTarget(), now.getTarget()};
 }
@@ -84,8 +103,10 @@ MoveReport movePart(Package& package, const PartName& name, const PartName& newN
     std::map<PartName, std::vector<Retarget>> retargets;
     for (const model::Part& each : package.getParts())
         if (each.getName() != name)
-            retargets[each.getName()] = findRetargets(each, leadsToPart, newName);
+            throwIfTooMuch(each, retargets[each.getName()] = findRetargets(each, leadsToPart, newName),
+                           package.getLimits());
     const std::vector<Retarget> ofPackage = findRetargets(package, leadsToPart, newName);
+    throwIfTooMuch(package, ofPackage, package.getLimits());
     const std::vector<Relationship> own = part.getRelationships();
 
     model::Part moved = package.renamePart(name, newName);

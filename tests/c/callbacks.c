@@ -226,6 +226,15 @@ static bool use(opcraft_store* store, opcraft_mode mode, bool (*action)(opcraft_
     return done;
 }
 
+/* Without a content types stream, the part is made anew. */
+static bool retypeWhileItIsWritten(opcraft_package* package) {
+    opcraft_writer* writer = opcraft_part_rewrite(package, "/a.xml", &error);
+    const bool done = opcraft_writer_write(writer, "<a", 2, &error) &&
+                      opcraft_part_set_content_type(package, "/a.xml", "text/xml", &error);
+    opcraft_writer_free(writer);
+    return done;
+}
+
 void testCallbacks(void) {
     static struct callbackStore callbacks;
     for (int hasTypes = 0; hasTypes != 2; ++hasTypes) {
@@ -233,6 +242,9 @@ void testCallbacks(void) {
         callbacks.hasTypes = hasTypes;
         opcraft_store* store = newStore(&callbacks, NULL);
         DONE(use(store, OPCRAFT_MODE_CREATE, make));
+        CHECK(use(store, OPCRAFT_MODE_CHANGE, retypeWhileItIsWritten) == hasTypes);
+        CHECK(hasTypes || error->kind == OPCRAFT_ERROR_STORE_IN_USE);
+        opcraft_error_free(error);
         DONE(use(store, OPCRAFT_MODE_CHANGE, change));
         checkChanged(store);
         CHECK((findFile(&callbacks, NULL) != NULL) == hasTypes);

@@ -269,7 +269,10 @@ void testLifetimes(void) {
     size_t length;
     opcraft_reader* reader = opcraft_part_open(package, "/word/document.xml", &error);
     opcraft_writer* writer = opcraft_part_rewrite(package, "/word/styles.xml", &error);
-    DONE(reader != NULL && writer != NULL);
+    opcraft_reader* ofProperties = opcraft_part_open(package, "/docProps/core.xml", &error);
+    DONE(reader != NULL && writer != NULL && ofProperties != NULL);
+    REFUSED(STORE_IN_USE, opcraft_package_set_properties(package, NULL, 0, &error));
+    opcraft_reader_free(ofProperties);
     REFUSED(STORE_IN_USE, opcraft_package_open(store, OPCRAFT_MODE_READ, NULL, &error));
     REFUSED(STORE_IN_USE, opcraft_part_move(package, "/word/document.xml", "/a.xml", &error));
     REFUSED(STORE_IN_USE, opcraft_part_delete(package, "/word/document.xml", &error));

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <opc/edit/MovePart.hpp>
 #include <opc/model/coreproperties/PackageHelper.hpp>
 #include <opc/storage/memory/MemoryPackage.hpp>
 #include <opc/storage/zip/ZipPackage.hpp>
@@ -277,6 +278,38 @@ TEST(PackageLimits, AreMetWhenARelationshipIsCreated) {
         EXPECT_EQ(package.createExternalRelationship(u"t", u"x").getID(), u"rId1");
         package.deleteRelationship(u"rId1");
         EXPECT_NO_THROW(package.createExternalRelationship(u"t", std::u16string(count == 1 ? 600 : 1, u'a')));
+    }
+}
+
+TEST(PackageLimits, AreMetBeforeAPartMoves) {
+    const std::string folders = "/" + std::string(200, 'x') + "/1/2/3/4/5/6/";
+    const PartName name(fromUTF8(folders + "b.xml"));
+    const std::pair<const char16_t*, std::string> cases[] = {
+        {u"/", "/_rels/.rels"},
+        {u"/a.xml", "/_rels/a.xml.rels"},
+        {u"/b.xml", folders + "_rels/b.xml.rels"}, // of the part that is moved
+    };
+    for (const auto& [source, relationships] : cases) {
+        storage::MemoryPackage store;
+        Package package(store, Limits{.xmlSize = 1000});
+        package.open(OpenMode::CreateOnly);
+        package.close();
+        package.open(OpenMode::ReadWrite);
+        const Part a = create(package, u"/a.xml");
+        const Part b = create(package, u"/b.xml");
+        const Part& target = source == b.getName().toString() ? a : b;
+        const auto relate = [&, from = std::u16string(source)](RelationshipSource& of) {
+            for (int i = 0; i != 12 && of.getSourceURI().toString() == from; ++i)
+                of.createInternalRelationship("t", target, "r" + std::to_string(i));
+        };
+        package.createInternalRelationship("first", b);
+        relate(package);
+        for (Part& part : package.getParts())
+            relate(part);
+        expectAllThrow("InvalidRelationshipContent: In " + relationships + ": XML content is larger than 1000 bytes",
+                       {[&] { edit::movePart(package, b.getName(), name); }});
+        EXPECT_TRUE(package.hasPart(b.getName()) && !package.hasPart(name));
+        EXPECT_EQ(package.getRelationshipsByType("first").front().getTarget(), u"b.xml");
     }
 }
 

@@ -38,8 +38,8 @@ struct MoveReport {
 /// no relationships (`RelationshipSource::getRawRelationships`) and relationships of items that are not parts.
 /// Signatures that cover what changes do not hold any longer.
 ///
-/// All checks come before the change but for those of the store; after `PartCreateFailed` and
-/// `InvalidRelationshipContent` the package is to be closed with `discard`.
+/// All checks come before the change but for those of the store; after `PartCreateFailed` the package is to be closed
+/// with `discard`.
 /// @param newName may differ from the old name in case alone.
 /// @throws PartCreateFailed for the signature origin, which has one relationship by which signatures are found.
 /// @throws InvalidRelationshipContent when a relationships part would exceed the limits for XML.

@@ -90,13 +90,7 @@ constexpr const char16_t* LONGEST_ID = u"rId18446744073709551615";
 void throwIfTooMuch(RelationshipManager& relationships, const RelationshipsCost& more, const Limits& limits) {
     RelationshipsCost cost = relationships.getCost();
     cost += more;
-    try {
-        throwIfTooManyNodes(cost.nodes, limits.xmlNodes);
-        throwIfTooLarge(cost.bytes, limits.xmlSize);
-    } catch (const InvalidXMLDocument& e) {
-        const std::string part = toASCIIString(PartName(relationships.getSourceURI()).getRelationshipPartName());
-        throwAt<InvalidRelationshipContent>(placeInItem(e, part), "In " + part + ": " + e.what());
-    }
+    throwIfTooMuch(cost, relationships.getSourceURI(), limits);
 }
 
 } // namespace
@@ -337,10 +331,11 @@ Relationship RelationshipSource::changeTarget(const std::u16string& id, const UR
                                         "not absolute");
     const URI& source = impl_->getSource();
     throwIfNotAllowedTarget(resolve(source, target), source);
-    throwIfTooMuch(impl_->relationships_,
-                   RelationshipsCost::of(id, old.getType(), target.toString(), TargetMode::Internal),
-                   getPackage().getLimits());
     Relationship changed(id, old.getType(), source, target);
+    RelationshipsCost cost = impl_->relationships_.getCost();
+    cost -= RelationshipsCost::of(old);
+    cost += RelationshipsCost::of(changed);
+    throwIfTooMuch(cost, source, getPackage().getLimits());
     impl_->relationships_.erase(id);
     impl_->relationships_.add(changed);
     impl_->relationships_.setModified(true);
@@ -359,6 +354,8 @@ void RelationshipSource::takeRelationships(const RelationshipSource& former) {
     relationships.setModified(isModified);
     relationships.setCompact(old.isCompact());
     relationships.takeIDNumberOf(old);
+    if (isModified)
+        throwIfTooMuch(relationships.getCost(), impl_->getSource(), getPackage().getLimits());
 }
 
 void RelationshipSource::deleteRelationship(const std::u16string& id) {

@@ -1,6 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "model/relationships/RelationshipsCost.hpp"
 
+#include <opc/core/Strings.hpp>
+#include <opc/errors/Errors.hpp>
+#include <opc/model/PartName.hpp>
+
+#include "errors/ErrorPlaces.hpp"
+#include "xml/XmlBounds.hpp"
+
 #include <algorithm>
 #include <numeric>
 
@@ -62,6 +69,16 @@ RelationshipsCost& RelationshipsCost::operator-=(const RelationshipsCost& other)
     nodes -= other.nodes;
     bytes -= other.bytes;
     return *this;
+}
+
+void throwIfTooMuch(const RelationshipsCost& cost, const URI& source, const Limits& limits) {
+    try {
+        throwIfTooManyNodes(cost.nodes, limits.xmlNodes);
+        throwIfTooLarge(cost.bytes, limits.xmlSize);
+    } catch (const InvalidXMLDocument& e) {
+        const std::string part = toASCIIString(PartName(source).getRelationshipPartName());
+        throwAt<InvalidRelationshipContent>(placeInItem(e, part), "In " + part + ": " + e.what());
+    }
 }
 
 } // namespace opc::model

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <opc/core/Limits.hpp>
 #include <opc/model/relationships/RawRelationship.hpp>
 #include <opc/model/relationships/Relationship.hpp>
 
@@ -25,5 +26,9 @@ struct RelationshipsCost {
     RelationshipsCost& operator+=(const RelationshipsCost& other) noexcept;
     RelationshipsCost& operator-=(const RelationshipsCost& other) noexcept;
 };
+
+/// @throws InvalidRelationshipContent when a relationships part of this cost could not be read again.
+/// @param source of the relationships.
+void throwIfTooMuch(const RelationshipsCost& cost, const URI& source, const Limits& limits);
 
 } // namespace opc::model
