@@ -127,6 +127,24 @@ std::string folderOf(const std::string& path) {
 
 /// Whether a part is in a folder for signatures, such as "/_xmlsignatures" or "/package/services/digital-signature".
 /// Elsewhere, a program that takes parts by their names could take a signature for content.
+/// Whether a part is one of signatures by its type, such as one that was left behind in the folder of others.
+bool hasTypeOfSignatures(const Part& part) {
+    const ContentType type = part.getContentType();
+    for (const SignatureForm form : getAllSignatureForms()) {
+        const SignatureIdentifiers& of = getSignatureIdentifiers(form);
+        for (const char16_t* each : {of.originContentType, of.signatureContentType, of.certificateContentType})
+            if (type == ContentType(each))
+                return true;
+    }
+    return false;
+}
+
+/// Whether one of the folders is this one or lies in it.
+bool containsOneOf(const std::string& folder, const std::set<std::string>& folders) {
+    const auto below = folders.lower_bound(folder + '/');
+    return folders.count(folder) != 0 || (below != folders.end() && below->starts_with(folder + '/'));
+}
+
 /// @param contentFolders below which no folder is one for signatures.
 bool isAmongSignatures(const std::string& path, const std::set<std::string>& contentFolders) {
     std::string folder = folderOf(path);
@@ -343,14 +361,21 @@ void Coverage::demoteLinkedStructure() {
         if (link.category != Category::Structure)
             paths.insert(link.paths.begin(), link.paths.end());
     std::set<std::string> folders;
-    for (const auto& [name, entry] : parts_)
-        if (entry.category == Category::Content)
-            folders.insert(folderOf(pathOf(name)));
+    std::set<std::string> foldersOfOthers; // than signatures
+    for (const auto& [name, entry] : parts_) {
+        if (entry.category != Category::Content)
+            continue;
+        const std::string folder = folderOf(pathOf(name));
+        folders.insert(folder);
+        if (!hasTypeOfSignatures(package_.getPart(name)))
+            foldersOfOthers.insert(folder);
+    }
     for (auto& [name, entry] : parts_) {
         if (entry.category != Category::Structure)
             continue;
         const std::string path = pathOf(name);
-        const bool isExpected = isAmongSignatures(path, folders) && !isOfOpenDocument(path);
+        const bool isExpected = isAmongSignatures(path, folders) && !isOfOpenDocument(path) &&
+                                !containsOneOf(folderOf(path), foldersOfOthers);
         if (paths.count(path) != 0 || !isExpected)
             entry.category = Category::Content;
     }

@@ -151,9 +151,8 @@ public:
     /// @throws PackageNotOpen, PackageReadOnly, PackageCreateOnly, PartNotFound
     /// @throws InvalidPartName, PartHasRelationshipName, PartAlreadyExists, PartIsDerivedFromExistingPartName as
     ///         `createPart`.
-    /// @throws InvalidRelationshipContent when its relationships part was not read whole, or would exceed the limits
-    /// for
-    ///         XML.
+    /// @throws InvalidRelationshipContent when its relationships part was not read whole, or would exceed the
+    ///         limits for XML.
     /// @throws PartCreateFailed when a data manager owns the part or the new name; for a name of what was left out when
     ///         the package was opened; and when the physical package refuses, or fails to copy: then the package is to
     ///         be closed with `discard`, since the store may have both parts, or for equivalent names neither.
