@@ -125,6 +125,10 @@ std::string folderOf(const std::string& path) {
     return slash == std::string::npos ? std::string() : path.substr(0, slash);
 }
 
+bool isForSignatures(const std::string& folder) {
+    return folder.find("signature") != std::string::npos;
+}
+
 /// Whether a part is in a folder for signatures, such as "/_xmlsignatures" or "/package/services/digital-signature".
 /// Elsewhere, a program that takes parts by their names could take a signature for content.
 /// Whether a part is one of signatures by its type, such as one that was left behind in the folder of others.
@@ -148,7 +152,7 @@ bool containsOneOf(const std::string& folder, const std::set<std::string>& folde
 /// @param contentFolders below which no folder is one for signatures.
 bool isAmongSignatures(const std::string& path, const std::set<std::string>& contentFolders) {
     std::string folder = folderOf(path);
-    if (folder.find("signature") == std::string::npos)
+    if (!isForSignatures(folder))
         return false;
     for (folder = folderOf(folder); !folder.empty(); folder = folderOf(folder))
         if (contentFolders.count(folder) != 0)
@@ -361,13 +365,13 @@ void Coverage::demoteLinkedStructure() {
         if (link.category != Category::Structure)
             paths.insert(link.paths.begin(), link.paths.end());
     std::set<std::string> folders;
-    std::set<std::string> foldersOfOthers; // than signatures
+    std::set<std::string> foldersOfOthers; // for signatures, with others in them
     for (const auto& [name, entry] : parts_) {
         if (entry.category != Category::Content)
             continue;
         const std::string folder = folderOf(pathOf(name));
         folders.insert(folder);
-        if (!hasTypeOfSignatures(package_.getPart(name)))
+        if (isForSignatures(folder) && !hasTypeOfSignatures(package_.getPart(name)))
             foldersOfOthers.insert(folder);
     }
     for (auto& [name, entry] : parts_) {
