@@ -129,8 +129,6 @@ bool isForSignatures(const std::string& folder) {
     return folder.find("signature") != std::string::npos;
 }
 
-/// Whether a part is in a folder for signatures, such as "/_xmlsignatures" or "/package/services/digital-signature".
-/// Elsewhere, a program that takes parts by their names could take a signature for content.
 /// Whether a part is one of signatures by its type, such as one that was left behind in the folder of others.
 bool hasTypeOfSignatures(const Part& part) {
     const ContentType type = part.getContentType();
@@ -149,6 +147,8 @@ bool containsOneOf(const std::string& folder, const std::set<std::string>& folde
     return folders.count(folder) != 0 || (below != folders.end() && below->starts_with(folder + '/'));
 }
 
+/// Whether a part is in a folder for signatures, such as "/_xmlsignatures" or "/package/services/digital-signature".
+/// Elsewhere, a program that takes parts by their names could take a signature for content.
 /// @param contentFolders below which no folder is one for signatures.
 bool isAmongSignatures(const std::string& path, const std::set<std::string>& contentFolders) {
     std::string folder = folderOf(path);

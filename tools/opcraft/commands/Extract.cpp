@@ -7,6 +7,7 @@
 #include <opc/core/Exception.hpp>
 #include <opc/storage/Extraction.hpp>
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -35,6 +36,7 @@ struct ExtractReport {
     std::uint64_t files = 0;
     std::uint64_t size = 0; // bytes of all of them
     std::vector<LeftOutItem> leftOut{};
+    std::size_t otherItems = 0; // that were not asked for
     std::size_t findings = 0;
 };
 
@@ -63,6 +65,15 @@ Failure extractFailure(const opc::Exception& error, const std::string& folder) {
     return toFailure(error, folder, "");
 }
 
+/// Without their folders.
+std::size_t countOtherItems(const std::vector<ZipItem>& items) {
+    return static_cast<std::size_t>(std::count_if(
+        items.begin(), items.end(),
+        [](const ZipItem& each) {
+            return each.kind == opc::storage::ZipItemKind::Other && !each.name.ends_with('/');
+        }));
+}
+
 ExtractReport makeExtractReport(const ExtractOptions& options, PackageInput& input, const FindingList& findings) {
     ExtractReport report{input.getName(), options.folder};
     report.findings = findings.getAll().size();
@@ -73,6 +84,8 @@ ExtractReport makeExtractReport(const ExtractOptions& options, PackageInput& inp
     if (!options.items.empty())
         what.positions = selectItems(options, options.items, input.getStore().getItems(), findings,
                                      options.otherItems ? Matched::All : Matched::Parts);
+    else if (!options.otherItems)
+        report.otherItems = countOtherItems(input.getStore().getItems());
     ReportingSink sink(report);
     try {
         opc::storage::extract(input.getStore(), options.folder, what, sink);
@@ -84,6 +97,8 @@ ExtractReport makeExtractReport(const ExtractOptions& options, PackageInput& inp
 
 std::string toText(const ExtractReport& report) {
     std::string text = countText(report.files, "file") + ", " + sizeText(report.size) + '\n';
+    if (report.otherItems != 0)
+        text += countText(report.otherItems, "other item") + " not extracted, without --other-items\n";
     if (report.leftOut.empty())
         return text;
     Table table({{"NAME"}, {"REASON"}});
@@ -97,6 +112,7 @@ Json toJson(const ExtractReport& report) {
     json["folder"] = report.folder;
     json["files"] = report.files;
     json["size"] = report.size;
+    json["otherItems"] = report.otherItems;
     json["leftOut"] = toJsonArray(report.leftOut, [](const LeftOutItem& item) {
         return Json{{"name", item.name}, {"reason", item.reason}};
     });
