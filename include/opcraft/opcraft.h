@@ -245,9 +245,10 @@ typedef enum opcraft_mode OPCRAFT_C_ENUM {
 
 /** A store of the caller's own (`opc::interfaces::IPhysicalPackage`, which has the rules). All return 0, or a value of
  *  errno.h, which the error of the failed call has: ENOENT when there is no such package or part, EACCES where
- *  permission is denied. Part names begin with "/"; NULL as a name means the content types stream. They are called on
- *  the thread that calls the library, and return: no exception and no `longjmp` leaves them. Each begin_read and
- *  begin_write that succeeds is followed by its end before `close` is called. */
+ *  permission is denied. A `create` that fails leaves no part. Part names begin with "/"; NULL as a name means the
+ *  content types stream. They are called on the thread that calls the library, and return: no exception and no
+ *  `longjmp` leaves them. Each begin_read and begin_write that succeeds is followed by its end before `close` is
+ *  called. */
 typedef struct opcraft_store_callbacks {
     size_t size;
     bool has_content_types_stream; /**< whether the store keeps content types in a stream, as a ZIP file does; otherwise

@@ -125,34 +125,12 @@ std::string folderOf(const std::string& path) {
     return slash == std::string::npos ? std::string() : path.substr(0, slash);
 }
 
-bool isForSignatures(const std::string& folder) {
-    return folder.find("signature") != std::string::npos;
-}
-
-/// Whether a part is one of signatures by its type, such as one that was left behind in the folder of others.
-bool hasTypeOfSignatures(const Part& part) {
-    const ContentType type = part.getContentType();
-    for (const SignatureForm form : getAllSignatureForms()) {
-        const SignatureIdentifiers& of = getSignatureIdentifiers(form);
-        for (const char16_t* each : {of.originContentType, of.signatureContentType, of.certificateContentType})
-            if (type == ContentType(each))
-                return true;
-    }
-    return false;
-}
-
-/// Whether one of the folders is this one or lies in it.
-bool containsOneOf(const std::string& folder, const std::set<std::string>& folders) {
-    const auto below = folders.lower_bound(folder + '/');
-    return folders.count(folder) != 0 || (below != folders.end() && below->starts_with(folder + '/'));
-}
-
 /// Whether a part is in a folder for signatures, such as "/_xmlsignatures" or "/package/services/digital-signature".
 /// Elsewhere, a program that takes parts by their names could take a signature for content.
 /// @param contentFolders below which no folder is one for signatures.
 bool isAmongSignatures(const std::string& path, const std::set<std::string>& contentFolders) {
     std::string folder = folderOf(path);
-    if (!isForSignatures(folder))
+    if (folder.find("signature") == std::string::npos)
         return false;
     for (folder = folderOf(folder); !folder.empty(); folder = folderOf(folder))
         if (contentFolders.count(folder) != 0)
@@ -364,22 +342,17 @@ void Coverage::demoteLinkedStructure() {
     for (const Link& link : links_)
         if (link.category != Category::Structure)
             paths.insert(link.paths.begin(), link.paths.end());
+    const Extensions extensions{"sigs", "sig", "psdsor", "psdsxs", "xml", "cer", "crt", "der"};
     std::set<std::string> folders;
-    std::set<std::string> foldersOfOthers; // for signatures, with others in them
-    for (const auto& [name, entry] : parts_) {
-        if (entry.category != Category::Content)
-            continue;
-        const std::string folder = folderOf(pathOf(name));
-        folders.insert(folder);
-        if (isForSignatures(folder) && !hasTypeOfSignatures(package_.getPart(name)))
-            foldersOfOthers.insert(folder);
-    }
+    for (const auto& [name, entry] : parts_)
+        if (entry.category == Category::Content)
+            folders.insert(folderOf(pathOf(name)));
     for (auto& [name, entry] : parts_) {
         if (entry.category != Category::Structure)
             continue;
         const std::string path = pathOf(name);
-        const bool isExpected = isAmongSignatures(path, folders) && !isOfOpenDocument(path) &&
-                                !containsOneOf(folderOf(path), foldersOfOthers);
+        const bool isExpected =
+            isAmongSignatures(path, folders) && hasExtension(path, extensions) && !isOfOpenDocument(path);
         if (paths.count(path) != 0 || !isExpected)
             entry.category = Category::Content;
     }

@@ -2,6 +2,8 @@
 #include "model/relationships/Retargeting.hpp"
 
 #include <opc/core/Exception.hpp>
+#include <opc/core/FoldedNames.hpp>
+#include <opc/core/PartNames.hpp>
 #include <opc/core/Strings.hpp>
 
 #include <algorithm>
@@ -23,6 +25,16 @@ bool leadsTo(const URI& source, const URI& reference, const std::u16string& path
 std::u16string ownName(const std::u16string& path) {
     const std::u16string name = path.substr(path.rfind(u'/') + 1);
     return (name.find(u':') == std::u16string::npos ? u"" : u"./") + name;
+}
+
+/// Also by a spelling that no part has, such as with an escaped letter.
+bool leadsToSource(const Relationship& relationship, const std::u16string& path) {
+    const std::u16string source = relationship.getSourceURI().getPath();
+    if (caselessCompare(path, source) == 0)
+        return true;
+    return !detail::isPartName(path) &&
+           detail::foldTarget(source, relationship.getTarget()).count(detail::foldName(detail::toUTF8String(source))) !=
+               0;
 }
 
 } // namespace
@@ -55,7 +67,7 @@ Relationship withSource(const Relationship& relationship, const URI& source) {
     if (written.hasScheme() || written.hasAuthority())
         return {id, type, source, written};
     const URI former = resolve(relationship.getSourceURI(), written);
-    const bool isSource = caselessCompare(former.getPath(), relationship.getSourceURI().getPath()) == 0;
+    const bool isSource = leadsToSource(relationship, former.getPath());
     return {id, type, source, retarget(written, source, isSource ? source.getPath() : former.getPath())};
 }
 

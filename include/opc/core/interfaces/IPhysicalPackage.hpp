@@ -22,8 +22,8 @@ class IPhysicalPartInfo;
 /// part and its streams, until the part is deleted. Used by one thread at a time.
 ///
 /// Every failure is an `opc::Exception` whose code compares with the generic conditions: the model distinguishes a
-/// missing file at `open` (ENOENT) and a refused permission at `close` (EACCES) from all others. A `deletePart` that
-/// fails may be tried again; ENOENT means then that the part is deleted.
+/// missing file at `open` (ENOENT) and a refused permission at `close` (EACCES) from all others. A `createPart` that
+/// fails leaves no part. A `deletePart` that fails may be tried again; ENOENT means then that the part is deleted.
 ///
 /// A store that keeps items that are not parts implements `IPhysicalOtherItems` too, one that reads several parts at
 /// the same time, `IPhysicalParallelReading`, and one that reads its content types itself, `IPhysicalContentTypes`; one
