@@ -69,13 +69,13 @@ auto usePackage(interfaces::IPhysicalPackage& store, interfaces::OpenMode mode, 
 }
 
 template <class Package, class Action>
-auto usePackage(const std::filesystem::path& file, const std::filesystem::path& output, interfaces::OpenMode mode,
+auto usePackage(const std::filesystem::path& file, const std::filesystem::path* output, interfaces::OpenMode mode,
                 Action& action, const FileOptions& options) {
     storage::ZipOptions zip = options.zip;
     zip.consistent |= usesSignatures<Action, Package>;
     storage::ZipPackage store(file, zip);
-    if (!output.empty())
-        store.setOutput(output);
+    if (output != nullptr)
+        store.setOutput(*output);
     return usePackage<Package>(static_cast<interfaces::IPhysicalPackage&>(store), mode, action, options);
 }
 
@@ -84,28 +84,28 @@ auto usePackage(const std::filesystem::path& file, const std::filesystem::path& 
 /// Reads a package. Nothing of it can be changed.
 template <class Action>
 auto readPackage(const std::filesystem::path& file, Action action, const FileOptions& options = {}) {
-    return detail::usePackage<const model::Package>(file, {}, interfaces::OpenMode::ReadOnly, action, options);
+    return detail::usePackage<const model::Package>(file, nullptr, interfaces::OpenMode::ReadOnly, action, options);
 }
 
 /// Changes a package and saves it when the function returns. When it throws, or the save fails, the file is as it was,
 /// byte for byte; there is no third way (see `storage::ZipPackage`).
 template <class Action>
 auto editPackage(const std::filesystem::path& file, Action action, const FileOptions& options = {}) {
-    return detail::usePackage<model::Package>(file, {}, interfaces::OpenMode::ReadWrite, action, options);
+    return detail::usePackage<model::Package>(file, nullptr, interfaces::OpenMode::ReadWrite, action, options);
 }
 
 /// The same with the result saved to another file, also when nothing was changed. The first file stays as it is.
 template <class Action>
 auto editPackage(const std::filesystem::path& file, const std::filesystem::path& output, Action action,
                  const FileOptions& options = {}) {
-    return detail::usePackage<model::Package>(file, output, interfaces::OpenMode::ReadWrite, action, options);
+    return detail::usePackage<model::Package>(file, &output, interfaces::OpenMode::ReadWrite, action, options);
 }
 
 /// Makes a new package, in the place of the file if there is one. The function adds parts and relationships, but can
 /// neither read nor delete them. When it throws, or the save fails, nothing is there that was not there before.
 template <class Action>
 auto createPackage(const std::filesystem::path& file, Action action, const FileOptions& options = {}) {
-    return detail::usePackage<model::Package>(file, {}, interfaces::OpenMode::CreateOnly, action, options);
+    return detail::usePackage<model::Package>(file, nullptr, interfaces::OpenMode::CreateOnly, action, options);
 }
 
 /// The same for a package in any store, which is not open and is closed again. Of `FileOptions::zip` the limits alone

@@ -64,38 +64,38 @@ bool isExtendedProperties(const Part& part, const Limits& limits) {
 
 bool isImage(const Part& part, const Limits& /*limits*/) {
     constexpr std::uint64_t enough = 1 << 20;
-    return caselessCompare(part.getContentType().getType(), u"image") == 0 &&
-           findImageType(readXmlItem(*part.getInputStream(), enough)) != nullptr;
+    if (caselessCompare(part.getContentType().getType(), u"image") != 0)
+        return false;
+    const ImageType* type = findImageType(readXmlItem(*part.getInputStream(), enough));
+    return type != nullptr && type->extension != std::u16string_view(u"svg"); // which is text
 }
 
-/// Of names, in lower case.
-using Extensions = std::vector<std::string_view>;
+/// What the names of parts end with and, where that is "xml", have in them; in lower case.
+struct Names {
+    std::vector<std::string_view> extensions;
+    std::vector<std::string_view> wordsOfXml{};
+};
 
 /// What of a package is not content: the part that one relationship of such a type leads to, if it is what the type
 /// says, under a name that says so, too. A program that goes by names or by what it finds could take anything else for
 /// a document or a script.
 struct ExceptedKind {
     Types relationshipTypes;
-    Extensions extensions;
+    Names names;
     bool (*matches)(const Part& part, const Limits& limits);
 };
 
 std::vector<ExceptedKind> exceptedKinds() {
-    return {{PackageHelper::getCorePropertiesRelationshipTypes(), {"xml", "psmdcp", "prop"}, isCoreProperties},
+    return {{PackageHelper::getCorePropertiesRelationshipTypes(),
+             {{"xml", "psmdcp", "prop"}, {"core", "prop"}},
+             isCoreProperties},
             {{u"http://schemas.openxmlformats.org/officeDocument/2006/relationships/extended-properties",
               u"http://purl.oclc.org/ooxml/officeDocument/relationships/extendedProperties"},
-             {"xml"},
+             {{"xml"}, {"app", "prop"}},
              isExtendedProperties},
             {{PackageHelper::getThumbnailRelationshipType()},
-             {"png", "jpg", "jpeg", "jpe", "jfif", "gif", "bmp", "dib", "tif", "tiff", "emf", "wmf", "webp", "svg"},
+             {{"png", "jpg", "jpeg", "jpe", "jfif", "gif", "bmp", "dib", "tif", "tiff", "emf", "wmf", "webp"}},
              isImage}};
-}
-
-/// @param path folded.
-bool hasExtension(const std::string& path, const Extensions& extensions) {
-    const std::size_t dot = path.rfind('.');
-    return dot != std::string::npos &&
-           std::find(extensions.begin(), extensions.end(), path.substr(dot + 1)) != extensions.end();
 }
 
 /// LibreOffice signs relationships of its own types for core properties, as it does in workbooks, but never the part.
@@ -123,6 +123,24 @@ bool isOfOpenDocument(const std::string& path) {
 std::string folderOf(const std::string& path) {
     const std::size_t slash = path.rfind('/');
     return slash == std::string::npos ? std::string() : path.substr(0, slash);
+}
+
+/// Whether the name of a part is like one of these, and has an extension nowhere else: a program that takes parts by
+/// patterns of names could find "word/document.xml" in "word/document.xml.png".
+bool isNamedLike(const Names& names, const std::string& path) {
+    const std::string folder = folderOf(path);
+    for (std::size_t dot = folder.find('.'); dot != std::string::npos; dot = folder.find('.', dot + 1))
+        if (dot != 0 && folder[dot - 1] != '/')
+            return false;
+    const std::string file = path.substr(path.rfind('/') + 1);
+    const std::size_t end = file.find('.');
+    if (end == std::string::npos)
+        return false;
+    const std::string extension = file.substr(end + 1);
+    const std::string stem = file.substr(0, end);
+    const auto isInStem = [&stem](std::string_view word) { return stem.find(word) != std::string::npos; };
+    return std::ranges::find(names.extensions, extension) != names.extensions.end() &&
+           (extension != "xml" || std::ranges::any_of(names.wordsOfXml, isInStem));
 }
 
 /// Whether a part is in a folder for signatures, such as "/_xmlsignatures" or "/package/services/digital-signature".
@@ -210,10 +228,13 @@ bool isEmpty(const Part& part) {
     return empty;
 }
 
-/// @param path the folded name of the item.
-bool isFolderOrTrash(const std::string& item, const std::string& path) {
-    constexpr std::string_view trash = "[trash]/";
-    return item.ends_with('/') || (item.starts_with(trash) && path.starts_with(trash));
+/// Whether an item is of a folder, or one that Office programs no longer need ("[trash]/0000.dat").
+bool isFolderOrTrash(const std::string& item) {
+    constexpr std::string_view folder = "[trash]/";
+    constexpr std::string_view extension = ".dat";
+    return item.ends_with('/') ||
+           (item.starts_with(folder) && item.ends_with(extension) &&
+            item.find_first_not_of("0123456789ABCDEFabcdef", folder.size()) == item.size() - extension.size());
 }
 
 /// The parts and relationships that one signature covers.
@@ -342,7 +363,7 @@ void Coverage::demoteLinkedStructure() {
     for (const Link& link : links_)
         if (link.category != Category::Structure)
             paths.insert(link.paths.begin(), link.paths.end());
-    const Extensions extensions{"sigs", "sig", "psdsor", "psdsxs", "xml", "cer", "crt", "der"};
+    const Names names{{"sigs", "sig", "psdsor", "psdsxs", "xml", "cer", "crt", "der"}, {"sig"}};
     std::set<std::string> folders;
     for (const auto& [name, entry] : parts_)
         if (entry.category == Category::Content)
@@ -351,8 +372,7 @@ void Coverage::demoteLinkedStructure() {
         if (entry.category != Category::Structure)
             continue;
         const std::string path = pathOf(name);
-        const bool isExpected =
-            isAmongSignatures(path, folders) && hasExtension(path, extensions) && !isOfOpenDocument(path);
+        const bool isExpected = isAmongSignatures(path, folders) && isNamedLike(names, path) && !isOfOpenDocument(path);
         if (paths.count(path) != 0 || !isExpected)
             entry.category = Category::Content;
     }
@@ -370,7 +390,7 @@ void Coverage::markExceptions() {
             continue;
         found.front()->category = Category::Excepted;
         const auto part = findTarget(package_, found.front()->relationship);
-        if (part && hasExtension(pathOf(part->getName()), kind.extensions) && part->getRelationships().empty() &&
+        if (part && isNamedLike(kind.names, pathOf(part->getName())) && part->getRelationships().empty() &&
             matches(kind, *part, package_.getLimits()))
             exceptPart(*part, *found.front());
     }
@@ -405,7 +425,7 @@ void Coverage::sortItems(const std::vector<std::string>& otherItems) {
             paths.insert(link.paths.begin(), link.paths.end());
     for (const std::string& item : otherItems) {
         const std::string path = detail::foldName(item);
-        (isFolderOrTrash(item, path) && paths.count(path) == 0 ? exceptedItems_ : items_).push_back(item);
+        (isFolderOrTrash(item) && paths.count(path) == 0 ? exceptedItems_ : items_).push_back(item);
     }
 }
 

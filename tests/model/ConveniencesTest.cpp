@@ -138,6 +138,7 @@ TEST(PackageFiles, AreAsTheyWereOrSaved) {
     EXPECT_FALSE(escaped.isValid());
     EXPECT_THROW(editPackage(file, [&](Package& package) { add("/b")(package), throw 1; }), int);
     EXPECT_THROW(editPackage(file, add("/a/b")), PartIsDerivedFromExistingPartName);
+    EXPECT_THROW(editPackage(file, std::filesystem::path(), add("/b")), PackageOpenFailed);
     editPackage(file, folder / "b.zip", add("/b"));
     EXPECT_EQ(readFile(file), before);
     EXPECT_EQ(readPackage(folder / "b.zip", count), 2U);

@@ -148,13 +148,17 @@ TEST(ZipSave, NewContentTakesTheNameAndThePlaceOfTheOld) {
     const std::string times = std::string("UT\x05\x00\x01\x01\x02\x03\x04", 9);
     const std::string hint = std::string("\x20\xA2\x04\x00\x28\xA0\x00\x00", 8);
     const std::string text(3000, 't');
-    Zip zip(zipWith({{.name = "A b.xml", .content = "old", .extra = times + hint},
-                     {.name = "stored.xml", .content = "old", .method = 0},
-                     {.name = "unknown.xml", .content = "old", .method = 97},
-                     {.name = "locked.xml", .content = "old", .flags = 1},
-                     {.name = "damaged.xml", .content = "old", .crc = 1, .descriptor = true}}));
-    const auto names = RawZipReader(zip.bytes).names();
-    const char16_t* changed[] = {u"/A%20b.xml", u"/stored.xml", u"/unknown.xml", u"/locked.xml", u"/damaged.xml"};
+    std::string file = toText(zipWith({{.name = "A b.xml", .content = "old", .extra = times + hint},
+                                       {.name = "long.xml", .content = "old"},
+                                       {.name = "stored.xml", .content = "old", .method = 0},
+                                       {.name = "unknown.xml", .content = "old", .method = 97},
+                                       {.name = "locked.xml", .content = "old", .flags = 1},
+                                       {.name = "damaged.xml", .content = "old", .crc = 1, .descriptor = true}}));
+    const auto names = RawZipReader(toBytes(file)).names();
+    file[file.find("long.xml") - 1] = '\x7F'; // the length of the extra field
+    Zip zip(toBytes(file));
+    const char16_t* changed[] = {u"/A%20b.xml",  u"/stored.xml",  u"/unknown.xml",
+                                 u"/locked.xml", u"/damaged.xml", u"/long.xml"};
     for (const char16_t* name : changed)
         zip.write(name, text);
     EXPECT_EQ(zip.save(), names);

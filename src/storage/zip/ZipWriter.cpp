@@ -277,8 +277,12 @@ private:
         return kept;
     }
 
+    /// Nothing where its length is damaged, so that the item would reach into what comes next.
     ByteVector localExtra(const DirectoryRecord& record) const {
         const LocalHeader header = readLocalHeader(record);
+        const std::uint64_t room = original_->getDirectory().findNext(record.localHeader) - record.localHeader;
+        if (room < sizeOf(header) || room - sizeOf(header) < record.compressedSize)
+            return {};
         ByteVector extra(header.extraSize);
         const std::uint64_t offset = record.localHeader + sizeOf(header) - extra.size();
         extra.resize(original_->getBytes().readAt(offset, extra.data(), extra.size()));
