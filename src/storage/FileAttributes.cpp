@@ -38,11 +38,14 @@ std::optional<std::vector<char>> readAll(Call call) {
 /// @param keepsList whether the access control list is copied; otherwise the file gets none.
 void copyAttributes(const std::filesystem::path& from, int to, bool keepsList, const std::string& label) {
     ::fremovexattr(to, ACCESS_LIST);
-    const std::vector<char> names = readAll([&](char* buffer, std::size_t size) {
-                                        return ::listxattr(from.c_str(), buffer, size);
-                                    }).value_or(std::vector<char>());
-    for (auto name = names.begin(); name != names.end(); name = std::find(name, names.end(), '\0') + 1) {
-        const std::string each(name, std::find(name, names.end(), '\0'));
+    const auto names = readAll([&](char* buffer, std::size_t size) { return ::listxattr(from.c_str(), buffer, size); });
+    if (!names) {
+        if (errno == ENOTSUP || errno == ENOSYS || errno == ENOENT) // there are none, or it was removed meanwhile
+            return;
+        failWithErrno(errno, label + ": the attributes of the file cannot be kept");
+    }
+    for (auto name = names->begin(); name != names->end(); name = std::find(name, names->end(), '\0') + 1) {
+        const std::string each(name, std::find(name, names->end(), '\0'));
         if (!each.starts_with("user.") && !(keepsList && each == ACCESS_LIST))
             continue;
         const auto value = readAll(

@@ -31,9 +31,18 @@ void ItemOutputStream::write(const unsigned char* data, unsigned long size) {
         return;
     }
     auto content = item_.makeContent();
-    content->append(data, size);
-    item_.setContent(content);
-    content_ = std::move(content);
+    const auto use = [&] {
+        item_.setContent(content);
+        content_ = content;
+    };
+    try {
+        content->append(data, size);
+    } catch (...) {
+        if (content->spilled() != nullptr) // which keeps the failure, so that no save leaves it out
+            use();
+        throw;
+    }
+    use();
 }
 
 void ItemOutputStream::close() {

@@ -103,8 +103,13 @@ TEST(Spill, IsSavedAsItLies) {
     package.open(OpenMode::CreateOnly);
     writeAll(*package.getContentTypeOutputStream(), TYPES);
     interfaces::IPhysicalPart* part = createPart(package, u"/a.xml", "");
-    EXPECT_TRUE(failsWith(Errc::no_such_file_or_directory, "no temporary file can be created in \"",
-                          [&] { writeAll(*part->getOutputStream(), text); }));
+    EXPECT_TRUE(failsWith(
+        Errc::no_such_file_or_directory, "no temporary file can be created in \"",
+        [&] { writeAll(*part->getOutputStream(), text); }));
+    EXPECT_TRUE(failsWith(
+        Errc::no_such_file_or_directory, [&] { package.close(false); }))
+        << "without the content";
+    EXPECT_TRUE(failsWith(Errc::no_such_file_or_directory, [&] { part->getOutputStream()->close(); }));
     fs::create_directory(temporary);
     writeAll(*part->getOutputStream(), text);
     EXPECT_TRUE(fs::is_empty(temporary)) << "the file has no name";

@@ -131,7 +131,10 @@ TEST(ZipSave, KeepsWhatOneHeaderOfAnItemTells) {
                                         .content = "a",
                                         .extra = std::string("\1\0\4\0\0\0\0\0", 8), // the number of the disk
                                         .descriptor = true,
-                                        .localExtra = ""}}));
+                                        .localExtra = ""},
+                                       {.name = "b.xml", .content = "whole", .method = 0}}));
+    const std::size_t damaged = file.rfind("b.xml") - 46;
+    file[damaged + 20] = '\x02'; // the size
     const std::size_t record = file.rfind("a.xml") - 46;
     file.replace(record + 8, 1, 1, '\0').replace(record + 34, 2, 2, '\xFF');
     const std::size_t local = file.find("a.xml") - 30;
@@ -141,6 +144,7 @@ TEST(ZipSave, KeepsWhatOneHeaderOfAnItemTells) {
     createPart(zip.package, u"/new.xml", "new");
     zip.save();
     EXPECT_THAT(toText(zip.bytes), HasSubstr(item));
+    EXPECT_THAT(toText(zip.bytes), HasSubstr("b.xmlwholePK"));
     EXPECT_EQ(zip.read(u"/a.xml"), "a");
 }
 

@@ -248,15 +248,28 @@ private:
         return *header;
     }
 
-    /// The size of the content and of the data descriptor after it, if there is one. Either header may tell of one, and
-    /// some readers go by the local one.
+    /// How many bytes there are from the end of the local header of an item to what comes next in the file.
+    std::uint64_t roomBehind(const DirectoryRecord& record, const LocalHeader& header) const {
+        const std::uint64_t room = original_->getDirectory().findNext(record.localHeader) - record.localHeader;
+        return room - std::min<std::uint64_t>(room, sizeOf(header));
+    }
+
+    /// The size of the content and of the data descriptor after it, if there is one: either header may tell of one, and
+    /// some readers go by the local one. Where one of the headers is damaged, all up to what comes next is kept, which
+    /// may be content that can still be saved.
     std::uint64_t sizeBehind(const DirectoryRecord& record, const LocalHeader& header) const {
-        if (!((header.flags | record.header.flags) & HAS_DESCRIPTOR))
-            return record.compressedSize;
-        std::array<unsigned char, MAXIMUM_DESCRIPTOR_SIZE> found{};
-        original_->getBytes().readAt(record.localHeader + sizeOf(header) + record.compressedSize, found.data(),
-                                     found.size());
-        return record.compressedSize + std::max(findDescriptor(found, record, 4), findDescriptor(found, record, 8));
+        std::uint64_t size = record.compressedSize;
+        bool isSound = header.nameSize == record.header.nameSize;
+        if ((header.flags | record.header.flags) & HAS_DESCRIPTOR) {
+            std::array<unsigned char, MAXIMUM_DESCRIPTOR_SIZE> found{};
+            original_->getBytes().readAt(record.localHeader + sizeOf(header) + size, found.data(), found.size());
+            const std::size_t descriptor = std::max(findDescriptor(found, record, 4), findDescriptor(found, record, 8));
+            isSound &= descriptor != 0;
+            size += descriptor;
+        } else {
+            isSound &= header.compressedSize == FULL_32 || header.compressedSize == size;
+        }
+        return isSound ? size : std::max(size, roomBehind(record, header));
     }
 
     /// The comment of an item with another name, after which it can be in UTF-8.
@@ -280,8 +293,7 @@ private:
     /// Nothing where its length is damaged, so that the item would reach into what comes next.
     ByteVector localExtra(const DirectoryRecord& record) const {
         const LocalHeader header = readLocalHeader(record);
-        const std::uint64_t room = original_->getDirectory().findNext(record.localHeader) - record.localHeader;
-        if (room < sizeOf(header) || room - sizeOf(header) < record.compressedSize)
+        if (roomBehind(record, header) < record.compressedSize)
             return {};
         ByteVector extra(header.extraSize);
         const std::uint64_t offset = record.localHeader + sizeOf(header) - extra.size();
